@@ -1,0 +1,21 @@
+# Compiler and linker flags of everything that is built here.
+include(CheckPIESupported)
+check_pie_supported()
+
+# Functions of their own sections let the linker drop what no service uses.
+add_compile_options(-ffunction-sections -fdata-sections -fno-plt -fstack-protector-strong -fvisibility=hidden)
+add_link_options(-Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro,-z,now)
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Wundef -Wcast-qual -Wcast-align
+                    -Wwrite-strings -Wimplicit-fallthrough -Wvla
+                    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast> $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+                    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options(-Wlogical-op -Wduplicated-cond -Wduplicated-branches)
+endif()
+if(TESSERA_WERROR)
+  add_compile_options(-Werror)
+endif()

@@ -1,0 +1,34 @@
+// Configuration objects in the notation of the IKE daemon: identities, peers, traffic selectors. Returned texts belong
+// to the caller.
+#ifndef TESSERA_IPSEC_NOTATION_H
+#define TESSERA_IPSEC_NOTATION_H
+
+#include <string>
+#include <vector>
+
+#include "main/owned.h"
+#include "platform/config.h"
+
+// The identity that the `id` object of `owner` (`local`, `remote` or a `peer_id`) describes; "" when there is none.
+std::string ipsec_identity(const ConfigNode *owner);
+
+// The host names of all peers but the skipped one (null: none is), joined with ","; "" without a usable peer.
+std::string remote_host_list(const ConfigNode *tunnel, const char *skip_host, bool is_ipv6);
+
+// True when the peer's host name of the family is exactly `host`.
+bool peer_hostname_matches(const ConfigNode *peer, const char *host, bool is_ipv6);
+
+// The quoted identities of the peers, joined with ";"; null when no peer has an identity of its own. `fallback` stands
+// for peers without one and may be empty; `skip_host` may be null.
+OwnedText find_peer_ids(const ConfigNode *tunnel, const char *fallback, const char *skip_host);
+
+// The items of such a list, without their quotes.
+std::vector<std::string> split_peer_ids(const char *list);
+
+// "[PROTOCOL/PORT]" of a policy's `local` or `remote` object.
+std::string ipsec_traffic_selector(const ConfigNode *selector);
+
+// True when an NHRP network runs the tunnel of that name.
+bool tunnel_managed_by_nhrp(const ConfigNode *root, const char *tunnel_name);
+
+#endif

@@ -1,0 +1,37 @@
+#include "main/owned.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+
+std::string format(const char *format, ...) {
+  char stack_buffer[256];
+  va_list arguments;
+  va_start(arguments, format);
+  int length = vsnprintf(stack_buffer, sizeof stack_buffer, format, arguments);
+  va_end(arguments);
+  if (length < 0) return {};
+  auto size = static_cast<size_t>(length);
+  if (size < sizeof stack_buffer) return {stack_buffer, size};
+  std::string text(size, '\0');
+  va_start(arguments, format);
+  vsnprintf(text.data(), size + 1, format, arguments);
+  va_end(arguments);
+  return text;
+}
+
+OwnedStream open_output(const char *path, unsigned mode) {
+  // The file is empty until its mode is right: no moment shows new content under an old, wider mode.
+  int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0600);
+  if (fd < 0) return nullptr;
+  FILE *stream = fchmod(fd, mode) == 0 ? fdopen(fd, "w") : nullptr;
+  if (stream == nullptr) {
+    int reason = errno;
+    close(fd);
+    errno = reason;
+  }
+  return OwnedStream(stream);
+}

@@ -1,0 +1,7 @@
+#include "main/mappers.h"
+#include "platform/tools.h"
+
+int32_t map_network(const ConfigNode *, int32_t, char **) {
+  log_error("the network service is not supported by this version");
+  return 1;
+}

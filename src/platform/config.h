@@ -1,0 +1,100 @@
+// Read access to the device's typed configuration tree.
+//
+// The tree is loaded once, never changes, and is released as a whole. A ConfigNode is a borrowed handle of an
+// object, an array, an array element or a leaf; handles and borrowed texts stay valid until config_free. Every
+// operation accepts a null node and then answers as for absent data.
+//
+// Paths join member names with "."; a component of digits selects an array element ("device.0"). They resolve from
+// the node that is passed. A getter answers a path that the schema defines but the document leaves out with the
+// empty value ("", false, 0); a path unknown to the schema, or of another type, gives null, false or 0.
+#ifndef TESSERA_PLATFORM_CONFIG_H
+#define TESSERA_PLATFORM_CONFIG_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct ConfigNode ConfigNode;
+
+// Loads the device configuration. Returns the root, to be released with config_free, or null after one logged
+// message when the document cannot be used.
+const ConfigNode *config_load(void);
+
+// Releases the tree of `root` and everything borrowed from it. Null is harmless.
+void config_free(const ConfigNode *root);
+
+// Value getters. Texts are borrowed. Absent data: see above.
+const char *config_get_string(const ConfigNode *node, const char *path);
+bool config_get_bool(const ConfigNode *node, const char *path);
+int32_t config_get_int(const ConfigNode *node, const char *path);
+double config_get_number(const ConfigNode *node, const char *path);
+
+// Durations: whole seconds (the rest is cut off towards zero), or milliseconds held within the 32-bit range.
+int32_t config_get_duration(const ConfigNode *node, const char *path);
+int32_t config_get_duration_ms(const ConfigNode *node, const char *path);
+
+// Copies the texts of the array at `path` into a new string list that the caller releases with sl_free; an absent or
+// empty array gives an empty list.
+char **config_get_string_list(const ConfigNode *node, const char *path);
+
+// Follows the reference at `path`; null when it is unset.
+const ConfigNode *config_get_ref(const ConfigNode *node, const char *path);
+
+// True when the object holds a member of that name: `key` is one plain name, not a path.
+bool config_has_key(const ConfigNode *object, const char *key);
+
+// True when there is an object at `path` and it holds the member `key`.
+bool config_object_has_key(const ConfigNode *node, const char *path, const char *key);
+
+// The object at `path`, its members in document order, and one member by its plain name; null for what the document
+// does not hold. config_object_next takes a member that first or next returned.
+const ConfigNode *config_object(const ConfigNode *node, const char *path);
+const ConfigNode *config_object_first(const ConfigNode *object);
+const ConfigNode *config_object_next(const ConfigNode *member);
+const ConfigNode *config_object_get(const ConfigNode *object, const char *key);
+
+// Values of leaf nodes: the borrowed text, null for a node that holds no text; the integer, 0 for any other node.
+const char *config_string_get(const ConfigNode *leaf);
+int32_t config_int_get(const ConfigNode *leaf);
+
+// The array at `path` (null when the document does not hold it), its number of elements, and its elements in order.
+// Elements by index take constant time; an index past the end gives null. A text element that is unset reads as "".
+const ConfigNode *config_array(const ConfigNode *node, const char *path);
+size_t config_array_count(const ConfigNode *array);
+const ConfigNode *config_array_first(const ConfigNode *array);
+const ConfigNode *config_array_next(const ConfigNode *element);
+const char *config_array_get_string(const ConfigNode *array, size_t index);
+const ConfigNode *config_array_get_ref(const ConfigNode *array, size_t index);
+const ConfigNode *config_array_object(const ConfigNode *array, size_t index);
+
+// The node at `path`, of any kind; null when the document does not hold it. "" names the node itself.
+const ConfigNode *config_lookup(const ConfigNode *node, const char *path);
+
+// The root of the node's tree; the object or array that holds the node (null for the root).
+const ConfigNode *config_node_get_root(const ConfigNode *node);
+const ConfigNode *config_node_parent(const ConfigNode *node);
+
+// A number that no other node of the tree has, the same at every load of the same document; 0 for null.
+size_t config_node_id(const ConfigNode *node);
+
+// The borrowed name of the node within its object; "" for the root, an array element's index as text is not offered
+// and reads as "" too. Null for a null node.
+const char *config_key(const ConfigNode *node);
+
+// The dotted path from the root as a new text that the caller frees ("network.route.static.0"); "" for the root, null
+// for a null node.
+char *config_path(const ConfigNode *node);
+
+// The node and all below it as text that belongs to the tree; equal settings give equal texts. Null for a null node.
+// The text may hold secrets.
+const char *config_dump(const ConfigNode *node);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
