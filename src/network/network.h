@@ -28,6 +28,10 @@ void uci_write_hostname(FILE *out, const ConfigNode *config);
 void uci_write_mtu(FILE *out, const ConfigNode *config);
 void uci_write_link_options(FILE *out, const ConfigNode *config);
 
+// What "/bin/hostname" printed, line end included; null when it failed. Asked at most once in a run; the text belongs
+// to the module.
+const char *hostname_output();
+
 // Prints the node and all below it on standard output.
 void dump_network_node(const NetworkNode *node, int depth);
 

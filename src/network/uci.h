@@ -51,6 +51,9 @@ void uci_write_metric(FILE *out, const ConfigNode *config);
 // there is one.
 bool uci_write_passthrough(FILE *out, const NetworkNode *node);
 
+// Drops what uci_write_passthrough has learned about the model; due before the model is freed.
+void uci_forget_passthrough_sources();
+
 // A copy fit to stand between single quotes in a shell word; null for null.
 OwnedText shell_quote_single(const char *text);
 

@@ -1,0 +1,156 @@
+#include "network/uci.h"
+
+#include <cstdarg>
+#include <cstring>
+#include <unordered_map>
+
+#include "network/network.h"
+
+namespace {
+
+// A value ends with its line, so a line feed is handed on as a backslash and an "n"; the third character escapes the
+// backslash.
+const EscapePair uci_escape_table[] = {{"\"", "\\\""}, {"\\", "\\\\"}, {"\n", "\\\\n"}, {nullptr, nullptr}};
+
+const int32_t worst_metric = INT32_MAX;
+
+const char ipsec_tunnel_prefix[] = "vpn.ipsec.tunnel.";
+
+// From the id of a source interface's configuration to the key of the first passthrough interface that lists it. Built
+// at the first question of a run, so that a pass over all interfaces stays linear.
+using PassthroughIndex = std::unordered_map<size_t, const char *>;
+std::unique_ptr<PassthroughIndex> passthrough_index;
+
+std::unique_ptr<PassthroughIndex> index_passthrough_sources(const NetworkNode *root) {
+  auto index = std::make_unique<PassthroughIndex>();
+  for (const NetworkNode *node = network_first_type(root, NETWORK_NODE_INTERFACE); node != nullptr;
+       node = network_next_type(root, node, NETWORK_NODE_INTERFACE)) {
+    if (network_interface_type(node) != NETWORK_INTERFACE_PASSTHROUGH) continue;
+    const ConfigNode *config = network_config(node);
+    const ConfigNode *sources = config_array(config, "passthrough.src");
+    size_t count = config_array_count(sources);
+    // The first interface that lists a source keeps it.
+    for (size_t i = 0; i < count; i++)
+      index->emplace(config_node_id(config_array_get_ref(sources, i)), or_empty(config_key(config)));
+  }
+  return index;
+}
+
+bool tunnel_is_healthy(const char *tunnel_key) {
+  OwnedText passed(runt_get_string_pathf("vigil.ipsec_%s.passed", tunnel_key));
+  return strcmp(or_empty(passed.get()), "y") == 0;
+}
+
+}  // namespace
+
+void uci_write_section(FILE *out, const char *type, const char *name_format, ...) {
+  fprintf(out, "\nconfig %s ", type);
+  va_list arguments;
+  va_start(arguments, name_format);
+  vfprintf(out, name_format, arguments);
+  va_end(arguments);
+  fputc('\n', out);
+}
+
+void uci_write_section_anon(FILE *out, const char *type) {
+  fprintf(out, "\nconfig %s\n", type);
+}
+
+void uci_write_option(FILE *out, const char *name, const char *value_format, ...) {
+  char *formatted = nullptr;
+  va_list arguments;
+  va_start(arguments, value_format);
+  int length = vasprintf(&formatted, value_format, arguments);
+  va_end(arguments);
+  if (length < 0) return;
+  OwnedText value(formatted);
+  OwnedText escaped(escape(value.get(), uci_escape_table));
+  fprintf(out, "\toption %s \"%s\"\n", name, or_empty(escaped.get()));
+}
+
+void uci_write_option_int(FILE *out, const char *name, int32_t value) {
+  fprintf(out, "\toption %s %d\n", name, value);
+}
+
+void uci_write_option_bool(FILE *out, const char *name, bool value) {
+  fprintf(out, "\toption %s %d\n", name, value ? 1 : 0);
+}
+
+void uci_write_option_list(FILE *out, const char *name, char *const *list, const char *separator) {
+  OwnedText joined(sl_join(list, separator));
+  if (joined != nullptr) uci_write_option(out, name, "%s", joined.get());
+}
+
+void uci_write_list_entry(FILE *out, const char *name, const char *value) {
+  fprintf(out, "\tlist %s \"%s\"\n", name, or_empty(value));
+}
+
+void uci_write_options(FILE *out, const ConfigNode *config, const OptionRow *rows) {
+  for (const OptionRow *row = rows; row->option != nullptr; row++) {
+    switch (row->kind) {
+      case OptionKind::text:
+        uci_write_option(out, row->option, "%s", or_empty(config_get_string(config, row->key)));
+        break;
+      case OptionKind::integer:
+        uci_write_option_int(out, row->option, config_get_int(config, row->key));
+        break;
+      case OptionKind::boolean:
+        uci_write_option_bool(out, row->option, config_get_bool(config, row->key));
+        break;
+      case OptionKind::seconds:
+        uci_write_option_int(out, row->option, config_get_duration(config, row->key));
+        break;
+    }
+  }
+}
+
+void uci_write_interface_section(FILE *out, const NetworkNode *node) {
+  uci_write_section(out, "interface", "%s", or_empty(network_interface_name(node)));
+}
+
+void uci_write_ifname(FILE *out, const NetworkNode *node) {
+  if (node == nullptr || network_find_parent(node, NETWORK_NODE_RADIO) != nullptr) return;
+  uci_write_option(out, "ifname", "%s", or_empty(network_name(node)));
+}
+
+void uci_write_metric(FILE *out, const ConfigNode *config) {
+  int32_t metric = config_get_int(config, "metric");
+  if (metric == 0) return;
+  OwnedText path(config_path(config));
+  const size_t prefix_length = sizeof ipsec_tunnel_prefix - 1;
+  if (strncmp(or_empty(path.get()), ipsec_tunnel_prefix, prefix_length) == 0 &&
+      config_get_bool(config, "vigil.enable") && !tunnel_is_healthy(path.get() + prefix_length))
+    metric = worst_metric;
+  uci_write_option_int(out, "metric", metric);
+}
+
+bool uci_write_passthrough(FILE *out, const NetworkNode *node) {
+  if (passthrough_index == nullptr)
+    passthrough_index = index_passthrough_sources(network_find_parent(node, NETWORK_NODE_ROOT));
+  const NetworkNode *owner =
+      network_type(node) == NETWORK_NODE_PROTO ? network_find_parent(node, NETWORK_NODE_INTERFACE) : node;
+  auto found = passthrough_index->find(config_node_id(network_config(owner)));
+  if (found == passthrough_index->end()) return false;
+  uci_write_option(out, "passthrough", "%s", found->second);
+  return true;
+}
+
+void uci_forget_passthrough_sources() {
+  passthrough_index.reset();
+}
+
+OwnedText shell_quote_single(const char *text) {
+  if (text == nullptr) return nullptr;
+  static const char quoted_quote[] = "'\\''";
+  OwnedText quoted(static_cast<char *>(malloc(4 * strlen(text) + 1)));
+  if (quoted == nullptr) return nullptr;
+  char *end = quoted.get();
+  for (; *text != '\0'; text++) {
+    if (*text == '\'')
+      end = stpcpy(end, quoted_quote);
+    else
+      *end++ = *text;
+  }
+  *end = '\0';
+  return quoted;
+}
