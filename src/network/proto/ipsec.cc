@@ -1,0 +1,3 @@
+#include "network/proto/proto.h"
+
+void uci_write_ipsec_interface(FILE *, const NetworkNode *) {}

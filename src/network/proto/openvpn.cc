@@ -1,0 +1,3 @@
+#include "network/proto/proto.h"
+
+void openvpn_write_interface(FILE *, const NetworkNode *) {}
