@@ -1,0 +1,41 @@
+// IPv4 networks in text form.
+#include <arpa/inet.h>
+
+#include <cstring>
+
+#include "platform/tools.h"
+
+namespace {
+
+constexpr int32_t address_bits = 32;
+
+// A length of one or two digits, "08" included; -1 for any other text.
+int32_t parse_length(const char *text) {
+  int32_t length = 0;
+  size_t digits = 0;
+  for (; text[digits] >= '0' && text[digits] <= '9'; digits++) {
+    if (digits == 2) return -1;
+    length = length * 10 + (text[digits] - '0');
+  }
+  return digits > 0 && text[digits] == '\0' && length <= address_bits ? length : -1;
+}
+
+}  // namespace
+
+bool xip4_parse_network(const char *text, void *address, int32_t *prefix_length) {
+  if (text == nullptr) return false;
+  const char *slash = strchr(text, '/');
+  size_t size = slash != nullptr ? static_cast<size_t>(slash - text) : strlen(text);
+  char dotted[INET_ADDRSTRLEN];
+  if (size >= sizeof dotted) return false;
+  memcpy(dotted, text, size);
+  dotted[size] = '\0';
+
+  int32_t length = slash != nullptr ? parse_length(slash + 1) : address_bits;
+  // inet_pton wants four plain decimal numbers and, unlike its older siblings, takes no octal or short forms.
+  in_addr parsed;
+  if (length < 0 || inet_pton(AF_INET, dotted, &parsed) != 1) return false;
+  memcpy(address, &parsed, sizeof parsed);
+  *prefix_length = length;
+  return true;
+}

@@ -1,0 +1,117 @@
+// String lists. The array that callers see is preceded by a hidden header, so that appending need not walk the list and
+// moves it only when its room has doubled.
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/tools.h"
+#include "tools/memory.h"
+
+namespace {
+
+struct Header {
+  int32_t length;
+  int32_t capacity;  // entries that fit, the final null not counted
+};
+static_assert(sizeof(Header) % alignof(char *) == 0);
+
+constexpr int32_t first_capacity = 6;
+
+Header *header_of(char *const *list) {
+  // The header lies in the same block as the entries; the caller's handle points behind it.
+  return reinterpret_cast<Header *>(const_cast<char **>(list)) - 1;
+}
+
+char **entries_of(Header *header) {
+  return reinterpret_cast<char **>(header + 1);
+}
+
+Header *resize(Header *header, int32_t capacity) {
+  size_t size = sizeof(Header) + (static_cast<size_t>(capacity) + 1) * sizeof(char *);
+  header = static_cast<Header *>(xrealloc(header, size));
+  header->capacity = capacity;
+  return header;
+}
+
+// Appends a text that the list owns from then on.
+char **append_owned(char **list, char *text) {
+  if (list == nullptr) list = _sl_new(0, 0);
+  Header *header = header_of(list);
+  if (header->length == header->capacity) {
+    if (header->capacity > INT32_MAX / 2) abort();
+    header = resize(header, header->capacity * 2);
+    list = entries_of(header);
+  }
+  list[header->length++] = text;
+  list[header->length] = nullptr;
+  return list;
+}
+
+char *copy_bytes(const char *text, size_t length) {
+  char *copy = static_cast<char *>(memcpy(xrealloc(nullptr, length + 1), text, length));
+  copy[length] = '\0';
+  return copy;
+}
+
+}  // namespace
+
+char **_sl_new(int /*reserved1*/, int /*reserved2*/) {
+  Header *header = resize(nullptr, first_capacity);
+  header->length = 0;
+  char **list = entries_of(header);
+  list[0] = nullptr;
+  return list;
+}
+
+char **_sl_append(char **list, const char *text, int /*reserved*/) {
+  if (text == nullptr) return list;
+  return append_owned(list, copy_bytes(text, strlen(text)));
+}
+
+char **sl_append_printf(char **list, const char *format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  char *text = xvasprintf(format, arguments);
+  va_end(arguments);
+  return append_owned(list, text);
+}
+
+char *sl_join(char *const *list, const char *separator) {
+  if (sl_len(list) == 0) return nullptr;
+  if (separator == nullptr) separator = "";
+  size_t separator_length = strlen(separator);
+  size_t size = 0;
+  for (char *const *entry = list; *entry != nullptr; entry++) size += strlen(*entry) + separator_length;
+  char *joined = static_cast<char *>(xrealloc(nullptr, size + 1));
+  char *end = stpcpy(joined, list[0]);
+  for (char *const *entry = list + 1; *entry != nullptr; entry++) end = stpcpy(stpcpy(end, separator), *entry);
+  return joined;
+}
+
+char **sl_split(const char *text, char separator) {
+  char **list = _sl_new(0, 0);
+  while (text != nullptr) {
+    const char *end = separator != '\0' ? strchr(text, separator) : nullptr;
+    size_t length = end != nullptr ? static_cast<size_t>(end - text) : strlen(text);
+    list = append_owned(list, copy_bytes(text, length));
+    text = end != nullptr ? end + 1 : nullptr;
+  }
+  return list;
+}
+
+bool sl_find(char *const *list, const char *text) {
+  if (list == nullptr || text == nullptr) return false;
+  for (; *list != nullptr; list++) {
+    if (strcmp(*list, text) == 0) return true;
+  }
+  return false;
+}
+
+int32_t sl_len(char *const *list) {
+  return list != nullptr ? header_of(list)->length : 0;
+}
+
+void sl_free(char **list) {
+  if (list == nullptr) return;
+  for (char **entry = list; *entry != nullptr; entry++) free(*entry);
+  free(header_of(list));
+}
