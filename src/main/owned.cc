@@ -35,3 +35,7 @@ OwnedStream open_output(const char *path, unsigned mode) {
   }
   return OwnedStream(stream);
 }
+
+bool create_directory(const char *path, unsigned mode) {
+  return mkdir(path, mode) == 0 && chmod(path, mode) == 0;
+}

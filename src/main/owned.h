@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -48,11 +49,20 @@ inline const char *or_empty(const char *text) {
   return text != nullptr ? text : "";
 }
 
+// True for a text that can be one component of a path: not empty, neither "." nor "..", and without "/".
+inline bool is_path_component(const char *text) {
+  return is_set(text) && strchr(text, '/') == nullptr && strcmp(text, ".") != 0 && strcmp(text, "..") != 0;
+}
+
 // A printf-built text.
 std::string format(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // Opens `path` for writing from scratch with exactly `mode`, whatever the umask says and also when the file existed.
 // Null when that fails; errno then tells why.
 OwnedStream open_output(const char *path, unsigned mode = 0600);
+
+// Creates a directory with exactly `mode`, whatever the umask says. False, with the reason in errno, when that fails;
+// one that exists keeps its mode and counts as failed with EEXIST.
+bool create_directory(const char *path, unsigned mode);
 
 #endif
