@@ -104,6 +104,12 @@ void uci_write_options(FILE *out, const ConfigNode *config, const OptionRow *row
   }
 }
 
+void uci_write_address(FILE *out, const char *address_option, const char *length_option, const char *address) {
+  OwnedList pieces(sl_split(address, '/'));
+  if (sl_len(pieces.get()) > 0) uci_write_option(out, address_option, "%s", pieces.get()[0]);
+  if (sl_len(pieces.get()) > 1) uci_write_option(out, length_option, "%s", pieces.get()[1]);
+}
+
 void uci_write_interface_section(FILE *out, const NetworkNode *node) {
   uci_write_section(out, "interface", "%s", or_empty(network_interface_name(node)));
 }

@@ -38,6 +38,10 @@ struct OptionRow {
 // Writes one option per row, in order, absent values as "" or 0.
 void uci_write_options(FILE *out, const ConfigNode *config, const OptionRow *rows);
 
+// Splits ADDRESS or ADDRESS/LENGTH into two options; without "/" the second one is left out, and what follows a second
+// "/" is ignored.
+void uci_write_address(FILE *out, const char *address_option, const char *length_option, const char *address);
+
 // The header of an interface or part, named as the interface manager knows it.
 void uci_write_interface_section(FILE *out, const NetworkNode *node);
 
