@@ -238,7 +238,7 @@ struct TacacsMethod {
 };
 
 // The servers as module arguments. A bracketed argument may hold blanks; a "]" in the secret must not end it.
-std::string format_tacacs_servers(const ConfigNode *servers) {
+std::string pam_write_tacacs_servers(const ConfigNode *servers) {
   std::string text;
   for (const ConfigNode *server = config_array_first(servers); server != nullptr; server = config_array_next(server)) {
     OwnedText secret = escape_secret(server);
@@ -266,7 +266,7 @@ bool write_tacacs_method(FILE *stream, const ConfigNode *root) {
       .service = or_empty(config_get_string(config, "service")),
       .group_attribute = or_empty(config_get_string(config, "group_attribute")),
       .authoritative = config_get_bool(config, "authoritative"),
-      .servers = format_tacacs_servers(config_array(config, "server")),
+      .servers = pam_write_tacacs_servers(config_array(config, "server")),
   };
   for (const TacacsRow *row = tacacs_logins; row->service != nullptr; row++)
     pam_write_tacacs(stream, tacacs, row->service, row->protocol);
