@@ -1,0 +1,503 @@
+// Building the network model from the configuration tree.
+//
+// Three steps: the places that interfaces lie below (devices, radios, modems) are collected in model order; then each
+// interface entry is queued at its place, so that no search per device is needed; then all nodes are laid down in
+// depth-first order.
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+
+#include "config/report.h"
+#include "network/model.h"
+
+namespace {
+
+constexpr uint32_t none = UINT32_MAX;
+
+// Indexes of the first and last element of a chain through a vector.
+struct Queue {
+  uint32_t first = none;
+  uint32_t last = none;
+};
+
+// Something that interfaces lie below.
+struct Place {
+  const ConfigNode *config;
+  const char *key;
+  const char *name;      // of a VLAN null until its base is known
+  const char *prefix;    // for the interface that a tunnel device holds by itself; null for other devices
+  Queue below;           // its interfaces; of a radio its devices
+  uint32_t next = none;  // the next device of the same radio
+  NetworkNodeType type;
+  NetworkDeviceType device_type;
+  bool in_model = true;
+  bool in_radio = false;
+  bool visiting = false;  // while the base devices of a VLAN are followed
+};
+
+enum class PartRule { without, by_type, passthrough };
+
+// What an entry of network.interface becomes.
+struct InterfaceKind {
+  const char *type;  // null ends the table
+  NetworkInterfaceType interface_type;
+  PartRule parts;
+};
+
+constexpr InterfaceKind interface_kinds[] = {
+    {"ethernet", NETWORK_INTERFACE_ETHERNET, PartRule::by_type},
+    {"passthrough", NETWORK_INTERFACE_PASSTHROUGH, PartRule::passthrough},
+    {"modem", NETWORK_INTERFACE_MODEM, PartRule::without},
+    {"pppoe", NETWORK_INTERFACE_PPPOE, PartRule::without},
+    {"hotspot", NETWORK_INTERFACE_HOTSPOT, PartRule::without},
+    {"wisun", NETWORK_INTERFACE_WISUN, PartRule::without},
+    {"dialin", NETWORK_INTERFACE_DIALIN, PartRule::without},
+    {nullptr, NETWORK_INTERFACE_ETHERNET, PartRule::without},
+};
+
+struct PartKind {
+  const char *type;  // null ends the table
+  NetworkInterfaceType interface_type;
+};
+
+constexpr PartKind ipv4_kinds[] = {
+    {"static", NETWORK_INTERFACE_STATIC},
+    {"dhcp", NETWORK_INTERFACE_DHCP},
+    {"hybrid", NETWORK_INTERFACE_HYBRID},
+    {nullptr, NETWORK_INTERFACE_STATIC},
+};
+constexpr PartKind ipv6_kinds[] = {
+    {"dhcpv6", NETWORK_INTERFACE_DHCPV6},
+    {"prefix_delegation", NETWORK_INTERFACE_PREFIX_DELEGATION},
+    {nullptr, NETWORK_INTERFACE_DHCPV6},
+};
+
+struct Family {
+  const char *key;
+  const char *enable;  // relative to the interface
+  const char *type;
+  const char *prefix;
+  const PartKind *kinds;
+  NetworkInterfaceType passthrough;
+};
+
+constexpr Family families[] = {
+    {"ipv4", "ipv4.enable", "ipv4.type", "ipv4_interface_", ipv4_kinds, NETWORK_INTERFACE_PASSTHROUGH4},
+    {"ipv6", "ipv6.enable", "ipv6.type", "ipv6_interface_", ipv6_kinds, NETWORK_INTERFACE_PASSTHROUGH6},
+};
+
+struct Pending {
+  const ConfigNode *config;
+  const InterfaceKind *kind;
+  uint32_t next;
+};
+
+struct Builder {
+  const ConfigNode *root;
+  ModelStore &store;
+  std::vector<Place> places;
+  std::vector<uint32_t> place_of;  // index in `places` by number of the configuration node; `none` for others
+  std::vector<Pending> interfaces;
+  Queue unplaced;       // interfaces without a device or modem
+  int32_t tunnels = 0;  // IPsec tunnels so far
+  uint32_t last_of_type[kNodeTypes] = {};
+};
+
+template <typename Element>
+void enqueue(Queue &queue, std::vector<Element> &elements, uint32_t index) {
+  if (queue.first == none)
+    queue.first = index;
+  else
+    elements[queue.last].next = index;
+  queue.last = index;
+}
+
+// The row of a table for that type; null when it has none.
+template <typename Row>
+const Row *find_row(const Row *row, const char *type) {
+  if (type == nullptr) return nullptr;
+  while (row->type != nullptr && strcmp(row->type, type) != 0) ++row;
+  return row->type != nullptr ? row : nullptr;
+}
+
+bool set(const char *text) {
+  return text != nullptr && *text != '\0';
+}
+
+std::string_view decimal(char (&buffer)[12], int32_t number) {
+  return {buffer, std::to_chars(buffer, buffer + sizeof buffer, number).ptr};
+}
+
+// What a message about the value at `path` points at: the value, or the entry when it is not written.
+const ConfigNode *written(const ConfigNode *entry, const char *path) {
+  const ConfigNode *leaf = config_lookup(entry, path);
+  return leaf != nullptr ? leaf : entry;
+}
+
+// Step 1: places.
+
+struct Source {
+  const char *path;
+  void (*add)(Builder &build, const ConfigNode *entry, const Source &source);
+  NetworkNodeType type;
+  NetworkDeviceType device_type;  // of devices
+  const char *prefix;             // as in Place
+};
+
+Place &add_place(Builder &build, const ConfigNode *entry, const Source &source) {
+  const char *key = config_key(entry);
+  return build.places.emplace_back(Place{.config = entry,
+                                         .key = key,
+                                         .name = key,
+                                         .prefix = source.prefix,
+                                         .below = {},
+                                         .type = source.type,
+                                         .device_type = source.device_type});
+}
+
+void add_plain(Builder &build, const ConfigNode *entry, const Source &source) {
+  add_place(build, entry, source);
+}
+
+void add_hardware(Builder &build, const ConfigNode *entry, const Source &source) {
+  struct Row {
+    const char *type;
+    NetworkDeviceType device_type;
+  };
+  static constexpr Row rows[] = {
+      {"ethernet", NETWORK_DEVICE_ETHERNET}, {"usb_ethernet", NETWORK_DEVICE_ETHERNET},
+      {"loopback", NETWORK_DEVICE_LOOPBACK}, {"vnet", NETWORK_DEVICE_VNET},
+      {nullptr, NETWORK_DEVICE_ETHERNET},
+  };
+  Place &place = add_place(build, entry, source);
+  const char *type = config_get_string(entry, "type");
+  const char *name = config_get_string(entry, "name");
+  const Row *row = find_row(rows, type);
+  if (row == nullptr) {
+    config_report(written(entry, "type"), Grade::ignored, "unknown device type '%s', the device is left out", type);
+    place.in_model = false;
+  } else {
+    place.device_type = row->device_type;
+  }
+  if (set(name))
+    place.name = name;
+  else if (row == &rows[1])
+    place.name = "";  // the adapter is not plugged in
+}
+
+void add_vlan(Builder &build, const ConfigNode *entry, const Source &source) {
+  add_place(build, entry, source).name = nullptr;
+}
+
+void add_l2tpeth_sessions(Builder &build, const ConfigNode *tunnel, const Source &source) {
+  const ConfigNode *session = config_object_first(config_object(tunnel, "session"));
+  for (; session != nullptr; session = config_object_next(session)) {
+    Place &place = add_place(build, session, source);
+    place.name = build.store.texts.join(config_key(tunnel), "_", place.key);
+  }
+}
+
+void add_openvpn(Builder &build, const ConfigNode *entry, const Source &source) {
+  add_place(build, entry, source).in_model = config_get_bool(entry, "enable");
+}
+
+void add_ipsec_tunnel(Builder &build, const ConfigNode *entry, const Source &source) {
+  char number[12];
+  add_place(build, entry, source).name = build.store.texts.join("ipsec", decimal(number, ++build.tunnels));
+}
+
+// In model order.
+constexpr Source sources[] = {
+    {"network.device", add_hardware, NETWORK_NODE_DEVICE, NETWORK_DEVICE_ETHERNET, nullptr},
+    {"network.radio", add_plain, NETWORK_NODE_RADIO, NETWORK_DEVICE_WLAN, nullptr},
+    {"network.wlan", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WLAN, nullptr},
+    {"network.vlan", add_vlan, NETWORK_NODE_DEVICE, NETWORK_DEVICE_VLAN, nullptr},
+    {"network.bridge", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_BRIDGE, nullptr},
+    {"network.bond", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_BOND, nullptr},
+    {"network.macsec", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_MACSEC, nullptr},
+    {"network.vrrp", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_VRRP, nullptr},
+    {"network.wisun", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WISUN, nullptr},
+    {"vpn.iptunnel", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_IPTUNNEL, nullptr},
+    {"vpn.l2tpeth", add_l2tpeth_sessions, NETWORK_NODE_DEVICE, NETWORK_DEVICE_L2TPETH, nullptr},
+    {"vpn.wireguard", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WIREGUARD, nullptr},
+    {"vpn.openvpn.client", add_openvpn, NETWORK_NODE_DEVICE, NETWORK_DEVICE_OPENVPN, "openvpn_client_"},
+    {"vpn.openvpn.server", add_openvpn, NETWORK_NODE_DEVICE, NETWORK_DEVICE_OPENVPN, "openvpn_server_"},
+    {"vpn.ipsec.tunnel", add_ipsec_tunnel, NETWORK_NODE_DEVICE, NETWORK_DEVICE_IPSEC, ""},
+    {"network.modem", add_plain, NETWORK_NODE_MODEM, NETWORK_DEVICE_ETHERNET, nullptr},
+};
+
+void collect_places(Builder &build) {
+  for (const Source &source : sources) {
+    const ConfigNode *entry = config_object_first(config_object(build.root, source.path));
+    for (; entry != nullptr; entry = config_object_next(entry)) source.add(build, entry, source);
+  }
+  size_t last_id = 0;
+  for (const Place &place : build.places) last_id = std::max(last_id, config_node_id(place.config));
+  build.place_of.assign(last_id + 1, none);
+  for (uint32_t index = 0; index < build.places.size(); ++index)
+    build.place_of[config_node_id(build.places[index].config)] = index;
+}
+
+// The place made from that configuration node, when it is of that kind; null otherwise.
+Place *find_place(Builder &build, const ConfigNode *config, NetworkNodeType type) {
+  if (config == nullptr) return nullptr;
+  const size_t id = config_node_id(config);
+  if (id >= build.place_of.size() || build.place_of[id] == none) return nullptr;
+  Place *place = &build.places[build.place_of[id]];
+  return place->type == type ? place : nullptr;
+}
+
+bool is_vlan(const Place *place) {
+  return place->device_type == NETWORK_DEVICE_VLAN;
+}
+
+Place *base_of(Builder &build, const Place *vlan) {
+  return find_place(build, config_get_ref(vlan->config, "device"), NETWORK_NODE_DEVICE);
+}
+
+void leave_out_vlan(Place *vlan, const char *reason) {
+  config_report(written(vlan->config, "device"), Grade::ignored, "the VLAN is left out: %s", reason);
+  vlan->name = "";
+  vlan->in_model = false;
+}
+
+// Names the VLAN and those it stands on, or leaves them out. `chain` is scratch space.
+void name_vlan(Builder &build, Place *vlan, std::vector<Place *> &chain) {
+  Place *base = vlan;
+  while (base != nullptr && base->name == nullptr && !base->visiting) {
+    base->visiting = true;
+    chain.push_back(base);
+    base = base_of(build, base);
+  }
+  // Where a circle was entered; its members are at the end of the chain.
+  const Place *circle = base != nullptr && base->visiting ? base : nullptr;
+  for (; !chain.empty(); chain.pop_back()) {
+    Place *place = chain.back();
+    place->visiting = false;
+    char id[12];
+    if (base == nullptr)
+      leave_out_vlan(place, "it has no base device");
+    else if (circle != nullptr)
+      leave_out_vlan(place, "its base device leads back to itself");
+    else if (is_vlan(base) && !base->in_model)
+      leave_out_vlan(place, "its base VLAN is left out");
+    else
+      place->name = build.store.texts.join(base->name, ".", decimal(id, config_get_int(place->config, "id")));
+    if (place == circle) circle = nullptr;
+    base = place;
+  }
+}
+
+void name_vlans(Builder &build) {
+  std::vector<Place *> chain;
+  for (Place &place : build.places)
+    if (place.name == nullptr) name_vlan(build, &place, chain);
+}
+
+void put_devices_in_radios(Builder &build) {
+  for (uint32_t index = 0; index < build.places.size(); ++index) {
+    Place &place = build.places[index];
+    if (place.type != NETWORK_NODE_DEVICE || place.device_type != NETWORK_DEVICE_WLAN) continue;
+    Place *radio = find_place(build, config_get_ref(place.config, "radio"), NETWORK_NODE_RADIO);
+    if (radio == nullptr) continue;
+    place.in_radio = true;
+    enqueue(radio->below, build.places, index);
+  }
+}
+
+// Step 2: interfaces.
+
+// A device that daemons can bind to: it is in the model and the system has a name for it.
+bool usable(const Place *device) {
+  return device != nullptr && device->in_model && *device->name != '\0';
+}
+
+void queue_interface(Builder &build, const ConfigNode *modems, const ConfigNode *entry) {
+  const char *type = config_get_string(entry, "type");
+  const InterfaceKind *kind = find_row(interface_kinds, type);
+  // The writer of PPPoE interfaces has something to say about a disabled one too.
+  const bool kept_disabled = kind != nullptr && kind->interface_type == NETWORK_INTERFACE_PPPOE;
+  if (!kept_disabled && !config_get_bool(entry, "enable")) return;
+  if (kind == nullptr) {
+    config_report(written(entry, "type"), Grade::ignored, "unknown interface type '%s', the interface is left out",
+                  type);
+    return;
+  }
+  Place *place;
+  if (kind->interface_type == NETWORK_INTERFACE_MODEM) {
+    const char *modem = config_get_string(entry, "modem.device");
+    place = set(modem) ? find_place(build, config_object_get(modems, modem), NETWORK_NODE_MODEM) : nullptr;
+  } else {
+    place = find_place(build, config_get_ref(entry, "device"), NETWORK_NODE_DEVICE);
+    if (!usable(place)) place = nullptr;
+  }
+  build.interfaces.push_back({entry, kind, none});
+  enqueue(place != nullptr ? place->below : build.unplaced, build.interfaces,
+          static_cast<uint32_t>(build.interfaces.size() - 1));
+}
+
+void queue_interfaces(Builder &build) {
+  const ConfigNode *network = config_object(build.root, "network");
+  const ConfigNode *modems = config_object(network, "modem");
+  const ConfigNode *entry = config_object_first(config_object(network, "interface"));
+  for (; entry != nullptr; entry = config_object_next(entry)) queue_interface(build, modems, entry);
+}
+
+// Step 3: nodes.
+
+struct NewNode {
+  const ConfigNode *config;
+  const char *key;
+  const char *name;
+  int type;
+  int detail = 0;
+  const char *prefix = nullptr;
+};
+
+// Appends a node below `parent` and returns its index; `close` ends it after its last descendant.
+uint32_t open(Builder &build, uint32_t parent, const NewNode &node) {
+  ModelStore &store = build.store;
+  const auto index = static_cast<uint32_t>(store.nodes.size());
+  uint32_t &last = build.last_of_type[node.type];
+  if (last != 0)
+    store.nodes[last].next_of_type = index - last;
+  else
+    store.first_of_type[node.type] = index;
+  last = index;
+  store.nodes.push_back({.config = node.config,
+                         .key = node.key,
+                         .name = node.name,
+                         .prefix = node.prefix,
+                         .interface_name = nullptr,
+                         .up = index - parent,
+                         .size = 1,
+                         .next_of_type = 0,
+                         .type = static_cast<uint8_t>(node.type),
+                         .detail = static_cast<uint8_t>(node.detail)});
+  return index;
+}
+
+void close(Builder &build, uint32_t index) {
+  build.store.nodes[index].size = static_cast<uint32_t>(build.store.nodes.size()) - index;
+}
+
+void lay_part(Builder &build, uint32_t parent, const Pending &interface, const Family &family) {
+  if (!config_get_bool(interface.config, family.enable)) return;
+  int detail = family.passthrough;
+  if (interface.kind->parts == PartRule::by_type) {
+    const char *type = config_get_string(interface.config, family.type);
+    const PartKind *kind = find_row(family.kinds, type);
+    if (kind == nullptr) {
+      config_report(written(interface.config, family.type), Grade::ignored, "unknown %s type '%s', it is left out",
+                    family.key, type);
+      return;
+    }
+    detail = kind->interface_type;
+  }
+  open(build, parent,
+       {config_object(interface.config, family.key), family.key, build.store.nodes[parent].name, NETWORK_NODE_PROTO,
+        detail, family.prefix});
+}
+
+void lay_interfaces(Builder &build, uint32_t parent, const Queue &queue) {
+  for (uint32_t next = queue.first; next != none; next = build.interfaces[next].next) {
+    const Pending &interface = build.interfaces[next];
+    const char *key = config_key(interface.config);
+    const uint32_t node =
+        open(build, parent,
+             {interface.config, key, key, NETWORK_NODE_INTERFACE, interface.kind->interface_type, "interface_"});
+    if (interface.kind->parts != PartRule::without)
+      for (const Family &family : families) lay_part(build, node, interface, family);
+    close(build, node);
+  }
+}
+
+// The dotted form of a path reference: "/network/device/eth1" gives "network.device.eth1".
+const char *dotted(Builder &build, const char *reference) {
+  char *text = build.store.texts.join(*reference == '/' ? reference + 1 : reference, {});
+  for (char *next = strchr(text, '/'); next != nullptr; next = strchr(next, '/')) *next = '.';
+  return text;
+}
+
+void lay_members(Builder &build, uint32_t parent, const Place &place, int type) {
+  const ConfigNode *members = config_array(place.config, "device");
+  const size_t count = config_array_count(members);
+  for (size_t index = 0; index < count; ++index) {
+    const ConfigNode *config = config_array_get_ref(members, index);
+    const Place *member = find_place(build, config, NETWORK_NODE_DEVICE);
+    if (usable(member))
+      open(build, parent, {config, dotted(build, config_array_get_string(members, index)), member->name, type});
+  }
+}
+
+void lay_place(Builder &build, const Place &place) {
+  const uint32_t parent = place.in_radio ? build.last_of_type[NETWORK_NODE_RADIO] : 0;
+  const uint32_t node = open(build, parent, {place.config, place.key, place.name, place.type, place.device_type});
+  if (place.type == NETWORK_NODE_RADIO) {
+    for (uint32_t next = place.below.first; next != none; next = build.places[next].next)
+      lay_place(build, build.places[next]);
+  } else {
+    if (place.device_type == NETWORK_DEVICE_BRIDGE) lay_members(build, node, place, NETWORK_NODE_BRIDGE_PORT);
+    if (place.device_type == NETWORK_DEVICE_BOND) lay_members(build, node, place, NETWORK_NODE_BOND_SLAVE);
+    if (place.prefix != nullptr) {
+      const bool ipsec = place.device_type == NETWORK_DEVICE_IPSEC;
+      open(build, node,
+           {place.config, place.key, place.key, NETWORK_NODE_INTERFACE,
+            ipsec ? NETWORK_INTERFACE_IPSEC : NETWORK_INTERFACE_OPENVPN, place.prefix});
+    }
+    lay_interfaces(build, node, place.below);
+  }
+  close(build, node);
+}
+
+// Interfaces that belong to no device, after those of network.interface.
+struct LooseSource {
+  const char *path;
+  const char *member;  // what the interface is made from; null: the entry itself
+  NetworkInterfaceType type;
+  const char *prefix;
+};
+
+constexpr LooseSource loose_sources[] = {
+    {"vpn.nemo", nullptr, NETWORK_INTERFACE_NEMO, "nemo_"},
+    {"vpn.l2tp.lac", nullptr, NETWORK_INTERFACE_PPPOL2TP, "l2tp_lac_"},
+    {"vpn.l2tp.lns", nullptr, NETWORK_INTERFACE_PPPOL2TP, "l2tp_lns_"},
+    {"serial", "ppp_dialin", NETWORK_INTERFACE_PPP_DIALIN, "ppp_"},
+};
+
+void lay_loose_interfaces(Builder &build, const LooseSource &source) {
+  const ConfigNode *entry = config_object_first(config_object(build.root, source.path));
+  for (; entry != nullptr; entry = config_object_next(entry)) {
+    const ConfigNode *config = source.member != nullptr ? config_object(entry, source.member) : entry;
+    if (config == nullptr) continue;
+    const char *key = config_key(entry);
+    open(build, 0, {config, key, key, NETWORK_NODE_INTERFACE, source.type, source.prefix});
+  }
+}
+
+void lay_nodes(Builder &build) {
+  std::vector<NetworkNode> &nodes = build.store.nodes;
+  nodes.reserve(1 + build.places.size() + 3 * build.interfaces.size());
+  NetworkNode &root = nodes.emplace_back();
+  root.store = &build.store;
+  root.key = root.name = "";
+  root.type = NETWORK_NODE_ROOT;
+  for (const Place &place : build.places)
+    if (place.in_model && !place.in_radio) lay_place(build, place);
+  lay_interfaces(build, 0, build.unplaced);
+  for (const LooseSource &source : loose_sources) lay_loose_interfaces(build, source);
+  close(build, 0);
+}
+
+}  // namespace
+
+NetworkModel *network_load(const ConfigNode *root) {
+  auto store = std::make_unique<ModelStore>();
+  Builder build{.root = root, .store = *store, .places = {}, .place_of = {}, .interfaces = {}, .unplaced = {}};
+  collect_places(build);
+  name_vlans(build);
+  put_devices_in_radios(build);
+  queue_interfaces(build);
+  lay_nodes(build);
+  return store.release()->nodes.data();
+}
