@@ -1,0 +1,49 @@
+# Everything from a fresh machine: "make run" shows what it does, "make test" proves it.
+BUILD = cmake --build --preset
+CONFIGURE = cmake --preset
+EXAMPLE = examples/branch-office
+quiet = >build/$(1).log 2>&1 || { cat build/$(1).log >&2; exit 1; }
+
+.PHONY: run build test lint format fuzz bench setup-build setup-test clean
+
+# The files of every service for the example router, from the shipped build.
+run: setup-build
+	@mkdir -p build
+	@{ $(CONFIGURE) release && $(BUILD) release; } $(call quiet,release)
+	@tools/show-example.sh build/release/bin/tessera-preview $(EXAMPLE)
+
+build: setup-build
+	$(CONFIGURE) release
+	$(BUILD) release
+
+# The sanitized build first, so that the last line is the summary of the full run.
+test: setup-test
+	$(CONFIGURE) ci
+	$(BUILD) ci
+	$(CONFIGURE) asan
+	$(BUILD) asan
+	ctest --preset asan
+	ctest --preset ci
+
+lint: setup-test
+	$(CONFIGURE) ci
+	ctest --preset ci -L lint
+
+format: setup-test
+	$(CONFIGURE) ci
+	cmake --build --preset ci --target format
+
+fuzz:
+	@echo 'make fuzz: not built yet' >&2; exit 1
+
+bench:
+	@echo 'make bench: not built yet' >&2; exit 1
+
+setup-build:
+	@tools/setup.sh build
+
+setup-test:
+	@tools/setup.sh build test
+
+clean:
+	rm -rf build

@@ -1,0 +1,67 @@
+#!/bin/sh
+# Installs the Debian packages that are missing for the given purposes (build, test); says nothing and calls no package
+# manager when all are there.
+set -eu
+
+build_packages='
+  g++ cmake ninja-build
+  rapidjson-dev liblmdb-dev libssl-dev
+'
+test_packages='
+  clang clang-format clang-tidy libclang-rt-14-dev libgtest-dev valgrind shellcheck mandoc
+  bind9-dnsutils busybox-static dnsmasq-base iproute2
+  freeradius libpam-radius-auth libpam0g-dev pamtester
+  libcharon-extra-plugins libstrongswan-extra-plugins strongswan-charon strongswan-pki strongswan-starter
+  openvpn
+  jq python3 strace
+'
+
+wanted=
+for purpose in "$@"; do
+  case $purpose in
+    build) wanted="$wanted $build_packages" ;;
+    test) wanted="$wanted $test_packages" ;;
+    *) echo "usage: setup.sh [build] [test]" >&2; exit 2 ;;
+  esac
+done
+
+missing=
+for package in $wanted; do
+  [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+as_root=
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "setup: as root, install:$missing" >&2; exit 1; }
+  as_root=sudo
+fi
+
+echo "Installing:$missing"
+log=$(mktemp)
+policy=/usr/sbin/policy-rc.d
+own_policy=
+clean_up() {
+  rm -f "$log"
+  [ -z "$own_policy" ] || $as_root rm -f "$policy"
+}
+trap clean_up EXIT
+trap 'exit 130' INT TERM HUP
+
+# The daemons are wanted as programs for the tests: none of them may start on this machine.
+if [ ! -e "$policy" ]; then
+  own_policy=yes
+  printf '#!/bin/sh\nexit 101\n' | $as_root tee "$policy" >/dev/null
+  $as_root chmod 755 "$policy"
+fi
+
+apt() {
+  $as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@" </dev/null >"$log" 2>&1 || {
+    cat "$log" >&2
+    echo "setup: apt-get $1 failed" >&2
+    exit 1
+  }
+}
+apt update
+# shellcheck disable=SC2086 # a list of words
+apt install -y --no-install-recommends -o Dpkg::Options::=--force-confold $missing
