@@ -1,8 +1,188 @@
+#include <cstring>
+
+#include "main/owned.h"
 #include "network/network.h"
+#include "network/proto/proto.h"
 #include "network/uci.h"
 
+namespace {
+
+const NetworkNode *device_of(const NetworkNode *node) {
+  return network_find_parent(node, NETWORK_NODE_DEVICE);
+}
+
+// The VLAN itself, which the interface manager knows as an interface of its own beside the one that runs on it.
+void write_vlan_companion(FILE *out, const NetworkNode *node) {
+  const NetworkNode *device = device_of(node);
+  if (device == nullptr || network_device_type(device) != NETWORK_DEVICE_VLAN) return;
+  std::string base = or_empty(network_name(device));
+  size_t dot = base.find('.');
+  if (dot == std::string::npos) return;
+  std::string id = base.substr(dot + 1);
+  base.resize(dot);
+  const char *name = or_empty(network_interface_name(node));
+  int family = strncmp(name, "ipv6", 4) == 0 ? 6 : 4;
+  uci_write_section(out, "interface", "vlan%d_%s_%s", family, base.c_str(), id.c_str());
+  uci_write_option(out, "ifname", "%s", base.c_str());
+  uci_write_option(out, "proto", "vlan");
+  uci_write_option(out, "vid", "%s", id.c_str());
+  uci_write_option(out, "name", "%s", name);
+}
+
+// Not escaped: an IPv6 address holds nothing to escape.
+void write_static_ipv6_address(FILE *out, const ConfigNode *config) {
+  if (config_has_key(config, "static") && config_get_bool(config, "static.enable"))
+    uci_write_list_entry(out, "ip6addr", config_get_string(config, "static.address"));
+}
+
+void write_static(FILE *out, const NetworkNode *node) {
+  const ConfigNode *config = network_config(node);
+  uci_write_interface_section(out, node);
+  bool passed_through = uci_write_passthrough(out, node);
+  uci_write_option(out, "proto", passed_through ? "passthrough_static4" : "static");
+  uci_write_ifname(out, device_of(node));
+  uci_write_metric(out, config);
+  const char *address = config_get_string(config, "address");
+  if (is_set(address)) uci_write_address(out, "ipaddr", "netmask", address);
+  const char *gateway = config_get_string(config, "gateway");
+  if (is_set(gateway)) uci_write_option(out, "gateway", "%s", gateway);
+  OwnedList dns(config_get_string_list(config, "dns"));
+  uci_write_option_list(out, "dns", dns.get(), " ");
+  uci_write_link_options(out, config);
+  uci_write_option_bool(out, "force_link", config_get_bool(config, "force_link"));
+}
+
+// What both DHCP clients share: everything up to the protocol.
+void write_dhcp_client(FILE *out, const NetworkNode *node) {
+  const ConfigNode *config = network_config(node);
+  uci_write_interface_section(out, node);
+  uci_write_ifname(out, device_of(node));
+  uci_write_metric(out, config);
+  uci_write_link_options(out, config);
+  uci_write_hostname(out, config);
+  uci_write_passthrough(out, node);
+}
+
+void write_dhcp(FILE *out, const NetworkNode *node) {
+  write_dhcp_client(out, node);
+  uci_write_option(out, "proto", "dhcp");
+}
+
+void write_dhcpv6(FILE *out, const NetworkNode *node) {
+  write_dhcp_client(out, node);
+  uci_write_option(out, "proto", "dhcpv6");
+  uci_write_option_bool(out, "sourcerouting", false);
+  write_static_ipv6_address(out, network_config(node));
+}
+
+void write_prefix_delegation(FILE *out, const NetworkNode *node) {
+  const ConfigNode *config = network_config(node);
+  uci_write_interface_section(out, node);
+  uci_write_ifname(out, device_of(node));
+  uci_write_option(out, "proto", "static");
+  uci_write_option_int(out, "ip6assign", config_get_int(config, "prefix_length"));
+  const char *prefix_id = config_get_string(config, "prefix_id");
+  if (is_set(prefix_id)) uci_write_option(out, "ip6hint", "%s", prefix_id);
+  uci_write_link_options(out, config);
+  uci_write_option_bool(out, "force_link", false);
+  write_static_ipv6_address(out, config);
+}
+
+const OptionRow pppoe_options[] = {
+    {"username", "pppoe.username", OptionKind::text},
+    {"password", "pppoe.password", OptionKind::text},
+    {"debug", "pppoe.debug", OptionKind::boolean},
+    {"ipv4", "ipv4.enable", OptionKind::boolean},
+    {"mtu4", "ipv4.mtu", OptionKind::integer},
+    {"metric4", "ipv4.metric", OptionKind::integer},
+    {"ipv6", "ipv6.enable", OptionKind::boolean},
+    {"mtu6", "ipv6.mtu", OptionKind::integer},
+    {"metric6", "ipv6.metric", OptionKind::integer},
+    {"custom_enable", "pppoe.custom.enable", OptionKind::boolean},
+    {"custom_override", "pppoe.custom.override", OptionKind::boolean},
+    {"custom_config_file", "pppoe.custom.config_file", OptionKind::text},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+void write_pppoe(FILE *out, const NetworkNode *node) {
+  const ConfigNode *config = network_config(node);
+  uci_write_interface_section(out, node);
+  uci_write_ifname(out, device_of(node));
+  // Without a protocol the section only keeps the name of a disabled interface known.
+  if (!config_get_bool(config, "enable")) return;
+  uci_write_option(out, "proto", "pppoe");
+  uci_write_options(out, config, pppoe_options);
+}
+
+// An ethernet interface has no section of its own; its MTU holds for each of its parts.
+void write_ethernet(FILE *out, const NetworkNode *node) {
+  for (const NetworkNode *part = network_first_type(node, NETWORK_NODE_PROTO); part != nullptr;
+       part = network_next_type(node, part, NETWORK_NODE_PROTO)) {
+    uci_write_interface(out, part);
+    uci_write_mtu(out, network_config(node));
+  }
+}
+
+void write_passthrough(FILE *out, const NetworkNode *node) {
+  uci_write_passthrough_interface(out, node, device_of(node));
+}
+
+// Kinds that have no row get no section.
+struct InterfaceRow {
+  NetworkInterfaceType type;
+  void (*write)(FILE *out, const NetworkNode *node);
+};
+const InterfaceRow interface_table[] = {
+    {NETWORK_INTERFACE_ETHERNET, write_ethernet},
+    {NETWORK_INTERFACE_STATIC, write_static},
+    {NETWORK_INTERFACE_DHCP, write_dhcp},
+    {NETWORK_INTERFACE_DHCPV6, write_dhcpv6},
+    {NETWORK_INTERFACE_PREFIX_DELEGATION, write_prefix_delegation},
+    {NETWORK_INTERFACE_MODEM, modem_write_interface},
+    {NETWORK_INTERFACE_NEMO, nemo_write_interface},
+    {NETWORK_INTERFACE_OPENVPN, openvpn_write_interface},
+    {NETWORK_INTERFACE_IPSEC, uci_write_ipsec_interface},
+    {NETWORK_INTERFACE_PPPOE, write_pppoe},
+    {NETWORK_INTERFACE_PASSTHROUGH, write_passthrough},
+    {NETWORK_INTERFACE_PPPOL2TP, l2tp_write_interface},
+    {NETWORK_INTERFACE_PPP_DIALIN, ppp_dialin_write_interface},
+    {NETWORK_INTERFACE_ETHERNET, nullptr},
+};
+
+bool lan_mode() {
+  return runt_get_bool("hybrid.lanmode", true);
+}
+
+// True for the interface that the runtime store names as the one that changes between LAN and WAN use.
+bool is_hybrid_interface(const NetworkNode *node) {
+  OwnedText device(runt_get_string("hybrid.device"));
+  const char *dot = strrchr(or_empty(device.get()), '.');
+  if (dot == nullptr) return false;
+  return format("ipv4_interface_%s", dot + 1) == or_empty(network_interface_name(node));
+}
+
+// The kind that the interface is written as: a hybrid one works as a static LAN port or as a DHCP client.
+uint32_t effective_type(const NetworkNode *node) {
+  uint32_t type = network_interface_type(node);
+  if (type == NETWORK_INTERFACE_HYBRID) return lan_mode() ? NETWORK_INTERFACE_STATIC : NETWORK_INTERFACE_DHCP;
+  if (!is_hybrid_interface(node)) return type;
+  if (type == NETWORK_INTERFACE_STATIC && !lan_mode()) return NETWORK_INTERFACE_DHCP;
+  // The configuration has the last word again: the facts about an earlier hybrid use are stale.
+  runt_delete("hybrid");
+  return type;
+}
+
+}  // namespace
+
+void uci_write_interface(FILE *out, const NetworkNode *node) {
+  write_vlan_companion(out, node);
+  uint32_t type = effective_type(node);
+  for (const InterfaceRow *row = interface_table; row->write != nullptr; row++)
+    if (row->type == type) return row->write(out, node);
+}
+
 const char *hostname_output() {
-  // Empty until asked; a failure is remembered as well.
+  // A failure is remembered as well.
   static bool asked = false;
   static OwnedText output;
   if (!asked) {
@@ -10,4 +190,31 @@ const char *hostname_output() {
     asked = true;
   }
   return output.get();
+}
+
+void uci_write_hostname(FILE *out, const ConfigNode *config) {
+  static const char separators[] = " \n";
+  const char *name = config_get_string(config_lookup(config_node_get_root(config), "system"), "name");
+  size_t length = strlen(or_empty(name));
+  if (length == 0) {
+    name = or_empty(hostname_output());
+    name += strspn(name, separators);
+    length = strcspn(name, separators);
+  }
+  if (length == 0) return;
+  uci_write_option(out, "hostname", "%s", std::string(name, length).c_str());
+  uci_write_option_bool(out, "dhcp_hostname", config_get_bool(config, "dhcp_hostname"));
+}
+
+void uci_write_mtu(FILE *out, const ConfigNode *config) {
+  if (!config_has_key(config, "mtu")) return;
+  uci_write_option_int(out, "mtu", config_get_int(config, "mtu"));
+  uci_write_option(out, "reqopts", "mtu");
+}
+
+void uci_write_link_options(FILE *out, const ConfigNode *config) {
+  const char *mac = config_has_key(config, "mac") ? config_get_string(config, "mac") : nullptr;
+  if (is_set(mac)) uci_write_option(out, "macaddr", "%s", mac);
+  uci_write_mtu(out, config);
+  if (config_has_key(config, "promisc")) uci_write_option_bool(out, "promisc", config_get_bool(config, "promisc"));
 }

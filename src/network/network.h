@@ -14,6 +14,11 @@ extern NetworkModel *network_model;
 // One anonymous route section for a static or multicast route; `interface` may be null.
 void uci_write_route(FILE *out, const ConfigNode *route, const ConfigNode *interface);
 
+// The route sections of all enabled entries of "network.route.static", and of "service.multicast" one for each
+// interface that an entry lists.
+void uci_write_static_routes(FILE *out, const ConfigNode *root);
+void uci_write_multicast_routes(FILE *out, const ConfigNode *root);
+
 // The sections of one device.
 void uci_write_devices(FILE *out, const NetworkNode *device);
 

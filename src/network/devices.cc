@@ -1,0 +1,179 @@
+#include <cstring>
+#include <unordered_map>
+
+#include "main/owned.h"
+#include "network/network.h"
+#include "network/proto/proto.h"
+#include "network/uci.h"
+
+namespace {
+
+const size_t mac_text_length = 17;
+
+bool equals(const char *text, const char *other) {
+  return strcmp(or_empty(text), other) == 0;
+}
+
+// An interface that only keeps a device up.
+void write_link_interface(FILE *out, const char *section_prefix, const NetworkNode *device) {
+  uci_write_section(out, "interface", "%s_%s", section_prefix, or_empty(network_key(device)));
+  uci_write_option(out, "proto", "link");
+  uci_write_option(out, "ifname", "%s", or_empty(network_name(device)));
+}
+
+void uci_write_ethernet_link(FILE *out, const NetworkNode *device) {
+  bool adapter_missing =
+      equals(config_get_string(network_config(device), "type"), "usb_ethernet") && !is_set(network_name(device));
+  if (!adapter_missing) write_link_interface(out, "link_eth", device);
+}
+
+// The kernel's MAC address of a device; empty when it cannot be read.
+std::string read_mac_address(const char *device_name) {
+  if (!is_path_component(device_name)) return {};
+  OwnedStream file(fopen(format("/sys/class/net/%s/address", device_name).c_str(), "re"));
+  if (file == nullptr) return {};
+  char text[mac_text_length + 1];
+  text[fread(text, 1, mac_text_length, file.get())] = '\0';
+  return text;
+}
+
+// The first position of each member in the configured order, by the dotted path that its port has as key. Looked up per
+// port, so that a large bridge does not walk the whole list for each of its ports.
+using MemberOrder = std::unordered_map<std::string, size_t>;
+
+MemberOrder index_members(const ConfigNode *members) {
+  MemberOrder order;
+  size_t count = config_array_count(members);
+  for (size_t i = 0; i < count; i++) {
+    const char *reference = config_array_get_string(members, i);
+    if (!is_set(reference)) continue;
+    OwnedText path(replace_char(reference + 1, '/', '.'));
+    order.emplace(path.get(), i);
+  }
+  return order;
+}
+
+// The address of the member that is configured first among those whose address can be read; empty without one.
+std::string choose_mac_address(const NetworkNode *bridge) {
+  MemberOrder order = index_members(config_array(network_config(bridge), "device"));
+  std::string chosen;
+  size_t lowest = SIZE_MAX;
+  for (const NetworkNode *port = network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT); port != nullptr;
+       port = network_next_type(bridge, port, NETWORK_NODE_BRIDGE_PORT)) {
+    auto position = order.find(or_empty(network_key(port)));
+    if (position == order.end() || position->second >= lowest) continue;
+    std::string address = read_mac_address(or_empty(network_name(port)));
+    if (address.empty()) continue;
+    chosen = std::move(address);
+    lowest = position->second;
+  }
+  return chosen;
+}
+
+bool is_wireless_client(const ConfigNode *config) {
+  return config_has_key(config, "type") && config_has_key(config, "mode") &&
+         equals(config_get_string(config, "type"), "wlan") && equals(config_get_string(config, "mode"), "client");
+}
+
+// Adds the port to the members. A wireless client cannot be bridged itself: a tap interface takes its place.
+void write_bridge_port(FILE *out, const char *bridge_name, const NetworkNode *port, OwnedList &members) {
+  const char *name = or_empty(network_name(port));
+  if (!is_wireless_client(network_config(port))) {
+    append(members, name);
+    return;
+  }
+  std::string tap = format("tap-%s", name);
+  uci_write_section(out, "interface", "tap_%s_%s", bridge_name, name);
+  uci_write_option(out, "proto", "wlan_tap");
+  uci_write_option(out, "ifname", "%s", name);
+  uci_write_option(out, "tap", "%s", tap.c_str());
+  append(members, tap.c_str());
+}
+
+void write_spanning_tree(FILE *out, const ConfigNode *config) {
+  bool enabled = config_get_bool(config, "stp.enable");
+  uci_write_option_bool(out, "stp", enabled);
+  if (enabled) uci_write_option_int(out, "forward_delay", config_get_int(config, "stp.forward_delay"));
+}
+
+void uci_write_bridge(FILE *out, const NetworkNode *bridge) {
+  const ConfigNode *config = network_config(bridge);
+  if (!config_get_bool(config, "enable")) return;
+  const char *name = or_empty(network_name(bridge));
+  bool is_switch = equals(config_get_string(config, "mode"), "switch");
+  OwnedList members;
+  if (!is_switch)
+    for (const NetworkNode *port = network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT); port != nullptr;
+         port = network_next_type(bridge, port, NETWORK_NODE_BRIDGE_PORT))
+      write_bridge_port(out, name, port, members);
+  uci_write_section_anon(out, "device");
+  uci_write_option(out, "name", "%s", name);
+  uci_write_option(out, "type", "bridge");
+  uci_write_option_bool(out, "bridge_empty", true);
+  write_spanning_tree(out, config);
+  if (is_switch) {
+    uci_write_option_bool(out, "vlan_filtering", true);
+  } else {
+    uci_write_option_list(out, "ifname", members.get(), " ");
+    std::string address = config_get_bool(config, "auto_mac_assignment") ? choose_mac_address(bridge) : std::string();
+    if (!address.empty()) uci_write_option(out, "macaddr", "%s", address.c_str());
+  }
+  if (network_first_type(bridge, NETWORK_NODE_INTERFACE) == nullptr) write_link_interface(out, "link_bridge", bridge);
+}
+
+// The kernel's name of a configured bond mode; null for one that is not supported.
+const char *bond_mode(const char *configured) {
+  if (equals(configured, "active-backup")) return "active-backup";
+  if (equals(configured, "round-robin")) return "balance-rr";
+  return nullptr;
+}
+
+void uci_write_bond(FILE *out, const NetworkNode *bond) {
+  const ConfigNode *config = network_config(bond);
+  if (!config_get_bool(config, "enable")) return;
+  const char *mode = bond_mode(config_get_string(config, "mode"));
+  if (mode == nullptr) return;
+  const NetworkNode *primary = nullptr;
+  if (equals(mode, "active-backup")) {
+    const ConfigNode *first_member = config_get_ref(config, "device.0");
+    if (first_member != nullptr) primary = network_find(bond, NETWORK_NODE_BOND_SLAVE, first_member);
+    if (primary == nullptr) return;
+  }
+  OwnedList members;
+  for (const NetworkNode *slave = network_first_type(bond, NETWORK_NODE_BOND_SLAVE); slave != nullptr;
+       slave = network_next_type(bond, slave, NETWORK_NODE_BOND_SLAVE))
+    append(members, or_empty(network_name(slave)));
+  uci_write_section_anon(out, "device");
+  uci_write_option(out, "name", "%s", or_empty(network_name(bond)));
+  uci_write_option(out, "type", "bond");
+  uci_write_option(out, "mode", "%s", mode);
+  uci_write_option_list(out, "ifname", members.get(), " ");
+  uci_write_option_bool(out, "bond_empty", true);
+  if (primary != nullptr) uci_write_option(out, "primary", "%s", or_empty(network_name(primary)));
+  int32_t interval = config_get_duration_ms(config, "link_poll_interval");
+  if (interval != 0) uci_write_option_int(out, "link_poll_interval", interval);
+}
+
+// Kinds that have no row get no section.
+struct DeviceRow {
+  NetworkDeviceType type;
+  void (*write)(FILE *out, const NetworkNode *device);
+};
+const DeviceRow device_table[] = {
+    {NETWORK_DEVICE_ETHERNET, uci_write_ethernet_link},
+    {NETWORK_DEVICE_BRIDGE, uci_write_bridge},
+    {NETWORK_DEVICE_BOND, uci_write_bond},
+    {NETWORK_DEVICE_IPTUNNEL, iptunnel_write_device},
+    {NETWORK_DEVICE_L2TPETH, l2tpeth_write_device},
+    {NETWORK_DEVICE_MACSEC, macsec_write_device},
+    {NETWORK_DEVICE_WIREGUARD, wireguard_write_device},
+    {NETWORK_DEVICE_LOOPBACK, nullptr},
+};
+
+}  // namespace
+
+void uci_write_devices(FILE *out, const NetworkNode *device) {
+  uint32_t type = network_device_type(device);
+  for (const DeviceRow *row = device_table; row->write != nullptr; row++)
+    if (row->type == type) return row->write(out, device);
+}
