@@ -1,1 +1,303 @@
-// Placeholder until the library stands.
+// The connection to the store: values and changes.
+#include "runt/store.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/runt.h"
+#include "platform/tools.h"
+
+namespace {
+
+// Address space, not memory: the file holds the pages in use only. Large enough for a map of 100,000 devices while the
+// old map is still being read, small enough for a 32-bit router.
+constexpr size_t map_size = size_t{128} << 20;
+
+// A connection starts as a reader: most programs never write, and LMDB's reader opens with half the effort.
+struct Connection {
+  bool open;
+  bool writable;
+  MDB_env *env;       // null while the store has no file yet
+  MDB_txn *snapshot;  // what reads see outside a batch; null like `env`
+  MDB_txn *batch;     // null outside a batch
+  int batch_error;    // the first failure of a change in the batch
+  MDB_dbi values;
+};
+Connection store;
+
+// Begins a transaction, putting right what can be: slots of readers that were killed, and a map that another program
+// has enlarged.
+int begin(unsigned flags, MDB_txn **transaction) {
+  int error = mdb_txn_begin(store.env, nullptr, flags, transaction);
+  if (error == MDB_READERS_FULL) {
+    mdb_reader_check(store.env, nullptr);
+    error = mdb_txn_begin(store.env, nullptr, flags, transaction);
+  }
+  if (error == MDB_MAP_RESIZED && store.snapshot == nullptr) {
+    mdb_env_set_mapsize(store.env, 0);
+    error = mdb_txn_begin(store.env, nullptr, flags, transaction);
+  }
+  return error;
+}
+
+void close_environment() {
+  mdb_txn_abort(store.snapshot);
+  if (store.env != nullptr) mdb_env_close(store.env);
+  store = {};
+}
+
+// Opens the store's files and takes a snapshot. Nothing stays open after a failure.
+int open_environment(unsigned access) {
+  int error = mdb_env_create(&store.env);
+  if (error != 0) return error;
+  // Nothing outlives a boot, so nothing is flushed; a program that is killed leaves the last whole batch all the same.
+  constexpr unsigned flags = MDB_NOTLS | MDB_NOSYNC;
+  if (access != MDB_RDONLY) mdb_env_set_mapsize(store.env, map_size);
+  error = mdb_env_open(store.env, runt_directory, flags | access, 0600);
+  if (error == 0) error = begin(MDB_RDONLY, &store.snapshot);
+  if (error == 0) error = mdb_dbi_open(store.snapshot, nullptr, 0, &store.values);
+  if (error != 0) close_environment();
+  store.open = error == 0;
+  store.writable = store.open && access != MDB_RDONLY;
+  return error;
+}
+
+int connect() {
+  int error = open_environment(MDB_RDONLY);
+  if (error == 0) return 0;
+  // Without a file there is nothing to read; the first change will make it.
+  if (error == ENOENT && (mkdir(runt_directory, 0700) == 0 || errno == EEXIST)) {
+    store.open = true;
+    return 0;
+  }
+  // A program that was killed while it made the file left one that only a writer can complete.
+  return open_environment(0);
+}
+
+int become_writer() {
+  if (store.writable) return 0;
+  close_environment();
+  int error = open_environment(0);
+  if (error != 0) connect();  // to go on reading
+  return error;
+}
+
+// Lets the reads outside a batch see the present state.
+int renew_snapshot() {
+  mdb_txn_reset(store.snapshot);
+  int error = mdb_txn_renew(store.snapshot);
+  if (error == 0) return 0;
+  mdb_txn_abort(store.snapshot);
+  store.snapshot = nullptr;
+  return begin(MDB_RDONLY, &store.snapshot);
+}
+
+MDB_txn *visible() {
+  return store.batch != nullptr ? store.batch : store.snapshot;
+}
+
+bool find_value(const char *key, MDB_val *value) {
+  StoredKey encoded;
+  if (visible() == nullptr || !runt_encode_key(key, &encoded)) return false;
+  MDB_val stored = {encoded.length, encoded.bytes};
+  return mdb_get(visible(), store.values, &stored, value) == 0;
+}
+
+int put(MDB_val *key, MDB_val *value) {
+  return mdb_put(store.batch, store.values, key, value, 0);
+}
+
+// Removes `key` and all that follow it in its subtree.
+int remove_subtree(MDB_val *key, MDB_val * /*value*/) {
+  const MDB_val root = *key;
+  MDB_cursor *cursor;
+  int error = mdb_cursor_open(store.batch, store.values, &cursor);
+  if (error != 0) return error;
+  MDB_val found = root;
+  error = mdb_cursor_get(cursor, &found, nullptr, MDB_SET_RANGE);
+  while (error == 0) {
+    const char *bytes = static_cast<const char *>(found.mv_data);
+    bool below = found.mv_size >= root.mv_size && memcmp(bytes, root.mv_data, root.mv_size) == 0 &&
+                 (found.mv_size == root.mv_size || bytes[root.mv_size] == '\0');
+    if (!below) break;
+    error = mdb_cursor_del(cursor, 0);
+    if (error == 0) error = mdb_cursor_get(cursor, &found, nullptr, MDB_NEXT);
+  }
+  mdb_cursor_close(cursor);
+  return error == MDB_NOTFOUND ? 0 : error;
+}
+
+// Makes one change: in the open batch, else in a batch of its own.
+int change(int step(MDB_val *, MDB_val *), const char *key, const char *text) {
+  StoredKey encoded;
+  if (!store.open) return ENOTCONN;
+  if (text == nullptr || !runt_encode_key(key, &encoded)) return EINVAL;
+  bool alone = store.batch == nullptr;
+  int error = alone ? runt_edit_start() : 0;
+  if (error != 0) return error;
+  if (store.batch_error == 0) {
+    MDB_val stored = {encoded.length, encoded.bytes};
+    MDB_val value = {strlen(text), const_cast<char *>(text)};  // only read
+    store.batch_error = step(&stored, &value);
+  }
+  return alone ? runt_edit_commit() : store.batch_error;
+}
+
+// The formatted key; one that does not fit is none at all, and null stands for it.
+const char *format_key(char (&buffer)[runt_key_limit + 1], const char *format, va_list arguments)
+    __attribute__((format(printf, 2, 0)));
+const char *format_key(char (&buffer)[runt_key_limit + 1], const char *format, va_list arguments) {
+  int length = vsnprintf(buffer, sizeof buffer, format, arguments);
+  return length >= 0 && static_cast<size_t>(length) < sizeof buffer ? buffer : nullptr;
+}
+
+// A decimal number within the range; no blanks, no "+".
+bool parse_int32(const MDB_val &text, int32_t *number) {
+  const char *byte = static_cast<const char *>(text.mv_data);
+  const char *end = byte + text.mv_size;
+  bool negative = byte != end && *byte == '-';
+  if (negative) byte++;
+  if (byte == end) return false;
+  int64_t magnitude = 0;
+  for (; byte != end; byte++) {
+    if (*byte < '0' || *byte > '9') return false;
+    magnitude = magnitude * 10 + (*byte - '0');
+    if (magnitude > INT32_MAX + int64_t{negative}) return false;
+  }
+  *number = static_cast<int32_t>(negative ? -magnitude : magnitude);
+  return true;
+}
+
+bool equals(const MDB_val &value, const char *text) {
+  return value.mv_size == strlen(text) && memcmp(value.mv_data, text, value.mv_size) == 0;
+}
+
+}  // namespace
+
+bool runt_encode_key(const char *key, StoredKey *encoded) {
+  if (key == nullptr) return false;
+  bool component_empty = true;
+  size_t length = 0;
+  for (; key[length] != '\0'; length++) {
+    bool dot = key[length] == '.';
+    if (length == runt_key_limit || (dot && component_empty)) return false;
+    encoded->bytes[length] = dot ? '\0' : key[length];
+    component_empty = dot;
+  }
+  encoded->length = length;
+  return !component_empty;
+}
+
+MDB_cursor *runt_open_cursor() {
+  MDB_cursor *cursor;
+  return visible() != nullptr && mdb_cursor_open(visible(), store.values, &cursor) == 0 ? cursor : nullptr;
+}
+
+const char *runt_error_text(int error) {
+  return mdb_strerror(error);
+}
+
+int runt_init(void) {
+  if (store.open) return 0;
+  int error = connect();
+  if (error != 0) {
+    log_debug("cannot open the runtime store %s: %s", runt_directory, runt_error_text(error));
+  }
+  return error;
+}
+
+void runt_deinit(void) {
+  mdb_txn_abort(store.batch);
+  close_environment();
+}
+
+char *runt_get_string(const char *key) {
+  MDB_val value;
+  return find_value(key, &value) ? strndup(static_cast<const char *>(value.mv_data), value.mv_size) : nullptr;
+}
+
+char *runt_get_string_pathf(const char *format, ...) {
+  char key[runt_key_limit + 1];
+  va_list arguments;
+  va_start(arguments, format);
+  char *text = runt_get_string(format_key(key, format, arguments));
+  va_end(arguments);
+  return text;
+}
+
+int32_t runt_get_int32(const char *key, int32_t fallback) {
+  MDB_val value;
+  int32_t number;
+  return find_value(key, &value) && parse_int32(value, &number) ? number : fallback;
+}
+
+int32_t runt_get_int_pathf(int32_t fallback, const char *format, ...) {
+  char key[runt_key_limit + 1];
+  va_list arguments;
+  va_start(arguments, format);
+  int32_t number = runt_get_int32(format_key(key, format, arguments), fallback);
+  va_end(arguments);
+  return number;
+}
+
+bool runt_get_bool(const char *key, bool fallback) {
+  MDB_val value;
+  if (!find_value(key, &value)) return fallback;
+  if (equals(value, "true") || equals(value, "1")) return true;
+  if (equals(value, "false") || equals(value, "0")) return false;
+  return fallback;
+}
+
+char **runt_keys_pathf(const char *format, ...) {
+  char key[runt_key_limit + 1];
+  va_list arguments;
+  va_start(arguments, format);
+  char **names = runt_keys(format_key(key, format, arguments));
+  va_end(arguments);
+  return names;
+}
+
+int runt_edit_start(void) {
+  if (!store.open) return ENOTCONN;
+  if (store.batch != nullptr) return EBUSY;
+  int error = become_writer();
+  if (error != 0) return error;
+  // A reader that was killed would keep the pages it saw from being used again, until the store is full.
+  mdb_reader_check(store.env, nullptr);
+  store.batch_error = 0;
+  return begin(0, &store.batch);
+}
+
+int runt_delete(const char *key) {
+  return change(remove_subtree, key, "");
+}
+
+int runt_set_string_pathf(const char *value, const char *format, ...) {
+  char key[runt_key_limit + 1];
+  va_list arguments;
+  va_start(arguments, format);
+  int error = change(put, format_key(key, format, arguments), value);
+  va_end(arguments);
+  return error;
+}
+
+int runt_edit_commit(void) {
+  if (store.batch == nullptr) return EINVAL;
+  int error = store.batch_error;
+  if (error != 0) {
+    mdb_txn_abort(store.batch);
+  } else {
+    error = mdb_txn_commit(store.batch);
+  }
+  store.batch = nullptr;
+  if (error != 0) {
+    log_debug("cannot change the runtime store: %s", runt_error_text(error));
+    return error;
+  }
+  return renew_snapshot();
+}

@@ -76,7 +76,7 @@ char **sl_append_printf(char **list, const char *format, ...) {
 }
 
 char *sl_join(char *const *list, const char *separator) {
-  if (sl_len(list) == 0) return nullptr;
+  if (list == nullptr || *list == nullptr) return nullptr;
   if (separator == nullptr) separator = "";
   size_t separator_length = strlen(separator);
   size_t size = 0;

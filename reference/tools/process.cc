@@ -20,7 +20,7 @@ constexpr int status_not_run = 127;  // as a shell tells of a program that it ca
 constexpr int status_signal = 128;   // plus the signal's number
 
 // The argument vector: the program's name, then the texts of `arguments` up to the null pointer.
-std::vector<char *> argument_vector(const char *program, va_list arguments) {
+std::vector<char *> argument_vector(const char *program, va_list &arguments) {
   std::vector<char *> vector;
   for (const char *text = program; text != nullptr; text = va_arg(arguments, const char *)) {
     vector.push_back(const_cast<char *>(text));  // the interface of exec is older than const

@@ -1,0 +1,122 @@
+// What lies directly below a key, in natural order.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include "platform/runt.h"
+#include "platform/tools.h"
+#include "runt/store.h"
+
+namespace {
+
+struct Child {
+  std::string_view name;
+  bool has_value;
+  std::string_view value;
+};
+
+bool is_number(std::string_view name) {
+  return std::all_of(name.begin(), name.end(), [](char byte) { return byte >= '0' && byte <= '9'; });
+}
+
+// Numbers first and by their size, however long they are; of equal numbers the one with fewer leading zeros first.
+bool naturally_before(const Child &left, const Child &right) {
+  bool numbers = is_number(left.name);
+  if (numbers != is_number(right.name)) return numbers;
+  if (!numbers) return left.name < right.name;
+  std::string_view left_digits = left.name.substr(std::min(left.name.find_first_not_of('0'), left.name.size()));
+  std::string_view right_digits = right.name.substr(std::min(right.name.find_first_not_of('0'), right.name.size()));
+  if (left_digits.size() != right_digits.size()) return left_digits.size() < right_digits.size();
+  if (left_digits != right_digits) return left_digits < right_digits;
+  return left.name.size() < right.name.size();
+}
+
+std::string_view bytes_of(const MDB_val &value) {
+  return {static_cast<const char *>(value.mv_data), value.mv_size};
+}
+
+// The children of `key` ("" for the top level) in natural order. Their texts lie in the store and are valid until the
+// next change.
+std::vector<Child> find_children(const char *key) {
+  std::vector<Child> children;
+  StoredKey seek = {};
+  bool top_level = key != nullptr && *key == '\0';
+  if (!top_level && !runt_encode_key(key, &seek)) return children;
+  MDB_cursor *cursor = runt_open_cursor();
+  if (cursor == nullptr) return children;
+
+  // A zero byte behind the key leads to the first key below it; on its own it sorts before all keys.
+  size_t prefix = top_level ? 0 : seek.length + 1;
+  seek.bytes[seek.length++] = '\0';
+  MDB_val found;
+  MDB_val value;
+  for (;;) {
+    found = {seek.length, seek.bytes};
+    if (mdb_cursor_get(cursor, &found, &value, MDB_SET_RANGE) != 0) break;
+    std::string_view stored = bytes_of(found);
+    if (stored.size() <= prefix || memcmp(stored.data(), seek.bytes, prefix) != 0) break;
+    std::string_view name = stored.substr(prefix, stored.find('\0', prefix) - prefix);
+    // A key sorts before all below it, so a child with a value shows it here.
+    bool has_value = prefix + name.size() == stored.size();
+    children.push_back({name, has_value, has_value ? bytes_of(value) : std::string_view()});
+    memcpy(seek.bytes + prefix, name.data(), name.size());
+    seek.length = prefix + name.size();
+    seek.bytes[seek.length++] = '\1';  // past the child and all below it
+  }
+  mdb_cursor_close(cursor);
+  std::sort(children.begin(), children.end(), naturally_before);
+  return children;
+}
+
+char *put_text(char *place, std::string_view text) {
+  memcpy(place, text.data(), text.size());
+  place[text.size()] = '\0';
+  return place + text.size() + 1;
+}
+
+// One block holds the entry and its texts.
+RuntEntry *make_entry(std::string_view parent, const Child &child) {
+  size_t key_size = parent.size() + (parent.empty() ? 0 : 1) + child.name.size() + 1;
+  char *block = static_cast<char *>(malloc(sizeof(RuntEntry) + key_size + child.value.size() + 1));
+  if (block == nullptr) abort();
+  char *key = block + sizeof(RuntEntry);
+  char *name = key;
+  if (!parent.empty()) {
+    name = put_text(name, parent);
+    name[-1] = '.';
+  }
+  char *value = put_text(name, child.name);
+  put_text(value, child.value);
+  return new (block) RuntEntry{key, name, value};
+}
+
+}  // namespace
+
+char **runt_keys(const char *key) {
+  char **names = nullptr;
+  for (const Child &child : find_children(key)) {
+    names = sl_append_printf(names, "%.*s", static_cast<int>(child.name.size()), child.name.data());
+  }
+  return names;
+}
+
+RuntEntry **runt_get_entries(const char *key, int /*reserved1*/, int /*reserved2*/, int /*reserved3*/,
+                             int /*reserved4*/) {
+  std::vector<Child> children = find_children(key);
+  std::erase_if(children, [](const Child &child) { return !child.has_value; });
+  if (children.empty()) return nullptr;
+  RuntEntry **entries = static_cast<RuntEntry **>(malloc((children.size() + 1) * sizeof(RuntEntry *)));
+  if (entries == nullptr) abort();
+  RuntEntry **end = entries;
+  for (const Child &child : children) *end++ = make_entry(key, child);
+  *end = nullptr;
+  return entries;
+}
+
+void runt_entries_free(RuntEntry **entries) {
+  if (entries == nullptr) return;
+  for (RuntEntry **entry = entries; *entry != nullptr; entry++) free(*entry);
+  free(entries);
+}
