@@ -1,3 +1,177 @@
-#include "network/proto/proto.h"
+// Sections of cellular interfaces, and their lists of access points.
+#include <cstring>
 
-void modem_write_interface(FILE *, const NetworkNode *) {}
+#include "main/owned.h"
+#include "network/proto/digest.h"
+#include "network/proto/proto.h"
+#include "network/uci.h"
+
+namespace {
+
+const OptionRow modem_rows[] = {
+    {"modem_name", "device", OptionKind::text},
+    {"pin", "pin", OptionKind::text},
+    {"retry_seconds", "retry_seconds", OptionKind::integer},
+    {"registration_timeout", "registration_timeout", OptionKind::integer},
+    {"connection_timeout", "connection_timeout", OptionKind::integer},
+    {"roaming", "roaming", OptionKind::boolean},
+    {"backoff_enabled", "backoff_enabled", OptionKind::boolean},
+    {"operator_mode", "operator_mode", OptionKind::text},
+    {"operator", "operator", OptionKind::text},
+    {"operator_technology", "operator_technology", OptionKind::text},
+    {"apn_push_timeout", "apn_push_timeout", OptionKind::integer},
+    {"skip_cached_apns", "skip_cached_apns", OptionKind::boolean},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+const OptionRow ipv4_rows[] = {
+    {"metric4", "ipv4.metric", OptionKind::integer},
+    {"mtu4", "ipv4.mtu", OptionKind::integer},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+const OptionRow ipv6_rows[] = {
+    {"metric6", "ipv6.metric", OptionKind::integer},
+    {"mtu6", "ipv6.mtu", OptionKind::integer},
+    {"ip6_method", "ipv6.modem_type", OptionKind::text},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+const OptionRow failover_rows[] = {
+    {"sim_failover_retries", "sim_failover_retries", OptionKind::integer},
+    {"sim_failover_alt", "sim_failover_alt", OptionKind::text},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+// The modem manager's numbers of the standard slice types.
+struct SliceRow {
+  const char *type;
+  const char *code;
+};
+const SliceRow slice_table[] = {{"EMBB", "01"}, {"URLLC", "02"}, {"MIOT", "03"}, {nullptr, nullptr}};
+
+// The modem manager's codes of the access-point lists to try; the last row stands for any other selection.
+struct SelectionRow {
+  const char *selection;
+  int32_t code;
+};
+const SelectionRow selection_table[] = {
+    {"corvo_list_only", 4}, {"built_in_list_only", 1}, {"apn_list_only", 2}, {nullptr, 3}};
+
+bool has_runtime_index(const char *key) {
+  OwnedText index(runt_get_string_pathf("mm.map.interface_idx.%s", key));
+  return is_set(index.get());
+}
+
+bool has_several_interfaces(const NetworkNode *modem) {
+  const NetworkNode *first = network_first(modem);
+  return first != nullptr && network_next_child(first) != nullptr;
+}
+
+void write_ip_options(FILE *out, const ConfigNode *interface, const ConfigNode *modem) {
+  bool ipv4 = config_get_bool(interface, "ipv4.enable");
+  bool ipv6 = config_get_bool(interface, "ipv6.enable");
+  if (ipv4) {
+    uci_write_options(out, interface, ipv4_rows);
+    uci_write_option(out, "reqopts", "mtu");
+    uci_write_option(out, "ip4_method", "%s", or_empty(config_get_string(interface, "ipv4.modem_type")));
+    const char *gateway = config_get_string(modem, "custom_gw.gateway");
+    if (config_get_bool(modem, "custom_gw.enable") && is_set(gateway))
+      uci_write_address(out, "custom_gateway", "custom_netmask", gateway);
+  }
+  if (ipv6) uci_write_options(out, interface, ipv6_rows);
+  const char *version = ipv4 && ipv6 ? "auto" : ipv6 ? "ipv6" : "ipv4";
+  uci_write_option(out, "ip_version", "%s", version);
+  // A watched interface counts as working only once its watch says so.
+  bool ends_try = (!ipv4 && !ipv6) || !config_get_bool(interface, "vigil.enable");
+  uci_write_option_bool(out, "clear_try_on_proto_up", ends_try);
+}
+
+// The slice type has two hexadecimal digits, the slice differentiator six; more are cut off.
+void write_slice(FILE *out, const ConfigNode *modem) {
+  const char *type = or_empty(config_get_string(modem, "sst"));
+  const SliceRow *row = slice_table;
+  while (row->type != nullptr && strcmp(row->type, type) != 0) row++;
+  std::string code = or_empty(row->code);
+  if (strcmp(type, "custom") == 0)
+    code = format("%02x", static_cast<unsigned>(config_get_int(modem, "custom_sst"))).substr(0, 2);
+  uci_write_option(out, "sst", "%s", code.c_str());
+
+  std::string differentiator;
+  int32_t configured = config_get_int(modem, "sd");
+  if (configured >= 1) differentiator = format("%06x", static_cast<unsigned>(configured)).substr(0, 6);
+  uci_write_option(out, "sd", "%s", differentiator.c_str());
+}
+
+const char *carrier_to_match(const ConfigNode *access_point) {
+  const char *carrier = config_get_string(access_point, "match_carrier");
+  if (!is_set(carrier)) return "any";
+  const char *other = config_get_string(access_point, "match_carrier_other");
+  return strcmp(carrier, "other") == 0 && is_set(other) ? other : carrier;
+}
+
+// One line of the service-providers file, whose last field is read as shell assignments.
+void write_access_point(FILE *file, const ConfigNode *access_point) {
+  OwnedText username = shell_quote_single(config_get_string(access_point, "username"));
+  OwnedText password = shell_quote_single(config_get_string(access_point, "password"));
+  OwnedText carrier = shell_quote_single(carrier_to_match(access_point));
+  fprintf(file,
+          "*,*,,,%s,internet,dns='' ip_version='%s' auth='%s' username='%s' password='%s' attm2mglobal='%d' "
+          "match_carrier='%s' match_plmn='%s'",
+          or_empty(config_get_string(access_point, "apn")), or_empty(config_get_string(access_point, "ip_version")),
+          or_empty(config_get_string(access_point, "auth")), or_empty(username.get()), or_empty(password.get()),
+          config_get_bool(access_point, "attm2mglobal") ? 1 : 0, or_empty(carrier.get()),
+          or_empty(config_get_string(access_point, "match_plmn")));
+  int32_t context = config_get_int(access_point, "cid");
+  if (context != 0) fprintf(file, " cid=%d", context);
+  fputc('\n', file);
+}
+
+bool write_access_points(const char *path, const ConfigNode *modem) {
+  OwnedStream file = open_output(path);
+  if (file == nullptr) return false;
+  const ConfigNode *access_points = config_array(modem, "apn");
+  for (const ConfigNode *access_point = config_array_first(access_points); access_point != nullptr;
+       access_point = config_array_next(access_point))
+    write_access_point(file.get(), access_point);
+  return true;
+}
+
+void write_service_providers(FILE *out, const char *key, const ConfigNode *modem) {
+  if (!is_path_component(key)) return;
+  std::string path = format("/var/run/serviceproviders-%s.txt", key);
+  if (!write_access_points(path.c_str(), modem)) return;
+  uci_write_option(out, "service_providers", "%s", path.c_str());
+  uci_write_md5sum(out, "service_providers_md5sum",
+                   OwnedText(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr)));
+  const char *selection = or_empty(config_get_string(modem, "apn_selection"));
+  const SelectionRow *row = selection_table;
+  while (row->selection != nullptr && strcmp(row->selection, selection) != 0) row++;
+  uci_write_option_int(out, "service_providers_override", row->code);
+}
+
+}  // namespace
+
+void modem_write_interface(FILE *out, const NetworkNode *node) {
+  const ConfigNode *interface = network_config(node);
+  const NetworkNode *modem_node = network_find_parent(node, NETWORK_NODE_MODEM);
+  const char *key = or_empty(config_key(interface));
+  if (modem_node == nullptr || !has_runtime_index(key)) return;
+  const ConfigNode *modem = config_object(interface, "modem");
+
+  uci_write_interface_section(out, node);
+  uci_write_option(out, "proto", "mm");
+  uci_write_options(out, modem, modem_rows);
+  uci_write_option_bool(out, "multi_bearer", has_several_interfaces(modem_node));
+  uci_write_option_int(out, "interface_number", runt_get_int_pathf(0, "mm.map.interface_number.%s", key));
+  const ConfigNode *system = config_lookup(config_node_get_root(interface), "system");
+  uci_write_option(out, "hostname", "%s", or_empty(config_get_string(system, "name")));
+  uci_write_option_bool(out, "dhcp_hostname", false);
+  write_ip_options(out, interface, modem);
+  if (config_get_bool(modem, "sim_failover") &&
+      strcmp(or_empty(config_get_string(network_config(modem_node), "sim_slot")), "any") == 0)
+    uci_write_options(out, modem, failover_rows);
+  write_slice(out, modem);
+  write_service_providers(out, key, modem);
+  uci_write_passthrough(out, node);
+}

@@ -1,4 +1,60 @@
-#include "network/proto/proto.h"
+// Sections of modems that the modem manager knows but no cellular interface drives at the moment.
+#include <string_view>
+#include <unordered_set>
 
-void modem_write_no_interface(FILE *, const NetworkModel *) {}
-void modem_write_update_interfaces(FILE *) {}
+#include "main/owned.h"
+#include "network/proto/proto.h"
+#include "network/uci.h"
+
+namespace {
+
+using ModemNames = std::unordered_set<std::string_view>;
+
+ModemNames modems_of_interfaces(const NetworkModel *model) {
+  ModemNames names;
+  for (const NetworkNode *node = network_first_type(model, NETWORK_NODE_INTERFACE); node != nullptr;
+       node = network_next_type(model, node, NETWORK_NODE_INTERFACE)) {
+    if (network_interface_type(node) != NETWORK_INTERFACE_MODEM) continue;
+    const char *name = config_get_string(network_config(node), "modem.device");
+    if (name != nullptr) names.insert(name);
+  }
+  return names;
+}
+
+void write_idle_modem(FILE *out, const char *name) {
+  uci_write_section(out, "interface", "mm_no_interface_%s", name);
+  uci_write_option(out, "proto", "mm");
+  uci_write_option(out, "modem_name", "%s", name);
+  uci_write_option_bool(out, "no_interface", true);
+  uci_write_option_int(out, "sim_failover_retries", 2);
+  uci_write_option_int(out, "retry_seconds", 20);
+  uci_write_option_int(out, "registration_timeout", 90);
+  uci_write_option_int(out, "apn_push_timeout", 600);
+}
+
+void write_modem_update(FILE *out, const char *name) {
+  OwnedText interface(runt_get_string_pathf("mm.sh.update.modem.%s.iface", name));
+  OwnedText host(runt_get_string_pathf("mm.sh.update.modem.%s.host", name));
+  uci_write_section(out, "interface", "interface_%s", name);
+  uci_write_option(out, "proto", "mm_update");
+  uci_write_option_bool(out, "update_interface", true);
+  uci_write_option(out, "modem", "%s", name);
+  uci_write_option(out, "iface", "%s", or_empty(interface.get()));
+  uci_write_option(out, "host", "%s", or_empty(host.get()));
+}
+
+}  // namespace
+
+void modem_write_no_interface(FILE *out, const NetworkModel *model) {
+  OwnedList idle(runt_keys("mm.map.no_interface_idx"));
+  if (sl_len(idle.get()) == 0) return;
+  ModemNames configured = modems_of_interfaces(model);
+  for (char **name = idle.get(); *name != nullptr; name++)
+    if (configured.count(*name) > 0) write_idle_modem(out, *name);
+}
+
+void modem_write_update_interfaces(FILE *out) {
+  OwnedList updating(runt_keys("mm.sh.update.modem"));
+  if (updating == nullptr) return;
+  for (char **name = updating.get(); is_set(*name); name++) write_modem_update(out, *name);
+}

@@ -1,3 +1,65 @@
-#include "network/proto/proto.h"
+// Sections of network-mobility interfaces: a mobile router, its home agent and the networks that it takes along.
+#include <cstring>
 
-void nemo_write_interface(FILE *, const NetworkNode *) {}
+#include "main/owned.h"
+#include "network/proto/proto.h"
+#include "network/uci.h"
+
+namespace {
+
+const OptionRow mobility_rows[] = {
+    {"home_agent", "home_agent", OptionKind::text},
+    {"key", "key", OptionKind::text},
+    {"spi", "spi", OptionKind::text},
+    {"lifetime", "lifetime", OptionKind::integer},
+    {"metric", "metric", OptionKind::integer},
+    {"mtu_discovery", "mtu_discovery", OptionKind::boolean},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+void write_care_of_address(FILE *out, const ConfigNode *config) {
+  const char *type = or_empty(config_get_string(config, "coaddress.type"));
+  uci_write_option(out, "coaddress_type", "%s", type);
+  if (strcmp(type, "interface") == 0)
+    uci_write_option(out, "coaddress", "%s", or_empty(config_get_string(config, "coaddress.interface")));
+  else if (strcmp(type, "ip") == 0)
+    uci_write_option(out, "coaddress", "%s", or_empty(config_get_string(config, "coaddress.address")));
+}
+
+void write_local_end(FILE *out, const ConfigNode *config) {
+  const char *type = or_empty(config_get_string(config, "tun_local.type"));
+  bool named = strcmp(type, "interface") == 0;
+  uci_write_option(out, "tun_local", "%s", named ? or_empty(config_get_string(config, "tun_local.interface")) : type);
+}
+
+// ADDRESS/NETMASK of every interface in `network` that has both at the moment.
+OwnedList advertised_networks(const ConfigNode *config) {
+  OwnedList networks;
+  const ConfigNode *interfaces = config_array(config, "network");
+  size_t count = config_array_count(interfaces);
+  for (size_t i = 0; i < count; i++) {
+    const char *name = or_empty(config_array_get_string(interfaces, i));
+    OwnedText address(runt_get_string_pathf("network.interface.%s.ipv4.address", name));
+    OwnedText netmask(runt_get_string_pathf("network.interface.%s.ipv4.netmask", name));
+    if (address != nullptr && netmask != nullptr)
+      append(networks, format("%s/%s", address.get(), netmask.get()).c_str());
+  }
+  return networks;
+}
+
+}  // namespace
+
+void nemo_write_interface(FILE *out, const NetworkNode *node) {
+  const ConfigNode *config = network_config(node);
+  if (!config_get_bool(config, "enable")) return;
+  uci_write_interface_section(out, node);
+  uci_write_option(out, "proto", "nemo");
+  uci_write_option(out, "home_address", "%s", or_empty(config_get_string(config, "home_address")));
+  write_care_of_address(out, config);
+  write_local_end(out, config);
+  uci_write_options(out, config, mobility_rows);
+  if (!config_get_bool(config, "mtu_discovery")) uci_write_option_int(out, "mtu", config_get_int(config, "mtu"));
+  OwnedList networks = advertised_networks(config);
+  uci_write_option_int(out, "num_adv_networks", sl_len(networks.get()));
+  uci_write_option_list(out, "adv_networks", networks.get(), ",");
+}

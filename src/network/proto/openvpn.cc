@@ -1,3 +1,38 @@
+// Sections of OpenVPN interfaces.
+#include "main/owned.h"
+#include "network/network.h"
+#include "network/proto/digest.h"
+#include "network/proto/openvpn_files.h"
 #include "network/proto/proto.h"
+#include "network/uci.h"
 
-void openvpn_write_interface(FILE *, const NetworkNode *) {}
+namespace {
+
+void write_common_options(FILE *out, const char *proto, const ConfigNode *config, const NetworkNode *device) {
+  uci_write_option(out, "proto", "%s", proto);
+  uci_write_ifname(out, device);
+  uci_write_option_int(out, "metric", config_get_int(config, "metric"));
+}
+
+}  // namespace
+
+void openvpn_write_interface(FILE *out, const NetworkNode *node) {
+  const ConfigNode *config = network_config(node);
+  const char *key = config_key(config);
+  const NetworkNode *device = network_find_device(network_find_parent(node, NETWORK_NODE_ROOT), config);
+  // Servers have no user name of their own, so the key tells a client even while it is empty.
+  bool is_client = config_has_key(config, "username");
+
+  uci_write_interface_section(out, node);
+  write_common_options(out, is_client ? "openvpn" : "openvpn_server", config, device);
+  if (!is_client) uci_write_option(out, "server_network", "%s", or_empty(config_get_string(config, "server_address")));
+  uci_write_config_digest(out, config);
+
+  if (!is_path_component(key)) return;
+  if (is_client) {
+    openvpn_write_userpass(config, key);
+    openvpn_write_client_file(config, key);
+  } else if (openvpn_write_server_file(config, key, or_empty(network_name(device)))) {
+    openvpn_write_template(config, key, first_line(hostname_output()).c_str());
+  }
+}

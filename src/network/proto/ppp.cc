@@ -1,4 +1,85 @@
-#include "network/proto/proto.h"
+// Sections of links that carry PPP: L2TP tunnels and dial-in over a serial port.
+#include <cstring>
 
-void l2tp_write_interface(FILE *, const NetworkNode *) {}
-void ppp_dialin_write_interface(FILE *, const NetworkNode *) {}
+#include "main/owned.h"
+#include "network/proto/proto.h"
+#include "network/uci.h"
+
+namespace {
+
+const OptionRow l2tp_rows[] = {
+    {"metric", "metric", OptionKind::integer},
+    {"username", "username", OptionKind::text},
+    {"password", "password", OptionKind::text},
+    {"custom_enable", "custom.enable", OptionKind::boolean},
+    {"custom_override", "custom.override", OptionKind::boolean},
+    {"custom_config_file", "custom.config_file", OptionKind::text},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+const OptionRow concentrator_rows[] = {
+    {"lns", "lns", OptionKind::text},
+    {"port", "port", OptionKind::integer},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+const OptionRow server_rows[] = {
+    {"lac", "lac", OptionKind::text},
+    {"local_ip", "local_address", OptionKind::text},
+    {"remote_ip", "remote_address", OptionKind::text},
+    {"auth", "auth", OptionKind::text},
+    {"default_route", "default_route", OptionKind::boolean},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+const OptionRow port_rows[] = {
+    {"baudrate", "baudrate", OptionKind::text},
+    {"flow", "flow", OptionKind::text},
+    {"idle_timeout", "idle_timeout", OptionKind::seconds},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+const OptionRow dialin_rows[] = {
+    {"local_ip", "local_address", OptionKind::text},
+    {"remote_ip", "remote_address", OptionKind::text},
+    {"auth", "auth", OptionKind::text},
+    {"username", "username", OptionKind::text},
+    {"password", "password", OptionKind::text},
+    {"metric", "metric", OptionKind::integer},
+    {"default_route", "default_route", OptionKind::boolean},
+    {"custom_enable", "custom.enable", OptionKind::boolean},
+    {"custom_override", "custom.override", OptionKind::boolean},
+    {"custom_config_file", "custom.config_file", OptionKind::text},
+    {"connect_enable", "connect.enable", OptionKind::boolean},
+    {"connect_script", "connect.script", OptionKind::text},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+}  // namespace
+
+void l2tp_write_interface(FILE *out, const NetworkNode *node) {
+  const ConfigNode *config = network_config(node);
+  const ConfigNode *service = config_node_parent(config_node_parent(config));
+  if (!config_get_bool(service, "enable")) return;
+  uci_write_interface_section(out, node);
+  uci_write_ifname(out, node);
+  uci_write_option_int(out, "config_cookie", runt_get_int32("vpn.l2tp.config_cookie", 0));
+  uci_write_option_bool(out, "debug", config_get_bool(service, "debug"));
+  uci_write_options(out, config, l2tp_rows);
+  // Only an access concentrator has a network server to call, configured or not.
+  bool is_concentrator = config_has_key(config, "lns");
+  uci_write_option(out, "proto", "%s", is_concentrator ? "pppol2tp_lac" : "pppol2tp_lns");
+  uci_write_options(out, config, is_concentrator ? concentrator_rows : server_rows);
+}
+
+void ppp_dialin_write_interface(FILE *out, const NetworkNode *node) {
+  const ConfigNode *config = network_config(node);
+  const ConfigNode *port = config_node_parent(config);
+  if (!config_get_bool(port, "enable") || strcmp(or_empty(config_get_string(port, "mode")), "ppp_dialin") != 0) return;
+  uci_write_interface_section(out, node);
+  uci_write_option(out, "proto", "ppp_dialin");
+  OwnedText device(runt_get_string_pathf("seriald.%s.device", or_empty(config_key(port))));
+  if (device != nullptr) uci_write_option(out, "device", "%s", device.get());
+  uci_write_options(out, port, port_rows);
+  uci_write_options(out, config, dialin_rows);
+}

@@ -1,0 +1,243 @@
+#include "network/proto/openvpn_files.h"
+
+#include <cstring>
+#include <string_view>
+
+#include "main/owned.h"
+
+namespace {
+
+// The interface manager's hooks; they, not OpenVPN, configure the device and its routes.
+const char client_hooks[] =
+    "route-noexec\n"
+    "script-security 2\n"
+    "up /lib/netifd/openvpn-up\n"
+    "down /lib/netifd/openvpn-down\n";
+
+const char server_ca_path[] = "/etc/ssl/certs/ca.crt";
+
+// Lines of an uploaded file that would name files of another machine, or get in the way of our device and hooks.
+const char *const dropped_prefixes[] = {"ca ",  "cert ",           "key ",   "up ",  "down ", "dev ",
+                                        "dev-", "script-security", "nobind", nullptr};
+
+const char *text_at(const ConfigNode *config, const char *key) {
+  return or_empty(config_get_string(config, key));
+}
+
+bool text_is(const ConfigNode *config, const char *key, const char *expected) {
+  return strcmp(text_at(config, key), expected) == 0;
+}
+
+bool is_overridden(const ConfigNode *config) {
+  return config_get_bool(config, "advanced_options.enable") && config_get_bool(config, "advanced_options.override");
+}
+
+// Bridged devices are "tap" devices to OpenVPN too.
+const char *device_kind(const ConfigNode *config) {
+  return text_is(config, "device_type", "tun") ? "tun" : "tap";
+}
+
+const char *first_protocol(const ConfigNode *config) {
+  return or_empty(config_array_get_string(config_array(config, "protocol"), 0));
+}
+
+void write_inline(FILE *file, const char *tag, const ConfigNode *config, const char *key) {
+  fprintf(file, "<%s>\n%s\n</%s>\n", tag, text_at(config, key), tag);
+}
+
+std::string userpass_path(const char *key) {
+  return format("/var/run/userpass_%s.cfg", key);
+}
+
+void write_userpass_line(FILE *file, const char *key) {
+  fprintf(file, "auth-user-pass %s\n", userpass_path(key).c_str());
+}
+
+bool is_dropped(std::string_view line) {
+  for (const char *const *prefix = dropped_prefixes; *prefix != nullptr; prefix++)
+    if (line.starts_with(*prefix)) return true;
+  return false;
+}
+
+void write_uploaded_line(FILE *file, std::string_view line, const char *key) {
+  const size_t device_offset = strlen("dev ");
+  if (line.starts_with("auth-user-pass")) {
+    write_userpass_line(file, key);
+  } else if (line.starts_with("dev tun") || line.starts_with("dev tap")) {
+    std::string_view device = line.substr(device_offset);
+    fprintf(file, "dev-type %.*s\n%s", static_cast<int>(device.size()), device.data(), client_hooks);
+  } else if (!is_dropped(line)) {
+    fprintf(file, "%.*s\n", static_cast<int>(line.size()), line.data());
+  }
+}
+
+void write_uploaded_client(FILE *file, const ConfigNode *config, const char *key) {
+  const char *line = text_at(config, "config_file");
+  while (*line != '\0') {
+    size_t length = strcspn(line, "\n");
+    if (length > 0) write_uploaded_line(file, {line, length}, key);
+    line += length;
+    if (*line == '\n') line++;
+  }
+}
+
+void write_generated_client(FILE *file, const ConfigNode *config, const char *key) {
+  fprintf(file, "client\n%slport 0\n", client_hooks);
+  fprintf(file, "dev-type %s\n", text_at(config, "device_type"));
+  fprintf(file, "remote %s %d\n", text_at(config, "server"), config_get_int(config, "port"));
+  if (is_set(config_get_string(config, "username"))) write_userpass_line(file, key);
+  write_inline(file, "ca", config, "cacert");
+  if (is_set(config_get_string(config, "public_cert")) && is_set(config_get_string(config, "private_key"))) {
+    write_inline(file, "cert", config, "public_cert");
+    write_inline(file, "key", config, "private_key");
+  }
+  if (!is_overridden(config)) fputs("proto udp\nremote-cert-tls server\ncipher AES-256-GCM\n", file);
+}
+
+void write_server_mode(FILE *file, const ConfigNode *config) {
+  if (text_is(config, "device_type", "tap_bridge")) {
+    fputs("server-bridge\n", file);
+    return;
+  }
+  TunnelAddress tunnel = parse_tunnel_address(text_at(config, "server_address"));
+  const char *address = tunnel.address.c_str();
+  const char *network = tunnel.network.c_str();
+  int32_t first = config_get_int(config, "server_first_ip");
+  if (text_is(config, "device_type", "tun"))
+    fprintf(file, "mode server\ntopology net30\npush \"topology net30\"\npush \"route %s\"\nifconfig %s %s.%d\n",
+            address, address, network, first);
+  else
+    fprintf(file,
+            "mode server\ntopology subnet\npush \"topology subnet\"\npush \"route-gateway %s\"\nifconfig %s %s\n"
+            "route %s.0 %s\n",
+            address, address, tunnel.netmask.c_str(), network, tunnel.netmask.c_str());
+  fprintf(file, "ifconfig-pool %s.%lld %s.%d\n", network, first + 1LL, network,
+          config_get_int(config, "server_last_ip"));
+}
+
+void write_server_credentials(FILE *file, const ConfigNode *config) {
+  static const char password_check[] = "auth-user-pass-verify /bin/openvpn_password via-env\n";
+  static const char no_certificate[] = "verify-client-cert none\n";
+  if (config_get_bool(config, "autogenerate")) {
+    fprintf(file,
+            "ca %s\ncert /etc/ssl/certs/server.crt\nkey /etc/ssl/certs/server.key\ndh /etc/ssl/certs/dh2048.pem\n%s%s",
+            server_ca_path, no_certificate, password_check);
+    return;
+  }
+  if (!text_is(config, "authentication", "cert")) fputs(password_check, file);
+  if (text_is(config, "authentication", "passwd")) fputs(no_certificate, file);
+  write_inline(file, "ca", config, "cacert");
+  write_inline(file, "cert", config, "server_cert");
+  write_inline(file, "key", config, "server_key");
+  write_inline(file, "dh", config, "diffie");
+}
+
+void write_generated_server(FILE *file, const ConfigNode *config, const char *device) {
+  fprintf(file,
+          "proto %s\nkeepalive 10 120\ncipher AES-256-GCM\npersist-key\npersist-tun\nverb 3\nscript-security 3\n"
+          "client-connect /bin/client_updown\nclient-disconnect /bin/client_updown\nport %d\ndev-type %s\ndev %s\n"
+          "tls-server\n",
+          first_protocol(config), config_get_int(config, "port"), device_kind(config), device);
+  write_server_mode(file, config);
+  write_server_credentials(file, config);
+}
+
+// Options written as on a command line, one a line in the file.
+void write_extra_options(FILE *file, const char *extra) {
+  while (const char *dashes = strstr(extra, "--")) {
+    fprintf(file, "%.*s \n", static_cast<int>(dashes - extra), extra);
+    extra = dashes + 2;
+  }
+  fprintf(file, "%s\n", extra);
+}
+
+void copy_file(FILE *file, const char *path) {
+  OwnedStream source(fopen(path, "re"));
+  if (source == nullptr) return;
+  char buffer[4096];
+  size_t length;
+  while ((length = fread(buffer, 1, sizeof buffer, source.get())) > 0) fwrite(buffer, 1, length, file);
+}
+
+void write_template_credentials(FILE *file, const ConfigNode *config) {
+  bool autogenerated = config_get_bool(config, "autogenerate");
+  if (autogenerated) {
+    fputs("<ca>\n", file);
+    copy_file(file, server_ca_path);
+    fputs("\n</ca>\n", file);
+  } else {
+    write_inline(file, "ca", config, "cacert");
+  }
+  fputs("\n#authentication\n", file);
+  if (autogenerated || !text_is(config, "authentication", "cert")) fputs("auth-user-pass\n", file);
+  if (!autogenerated && !text_is(config, "authentication", "passwd"))
+    fputs("cert <public key file>\nkey <private key file>\n", file);
+}
+
+}  // namespace
+
+TunnelAddress parse_tunnel_address(const char *text) {
+  const char *slash = strchr(text, '/');
+  long length = 32;
+  if (slash != nullptr) {
+    char *end;
+    long written = strtol(slash + 1, &end, 10);
+    if (end != slash + 1) length = written < 0 ? 0 : written > 32 ? 32 : written;
+  }
+  uint32_t mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
+
+  TunnelAddress tunnel;
+  tunnel.address = slash != nullptr ? std::string(text, slash) : std::string(text);
+  tunnel.network = tunnel.address.substr(0, tunnel.address.rfind('.'));
+  tunnel.netmask = format("%u.%u.%u.%u", mask >> 24, mask >> 16 & 255, mask >> 8 & 255, mask & 255);
+  return tunnel;
+}
+
+std::string first_line(const char *output) {
+  const char *text = or_empty(output);
+  return {text, strcspn(text, "\n")};
+}
+
+void openvpn_write_userpass(const ConfigNode *config, const char *key) {
+  const char *username = text_at(config, "username");
+  if (!is_set(username)) return;
+  OwnedStream file = open_output(userpass_path(key).c_str());
+  if (file != nullptr) fprintf(file.get(), "%s\n%s\n", username, text_at(config, "password"));
+}
+
+void openvpn_write_client_file(const ConfigNode *config, const char *key) {
+  OwnedStream file = open_output(format("/var/run/config_file_%s", key).c_str());
+  if (file == nullptr) return;
+  if (config_get_bool(config, "use_file"))
+    write_uploaded_client(file.get(), config, key);
+  else
+    write_generated_client(file.get(), config, key);
+}
+
+bool openvpn_write_server_file(const ConfigNode *config, const char *key, const char *device) {
+  OwnedStream file = open_output(format("/var/run/config_file_server_%s", key).c_str());
+  if (file == nullptr) return false;
+  if (!is_overridden(config)) write_generated_server(file.get(), config, device);
+  if (config_get_bool(config, "advanced_options.enable"))
+    write_extra_options(file.get(), text_at(config, "advanced_options.extra"));
+  return true;
+}
+
+void openvpn_write_template(const ConfigNode *config, const char *key, const char *host) {
+  // A router without a name gets "-KEY.ovpn", which tools that look for the key still find.
+  if (strchr(host, '/') != nullptr) return;
+  create_directory("/var/run/openvpn", 0755);
+  OwnedStream file = open_output(format("/var/run/openvpn/%s-%s.ovpn", host, key).c_str());
+  if (file == nullptr) return;
+  fprintf(file.get(),
+          "# Note:\n#\n"
+          "# Any lines with <...> in them need to be modified. For example\n#\n"
+          "# remote <server address> 1234\n"
+          "# with a server address of 1.2.3.4, becomes\n"
+          "# remote 1.2.3.4 1234\n\n"
+          "#general\nclient\nresolv-retry infinite\nnobind\npersist-key\npersist-tun\nremote-cert-tls server\n"
+          "cipher AES-256-GCM\n\n"
+          "# connection settings\ndev %s\nproto %s\nremote <server address> %d\n",
+          device_kind(config), first_protocol(config), config_get_int(config, "port"));
+  write_template_credentials(file.get(), config);
+}
