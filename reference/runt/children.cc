@@ -1,4 +1,6 @@
 // What lies directly below a key, in natural order.
+#include <lmdb.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>

@@ -1,6 +1,7 @@
 // The connection to the store: values and changes.
 #include "runt/store.h"
 
+#include <lmdb.h>
 #include <sys/stat.h>
 
 #include <cerrno>

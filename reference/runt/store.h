@@ -5,9 +5,9 @@
 #ifndef TESSERA_REFERENCE_RUNT_STORE_H
 #define TESSERA_REFERENCE_RUNT_STORE_H
 
-#include <lmdb.h>
-
 #include <cstddef>
+
+struct MDB_cursor;
 
 // Lives in memory on a router and is empty after each boot.
 inline constexpr char runt_directory[] = "/var/run/runt";

@@ -1,0 +1,322 @@
+// The program runt: reads and edits the runtime store by hand and in scripts.
+#include "platform/runt.h"
+
+#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/stringbuffer.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/tools.h"
+#include "runt/store.h"
+
+namespace {
+
+enum Status { done = 0, failed = 1, misused = 2 };
+
+struct FreeText {
+  void operator()(char *text) const { free(text); }
+};
+struct FreeList {
+  void operator()(char **list) const { sl_free(list); }
+};
+struct CloseStream {
+  void operator()(FILE *stream) const { fclose(stream); }
+};
+using OwnedText = std::unique_ptr<char, FreeText>;
+using OwnedList = std::unique_ptr<char *, FreeList>;
+using OwnedStream = std::unique_ptr<FILE, CloseStream>;
+
+constexpr char key_rule[] = "expected a key of at most 500 bytes, one or more names joined by \".\"";
+
+bool check_key(const char *key) {
+  StoredKey encoded;
+  if (runt_encode_key(key, &encoded)) return true;
+  fprintf(stderr, "runt: \"%s\": %s\n", key, key_rule);
+  return false;
+}
+
+// The length of the UTF-8 sequence that `text` starts with; 0 when it starts with none.
+size_t utf8_sequence(std::string_view text) {
+  static constexpr struct {
+    unsigned char first, last;                // the leading bytes of the row
+    unsigned char second_first, second_last;  // what may follow: neither overlong forms nor surrogates
+    size_t length;
+  } rows[] = {{0x00, 0x7F, 0x00, 0x00, 1}, {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
+              {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3},
+              {0xF0, 0xF0, 0x90, 0xBF, 4}, {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4}};
+  auto byte = [text](size_t index) { return static_cast<unsigned char>(text[index]); };
+  for (const auto &row : rows) {
+    if (byte(0) < row.first || byte(0) > row.last) continue;
+    if (text.size() < row.length) return 0;
+    if (row.length > 1 && (byte(1) < row.second_first || byte(1) > row.second_last)) return 0;
+    for (size_t index = 2; index < row.length; index++) {
+      if ((byte(index) & 0xC0) != 0x80) return 0;
+    }
+    return row.length;
+  }
+  return 0;
+}
+
+// The text with U+FFFD for every byte that is not UTF-8.
+std::string repair_utf8(std::string_view text) {
+  std::string repaired;
+  while (!text.empty()) {
+    size_t length = utf8_sequence(text);
+    repaired += length > 0 ? text.substr(0, length) : "\xEF\xBF\xBD";
+    text.remove_prefix(length > 0 ? length : 1);
+  }
+  return repaired;
+}
+
+// Ends a change: reports its failure.
+int finish(int error, const char *what) {
+  if (error == 0) return done;
+  fprintf(stderr, "runt: cannot change %s: %s\n", what, runt_error_text(error));
+  return failed;
+}
+
+int get(char **arguments) {
+  if (!check_key(arguments[0])) return failed;
+  OwnedText value(runt_get_string(arguments[0]));
+  if (value == nullptr) return failed;
+  puts(value.get());
+  return done;
+}
+
+int set(char **arguments) {
+  if (!check_key(arguments[0])) return failed;
+  for (const char *text : {arguments[0], arguments[1]}) {
+    if (repair_utf8(text) == text) continue;
+    fprintf(stderr, "runt: %s: expected UTF-8\n", arguments[0]);
+    return failed;
+  }
+  return finish(runt_set_string_pathf(arguments[1], "%s", arguments[0]), arguments[0]);
+}
+
+int remove(char **arguments) {
+  return check_key(arguments[0]) ? finish(runt_delete(arguments[0]), arguments[0]) : failed;
+}
+
+int keys(char **arguments) {
+  const char *key = arguments[0] != nullptr ? arguments[0] : "";
+  if (*key != '\0' && !check_key(key)) return failed;
+  OwnedList names(runt_keys(key));
+  if (names == nullptr) return failed;
+  for (char **name = names.get(); *name != nullptr; name++) puts(*name);
+  return done;
+}
+
+using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
+
+void write_text(Writer &writer, std::string_view text) {
+  writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+}
+
+// Writes what lies at and below `key`; false when a text had to be repaired.
+bool dump_below(Writer &writer, const std::string &key) {
+  bool faithful = true;
+  OwnedText value(key.empty() ? nullptr : runt_get_string(key.c_str()));
+  if (value != nullptr) {
+    std::string shown_key = repair_utf8(key);
+    std::string shown_value = repair_utf8(value.get());
+    faithful = shown_key == key && shown_value == value.get();
+    if (!faithful) fprintf(stderr, "runt: %s: not UTF-8, bad bytes are shown as U+FFFD\n", shown_key.c_str());
+    write_text(writer, shown_key);
+    write_text(writer, shown_value);
+  }
+  OwnedList names(runt_keys(key.c_str()));
+  for (char **name = names.get(); name != nullptr && *name != nullptr; name++) {
+    if (!dump_below(writer, key.empty() ? *name : key + "." + *name)) faithful = false;
+  }
+  return faithful;
+}
+
+int dump(char ** /*arguments*/) {
+  rapidjson::StringBuffer buffer;
+  Writer writer(buffer);
+  writer.SetIndent(' ', 2);
+  writer.StartObject();
+  bool faithful = dump_below(writer, "");
+  writer.EndObject();
+  puts(buffer.GetString());
+  return faithful ? done : failed;
+}
+
+struct Fact {
+  std::string key;
+  std::string value;
+};
+
+// Takes the events of the JSON reader: one flat object of texts, anything else ends the reading.
+struct FactsReader {
+  const char *text;
+  rapidjson::MemoryStream stream;
+  std::vector<Fact> facts = {};
+  std::unordered_set<std::string> seen = {};
+  bool inside = false;
+  size_t token_end = 0;       // where the last event ended
+  size_t trouble_offset = 0;  // where the one that was refused starts
+  std::string trouble = {};
+
+  FactsReader(const char *bytes, size_t size) : text(bytes), stream(bytes, size) {}
+
+  bool refuse(const std::string &reason) {
+    trouble_offset = token_end + strspn(text + token_end, " \t\r\n,:");
+    trouble = reason;
+    return false;
+  }
+  bool accept() {
+    token_end = stream.Tell();
+    return true;
+  }
+  bool refuse_value() {
+    if (!inside) return refuse("expected an object of keys and texts");
+    return refuse(facts.back().key + ": expected a text");
+  }
+
+  bool StartObject() {
+    if (inside) return refuse_value();
+    inside = true;
+    return accept();
+  }
+  bool Key(const char *bytes, rapidjson::SizeType length, bool /*copy*/) {
+    std::string key(bytes, length);
+    StoredKey encoded;
+    if (key.size() != strlen(key.c_str()) || !runt_encode_key(key.c_str(), &encoded)) {
+      return refuse("\"" + key + "\": " + key_rule);
+    }
+    if (!seen.insert(key).second) return refuse(key + ": expected each key once");
+    facts.push_back({std::move(key), {}});
+    return accept();
+  }
+  bool String(const char *bytes, rapidjson::SizeType length, bool /*copy*/) {
+    if (!inside) return refuse_value();
+    if (memchr(bytes, '\0', length) != nullptr)
+      return refuse(facts.back().key + ": expected a text without zero bytes");
+    facts.back().value.assign(bytes, length);
+    return accept();
+  }
+  bool EndObject(rapidjson::SizeType /*members*/) { return accept(); }
+  bool EndArray(rapidjson::SizeType /*elements*/) { return true; }
+  bool StartArray() { return refuse_value(); }
+  bool Null() { return refuse_value(); }
+  bool Bool(bool /*value*/) { return refuse_value(); }
+  bool Int(int /*value*/) { return refuse_value(); }
+  bool Uint(unsigned /*value*/) { return refuse_value(); }
+  bool Int64(int64_t /*value*/) { return refuse_value(); }
+  bool Uint64(uint64_t /*value*/) { return refuse_value(); }
+  bool Double(double /*value*/) { return refuse_value(); }
+  bool RawNumber(const char * /*bytes*/, rapidjson::SizeType /*length*/, bool /*copy*/) { return refuse_value(); }
+};
+
+int report(const char *path, std::string_view text, size_t offset, const char *trouble) {
+  unsigned line = 1;
+  size_t line_start = 0;
+  for (size_t index = 0; index < offset && index < text.size(); index++) {
+    if (text[index] != '\n') continue;
+    line++;
+    line_start = index + 1;
+  }
+  fprintf(stderr, "runt: %s:%u:%zu: %s\n", path, line, offset - line_start + 1, trouble);
+  return failed;
+}
+
+// The whole input; false when it cannot be read.
+bool read_input(const char *path, std::string *text) {
+  OwnedStream opened(strcmp(path, "-") != 0 ? fopen(path, "re") : nullptr);
+  FILE *stream = strcmp(path, "-") != 0 ? opened.get() : stdin;
+  if (stream == nullptr) return false;
+  char block[16384];
+  size_t length;
+  while ((length = fread(block, 1, sizeof block, stream)) > 0) text->append(block, length);
+  return ferror(stream) == 0;
+}
+
+int store_facts(const std::vector<Fact> &facts) {
+  int error = runt_edit_start();
+  for (const Fact &fact : facts) {
+    if (error == 0) error = runt_set_string_pathf(fact.value.c_str(), "%s", fact.key.c_str());
+  }
+  int commit_error = runt_edit_commit();
+  return finish(error != 0 ? error : commit_error, "the store");
+}
+
+int load(char **arguments) {
+  const char *path = arguments[0];
+  std::string text;
+  if (!read_input(path, &text)) {
+    fprintf(stderr, "runt: %s: %s\n", path, strerror(errno));
+    return failed;
+  }
+  FactsReader facts(text.data(), text.size());
+  rapidjson::Reader reader;
+  rapidjson::ParseResult result = reader.Parse<rapidjson::kParseValidateEncodingFlag>(facts.stream, facts);
+  if (!facts.trouble.empty()) return report(path, text, facts.trouble_offset, facts.trouble.c_str());
+  if (result.IsError()) return report(path, text, result.Offset(), rapidjson::GetParseError_En(result.Code()));
+  if (facts.stream.Tell() != text.size())
+    return report(path, text, facts.stream.Tell(), "expected the end of the text");
+  return store_facts(facts.facts);
+}
+
+struct Command {
+  const char *name;
+  int least_arguments;
+  int most_arguments;
+  int (*run)(char **arguments);
+};
+
+const Command commands[] = {
+    {"get", 1, 1, get},   {"set", 2, 2, set},   {"delete", 1, 1, remove}, {"keys", 0, 1, keys},
+    {"dump", 0, 0, dump}, {"load", 1, 1, load}, {nullptr, 0, 0, nullptr},
+};
+
+constexpr char usage[] =
+    "Usage: runt get KEY          print the value at a key\n"
+    "       runt set KEY VALUE    store a value\n"
+    "       runt delete KEY       remove a key and all below it\n"
+    "       runt keys [KEY]       list the names below a key, or at the top\n"
+    "       runt dump             print the whole store as a JSON object of keys and texts\n"
+    "       runt load FILE        store every member of such an object, or none (FILE \"-\": standard input)\n"
+    "\n"
+    "Reads and edits the runtime store in /var/run/runt.\n"
+    "Exit status: 0 done; 1 there is no such key, or it failed with a message; 2 wrong usage.\n";
+
+int run(const Command &command, char **arguments) {
+  int error = runt_init();
+  if (error != 0) {
+    fprintf(stderr, "runt: cannot open the store in %s: %s\n", runt_directory, runt_error_text(error));
+    return failed;
+  }
+  int status = command.run(arguments);
+  runt_deinit();
+  if (fflush(stdout) == 0 && ferror(stdout) == 0) return status;
+  fprintf(stderr, "runt: cannot write: %s\n", strerror(errno));
+  return failed;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
+    fputs(usage, stdout);
+    return done;
+  }
+  for (const Command *command = commands; argc >= 2 && command->name != nullptr; command++) {
+    if (strcmp(command->name, argv[1]) != 0) continue;
+    if (argc - 2 < command->least_arguments || argc - 2 > command->most_arguments) break;
+    return run(*command, argv + 2);
+  }
+  fputs(usage, stderr);
+  return misused;
+}
