@@ -1,7 +1,97 @@
-#include "main/mappers.h"
-#include "platform/tools.h"
+// The IKE daemon's configuration: two main files that include, per tunnel, a connection file and a secrets file out of
+// a tree that is built aside and swapped into place at the end.
+#include <unistd.h>
 
-int32_t map_ipsec(const ConfigNode *, int32_t, char **) {
-  log_error("the ipsec service is not supported by this version");
-  return 1;
+#include <cerrno>
+#include <cstring>
+
+#include "ipsec/staging.h"
+#include "ipsec/tunnel.h"
+#include "main/mappers.h"
+
+bool fips_mode;
+
+namespace {
+
+const char main_conf_path[] = "/var/run/ipsec.conf";
+const char main_secrets_path[] = "/var/run/ipsec.secrets";
+
+// What the tunnels of one run are written into.
+struct Run {
+  const NetworkModel *model;
+  FILE *conf;
+  FILE *secrets;
+};
+
+// Writes the connection file of the tunnel and leaves it behind complete or not at all.
+Step write_connection_file(const Run &run, const ConfigNode *config, TunnelContext &tunnel) {
+  tunnel.conf_path = format(IPSEC_STAGING_TREE "/conf/%s.conf", tunnel.name);
+  OwnedStream out = stage_stream(tunnel.conf_path.c_str());
+  if (out == nullptr) {
+    log_error("error opening tunnel conf file %s: %s", tunnel.conf_path.c_str(), strerror(errno));
+    return Step::skip;
+  }
+  const char *device = or_empty(network_name(network_find_device(run.model, config)));
+  if (write_connections(out.get(), config, tunnel, device) == Step::skip) return Step::skip;
+  if (!close_written(std::move(out))) {
+    log_error("error writing tunnel conf file %s: %s. Skipping tunnel", tunnel.conf_path.c_str(), strerror(errno));
+    return Step::skip;
+  }
+  return Step::go_on;
+}
+
+// Writes all files of one tunnel; true when it is complete.
+bool write_tunnel(const Run &run, const ConfigNode *config, int32_t index) {
+  TunnelContext tunnel;
+  tunnel.name = or_empty(config_key(config));
+  tunnel.index = index;
+  if (!tunnel_is_wanted(config, tunnel.name)) return false;
+  if (!is_path_component(tunnel.name)) {
+    log_error("tunnel '%s' has a name that cannot name files. Skipping tunnel", tunnel.name);
+    return false;
+  }
+  bool complete = resolve_endpoints(config, tunnel) == Step::go_on &&
+                  write_credentials(config, tunnel) == Step::go_on && find_peer_ca(config, tunnel) == Step::go_on &&
+                  write_connection_file(run, config, tunnel) == Step::go_on;
+  if (complete) {
+    fprintf(run.conf, "include " IPSEC_TREE "/conf/%s.conf\n", tunnel.name);
+    fprintf(run.secrets, "include " IPSEC_TREE "/secrets/%s.secret\n", tunnel.name);
+  } else if (!tunnel.conf_path.empty()) {
+    unlink(tunnel.conf_path.c_str());
+  }
+  return complete;
+}
+
+bool close_main_file(OwnedStream stream, const char *path) {
+  if (close_written(std::move(stream))) return true;
+  log_error("error writing %s: %s", path, strerror(errno));
+  return false;
+}
+
+}  // namespace
+
+int32_t map_ipsec(const ConfigNode *root, int32_t /*argc*/, char ** /*argv*/) {
+  log_init("tessera_ipsec", 0, 0);
+  OwnedModel model(network_load(root));
+  fips_mode = config_object_has_key(root, "system", "fips") && config_get_bool(root, "system.fips");
+  OwnedStream conf = open_output(main_conf_path);
+  if (conf == nullptr) return 1;
+  OwnedStream secrets = open_output(main_secrets_path);
+  if (secrets == nullptr) return 1;
+  if (runt_init() != 0) log_error("failed to initialize runt interface");
+
+  create_staging_tree();
+  fputs("config setup\n\n", conf.get());
+  Run run = {model.get(), conf.get(), secrets.get()};
+  bool any_complete = false;
+  int32_t index = 0;
+  const ConfigNode *tunnel = config_object_first(config_object(root, "vpn.ipsec.tunnel"));
+  for (; tunnel != nullptr; tunnel = config_object_next(tunnel))
+    if (write_tunnel(run, tunnel, ++index)) any_complete = true;
+
+  bool conf_written = close_main_file(std::move(conf), main_conf_path);
+  bool secrets_written = close_main_file(std::move(secrets), main_secrets_path);
+  swap_staging_tree();
+  runt_deinit();
+  return any_complete && conf_written && secrets_written ? 0 : 1;
 }

@@ -18,6 +18,10 @@ std::string remote_host_list(const ConfigNode *tunnel, const char *skip_host, bo
 // True when the peer's host name of the family is exactly `host`.
 bool peer_hostname_matches(const ConfigNode *peer, const char *host, bool is_ipv6);
 
+// True when the peer, one of `peer_count`, is to be left out for now. `skip_host` may be null; a lone peer always
+// stays.
+bool peer_is_skipped(const ConfigNode *peer, size_t peer_count, const char *skip_host, bool is_ipv6);
+
 // The quoted identities of the peers, joined with ";"; null when no peer has an identity of its own. `fallback` stands
 // for peers without one and may be empty; `skip_host` may be null.
 OwnedText find_peer_ids(const ConfigNode *tunnel, const char *fallback, const char *skip_host);

@@ -1,0 +1,250 @@
+// The connection file of a tunnel: one section per traffic policy.
+#include <algorithm>
+#include <cstring>
+
+#include "ipsec/notation.h"
+#include "ipsec/proposals.h"
+#include "ipsec/tunnel.h"
+
+namespace {
+
+constexpr double margin_share = 0.25;  // of the shorter lifetime, in place of a margin that is too long
+
+// A configured word and what the daemon calls it.
+struct WordRow {
+  const char *word;  // null ends the table
+  const char *value;
+};
+const WordRow fragmentation_words[] = {{"always", "force"}, {"never", "no"}, {"accept", "accept"}, {nullptr, nullptr}};
+const WordRow sequence_words[] = {
+    {"round_robin", "roundrobin"}, {"weighted", "weighted_roundrobin"}, {nullptr, nullptr}};
+
+// The daemon's word; `unknown` for a word that is not in the table.
+const char *daemon_word(const WordRow *row, const char *word, const char *unknown) {
+  for (; row->word != nullptr; row++)
+    if (strcmp(row->word, word) == 0) return row->value;
+  return unknown;
+}
+
+// In whole seconds.
+struct Lifetimes {
+  int32_t phase1;
+  int32_t phase2;
+  int32_t margin;
+};
+
+// One section in the making.
+struct Section {
+  FILE *out;
+  const ConfigNode *config;
+  const TunnelContext &tunnel;
+  const char *device;
+  const Lifetimes &lifetimes;
+  size_t number;
+  size_t count;
+  const ConfigNode *policy;  // null for a tunnel without policies
+  std::string local_subnet;  // empty without a policy
+};
+
+bool auth_is(const Section &section, const char *type) {
+  return strcmp(section.tunnel.auth_type, type) == 0;
+}
+
+bool policy_requests_address(const Section &section) {
+  return strcmp(text_at(section.policy, "local.type"), "request") == 0;
+}
+
+Lifetimes read_lifetimes(const ConfigNode *config) {
+  Lifetimes lifetimes = {config_get_duration(config, "ike.phase1_lifetime"),
+                         config_get_duration(config, "ike.phase2_lifetime"),
+                         config_get_duration(config, "ike.lifetime_margin")};
+  int32_t shortest = std::min(lifetimes.phase1, lifetimes.phase2);
+  if (lifetimes.margin >= shortest) {
+    log_error("Lifetime margin greater than minimum lifetime. Setting margin to 0.25 * lifetime.");
+    lifetimes.margin = static_cast<int32_t>(shortest * margin_share);
+  }
+  return lifetimes;
+}
+
+std::string weight_list(const ConfigNode *config, const TunnelContext &tunnel) {
+  const ConfigNode *peers = config_array(config, "remote.peers");
+  size_t count = config_array_count(peers);
+  std::string list;
+  for (const ConfigNode *peer = config_array_first(peers); peer != nullptr; peer = config_array_next(peer)) {
+    if (peer_is_skipped(peer, count, tunnel.skip_host.get(), tunnel.is_ipv6)) continue;
+    const ConfigNode *weight = config_object_get(peer, "weight");
+    if (!list.empty()) list += ',';
+    list += std::to_string(weight != nullptr ? config_int_get(weight) : 1);
+  }
+  return list;
+}
+
+void write_kind(const Section &section) {
+  const char *mode = text_at(section.config, "mode");
+  fprintf(section.out, "\ttype=%s\n", mode);
+  fprintf(section.out, "\tkeyexchange=%s\n", text_at(section.config, "ike.version"));
+  fprintf(section.out, "\tfragmentation=%s\n",
+          daemon_word(fragmentation_words, text_at(section.config, "ike.fragmentation"), "yes"));
+  fputs("\tkeyingtries=1\n", section.out);
+  if (strcmp(mode, "transport") != 0) fprintf(section.out, "\tif_id=%d\n", section.tunnel.index);
+}
+
+void write_ends(const Section &section) {
+  const TunnelContext &tunnel = section.tunnel;
+  fprintf(section.out, "\tleft=%s\n", tunnel.left.c_str());
+  fprintf(section.out, "\tright=%s\n", tunnel.right.c_str());
+  const char *selection = text_at(section.config, "remote.peer_selection");
+  if (strcmp(selection, "weighted") == 0) {
+    std::string weights = weight_list(section.config, tunnel);
+    if (!weights.empty()) fprintf(section.out, "\trighthostsweight=%s\n", weights.c_str());
+  }
+  fprintf(section.out, "\trighthostssequence=%s\n", daemon_word(sequence_words, selection, selection));
+}
+
+void write_identities(const Section &section) {
+  const TunnelContext &tunnel = section.tunnel;
+  if (!tunnel.local_id.empty()) fprintf(section.out, "\tleftid=\"%s\"\n", tunnel.local_id.c_str());
+  OwnedText peers = find_peer_ids(section.config, tunnel.remote_id.c_str(), tunnel.skip_host.get());
+  if (peers != nullptr) {
+    fprintf(section.out, "\trightid=%s\n", peers.get());
+  } else if (!tunnel.remote_id.empty()) {
+    fprintf(section.out, "\trightid=\"%s\"\n", tunnel.remote_id.c_str());
+  }
+}
+
+void write_certificates(const Section &section) {
+  fprintf(section.out, "\tleftcert=\"%s.cert\"\n\tleftsendcert=always\n", section.tunnel.name);
+  if (!auth_is(section, "scep") && strcmp(text_at(section.config, "auth.peer_verify"), "cert") == 0)
+    fprintf(section.out, "\trightcert=\"%s.peercert\"\n", section.tunnel.name);
+  fputs("\trightsendcert=always\n", section.out);
+  if (!section.tunnel.rightca.empty()) fprintf(section.out, "\trightca=%s\n", section.tunnel.rightca.c_str());
+}
+
+void write_authentication(const Section &section) {
+  if (config_get_bool(section.config, "xauth_client.enable")) {
+    fprintf(section.out, "\txauth=client\n\tleftauth2=xauth\n\txauth_identity=%s\n",
+            text_at(section.config, "xauth_client.username"));
+  }
+  bool shared_secret = auth_is(section, "secret") || auth_is(section, "asymmetric-secrets");
+  fputs(shared_secret ? "\tleftauth=psk\n\trightauth=psk\n" : "\tleftauth=pubkey\n\trightauth=pubkey\n", section.out);
+  if (auth_is(section, "rsasig"))
+    fprintf(section.out, "\tleftsigkey=\"%s.pub\"\n\trightsigkey=\"%s.peerpub\"\n", section.tunnel.name,
+            section.tunnel.name);
+  if (auth_is(section, "x509") || auth_is(section, "scep")) write_certificates(section);
+}
+
+void write_exchange(const Section &section) {
+  if (config_get_bool(section.config, "modecfg_client.enable")) fputs("\tmodeconfig=pull\n", section.out);
+  if (strcmp(text_at(section.config, "ike.mode"), "aggressive") == 0) fputs("\taggressive=yes\n", section.out);
+  fprintf(section.out, "\tikelifetime=%ds\n\tlifetime=%ds\n\tmargintime=%ds\n", section.lifetimes.phase1,
+          section.lifetimes.phase2, section.lifetimes.margin);
+}
+
+// The strict proposals of one phase. Without any the daemon's own defaults hold, which FIPS 140 rules out.
+Step write_proposals(const Section &section, int phase, const char *keyword) {
+  std::string list = proposal_list(section.config, phase);
+  if (!list.empty()) {
+    fprintf(section.out, "\t%s=%s!\n", keyword, list.c_str());
+  } else if (fips_mode) {
+    log_error("tunnel %s's phase %d proposal is missing or not FIPS compliant. Skipping tunnel", section.tunnel.name,
+              phase);
+    return Step::skip;
+  }
+  return Step::go_on;
+}
+
+void write_dead_peer_detection(const Section &section) {
+  if (!config_get_bool(section.config, "dpd.enable")) return;
+  fprintf(section.out, "\tdpdaction=%s\n\tdpddelay=%d\n\tdpdtimeout=%d\n",
+          section.tunnel.initiate ? "restart" : "clear", config_get_int(section.config, "dpd.delay"),
+          config_get_int(section.config, "dpd.timeout"));
+}
+
+// The local subnet that the policy asks for; "" when it is not known now.
+std::string find_local_subnet(const ConfigNode *policy, bool is_ipv6) {
+  const char *family = is_ipv6 ? "ipv6" : "ipv4";
+  const char *type = text_at(policy, "local.type");
+  if (strcmp(type, "address") == 0) {
+    OwnedText address(
+        runt_get_string_pathf("network.interface.%s.%s.address", text_at(policy, "local.address"), family));
+    return address != nullptr ? format("%s/%d", address.get(), is_ipv6 ? 128 : 32) : "";
+  }
+  if (strcmp(type, "network") == 0) {
+    const char *interface = text_at(policy, "local.network");
+    OwnedText address(runt_get_string_pathf("network.interface.%s.%s.address", interface, family));
+    OwnedText netmask(runt_get_string_pathf("network.interface.%s.%s.netmask", interface, family));
+    return address != nullptr && netmask != nullptr ? format("%s/%s", address.get(), netmask.get()) : "";
+  }
+  if (strcmp(type, "custom") == 0) return text_at(policy, "local.custom");
+  if (strcmp(type, "request") == 0 || strcmp(type, "dynamic") == 0) return "%dynamic";
+  return "";
+}
+
+Step write_subnets(Section &section) {
+  if (section.policy == nullptr) return Step::go_on;
+  const char *remote_subnet = text_at(section.policy, "remote.network");
+  bool is_ipv6 = strchr(remote_subnet, ':') != nullptr;
+  section.local_subnet = find_local_subnet(section.policy, is_ipv6);
+  if (policy_requests_address(section)) fprintf(section.out, "\tleftsourceip=%s\n", is_ipv6 ? "%config6" : "%config4");
+  if (section.local_subnet.empty()) {
+    log_error("tunnel %s policy %zu's local network is not available. Skipping tunnel", section.tunnel.name,
+              section.number);
+    return Step::skip;
+  }
+  fprintf(section.out, "\tleftsubnet=%s%s\n", section.local_subnet.c_str(),
+          ipsec_traffic_selector(config_object(section.policy, "local")).c_str());
+  fprintf(section.out, "\trightsubnet=%s%s\n", *remote_subnet != '\0' ? remote_subnet : "%dynamic",
+          ipsec_traffic_selector(config_object(section.policy, "remote")).c_str());
+  return Step::go_on;
+}
+
+// What the daemon runs when the connection comes up or goes down.
+void write_updown(const Section &section) {
+  const TunnelContext &tunnel = section.tunnel;
+  fputs("\tleftupdown=\"/bin/ipsec-updown.sh", section.out);
+  if (!section.local_subnet.empty()) {
+    if (config_get_bool(section.config, "modecfg_client.enable"))
+      fprintf(section.out, " -l %s", section.local_subnet.c_str());
+    if (policy_requests_address(section)) fputs(" -r", section.out);
+  }
+  int32_t management = config_get_int(section.config, "mgmt");
+  if (management != 0) fprintf(section.out, " -m %d", management);
+  if (!tunnel.passthrough_address.empty()) fprintf(section.out, " -i %s", tunnel.passthrough_address.c_str());
+  fprintf(section.out, " -x %s -n %zu\"\n", section.device, section.count);
+}
+
+Step write_section(Section &section) {
+  fprintf(section.out, "conn %s_policy%zu\n", section.tunnel.name, section.number);
+  write_kind(section);
+  write_ends(section);
+  write_identities(section);
+  write_authentication(section);
+  write_exchange(section);
+  if (write_proposals(section, 1, "ike") == Step::skip) return Step::skip;
+  if (write_proposals(section, 2, text_at(section.config, "type")) == Step::skip) return Step::skip;
+  write_dead_peer_detection(section);
+  if (write_subnets(section) == Step::skip) return Step::skip;
+  if (config_get_bool(section.config, "force_udp_encap")) fputs("\tforceencaps=yes\n", section.out);
+  write_updown(section);
+  fputs("\tauto=add\n\n", section.out);
+  return Step::go_on;
+}
+
+}  // namespace
+
+Step write_connections(FILE *out, const ConfigNode *config, const TunnelContext &tunnel, const char *device) {
+  Lifetimes lifetimes = read_lifetimes(config);
+  if (tunnel_managed_by_nhrp(config_node_get_root(config), tunnel.name)) {
+    log_debug("Tunnel %s is managed by NHRP, setting uniqueids", tunnel.name);
+    fputs("config setup\n\tuniqueids=never\n\n", out);
+  }
+  const ConfigNode *policies = config_array(config, "policy");
+  size_t policy_count = config_array_count(policies);
+  size_t count = std::max<size_t>(policy_count, 1);
+  for (size_t number = 0; number < count; number++) {
+    Section section = {out, config, tunnel, device, lifetimes, number, count, config_array_object(policies, number),
+                       ""};
+    if (write_section(section) == Step::skip) return Step::skip;
+  }
+  return Step::go_on;
+}

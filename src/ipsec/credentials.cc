@@ -1,0 +1,277 @@
+// The secrets file of a tunnel, its keys, certificates and revocation lists, and the name of the peer's authority.
+#include <glob.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "ipsec/base64.h"
+#include "ipsec/notation.h"
+#include "ipsec/staging.h"
+#include "ipsec/tunnel.h"
+
+namespace {
+
+const char certificate_end[] = "-----END CERTIFICATE-----";
+constexpr size_t certificate_end_length = sizeof certificate_end - 1;
+
+// How far the numbered links to a SCEP client's authorities have got.
+struct ScepCaLinkState {
+  int next_number;
+  const char *tunnel_name;
+  bool failed;
+};
+
+// What handles one match; false ends the walk.
+using GlobCallback = bool(const char *path, void *state);
+
+// Calls `callback` for each path that matches, in sorted order. A null pattern matches nothing.
+void glob_foreach(const char *pattern, GlobCallback *callback, void *state) {
+  if (pattern == nullptr) return;
+  glob_t matches = {};
+  if (glob(pattern, 0, nullptr, &matches) == 0)
+    for (size_t i = 0; i < matches.gl_pathc && callback(matches.gl_pathv[i], state); i++) continue;
+  globfree(&matches);
+}
+
+// The GlobCallback that links one file of authorities under the next number.
+bool link_scep_ca(const char *path, void *state) {
+  auto *links = static_cast<ScepCaLinkState *>(state);
+  std::string link = format(IPSEC_STAGING_TREE "/cacerts/%s.%d.cacert", links->tunnel_name, links->next_number++);
+  if (!stage_link(link.c_str(), path)) links->failed = true;
+  return !links->failed;
+}
+
+// A path of the SCEP client's directory.
+std::string scep_path(const char *client, const char *file) {
+  return format("/etc/config/scep_client/%s/%s", client, file);
+}
+
+// The text as a pattern that matches nothing but itself.
+std::string glob_literal(const char *text) {
+  std::string pattern;
+  for (; *text != '\0'; text++) {
+    if (strchr("*?[\\", *text) != nullptr) pattern += '\\';
+    pattern += *text;
+  }
+  return pattern;
+}
+
+// Links a file of the SCEP client; false when it is missing.
+bool link_scep_file(const std::string &link, const char *client, const char *file) {
+  if (!is_path_component(client)) return false;
+  std::string target = scep_path(client, file);
+  return file_exists(target.c_str()) && stage_link(link.c_str(), target.c_str());
+}
+
+// Links the authorities of the SCEP client: all in one file, or one per numbered file. False when there are none.
+bool link_scep_authorities(const TunnelContext &tunnel, const char *client) {
+  if (!is_path_component(client)) return false;
+  const char *file = "scep_peer_ca.pem";
+  if (file_exists(scep_path(client, file).c_str()))
+    return link_scep_file(format(IPSEC_STAGING_TREE "/cacerts/%s.cacert", tunnel.name), client, file);
+  ScepCaLinkState state = {0, tunnel.name, false};
+  glob_foreach(scep_path(glob_literal(client).c_str(), "scep_peer_ca.pem-*").c_str(), link_scep_ca, &state);
+  return !state.failed && state.next_number > 0;
+}
+
+// Logs one reason against the tunnel; it is skipped once all reasons are known.
+void miss_scep(TunnelContext &tunnel, const char *what) {
+  log_error("%s not available for tunnel %s through SCEP", what, tunnel.name);
+  tunnel.credentials_ok = false;
+}
+
+Step place_scep_certificates(const ConfigNode *config, TunnelContext &tunnel) {
+  const char *client = text_at(config, "auth.scep_client");
+  if (!link_scep_file(format(IPSEC_STAGING_TREE "/certs/%s.cert", tunnel.name), client, "scep_cert.pem"))
+    miss_scep(tunnel, "Certificate");
+  if (!link_scep_authorities(tunnel, client)) miss_scep(tunnel, "CA");
+  std::string crl_enable = format("network.scep_client.%s.crl.enable", client);
+  if (config_get_bool(config_node_get_root(config), crl_enable.c_str()) &&
+      !link_scep_file(format(IPSEC_STAGING_TREE "/crls/%s.crl", tunnel.name), client, "scep_crl.pem")) {
+    miss_scep(tunnel, "CRL");
+    return Step::skip;
+  }
+  return Step::go_on;
+}
+
+// Writes configured text to a file of the tunnel.
+void place_text(TunnelContext &tunnel, const std::string &path, const char *text, size_t length) {
+  if (stage_text(path.c_str(), text, length)) return;
+  log_error("error writing %s of tunnel %s: %s", path.c_str(), tunnel.name, strerror(errno));
+  tunnel.credentials_ok = false;
+}
+
+void place_text(TunnelContext &tunnel, const std::string &path, const char *text) {
+  place_text(tunnel, path, text, strlen(text));
+}
+
+// One file per certificate: the daemon reads no more than the first of a file.
+void place_ca_chain(TunnelContext &tunnel, const char *chain) {
+  const char *start = chain;
+  int number = 0;
+  while (const char *end = strstr(start, certificate_end)) {
+    end += certificate_end_length;
+    place_text(tunnel, format(IPSEC_STAGING_TREE "/cacerts/%s.%d.cacert", tunnel.name, number++), start,
+               static_cast<size_t>(end - start));
+    start = end;
+  }
+}
+
+void place_x509_certificates(const ConfigNode *config, TunnelContext &tunnel) {
+  place_text(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.cert", tunnel.name), text_at(config, "auth.cert"));
+  const ConfigNode *crl = config_array_first(config_array(config, "auth.crls"));
+  for (; crl != nullptr; crl = config_array_next(crl)) {
+    place_text(tunnel, format(IPSEC_STAGING_TREE "/crls/%s%zu.crl", tunnel.name, config_node_id(crl)),
+               text_at(crl, "crl"));
+  }
+  if (strcmp(text_at(config, "auth.peer_verify"), "cert") == 0) {
+    place_text(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.peercert", tunnel.name), text_at(config, "auth.peer_cert"));
+  } else {
+    place_ca_chain(tunnel, text_at(config, "auth.peer_ca"));
+  }
+}
+
+std::string private_key_path(const TunnelContext &tunnel) {
+  return format(IPSEC_STAGING_TREE "/private/%s.rsa", tunnel.name);
+}
+
+void place_private_key(const ConfigNode *config, TunnelContext &tunnel) {
+  tunnel.credentials_ok = true;
+  std::string path = private_key_path(tunnel);
+  if (strcmp(tunnel.auth_type, "scep") != 0) {
+    place_text(tunnel, path, text_at(config, "auth.private_key"));
+  } else if (!link_scep_file(path, text_at(config, "auth.scep_client"), "scep_key.pem")) {
+    miss_scep(tunnel, "Private key");
+  }
+}
+
+// Has the public key computed from the private key.
+void derive_public_key(TunnelContext &tunnel, const std::string &path, const char *passphrase) {
+  // The file is there first, or the program would create it with a mode of its own.
+  place_text(tunnel, path, "");
+  SecretText source;
+  if (*passphrase != '\0') {
+    char *text = nullptr;
+    xasprintf(&text, "pass:%s", passphrase);
+    source.reset(text);
+  }
+  std::string key = private_key_path(tunnel);
+  // Without a passphrase the arguments end early.
+  pid_t child = _process_exec_fd(-1, -1, -1, -1, "openssl", "rsa", "-in", key.c_str(), "-pubout", "-out", path.c_str(),
+                                 source != nullptr ? "-passin" : nullptr, source.get(), nullptr);
+  int status = process_wait(child);
+  if (status == 0) return;
+  unlink(path.c_str());
+  log_error("public key generation failed for tunnel '%s' (exit %d)", tunnel.name, status);
+  tunnel.credentials_ok = false;
+}
+
+void place_rsa_public_keys(const ConfigNode *config, TunnelContext &tunnel, const char *passphrase) {
+  std::string path = format(IPSEC_STAGING_TREE "/certs/%s.pub", tunnel.name);
+  const char *own = text_at(config, "auth.public_key");
+  if (*own != '\0') {
+    place_text(tunnel, path, own);
+  } else {
+    derive_public_key(tunnel, path, passphrase);
+  }
+  place_text(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.peerpub", tunnel.name),
+             text_at(config, "auth.peer_public_key"));
+}
+
+// One line for the tunnel's private key; an empty selector or passphrase is left out with its blank.
+void write_rsa_line(FILE *out, const TunnelContext &tunnel, const char *remote, const char *passphrase) {
+  fprintf(out, "%s%s%s : RSA \"%s.rsa\"%s%s\n", tunnel.secret_local.c_str(), *remote != '\0' ? " " : "", remote,
+          tunnel.name, *passphrase != '\0' ? " " : "", passphrase);
+}
+
+void write_rsa_lines(FILE *out, const ConfigNode *config, const TunnelContext &tunnel, const char *passphrase) {
+  SecretText encoded;
+  if (*passphrase != '\0') {
+    encoded = base64_secret(passphrase);
+    if (encoded == nullptr) log_error("Failed to allocate memory for passphrase formatting");
+  }
+  const char *unlock = or_empty(encoded.get());
+  OwnedText peers = find_peer_ids(config, tunnel.secret_remote.c_str(), nullptr);
+  if (peers == nullptr) write_rsa_line(out, tunnel, tunnel.secret_remote.c_str(), unlock);
+  for (const std::string &peer : split_peer_ids(peers.get())) write_rsa_line(out, tunnel, peer.c_str(), unlock);
+}
+
+Step write_key_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunnel) {
+  const char *passphrase = text_at(config, "auth.private_key_passphrase");
+  place_private_key(config, tunnel);
+  write_rsa_lines(out, config, tunnel, passphrase);
+  if (strcmp(tunnel.auth_type, "rsasig") == 0) place_rsa_public_keys(config, tunnel, passphrase);
+  if (strcmp(tunnel.auth_type, "x509") == 0) place_x509_certificates(config, tunnel);
+  if (strcmp(tunnel.auth_type, "scep") == 0 && place_scep_certificates(config, tunnel) == Step::skip) return Step::skip;
+  return tunnel.credentials_ok ? Step::go_on : Step::skip;
+}
+
+// The base64 of a configured secret; null after its message.
+SecretText encoded_secret(const ConfigNode *config, const char *key, const TunnelContext &tunnel) {
+  const char *secret = text_at(config, key);
+  SecretText encoded = base64_encode(secret, static_cast<int32_t>(strlen(secret)));
+  if (encoded == nullptr) log_error("the secret of tunnel '%s' cannot be encoded. Skipping tunnel", tunnel.name);
+  return encoded;
+}
+
+Step write_shared_secret(FILE *out, const ConfigNode *config, const TunnelContext &tunnel) {
+  SecretText secret = encoded_secret(config, "auth.secret", tunnel);
+  if (secret == nullptr) return Step::skip;
+  fprintf(out, "%s %s : PSK 0s%s\n", tunnel.secret_local.c_str(), tunnel.secret_remote.c_str(), secret.get());
+  return Step::go_on;
+}
+
+// Each end proves itself with a secret of its own, so each selector stands with the secret that it asks of the other.
+Step write_asymmetric_secrets(FILE *out, const ConfigNode *config, const TunnelContext &tunnel) {
+  SecretText remote = encoded_secret(config, "auth.remote_secret", tunnel);
+  SecretText local = remote != nullptr ? encoded_secret(config, "auth.local_secret", tunnel) : nullptr;
+  if (local == nullptr) return Step::skip;
+  const char line[] = "%s : PSK 0s%s\n";
+  fprintf(out, line, tunnel.secret_local.c_str(), remote.get());
+  OwnedText peers = find_peer_ids(config, tunnel.secret_remote.c_str(), nullptr);
+  if (peers == nullptr) fprintf(out, line, tunnel.secret_remote.c_str(), local.get());
+  for (const std::string &peer : split_peer_ids(peers.get())) fprintf(out, line, peer.c_str(), local.get());
+  return Step::go_on;
+}
+
+Step write_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunnel) {
+  if (config_get_bool(config, "xauth_client.enable")) {
+    fprintf(out, "%s : XAUTH \"%s\"\n", text_at(config, "xauth_client.username"),
+            text_at(config, "xauth_client.password"));
+  }
+  if (strcmp(tunnel.auth_type, "secret") == 0) return write_shared_secret(out, config, tunnel);
+  if (strcmp(tunnel.auth_type, "asymmetric-secrets") == 0) return write_asymmetric_secrets(out, config, tunnel);
+  return write_key_secrets(out, config, tunnel);
+}
+
+}  // namespace
+
+Step write_credentials(const ConfigNode *config, TunnelContext &tunnel) {
+  std::string path = format(IPSEC_STAGING_TREE "/secrets/%s.secret", tunnel.name);
+  OwnedStream out = stage_stream(path.c_str());
+  if (out == nullptr) {
+    log_error("error opening tunnel secrets file %s: %s", path.c_str(), strerror(errno));
+    return Step::skip;
+  }
+  if (write_secrets(out.get(), config, tunnel) == Step::skip) return Step::skip;
+  if (!close_written(std::move(out))) {
+    log_error("error writing tunnel secrets file %s: %s. Skipping tunnel", path.c_str(), strerror(errno));
+    return Step::skip;
+  }
+  return Step::go_on;
+}
+
+Step find_peer_ca(const ConfigNode *config, TunnelContext &tunnel) {
+  if (strcmp(tunnel.auth_type, "x509") != 0 || strcmp(text_at(config, "auth.peer_verify"), "ca") != 0)
+    return Step::go_on;
+  tunnel.rightca = text_at(config, "auth.peer_ca_dn");
+  if (!tunnel.rightca.empty()) return Step::go_on;
+  std::string path = format(IPSEC_STAGING_TREE "/cacerts/%s.0.cacert", tunnel.name);
+  OwnedText output(_process_capture(-1, -1, 1, -1, 0, "ipsec", "pki", "--dn", "--in", path.c_str(), nullptr));
+  const char *name = or_empty(output.get());
+  tunnel.rightca.assign(name, strcspn(name, "\n"));
+  if (!tunnel.rightca.empty()) return Step::go_on;
+  log_error("failed to extract Distinguished Name from first certificate in CA chain for tunnel '%s'", tunnel.name);
+  return Step::skip;
+}

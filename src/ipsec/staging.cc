@@ -1,0 +1,86 @@
+#include "ipsec/staging.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+constexpr mode_t directory_mode = 0755;
+
+const char *const staging_directories[] = {
+    IPSEC_STAGING_TREE,
+    IPSEC_STAGING_TREE "/conf",
+    IPSEC_STAGING_TREE "/secrets",
+    IPSEC_STAGING_TREE "/private",
+    IPSEC_STAGING_TREE "/certs",
+    IPSEC_STAGING_TREE "/cacerts",
+    IPSEC_STAGING_TREE "/acerts",
+    IPSEC_STAGING_TREE "/aacerts",
+    IPSEC_STAGING_TREE "/ocspcerts",
+    IPSEC_STAGING_TREE "/crls",
+    nullptr,
+};
+
+// Whether a directory, and no link to one, is at `path`.
+bool is_directory(const char *path) {
+  struct stat status;
+  return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void create_directory(const char *path) {
+  bool created = mkdir(path, directory_mode) == 0;
+  if (!created && errno == EEXIST && !is_directory(path))
+    created = unlink(path) == 0 && mkdir(path, directory_mode) == 0;
+  // The umask may have taken bits away from a new directory.
+  if (created) chmod(path, directory_mode);
+}
+
+void remove_replaced_tree() {
+  int status = system("rm -rf " IPSEC_REPLACED_TREE);
+  static_cast<void>(status);  // what stays of the old tree harms nobody
+}
+
+// Frees the name for something new.
+bool clear_path(const char *path) {
+  return unlink(path) == 0 || errno == ENOENT;
+}
+
+}  // namespace
+
+void create_staging_tree() {
+  for (const char *const *path = staging_directories; *path != nullptr; path++) create_directory(*path);
+}
+
+void swap_staging_tree() {
+  if (rename(IPSEC_TREE, IPSEC_REPLACED_TREE) != 0 && errno != ENOENT) {
+    // A run that was interrupted at its very end left the tree that it had replaced.
+    remove_replaced_tree();
+    rename(IPSEC_TREE, IPSEC_REPLACED_TREE);
+  }
+  rename(IPSEC_STAGING_TREE, IPSEC_TREE);
+  remove_replaced_tree();
+}
+
+OwnedStream stage_stream(const char *path) {
+  return clear_path(path) ? open_output(path) : nullptr;
+}
+
+bool stage_text(const char *path, const char *text, size_t length) {
+  return clear_path(path) && file_printf(path, "%.*s", static_cast<int>(length), text);
+}
+
+bool stage_link(const char *path, const char *target) {
+  return clear_path(path) && symlink(target, path) == 0;
+}
+
+bool close_written(OwnedStream stream) {
+  bool good = ferror(stream.get()) == 0;
+  return fclose(stream.release()) == 0 && good;
+}
+
+bool is_path_component(const char *text) {
+  return *text != '\0' && *text != '.' && strchr(text, '/') == nullptr;
+}
