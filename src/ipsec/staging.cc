@@ -4,11 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 namespace {
 
-constexpr mode_t directory_mode = 0755;
+constexpr unsigned directory_mode = 0755;
 
 const char *const staging_directories[] = {
     IPSEC_STAGING_TREE,
@@ -30,12 +29,10 @@ bool is_directory(const char *path) {
   return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-void create_directory(const char *path) {
-  bool created = mkdir(path, directory_mode) == 0;
-  if (!created && errno == EEXIST && !is_directory(path))
-    created = unlink(path) == 0 && mkdir(path, directory_mode) == 0;
-  // The umask may have taken bits away from a new directory.
-  if (created) chmod(path, directory_mode);
+// A directory that is there is used as it is; anything else makes way.
+void ensure_directory(const char *path) {
+  if (create_directory(path, directory_mode) || errno != EEXIST || is_directory(path)) return;
+  if (unlink(path) == 0) create_directory(path, directory_mode);
 }
 
 void remove_replaced_tree() {
@@ -51,7 +48,7 @@ bool clear_path(const char *path) {
 }  // namespace
 
 void create_staging_tree() {
-  for (const char *const *path = staging_directories; *path != nullptr; path++) create_directory(*path);
+  for (const char *const *path = staging_directories; *path != nullptr; path++) ensure_directory(*path);
 }
 
 void swap_staging_tree() {
@@ -79,8 +76,4 @@ bool stage_link(const char *path, const char *target) {
 bool close_written(OwnedStream stream) {
   bool good = ferror(stream.get()) == 0;
   return fclose(stream.release()) == 0 && good;
-}
-
-bool is_path_component(const char *text) {
-  return *text != '\0' && *text != '.' && strchr(text, '/') == nullptr;
 }

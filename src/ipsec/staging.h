@@ -33,7 +33,4 @@ bool stage_link(const char *path, const char *target);
 // Closes a stream; false when anything written to it got lost.
 bool close_written(OwnedStream stream);
 
-// True when the text can stand for one component of a path: it is not empty, holds no "/" and is not hidden.
-bool is_path_component(const char *text);
-
 #endif
