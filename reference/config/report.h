@@ -21,13 +21,15 @@ struct Finding {
   std::string message;
 };
 
-// Reports a finding about `node` (null: the document as a whole). In a run, refused and ignored findings are logged as
-// "FILE:LINE:COLUMN: PATH: MESSAGE" and questionable ones are dropped; a checked document collects all of them.
+// Reports a finding about `node` (null: logged without a place). In a run, refused and ignored findings are logged as
+// "FILE:LINE:COLUMN: PATH: MESSAGE" and questionable ones are dropped; a checked document collects all of them. Nothing
+// is reported about a node that stands for a refused value: what it reads as is no one's doing.
 void config_report(const ConfigNode *node, Grade grade, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
-// Loads the document at `path` and adds every finding to `findings` (null: they are logged as in a run). Null when it
-// is refused; else the root, to be released with config_free, and later config_report calls on its nodes are collected
-// in the same list, which must outlive the tree.
+// Loads the document at `path`. Without `findings` this is what a run does: the first refused finding is logged and null
+// returned. With it every finding is added to the list, and a refused document still gives a tree, in which empty values
+// stand for the refused ones, unless its syntax is broken; later config_report calls on its nodes are collected in the
+// same list, which must outlive the tree. A tree is released with config_free.
 const ConfigNode *config_load_file(const char *path, std::vector<Finding> *findings);
 
 // Prints the JSON Schema of the document, draft 2020-12, to standard output.

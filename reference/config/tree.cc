@@ -1,1 +1,287 @@
-// Placeholder until the library stands.
+// Reading a loaded document: the operations of platform/config.h.
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "config/document.h"
+#include "platform/config.h"
+#include "platform/tools.h"
+
+namespace {
+
+// What a path names: its row in the schema, and the node when the document holds it.
+struct Target {
+  uint16_t row;
+  const ConfigNode *node;
+};
+
+const Document &document_of(const ConfigNode *node) {
+  return *header_of(node).document;
+}
+
+const ConfigNode *child_at(const ConfigNode *node, size_t index) {
+  if (index >= node->value.children.count) return nullptr;
+  return node_at(document_of(node), static_cast<uint32_t>(node->value.children.first + index));
+}
+
+// The member of an object by its row. Objects are small, and the row numbers of their members lie side by side.
+const ConfigNode *find_member(const ConfigNode *object, uint16_t row) {
+  const ConfigNode *member = first_child(document_of(object), object);
+  for (uint32_t left = object->value.children.count; left > 0; left--, member = next_cell(member)) {
+    if (member->row == row) return member;
+  }
+  return nullptr;
+}
+
+bool is_named(const char *own, const char *name, size_t length) {
+  return strncmp(own, name, length) == 0 && own[length] == '\0';
+}
+
+const ConfigNode *find_entry(const Document &document, const ConfigNode *map, const char *name, size_t length) {
+  uint32_t count = map->value.children.count;
+  const ConfigNode *first = first_child(document, map);
+  const char *text = document.text.get();
+  if (count <= small_map) {
+    for (const ConfigNode *entry = first; count > 0; count--, entry = next_cell(entry)) {
+      if (is_named(text + entry->link, name, length)) return entry;
+    }
+    return nullptr;
+  }
+  uint32_t mask = name_index_size(count) - 1;
+  const uint32_t *slots = document.name_indexes.data.get() + header_of(first).name_index;
+  for (uint32_t slot = name_hash(name, length) & mask; slots[slot] != 0; slot = (slot + 1) & mask) {
+    const ConfigNode *entry = &(reinterpret_cast<const Cell *>(first) + slots[slot] - 1)->node;
+    if (is_named(text + entry->link, name, length)) return entry;
+  }
+  return nullptr;
+}
+
+// Reads an element's index as config_path writes it; false for anything else.
+bool read_index(const char *digits, size_t length, size_t *index) {
+  if (length == 0 || length > 9 || (*digits == '0' && length > 1)) return false;
+  *index = 0;
+  for (size_t i = 0; i < length; i++) {
+    if (digits[i] < '0' || digits[i] > '9') return false;
+    *index = *index * 10 + static_cast<size_t>(digits[i] - '0');
+  }
+  return true;
+}
+
+Target step(const Target &from, const char *name, size_t length) {
+  const SchemaRow &row = schema_row(from.row);
+  if (row.kind == Kind::object) {
+    uint16_t member = schema_member(row, name, length, 0);
+    bool held = member != schema_ignored && from.node != nullptr;
+    return {member, held ? find_member(from.node, member) : nullptr};
+  }
+  if (row.kind == Kind::map) {
+    return {row.child, from.node != nullptr ? find_entry(document_of(from.node), from.node, name, length) : nullptr};
+  }
+  size_t index = 0;
+  if (row.kind == Kind::array && read_index(name, length, &index)) {
+    return {row.child, from.node != nullptr ? child_at(from.node, index) : nullptr};
+  }
+  return {schema_ignored, nullptr};
+}
+
+Target resolve(const ConfigNode *node, const char *path) {
+  if (node == nullptr) return {schema_ignored, nullptr};
+  Target target{node->row, node};
+  if (*path == '\0') return target;
+  for (;;) {
+    const char *end = path;
+    while (*end != '\0' && *end != '.') end++;
+    target = step(target, path, static_cast<size_t>(end - path));
+    if (*end == '\0' || target.row == schema_ignored) return target;
+    path = end + 1;
+  }
+}
+
+// The leaf at a path when it is of that kind and the document holds it.
+const ConfigNode *leaf(const ConfigNode *node, const char *path, Kind kind) {
+  Target target = resolve(node, path);
+  return target.node != nullptr && row_of(target.node).kind == kind ? target.node : nullptr;
+}
+
+bool holds_text(Kind kind) {
+  return kind == Kind::text || kind == Kind::reference;
+}
+
+bool is_object(const ConfigNode *node) {
+  return node != nullptr && (row_of(node).kind == Kind::object || row_of(node).kind == Kind::map);
+}
+
+bool is_array(const ConfigNode *node) {
+  return node != nullptr && row_of(node).kind == Kind::array;
+}
+
+const ConfigNode *sibling_after(const ConfigNode *node) {
+  const ConfigNode *parent = config_node_parent(node);
+  return parent != nullptr && node->index + 1 < parent->value.children.count ? next_cell(node) : nullptr;
+}
+
+const ConfigNode *referenced(const ConfigNode *node) {
+  if (node == nullptr || row_of(node).kind != Kind::reference || node->link == 0) return nullptr;
+  return node_at(document_of(node), node->link);
+}
+
+int64_t milliseconds(const ConfigNode *node, const char *path) {
+  const ConfigNode *found = leaf(node, path, Kind::duration);
+  return found != nullptr ? found->value.milliseconds : 0;
+}
+
+}  // namespace
+
+const ConfigNode *find_child(const ConfigNode *node, const char *name, size_t length) {
+  return step({node->row, node}, name, length).node;
+}
+
+const char *config_get_string(const ConfigNode *node, const char *path) {
+  if (node == nullptr) return "";
+  Target target = resolve(node, path);
+  if (!holds_text(schema_row(target.row).kind)) return nullptr;
+  return target.node != nullptr ? target.node->value.text : "";
+}
+
+bool config_get_bool(const ConfigNode *node, const char *path) {
+  const ConfigNode *found = leaf(node, path, Kind::boolean);
+  return found != nullptr && found->value.boolean;
+}
+
+int32_t config_get_int(const ConfigNode *node, const char *path) {
+  const ConfigNode *found = leaf(node, path, Kind::integer);
+  return found != nullptr ? found->value.integer : 0;
+}
+
+double config_get_number(const ConfigNode *node, const char *path) {
+  const ConfigNode *found = leaf(node, path, Kind::number);
+  return found != nullptr ? found->value.number : 0;
+}
+
+int32_t config_get_duration(const ConfigNode *node, const char *path) {
+  return static_cast<int32_t>(milliseconds(node, path) / 1000);
+}
+
+int32_t config_get_duration_ms(const ConfigNode *node, const char *path) {
+  int64_t value = milliseconds(node, path);
+  if (value > INT32_MAX) return INT32_MAX;
+  return static_cast<int32_t>(value < INT32_MIN ? INT32_MIN : value);
+}
+
+char **config_get_string_list(const ConfigNode *node, const char *path) {
+  char **list = _sl_new(0, 0);
+  const ConfigNode *array = config_array(node, path);
+  for (const ConfigNode *element = config_array_first(array); element != nullptr;
+       element = config_array_next(element)) {
+    if (holds_text(row_of(element).kind)) list = _sl_append(list, element->value.text, 0);
+  }
+  return list;
+}
+
+const ConfigNode *config_get_ref(const ConfigNode *node, const char *path) {
+  return referenced(resolve(node, path).node);
+}
+
+bool config_has_key(const ConfigNode *object, const char *key) {
+  return config_object_get(object, key) != nullptr;
+}
+
+bool config_object_has_key(const ConfigNode *node, const char *path, const char *key) {
+  return config_has_key(config_object(node, path), key);
+}
+
+const ConfigNode *config_object(const ConfigNode *node, const char *path) {
+  const ConfigNode *found = resolve(node, path).node;
+  return is_object(found) ? found : nullptr;
+}
+
+const ConfigNode *config_object_first(const ConfigNode *object) {
+  return is_object(object) ? child_at(object, 0) : nullptr;
+}
+
+const ConfigNode *config_object_next(const ConfigNode *member) {
+  return member != nullptr ? sibling_after(member) : nullptr;
+}
+
+const ConfigNode *config_object_get(const ConfigNode *object, const char *key) {
+  return is_object(object) ? find_child(object, key, strlen(key)) : nullptr;
+}
+
+const char *config_string_get(const ConfigNode *leaf) {
+  return leaf != nullptr && holds_text(row_of(leaf).kind) ? leaf->value.text : nullptr;
+}
+
+int32_t config_int_get(const ConfigNode *leaf) {
+  return leaf != nullptr && row_of(leaf).kind == Kind::integer ? leaf->value.integer : 0;
+}
+
+const ConfigNode *config_array(const ConfigNode *node, const char *path) {
+  const ConfigNode *found = resolve(node, path).node;
+  return is_array(found) ? found : nullptr;
+}
+
+size_t config_array_count(const ConfigNode *array) {
+  return is_array(array) ? array->value.children.count : 0;
+}
+
+const ConfigNode *config_array_first(const ConfigNode *array) {
+  return is_array(array) ? child_at(array, 0) : nullptr;
+}
+
+const ConfigNode *config_array_next(const ConfigNode *element) {
+  return element != nullptr ? sibling_after(element) : nullptr;
+}
+
+const char *config_array_get_string(const ConfigNode *array, size_t index) {
+  return is_array(array) ? config_string_get(child_at(array, index)) : nullptr;
+}
+
+const ConfigNode *config_array_get_ref(const ConfigNode *array, size_t index) {
+  return is_array(array) ? referenced(child_at(array, index)) : nullptr;
+}
+
+const ConfigNode *config_array_object(const ConfigNode *array, size_t index) {
+  const ConfigNode *element = is_array(array) ? child_at(array, index) : nullptr;
+  return is_object(element) ? element : nullptr;
+}
+
+const ConfigNode *config_lookup(const ConfigNode *node, const char *path) {
+  return resolve(node, path).node;
+}
+
+const ConfigNode *config_node_get_root(const ConfigNode *node) {
+  return node != nullptr ? node_at(document_of(node), document_of(node).root) : nullptr;
+}
+
+const ConfigNode *config_node_parent(const ConfigNode *node) {
+  if (node == nullptr || header_of(node).parent == 0) return nullptr;
+  return node_at(document_of(node), header_of(node).parent);
+}
+
+size_t config_node_id(const ConfigNode *node) {
+  return node != nullptr ? cell_of(document_of(node), node) : 0;
+}
+
+const char *config_key(const ConfigNode *node) {
+  return node != nullptr ? name_of(document_of(node), node) : nullptr;
+}
+
+char *config_path(const ConfigNode *node) {
+  if (node == nullptr) return nullptr;
+  std::string path;
+  const ConfigNode *line[66];  // deeper than any document
+  size_t depth = 0;
+  for (; config_node_parent(node) != nullptr; node = config_node_parent(node)) line[depth++] = node;
+  while (depth > 0) {
+    const ConfigNode *at = line[--depth];
+    if (!path.empty()) path += '.';
+    if (is_array(config_node_parent(at))) {
+      path += std::to_string(at->index);
+    } else {
+      path += config_key(at);
+    }
+  }
+  char *copy = strdup(path.c_str());
+  if (copy == nullptr) abort();
+  return copy;
+}

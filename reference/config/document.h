@@ -1,0 +1,180 @@
+// A loaded document: its text, and its nodes in flat storage.
+//
+// The members of an object, the entries of a map and the elements of an array lie side by side in document order, so
+// the n-th is found by counting and the next one is the next. A block header stands before the first of them and knows
+// what they share: their parent and, for large maps, an index of the names. Texts and names are borrowed from the
+// document's text, into which the parser writes their ends.
+#ifndef TESSERA_REFERENCE_CONFIG_DOCUMENT_H
+#define TESSERA_REFERENCE_CONFIG_DOCUMENT_H
+
+#include <stdarg.h>
+#include <stdint.h>
+#include <stdlib.h>
+
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "config/report.h"
+#include "config/schema.h"
+
+struct Document;
+
+struct ConfigNode {
+  union Value {
+    struct {
+      uint32_t first;  // cell of the first child
+      uint32_t count;
+    } children;        // object, map, array
+    const char *text;  // text, reference
+    bool boolean;
+    int32_t integer;
+    double number;
+    int64_t milliseconds;
+  };
+
+  uint32_t position;  // of the value in the document's text, for messages
+  uint32_t link;      // map entry: where its name lies in the text; reference: cell of the node it names; else 0
+  uint32_t index;     // among its siblings
+  uint16_t row;       // in the schema
+  bool broken;        // refused: stands for a value that could not be used
+  Value value;
+};
+
+struct BlockHeader {
+  Document *document;
+  uint32_t parent;      // cell; 0 above the root
+  uint32_t name_index;  // map of many entries: where its index lies in Document::name_indexes; else 0
+};
+
+union Cell {
+  ConfigNode node;
+  BlockHeader header;
+};
+
+// A growing array of plain data. What it holds moves when it grows.
+template <typename T>
+struct Growing {
+  std::unique_ptr<T, void (*)(void *)> data{nullptr, free};
+  uint32_t used = 0;
+  uint32_t room = 0;
+
+  void reserve(size_t wanted) {
+    // Storage for a document of the largest size stays far below 2^32 elements.
+    auto *moved = static_cast<T *>(realloc(static_cast<void *>(data.get()), wanted * sizeof(T)));
+    if (moved == nullptr) abort();
+    (void)data.release();
+    data.reset(moved);
+    room = static_cast<uint32_t>(wanted);
+  }
+
+  T *add(uint32_t count = 1) {
+    if (room - used < count) reserve(size_t{used} + count + used / 2 + 16);
+    used += count;
+    return data.get() + used - count;
+  }
+};
+
+// Where a position lies: the last answer is kept, because findings mostly come in document order.
+struct Place {
+  uint32_t position = 0;
+  uint32_t line_start = 0;
+  unsigned line = 1;
+};
+
+struct Document {
+  std::string file;
+  std::unique_ptr<char, void (*)(void *)> text{nullptr, free};
+  uint32_t size = 0;
+  Growing<Cell> cells;
+  Growing<uint32_t> name_indexes;
+  uint32_t root = 0;
+
+  std::vector<Finding> *findings = nullptr;  // null in a run: findings are logged
+  bool refused = false;
+  std::string pristine;  // the file as it was before the parser wrote into its text; read when a message needs it
+  bool pristine_known = false;
+  Place place;
+
+  std::unordered_map<const ConfigNode *, std::string> dumps;
+};
+
+// Bytes past the end of the text that may be read (and hold 0), for reading in words and vectors.
+inline constexpr size_t text_padding = 64;
+
+inline const SchemaRow &row_of(const ConfigNode *node) {
+  return schema_row(node->row);
+}
+
+inline bool holds_children(Kind kind) {
+  return kind == Kind::object || kind == Kind::map || kind == Kind::array;
+}
+
+inline const BlockHeader &header_of(const ConfigNode *node) {
+  return (reinterpret_cast<const Cell *>(node) - node->index - 1)->header;
+}
+
+inline const ConfigNode *node_at(const Document &document, uint32_t cell) {
+  return &document.cells.data.get()[cell].node;
+}
+
+inline uint32_t cell_of(const Document &document, const ConfigNode *node) {
+  return static_cast<uint32_t>(reinterpret_cast<const Cell *>(node) - document.cells.data.get());
+}
+
+// The children of an object, a map or an array; null when there are none.
+inline const ConfigNode *first_child(const Document &document, const ConfigNode *node) {
+  return node->value.children.count > 0 ? node_at(document, node->value.children.first) : nullptr;
+}
+
+inline const ConfigNode *next_cell(const ConfigNode *node) {
+  return &(reinterpret_cast<const Cell *>(node) + 1)->node;
+}
+
+// The name of a map entry or of an object's member; "" for elements of arrays and the root.
+inline const char *name_of(const Document &document, const ConfigNode *node) {
+  const SchemaRow &row = row_of(node);
+  return row.kind == Kind::object && node->link != 0 ? document.text.get() + node->link : schema_name(row);
+}
+
+// Maps of more entries than this have an index of their names.
+inline constexpr uint32_t small_map = 8;
+
+// The size of such an index: a power of two with room to spare.
+inline uint32_t name_index_size(uint32_t count) {
+  uint32_t size = 4 * small_map;
+  while (size < 2 * count) size *= 2;
+  return size;
+}
+
+inline uint32_t name_hash(const char *name, size_t length) {
+  uint32_t hash = 2166136261U;
+  for (size_t i = 0; i < length; i++) hash = (hash ^ static_cast<unsigned char>(name[i])) * 16777619U;
+  return hash ^ hash >> 15;
+}
+
+// One child by its name, or by its index in an array; null when there is none.
+const ConfigNode *find_child(const ConfigNode *node, const char *name, size_t length);
+
+// Makes every reference point at the node that it names; those that name nothing become unset and are reported.
+// `references` are the cells of all that are set.
+void resolve_references(Document &document, const Growing<uint32_t> &references);
+
+// Reports a finding at a place of the document (no_position: about the document as a whole).
+inline constexpr uint32_t no_position = UINT32_MAX;
+void report_at(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format, ...)
+    __attribute__((format(printf, 5, 6)));
+void report_list(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format,
+                 va_list arguments) __attribute__((format(printf, 5, 0)));
+
+// The text of a name from the document as it may stand in a message.
+std::string printable(const char *name);
+
+// Appends one component to a dotted path.
+void append_component(std::string &path, const std::string &component);
+
+// Reads a file into memory with `padding` zero bytes behind it. Null after filling `problem` when that fails.
+char *read_padded(const char *path, size_t padding, uint32_t *size, std::string *problem);
+
+#endif

@@ -1,0 +1,61 @@
+// References: texts that name other nodes of the document, before or after them.
+#include <algorithm>
+#include <cstring>
+
+#include "config/document.h"
+
+namespace {
+
+const ConfigNode *find_by_path(const Document &document, const char *text) {
+  if (*text != '/') return nullptr;
+  const ConfigNode *node = node_at(document, document.root);
+  for (const char *name = text + 1; node != nullptr;) {
+    const char *end = strchrnul(name, '/');
+    node = find_child(node, name, static_cast<size_t>(end - name));
+    if (*end == '\0') return node;
+    name = end + 1;
+  }
+  return nullptr;
+}
+
+bool is_device(const ConfigNode *node) {
+  const SchemaRow &row = row_of(node);
+  return row.kind == Kind::object && (row.flags & row_device) != 0;
+}
+
+void report_unset(Document &document, const ConfigNode *node) {
+  unsigned flags = row_of(node).flags;
+  std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
+  report_at(document, Grade::ignored, node->position, path.get(), "this reference names no %s",
+            (flags & row_interface_name) != 0 ? "entry of network.interface"
+            : (flags & row_device) != 0       ? "device"
+                                              : "node of the document");
+}
+
+}  // namespace
+
+void resolve_references(Document &document, const Growing<uint32_t> &references) {
+  const ConfigNode *interfaces = config_lookup(node_at(document, document.root), "network.interface");
+  std::vector<ConfigNode *> unset;
+  for (uint32_t i = 0; i < references.used; i++) {
+    ConfigNode *node = &document.cells.data.get()[references.data.get()[i]].node;
+    const char *text = node->value.text;
+    unsigned flags = row_of(node).flags;
+    const ConfigNode *target = nullptr;
+    if ((flags & row_interface_name) == 0) {
+      target = find_by_path(document, text);
+    } else if (interfaces != nullptr) {
+      target = find_child(interfaces, text, strlen(text));
+    }
+    if (target == nullptr || ((flags & row_device) != 0 && !is_device(target))) {
+      node->value.text = "";
+      unset.push_back(node);
+    } else {
+      node->link = cell_of(document, target);
+    }
+  }
+  // They were collected from the inside of the document outwards.
+  std::sort(unset.begin(), unset.end(),
+            [](const ConfigNode *a, const ConfigNode *b) { return a->position < b->position; });
+  for (const ConfigNode *node : unset) report_unset(document, node);
+}

@@ -1,0 +1,82 @@
+// Every key of the configuration document with its type: the one list that the loader, the getters, the checker and the
+// JSON Schema go by.
+//
+// The table is flat and free of pointers, so that it costs a start nothing: no relocation, no constructor.
+#ifndef TESSERA_REFERENCE_CONFIG_SCHEMA_H
+#define TESSERA_REFERENCE_CONFIG_SCHEMA_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+enum class Kind : uint8_t {
+  ignored,  // what stands under an unknown key
+  object,   // fixed members
+  map,      // entries named by the user, all objects of one shape
+  array,
+  text,
+  boolean,
+  integer,
+  number,
+  duration,
+  reference,
+};
+
+// What else a row says about its value.
+enum RowFlag : uint8_t {
+  row_many_lines = 1,      // a text that may hold tabs and line ends
+  row_device = 2,          // an object: is a device; a reference: has to name one
+  row_interface_name = 4,  // a reference by the bare name of an entry of network.interface
+  row_hyphen = 8,          // a map: entry names may hold '-'
+  row_always = 16,         // a text that is held even when it is not written
+  row_holds_always = 32,   // an object with such a member
+};
+
+struct SchemaRow {
+  uint16_t name;   // offset in Schema::names; elements of arrays, entries of maps and the root have an empty name
+  uint16_t tag;    // schema_tag of the name
+  uint16_t child;  // object: its first member; map and array: the element; text held always: offset of its default
+  uint8_t count;   // object: how many members follow from `child` on
+  Kind kind;
+  uint8_t flags;
+};
+
+inline constexpr uint16_t schema_ignored = 0;
+inline constexpr uint16_t schema_root = 1;
+
+// The tables have a little room to grow; a key too many does not compile.
+struct Schema {
+  SchemaRow rows[552];
+  char names[4608];
+};
+extern const Schema schema;
+
+inline const SchemaRow &schema_row(uint16_t row) {
+  return schema.rows[row];
+}
+
+// Tells most different names apart without looking at them whole.
+constexpr uint16_t schema_tag(const char *name, size_t length) {
+  return static_cast<uint16_t>((length < 255 ? length : 255) << 8 | static_cast<unsigned char>(length > 0 ? *name : 0));
+}
+
+inline const char *schema_name(const SchemaRow &row) {
+  return schema.names + row.name;
+}
+
+// The member row of that name, or schema_ignored for a name that the object does not define. The search starts at
+// member number `hint` (below the member count, or 0) and wraps: documents mostly follow the order of the table.
+inline uint16_t schema_member(const SchemaRow &object, const char *name, size_t length, unsigned hint) {
+  uint16_t tag = schema_tag(name, length);
+  unsigned count = object.count;
+  for (unsigned left = count, i = hint; left > 0; left--) {
+    const SchemaRow &row = schema.rows[object.child + i];
+    if (row.tag == tag && memcmp(schema_name(row), name, length) == 0) {
+      return static_cast<uint16_t>(object.child + i);
+    }
+    if (++i == count) i = 0;
+  }
+  return schema_ignored;
+}
+
+#endif
