@@ -13,7 +13,11 @@ namespace {
 // Adds everything below `directory`, the open one at `path`, that lies on the file system `device`.
 void add_states(DIR *directory, const std::string &path, dev_t device, Snapshot &snapshot) {
   while (const dirent *entry = next_entry(directory)) {
-    std::string name = path + "/" + entry->d_name;
+    std::string name = path_in(path, entry->d_name);
+    if (entry->d_type == DT_LNK) {  // Its inode says it all: where a link leads to cannot be changed.
+      snapshot.emplace(std::move(name), FileState{entry->d_ino, S_IFLNK | 0777, 0, {}});
+      continue;
+    }
     struct stat status;
     if (fstatat(dirfd(directory), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) fail_system("%s", name.c_str());
     if (status.st_dev != device || name == runtime_directory) continue;

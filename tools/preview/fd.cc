@@ -20,7 +20,7 @@ const dirent *next_entry(DIR *directory) {
 }
 
 bool read_all(int fd, std::string &content) {
-  constexpr size_t step = 64 * 1024;
+  constexpr size_t step = 65536;
   size_t length = 0;
   for (;;) {
     if (content.size() - length < step) content.resize(content.size() + content.size() / 2 + step);

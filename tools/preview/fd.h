@@ -33,6 +33,11 @@ struct CloseDirectory {
 };
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
+// The path of `name` in `directory`, "" being the root directory.
+inline std::string path_in(const std::string &directory, const std::string &name) {
+  return directory + "/" + name;
+}
+
 // Opens the directory `name` (relative to `at` unless absolute) for reading its entries; null, with errno, when that
 // fails. A symbolic link in the last place is not followed.
 Directory open_directory(int at, const char *name);

@@ -97,7 +97,7 @@ std::string own_directory(const std::string &path) {
       done.resize(done.empty() ? 0 : done.rfind('/'));
       continue;
     }
-    std::string next = done + "/" + name;
+    std::string next = path_in(done, name);
     std::string target;
     if (!read_link(AT_FDCWD, next.c_str(), target)) {
       if (mkdir(next.c_str(), 0755) != 0 && !is_directory(next.c_str())) fail_system("%s", next.c_str());
@@ -105,7 +105,7 @@ std::string own_directory(const std::string &path) {
     } else if (target != HOST + next) {
       if (++links_followed > 40) fail("%s: %s", path.c_str(), strerror(ELOOP));
       if (target[0] == '/') done.clear();
-      rest = target + "/" + rest;
+      rest = path_in(target, rest);
     } else {
       if (!is_directory(target.c_str())) fail("%s: %s", next.c_str(), strerror(ENOTDIR));
       if (unlink(next.c_str()) != 0 || mkdir(next.c_str(), 0755) != 0) fail_system("%s", next.c_str());
@@ -125,7 +125,7 @@ void lay_directory(DIR *source, const std::string &directory) {
   while (const dirent *entry = next_entry(source)) {
     int at = dirfd(source);
     const char *name = entry->d_name;
-    std::string path = directory + "/" + name;
+    std::string path = path_in(directory, name);
     struct stat status;
     if (fstatat(at, name, &status, AT_SYMLINK_NOFOLLOW) != 0) fail_system("%s", path.c_str());
     if (S_ISDIR(status.st_mode)) {

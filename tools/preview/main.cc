@@ -27,8 +27,9 @@ constexpr const char *usage_line =
 
 constexpr const char *help_text =
     "Runs tessera for the service NAME (dnsmasq, ipsec, network or pam) on any machine without\n"
-    "touching it, and prints every file that it writes. NAME \"all\" runs pam, dnsmasq, ipsec and\n"
-    "network in that order. ARGS are handed to tessera.\n"
+    "touching it, and prints every file that it writes. Several services, as in \"ipsec,network\", run\n"
+    "one after the other on the same router; \"all\" stands for \"pam,dnsmasq,ipsec,network\". ARGS are\n"
+    "handed to tessera.\n"
     "\n"
     "  -c CONFIG      the configuration; without it the machine's /etc/config/config.json.\n"
     "                 An empty CONFIG stands for a router without one\n"
@@ -43,7 +44,7 @@ constexpr const char *help_text =
     "                 the programs to run; without it those beside tessera-preview, else those in PATH\n"
     "  --help         prints this text\n"
     "\n"
-    "Ends with tessera's status (for \"all\" the highest), 128 + N when signal N ended it, 2 when the\n"
+    "Ends with tessera's status (of several services the highest), 128 + N when signal N ended it, 2 when the\n"
     "command line is wrong, 3 when the preview cannot be set up or stored.\n";
 
 struct Options {
@@ -112,14 +113,14 @@ Options read_command_line(int argc, char **argv) {
     }
   }
   if (optind >= argc) refuse_usage("no service is named");
-  std::string name = argv[optind];
+  std::string names = strcmp(argv[optind], "all") == 0 ? "pam,dnsmasq,ipsec,network" : argv[optind];
   options.arguments.assign(argv + optind + 1, argv + argc);
-  if (name != "all") {
-    options.services = {name};
-  } else {
-    if (!options.arguments.empty()) refuse_usage("\"all\" takes no arguments");
-    options.services = {"pam", "dnsmasq", "ipsec", "network"};
+  for (size_t start = 0; start <= names.size();) {
+    size_t end = std::min(names.find(',', start), names.size());
+    options.services.push_back(names.substr(start, end - start));
+    start = end + 1;
   }
+  if (options.services.size() > 1 && !options.arguments.empty()) refuse_usage("ARGS are for a single service");
   return options;
 }
 
@@ -137,8 +138,8 @@ std::string find_program(const std::string &given, const std::string &name) {
     return HOST + path;
   }
   std::string self = real_path("/proc/self/exe");
-  std::string directory = self.substr(0, self.rfind('/') + 1);
-  for (const std::string &path : {directory + name, directory + "../sbin/" + name}) {
+  std::string directory = self.substr(0, self.rfind('/'));
+  for (const std::string &path : {path_in(directory, name), path_in(directory + "/../sbin", name)}) {
     if (access(path.c_str(), X_OK) == 0) return HOST + real_path(path);
   }
   return name;
@@ -174,7 +175,7 @@ std::string inside_search_path(const std::string &search_path, const std::string
     size_t end = std::min(search_path.find(':', start), search_path.size());
     std::string entry = search_path.substr(start, end - start);
     if (!result.empty()) result += ':';
-    result += HOST + (!entry.empty() && entry[0] == '/' ? entry : directory + "/" + entry);
+    result += HOST + (!entry.empty() && entry[0] == '/' ? entry : path_in(directory, entry));
     start = end + 1;
   }
   return result;

@@ -107,7 +107,7 @@ void print_differences(const std::string &old_name, const Tree &old, const Tree 
     std::string old_text = before != old.end() ? comparable(before->second) : "";
     std::string new_text = after != tree.end() ? comparable(after->second) : "";
     if (before != old.end() && after != tree.end() ? old_text == new_text : S_ISDIR(either.mode)) continue;
-    print_difference(before != old.end() ? old_name + "/" + path : "/dev/null",
+    print_difference(before != old.end() ? path_in(old_name, path) : "/dev/null",
                      after != tree.end() ? shown_name(path) : "/dev/null", old_text, new_text);
   }
 }
