@@ -1,0 +1,156 @@
+#!/bin/bash
+# The real PAM library reads the generated stack: the order of the modules, their arguments, and what the controls do.
+# The device's own modules are replaced by one that records its calls; then the real RADIUS module and a real server.
+# Usage: pam.sh BIN_DIR SOURCE_DIR RECORDING_MODULE
+set -eu
+BIN=$1
+SOURCE=$2
+RECORD=$3
+. "$SOURCE/tests/daemons/router.sh"
+router_enter "$0" "$@"
+router_root
+
+modules=$(dirname "$(find /usr/lib -path '*/security/pam_deny.so' | head -n 1)")
+cp "$modules/pam_radius_auth.so" /run/real_pam_radius_auth.so
+for name in acc token_decrypt google_authenticator radius_auth ldap tacplus group_alias; do
+  cp "$RECORD" "$modules/pam_$name.so"
+done
+rm -rf /etc/pam.d
+ln -s /var/run/pam.conf /etc/pam.conf
+mkdir /run/pam-verdict
+user=$(id -un)
+auth_err=7
+authinfo_unavail=9
+
+# configure AUTH_OBJECT: writes the stack for an `auth` object.
+configure() {
+  printf '{"auth": %s}' "$1" >/etc/config/config.json
+  "$BIN/tessera" pam || fail "tessera pam ended with $?"
+}
+
+# verdict MODULE.TYPE NUMBER
+verdict() { echo "$2" >"/run/pam-verdict/pam_$1"; }
+
+# attempt SERVICE OPERATION: prints "yes" or "no" and leaves the record of the device's modules in /run/pam.log.
+attempt() {
+  rm -f /run/pam.log
+  if pamtester "$1" "$user" "$2" >/run/pamtester.log 2>&1 </dev/null; then echo yes; else echo no; fi
+}
+
+calls() { sed 's/ .*//; s/\.so$//; s/^pam_//' /run/pam.log 2>/dev/null | tr '\n' ' '; }
+
+methods='"method": ["radius", "tacacs+", "local"],
+  "radius": {"server": [{"hostname": "127.0.0.1", "port": 1812, "secret": "s", "timeout": 2}], "nas_id": "branch", "authoritative": %s},
+  "tacacs+": {"server": [{"hostname": "10.0.0.1", "port": 49, "secret": "a ]b c"}, {"hostname": "10.0.0.2", "port": 50, "secret": "x"}],
+              "service": "ppp", "group_attribute": "groups"}'
+servers_in_order='|server=10.0.0.1:49|secret=a ]b c|server=10.0.0.2:50|secret=x'
+
+# Local users alone: success ends the stack before the closing deny, any other answer reaches it.
+configure '{}'
+expect "local login" "$(attempt sshd authenticate)" yes
+expect "local login calls" "$(cat /run/pam.log)" "pam_acc.so auth|admin|-o|shell|-o|serial"
+expect "local account" "$(attempt sshd acct_mgmt)" yes
+verdict acc.so.auth $auth_err
+expect "local refusal" "$(attempt httpd_login authenticate)" no
+expect "a service without a stack" "$(attempt unheard_of authenticate)" no
+rm /run/pam-verdict/*
+expect "other is refused" "$(attempt other authenticate)" no
+expect "tunnel user" "$(attempt openvpn authenticate)" yes
+
+# Not authoritative: whatever the servers say but yes, the next method is asked.
+configure "{$(printf "$methods" false)}"
+verdict radius_auth.so.auth $auth_err
+verdict tacplus.so.auth $authinfo_unavail
+expect "fall through to local" "$(attempt sshd authenticate)" yes
+expect "fall through order" "$(calls)" "radius_auth tacplus acc "
+expect "RADIUS arguments" "$(head -n 1 /run/pam.log)" \
+  "pam_radius_auth.so auth|try_first_pass|localifdown|client_id=branch|conf=/var/run/radius.conf"
+expect "bracketed secrets arrive whole" "$(sed -n 2p /run/pam.log)" \
+  "pam_tacplus.so auth|debug|try_first_pass|login=pap|prompt=Password:_$servers_in_order"
+verdict radius_auth.so.auth 0
+expect "RADIUS accepts" "$(attempt httpd_login authenticate)" yes
+expect "acceptance ends the stack" "$(calls)" "radius_auth "
+expect "account of a RADIUS user" "$(attempt sshd acct_mgmt)" yes
+expect "the alias follows the account" "$(calls)" "radius_auth group_alias "
+verdict radius_auth.so.account $auth_err
+verdict tacplus.so.account $auth_err
+expect "account of a local user" "$(attempt sshd acct_mgmt)" yes
+expect "an unknown account skips the alias" "$(calls)" "radius_auth tacplus acc "
+rm /run/pam-verdict/*
+expect "command session" "$(attempt cli open_session)" yes
+expect "command session arguments" "$(head -n 1 /run/pam.log)" \
+  "pam_tacplus.so session|debug|try_first_pass|login=pap|service=cli|protocol=unknown$servers_in_order"
+
+# Authoritative: a refusal is final, a server that cannot be reached is not.
+configure "{$(printf "$methods" true)}"
+verdict radius_auth.so.auth $auth_err
+expect "authoritative refusal" "$(attempt openvpn authenticate)" no
+expect "nobody else is asked" "$(calls)" "radius_auth "
+verdict radius_auth.so.auth $authinfo_unavail
+verdict tacplus.so.auth $authinfo_unavail
+expect "server out of reach" "$(attempt sshd authenticate)" yes
+expect "the next methods are asked" "$(calls)" "radius_auth tacplus acc "
+rm /run/pam-verdict/*
+
+# Two factors: the code is asked first, and a bad one is remembered to the end of the stack.
+configure '{"user": {"admin": {"2fa": {"enable": true}}}, "idle_timeout": 900}'
+verdict google_authenticator.so.auth $auth_err
+verdict token_decrypt.so.auth 25
+expect "wrong code" "$(attempt sshd authenticate)" no
+expect "web token without verdict goes on to local" "$(attempt httpd authenticate)" yes
+expect "idle seconds reach the token module" "$(head -n 1 /run/pam.log)" "pam_token_decrypt.so auth|900"
+verdict token_decrypt.so.auth $auth_err
+expect "bad token" "$(attempt httpd authenticate)" no
+rm /run/pam-verdict/*
+
+# A real RADIUS server and module. The module knows no escapes: it takes the backslash before "]" as part of the secret.
+cp /run/real_pam_radius_auth.so "$modules/pam_radius_auth.so"
+secret='t!$%&()*+,-./:;<=>?@[]^_`{|}~'
+configure "{\"method\": [\"radius\"], \"radius\": {\"authoritative\": true, \"nas_id\": \"branch\", \"server\":
+  [{\"hostname\": \"127.0.0.1\", \"port\": 1812, \"secret\": \"$secret\", \"timeout\": 3}]}}"
+mkdir -p /run/radius/mods /run/radius/sites /run/radius/dictionary
+cat >/run/radius/radiusd.conf <<RADIUS
+prefix = /usr
+logdir = /run/radius
+run_dir = /run/radius
+libdir = $(dirname "$(find /usr/lib/freeradius -name 'rlm_pap.so' | head -n 1)")
+max_requests = 256
+security {
+  allow_vulnerable_openssl = yes
+}
+client loopback {
+  ipaddr = 127.0.0.1
+  secret = '$(printf %s "$secret" | sed 's/]/\\\\]/g')'
+}
+modules {
+  pap {
+  }
+  files {
+    filename = /run/radius/users
+  }
+}
+server default {
+  listen {
+    type = auth
+    ipaddr = 127.0.0.1
+    port = 1812
+  }
+  authorize {
+    files
+    pap
+  }
+  authenticate {
+    Auth-Type PAP {
+      pap
+    }
+  }
+}
+RADIUS
+printf '%s Cleartext-Password := "right"\n' "$user" >/run/radius/users
+start freeradius freeradius -f -l stdout -d /run/radius -n radiusd
+wait_for 15 grep -q 'Ready to process' /run/freeradius.log || fail "no RADIUS server: $(cat /run/freeradius.log)"
+login() {
+  if printf '%s\n' "$1" | pamtester sshd "$user" authenticate >/run/pamtester.log 2>&1; then echo yes; else echo no; fi
+}
+expect "RADIUS accepts the right password" "$(login right)" yes
+expect "RADIUS rejects a wrong password" "$(login wrong)" no
