@@ -15,8 +15,8 @@ cp "$modules/pam_radius_auth.so" /run/real_pam_radius_auth.so
 for name in acc token_decrypt google_authenticator radius_auth ldap tacplus group_alias; do
   cp "$RECORD" "$modules/pam_$name.so"
 done
-rm -rf /etc/pam.d
-ln -s /var/run/pam.conf /etc/pam.conf
+rm -rf /etc/pam.d /usr/lib/pam.d  # else the library reads no /etc/pam.conf
+ln -sf /var/run/pam.conf /etc/pam.conf
 mkdir /run/pam-verdict
 user=$(id -un)
 auth_err=7
@@ -108,7 +108,8 @@ cp /run/real_pam_radius_auth.so "$modules/pam_radius_auth.so"
 secret='t!$%&()*+,-./:;<=>?@[]^_`{|}~'
 configure "{\"method\": [\"radius\"], \"radius\": {\"authoritative\": true, \"nas_id\": \"branch\", \"server\":
   [{\"hostname\": \"127.0.0.1\", \"port\": 1812, \"secret\": \"$secret\", \"timeout\": 3}]}}"
-mkdir -p /run/radius/mods /run/radius/sites /run/radius/dictionary
+mkdir /run/radius
+echo "\$INCLUDE /usr/share/freeradius/dictionary" >/run/radius/dictionary
 cat >/run/radius/radiusd.conf <<RADIUS
 prefix = /usr
 logdir = /run/radius
@@ -120,7 +121,7 @@ security {
 }
 client loopback {
   ipaddr = 127.0.0.1
-  secret = '$(printf %s "$secret" | sed 's/]/\\\\]/g')'
+  secret = '${secret/]/\\]}'
 }
 modules {
   pap {
