@@ -535,7 +535,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   // Builds the index of a large map's names, or compares those of a small one.
   void index_names(uint32_t first, uint32_t count) {
     const Cell *cells = document.cells.data.get() + first;
-    auto name = [this, cells](uint32_t i) { return cells[i].node.link; };
+    auto name = [cells](uint32_t i) { return cells[i].node.link; };
     if (count <= small_map) {
       refuse_repeated_few(count, name);
       return;
