@@ -3,42 +3,34 @@
 if(NOT IS_DIRECTORY "${TESSERA_SYSROOT}")
   message(FATAL_ERROR "TESSERA_PLATFORM=device needs TESSERA_SYSROOT, the directory that holds the device's libraries")
 endif()
-include(CheckCSourceCompiles)
 
-function(tessera_device_library name header)
-  find_library(TESSERA_LIB_${name} NAMES lib${name}.so PATHS ${TESSERA_SYSROOT} NO_DEFAULT_PATH
+function(tessera_device_library name)
+  find_library(library NAMES lib${name}.so PATHS ${TESSERA_SYSROOT} NO_CACHE NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH
     PATH_SUFFIXES usr/lib lib usr/lib/${CMAKE_LIBRARY_ARCHITECTURE} lib/${CMAKE_LIBRARY_ARCHITECTURE} usr/local/lib)
-  if(NOT TESSERA_LIB_${name})
+  if(NOT library)
     message(FATAL_ERROR "lib${name}.so was not found below ${TESSERA_SYSROOT}")
   endif()
-  # Every operation that the header declares must be there.
-  set(references "")
-  foreach(file IN LISTS header)
-    file(STRINGS ${CMAKE_SOURCE_DIR}/src/platform/${file} lines REGEX "^[a-zA-Z].*[ *][a-z0-9_]+\\(")
-    foreach(line IN LISTS lines)
-      string(REGEX REPLACE "^[^(]*[ *]([a-z0-9_]+)\\(.*" "\\1" operation "${line}")
-      string(APPEND references "  (void (*)(void))${operation},\n")
-    endforeach()
-  endforeach()
-  set(includes "")
-  foreach(file IN LISTS header)
-    string(APPEND includes "#include \"platform/${file}\"\n")
-  endforeach()
-  set(CMAKE_REQUIRED_INCLUDES ${CMAKE_SOURCE_DIR}/src)
-  set(CMAKE_REQUIRED_LIBRARIES ${TESSERA_LIB_${name}})
-  set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,--unresolved-symbols=ignore-in-shared-libs)
-  check_c_source_compiles("${includes}
-void (*const operations[])(void) = {
-${references}};
-int main(int argc, char **argv) { (void)argv; return operations[argc] == 0; }
-" TESSERA_${name}_COMPLETE)
-  if(NOT TESSERA_${name}_COMPLETE)
-    message(FATAL_ERROR "${TESSERA_LIB_${name}} does not offer every operation declared in src/platform/${header}")
+  execute_process(COMMAND ${CMAKE_NM} --dynamic --defined-only --format=posix ${library}
+    OUTPUT_VARIABLE symbols ERROR_VARIABLE trouble RESULT_VARIABLE status)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${library} cannot be read as a shared library: ${trouble}")
+  endif()
+  string(REGEX MATCHALL "(^|\n)[A-Za-z_0-9]+" offered "${symbols}")
+  list(TRANSFORM offered STRIP)
+  tessera_operations(missing ${ARGN})
+  list(REMOVE_ITEM missing ${offered})
+  if(missing)
+    list(JOIN missing ", " missing)
+    message(FATAL_ERROR "${library} does not offer all that tessera needs; missing: ${missing}")
   endif()
   add_library(${name} SHARED IMPORTED GLOBAL)
-  set_target_properties(${name} PROPERTIES IMPORTED_LOCATION ${TESSERA_LIB_${name}})
+  set_target_properties(${name} PROPERTIES IMPORTED_LOCATION ${library})
 endfunction()
 
-tessera_device_library(config "config.h;network.h")
-tessera_device_library(runt "runt.h")
-tessera_device_library(tools "tools.h")
+tessera_device_library(config config.h network.h)
+tessera_device_library(runt runt.h)
+tessera_device_library(tools tools.h)
+
+# What the device's libraries need in turn is the device's business, and so is where it keeps them.
+add_link_options(-Wl,--unresolved-symbols=ignore-in-shared-libs)
+set(CMAKE_SKIP_RPATH ON)
