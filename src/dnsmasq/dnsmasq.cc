@@ -186,17 +186,8 @@ int32_t map_dnsmasq(const ConfigNode *root, int32_t, char **) {
   OwnedStream conf = open_output(conf_path, public_mode);
   if (conf == nullptr) return 1;
 
-  // Thousands of leases reach the file in one write.
-  char *text = nullptr;
-  size_t size = 0;
-  OwnedStream memory(open_memstream(&text, &size));
-  write_files(memory != nullptr ? memory.get() : conf.get(), root);
-  bool complete = memory == nullptr || fclose(memory.release()) == 0;
-  OwnedText owned_text(text);
-  if (text != nullptr) {
-    setvbuf(conf.get(), nullptr, _IONBF, 0);
-    complete = fwrite(text, 1, size, conf.get()) == size && complete;
-  }
+  write_files(conf.get(), root);
+  bool complete = ferror(conf.get()) == 0;
   if (fclose(conf.release()) != 0 || !complete) log_error("error writing %s: %s", conf_path, strerror(errno));
   return 0;
 }
