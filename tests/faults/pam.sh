@@ -11,8 +11,8 @@ router_root
 servers() { # COUNT NAME: a configuration with that many servers
   local i list=
   for ((i = 0; i < $1; i++)); do list="$list, {\"hostname\": \"$2-$i.example\", \"port\": 1812}"; done
-  printf '{"auth": {"method": ["radius", "ldap"], "radius": {"server": [%s]}, "ldap": {"server": [%s]}}}' \
-    "${list#, }" "${list#, }"
+  printf '{"auth": {"method": ["radius", "ldap"], "radius": {"nas_id": "%s", "server": [%s]}, "ldap": {"server": [%s]}}}' \
+    "$2" "${list#, }" "${list#, }"
 }
 files=(/var/run/pam.conf /var/run/radius.conf /var/run/ldap.conf)
 run() { "$BIN/tessera" pam; }
@@ -33,10 +33,10 @@ left_over() { find /run -maxdepth 1 \( -name 'pam.conf.*' -o -name 'radius.[0-9]
 # No space: at whatever byte the file system is full, the old files stand and nothing is left behind.
 cp /etc/config/b/config.json /etc/config/config.json
 installed=
-for kib in 0 8 12 16 24 32 64; do
+for kib in 0 4 8 12 16 24 32 64; do
   mount -t tmpfs tmpfs /run
   for file in "${files[@]}"; do cp "/etc/config/a/${file##*/}" "$file"; done
-  mount -o "remount,size=$(($(du -k -s --apparent-size /run | cut -f1) / 4 * 4 + 4 + kib))k" /run
+  mount -o "remount,size=$(($(du -k -s /run | cut -f1) + kib))k" /run
   run || fail "a full file system changed the status to $?"
   new=0
   for file in "${files[@]}"; do
