@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "ipsec/notation.h"
+#include "network/proto/digest.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
 
@@ -49,10 +50,8 @@ bool is_plain_word(const char *name) {
 void write_digest(FILE *out, const char *name) {
   if (!is_plain_word(name)) return;
   std::string command = format("cat /var/run/ipsec.d/*/%s.* 2>/dev/null | md5sum", name);
-  OwnedText output(_process_capture(-1, -1, 1, 0, 0, "sh", "-c", command.c_str(), nullptr));
-  if (output == nullptr) return;
-  output.get()[strcspn(output.get(), " ")] = '\0';
-  uci_write_option(out, "conf_md5sum", "%s", output.get());
+  uci_write_md5sum(out, "conf_md5sum",
+                   OwnedText(_process_capture(-1, -1, 1, 0, 0, "sh", "-c", command.c_str(), nullptr)));
 }
 
 }  // namespace

@@ -6,16 +6,6 @@
 #include "network/proto/proto.h"
 #include "network/uci.h"
 
-namespace {
-
-void write_common_options(FILE *out, const char *proto, const ConfigNode *config, const NetworkNode *device) {
-  uci_write_option(out, "proto", "%s", proto);
-  uci_write_ifname(out, device);
-  uci_write_option_int(out, "metric", config_get_int(config, "metric"));
-}
-
-}  // namespace
-
 void openvpn_write_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   const char *key = config_key(config);
@@ -24,7 +14,9 @@ void openvpn_write_interface(FILE *out, const NetworkNode *node) {
   bool is_client = config_has_key(config, "username");
 
   uci_write_interface_section(out, node);
-  write_common_options(out, is_client ? "openvpn" : "openvpn_server", config, device);
+  uci_write_option(out, "proto", "%s", is_client ? "openvpn" : "openvpn_server");
+  uci_write_ifname(out, device);
+  uci_write_option_int(out, "metric", config_get_int(config, "metric"));
   if (!is_client) uci_write_option(out, "server_network", "%s", or_empty(config_get_string(config, "server_address")));
   uci_write_config_digest(out, config);
 
