@@ -12,7 +12,7 @@ test_packages='
   bind9-dnsutils busybox-static dnsmasq-base iproute2
   freeradius libpam-radius-auth libpam0g-dev pamtester
   libcharon-extra-plugins libstrongswan-extra-plugins strongswan-charon strongswan-pki strongswan-starter
-  openvpn
+  openssl openvpn
   jq python3 strace
 '
 
