@@ -16,15 +16,21 @@
 #include <unordered_map>
 #include <vector>
 
+#include "config/characters.h"
 #include "config/report.h"
 #include "config/schema.h"
 
 struct Document;
 
+enum NodeFlag : uint8_t {
+  node_broken = 1,  // stands for a value that is refused
+  node_nests = 2,   // has children
+};
+
 struct ConfigNode {
   union Value {
     struct {
-      uint32_t first;  // cell of the first child
+      uint32_t back;  // how many cells before this one the first child lies
       uint32_t count;
     } children;        // object, map, array
     const char *text;  // text, reference
@@ -38,13 +44,14 @@ struct ConfigNode {
   uint32_t link;      // map entry: where its name lies in the text; reference: cell of the node it names; else 0
   uint32_t index;     // among its siblings
   uint16_t row;       // in the schema
-  bool broken;        // refused: stands for a value that could not be used
+  uint8_t flags;
   Value value;
 };
 
 struct BlockHeader {
   Document *document;
-  uint32_t parent;      // cell; 0 above the root
+  uint32_t count;       // of nodes in the block
+  uint32_t parent;      // how many cells behind the header it lies; 0 above the root
   uint32_t name_index;  // map of many entries: where its index lies in Document::name_indexes; else 0
 };
 
@@ -70,7 +77,8 @@ struct Growing {
   }
 
   T *add(uint32_t count = 1) {
-    if (room - used < count) reserve(size_t{used} + count + used / 2 + 16);
+    if (room - used < count) [[unlikely]]
+      reserve(size_t{used} + count + used / 2 + 16);
     used += count;
     return data.get() + used - count;
   }
@@ -107,29 +115,21 @@ inline const SchemaRow &row_of(const ConfigNode *node) {
   return schema_row(node->row);
 }
 
-inline bool holds_children(Kind kind) {
-  return kind == Kind::object || kind == Kind::map || kind == Kind::array;
+inline const Cell *cell_at(const ConfigNode *node) {
+  return reinterpret_cast<const Cell *>(node);
 }
 
 inline const BlockHeader &header_of(const ConfigNode *node) {
-  return (reinterpret_cast<const Cell *>(node) - node->index - 1)->header;
+  return (cell_at(node) - node->index - 1)->header;
 }
 
 inline const ConfigNode *node_at(const Document &document, uint32_t cell) {
   return &document.cells.data.get()[cell].node;
 }
 
-inline uint32_t cell_of(const Document &document, const ConfigNode *node) {
-  return static_cast<uint32_t>(reinterpret_cast<const Cell *>(node) - document.cells.data.get());
-}
-
-// The children of an object, a map or an array; null when there are none.
-inline const ConfigNode *first_child(const Document &document, const ConfigNode *node) {
-  return node->value.children.count > 0 ? node_at(document, node->value.children.first) : nullptr;
-}
-
-inline const ConfigNode *next_cell(const ConfigNode *node) {
-  return &(reinterpret_cast<const Cell *>(node) + 1)->node;
+// The n-th child, of which there have to be more.
+inline const ConfigNode *nth_child(const ConfigNode *node, uint32_t index) {
+  return &(cell_at(node) - node->value.children.back + index)->node;
 }
 
 // The name of a map entry or of an object's member; "" for elements of arrays and the root.
@@ -162,7 +162,6 @@ const ConfigNode *find_child(const ConfigNode *node, const char *name, size_t le
 void resolve_references(Document &document, const Growing<uint32_t> &references);
 
 // Reports a finding at a place of the document (no_position: about the document as a whole).
-inline constexpr uint32_t no_position = UINT32_MAX;
 void report_at(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format, ...)
     __attribute__((format(printf, 5, 6)));
 void report_list(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format,

@@ -51,7 +51,7 @@ void resolve_references(Document &document, const Growing<uint32_t> &references)
       node->value.text = "";
       unset.push_back(node);
     } else {
-      node->link = cell_of(document, target);
+      node->link = static_cast<uint32_t>(config_node_id(target));
     }
   }
   // They were collected from the inside of the document outwards.

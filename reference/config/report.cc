@@ -114,7 +114,7 @@ void config_report(const ConfigNode *node, Grade grade, const char *format, ...)
     char *message = nullptr;
     if (grade != Grade::questionable && vasprintf(&message, format, arguments) >= 0) log_error("%s", message);
     free(message);
-  } else if (!node->broken) {
+  } else if ((node->flags & node_broken) == 0) {
     std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
     report_list(*header_of(node).document, grade, node->position, path.get(), format, arguments);
   }

@@ -2,6 +2,7 @@
 #ifndef TESSERA_REFERENCE_CONFIG_REPORT_H
 #define TESSERA_REFERENCE_CONFIG_REPORT_H
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -26,13 +27,13 @@ struct Finding {
 // is reported about a node that stands for a refused value: what it reads as is no one's doing.
 void config_report(const ConfigNode *node, Grade grade, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
-// Loads the document at `path`. Without `findings` this is what a run does: the first refused finding is logged and null
-// returned. With it every finding is added to the list, and a refused document still gives a tree, in which empty values
-// stand for the refused ones, unless its syntax is broken; later config_report calls on its nodes are collected in the
-// same list, which must outlive the tree. A tree is released with config_free.
+// Loads the document at `path`. Without `findings` this is what a run does: the first refused finding is logged and
+// null returned. With it every finding is added to the list, and a refused document still gives a tree, in which empty
+// values stand for the refused ones, unless its syntax is broken; later config_report calls on its nodes are collected
+// in the same list, which must outlive the tree. A tree is released with config_free.
 const ConfigNode *config_load_file(const char *path, std::vector<Finding> *findings);
 
-// Prints the JSON Schema of the document, draft 2020-12, to standard output.
-void config_print_json_schema();
+// Prints the JSON Schema of the document, draft 2020-12. The strict form, for editors, takes no unknown keys.
+void config_print_json_schema(FILE *out, bool strict);
 
 #endif

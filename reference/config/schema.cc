@@ -520,6 +520,7 @@ struct Layout {
   constexpr void set(size_t index, const Key &key) {
     size_t length = 0;
     while (key.name[length] != '\0') length++;
+    if (length > longest_key) throw "the tag of a name has room for shorter ones only";
     SchemaRow row{.name = add_name(key.name),
                   .tag = schema_tag(key.name, length),
                   .child = 0,

@@ -55,28 +55,34 @@ inline const SchemaRow &schema_row(uint16_t row) {
   return schema.rows[row];
 }
 
-// Tells most different names apart without looking at them whole.
+inline constexpr size_t longest_key = 63;
+
+// Tells most different names apart without looking at them whole. Names of at most longest_key characters.
 constexpr uint16_t schema_tag(const char *name, size_t length) {
-  return static_cast<uint16_t>((length < 255 ? length : 255) << 8 | static_cast<unsigned char>(length > 0 ? *name : 0));
+  return static_cast<uint16_t>(length << 8 | static_cast<unsigned char>(*name));
 }
 
 inline const char *schema_name(const SchemaRow &row) {
   return schema.names + row.name;
 }
 
-// The member row of that name, or schema_ignored for a name that the object does not define. The search starts at
-// member number `hint` (below the member count, or 0) and wraps: documents mostly follow the order of the table.
-inline uint16_t schema_member(const SchemaRow &object, const char *name, size_t length, unsigned hint) {
-  uint16_t tag = schema_tag(name, length);
+inline bool same_characters(const char *one, const char *other, size_t count) {
+  while (count > 0 && one[count - 1] == other[count - 1]) count--;
+  return count == 0;
+}
+
+// The number of the object's member of that name; row.count for a name that the object does not define. The search
+// starts at member number `hint` (at most row.count) and wraps: documents mostly follow the order of the table.
+inline unsigned schema_member(const SchemaRow &object, const char *name, size_t length, unsigned hint) {
   unsigned count = object.count;
-  for (unsigned left = count, i = hint; left > 0; left--) {
-    const SchemaRow &row = schema.rows[object.child + i];
-    if (row.tag == tag && memcmp(schema_name(row), name, length) == 0) {
-      return static_cast<uint16_t>(object.child + i);
-    }
-    if (++i == count) i = 0;
+  if (length > longest_key) return count;
+  uint16_t tag = schema_tag(name, length);
+  const SchemaRow *members = schema.rows + object.child;
+  for (unsigned left = count, i = hint; left > 0; left--, i++) {
+    if (i >= count) i = 0;
+    if (members[i].tag == tag && same_characters(schema_name(members[i]), name, length)) return i;
   }
-  return schema_ignored;
+  return count;
 }
 
 #endif

@@ -20,38 +20,39 @@ const Document &document_of(const ConfigNode *node) {
 }
 
 const ConfigNode *child_at(const ConfigNode *node, size_t index) {
-  if (index >= node->value.children.count) return nullptr;
-  return node_at(document_of(node), static_cast<uint32_t>(node->value.children.first + index));
+  return index < node->value.children.count ? nth_child(node, static_cast<uint32_t>(index)) : nullptr;
 }
 
-// The member of an object by its row. Objects are small, and the row numbers of their members lie side by side.
-const ConfigNode *find_member(const ConfigNode *object, uint16_t row) {
-  const ConfigNode *member = first_child(document_of(object), object);
-  for (uint32_t left = object->value.children.count; left > 0; left--, member = next_cell(member)) {
-    if (member->row == row) return member;
+// The member of an object by its name. Objects are small, and what is looked up is mostly there.
+const ConfigNode *find_member(const ConfigNode *object, const char *name, size_t length) {
+  if (length > longest_key) return nullptr;
+  uint16_t tag = schema_tag(name, length);
+  uint32_t count = object->value.children.count;
+  for (const Cell *cell = cell_at(nth_child(object, 0)); count > 0; count--, cell++) {
+    const SchemaRow &row = schema_row(cell->node.row);
+    if (row.tag == tag && same_characters(schema_name(row), name, length)) return &cell->node;
   }
   return nullptr;
 }
 
-bool is_named(const char *own, const char *name, size_t length) {
-  return strncmp(own, name, length) == 0 && own[length] == '\0';
-}
-
-const ConfigNode *find_entry(const Document &document, const ConfigNode *map, const char *name, size_t length) {
+const ConfigNode *find_entry(const ConfigNode *map, const char *name, size_t length) {
   uint32_t count = map->value.children.count;
-  const ConfigNode *first = first_child(document, map);
-  const char *text = document.text.get();
+  if (count == 0) return nullptr;
+  const Cell *entries = cell_at(nth_child(map, 0));
+  const BlockHeader &header = header_of(&entries->node);
+  auto is_named = [text = header.document->text.get(), name, length](const ConfigNode &entry) {
+    const char *own = text + entry.link;
+    return strncmp(own, name, length) == 0 && own[length] == '\0';
+  };
   if (count <= small_map) {
-    for (const ConfigNode *entry = first; count > 0; count--, entry = next_cell(entry)) {
-      if (is_named(text + entry->link, name, length)) return entry;
-    }
-    return nullptr;
+    while (count > 0 && !is_named(entries->node)) count--, entries++;
+    return count > 0 ? &entries->node : nullptr;
   }
   uint32_t mask = name_index_size(count) - 1;
-  const uint32_t *slots = document.name_indexes.data.get() + header_of(first).name_index;
+  const uint32_t *slots = header.document->name_indexes.data.get() + header.name_index;
   for (uint32_t slot = name_hash(name, length) & mask; slots[slot] != 0; slot = (slot + 1) & mask) {
-    const ConfigNode *entry = &(reinterpret_cast<const Cell *>(first) + slots[slot] - 1)->node;
-    if (is_named(text + entry->link, name, length)) return entry;
+    const ConfigNode &entry = entries[slots[slot] - 1].node;
+    if (is_named(entry)) return &entry;
   }
   return nullptr;
 }
@@ -67,31 +68,31 @@ bool read_index(const char *digits, size_t length, size_t *index) {
   return true;
 }
 
-Target step(const Target &from, const char *name, size_t length) {
-  const SchemaRow &row = schema_row(from.row);
+// One step down: from a row of the schema, and the node that has it when the document holds one.
+[[gnu::always_inline]] inline Target step(uint16_t from, const ConfigNode *node, const char *name, size_t length) {
+  const SchemaRow &row = schema_row(from);
   if (row.kind == Kind::object) {
-    uint16_t member = schema_member(row, name, length, 0);
-    bool held = member != schema_ignored && from.node != nullptr;
-    return {member, held ? find_member(from.node, member) : nullptr};
+    const ConfigNode *member = node != nullptr ? find_member(node, name, length) : nullptr;
+    if (member != nullptr) return {member->row, member};
+    unsigned number = schema_member(row, name, length, 0);
+    return {number < row.count ? static_cast<uint16_t>(row.child + number) : schema_ignored, nullptr};
   }
-  if (row.kind == Kind::map) {
-    return {row.child, from.node != nullptr ? find_entry(document_of(from.node), from.node, name, length) : nullptr};
-  }
+  if (row.kind == Kind::map) return {row.child, node != nullptr ? find_entry(node, name, length) : nullptr};
   size_t index = 0;
   if (row.kind == Kind::array && read_index(name, length, &index)) {
-    return {row.child, from.node != nullptr ? child_at(from.node, index) : nullptr};
+    return {row.child, node != nullptr ? child_at(node, index) : nullptr};
   }
   return {schema_ignored, nullptr};
 }
 
-Target resolve(const ConfigNode *node, const char *path) {
+inline Target resolve(const ConfigNode *node, const char *path) {
   if (node == nullptr) return {schema_ignored, nullptr};
   Target target{node->row, node};
   if (*path == '\0') return target;
   for (;;) {
     const char *end = path;
     while (*end != '\0' && *end != '.') end++;
-    target = step(target, path, static_cast<size_t>(end - path));
+    target = step(target.row, target.node, path, static_cast<size_t>(end - path));
     if (*end == '\0' || target.row == schema_ignored) return target;
     path = end + 1;
   }
@@ -116,8 +117,7 @@ bool is_array(const ConfigNode *node) {
 }
 
 const ConfigNode *sibling_after(const ConfigNode *node) {
-  const ConfigNode *parent = config_node_parent(node);
-  return parent != nullptr && node->index + 1 < parent->value.children.count ? next_cell(node) : nullptr;
+  return node->index + 1 < header_of(node).count ? &(cell_at(node) + 1)->node : nullptr;
 }
 
 const ConfigNode *referenced(const ConfigNode *node) {
@@ -133,7 +133,7 @@ int64_t milliseconds(const ConfigNode *node, const char *path) {
 }  // namespace
 
 const ConfigNode *find_child(const ConfigNode *node, const char *name, size_t length) {
-  return step({node->row, node}, name, length).node;
+  return step(node->row, node, name, length).node;
 }
 
 const char *config_get_string(const ConfigNode *node, const char *path) {
@@ -254,12 +254,13 @@ const ConfigNode *config_node_get_root(const ConfigNode *node) {
 }
 
 const ConfigNode *config_node_parent(const ConfigNode *node) {
-  if (node == nullptr || header_of(node).parent == 0) return nullptr;
-  return node_at(document_of(node), header_of(node).parent);
+  if (node == nullptr) return nullptr;
+  const BlockHeader &header = header_of(node);
+  return header.parent != 0 ? &(reinterpret_cast<const Cell *>(&header) + header.parent)->node : nullptr;
 }
 
 size_t config_node_id(const ConfigNode *node) {
-  return node != nullptr ? cell_of(document_of(node), node) : 0;
+  return node != nullptr ? static_cast<size_t>(cell_at(node) - document_of(node).cells.data.get()) : 0;
 }
 
 const char *config_key(const ConfigNode *node) {

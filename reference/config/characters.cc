@@ -1,0 +1,101 @@
+#include "config/characters.h"
+
+#include <limits.h>
+#include <string.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr size_t longest_entry_name = 63;
+
+bool is_control(char character) {
+  return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+}
+
+// The length of the well-formed character at `text`, which starts with a byte over 0x7F; 0 when it is not one.
+unsigned utf8_length(const unsigned char *text) {
+  auto follows = [text](unsigned at) { return (text[at] & 0xC0) == 0x80; };
+  unsigned char first = text[0];
+  if (first >= 0xC2 && first <= 0xDF) return follows(1) ? 2 : 0;
+  if (first >= 0xE0 && first <= 0xEF) {
+    if (!follows(1) || !follows(2)) return 0;
+    if (first == 0xE0 && text[1] < 0xA0) return 0;  // could be written shorter
+    if (first == 0xED && text[1] > 0x9F) return 0;  // half of a surrogate pair
+    return 3;
+  }
+  if (first >= 0xF0 && first <= 0xF4) {
+    if (!follows(1) || !follows(2) || !follows(3)) return 0;
+    if (first == 0xF0 && text[1] < 0x90) return 0;
+    if (first == 0xF4 && text[1] > 0x8F) return 0;  // past U+10FFFF
+    return 4;
+  }
+  return 0;
+}
+
+// True when all of 32 bytes are ASCII.
+bool is_plain(const char *text) {
+  uint64_t words[4];
+  memcpy(words, text, sizeof words);
+  return ((words[0] | words[1] | words[2] | words[3]) & 0x8080808080808080) == 0;
+}
+
+bool may_stand_in_name(char character, bool hyphen) {
+  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+         (character >= '0' && character <= '9') || character == '_' || (hyphen && character == '-');
+}
+
+}  // namespace
+
+uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from) {
+  uint32_t at = from;
+  while (at < size) {
+    while (size - at >= 32 && is_plain(text + at)) at += 32;
+    for (uint32_t stop = size - at > 32 ? at + 32 : size; at < stop;) {
+      if (static_cast<unsigned char>(text[at]) < 0x80) {
+        at++;
+        continue;
+      }
+      unsigned length = utf8_length(reinterpret_cast<const unsigned char *>(text + at));
+      if (length == 0) return at;
+      at += length;
+    }
+  }
+  return no_position;
+}
+
+bool holds_control(const char *text, size_t length) {
+  return std::any_of(text, text + length, is_control);
+}
+
+bool holds_control_but_lines(const char *text, size_t length) {
+  return std::any_of(text, text + length, [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; });
+}
+
+bool is_entry_name(const char *name, size_t length, bool hyphen) {
+  return length >= 1 && length <= longest_entry_name &&
+         std::all_of(name, name + length, [hyphen](char c) { return may_stand_in_name(c, hyphen); });
+}
+
+unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length) {
+  constexpr size_t longest = 40;
+  if (from_length > longest || to_length > longest) return UINT_MAX;
+  unsigned rows[3][longest + 1];
+  unsigned *before = rows[0];
+  unsigned *last = rows[1];
+  unsigned *now = rows[2];
+  for (unsigned j = 0; j <= to_length; j++) last[j] = j;
+  for (size_t i = 1; i <= from_length; i++) {
+    now[0] = static_cast<unsigned>(i);
+    for (size_t j = 1; j <= to_length; j++) {
+      now[j] = std::min({last[j] + 1, now[j - 1] + 1, last[j - 1] + (from[i - 1] != to[j - 1] ? 1 : 0)});
+      if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
+        now[j] = std::min(now[j], before[j - 2] + 1);
+      }
+    }
+    std::swap(before, last);
+    std::swap(last, now);
+  }
+  return last[to_length];
+}

@@ -1,0 +1,24 @@
+// What the characters of names and texts have to be.
+#ifndef TESSERA_REFERENCE_CONFIG_CHARACTERS_H
+#define TESSERA_REFERENCE_CONFIG_CHARACTERS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+inline constexpr uint32_t no_position = UINT32_MAX;
+
+// Where the first byte stands that is not UTF-8; no_position when there is none. Up to 3 zero bytes behind the text are
+// read.
+uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from);
+
+// True for a text that holds a byte below 0x20 or 0x7F; the second form lets tabs and line ends pass.
+bool holds_control(const char *text, size_t length);
+bool holds_control_but_lines(const char *text, size_t length);
+
+// True for a name that an entry of a map may have.
+bool is_entry_name(const char *name, size_t length, bool hyphen);
+
+// How many edits of one letter, or swaps of neighbours, lie between two names; many for long ones.
+unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length);
+
+#endif

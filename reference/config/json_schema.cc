@@ -1,0 +1,154 @@
+// The schema table as a JSON Schema, draft 2020-12.
+//
+// By default it agrees with the loader: what the loader takes is valid, also keys that it only warns about. The strict
+// form is for editors: it lists the known keys as the only ones and wants references in their full form. What neither
+// can say: duplicate names, nesting depth, what a reference names, 1.0 in place of an integer, texts of over-long
+// durations.
+#include <cstdio>
+#include <cstring>
+
+#include "config/report.h"
+#include "config/schema.h"
+
+namespace {
+
+struct Printer {
+  FILE *out;
+  bool strict;
+  int indent = 0;
+};
+
+void start_line(Printer &printer) {
+  fprintf(printer.out, "\n%*s", printer.indent * 2, "");
+}
+
+void open_object(Printer &printer, const char *text) {
+  fputs(text, printer.out);
+  printer.indent++;
+}
+
+void close_object(Printer &printer) {
+  printer.indent--;
+  start_line(printer);
+  fputs("}", printer.out);
+}
+
+void print_value(Printer &printer, uint16_t index);
+
+void print_members(Printer &printer, const SchemaRow &row) {
+  if (row.count > 0) {
+    fputs(",", printer.out);
+    start_line(printer);
+    open_object(printer, "\"properties\": {");
+    for (unsigned i = 0; i < row.count; i++) {
+      auto member = static_cast<uint16_t>(row.child + i);
+      if (i > 0) fputs(",", printer.out);
+      start_line(printer);
+      fprintf(printer.out, "\"%s\": ", schema_name(schema_row(member)));
+      print_value(printer, member);
+    }
+    close_object(printer);
+  }
+  fputs(",", printer.out);
+  start_line(printer);
+  fputs(printer.strict ? "\"additionalProperties\": false" : R"("additionalProperties": {"$ref": "#/$defs/unknown"})",
+        printer.out);
+}
+
+void print_nested(Printer &printer, const char *start, const char *keyword, uint16_t child) {
+  open_object(printer, start);
+  start_line(printer);
+  fprintf(printer.out, "\"%s\": ", keyword);
+  print_value(printer, child);
+  close_object(printer);
+}
+
+void print_map(Printer &printer, const SchemaRow &row) {
+  bool hyphen = (row.flags & row_hyphen) != 0;
+  open_object(printer, "{\"type\": \"object\",");
+  start_line(printer);
+  fprintf(printer.out, R"("propertyNames": {"minLength": 1, "maxLength": 63, "not": {"pattern": "[^A-Za-z0-9_%s]"}},)",
+          hyphen ? "-" : "");
+  start_line(printer);
+  fputs("\"additionalProperties\": ", printer.out);
+  print_value(printer, row.child);
+  close_object(printer);
+}
+
+void print_text(Printer &printer, const SchemaRow &row) {
+  const char *refused = (row.flags & row_many_lines) != 0 ? R"([\u0000-\u0008\u000B\u000C\u000E-\u001F\u007F])"
+                                                          : R"([\u0000-\u001F\u007F])";
+  fputs("{\"type\": \"string\"", printer.out);
+  if ((row.flags & row_always) != 0) fprintf(printer.out, ", \"default\": \"%s\"", schema.names + row.child);
+  fputs(", \"not\": {\"pattern\": \"", printer.out);
+  for (; *refused != '\0'; refused++) fprintf(printer.out, *refused == '\\' ? "\\\\" : "%c", *refused);
+  fputs("\"}", printer.out);
+  if (row.kind == Kind::reference && printer.strict) {
+    fprintf(printer.out, ", \"pattern\": \"%s\"",
+            (row.flags & row_interface_name) != 0 ? "^[A-Za-z0-9_]*$" : "^$|^/[^/]");
+  }
+  fputs("}", printer.out);
+}
+
+void print_object(Printer &printer, const SchemaRow &row) {
+  open_object(printer, "{\"type\": \"object\"");
+  print_members(printer, row);
+  close_object(printer);
+}
+
+void print_value(Printer &printer, uint16_t index) {
+  constexpr const char *integer = R"({"type": "integer", "minimum": -2147483648, "maximum": 2147483647})";
+  const SchemaRow &row = schema_row(index);
+  switch (row.kind) {
+    case Kind::object:
+      print_object(printer, row);
+      break;
+    case Kind::map:
+      print_map(printer, row);
+      break;
+    case Kind::array:
+      print_nested(printer, "{\"type\": \"array\",", "items", row.child);
+      break;
+    case Kind::text:
+    case Kind::reference:
+      print_text(printer, row);
+      break;
+    case Kind::boolean:
+      fputs("{\"type\": \"boolean\"}", printer.out);
+      break;
+    case Kind::integer:
+      fputs(integer, printer.out);
+      break;
+    case Kind::number:
+      fputs("{\"type\": \"number\"}", printer.out);
+      break;
+    case Kind::duration:
+      fprintf(printer.out,
+              R"({"anyOf": [%s, {"type": "string", "pattern": "^[0-9]+(ms|[smhdw])$", "not": {"pattern": "\\n"}}]})",
+              integer);
+      break;
+    case Kind::ignored:
+      break;
+  }
+}
+
+}  // namespace
+
+void config_print_json_schema(FILE *out, bool strict) {
+  Printer printer{.out = out, .strict = strict};
+  open_object(printer, "{");
+  start_line(printer);
+  fputs("\"$schema\": \"https://json-schema.org/draft/2020-12/schema\",", out);
+  start_line(printer);
+  fputs("\"title\": \"Router configuration read by tessera\",", out);
+  if (!strict) {
+    start_line(printer);
+    fputs(R"("$defs": {"unknown": {"not": {"type": "null"}, "items": {"$ref": "#/$defs/unknown"},)", out);
+    fputs(R"( "additionalProperties": {"$ref": "#/$defs/unknown"}}},)", out);
+  }
+  start_line(printer);
+  fputs("\"type\": \"object\"", out);
+  print_members(printer, schema_row(schema_root));
+  close_object(printer);
+  fputs("\n", out);
+}
