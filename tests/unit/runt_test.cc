@@ -1,0 +1,333 @@
+// The runtime store: values, order, batches, and what other processes see of them.
+#include "platform/runt.h"
+
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <string>
+
+#include "platform/tools.h"
+#include "unit/private_mounts.h"
+
+namespace {
+
+const testing::Environment *const mounts = testing::AddGlobalTestEnvironment(new PrivateMounts);
+
+// The text, freed; "(null)" for none.
+std::string take(char *text) {
+  std::string copy = text != nullptr ? text : "(null)";
+  free(text);
+  return copy;
+}
+
+std::string names(const char *key) {
+  char **list = runt_keys(key);
+  std::string joined = take(sl_join(list, " "));
+  sl_free(list);
+  return joined;
+}
+
+int put(const char *key, const char *value) {
+  return runt_set_string_pathf(value, "%s", key);
+}
+
+// A change by another process.
+void set_elsewhere(const char *key, const char *value) {
+  ASSERT_EQ(process_wait(_process_exec_fd(-1, -1, -1, -1, RUNT_PROGRAM, "set", key, value, nullptr)), 0);
+}
+
+class Runt : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(system("rm -rf /var/run/runt"), 0);
+    ASSERT_EQ(runt_init(), 0);
+  }
+  void TearDown() override { runt_deinit(); }
+};
+
+void expect_nothing_works() {
+  EXPECT_EQ(runt_get_string("a"), nullptr);
+  EXPECT_EQ(runt_get_string_pathf("%s", "a"), nullptr);
+  EXPECT_EQ(runt_get_int32("a", 7), 7);
+  EXPECT_TRUE(runt_get_bool("a", true));
+  EXPECT_EQ(runt_keys(""), nullptr);
+  EXPECT_EQ(runt_get_entries("", 0, 0, 0, 0), nullptr);
+  EXPECT_NE(runt_edit_start(), 0);
+  EXPECT_NE(put("a", "1"), 0);
+  EXPECT_NE(runt_delete("a"), 0);
+  EXPECT_NE(runt_edit_commit(), 0);
+}
+
+TEST_F(Runt, NothingWithoutConnection) {
+  ASSERT_EQ(put("a", "1"), 0);
+  runt_deinit();
+  expect_nothing_works();
+  runt_deinit();
+  ASSERT_EQ(system("rm -r /var/run/runt && : >/var/run/runt"), 0);
+  EXPECT_NE(runt_init(), 0);
+  expect_nothing_works();
+}
+
+TEST_F(Runt, CreatesPrivateFiles) {
+  umask(0);
+  ASSERT_EQ(system("rm -rf /var/run/runt"), 0);
+  runt_deinit();
+  ASSERT_EQ(runt_init(), 0);
+  EXPECT_EQ(names(""), "(null)");
+  ASSERT_EQ(put("a", "1"), 0);
+  struct stat status = {};
+  ASSERT_EQ(stat("/var/run/runt", &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0700U);
+  ASSERT_EQ(stat("/var/run/runt/data.mdb", &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+  // What a creator that was killed at once leaves behind.
+  runt_deinit();
+  ASSERT_EQ(truncate("/var/run/runt/data.mdb", 0), 0);
+  ASSERT_EQ(runt_init(), 0);
+  EXPECT_EQ(put("b", "1"), 0);
+  EXPECT_EQ(names(""), "b");
+}
+
+TEST_F(Runt, Values) {
+  const struct {
+    const char *text;
+    int32_t number;  // 42: the default
+    int truth;       // -1: the default
+  } rows[] = {{"0", 0, 0},
+              {"1", 1, 1},
+              {"-1", -1, -1},
+              {"2147483647", INT32_MAX, -1},
+              {"-2147483648", INT32_MIN, -1},
+              {"0000000000000000000007", 7, -1},
+              {"2147483648", 42, -1},
+              {"-2147483649", 42, -1},
+              {"99999999999999999999", 42, -1},
+              {"", 42, -1},
+              {"-", 42, -1},
+              {"+1", 42, -1},
+              {" 1", 42, -1},
+              {"1 ", 42, -1},
+              {"0x1", 42, -1},
+              {"true", 42, 1},
+              {"false", 42, 0},
+              {"True", 42, -1},
+              {"truest", 42, -1}};
+  for (const auto &row : rows) {
+    ASSERT_EQ(put("v.1", row.text), 0);
+    EXPECT_EQ(take(runt_get_string_pathf("v.%d", 1)), row.text);
+    EXPECT_EQ(runt_get_int32("v.1", 42), row.number) << row.text;
+    EXPECT_EQ(runt_get_int_pathf(42, "v.%d", 1), row.number);
+    EXPECT_EQ(runt_get_bool("v.1", true), row.truth != 0) << row.text;
+    EXPECT_EQ(runt_get_bool("v.1", false), row.truth == 1) << row.text;
+  }
+  EXPECT_EQ(runt_get_string("v"), nullptr);
+  EXPECT_EQ(runt_get_int32("v", 42), 42);
+  std::string large(1'000'000, 'x');
+  ASSERT_EQ(put("large", large.c_str()), 0);
+  EXPECT_EQ(take(runt_get_string("large")), large);
+}
+
+TEST_F(Runt, ChildrenInNaturalOrder) {
+  for (const char *key : {"a.10", "a.9.x", "a.b", "a.007", "a.7", "a-b", "a", "ab", "a.9", "a.b.c.d", "a.B", "a.b-c.d",
+                          "a.98765432109876543210987", "a.0", "a.1x", "a.\xC3\xBC", "z.1"}) {
+    ASSERT_EQ(put(key, key), 0);
+  }
+  EXPECT_EQ(names("a"), "0 7 007 9 10 98765432109876543210987 1x B b b-c \xC3\xBC");
+  EXPECT_EQ(names(""), "a a-b ab z");
+  EXPECT_EQ(names("a.b"), "c");
+  EXPECT_EQ(names("a.b.c.d"), "(null)");
+  EXPECT_EQ(names("nothing"), "(null)");
+  char **list = runt_keys_pathf("%s.%s", "a", "9");
+  EXPECT_EQ(sl_len(list), 1);
+  sl_free(list);
+
+  std::string listed;
+  RuntEntry **entries = runt_get_entries("a", 0, 0, 0, 0);
+  for (RuntEntry **entry = entries; entry != nullptr && *entry != nullptr; entry++) {
+    EXPECT_STREQ((*entry)->value, (*entry)->key);
+    EXPECT_EQ(std::string("a.") + (*entry)->name, (*entry)->key);
+    listed += std::string((*entry)->name) + " ";
+  }
+  runt_entries_free(entries);
+  EXPECT_EQ(listed, "0 7 007 9 10 98765432109876543210987 1x B b \xC3\xBC ");
+  EXPECT_EQ(runt_get_entries("z.1", 0, 0, 0, 0), nullptr);
+  runt_entries_free(nullptr);
+
+  ASSERT_EQ(runt_delete("a.b"), 0);
+  EXPECT_EQ(names("a"), "0 7 007 9 10 98765432109876543210987 1x B b-c \xC3\xBC");
+  ASSERT_EQ(runt_delete("a"), 0);
+  ASSERT_EQ(runt_delete("nothing"), 0);
+  EXPECT_EQ(names(""), "a-b ab z");
+}
+
+TEST_F(Runt, Keys) {
+  std::string longest = std::string(498, 'k') + ".1";
+  std::string too_long = longest + "1";
+  std::string top = longest.substr(0, 498);
+  ASSERT_EQ(put(longest.c_str(), "v"), 0);
+  EXPECT_EQ(take(runt_get_string(longest.c_str())), "v");
+  EXPECT_EQ(names(top.c_str()), "1");
+  EXPECT_EQ(names(longest.c_str()), "(null)");
+  for (const char *key : {"", ".", "a.", ".a", "a..b", too_long.c_str()}) {
+    EXPECT_NE(put(key, "v"), 0) << key;
+    EXPECT_NE(runt_delete(key), 0) << key;
+    EXPECT_EQ(runt_get_string(key), nullptr);
+    EXPECT_EQ(runt_get_int_pathf(3, "%s", key), 3);
+    EXPECT_EQ(names(key), *key != '\0' ? "(null)" : top) << key;
+  }
+  EXPECT_NE(runt_set_string_pathf(nullptr, "a"), 0);
+  EXPECT_EQ(names(""), top);
+}
+
+TEST_F(Runt, Batches) {
+  EXPECT_NE(runt_edit_commit(), 0);
+  ASSERT_EQ(put("map.0", "old"), 0);
+  ASSERT_EQ(runt_edit_start(), 0);
+  ASSERT_EQ(runt_delete("map"), 0);
+  ASSERT_EQ(put("map.1", "new"), 0);
+  EXPECT_NE(put("map.", "bad"), 0);  // does nothing, and the batch goes on
+  EXPECT_NE(runt_edit_start(), 0);
+  EXPECT_EQ(names("map"), "1");
+  runt_deinit();  // gives the batch up
+  ASSERT_EQ(runt_init(), 0);
+  EXPECT_EQ(names("map"), "0");
+
+  ASSERT_EQ(runt_edit_start(), 0);
+  ASSERT_EQ(put("map.2", "new"), 0);
+  ASSERT_EQ(runt_edit_commit(), 0);
+  EXPECT_EQ(names("map"), "0 2");
+
+  // A change that does not fit fails, and its batch with it.
+  std::string huge(size_t{130} << 20, 'x');
+  ASSERT_EQ(runt_edit_start(), 0);
+  ASSERT_EQ(put("map.3", "new"), 0);
+  EXPECT_NE(put("map.4", huge.c_str()), 0);
+  EXPECT_NE(put("map.5", "new"), 0);
+  EXPECT_NE(runt_edit_commit(), 0);
+  EXPECT_EQ(names("map"), "0 2");
+  EXPECT_EQ(put("map.6", "new"), 0);
+  EXPECT_EQ(names("map"), "0 2 6");
+}
+
+TEST_F(Runt, SnapshotUntilOwnChange) {
+  set_elsewhere("a", "1");
+  EXPECT_EQ(names(""), "(null)");  // there was no store at all
+  runt_deinit();
+  ASSERT_EQ(runt_init(), 0);
+  EXPECT_EQ(take(runt_get_string("a")), "1");
+  for (const char *value : {"2", "3"}) {
+    set_elsewhere("a", value);
+    EXPECT_EQ(runt_init(), 0);  // keeps the connection
+    EXPECT_NE(take(runt_get_string("a")), value);
+    ASSERT_EQ(put("b", value), 0);
+    EXPECT_EQ(take(runt_get_string("a")), value);
+  }
+}
+
+// Below, each process connects for itself: a connection does not survive a fork.
+class RuntProcesses : public Runt {
+ protected:
+  void SetUp() override {
+    Runt::SetUp();
+    runt_deinit();
+  }
+};
+
+constexpr int rows = 50;
+
+// A batch that makes all rows alike; `halfway` is called in its midst.
+int write_batch(int generation, void halfway()) {
+  if (runt_edit_start() != 0 || runt_delete("row") != 0) return 1;
+  for (int row = 0; row < rows; row++) {
+    if (row == rows / 2) halfway();
+    if (runt_set_string_pathf(std::to_string(generation).c_str(), "row.%d", row) != 0) return 1;
+  }
+  return runt_edit_commit();
+}
+
+bool rows_alike() {
+  if (runt_init() != 0) return false;
+  RuntEntry **entries = runt_get_entries("row", 0, 0, 0, 0);
+  int count = 0;
+  bool alike = true;
+  for (RuntEntry **entry = entries; entry != nullptr && *entry != nullptr; entry++, count++) {
+    alike = alike && std::string((*entry)->value) == entries[0]->value;
+  }
+  runt_entries_free(entries);
+  runt_deinit();
+  return alike && count == rows;
+}
+
+pid_t fork_child(int body()) {
+  pid_t pid = fork();
+  if (pid == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a failing test leaves nobody behind
+    _exit(body());
+  }
+  return pid;
+}
+
+volatile sig_atomic_t stopped = 0;
+
+int read_until_stopped() {
+  signal(SIGTERM, [](int) { stopped = 1; });
+  long rounds = 0;
+  for (; stopped == 0; rounds++) {
+    if (!rows_alike()) return 1;
+  }
+  return rounds > 0 ? 0 : 2;
+}
+
+int write_forever() {
+  if (runt_init() != 0) return 1;
+  for (int generation = 0;; generation++) {
+    if (write_batch(generation, [] {}) != 0) return 1;
+  }
+}
+
+int stop_halfway() {
+  return runt_init() != 0 ? 1 : write_batch(-1, [] { raise(SIGKILL); });
+}
+
+int ended_by(pid_t pid) {
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+TEST_F(RuntProcesses, ReadersSeeWholeBatches) {
+  ASSERT_EQ(runt_init(), 0);
+  ASSERT_EQ(write_batch(0, [] {}), 0);
+  runt_deinit();
+  pid_t readers[3];
+  for (pid_t &reader : readers) reader = fork_child(read_until_stopped);
+  for (int round = 0; round < 5; round++) {
+    EXPECT_EQ(ended_by(fork_child(stop_halfway)), -SIGKILL);
+    pid_t writer = fork_child(write_forever);
+    usleep(20'000);
+    kill(writer, SIGKILL);
+    EXPECT_EQ(ended_by(writer), -SIGKILL);
+  }
+  for (pid_t reader : readers) kill(reader, SIGTERM);
+  for (pid_t reader : readers) EXPECT_EQ(ended_by(reader), 0);
+  EXPECT_TRUE(rows_alike());
+}
+
+TEST_F(RuntProcesses, KilledReadersLeaveRoom) {
+  ASSERT_EQ(runt_init(), 0);
+  ASSERT_EQ(write_batch(0, [] {}), 0);
+  runt_deinit();
+  pid_t holder = fork_child([] { return runt_init() == 0 ? pause() : 1; });  // keeps the table of 126 readers in use
+  for (int reader = 0; reader < 130; reader++) {
+    ASSERT_EQ(ended_by(fork_child([] { return runt_init() == 0 ? raise(SIGKILL) : 1; })), -SIGKILL) << reader;
+  }
+  EXPECT_TRUE(rows_alike());
+  kill(holder, SIGKILL);
+  EXPECT_EQ(ended_by(holder), -SIGKILL);
+}
+
+}  // namespace

@@ -1,0 +1,253 @@
+// The utility library: lists, texts, files, child processes, addresses and the log.
+#include "platform/tools.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <csignal>
+#include <memory>
+#include <string>
+
+#include "unit/private_mounts.h"
+
+namespace {
+
+const testing::Environment *const mounts = testing::AddGlobalTestEnvironment(new PrivateMounts);
+
+// The text, freed; "(null)" for none.
+std::string take(char *text) {
+  std::string copy = text != nullptr ? text : "(null)";
+  free(text);
+  return copy;
+}
+
+std::string take_list(char **list) {
+  std::string joined = take(sl_join(list, "|"));
+  sl_free(list);
+  return joined;
+}
+
+TEST(Tools, Lists) {
+  EXPECT_EQ(take_list(_sl_new(0, 0)), "(null)");
+  EXPECT_EQ(take_list(nullptr), "(null)");
+  EXPECT_EQ(take_list(_sl_append(nullptr, "", 0)), "");
+  EXPECT_EQ(take_list(sl_append_printf(_sl_append(nullptr, "100%s", 0), "%d%%", 5)), "100%s|5%");
+  EXPECT_EQ(sl_len(nullptr), 0);
+  EXPECT_FALSE(sl_find(nullptr, "a"));
+
+  char **list = nullptr;
+  for (int number = 0; number < 1000; number++) {
+    list = sl_append_printf(list, "%d", number);
+    ASSERT_EQ(sl_len(list), number + 1);
+    ASSERT_EQ(list[number + 1], nullptr);
+  }
+  EXPECT_STREQ(list[0], "0");
+  EXPECT_STREQ(list[999], "999");
+  EXPECT_TRUE(sl_find(list, "512"));
+  EXPECT_FALSE(sl_find(list, "1000"));
+  sl_free(list);
+
+  const struct {
+    const char *text, *pieces;
+    int32_t count;
+  } splits[] = {
+      {"192.168.1.1/24", "192.168.1.1|24", 2}, {"", "", 1}, {"/", "|", 2}, {"//a/", "||a|", 4}, {"a", "a", 1}};
+  for (const auto &row : splits) {
+    list = sl_split(row.text, '/');
+    EXPECT_EQ(sl_len(list), row.count) << row.text;
+    EXPECT_EQ(take_list(list), row.pieces);
+  }
+  EXPECT_EQ(take_list(sl_split(nullptr, '/')), "(null)");
+}
+
+TEST(Tools, Texts) {
+  const EscapePair table[] = {{"\"", "\\\""}, {"\\", "\\\\"}, {"\n", "\\\\n"}, {"x", ""}, {nullptr, nullptr}};
+  const char *const rows[][2] = {{"a\"b", "a\\\"b"},       {"a\nb", "a\\\\nb"}, {"\\\"", "\\\\\\\""},
+                                 {"%s plain", "%s plain"}, {"xx", ""},          {"", ""}};
+  for (const auto &row : rows) EXPECT_EQ(take(escape(row[0], table)), row[1]);
+  EXPECT_EQ(take(replace_char("00-11-22", '-', ':')), "00:11:22");
+  char *text = nullptr;
+  xasprintf(&text, "%s-%d", "a", 1);
+  EXPECT_EQ(take(text), "a-1");
+}
+
+TEST(Tools, Networks) {
+  const struct {
+    const char *text, *address;  // null: refused
+    int32_t length;
+  } rows[] = {{"10.0.0.0/8", "10.0.0.0", 8},
+              {"192.168.1.77/24", "192.168.1.77", 24},
+              {"1.2.3.4", "1.2.3.4", 32},
+              {"0.0.0.0/0", "0.0.0.0", 0},
+              {"255.255.255.255/32", "255.255.255.255", 32},
+              {"1.2.3.4/08", "1.2.3.4", 8},
+              {"1.2.3.4/33", nullptr, 0},
+              {"1.2.3.4/", nullptr, 0},
+              {"1.2.3.4/-1", nullptr, 0},
+              {"1.2.3.4/ 8", nullptr, 0},
+              {"1.2.3.4/8x", nullptr, 0},
+              {"1.2.3.4/008", nullptr, 0},
+              {"1.2.3.4/8/8", nullptr, 0},
+              {"1.2.3/8", nullptr, 0},
+              {"1.2.3.256", nullptr, 0},
+              {"01.2.3.4", nullptr, 0},
+              {"255.255.255.2550/8", nullptr, 0},
+              {"::1/128", nullptr, 0},
+              {"", nullptr, 0},
+              {"/8", nullptr, 0},
+              {nullptr, nullptr, 0}};
+  const char *const untouched = "9.9.9.9";
+  for (const auto &row : rows) {
+    in_addr address;
+    inet_pton(AF_INET, untouched, &address);
+    int32_t length = 99;
+    EXPECT_EQ(xip4_parse_network(row.text, &address, &length), row.address != nullptr) << row.text;
+    char shown[INET_ADDRSTRLEN];
+    inet_ntop(AF_INET, &address, shown, sizeof shown);
+    EXPECT_STREQ(shown, row.address != nullptr ? row.address : untouched);
+    EXPECT_EQ(length, row.address != nullptr ? row.length : 99);
+  }
+}
+
+mode_t mode_of(const char *path) {
+  struct stat status = {};
+  return stat(path, &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+TEST(Tools, Files) {
+  const char *path = "/var/run/file";
+  umask(0);
+  close(creat(path, 0644));
+  chmod(path, 0644);
+  EXPECT_TRUE(file_write(path, "a long first content\n"));
+  EXPECT_EQ(mode_of(path), 0600U);
+  EXPECT_TRUE(file_printf(path, "%.*s|%d", 3, "abcdef", 7));
+  EXPECT_EQ(take(file_read(path)), "abc|7");
+  EXPECT_TRUE(file_printf("/var/run/new", "%s", ""));
+  EXPECT_EQ(mode_of("/var/run/new"), 0600U);
+  EXPECT_EQ(take(file_read("/var/run/new")), "");
+
+  EXPECT_TRUE(file_replace(1, path, "/var/run/new", 0));
+  EXPECT_FALSE(file_exists(path));
+  EXPECT_EQ(take(file_read("/var/run/new")), "abc|7");
+  EXPECT_FALSE(file_replace(1, path, "/var/run/new", 0));
+  EXPECT_TRUE(file_exists("/var/run/new"));
+
+  std::string large(3'000'000, 'x');
+  EXPECT_TRUE(file_write(path, large.c_str()));
+  EXPECT_EQ(take(file_read(path)), large);
+  // Files whose size tells nothing about their content.
+  EXPECT_EQ(take(file_read("/proc/self/status")).substr(0, 5), "Name:");
+
+  ASSERT_EQ(mkfifo("/var/run/fifo", 0600), 0);
+  ASSERT_EQ(symlink("/var/run/nothing", "/var/run/dangling"), 0);
+  for (const char *unreadable : {"/var/run/nothing", "/var/run/dangling", "/var/run", "/var/run/fifo"}) {
+    EXPECT_EQ(file_read(unreadable), nullptr) << unreadable;
+  }
+  EXPECT_FALSE(file_exists("/var/run/dangling"));
+  for (const char *unwritable : {"/var/run/none/file", "/var/run", ""}) EXPECT_FALSE(file_write(unwritable, "x"));
+  ASSERT_EQ(mkdir("/var/run/small", 0700), 0);
+  ASSERT_EQ(mount("tmpfs", "/var/run/small", "tmpfs", 0, "size=16k"), 0);
+  EXPECT_FALSE(file_write("/var/run/small/file", large.c_str()));
+}
+
+// What a child's shell prints.
+std::string shell(const char *command) {
+  return take(_process_capture(-1, -1, 1, 0, 0, "sh", "-c", command, nullptr));
+}
+
+TEST(Tools, ProcessResults) {
+  EXPECT_EQ(take(_process_capture(-1, -1, 1, -1, 0, "echo", "a b", "$HOME", "%s", nullptr)), "a b $HOME %s\n");
+  EXPECT_EQ(shell(":"), "");
+  EXPECT_EQ(shell("head -c 1048576 /dev/zero | tr '\\0' x"), std::string(1048576, 'x'));
+  EXPECT_EQ(shell("echo lost; exit 3"), "(null)");
+  EXPECT_EQ(shell("echo lost; kill -9 $$"), "(null)");
+  EXPECT_EQ(_process_capture(-1, -1, 1, 0, 0, "no-such-program", nullptr), nullptr);
+
+  const struct {
+    const char *command;
+    int status;
+  } rows[] = {{"exit 0", 0}, {"exit 3", 3}, {"exit 255", 255}, {"kill -TERM $$", 128 + SIGTERM}};
+  for (const auto &row : rows) {
+    EXPECT_EQ(process_wait(_process_exec_fd(-1, -1, -1, -1, "sh", "-c", row.command, nullptr)), row.status);
+  }
+  EXPECT_EQ(process_wait(_process_exec_fd(-1, -1, -1, -1, "no-such-program", nullptr)), 127);
+  for (pid_t nobody : {-1, 0, 1}) EXPECT_EQ(process_wait(nobody), 127);
+}
+
+TEST(Tools, ProcessSurroundings) {
+  ASSERT_EQ(dup2(STDERR_FILENO, 42), 42);
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGCHLD, SIG_IGN);  // as inherited from a careless parent; it would also lose the status
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGTERM);
+  sigprocmask(SIG_BLOCK, &blocked, nullptr);
+  EXPECT_EQ(shell("ls /proc/self/fd | tr '\\n' ' '"), "0 1 2 3 ");  // the last is the directory that ls reads
+  EXPECT_EQ(shell("readlink /proc/self/fd/0"), "/dev/null\n");
+  // No signal up to 28 is blocked or ignored; those above 31 belong to the C library.
+  const char *plain = "^Sig(Blk|Ign):.*0000000$";
+  EXPECT_EQ(take(_process_capture(-1, -1, 1, 0, 0, "grep", "-cE", plain, "/proc/self/status", nullptr)), "2\n");
+  // Leader of its own session, without a terminal.
+  EXPECT_EQ(shell("read -r pid name state parent group session terminal rest </proc/$$/stat\n"
+                  "echo $((pid == session)) $terminal"),
+            "1 0\n");
+  // A service manager may start programs without standard input or output.
+  int input = dup(STDIN_FILENO);
+  int output = dup(STDOUT_FILENO);
+  close(STDIN_FILENO);
+  close(STDOUT_FILENO);
+  std::string without = shell("echo ok; cat");
+  dup2(input, STDIN_FILENO);
+  dup2(output, STDOUT_FILENO);
+  EXPECT_EQ(without, "ok\n");
+}
+
+TEST(Tools, Log) {
+  // A system log of our own; the directory is put back at the end.
+  ASSERT_EQ(mount("tmpfs", "/dev", "tmpfs", 0, "mode=0755"), 0);
+  int system_log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  sockaddr_un address = {AF_UNIX, "/dev/log"};
+  ASSERT_EQ(bind(system_log, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+  auto logged = [system_log] {
+    char message[4096];
+    ssize_t length = recv(system_log, message, sizeof message, 0);
+    return length > 0 ? std::string(message, static_cast<size_t>(length)) : "";
+  };
+
+  std::string value = "100%s \xC3\xBC \"'";
+  testing::internal::CaptureStderr();
+  errno = ENOENT;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat"  // "%m" is no part of the C standard
+  log_error("%s: %m", value.c_str());
+#pragma GCC diagnostic pop
+  EXPECT_EQ(errno, ENOENT);
+  log_debug("only there");
+  log_init("tessera_test", 0, 0);
+  log_error("a\nb\x1B[2Jc\td");
+  log_error("%s", std::string(5000, 'x').c_str());
+  std::string lines = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(lines, "tessera: " + value + ": No such file or directory\ntessera_test: a?b?[2Jc\td\ntessera_test: " +
+                       std::string(5000, 'x') + "\n");
+  // Facility daemon (3): error 3, debug 7.
+  const char *const rows[][2] = {
+      {"<27>", "tessera: 100%s \xC3\xBC \"': No such file or directory"},
+      {"<31>", "tessera: only there"},
+      {"<27>", "tessera_test: a?b?[2Jc\td"},
+  };
+  for (const auto &row : rows) {
+    std::string message = logged();
+    EXPECT_EQ(message.substr(0, 4), row[0]);
+    EXPECT_NE(message.find(row[1]), std::string::npos) << message;
+  }
+  close(system_log);
+  umount2("/dev", MNT_DETACH);
+}
+
+}  // namespace
