@@ -43,10 +43,8 @@ def read(text):
             options = sections[-1][2]
             if keyword == "list":
                 options.setdefault(arguments[0], []).append(arguments[1])
-            elif arguments[0] in options:
-                raise Malformed(f"line {number}: a second {arguments[0]}")
             else:
-                options[arguments[0]] = arguments[1]
+                options[arguments[0]] = arguments[1]  # the last one counts
         else:
             raise Malformed(f"line {number}: {line!r}")
     return sections
