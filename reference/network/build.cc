@@ -9,6 +9,7 @@
 
 #include "config/report.h"
 #include "network/model.h"
+#include "network/rules.h"
 
 namespace {
 
@@ -126,12 +127,6 @@ bool set(const char *text) {
 
 std::string_view decimal(char (&buffer)[12], int32_t number) {
   return {buffer, std::to_chars(buffer, buffer + sizeof buffer, number).ptr};
-}
-
-// What a message about the value at `path` points at: the value, or the entry when it is not written.
-const ConfigNode *written(const ConfigNode *entry, const char *path) {
-  const ConfigNode *leaf = config_lookup(entry, path);
-  return leaf != nullptr ? leaf : entry;
 }
 
 // Step 1: places.

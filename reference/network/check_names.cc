@@ -1,0 +1,139 @@
+// Names that the system takes only once: those of kernel devices and of sections of the UCI network file.
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "config/report.h"
+#include "network/check.h"
+#include "network/rules.h"
+
+namespace {
+
+struct Names {
+  const char *kind;  // for messages
+  std::unordered_map<std::string, const ConfigNode *> owners;
+};
+
+// Gives the name to `owner`; reports when another node has it.
+void claim(Names &names, const std::string &name, const ConfigNode *owner) {
+  const auto [row, is_new] = names.owners.emplace(name, owner);
+  if (is_new || row->second == owner) return;
+  const std::unique_ptr<char, decltype(&free)> other(config_path(row->second), free);
+  config_report(owner, Grade::questionable, "the %s '%s' is also that of %s", names.kind, name.c_str(),
+                other != nullptr ? other.get() : "the global settings");
+}
+
+void claim_device_name(Names &devices, const std::string &name, const ConfigNode *owner) {
+  constexpr size_t longest = 15;
+  claim(devices, name, owner);
+  if (name.size() > longest)
+    config_report(written(owner, "name"), Grade::questionable, "the %s '%s' is longer than %zu characters",
+                  devices.kind, name.c_str(), longest);
+  if (name.find_first_of("/: \t") != std::string::npos || name == "." || name == "..")
+    config_report(written(owner, "name"), Grade::questionable, "the %s '%s' is none that the kernel takes",
+                  devices.kind, name.c_str());
+}
+
+void claim_section(Names &sections, const std::string &name, const ConfigNode *owner) {
+  claim(sections, name, owner);
+  for (const char letter : name) {
+    if (isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_') continue;
+    config_report(owner, Grade::questionable, "the %s '%s' holds a character that UCI has no way to write",
+                  sections.kind, name.c_str());
+    return;
+  }
+}
+
+bool is_wireless_client(const ConfigNode *member) {
+  return text_equals(member, "type", "wlan") && text_equals(member, "mode", "client");
+}
+
+// A client inside a bridge is bridged through a tap device.
+void claim_taps(Names &devices, Names &sections, const NetworkNode *bridge) {
+  if (text_equals(network_config(bridge), "mode", "switch")) return;
+  const NetworkNode *port = network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT);
+  for (; port != nullptr; port = network_next_type(bridge, port, NETWORK_NODE_BRIDGE_PORT)) {
+    if (!is_wireless_client(network_config(port))) continue;
+    const std::string name = network_name(port);
+    claim_device_name(devices, "tap-" + name, network_config(port));
+    claim_section(sections, "tap_" + std::string(network_name(bridge)) + "_" + name, network_config(port));
+  }
+}
+
+void claim_device(Names &devices, Names &sections, const NetworkNode *device) {
+  const ConfigNode *config = network_config(device);
+  const std::string name = network_name(device);
+  if (name.empty()) return;
+  claim_device_name(devices, name, config);
+  switch (network_device_type(device)) {
+    case NETWORK_DEVICE_ETHERNET:
+      claim_section(sections, std::string("link_eth_") + network_key(device), config);
+      break;
+    case NETWORK_DEVICE_BRIDGE:
+      if (!config_get_bool(config, "enable")) break;
+      claim_taps(devices, sections, device);
+      if (network_first_type(device, NETWORK_NODE_INTERFACE) == nullptr)
+        claim_section(sections, std::string("link_bridge_") + network_key(device), config);
+      break;
+    case NETWORK_DEVICE_IPTUNNEL:
+    case NETWORK_DEVICE_MACSEC:
+    case NETWORK_DEVICE_L2TPETH:
+    case NETWORK_DEVICE_WIREGUARD:
+      claim_section(sections, name, config);
+      break;
+    default:
+      break;
+  }
+}
+
+// Interfaces and parts that get a section of their own.
+bool has_section(uint32_t interface_type) {
+  switch (interface_type) {
+    case NETWORK_INTERFACE_ETHERNET:
+    case NETWORK_INTERFACE_PASSTHROUGH:
+    case NETWORK_INTERFACE_DIALIN:
+    case NETWORK_INTERFACE_HOTSPOT:
+    case NETWORK_INTERFACE_WISUN:
+      return false;
+    default:
+      return true;
+  }
+}
+
+// An interface on a VLAN comes with a section that makes the VLAN.
+void claim_vlan(Names &sections, const NetworkNode *node) {
+  const NetworkNode *device = network_find_parent(node, NETWORK_NODE_DEVICE);
+  if (network_device_type(device) != NETWORK_DEVICE_VLAN) return;
+  std::string name = network_name(device);
+  name.replace(name.find('.'), 1, "_");
+  const bool ipv6 = strncmp(network_interface_name(node), "ipv6", 4) == 0;
+  claim_section(sections, (ipv6 ? "vlan6_" : "vlan4_") + name, network_config(device));
+}
+
+void claim_interfaces(Names &sections, const NetworkModel *model, uint32_t type) {
+  const NetworkNode *node = network_first_type(model, type);
+  for (; node != nullptr; node = network_next_type(model, node, type)) {
+    const std::string name = network_interface_name(node);
+    claim_vlan(sections, node);
+    if (has_section(network_interface_type(node))) claim_section(sections, name, network_config(node));
+    if (network_interface_type(node) == NETWORK_INTERFACE_PASSTHROUGH4 &&
+        config_get_bool(config_node_parent(network_config(node)), "passthrough.ancillary.enable"))
+      claim_section(sections, "passthrough_ancillary_" + name, network_config(node));
+  }
+}
+
+}  // namespace
+
+void check_names(const NetworkModel *model) {
+  Names devices{.kind = "device name", .owners = {}};
+  Names sections{.kind = "section name", .owners = {}};
+  claim(sections, "globals", nullptr);
+  const NetworkNode *device = network_first_type(model, NETWORK_NODE_DEVICE);
+  for (; device != nullptr; device = network_next_type(model, device, NETWORK_NODE_DEVICE))
+    claim_device(devices, sections, device);
+  claim_interfaces(sections, model, NETWORK_NODE_INTERFACE);
+  claim_interfaces(sections, model, NETWORK_NODE_PROTO);
+}

@@ -1,0 +1,77 @@
+// Name service, web filter, and authentication.
+#include "config/report.h"
+#include "network/check.h"
+#include "network/rules.h"
+
+namespace {
+
+constexpr Rule web_filter_rules[] = {rule("firewall.web_filter.service", Test::filled), end_of_rules};
+
+constexpr Rule dns_server_rules[] = {optional(rule("domain", Test::without, " ,\"")), rule("address", Test::server),
+                                     end_of_rules};
+constexpr Rule dns_host_rules[] = {rule("name", Test::filled), rule("name", Test::without, " ,\""),
+                                   rule("address", Test::address), end_of_rules};
+
+constexpr Rule radius_server_rules[] = {rule("hostname", Test::filled),
+                                        rule("hostname", Test::without, " \t"),
+                                        range("port", 1, 65535),
+                                        rule("secret", Test::filled),
+                                        rule("secret", Test::without, " \t"),
+                                        range("timeout", 1, INT_MAX),
+                                        end_of_rules};
+constexpr Rule radius_rules[] = {rule("nas_id", Test::without, " \t[]"), end_of_rules};
+
+constexpr Rule ldap_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, " \t"),
+                                      range("port", 1, 65535), end_of_rules};
+constexpr Rule ldap_rules[] = {
+    rule("base_dn", Test::filled),
+    rule("login_attribute", Test::filled),
+    one_of("tls", "on off start_tls"),
+    rule("group_attribute", Test::filled),
+    rule("group_attribute", Test::without, " \t[]"),
+    end_of_rules,
+};
+
+constexpr Rule tacacs_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, " \t[]"),
+                                        range("port", 1, 65535), rule("secret", Test::filled), end_of_rules};
+constexpr Rule tacacs_rules[] = {rule("service", Test::filled), rule("service", Test::without, " \t[]"),
+                                 rule("group_attribute", Test::filled), rule("group_attribute", Test::without, " \t[]"),
+                                 end_of_rules};
+
+struct Method {
+  const char *name;  // the word in the list of methods, and the object that holds the settings; null ends the table
+  const Rule *rules;
+  const Rule *server_rules;
+};
+constexpr Method methods[] = {
+    {"radius", radius_rules, radius_server_rules},
+    {"ldap", ldap_rules, ldap_server_rules},
+    {"tacacs+", tacacs_rules, tacacs_server_rules},
+    {nullptr, nullptr, nullptr},
+};
+
+void check_method(const ConfigNode *auth, const ConfigNode *word) {
+  for (const Method *method = methods; method->name != nullptr; ++method) {
+    if (!is_word_of(config_string_get(word), method->name)) continue;
+    const ConfigNode *settings = config_object(auth, method->name);
+    if (config_array_count(config_array(settings, "server")) == 0) {
+      config_report(word, Grade::questionable, "there is no %s server, the method is left out", method->name);
+      continue;
+    }
+    check_rules(settings, method->rules);
+    check_each(settings, "server", method->server_rules);
+  }
+}
+
+}  // namespace
+
+void check_services(const ConfigNode *root) {
+  if (config_get_bool(root, "firewall.web_filter.enable")) check_rules(root, web_filter_rules);
+  const ConfigNode *dns = config_object(root, "service.dns");
+  check_each(dns, "server", dns_server_rules);
+  check_each(dns, "host", dns_host_rules);
+  check_texts(dns, "allowlist", rule("", Test::without, " /,\""));
+  const ConfigNode *auth = config_object(root, "auth");
+  check_texts(auth, "method", one_of("", "local radius ldap tacacs+"));
+  for_each_element(config_array(auth, "method"), [auth](const ConfigNode *word) { check_method(auth, word); });
+}

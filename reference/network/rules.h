@@ -1,0 +1,95 @@
+// Rules about single settings: what a value must look like so that the daemon which gets it can use it.
+#ifndef TESSERA_REFERENCE_NETWORK_RULES_H
+#define TESSERA_REFERENCE_NETWORK_RULES_H
+
+#include <climits>
+#include <cstdint>
+
+#include "platform/config.h"
+
+enum class Test : uint8_t {
+  end,           // closes a table
+  filled,        // any text but ""
+  word,          // one of the words of `argument`
+  number,        // an integer from `low` to `high`
+  seconds,       // a duration from `low` to `high` seconds
+  ipv4,          // an address
+  address,       // of either family
+  ipv4_network,  // an address and a prefix length
+  ipv6_network,
+  ipv4_masked,  // an IPv4 address and a mask or prefix length
+  destination,  // IPv4, the prefix length may be missing
+  network,      // of either family, the prefix length may be missing
+  mac,          // six bytes in hexadecimal, ":" or "-" between them
+  hexadecimal,  // digits only
+  server,       // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
+  entry,        // the key of an entry of the map `argument`
+  without,      // free of the characters of `argument`
+  texts,        // a list that holds at least one text, and no text that is ""
+};
+
+struct Rule {
+  const char *path;  // relative to the entry that is checked; "" is the entry itself
+  Test test;
+  bool optional;  // "", or 0, passes as well
+  const char *argument;
+  int32_t low;
+  int32_t high;
+};
+
+constexpr Rule end_of_rules{nullptr, Test::end, false, "", 0, 0};
+constexpr Rule rule(const char *path, Test test, const char *argument = "") {
+  return {path, test, false, argument, 0, 0};
+}
+constexpr Rule one_of(const char *path, const char *words) {
+  return {path, Test::word, false, words, 0, 0};
+}
+constexpr Rule range(const char *path, int32_t low, int32_t high) {
+  return {path, Test::number, false, "", low, high};
+}
+constexpr Rule at_least(const char *path, int32_t low) {
+  return {path, Test::seconds, false, "", low, INT_MAX};
+}
+constexpr Rule optional(Rule rule) {
+  rule.optional = true;
+  return rule;
+}
+
+// Reports every setting of `entry` that breaks a rule of the table as questionable. Values of `filled` and `without`
+// may be secrets and are not shown.
+void check_rules(const ConfigNode *entry, const Rule *rules);
+
+// The rules that go with the text at `path`; a text that no row names has none.
+struct Variant {
+  const char *text;  // null ends a table
+  const Rule *rules;
+};
+void check_variants(const ConfigNode *entry, const char *path, const Variant *variants);
+
+// The same rules for each element of the array of objects, or each entry of the map, at `path`.
+void check_each(const ConfigNode *node, const char *path, const Rule *rules);
+
+// One rule for each text of the array at `path`; the rule's own path is not used.
+void check_texts(const ConfigNode *node, const char *path, const Rule &rule);
+
+// What a message about the value at `path` points at: the value, or the nearest node above it that is written.
+const ConfigNode *written(const ConfigNode *entry, const char *path);
+
+// True when the text is one of the words, which have blanks between them.
+bool is_word_of(const char *text, const char *words);
+
+bool text_equals(const ConfigNode *entry, const char *path, const char *text);
+
+template <typename Visit>
+void for_each_member(const ConfigNode *object, Visit visit) {
+  for (const ConfigNode *member = config_object_first(object); member != nullptr; member = config_object_next(member))
+    visit(member);
+}
+
+template <typename Visit>
+void for_each_element(const ConfigNode *array, Visit visit) {
+  for (const ConfigNode *element = config_array_first(array); element != nullptr; element = config_array_next(element))
+    visit(element);
+}
+
+#endif

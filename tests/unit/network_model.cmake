@@ -1,0 +1,1 @@
+tessera_unit_test(network_model SOURCES network_model_test.cc LIBRARIES config)
