@@ -54,8 +54,8 @@ constexpr Rule local_rules[] = {rule("local", Test::filled), end_of_rules};
 constexpr Rule iptunnel_rules[] = {rule("local", Test::filled), rule("type", Test::filled), rule("remote", Test::ipv4),
                                    end_of_rules};
 
-constexpr Rule macsec_rules[] = {rule("association.cak", Test::hexadecimal), rule("association.ckn", Test::hexadecimal),
-                                 end_of_rules};
+constexpr Rule macsec_rules[] = {secret(rule("association.cak", Test::hexadecimal)),
+                                 rule("association.ckn", Test::hexadecimal), end_of_rules};
 constexpr Variant macsec_variants[] = {{"manual", macsec_rules}, {nullptr, nullptr}};
 
 constexpr Rule l2tpeth_rules[] = {rule("local", Test::filled),       rule("remote", Test::address),

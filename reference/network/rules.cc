@@ -132,6 +132,10 @@ void report_text(const ConfigNode *node, const Rule &rule, const char *text) {
                   rule.argument);
     return;
   }
+  if (rule.secret) {
+    config_report(node, Grade::questionable, "the value is not %s", expectation(rule.test));
+    return;
+  }
   config_report(node, Grade::questionable, "'%s' is not %s%s", text, expectation(rule.test), rule.argument);
 }
 

@@ -32,31 +32,37 @@ struct Rule {
   const char *path;  // relative to the entry that is checked; "" is the entry itself
   Test test;
   bool optional;  // "", or 0, passes as well
+  bool secret;    // messages do not show the value
   const char *argument;
   int32_t low;
   int32_t high;
 };
 
-constexpr Rule end_of_rules{nullptr, Test::end, false, "", 0, 0};
+constexpr Rule end_of_rules{nullptr, Test::end, false, false, "", 0, 0};
 constexpr Rule rule(const char *path, Test test, const char *argument = "") {
-  return {path, test, false, argument, 0, 0};
+  return {path, test, false, false, argument, 0, 0};
 }
 constexpr Rule one_of(const char *path, const char *words) {
-  return {path, Test::word, false, words, 0, 0};
+  return {path, Test::word, false, false, words, 0, 0};
 }
 constexpr Rule range(const char *path, int32_t low, int32_t high) {
-  return {path, Test::number, false, "", low, high};
+  return {path, Test::number, false, false, "", low, high};
 }
 constexpr Rule at_least(const char *path, int32_t low) {
-  return {path, Test::seconds, false, "", low, INT_MAX};
+  return {path, Test::seconds, false, false, "", low, INT_MAX};
 }
 constexpr Rule optional(Rule rule) {
   rule.optional = true;
   return rule;
 }
 
-// Reports every setting of `entry` that breaks a rule of the table as questionable. Values of `filled` and `without`
-// may be secrets and are not shown.
+constexpr Rule secret(Rule rule) {
+  rule.secret = true;
+  return rule;
+}
+
+// Reports every setting of `entry` that breaks a rule of the table as questionable. `filled` and `without` never show
+// the value.
 void check_rules(const ConfigNode *entry, const Rule *rules);
 
 // The rules that go with the text at `path`; a text that no row names has none.
