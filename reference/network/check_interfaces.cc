@@ -110,7 +110,7 @@ void check_custom_options(const ConfigNode *server) {
     if (!config_get_bool(option, "enable")) return;
     check_rules(option, option_rules);
     check_variants(option, "datatype", option_variants);
-    if (text_equals(option, "datatype", "ipv4")) check_texts(option, "value_ipv4_list", rule("", Test::ipv4));
+    if (text_equals(option, "datatype", "ipv4")) check_texts(option, "value_ipv4_list", optional(rule("", Test::ipv4)));
   });
 }
 

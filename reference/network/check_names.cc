@@ -17,33 +17,57 @@ struct Names {
   std::unordered_map<std::string, const ConfigNode *> owners;
 };
 
-// Gives the name to `owner`; reports when another node has it.
-void claim(Names &names, const std::string &name, const ConfigNode *owner) {
+// Where to point for a device's name: it may be written, or come from the entry as such.
+const ConfigNode *name_of(const ConfigNode *owner) {
+  return written(owner, "name");
+}
+
+// Gives the name to `owner` and reports when another node has it; true when it is new.
+bool claim(Names &names, const std::string &name, const ConfigNode *owner) {
   const auto [row, is_new] = names.owners.emplace(name, owner);
-  if (is_new || row->second == owner) return;
+  if (is_new || row->second == owner) return is_new;
   const std::unique_ptr<char, decltype(&free)> other(config_path(row->second), free);
-  config_report(owner, Grade::questionable, "the %s '%s' is also that of %s", names.kind, name.c_str(),
+  config_report(name_of(owner), Grade::questionable, "the %s '%s' is also that of %s", names.kind, name.c_str(),
                 other != nullptr ? other.get() : "the global settings");
+  return false;
 }
 
 void claim_device_name(Names &devices, const std::string &name, const ConfigNode *owner) {
   constexpr size_t longest = 15;
-  claim(devices, name, owner);
+  if (!claim(devices, name, owner)) return;
   if (name.size() > longest)
-    config_report(written(owner, "name"), Grade::questionable, "the %s '%s' is longer than %zu characters",
-                  devices.kind, name.c_str(), longest);
+    config_report(name_of(owner), Grade::questionable, "the device name '%s' is longer than %zu characters",
+                  name.c_str(), longest);
   if (name.find_first_of("/: \t") != std::string::npos || name == "." || name == "..")
-    config_report(written(owner, "name"), Grade::questionable, "the %s '%s' is none that the kernel takes",
-                  devices.kind, name.c_str());
+    config_report(name_of(owner), Grade::questionable, "the device name '%s' is none that the kernel takes",
+                  name.c_str());
 }
 
 void claim_section(Names &sections, const std::string &name, const ConfigNode *owner) {
-  claim(sections, name, owner);
+  if (!claim(sections, name, owner)) return;
   for (const char letter : name) {
     if (isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_') continue;
-    config_report(owner, Grade::questionable, "the %s '%s' holds a character that UCI has no way to write",
-                  sections.kind, name.c_str());
+    config_report(owner, Grade::questionable, "the section name '%s' holds a character that UCI has no way to write",
+                  name.c_str());
     return;
+  }
+}
+
+// True for a device that its own settings, or those of its tunnel, switch off.
+bool is_off(const NetworkNode *device) {
+  const ConfigNode *config = network_config(device);
+  switch (network_device_type(device)) {
+    case NETWORK_DEVICE_BRIDGE:
+    case NETWORK_DEVICE_BOND:
+    case NETWORK_DEVICE_IPTUNNEL:
+    case NETWORK_DEVICE_MACSEC:
+    case NETWORK_DEVICE_WIREGUARD:
+    case NETWORK_DEVICE_IPSEC:
+      return !config_get_bool(config, "enable");
+    case NETWORK_DEVICE_L2TPETH:
+      return !config_get_bool(config_node_parent(config_node_parent(config)), "enable");
+    default:
+      return false;
   }
 }
 
@@ -66,14 +90,13 @@ void claim_taps(Names &devices, Names &sections, const NetworkNode *bridge) {
 void claim_device(Names &devices, Names &sections, const NetworkNode *device) {
   const ConfigNode *config = network_config(device);
   const std::string name = network_name(device);
-  if (name.empty()) return;
+  if (name.empty() || is_off(device)) return;
   claim_device_name(devices, name, config);
   switch (network_device_type(device)) {
     case NETWORK_DEVICE_ETHERNET:
       claim_section(sections, std::string("link_eth_") + network_key(device), config);
       break;
     case NETWORK_DEVICE_BRIDGE:
-      if (!config_get_bool(config, "enable")) break;
       claim_taps(devices, sections, device);
       if (network_first_type(device, NETWORK_NODE_INTERFACE) == nullptr)
         claim_section(sections, std::string("link_bridge_") + network_key(device), config);
@@ -89,15 +112,18 @@ void claim_device(Names &devices, Names &sections, const NetworkNode *device) {
   }
 }
 
-// Interfaces and parts that get a section of their own.
-bool has_section(uint32_t interface_type) {
-  switch (interface_type) {
+// True for interfaces and parts that get a section of their own.
+bool has_section(const NetworkNode *node) {
+  switch (network_interface_type(node)) {
     case NETWORK_INTERFACE_ETHERNET:
     case NETWORK_INTERFACE_PASSTHROUGH:
     case NETWORK_INTERFACE_DIALIN:
     case NETWORK_INTERFACE_HOTSPOT:
     case NETWORK_INTERFACE_WISUN:
       return false;
+    case NETWORK_INTERFACE_NEMO:
+    case NETWORK_INTERFACE_IPSEC:
+      return config_get_bool(network_config(node), "enable");
     default:
       return true;
   }
@@ -118,7 +144,7 @@ void claim_interfaces(Names &sections, const NetworkModel *model, uint32_t type)
   for (; node != nullptr; node = network_next_type(model, node, type)) {
     const std::string name = network_interface_name(node);
     claim_vlan(sections, node);
-    if (has_section(network_interface_type(node))) claim_section(sections, name, network_config(node));
+    if (has_section(node)) claim_section(sections, name, network_config(node));
     if (network_interface_type(node) == NETWORK_INTERFACE_PASSTHROUGH4 &&
         config_get_bool(config_node_parent(network_config(node)), "passthrough.ancillary.enable"))
       claim_section(sections, "passthrough_ancillary_" + name, network_config(node));

@@ -10,7 +10,7 @@ namespace {
 constexpr Rule global_rules[] = {optional(rule("network.advanced.ula_prefix", Test::ipv6_network)), end_of_rules};
 constexpr Rule route_rules[] = {optional(rule("dst", Test::destination)), optional(rule("gateway", Test::ipv4)),
                                 range("mtu", 0, 65535), end_of_rules};
-constexpr Rule multicast_rules[] = {rule("dst", Test::destination), rule("interface", Test::texts), end_of_rules};
+constexpr Rule multicast_rules[] = {rule("dst", Test::filled), rule("interface", Test::texts), end_of_rules};
 constexpr Rule domain_policy_rules[] = {rule("dst.domain", Test::texts), one_of("ip_version", "any ipv4 ipv6"),
                                         end_of_rules};
 
@@ -42,7 +42,7 @@ void check_multicast_route(const NetworkModel *model, const ConfigNode *route) {
 void check_policy(const ConfigNode *policy) {
   if (!config_get_bool(policy, "enable") || !text_equals(policy, "dst.type", "domain")) return;
   check_rules(policy, domain_policy_rules);
-  check_texts(policy, "dst.domain", rule("", Test::without, " /,\""));
+  check_texts(policy, "dst.domain", optional(rule("", Test::without, " /,\"")));
 }
 
 // A tunnel counts as NHRP's when the network's text holds its name anywhere.

@@ -61,86 +61,94 @@ bool is_entry(const ConfigNode *node, const char *map, const char *key) {
   return config_object_get(config_object(config_node_get_root(node), map), key) != nullptr;
 }
 
-bool passes(const ConfigNode *node, const Rule &rule, const char *text) {
-  switch (rule.test) {
-    case Test::word:
-      return is_word_of(text, rule.argument);
-    case Test::ipv4:
-      return is_address(AF_INET, text);
-    case Test::address:
-      return is_address(AF_INET, text) || is_address(AF_INET6, text);
-    case Test::ipv4_network:
-      return is_network(AF_INET, text, true);
-    case Test::ipv6_network:
-      return is_network(AF_INET6, text, true);
-    case Test::ipv4_masked:
-      return is_masked(text);
-    case Test::destination:
-      return is_network(AF_INET, text, false);
-    case Test::network:
-      return is_network(AF_INET, text, false) || is_network(AF_INET6, text, false);
-    case Test::mac:
-      return is_mac(text);
-    case Test::hexadecimal:
-      return is_hexadecimal(text);
-    case Test::server:
-      return is_server(text);
-    case Test::entry:
-      return is_entry(node, rule.argument, text);
-    case Test::without:
-      return strpbrk(text, rule.argument) == nullptr;
-    default:
-      return true;
-  }
+// How the tests of texts decide, and how their messages end.
+struct TextTest {
+  Test test;
+  const char *expectation;  // "'VALUE' is not ..."
+  bool (*passes)(const ConfigNode *node, const Rule &rule, const char *text);
+};
+
+constexpr TextTest text_tests[] = {
+    {Test::word, "one of: ",
+     [](const ConfigNode *, const Rule &rule, const char *text) { return is_word_of(text, rule.argument); }},
+    {Test::ipv4, "an IPv4 address",
+     [](const ConfigNode *, const Rule &, const char *text) { return is_address(AF_INET, text); }},
+    {Test::address, "an address",
+     [](const ConfigNode *, const Rule &, const char *text) {
+       return is_address(AF_INET, text) || is_address(AF_INET6, text);
+     }},
+    {Test::ipv4_network, "an IPv4 address with a prefix length",
+     [](const ConfigNode *, const Rule &, const char *text) { return is_network(AF_INET, text, true); }},
+    {Test::ipv6_network, "an IPv6 address with a prefix length",
+     [](const ConfigNode *, const Rule &, const char *text) { return is_network(AF_INET6, text, true); }},
+    {Test::ipv4_masked, "an IPv4 address with a mask",
+     [](const ConfigNode *, const Rule &, const char *text) { return is_masked(text); }},
+    {Test::destination, "an IPv4 address or network",
+     [](const ConfigNode *, const Rule &, const char *text) { return is_network(AF_INET, text, false); }},
+    {Test::network, "an address or network",
+     [](const ConfigNode *, const Rule &, const char *text) {
+       return is_network(AF_INET, text, false) || is_network(AF_INET6, text, false);
+     }},
+    {Test::mac, "a MAC address", [](const ConfigNode *, const Rule &, const char *text) { return is_mac(text); }},
+    {Test::hexadecimal, "a hexadecimal number",
+     [](const ConfigNode *, const Rule &, const char *text) { return is_hexadecimal(text); }},
+    {Test::server, "the address of a DNS server",
+     [](const ConfigNode *, const Rule &, const char *text) { return is_server(text); }},
+    {Test::entry, "an entry of ",
+     [](const ConfigNode *node, const Rule &rule, const char *text) { return is_entry(node, rule.argument, text); }},
+    {Test::without, "",
+     [](const ConfigNode *, const Rule &rule, const char *text) { return strpbrk(text, rule.argument) == nullptr; }},
+    {Test::end, "", [](const ConfigNode *, const Rule &, const char *) { return true; }},
+};
+
+// The row of that test; the last one, which passes every text, for tests that look at nothing more.
+const TextTest &text_test(Test test) {
+  const TextTest *row = text_tests;
+  while (row->test != test && row->test != Test::end) ++row;
+  return *row;
 }
 
-// "'VALUE' is not ..." of the tests that show the value.
-const char *expectation(Test test) {
-  switch (test) {
-    case Test::word:
-      return "one of: ";
-    case Test::ipv4:
-      return "an IPv4 address";
-    case Test::address:
-      return "an address";
-    case Test::ipv4_network:
-      return "an IPv4 address with a prefix length";
-    case Test::ipv6_network:
-      return "an IPv6 address with a prefix length";
-    case Test::ipv4_masked:
-      return "an IPv4 address with a mask";
-    case Test::destination:
-      return "an IPv4 address or network";
-    case Test::network:
-      return "an address or network";
-    case Test::mac:
-      return "a MAC address";
-    case Test::hexadecimal:
-      return "a hexadecimal number";
-    case Test::server:
-      return "the address of a DNS server";
-    case Test::entry:
-      return "an entry of ";
-    default:
-      return "";
-  }
+bool passes(const ConfigNode *node, const Rule &rule, const char *text) {
+  return text_test(rule.test).passes(node, rule, text);
+}
+
+void report_character(const ConfigNode *node, char character) {
+  const char quoted[] = {'\'', character, '\'', '\0'};
+  config_report(node, Grade::questionable, "the value holds %s, which its file has no way to write",
+                isblank(static_cast<unsigned char>(character)) != 0 ? "a blank" : quoted);
 }
 
 void report_text(const ConfigNode *node, const Rule &rule, const char *text) {
   if (rule.test == Test::without) {
-    config_report(node, Grade::questionable, "the value holds a character that its file has no way to write (%s)",
-                  rule.argument);
+    report_character(node, *strpbrk(text, rule.argument));
     return;
   }
   if (rule.secret) {
-    config_report(node, Grade::questionable, "the value is not %s", expectation(rule.test));
+    config_report(node, Grade::questionable, "the value is not %s", text_test(rule.test).expectation);
     return;
   }
-  config_report(node, Grade::questionable, "'%s' is not %s%s", text, expectation(rule.test), rule.argument);
+  config_report(node, Grade::questionable, "'%s' is not %s%s", text, text_test(rule.test).expectation, rule.argument);
+}
+
+// The nearest node above the value at `path` that is written; `length` is how much of the path leads there.
+const ConfigNode *nearest(const ConfigNode *entry, const char *path, size_t &length) {
+  std::string rest = path;
+  for (;;) {
+    const ConfigNode *node = config_lookup(entry, rest.c_str());
+    length = rest.size();
+    if (node != nullptr || rest.empty()) return node != nullptr ? node : entry;
+    const size_t dot = rest.rfind('.');
+    rest.resize(dot == std::string::npos ? 0 : dot);
+  }
 }
 
 void report_unset(const ConfigNode *entry, const char *path) {
-  config_report(written(entry, path), Grade::questionable, "%s is not set", path);
+  size_t length = 0;
+  const ConfigNode *node = nearest(entry, path, length);
+  if (path[length] == '\0')
+    config_report(node, Grade::questionable, "the value is empty");
+  else
+    config_report(node, Grade::questionable, "%s is not set", path + length + (length > 0 ? 1 : 0));
 }
 
 void check_number(const ConfigNode *entry, const Rule &rule) {
@@ -177,13 +185,8 @@ void check_rule(const ConfigNode *entry, const Rule &rule) {
 }  // namespace
 
 const ConfigNode *written(const ConfigNode *entry, const char *path) {
-  std::string rest = path;
-  for (;;) {
-    const ConfigNode *node = config_lookup(entry, rest.c_str());
-    if (node != nullptr || rest.empty()) return node != nullptr ? node : entry;
-    const size_t dot = rest.rfind('.');
-    rest.resize(dot == std::string::npos ? 0 : dot);
-  }
+  size_t length = 0;
+  return nearest(entry, path, length);
 }
 
 bool is_word_of(const char *text, const char *words) {
@@ -221,9 +224,10 @@ void check_each(const ConfigNode *node, const char *path, const Rule *rules) {
 void check_texts(const ConfigNode *node, const char *path, const Rule &rule) {
   for_each_element(config_array(node, path), [&rule](const ConfigNode *element) {
     const char *text = config_string_get(element);
-    if (text == nullptr || *text == '\0')
-      config_report(element, Grade::questionable, "the text is empty");
-    else if (!passes(element, rule, text))
+    if (text == nullptr || *text == '\0') {
+      if (!rule.optional) config_report(element, Grade::questionable, "the value is empty");
+    } else if (!passes(element, rule, text)) {
       report_text(element, rule, text);
+    }
   });
 }
