@@ -290,21 +290,31 @@ TEST(NetworkModel, AnswersForNothing) {
   network_free(empty);
 }
 
+// Appends the pattern with "#" and "@" replaced by the numbers.
+void append(std::string &text, const char *pattern, int number, int other) {
+  for (; *pattern != '\0'; ++pattern) {
+    if (*pattern == '#' || *pattern == '@')
+      text += std::to_string(*pattern == '#' ? number : other);
+    else
+      text += *pattern;
+  }
+}
+
 // A search per interface over many interfaces stays quick, and VLANs in a long circle are followed without recursion.
 TEST(NetworkModel, StaysLinear) {
   constexpr int count = 20000;
-  std::string devices, interfaces, vlans;
-  for (int i = 0; i < count; ++i) {
-    const std::string number = std::to_string(i);
-    const std::string comma = i > 0 ? "," : "";
-    devices += comma + "\"d" + number + R"(":{"type":"ethernet"})";
-    interfaces +=
-        comma + "\"i" + number + R"(":{"type":"wisun","enable":true,"device":"/network/device/d)" + number + "\"}";
-    vlans +=
-        comma + "\"v" + number + R"(":{"id":1,"device":"/network/vlan/v)" + std::to_string((i + 1) % count) + "\"}";
-  }
-  const Document document("{\"network\":{\"device\":{" + devices + "},\"interface\":{" + interfaces + "},\"vlan\":{" +
-                          vlans + "}}}");
+  std::string text = R"({"network":{"device":{)";
+  for (int i = 0; i < count; ++i) append(text, R"("d#":{"type":"ethernet","name":"e@"},)", i, i);
+  text.back() = '}';
+  text += R"(,"interface":{)";
+  for (int i = 0; i < count; ++i)
+    append(text, R"("i#":{"type":"wisun","enable":true,"device":"/network/device/d@"},)", i, i);
+  text.back() = '}';
+  text += R"(,"vlan":{)";
+  for (int i = 0; i < count; ++i) append(text, R"("v#":{"device":"/network/vlan/v@"},)", i, (i + 1) % count);
+  text.back() = '}';
+  text += "}}";
+  const Document document(text);
   ASSERT_NE(document.model, nullptr) << document.reports(Grade::refused);
   EXPECT_EQ(document.findings.size(), count);
   int found = 0;
