@@ -9,9 +9,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 
 #include "preview/fail.h"
 #include "preview/fd.h"
+#include "preview/inside.h"
 
 namespace {
 
@@ -23,6 +25,11 @@ namespace {
   int reason = errno;
   ssize_t sent = write(report, &reason, sizeof reason);
   _exit(sent == sizeof reason ? 127 : 126);
+}
+
+// The name of a program as it is called outside.
+const char *machine_path(const std::string &program) {
+  return program.c_str() + (program.rfind(HOST "/", 0) == 0 ? strlen(HOST) : 0);
 }
 
 }  // namespace
@@ -38,7 +45,7 @@ int run_program(const std::vector<std::string> &arguments, int input, int output
   fflush(stdout);
   pid_t self = getpid();
   pid_t child = fork();
-  if (child < 0) fail_system("cannot start %s", argv[0]);
+  if (child < 0) fail_system("cannot start %s", machine_path(arguments[0]));
   if (child == 0) become(argv.data(), input, output, directory, self, ends[1]);
   close(ends[1]);
 
@@ -50,11 +57,11 @@ int run_program(const std::vector<std::string> &arguments, int input, int output
   } while (received < 0 && errno == EINTR);
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) fail_system("cannot wait for %s", argv[0]);
+    if (errno != EINTR) fail_system("cannot wait for %s", machine_path(arguments[0]));
   }
   if (received == sizeof reason) {
     errno = reason;
-    fail_system("cannot start %s", argv[0]);
+    fail_system("cannot start %s", machine_path(arguments[0]));
   }
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }

@@ -41,7 +41,7 @@ void enter_namespaces() {
 
 // Makes an empty file system the root directory and the machine's the one at HOST.
 void change_root() {
-  static const char *const stages[] = {"/tmp", "/mnt", "/usr", nullptr};
+  static const char *const stages[] = {"/mnt", "/tmp", "/usr", nullptr};
   const char *const *stage = stages;
   while (*stage != nullptr && mount("tessera-preview", *stage, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") != 0) {
     stage++;

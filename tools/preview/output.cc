@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <set>
+#include <string_view>
 #include <unordered_map>
 
 #include "preview/child.h"
@@ -40,6 +42,11 @@ std::string comparable(const File &file) {
 // The name of a file inside, in a message.
 std::string shown_name(const std::string &path) {
   return path == removed_list ? "removed files" : path == runtime_dump ? "runtime store" : "/" + path;
+}
+
+const File *find_file(const Tree &tree, const std::string &path) {
+  auto entry = tree.find(path);
+  return entry != tree.end() ? &entry->second : nullptr;
 }
 
 void print_difference(const std::string &old_name, const std::string &new_name, const std::string &before,
@@ -94,21 +101,27 @@ void print_runtime_changes(const std::string &before, const std::string &after) 
   print_content(lines);
 }
 
-void print_differences(const std::string &old_name, const Tree &old, const Tree &tree) {
-  Tree all = tree;
-  all.insert(old.begin(), old.end());
-  for (const auto &[path, either] : all) {
-    auto before = old.find(path);
-    auto after = tree.find(path);
-    if (before != old.end() && after != tree.end() && before->second.mode != after->second.mode) {
-      printf("mode of %s: %o -> %o\n", shown_name(path).c_str(), before->second.mode & 07777U,
-             after->second.mode & 07777U);
+void print_differences(std::string old_name, const Tree &old, const Tree &tree) {
+  while (old_name.size() > 1 && old_name.back() == '/') old_name.pop_back();
+  std::set<std::string_view> paths;
+  for (const auto &[path, file] : old) paths.insert(path);
+  for (const auto &[path, file] : tree) paths.insert(path);
+  for (std::string_view view : paths) {
+    std::string path(view);
+    const File *before = find_file(old, path);
+    const File *after = find_file(tree, path);
+    std::string old_text = before != nullptr ? comparable(*before) : "";
+    std::string new_text = after != nullptr ? comparable(*after) : "";
+    std::string name = shown_name(path);
+    if (before != nullptr && after != nullptr && before->mode != after->mode) {
+      printf("mode of %s: %o -> %o\n", name.c_str(), before->mode & 07777U, after->mode & 07777U);
     }
-    std::string old_text = before != old.end() ? comparable(before->second) : "";
-    std::string new_text = after != tree.end() ? comparable(after->second) : "";
-    if (before != old.end() && after != tree.end() ? old_text == new_text : S_ISDIR(either.mode)) continue;
-    print_difference(before != old.end() ? path_in(old_name, path) : "/dev/null",
-                     after != tree.end() ? shown_name(path) : "/dev/null", old_text, new_text);
+    if (old_text != new_text) {
+      print_difference(before != nullptr ? path_in(old_name, path) : "/dev/null", after != nullptr ? name : "/dev/null",
+                       old_text, new_text);
+    } else if ((before == nullptr || after == nullptr) && !S_ISDIR((before != nullptr ? before : after)->mode)) {
+      printf("%s, empty: %s\n", before != nullptr ? "removed" : "added", name.c_str());
+    }
   }
 }
 

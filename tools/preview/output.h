@@ -14,7 +14,7 @@ void print_files(const Tree &tree);
 void print_runtime_changes(const std::string &before, const std::string &after);
 
 // Prints the differences from `old`, the tree stored in the directory that the user calls `old_name`.
-void print_differences(const std::string &old_name, const Tree &old, const Tree &tree);
+void print_differences(std::string old_name, const Tree &old, const Tree &tree);
 
 // The place for a stored tree, found before the machine's directories are left behind.
 struct Store {

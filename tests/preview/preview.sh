@@ -1,0 +1,296 @@
+#!/bin/sh
+# tessera-preview with a stand-in for tessera: what the stand-in finds, what is shown and stored of what it does, and
+# that the machine stays as it was. Run as root, it does everything once more as an ordinary user.
+#
+#   preview.sh BIN_DIRECTORY
+set -u
+umask 022
+work=$(realpath "$(mktemp -d)")
+trap 'chmod -R u+rwx "$work" && rm -rf "$work"' EXIT
+failures=0
+script=$(realpath "$0")
+
+fail() {
+  echo "preview: $*"
+  failures=$((failures + 1))
+}
+
+# expect STATUS ARGUMENTS...: runs the preview; compares its status, and its output with standard input.
+expect() {
+  wanted=$1
+  shift
+  "$bin/tessera-preview" "$@" >"$work/output" 2>&1
+  status=$?
+  [ "$status" -eq "$wanted" ] || fail "$*: status $status, not $wanted"
+  cat >"$work/wanted"
+  diff -u "$work/wanted" "$work/output" || fail "$*: wrong output"
+}
+
+# stand_in NAME: takes tessera's place; its script comes from standard input.
+stand_in() {
+  { echo '#!/bin/sh'; cat; } >"$work/$1"
+  chmod 755 "$work/$1"
+}
+
+# Programs and inputs where an ordinary user can read them too.
+bin=$work/bin
+mkdir "$bin"
+cp "$1/tessera-preview" "$1/runt" "$bin"
+chmod 755 "$work"
+cd "$work" || exit 1
+echo '{"name": "configuration"}' >config.json
+echo '{"kept": "1", "changed": "old \" value", "gone": "x"}' >runtime.json
+mkdir -p rootfs/etc/ssl/certs rootfs/sys/class/net/eth0 rootfs/var/run/deep rootfs/run
+echo preview-router >rootfs/etc/hostname
+echo certificate >rootfs/etc/ssl/certs/ca.crt
+echo 00:11:22:33:44:55 >rootfs/sys/class/net/eth0/address
+echo same >rootfs/var/run/same
+echo first >rootfs/var/run/rewritten
+echo gone >rootfs/var/run/deep/gone
+echo run >rootfs/run/fact
+ln -s deep rootfs/var/run/link
+chmod 750 rootfs/var/run/deep
+
+stand_in look <<'LOOK'
+echo "arguments: $*"
+id -u
+pwd
+hostname
+cat /etc/config/config.json /etc/ssl/certs/ca.crt /run/fact
+echo /etc/config/* /var/run/* /run/uci /tmp/* /sys/class/net/*
+cat /sys/class/net/eth0/address
+(cd /dev && echo *)
+stat -c '%a %n' /var/run/deep /var/run/same /tmp
+[ /run -ef /var/run ] && [ -e /etc/passwd ] && [ -e /etc/ssl/openssl.cnf ] && [ -e /sys/class/tty ] && [ -d /proc/$$ ]
+LOOK
+stand_in write <<'WRITE'
+cd /var/run
+echo text >dnsmasq.conf
+chmod 644 dnsmasq.conf
+umask 077
+printf 'no line end' >"odd name"
+mkdir -p tree/below empty
+echo first >rewritten
+echo secret >tree/below/file
+ln -s /etc/passwd tree/outside
+ln -s .. tree/loop
+rm deep/gone
+runt=$(dirname "$0")/bin/runt
+$runt set changed 'new'
+$runt set added.10 b
+$runt set added.9 a
+$runt delete gone
+[ -z "${2-}" ] || echo more >>dnsmasq.conf
+echo problem >&2
+exit 7
+WRITE
+stand_in trespass <<'TRESPASS'
+for place in /usr /.host/tmp /.host/var/tmp "/.host$PWD" "$(dirname "$0")" /proc/sys/kernel; do
+  (: >"$place/trespasser") 2>/dev/null && echo "$place"
+done
+[ -e /dev/log ] && echo log
+for file in /etc/trespasser /trespasser /tmp/trespasser; do : >$file; done
+exit 0
+TRESPASS
+stand_in killed <<'KILLED'
+kill -ABRT $$
+KILLED
+stand_in by_name <<'BY_NAME'
+echo "ran $1"
+[ "$1" = pam ] && exit 3
+[ "$1" != ipsec ]
+BY_NAME
+stand_in wait_for_end <<'WAIT'
+echo $$
+exec sleep 60
+WAIT
+
+run_checks() {
+  set -- -c config.json -r runtime.json -f rootfs
+  cp /proc/self/mountinfo "$work/mounts"
+
+  expect 0 "$@" --tessera look network -p 'a b' <<'OUTPUT'
+arguments: network -p a b
+0
+/
+preview-router
+{"name": "configuration"}
+certificate
+run
+/etc/config/config.json /var/run/deep /var/run/fact /var/run/link /var/run/rewritten /var/run/runt /var/run/same /var/run/uci /run/uci /tmp/* /sys/class/net/eth0
+00:11:22:33:44:55
+fd full null random stderr stdin stdout tty urandom zero
+750 /var/run/deep
+644 /var/run/same
+1777 /tmp
+OUTPUT
+  [ "$(hostname)" != preview-router ] || fail "the machine's host name was changed"
+
+  expect 7 "$@" --tessera write dnsmasq <<'OUTPUT'
+problem
+==> /var/run/dnsmasq.conf <==
+text
+
+==> /var/run/empty/ <==
+
+==> /var/run/odd name <==
+no line end
+
+==> /var/run/rewritten <==
+first
+
+==> /var/run/tree/below/file <==
+secret
+
+/var/run/tree/loop -> ..
+
+/var/run/tree/outside -> /etc/passwd
+
+==> removed files <==
+/var/run/deep/gone
+
+==> runtime store <==
+- "changed": "old \" value"
++ "changed": "new"
+- "gone": "x"
++ "added.9": "a"
++ "added.10": "b"
+OUTPUT
+
+  # Stored, with modes and unfollowed links; then compared with what a later run does.
+  expect 7 "$@" --tessera write -o stored dnsmasq <<'OUTPUT'
+problem
+OUTPUT
+  (cd stored && find . ! -name . -printf '%M %p %l\n' | LC_ALL=C sort -k2) >"$work/listing"
+  diff -u - "$work/listing" <<'LISTING' || fail "stored otherwise"
+-rw-r--r-- ./removed 
+-rw------- ./runtime.json 
+drwxr-xr-x ./var 
+drwxr-xr-x ./var/run 
+-rw-r--r-- ./var/run/dnsmasq.conf 
+drwx------ ./var/run/empty 
+-rw------- ./var/run/odd name 
+-rw-r--r-- ./var/run/rewritten 
+drwx------ ./var/run/tree 
+drwx------ ./var/run/tree/below 
+-rw------- ./var/run/tree/below/file 
+lrwxrwxrwx ./var/run/tree/loop ..
+lrwxrwxrwx ./var/run/tree/outside /etc/passwd
+LISTING
+  expect 7 "$@" --tessera write -d stored dnsmasq <<'OUTPUT'
+problem
+OUTPUT
+  mkdir empty
+  : >stored/var/run/blank
+  chmod 600 stored/var/run/dnsmasq.conf
+  rm stored/var/run/tree/loop
+  expect 7 -c '' -f rootfs --tessera write -o empty/ -d stored/ dnsmasq more <<'OUTPUT'
+problem
+--- stored/runtime.json
++++ runtime store
+@@ -1,6 +1,5 @@
+ {
+   "added.9": "a",
+   "added.10": "b",
+-  "changed": "new",
+-  "kept": "1"
++  "changed": "new"
+ }
+removed, empty: /var/run/blank
+mode of /var/run/dnsmasq.conf: 600 -> 644
+--- stored/var/run/dnsmasq.conf
++++ /var/run/dnsmasq.conf
+@@ -1 +1,2 @@
+ text
++more
+--- /dev/null
++++ /var/run/tree/loop
+@@ -0,0 +1 @@
++-> ..
+OUTPUT
+  [ "$(cat empty/var/run/dnsmasq.conf)" = "text
+more" ] || fail "nothing stored in an empty directory"
+
+  expect 0 -c '' --tessera trespass pam <<'OUTPUT'
+==> /etc/trespasser <==
+
+==> /tmp/trespasser <==
+
+==> /trespasser <==
+OUTPUT
+  for file in /etc/trespasser /tmp/trespasser /trespasser; do [ ! -e "$file" ] || fail "$file was written"; done
+
+  expect 3 -c '' --tessera by_name all <<'OUTPUT'
+ran pam
+ran dnsmasq
+ran ipsec
+ran network
+OUTPUT
+  expect 1 -c '' --tessera by_name network,ipsec,network <<'OUTPUT'
+ran network
+ran ipsec
+ran network
+OUTPUT
+  expect 134 -c '' --tessera killed pam </dev/null
+
+  # What cannot be done is refused in one line, and nothing is left behind.
+  expect 3 -c absent.json pam <<'OUTPUT'
+tessera-preview: absent.json: No such file or directory
+OUTPUT
+  expect 3 -c config.json --tessera absent pam <<'OUTPUT'
+tessera-preview: absent: No such file or directory
+OUTPUT
+  expect 3 -c config.json --tessera config.json pam <<OUTPUT
+tessera-preview: cannot start $work/config.json: Permission denied
+OUTPUT
+  expect 3 -c config.json -f config.json pam <<'OUTPUT'
+tessera-preview: config.json: Not a directory
+OUTPUT
+  expect 3 -c config.json --tessera look -o stored pam <<'OUTPUT'
+tessera-preview: stored: is not empty
+OUTPUT
+  expect 3 -c config.json --tessera look -o absent/below pam <<'OUTPUT'
+tessera-preview: absent/below: No such file or directory
+OUTPUT
+  echo '{"a": 1}' >bad.json
+  expect 3 -c config.json -r bad.json --tessera look -o never pam <<'OUTPUT'
+runt: bad.json:1:7: a: expected a text
+OUTPUT
+  mkfifo rootfs/pipe
+  expect 3 -c config.json -f rootfs --tessera look -o never pam <<'OUTPUT'
+tessera-preview: /pipe: only files, directories and symbolic links can be laid over the preview
+OUTPUT
+  rm rootfs/pipe
+  [ ! -e never ] || fail "a directory was left behind"
+  usage='Usage: tessera-preview [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [-o OUTDIR] [-d OLDDIR] NAME [ARGS]'
+  expect 2 <<OUTPUT
+tessera-preview: no service is named
+$usage
+OUTPUT
+  expect 2 all -p <<OUTPUT
+tessera-preview: ARGS are for a single service
+$usage
+OUTPUT
+
+  # Ended from outside, it takes tessera along.
+  "$bin/tessera-preview" -c '' --tessera wait_for_end pam >"$work/output" &
+  preview=$!
+  tries=0
+  while [ ! -s "$work/output" ] && [ $((tries += 1)) -lt 100 ]; do sleep 0.05; done
+  kill -TERM "$preview"
+  wait "$preview" 2>/dev/null
+  status=$?
+  [ "$status" -eq 143 ] || fail "SIGTERM gives status $status"
+  tries=0
+  while kill -0 "$(cat "$work/output")" 2>/dev/null && [ $((tries += 1)) -lt 100 ]; do sleep 0.05; done
+  [ "$tries" -lt 100 ] || fail "tessera outlives the preview"
+
+  diff "$work/mounts" /proc/self/mountinfo || fail "the machine's mounts changed"
+  rm -rf stored empty
+}
+
+run_checks
+if [ "$(id -u)" -eq 0 ] && [ -z "${PREVIEW_TEST_USER-}" ]; then
+  PREVIEW_TEST_USER=yes setpriv --reuid=65534 --regid=65534 --clear-groups "$script" "$bin" || fail "as an ordinary user"
+fi
+[ "$failures" -eq 0 ]
