@@ -27,7 +27,7 @@ std::string with_tunnels(std::string document) {
 }
 
 TEST_P(NetworkCheck, AsksAbout) {
-  const Document document(with_tunnels(GetParam().document));
+  const LoadedDocument document(with_tunnels(GetParam().document));
   ASSERT_NE(document.model, nullptr) << document.reports(Grade::refused);
   EXPECT_EQ(document.reports(Grade::ignored), "");
   network_check(document.root, document.model);

@@ -12,12 +12,12 @@
 #include "config/report.h"
 #include "platform/network.h"
 
-struct Document {
+struct LoadedDocument {
   std::vector<Finding> findings;
   const ConfigNode *root = nullptr;
   NetworkModel *model = nullptr;
 
-  explicit Document(const std::string &text) {
+  explicit LoadedDocument(const std::string &text) {
     std::string path = testing::TempDir() + "network_document.XXXXXX";
     const int descriptor = mkstemp(path.data());
     FILE *file = descriptor >= 0 ? fdopen(descriptor, "w") : nullptr;
@@ -28,12 +28,12 @@ struct Document {
     unlink(path.c_str());
     if (root != nullptr) model = network_load(root);
   }
-  ~Document() {
+  ~LoadedDocument() {
     network_free(model);
     config_free(root);
   }
-  Document(const Document &) = delete;
-  Document &operator=(const Document &) = delete;
+  LoadedDocument(const LoadedDocument &) = delete;
+  LoadedDocument &operator=(const LoadedDocument &) = delete;
 
   // "PATH: MESSAGE" of each finding, a line each, in the order they were made.
   std::string reports(Grade grade) const {

@@ -33,7 +33,7 @@ std::string written(const NetworkNode *node, int depth = 0) {
 }
 
 TEST(NetworkModel, LaysDownEveryKindOfNodeInOrder) {
-  const Document document(R"({
+  const LoadedDocument document(R"({
     "serial": {"port2": {}, "port1": {"ppp_dialin": {}}},
     "vpn": {
       "l2tp": {"lns": {"in": {}}, "lac": {"out": {}}},
@@ -133,7 +133,7 @@ TEST(NetworkModel, LaysDownEveryKindOfNodeInOrder) {
 }
 
 TEST(NetworkModel, NamesVlansByTheirBase) {
-  const Document document(R"({
+  const LoadedDocument document(R"({
     "vpn": {"openvpn": {"client": {"off": {}}}},
     "network": {"device": {"e": {"type": "ethernet", "name": "eth0"}, "usb": {"type": "usb_ethernet"}},
       "vlan": {
@@ -168,7 +168,7 @@ network.vlan.self.device: the VLAN is left out: its base device leads back to it
 }
 
 TEST(NetworkModel, ReportsUnknownTypesOfWhatIsEnabled) {
-  const Document document(R"({"network": {
+  const LoadedDocument document(R"({"network": {
     "device": {"x": {"type": "token_ring", "name": "tr0"}, "y": {}},
     "vlan": {"v": {"device": "/network/device/x", "id": 1}},
     "bond": {"bo": {"device": ["/network/device/x"]}},
@@ -204,7 +204,7 @@ std::string keys(const NetworkNode *scope, uint32_t type) {
 }
 
 TEST(NetworkModel, SearchesWithinAScope) {
-  const Document document(R"({
+  const LoadedDocument document(R"({
     "vpn": {"openvpn": {"server": {"road": {"enable": true}}}},
     "network": {
       "device": {"e1": {"type": "ethernet"}, "e2": {"type": "ethernet"}},
@@ -263,7 +263,7 @@ TEST(NetworkModel, SearchesWithinAScope) {
 }
 
 TEST(NetworkModel, AnswersForNothing) {
-  const Document document("{}");
+  const LoadedDocument document("{}");
   ASSERT_NE(document.model, nullptr);
   EXPECT_EQ(written(document.model), "root '' ''\n");
   for (const NetworkNode *node :
@@ -314,7 +314,7 @@ TEST(NetworkModel, StaysLinear) {
   for (int i = 0; i < count; ++i) append(text, R"("v#":{"device":"/network/vlan/v@"},)", i, (i + 1) % count);
   text.back() = '}';
   text += "}}";
-  const Document document(text);
+  const LoadedDocument document(text);
   ASSERT_NE(document.model, nullptr) << document.reports(Grade::refused);
   EXPECT_EQ(document.findings.size(), count);
   int found = 0;
