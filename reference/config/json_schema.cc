@@ -76,13 +76,11 @@ void print_map(Printer &printer, const SchemaRow &row) {
 }
 
 void print_text(Printer &printer, const SchemaRow &row) {
-  const char *refused = (row.flags & row_many_lines) != 0 ? R"([\u0000-\u0008\u000B\u000C\u000E-\u001F\u007F])"
-                                                          : R"([\u0000-\u001F\u007F])";
+  bool many_lines = (row.flags & row_many_lines) != 0;
   fputs("{\"type\": \"string\"", printer.out);
   if ((row.flags & row_always) != 0) fprintf(printer.out, ", \"default\": \"%s\"", schema.names + row.child);
-  fputs(", \"not\": {\"pattern\": \"", printer.out);
-  for (; *refused != '\0'; refused++) fprintf(printer.out, *refused == '\\' ? "\\\\" : "%c", *refused);
-  fputs("\"}", printer.out);
+  fprintf(printer.out, R"(, "not": {"pattern": "[\\x00-\\x%s\\x7F]"})",
+          many_lines ? R"(08\\x0B\\x0C\\x0E-\\x1F)" : "1F");
   if (row.kind == Kind::reference && printer.strict) {
     fprintf(printer.out, ", \"pattern\": \"%s\"",
             (row.flags & row_interface_name) != 0 ? "^[A-Za-z0-9_]*$" : "^$|^/[^/]");
