@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <iterator>
+#include <memory>
 
 #include "config/report.h"
 #include "network/model.h"
@@ -24,6 +26,7 @@ struct Queue {
 // Something that interfaces lie below.
 struct Place {
   const ConfigNode *config;
+  size_t id;  // number of that node
   const char *key;
   const char *name;      // of a VLAN null until its base is known
   const char *prefix;    // for the interface that a tunnel device holds by itself; null for other devices
@@ -75,16 +78,14 @@ constexpr PartKind ipv6_kinds[] = {
 
 struct Family {
   const char *key;
-  const char *enable;  // relative to the interface
-  const char *type;
   const char *prefix;
   const PartKind *kinds;
   NetworkInterfaceType passthrough;
 };
 
 constexpr Family families[] = {
-    {"ipv4", "ipv4.enable", "ipv4.type", "ipv4_interface_", ipv4_kinds, NETWORK_INTERFACE_PASSTHROUGH4},
-    {"ipv6", "ipv6.enable", "ipv6.type", "ipv6_interface_", ipv6_kinds, NETWORK_INTERFACE_PASSTHROUGH6},
+    {"ipv4", "ipv4_interface_", ipv4_kinds, NETWORK_INTERFACE_PASSTHROUGH4},
+    {"ipv6", "ipv6_interface_", ipv6_kinds, NETWORK_INTERFACE_PASSTHROUGH6},
 };
 
 struct Pending {
@@ -93,11 +94,20 @@ struct Pending {
   uint32_t next;
 };
 
+// The places of one source, from `begin` to before `end`. They are in the order of the document, so their numbers grow,
+// and those of two runs do not mix.
+struct Run {
+  size_t begin;
+  size_t end;
+};
+
 struct Builder {
   const ConfigNode *root;
+  const ConfigNode *network;
+  const ConfigNode *vpn;
   ModelStore &store;
   std::vector<Place> places;
-  std::vector<uint32_t> place_of;  // index in `places` by number of the configuration node; `none` for others
+  std::vector<Run> runs;  // one per source that has places
   std::vector<Pending> interfaces;
   Queue unplaced;       // interfaces without a device or modem
   int32_t tunnels = 0;  // IPsec tunnels so far
@@ -131,8 +141,12 @@ std::string_view decimal(char (&buffer)[12], int32_t number) {
 
 // Step 1: places.
 
+// Where the entries of a source are; a path of its own would cost each source another search from the root.
+enum class Area { network, vpn };
+
 struct Source {
-  const char *path;
+  Area area;
+  const char *path;  // within the area
   void (*add)(Builder &build, const ConfigNode *entry, const Source &source);
   NetworkNodeType type;
   NetworkDeviceType device_type;  // of devices
@@ -142,6 +156,7 @@ struct Source {
 Place &add_place(Builder &build, const ConfigNode *entry, const Source &source) {
   const char *key = config_key(entry);
   return build.places.emplace_back(Place{.config = entry,
+                                         .id = config_node_id(entry),
                                          .key = key,
                                          .name = key,
                                          .prefix = source.prefix,
@@ -203,43 +218,48 @@ void add_ipsec_tunnel(Builder &build, const ConfigNode *entry, const Source &sou
 
 // In model order.
 constexpr Source sources[] = {
-    {"network.device", add_hardware, NETWORK_NODE_DEVICE, NETWORK_DEVICE_ETHERNET, nullptr},
-    {"network.radio", add_plain, NETWORK_NODE_RADIO, NETWORK_DEVICE_WLAN, nullptr},
-    {"network.wlan", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WLAN, nullptr},
-    {"network.vlan", add_vlan, NETWORK_NODE_DEVICE, NETWORK_DEVICE_VLAN, nullptr},
-    {"network.bridge", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_BRIDGE, nullptr},
-    {"network.bond", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_BOND, nullptr},
-    {"network.macsec", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_MACSEC, nullptr},
-    {"network.vrrp", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_VRRP, nullptr},
-    {"network.wisun", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WISUN, nullptr},
-    {"vpn.iptunnel", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_IPTUNNEL, nullptr},
-    {"vpn.l2tpeth", add_l2tpeth_sessions, NETWORK_NODE_DEVICE, NETWORK_DEVICE_L2TPETH, nullptr},
-    {"vpn.wireguard", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WIREGUARD, nullptr},
-    {"vpn.openvpn.client", add_openvpn, NETWORK_NODE_DEVICE, NETWORK_DEVICE_OPENVPN, "openvpn_client_"},
-    {"vpn.openvpn.server", add_openvpn, NETWORK_NODE_DEVICE, NETWORK_DEVICE_OPENVPN, "openvpn_server_"},
-    {"vpn.ipsec.tunnel", add_ipsec_tunnel, NETWORK_NODE_DEVICE, NETWORK_DEVICE_IPSEC, ""},
-    {"network.modem", add_plain, NETWORK_NODE_MODEM, NETWORK_DEVICE_ETHERNET, nullptr},
+    {Area::network, "device", add_hardware, NETWORK_NODE_DEVICE, NETWORK_DEVICE_ETHERNET, nullptr},
+    {Area::network, "radio", add_plain, NETWORK_NODE_RADIO, NETWORK_DEVICE_WLAN, nullptr},
+    {Area::network, "wlan", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WLAN, nullptr},
+    {Area::network, "vlan", add_vlan, NETWORK_NODE_DEVICE, NETWORK_DEVICE_VLAN, nullptr},
+    {Area::network, "bridge", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_BRIDGE, nullptr},
+    {Area::network, "bond", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_BOND, nullptr},
+    {Area::network, "macsec", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_MACSEC, nullptr},
+    {Area::network, "vrrp", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_VRRP, nullptr},
+    {Area::network, "wisun", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WISUN, nullptr},
+    {Area::vpn, "iptunnel", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_IPTUNNEL, nullptr},
+    {Area::vpn, "l2tpeth", add_l2tpeth_sessions, NETWORK_NODE_DEVICE, NETWORK_DEVICE_L2TPETH, nullptr},
+    {Area::vpn, "wireguard", add_plain, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WIREGUARD, nullptr},
+    {Area::vpn, "openvpn.client", add_openvpn, NETWORK_NODE_DEVICE, NETWORK_DEVICE_OPENVPN, "openvpn_client_"},
+    {Area::vpn, "openvpn.server", add_openvpn, NETWORK_NODE_DEVICE, NETWORK_DEVICE_OPENVPN, "openvpn_server_"},
+    {Area::vpn, "ipsec.tunnel", add_ipsec_tunnel, NETWORK_NODE_DEVICE, NETWORK_DEVICE_IPSEC, ""},
+    {Area::network, "modem", add_plain, NETWORK_NODE_MODEM, NETWORK_DEVICE_ETHERNET, nullptr},
 };
 
 void collect_places(Builder &build) {
+  build.places.reserve(32);
+  build.runs.reserve(std::size(sources));
   for (const Source &source : sources) {
-    const ConfigNode *entry = config_object_first(config_object(build.root, source.path));
+    const size_t begin = build.places.size();
+    const ConfigNode *entry =
+        config_object_first(config_object(source.area == Area::network ? build.network : build.vpn, source.path));
     for (; entry != nullptr; entry = config_object_next(entry)) source.add(build, entry, source);
+    if (build.places.size() > begin) build.runs.push_back({begin, build.places.size()});
   }
-  size_t last_id = 0;
-  for (const Place &place : build.places) last_id = std::max(last_id, config_node_id(place.config));
-  build.place_of.assign(last_id + 1, none);
-  for (uint32_t index = 0; index < build.places.size(); ++index)
-    build.place_of[config_node_id(build.places[index].config)] = index;
 }
 
-// The place made from that configuration node, when it is of that kind; null otherwise.
+// The place made from that configuration node, when it is of that type; null otherwise.
 Place *find_place(Builder &build, const ConfigNode *config, NetworkNodeType type) {
   if (config == nullptr) return nullptr;
   const size_t id = config_node_id(config);
-  if (id >= build.place_of.size() || build.place_of[id] == none) return nullptr;
-  Place *place = &build.places[build.place_of[id]];
-  return place->type == type ? place : nullptr;
+  for (const Run &run : build.runs) {
+    Place *begin = &build.places[run.begin];
+    Place *end = begin + (run.end - run.begin);
+    if (id < begin->id || id > end[-1].id) continue;
+    Place *place = std::lower_bound(begin, end, id, [](const Place &each, size_t wanted) { return each.id < wanted; });
+    return place->id == id && place->type == type ? place : nullptr;
+  }
+  return nullptr;
 }
 
 bool is_vlan(const Place *place) {
@@ -332,9 +352,8 @@ void queue_interface(Builder &build, const ConfigNode *modems, const ConfigNode 
 }
 
 void queue_interfaces(Builder &build) {
-  const ConfigNode *network = config_object(build.root, "network");
-  const ConfigNode *modems = config_object(network, "modem");
-  const ConfigNode *entry = config_object_first(config_object(network, "interface"));
+  const ConfigNode *modems = config_object(build.network, "modem");
+  const ConfigNode *entry = config_object_first(config_object(build.network, "interface"));
   for (; entry != nullptr; entry = config_object_next(entry)) queue_interface(build, modems, entry);
 }
 
@@ -377,21 +396,19 @@ void close(Builder &build, uint32_t index) {
 }
 
 void lay_part(Builder &build, uint32_t parent, const Pending &interface, const Family &family) {
-  if (!config_get_bool(interface.config, family.enable)) return;
+  const ConfigNode *part = config_object_get(interface.config, family.key);
+  if (!config_get_bool(part, "enable")) return;
   int detail = family.passthrough;
   if (interface.kind->parts == PartRule::by_type) {
-    const char *type = config_get_string(interface.config, family.type);
+    const char *type = config_get_string(part, "type");
     const PartKind *kind = find_row(family.kinds, type);
     if (kind == nullptr) {
-      config_report(written(interface.config, family.type), Grade::ignored, "unknown %s type '%s', it is left out",
-                    family.key, type);
+      config_report(written(part, "type"), Grade::ignored, "unknown %s type '%s', it is left out", family.key, type);
       return;
     }
     detail = kind->interface_type;
   }
-  open(build, parent,
-       {config_object(interface.config, family.key), family.key, build.store.nodes[parent].name, NETWORK_NODE_PROTO,
-        detail, family.prefix});
+  open(build, parent, {part, family.key, build.store.nodes[parent].name, NETWORK_NODE_PROTO, detail, family.prefix});
 }
 
 void lay_interfaces(Builder &build, uint32_t parent, const Queue &queue) {
@@ -488,7 +505,14 @@ void lay_nodes(Builder &build) {
 
 NetworkModel *network_load(const ConfigNode *root) {
   auto store = std::make_unique<ModelStore>();
-  Builder build{.root = root, .store = *store, .places = {}, .place_of = {}, .interfaces = {}, .unplaced = {}};
+  Builder build{.root = root,
+                .network = config_object(root, "network"),
+                .vpn = config_object(root, "vpn"),
+                .store = *store,
+                .places = {},
+                .runs = {},
+                .interfaces = {},
+                .unplaced = {}};
   collect_places(build);
   name_vlans(build);
   put_devices_in_radios(build);
