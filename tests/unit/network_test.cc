@@ -3,22 +3,22 @@
 #include "network/network.h"
 
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <functional>
 
 #include "fake_platform.h"
 #include "main/mappers.h"
 #include "network/uci.h"
+#include "private_mounts.h"
 
 namespace {
 
 using fake::add;
 using fake::platform;
 using fake::set;
+
+const testing::Environment *const environment = testing::AddGlobalTestEnvironment(new PrivateMounts);
 
 struct NetworkTest : testing::Test {
   NetworkTest() {
@@ -31,23 +31,14 @@ struct NetworkTest : testing::Test {
 std::string written(const std::function<void(FILE *)> &write) {
   char *text = nullptr;
   size_t size = 0;
-  FILE *out = open_memstream(&text, &size);
-  write(out);
-  fclose(out);
-  std::string result(text, size);
-  free(text);
-  return result;
+  OwnedStream out(open_memstream(&text, &size));
+  write(out.get());
+  out.reset();
+  return OwnedText(text).get();
 }
 
 std::string interface_text(const NetworkNode *node) {
   return written([=](FILE *out) { uci_write_interface(out, node); });
-}
-
-// Gives this process a /var/run and a host name of its own; a test program run by ctest ends with its test.
-void enter_private_system() {
-  ASSERT_EQ(unshare(CLONE_NEWNS | CLONE_NEWUTS | (geteuid() != 0 ? CLONE_NEWUSER : 0)), 0);
-  ASSERT_EQ(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
-  ASSERT_EQ(mount("none", "/run", "tmpfs", 0, "size=1m"), 0);
 }
 
 NetworkNode *add_device(uint32_t kind, const char *name, const char *config_path = nullptr) {
@@ -91,17 +82,6 @@ TEST_F(NetworkTest, PrimitivesWriteExactLines) {
   EXPECT_EQ(shell_quote_single(nullptr), nullptr);
 }
 
-TEST_F(NetworkTest, IfnameIsLeftOutUnderARadio) {
-  NetworkNode *radio = add(nullptr, NETWORK_NODE_RADIO, UINT32_MAX, "radio0");
-  const NetworkNode *wireless = add(radio, NETWORK_NODE_DEVICE, NETWORK_DEVICE_WLAN, "wlan0");
-  const NetworkNode *wired = add_device(NETWORK_DEVICE_ETHERNET, "eth0");
-  EXPECT_EQ(written([&](FILE *out) {
-              for (const NetworkNode *node : {static_cast<const NetworkNode *>(nullptr), wireless, wired})
-                uci_write_ifname(out, node);
-            }),
-            "\toption ifname \"eth0\"\n");
-}
-
 TEST_F(NetworkTest, MetricOfAnUnhealthyTunnelIsTheWorst) {
   struct Case {
     const char *entry, *metric, *vigil, *passed, *expected;
@@ -122,52 +102,16 @@ TEST_F(NetworkTest, MetricOfAnUnhealthyTunnelIsTheWorst) {
   }
 }
 
-TEST_F(NetworkTest, FirstPassthroughInModelOrderWins) {
-  set("network.interface.wan.ipv4.address", "192.0.2.1/24");
-  for (const char *key : {"zeta", "alpha"})
-    set(("network.interface." + std::string(key) + ".passthrough.src.0").c_str(), "wan");
-  set("network.interface.zeta.passthrough.src.1", "wan2");
-  set("network.interface.wan2");
-  set("vpn.wan");  // the same key, yet another node
-  NetworkNode *wan = add_interface(nullptr, NETWORK_INTERFACE_ETHERNET, "interface_wan", "network.interface.wan");
-  const NetworkNode *part =
-      add(wan, NETWORK_NODE_PROTO, NETWORK_INTERFACE_STATIC, "ipv4_interface_wan", "network.interface.wan.ipv4");
-  const NetworkNode *other = add_interface(nullptr, NETWORK_INTERFACE_DHCP, "x", "vpn.wan");
-  add_interface(nullptr, NETWORK_INTERFACE_DHCP, "wan2", "network.interface.wan2");
-  add_interface(nullptr, NETWORK_INTERFACE_PASSTHROUGH, "z", "network.interface.zeta");
-  add_interface(nullptr, NETWORK_INTERFACE_PASSTHROUGH, "a", "network.interface.alpha");
-  EXPECT_EQ(interface_text(part),
-            "\nconfig interface ipv4_interface_wan\n\toption passthrough \"zeta\"\n"
-            "\toption proto \"passthrough_static4\"\n\toption ipaddr \"192.0.2.1\"\n\toption netmask \"24\"\n"
-            "\toption force_link 0\n");
-  EXPECT_FALSE(uci_write_passthrough(stderr, other));
-}
-
 TEST_F(NetworkTest, KindsWithoutAWriterGetTheirVlanCompanionOnly) {
-  const uint32_t kinds[] = {NETWORK_INTERFACE_DIALIN,
-                            NETWORK_INTERFACE_PASSTHROUGH4,
-                            NETWORK_INTERFACE_WISUN,
-                            NETWORK_INTERFACE_PASSTHROUGH6,
-                            NETWORK_INTERFACE_HOTSPOT,
-                            16,
-                            18,
-                            21,
-                            UINT32_MAX};
-  struct Case {
-    const char *device, *name, *expected;
-  } cases[] = {
-      {"eth0.100", "ipv6_interface_x",
-       "\nconfig interface vlan6_eth0_100\n\toption ifname \"eth0\"\n\toption proto \"vlan\"\n\toption vid \"100\"\n"
-       "\toption name \"ipv6_interface_x\"\n"},
-      {"a.b.c", "interface_ipv6",
-       "\nconfig interface vlan4_a_b.c\n\toption ifname \"a\"\n\toption proto \"vlan\"\n\toption vid \"b.c\"\n"
-       "\toption name \"interface_ipv6\"\n"},
-      {"vlan7", "ipv4_x", ""},
-  };
-  for (const Case &c : cases)
-    for (uint32_t kind : kinds)
-      EXPECT_EQ(interface_text(add_interface(add_device(NETWORK_DEVICE_VLAN, c.device), kind, c.name)), c.expected);
-  EXPECT_EQ(interface_text(add_interface(add_device(NETWORK_DEVICE_ETHERNET, "a.b"), 16, "x")), "");
+  NetworkNode *vlan = add_device(NETWORK_DEVICE_VLAN, "a.b.c");
+  for (uint32_t kind : std::vector<uint32_t>{NETWORK_INTERFACE_DIALIN, NETWORK_INTERFACE_PASSTHROUGH4, UINT32_MAX,
+                                             NETWORK_INTERFACE_PASSTHROUGH6, NETWORK_INTERFACE_HOTSPOT, 16, 18, 21}) {
+    EXPECT_EQ(interface_text(add_interface(vlan, kind, "interface_ipv6")),
+              "\nconfig interface vlan4_a_b.c\n\toption ifname \"a\"\n\toption proto \"vlan\"\n\toption vid \"b.c\"\n"
+              "\toption name \"interface_ipv6\"\n");
+    EXPECT_EQ(interface_text(add_interface(add_device(NETWORK_DEVICE_VLAN, "vlan7"), kind, "x")), "");
+    EXPECT_EQ(interface_text(add_interface(add_device(NETWORK_DEVICE_ETHERNET, "a.b"), kind, "x")), "");
+  }
 }
 
 TEST_F(NetworkTest, HybridUseDecidesTheBody) {
@@ -202,7 +146,7 @@ TEST_F(NetworkTest, HybridUseDecidesTheBody) {
 TEST_F(NetworkTest, AnInterfaceWithoutConfigurationStillGetsItsSection) {
   platform->absent_text = nullptr;
   set("system");
-  enter_private_system();
+  ASSERT_EQ(unshare(CLONE_NEWUTS), 0);
   ASSERT_EQ(sethostname("router", 6), 0);
   EXPECT_EQ(interface_text(add_interface(nullptr, NETWORK_INTERFACE_STATIC, "s")),
             "\nconfig interface s\n\toption proto \"static\"\n\toption force_link 0\n");
@@ -217,27 +161,25 @@ TEST_F(NetworkTest, AnInterfaceWithoutConfigurationStillGetsItsSection) {
 
 TEST_F(NetworkTest, BridgeTakesTheAddressOfTheMemberConfiguredFirst) {
   const std::string device =
-      "\nconfig device\n\toption name \"br\"\n\toption type \"bridge\"\n\toption bridge_empty 1\n"
-      "\toption stp 0\n";
+      "\nconfig device\n\toption name \"br\"\n\toption type \"bridge\"\n\toption bridge_empty 1\n\toption stp 0\n";
   const std::string link = "\nconfig interface link_bridge_br\n\toption proto \"link\"\n\toption ifname \"br\"\n";
   set("network.bridge.br.enable", "true");
   set("network.bridge.br.auto_mac_assignment", "true");
-  for (const char *reference : {"/network/device/gone", "", "/network/device/lo", "/network/device/gone"}) {
+  for (const char *reference : {"/network/device/../net/lo", "/network/device/gone", "", "/network/device/lo"}) {
     size_t count = config_array_count(config_array(&platform->tree, "network.bridge.br.device"));
     set(("network.bridge.br.device." + std::to_string(count)).c_str(), reference);
   }
   NetworkNode *bridge = add_device(NETWORK_DEVICE_BRIDGE, "br", "network.bridge.br");
-  auto add_port = [&](const char *name) {
-    NetworkNode *port = add(bridge, NETWORK_NODE_BRIDGE_PORT, UINT32_MAX, name);
-    port->key = std::string("network.device.") + name;
+  auto add_port = [&](const char *name, const char *key) {
+    add(bridge, NETWORK_NODE_BRIDGE_PORT, UINT32_MAX, name)->key = key;
   };
   auto text = [&] { return written([&](FILE *out) { uci_write_devices(out, bridge); }); };
   EXPECT_EQ(text(), device + link);
-  for (const char *name : {"..", "../net/lo", "gone"}) add_port(name);
-  EXPECT_EQ(text(), device + "\toption ifname \".. ../net/lo gone\"\n" + link);
-  add_port("lo");
-  EXPECT_EQ(text(),
-            device + "\toption ifname \".. ../net/lo gone lo\"\n\toption macaddr \"00:00:00:00:00:00\"\n" + link);
+  add_port("../net/lo", "network.device....net.lo");
+  add_port("gone", "network.device.gone");
+  EXPECT_EQ(text(), device + "\toption ifname \"../net/lo gone\"\n" + link);
+  add_port("lo", "network.device.lo");
+  EXPECT_EQ(text(), device + "\toption ifname \"../net/lo gone lo\"\n\toption macaddr \"00:00:00:00:00:00\"\n" + link);
   set("network.bridge.br.mode", "switch");
   EXPECT_EQ(text(), device + "\toption vlan_filtering 1\n" + link);
 }
@@ -280,7 +222,6 @@ TEST_F(NetworkTest, DiagnosticsTouchNeitherFilesNorStore) {
       {{"x", "--device"}, 1, "", "error: config lookup failed\n"},
       {{"--device", "network"}, 1, "", "error: network node lookup failed\n"},
   };
-  enter_private_system();
   mkdir("/var/run/uci", 0755);
   set("network.device.e");
   for (const Case &c : cases) {
@@ -297,17 +238,17 @@ TEST_F(NetworkTest, DiagnosticsTouchNeitherFilesNorStore) {
 }
 
 TEST_F(NetworkTest, DeviceMapIsPublishedWhateverElseFails) {
-  enter_private_system();
   set("network.device.e");
   add_device(NETWORK_DEVICE_LOOPBACK, "lo");
   add_device(NETWORK_DEVICE_ETHERNET, "eth0", "network.device.e");
+  const std::string map = "network.device_map";
   const std::vector<std::string> expected = {"init",
                                              "start",
-                                             "delete network.device_map",
-                                             "network.device_map.0.device=lo",
-                                             "network.device_map.0.path=",
-                                             "network.device_map.1.device=eth0",
-                                             "network.device_map.1.path=network.device.e",
+                                             "delete " + map,
+                                             map + ".0.device=lo",
+                                             map + ".0.path=",
+                                             map + ".1.device=eth0",
+                                             map + ".1.path=network.device.e",
                                              "commit",
                                              "deinit"};
   const std::string file =
