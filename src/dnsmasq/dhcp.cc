@@ -342,13 +342,12 @@ void dnsmasq_forget_model() {
 
 OwnedText dnsmasq_escape_quoted(const char *text) {
   if (strpbrk(text, "\\\"") == nullptr) return nullptr;
-  OwnedText escaped(static_cast<char *>(malloc(2 * strlen(text) + 1)));
-  if (escaped == nullptr) return nullptr;
-  char *end = escaped.get();
+  std::string escaped;
   for (; *text != '\0'; text++) {
-    if (*text == '\\' || *text == '"') *end++ = '\\';
-    *end++ = *text;
+    if (*text == '\\' || *text == '"') escaped += '\\';
+    escaped += *text;
   }
-  *end = '\0';
-  return escaped;
+  char *copy;
+  xasprintf(&copy, "%s", escaped.c_str());
+  return OwnedText(copy);
 }

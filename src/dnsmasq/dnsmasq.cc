@@ -25,7 +25,7 @@ const size_t web_filter_id_length = 16;
 const unsigned public_mode = 0644;
 
 // The fixed host names of the built-in speed test, and its sets: above every number that a policy route can have.
-const char speedtest_hosts[2][32] = {"speedtest-1.tessera.example", "speedtest-2.tessera.example"};
+const char *const speedtest_hosts[] = {"speedtest-1.tessera.example", "speedtest-2.tessera.example"};
 const int speedtest_set4 = 200;
 const int speedtest_set6 = 201;
 
@@ -155,6 +155,11 @@ void write_speedtest(FILE *file, FILE *sniffer) {
   fprintf(sniffer, "%s,%s 6 %d\n", speedtest_hosts[0], speedtest_hosts[1], speedtest_set6);
 }
 
+// The status does not tell that a file is incomplete, so the log must.
+void finish(OwnedStream stream, const char *path) {
+  if (!close_output(std::move(stream))) log_error("error writing %s: %s", path, strerror(errno));
+}
+
 void write_files(FILE *file, const ConfigNode *root) {
   const ConfigNode *dns = config_object(root, "service.dns");
   write_global_options(file, root);
@@ -176,8 +181,8 @@ void write_files(FILE *file, const ConfigNode *root) {
 
   dnsmasq_forget_model();
   dnsmasq_network_model = nullptr;
-  if (sniffer != nullptr && fclose(sniffer.release()) != 0)
-    log_error("error writing %s: %s", sniffer_path, strerror(errno));
+  model.reset();
+  if (sniffer != nullptr) finish(std::move(sniffer), sniffer_path);
 }
 
 }  // namespace
@@ -187,7 +192,6 @@ int32_t map_dnsmasq(const ConfigNode *root, int32_t, char **) {
   if (conf == nullptr) return 1;
 
   write_files(conf.get(), root);
-  bool complete = ferror(conf.get()) == 0;
-  if (fclose(conf.release()) != 0 || !complete) log_error("error writing %s: %s", conf_path, strerror(errno));
+  finish(std::move(conf), conf_path);
   return 0;
 }

@@ -36,6 +36,14 @@ OwnedStream open_output(const char *path, unsigned mode) {
   return OwnedStream(stream);
 }
 
+bool close_output(OwnedStream stream) {
+  // A write that failed earlier has left its mark, but not its reason.
+  bool failed = ferror(stream.get()) != 0;
+  if (fclose(stream.release()) != 0) return false;
+  if (failed) errno = EIO;
+  return !failed;
+}
+
 bool create_directory(const char *path, unsigned mode) {
   return mkdir(path, mode) == 0 && chmod(path, mode) == 0;
 }

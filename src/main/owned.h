@@ -61,6 +61,9 @@ std::string format(const char *format, ...) __attribute__((format(printf, 1, 2))
 // Null when that fails; errno then tells why.
 OwnedStream open_output(const char *path, unsigned mode = 0600);
 
+// Closes a stream; true when everything written to it has reached the file, else errno tells what went wrong.
+bool close_output(OwnedStream stream);
+
 // Creates a directory with exactly `mode`, whatever the umask says. False, with the reason in errno, when that fails;
 // one that exists keeps its mode and counts as failed with EEXIST.
 bool create_directory(const char *path, unsigned mode);

@@ -132,9 +132,8 @@ StagedFile stage(std::string temporary_path, const char *path) {
 }
 
 void install(StagedFile file) {
-  bool complete = ferror(file.stream.get()) == 0;
-  complete = fclose(file.stream.release()) == 0 && complete;
-  if (!complete || rename(file.temporary_path.c_str(), file.path) != 0) unlink(file.temporary_path.c_str());
+  if (!close_output(std::move(file.stream)) || rename(file.temporary_path.c_str(), file.path) != 0)
+    unlink(file.temporary_path.c_str());
 }
 
 struct RadiusMethod {
@@ -238,7 +237,7 @@ struct TacacsMethod {
 };
 
 // The servers as module arguments. A bracketed argument may hold blanks; a "]" in the secret must not end it.
-std::string pam_write_tacacs_servers(const ConfigNode *servers) {
+std::string tacacs_servers_text(const ConfigNode *servers) {
   std::string text;
   for (const ConfigNode *server = config_array_first(servers); server != nullptr; server = config_array_next(server)) {
     OwnedText secret = escape_secret(server);
@@ -266,7 +265,7 @@ bool write_tacacs_method(FILE *stream, const ConfigNode *root) {
       .service = or_empty(config_get_string(config, "service")),
       .group_attribute = or_empty(config_get_string(config, "group_attribute")),
       .authoritative = config_get_bool(config, "authoritative"),
-      .servers = pam_write_tacacs_servers(config_array(config, "server")),
+      .servers = tacacs_servers_text(config_array(config, "server")),
   };
   for (const TacacsRow *row = tacacs_logins; row->service != nullptr; row++)
     pam_write_tacacs(stream, tacacs, row->service, row->protocol);
@@ -305,7 +304,7 @@ void write_methods(FILE *stream, const ConfigNode *root) {
   if (!written) pam_write_local(stream);
 }
 
-void pam_write_closing(FILE *stream) {
+void write_closing_rules(FILE *stream) {
   write_rules(stream, login_services, login_closing_rules);
   write_rules(stream, command_services, command_closing_rules);
   write_rules(stream, tunnel_services, tunnel_closing_rules);
@@ -323,7 +322,7 @@ int32_t map_pam(const ConfigNode *root, int32_t, char **) {
   write_token_rules(stream, root, two_factor);
   write_rules(stream, banner_services, banner_rules);
   write_methods(stream, root);
-  pam_write_closing(stream);
+  write_closing_rules(stream);
   install(std::move(file));
   return 0;
 }
