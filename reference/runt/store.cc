@@ -137,10 +137,12 @@ int remove_subtree(MDB_val *key, MDB_val * /*value*/) {
 int change(int step(MDB_val *, MDB_val *), const char *key, const char *text) {
   StoredKey encoded;
   if (!store.open) return ENOTCONN;
-  if (text == nullptr || !runt_encode_key(key, &encoded)) return EINVAL;
+  bool valid = text != nullptr && runt_encode_key(key, &encoded);
   bool alone = store.batch == nullptr;
+  if (alone && !valid) return EINVAL;
   int error = alone ? runt_edit_start() : 0;
   if (error != 0) return error;
+  if (store.batch_error == 0 && !valid) store.batch_error = EINVAL;
   if (store.batch_error == 0) {
     MDB_val stored = {encoded.length, encoded.bytes};
     MDB_val value = {strlen(text), const_cast<char *>(text)};  // only read
@@ -300,5 +302,8 @@ int runt_edit_commit(void) {
     log_debug("cannot change the runtime store: %s", runt_error_text(error));
     return error;
   }
-  return renew_snapshot();
+  // The batch is stored, whatever becomes of the view of it.
+  error = renew_snapshot();
+  if (error != 0) log_debug("cannot see the changed runtime store: %s", runt_error_text(error));
+  return 0;
 }
