@@ -1,0 +1,343 @@
+#!/usr/bin/env python3
+"""Real IKE daemons run from the files of `tessera ipsec`.
+
+    ipsec.py BIN_DIRECTORY
+
+Two hosts in namespaces of their own, each configured by its own run from its own configuration, set up tunnels of every
+way to authenticate; then one daemon loads a connection of every kind there is. Debian's daemon does not know three
+keywords of the device's: exactly these lines are taken out, and any other complaint fails the test.
+"""
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import time
+
+UNKNOWN_KEYWORDS = re.compile(r"\t(if_id|righthostsweight|righthostssequence)=")
+COMPLAINT = re.compile(r"(?i)^#|fail|error|invalid|unknown|unable|ignor|missing|not found|bad ")
+STRONGSWAN_CONF = """charon {
+  load = random nonce aes md5 sha1 sha2 hmac kdf gmp pem pkcs1 pkcs8 x509 pubkey revocation constraints \
+kernel-libipsec kernel-netlink socket-default stroke updown xauth-generic
+  plugins { kernel-libipsec { load = yes } }
+  filelog {
+    test {
+      path = %s
+      flush_line = yes
+    }
+  }
+}
+pki { load = random nonce sha1 sha2 gmp pem pkcs1 x509 pubkey }
+"""
+HOST_SETUP = """set -eu
+mount -t tmpfs tmpfs "$1"
+for tree in usr etc; do
+  mkdir "$1/$tree" "$1/$tree.work"
+  mount -t overlay overlay -o "lowerdir=/$tree,upperdir=$1/$tree,workdir=$1/$tree.work" "/$tree"
+done
+mount -t tmpfs tmpfs /run
+rm -rf /etc/ipsec.d
+mkdir -p /etc/config/scep_client/ca
+for name in ipsec.d ipsec.conf ipsec.secrets; do ln -sfn "/var/run/$name" "/etc/$name"; done
+printf '#!/bin/sh\\necho "$PLUTO_VERB $*" >>/run/updown.log\\n' >/usr/bin/ipsec-updown.sh
+chmod 755 /usr/bin/ipsec-updown.sh
+ip link set lo up
+ip address add "10.$2.0.1/24" dev lo
+"""
+PROPOSALS = {"phase1_proposal": [{"cipher": "aes256", "hash": "sha256", "dh_group": "modp2048"}],
+             "phase2_proposal": [{"cipher": "aes256", "hash": "sha256", "dh_group": "none"}]}
+LIFETIMES = {"phase1_lifetime": "3h", "phase2_lifetime": "1h", "lifetime_margin": "9m"}
+
+
+def merged(base, changes):
+    """The settings of `base` with those of `changes` on top, objects member by member."""
+    if not isinstance(base, dict) or not isinstance(changes, dict):
+        return changes
+    return {key: merged(base.get(key), changes[key]) if key in changes else base[key]
+            for key in [*base, *(key for key in changes if key not in base)]}
+
+
+def start_host(number):
+    """A host with the address 10.9.0.NUMBER and the network 10.NUMBER.0.0/24 behind it."""
+    holder = subprocess.Popen(["unshare", "-m", "-n", "-u", "sh", "-c", "echo ready; exec sleep 1000"],
+                              stdout=subprocess.PIPE, text=True)
+    holder.stdout.readline()
+    scratch = tempfile.mkdtemp()
+    host = {"number": number, "pid": holder.pid, "log": f"{scratch}.log"}
+    on(host, "sh", "-c", HOST_SETUP, "sh", scratch, str(number))
+    write(host, "/etc/strongswan.conf", STRONGSWAN_CONF % host["log"])
+    return host
+
+
+def on(host, *command, check=True, **options):
+    command = ["nsenter", "-t", str(host["pid"]), "-m", "-n", "-u", "--", *command]
+    done = subprocess.run(command, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60, **options)
+    if check and done.returncode != 0:
+        sys.exit(f"{command} gave {done.returncode}:\n{done.stdout}")
+    return done.stdout
+
+
+def write(host, path, text):
+    on(host, "sh", "-c", 'cat >"$1"', "sh", path, input=text)
+
+
+def link_hosts(hosts):
+    ends = [f"wan{host['number']}" for host in hosts]
+    subprocess.run(["ip", "link", "add", ends[0], "type", "veth", "peer", "name", ends[1]], check=True)
+    for host, end in zip(hosts, ends):
+        subprocess.run(["ip", "link", "set", end, "netns", str(host["pid"])], check=True)
+        on(host, "ip", "address", "add", f"10.9.0.{host['number']}/24", "dev", end)
+        on(host, "ip", "link", "set", end, "up")
+
+
+def configure(host, tunnels, more=None):
+    """Runs tessera on the host and gives the names of the connections that it wrote."""
+    facts = {"system.mac": "00:11:22:33:44:55", "system.serial": "S-1"}
+    for interface, family, address, netmask in (
+            ("wan", "ipv4", f"10.9.0.{host['number']}", "24"), ("lan", "ipv4", f"10.{host['number']}.0.1", "24"),
+            ("wan", "ipv6", "fd00:9::1", "64"), ("lan", "ipv6", "fd00:1::1", "64")):
+        key = f"network.interface.{interface}.{family}."
+        facts |= {key + "ready": "1", key + "address": address, key + "netmask": netmask}
+    facts["network.interface.inner.ipv4.ready"] = facts["network.interface.inner.ipv4.passthrough"] = "1"
+    facts["network.interface.inner.ipv4.address"] = "192.0.2.77"
+    write(host, "/etc/config/config.json", json.dumps(merged({"vpn": {"ipsec": {"tunnel": tunnels}}}, more or {})))
+    write(host, "/run/facts.json", json.dumps(facts))
+    on(host, runt, "load", "/run/facts.json")
+    said = on(host, tessera, "ipsec").replace("writing RSA key\n", "")  # openssl reports what it does
+    if said:
+        sys.exit(f"tessera: {said}")
+    connections = []
+    for name in tunnels:
+        text = on(host, "cat", f"/run/ipsec.d/conf/{name}.conf")
+        connections += re.findall(r"^conn (.*)", text, re.M)
+        kept = [line for line in text.splitlines(True) if not UNKNOWN_KEYWORDS.match(line)]
+        write(host, f"/run/ipsec.d/conf/{name}.conf", "".join(kept))
+    return connections
+
+
+def start_daemon(host, connections):
+    """Starts the daemon, and fails when it does not load every connection without a complaint."""
+    with open(host["log"], "w"), open(host["log"], "a") as log:
+        starter = subprocess.Popen(["nsenter", "-t", str(host["pid"]), "-m", "-n", "-u", "--",
+                                    "/usr/lib/ipsec/starter", "--nofork", "--debug"], stdout=log, stderr=log)
+    until = time.time() + 30
+    text = ""
+    while len(re.findall("added (?:configuration|child to existing configuration) '", text)) < len(connections):
+        if time.time() > until or starter.poll() is not None:
+            sys.exit(f"the daemon did not load every connection:\n{text}")
+        time.sleep(0.05)
+        with open(host["log"]) as log:
+            text = log.read()
+    complaints = [line for line in text.splitlines() if COMPLAINT.search(line)]
+    if complaints:
+        sys.exit("the daemon complains:\n" + "\n".join(complaints))
+    return {"starter": starter, "loaded": text}
+
+
+def expect(what, text, *patterns):
+    for pattern in patterns:
+        if not re.search(pattern, text):
+            sys.exit(f"{what}: no {pattern} in\n{text}")
+
+
+def openssl(*arguments, **options):
+    return subprocess.run(["openssl", *arguments], check=True, text=True, stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL, **options).stdout
+
+
+def make_keys():
+    """Keys and certificates of both hosts, signed by one authority that also has a revocation list."""
+    keys = {}
+    with tempfile.TemporaryDirectory() as scratch:
+        for name in ("root", "other", "1", "2"):
+            key = f"{scratch}/{name}.key"
+            openssl("genrsa", "-traditional", "-out", key, "2048")
+            subject = f"/C=CH/O=tessera test/CN={name}"
+            request = ["req", "-new", "-key", key, "-subj", subject]
+            if name in ("root", "other"):
+                certificate = openssl(*request, "-x509", "-days", "30", "-set_serial", "1")
+            else:
+                certificate = openssl("x509", "-req", "-CA", f"{scratch}/root.crt", "-CAkey", f"{scratch}/root.key",
+                                      "-days", "30", "-set_serial", "1" + name, input=openssl(*request))
+            with open(f"{scratch}/{name}.crt", "w") as file:
+                file.write(certificate)
+            with open(key) as file:
+                keys[name] = {"key": file.read(), "cert": certificate, "public": openssl("rsa", "-in", key, "-pubout")}
+        keys["locked"] = openssl("rsa", "-in", f"{scratch}/1.key", "-traditional", "-aes256",
+                                 "-passout", "pass:" + PASSPHRASE)
+        keys["crl"] = subprocess.run(
+            ["ipsec", "pki", "--signcrl", "--cacert", f"{scratch}/root.crt", "--cakey", f"{scratch}/root.key",
+             "--outform", "pem"], check=True, text=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+    return keys
+
+
+def identity(kind, value=None):
+    return {"id": {"type": kind, f"{kind}_id": value} if value else {"type": kind}}
+
+
+def policy(local, remote, protocol="any", local_port="any", remote_port="any"):
+    return {"local": {"protocol": protocol, "port": local_port, **local},
+            "remote": {"protocol": protocol, "port": remote_port, "network": remote}}
+
+
+def tunnel(me, peer, changes):
+    """A tunnel between the hosts of these numbers, or of host 1 to nowhere, that `changes` makes what it is to be."""
+    return merged({
+        "enable": True, "type": "esp", "mode": "tunnel", "ike": {"version": "ikev2", **LIFETIMES, **PROPOSALS},
+        "local": {"type": "interface", "interface": "wan", **identity("fqdn", f"host{me}.example")},
+        "remote": {"ip_version": "ipv4", "peer_selection": "round_robin", "peers": [{"hostname": f"10.9.0.{peer}"}],
+                   **identity("fqdn", f"host{peer}.example")},
+        "policy": [policy({"type": "network", "network": "lan"}, f"10.{peer}.0.0/24")],
+        "auth": {"type": "secret", "secret": SECRET}}, changes)
+
+
+SECRET = 'it\'s "secret" %s 100% \\ $(id) ü'
+PASSPHRASE = "pass 'phrase' \"%s\""
+
+
+def main():
+    keys = make_keys()
+    dn = {number: f"C=CH, O=tessera test, CN={number}" for number in (1, 2)}
+    xauth = {"ike": {"version": "ikev1", "mode": "main"},
+             "xauth_client": {"enable": True, "username": "road.warrior", "password": "pass word"},
+             "dpd": {"enable": True, "delay": 30, "timeout": 120}}
+    subnets = r"10\.1\.0\.0/24 === 10\.2\.0\.0/24"
+    certificate = {number: {"type": "x509", "private_key": keys[str(number)]["key"], "cert": keys[str(number)]["cert"]}
+                   for number in (1, 2)}
+    by_name = {number: {"local": identity("raw", dn[number]), "remote": identity("raw", dn[3 - number])}
+               for number in (1, 2)}
+    lan = {"type": "network", "network": "lan"}
+    # What each host's tunnel is, and what both daemons must then say of it.
+    cases = {
+        "psk": ({1: {"ike": {"initiate": True}}, 2: {}}, ["IKEv2.*pre-shared key", subnets]),
+        "xauth": ({1: xauth, 2: xauth}, ["IKEv1", subnets]),
+        "asymmetric": ({n: {"auth": {"type": "asymmetric-secrets", "local_secret": SECRET, "remote_secret": SECRET}}
+                        for n in (1, 2)}, ["pre-shared key"]),
+        "rsa": ({1: {"auth": {"type": "rsasig", "private_key": keys["locked"], "private_key_passphrase": PASSPHRASE,
+                              "peer_public_key": keys["2"]["public"]}},
+                 2: {"auth": {"type": "rsasig", "private_key": keys["2"]["key"],
+                              "peer_public_key": keys["1"]["public"]}}}, ["public key reauthentication"]),
+        "x509": ({1: merged(by_name[1], {"auth": certificate[1] | {
+                     "peer_verify": "ca", "peer_ca": keys["root"]["cert"] + keys["other"]["cert"],
+                     "crls": [{"crl": keys["crl"]}]}}),
+                  2: merged(by_name[2], {"auth": certificate[2] | {
+                      "peer_verify": "cert", "peer_cert": keys["1"]["cert"]}})},
+                 [re.escape(dn[1]), re.escape(dn[2])]),
+        "ports": (
+            {1: {"policy": [policy(lan, "10.2.0.0/24", "tcp", "any", "80"),
+                            policy({"type": "custom", "custom": "10.1.0.0/25"}, "10.2.0.0/24", "udp", "53")]},
+             2: {"policy": [policy(lan, "10.1.0.0/24", "tcp", "80"),
+                            policy({"type": "custom", "custom": "10.2.0.0/24"}, "10.1.0.0/25", "udp", "any", "53")]}},
+            [r"10\.1\.0\.0/24\[tcp\] === 10\.2\.0\.0/24\[tcp/http\]",
+             r"10\.1\.0\.0/25\[udp/domain\] === 10\.2\.0\.0/24\[udp\]"]),
+    }
+    hosts = [start_host(number) for number in (1, 2)]
+    link_hosts(hosts)
+    for name, (sides, signs) in cases.items():
+        run_case(hosts, name, sides, signs)
+    load_every_kind(hosts[0], keys)
+
+
+def bring_up(hosts, connections):
+    """Has the first host set the connections up. The daemon may lose a second exchange that overtakes the end of the
+    first one, so a connection gets more than one chance."""
+    for _ in range(4):
+        for connection in connections:
+            on(hosts[0], "ipsec", "stroke", "up-nb", connection)
+        until = time.time() + 6
+        while time.time() < until:
+            status = on(hosts[0], "ipsec", "status")
+            if all(re.search(rf"{connection}{{\d+}}: *INSTALLED", status) for connection in connections):
+                return
+            time.sleep(0.05)
+        for connection in connections:
+            on(hosts[0], "ipsec", "stroke", "down-nb", connection)
+    sys.exit("\n".join([f"{connections} do not come up:", *(open(host["log"]).read() for host in hosts)]))
+
+
+def run_case(hosts, name, sides, signs):
+    daemons = []
+    for host in hosts:
+        number = host["number"]
+        connections = configure(host, {name: tunnel(number, 3 - number, sides[number])})
+        if name == "xauth" and number == 2:  # tessera makes clients only: this one becomes the server for them
+            path = "/run/ipsec.d/conf/xauth.conf"
+            text = on(host, "cat", path).replace("xauth=client", "xauth=server").replace("leftauth2", "rightauth2")
+            write(host, path, re.sub(r"\txauth_identity.*\n", "", text))
+        daemons.append(start_daemon(host, connections))
+    bring_up(hosts, connections)
+    states = [on(host, "ipsec", "statusall") for host in hosts]
+    expect(name, states[0], "ESTABLISHED", *signs)
+    expect(name, states[1], "ESTABLISHED", "INSTALLED")
+    expect(name, on(hosts[0], "cat", "/run/updown.log"), rf"up-client -x ipsec1 -n {len(connections)}\n")
+    if name == "psk":
+        on(hosts[0], "busybox", "ping", "-c", "1", "-W", "5", "-I", "10.1.0.1", "10.2.0.1")
+        expect(name, on(hosts[0], "ipsec", "statusall"), r" 84 bytes_i \(1 pkt.* 84 bytes_o \(1 pkt")
+    if name == "xauth":
+        expect(name, open(hosts[1]["log"]).read(), "XAuth authentication of 'road.warrior' successful")
+    if name == "rsa":
+        for host, own in zip(hosts, "12"):
+            expect(name, on(host, "cat", "/run/ipsec.d/certs/rsa.pub"), "BEGIN PUBLIC KEY")
+            expect(name, on(host, "stat", "-c", "%a", "/run/ipsec.d/certs/rsa.pub"), "^600$")
+    if name == "x509":
+        expect(name, on(hosts[0], "cat", "/run/ipsec.d/conf/x509.conf"), r'\trightca="asn1dn:#[0-9a-f]+"\n')
+        expect(name, states[0], r'remote:.*certificate authentication|ca: +"C=CH, O=tessera test, CN=root"')
+        expect(name, daemons[0]["loaded"], r'loaded ca certificate "C=CH, O=tessera test, CN=other"', "loaded crl from")
+    for host, daemon in zip(hosts, daemons):
+        daemon["starter"].terminate()
+        daemon["starter"].wait(20)
+        on(host, "rm", "-f", "/run/updown.log")
+    print(f"{name}: up")
+
+
+def load_every_kind(host, keys):
+    """The daemon loads one connection of every kind of identity, policy, exchange and authentication."""
+    own = keys["1"]
+    peers = [{"hostname": "10.9.0.2", "weight": 3, "peer_id": {"enable": True, **identity("fqdn", "a.example")}},
+             {"hostname": "10.9.0.3"}]
+    kinds = {f"id_{kind}": {"local": identity(kind, value), "remote": identity(kind, value)} for kind, value in {
+        "any": None, "raw": "@#6b", "ipv4": "10.9.0.1", "ipv6": "fd00::1", "rfc822": "@[a@b.example]",
+        "fqdn": "gw.example", "keyid": "key", "mac_address": None, "serial_number": None}.items()}
+    kinds |= {
+        "no_policy": {"policy": []},
+        "policies": {"modecfg_client": {"enable": True}, "mgmt": 3, "local": {"interface": "inner"}, "policy": [
+            policy({"type": "address", "address": "lan"}, "10.2.0.0/16"),
+            policy({"type": "address", "address": "lan"}, "fd00:2::/64", "udp", "500"),
+            policy({"type": "network", "network": "lan"}, "fd00:2::/64"),
+            policy({"type": "custom", "custom": "0.0.0.0/0"}, "", "icmp", "8"),
+            policy({"type": "request"}, "10.2.0.0/16"), policy({"type": "request"}, "::/0"),
+            policy({"type": "dynamic", "protocol_other": 47}, "", "other")]},
+        "six": {"remote": {"ip_version": "ipv6", "peers": [{"hostname6": "fd00:9::2"}]}, "policy": []},
+        "anybody": {"remote": {"peers": [{"hostname": "any"}]}, "ike": {"fragmentation": "never"}},
+        "weighted": {"remote": {"peer_selection": "weighted", "peers": peers}, "ike": {"fragmentation": "accept"}},
+        "aggressive": {"ike": {"version": "ikev1", "mode": "aggressive", "fragmentation": "always"}},
+        "transport": {"mode": "transport", "policy": [], "type": "ah", "force_udp_encap": True},
+        "detecting": {"dpd": {"enable": True, "delay": 30, "timeout": 90}, "ike": {"initiate": True}},
+        "several_proposals": {"ike": {key: PROPOSALS[key] + PROPOSALS["phase1_proposal"] for key in PROPOSALS}},
+        "hub": {"mode": "transport", "policy": []},
+        "given_key": {"auth": {"type": "rsasig", "private_key": own["key"], "public_key": own["public"],
+                               "peer_public_key": keys["2"]["public"]}},
+        "enrolled": {"auth": {"type": "scep", "scep_client": "ca"},
+                     "local": identity("raw", "C=CH, O=tessera test, CN=1")},
+    }
+    client = "/etc/config/scep_client/ca/scep_"
+    for file, text in (("key.pem", own["key"]), ("cert.pem", own["cert"]), ("peer_ca.pem-1", keys["root"]["cert"]),
+                       ("peer_ca.pem-2", keys["other"]["cert"]), ("crl.pem", keys["crl"])):
+        write(host, client + file, text)
+    tunnels = {name: tunnel(1, 2, changes) for name, changes in kinds.items()}
+    connections = configure(host, tunnels, {"network": {
+        "route": {"service": {"nhrp": {"network": [{"ipsec": "hub"}]}}},
+        "scep_client": {"ca": {"crl": {"enable": True}}}}})
+    daemon = start_daemon(host, connections)
+    daemon["starter"].terminate()
+    daemon["starter"].wait(20)
+    print(f"{len(connections)} connections loaded")
+
+
+if sys.argv[1] != "--inside":
+    with tempfile.TemporaryDirectory() as scratch:
+        inside = ["unshare", "-m", "-n", "-u", "-p", "-f", "--kill-child", "--mount-proc", sys.executable, __file__]
+        sys.exit(subprocess.run([*inside, "--inside", *sys.argv[1:]], env=os.environ | {"TMPDIR": scratch}).returncode)
+tessera, runt = (os.path.abspath(f"{sys.argv[2]}/{name}") for name in ("tessera", "runt"))
+main()

@@ -1,0 +1,231 @@
+#!/usr/bin/env python3
+"""The tree of daemon files under stress: readers during a run, killed runs, and everything that can be missing.
+
+    ipsec_tree.py BIN_DIRECTORY
+"""
+import json
+import os
+import pty
+import re
+import signal
+import subprocess
+import sys
+import threading
+
+SETUP = """set -eu
+mount -t tmpfs tmpfs /mnt
+mkdir /mnt/etc /mnt/work
+mount -t overlay overlay -o lowerdir=/etc,upperdir=/mnt/etc,workdir=/mnt/work /etc
+mount -t tmpfs -o size=1m tmpfs /run
+mkdir -p /etc/config/scep_client/ca /mnt/bin /run/uci
+cd /etc/config/scep_client/ca
+for file in scep_key.pem scep_cert.pem scep_peer_ca.pem; do echo kept >$file; done
+ln -s "$(command -v rm)" /mnt/bin/rm
+"""
+TREE, CONF, SECRETS = "/run/ipsec.d", "/run/ipsec.conf", "/run/ipsec.secrets"
+LIFETIMES = {"phase1_lifetime": "3h", "phase2_lifetime": "1h", "lifetime_margin": "9m"}
+
+
+def tunnel(auth):
+    return {"enable": True, "local": {"type": "interface", "interface": "wan"}, "ike": LIFETIMES, "auth": auth,
+            "remote": {"ip_version": "ipv4", "peers": [{"hostname": "192.0.2.9"}]}}
+
+
+def use(tunnels):
+    with open("/etc/config/new", "w") as file:
+        json.dump({"vpn": {"ipsec": {"tunnel": tunnels}}}, file)
+    os.rename("/etc/config/new", "/etc/config/config.json")
+
+
+def run(*before, service="ipsec", **options):
+    """Runs tessera, through the commands `before`, and gives its exit status and messages."""
+    done = subprocess.run([*before, tessera, service], text=True, stderr=subprocess.PIPE, timeout=30, **options)
+    return done.returncode, done.stderr.replace("writing RSA key\n", "").replace("tessera_ipsec: ", "")
+
+
+def read(path):
+    try:
+        with open(path) as file:
+            return file.read()
+    except OSError:
+        return ""
+
+
+def snapshot():
+    """Type, mode and content of all that a run leaves."""
+    found = {}
+    for top, directories, files in os.walk("/run"):
+        directories[:] = [name for name in directories if name not in ("runt", "uci")]
+        for name in directories + files if top != "/run" else [name for name in os.listdir(top) if "ipsec" in name]:
+            path = os.path.join(top, name)
+            content = os.readlink(path) if os.path.islink(path) else read(path) if name in files else ""
+            found[path] = (oct(os.lstat(path).st_mode), content)
+    return found
+
+
+def check(what, good, *details):
+    if not good:
+        sys.exit(f"{what}: " + "\n".join(map(str, details)))
+    print(f"{what}: good")
+
+
+def kill_at_every_point(reference):
+    """A run that is killed before any of its steps and then repeated ends with the tree of a run left in peace."""
+    points = 0
+    quiet = os.environ | {"ASAN_OPTIONS": "detect_leaks=0"}  # which cannot be done for a traced process
+    for call in ("mkdir", "chmod", "unlink", "openat", "fchmod", "write", "close", "symlink", "rename", "clone,clone3"):
+        number = 1
+        strace = ["strace", "-qq", "-o", "/dev/null", "-e"]
+        while run(*strace, f"inject={call}:signal=KILL:when={number}", env=quiet)[0] == -signal.SIGKILL:
+            if run() != (0, "") or snapshot() != reference:
+                sys.exit(f"killed before {call} number {number}: the next run leaves {snapshot()}")
+            number += 1
+        points += number - 1
+    check(f"killed at {points} points, then repeated", points > 50)
+    check("keys of other services", read("/etc/config/scep_client/ca/scep_key.pem") == "kept\n")
+
+
+def read_while_it_runs():
+    """Who looks the tree up by its path sees all of the old one, all of the new one, or none."""
+    seen = {"old": 0, "new": 0, "none": 0, "partial": 0}
+    sets = {kind: {f"{kind}_{number}" for number in range(30)} for kind in ("old", "new")}
+    done = threading.Event()
+
+    def look():
+        while not done.is_set():
+            try:
+                before = os.stat(TREE).st_ino
+                names = {name[:-5] for name in os.listdir(TREE + "/conf")}
+                whole = all(read(f"{TREE}/conf/{name}.conf").endswith("\tauto=add\n\n") for name in names)
+                if os.stat(TREE).st_ino == before:  # else it was replaced and removed meanwhile
+                    seen[next((kind for kind in sets if whole and names == sets[kind]), "partial")] += 1
+            except FileNotFoundError:
+                seen["none"] += 1
+
+    use({name: tunnel({"type": "secret"}) for name in sets["old"]})
+    run()
+    reader = threading.Thread(target=look)
+    reader.start()
+    for number in range(40):
+        use({name: tunnel({"type": "secret"}) for name in sets["new" if number % 2 == 0 else "old"]})
+        run()
+    done.set()
+    reader.join()
+    check(f"seen by a reader: {seen}", seen["old"] > 0 and seen["new"] > 0 and seen["partial"] == 0)
+
+
+def included(path):
+    return re.findall(r"^include .*/(.*)\.", read(path), re.M)
+
+
+def run_on_a_full_disk(reference):
+    """However little room there is: what is included is complete, and what is not was complained about."""
+    outcomes = set()
+    for pages in range(30):
+        with open("/run/other", "wb") as filler:
+            room = os.statvfs("/run")
+            os.posix_fallocate(filler.fileno(), 0, max(1, room.f_bavail - pages) * room.f_bsize)
+        status, messages = run()
+        os.unlink("/run/other")
+        after = snapshot()
+        whole = all(after.get(path) == reference[path] for name in included(CONF) + included(SECRETS)
+                    for path in reference if f"/{name}." in path)
+        agreed = included(CONF) == included(SECRETS) and after[CONF][1].startswith("config setup\n\n")
+        if not whole or (messages == "") != (after == reference) or (status == 0) != (agreed and bool(included(CONF))):
+            sys.exit(f"with {pages} pages of room: status {status}, {messages}, {after}")
+        outcomes.add((status, len(included(CONF)), bool(messages)))
+        run()
+    check(f"on a full disk: {sorted(outcomes)}", (0, 3, False) in outcomes and (1, 0, True) in outcomes)
+    check("with room again", run() == (0, "") and snapshot() == reference)
+
+
+def miss_everything(keys):
+    """Every tunnel that lacks something is skipped with one message of ours; the others do not suffer."""
+    own = {"type": "rsasig", "private_key": keys["plain"], "peer_public_key": "x"}
+    authority = {"type": "x509", "private_key": "x", "cert": "x", "peer_verify": "ca", "peer_ca": keys["cert"]}
+    no_key = "public key generation failed for tunnel '{}' (exit {})"
+    no_name = "failed to extract Distinguished Name from first certificate in CA chain for tunnel '{}'"
+    good = {"good": tunnel({"type": "secret", "secret": "x"})}
+
+    use(good | {"rsa": tunnel(own), "ca": tunnel(authority)})
+    check("commands are there", run() == (0, "") and included(CONF) == ["good", "rsa", "ca"])
+    status, messages = run(env={"PATH": "/mnt/bin"})
+    check("commands are missing", (status, messages.splitlines(), included(CONF)) ==
+          (0, [no_key.format("rsa", 127), no_name.format("ca")], ["good"]), messages)
+
+    use(good | {"rsa": tunnel(own | {"private_key": "garbage"}),
+                "locked": tunnel(own | {"private_key": keys["locked"]}),
+                "wrong": tunnel(own | {"private_key": keys["locked"], "private_key_passphrase": "wrong"}),
+                "ca": tunnel(authority | {"peer_ca": "garbage"}),
+                "pem": tunnel(authority | {"peer_ca": "-----BEGIN CERTIFICATE-----\n-----END CERTIFICATE-----"})})
+    child, terminal = pty.fork()
+    if child == 0:  # with a terminal to prompt on
+        os.execv(tessera, [tessera, "ipsec"])
+    signal.alarm(30)
+    said = ""
+    try:
+        while text := os.read(terminal, 4096):
+            said += text.decode()
+    except OSError:  # the other end is closed
+        pass
+    signal.alarm(0)
+    expected = [no_key.format(name, 1) for name in ("rsa", "locked", "wrong")]
+    expected += [no_name.format(name) for name in ("ca", "pem")]
+    check("garbage and locked keys",
+          os.waitpid(child, 0)[1] == 0 and re.findall("tessera_ipsec: (.*?)\r", said) == expected, said)
+    left = [path for path in os.listdir(TREE + "/certs") if path.endswith(".pub")]
+    check("no public key of a failed tunnel", left == [] and included(CONF) == ["good"], left)
+
+    use(good)
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "ro", "tmpfs", TREE + ".new", "-o", "X-mount.mkdir"], check=True)
+    check("unwritable staging directory", run() == (
+        1, "error opening tunnel secrets file /var/run/ipsec.d.new/secrets/good.secret: No such file or directory\n"))
+    subprocess.run(["umount", TREE + ".new"], check=True)
+    subprocess.run(["mount", "-o", "remount,ro", "/run"], check=True)
+    check("unwritable directory of the main files", run() == (1, ""))
+    subprocess.run(["mount", "-o", "remount,rw", "/run"], check=True)
+
+
+def loads_libcrypto(service):
+    done = subprocess.run([tessera, service], env=os.environ | {"LD_DEBUG": "files"}, text=True, stderr=subprocess.PIPE)
+    return "libcrypto" in done.stderr
+
+
+def main():
+    keys = {"plain": None}
+    for name, arguments in (("plain", "genrsa -traditional 2048"), ("locked", "rsa -aes128 -passout pass:x"),
+                            ("cert", "req -x509 -key /dev/stdin -subj /CN=x")):
+        keys[name] = subprocess.run(["openssl", *arguments.split()], input=keys["plain"], text=True,
+                                    capture_output=True, check=True).stdout
+    with open("/etc/strongswan.conf", "w") as file:
+        file.write("pki { load = random nonce sha1 gmp pem pkcs1 x509 pubkey }\n")
+    facts = {"network.interface.wan.ipv4.ready": "1", "network.interface.wan.ipv4.address": "192.0.2.1"}
+    subprocess.run([runt, "load", "/dev/stdin"], input=json.dumps(facts), text=True, check=True)
+
+    use({"key": tunnel({"type": "rsasig", "private_key": keys["plain"], "public_key": "x", "peer_public_key": "x"})})
+    services = ("dnsmasq", "ipsec", "network", "pam")
+    check("libcrypto is left alone", run() == (0, "") and not any(map(loads_libcrypto, services)))
+    tunnels = {"psk": tunnel({"type": "secret", "secret": "x" * 3000}),
+               "rsa": tunnel({"type": "rsasig", "private_key": keys["plain"], "peer_public_key": "x"}),
+               "scep": tunnel({"type": "scep", "scep_client": "ca"})}
+    use(tunnels)
+    check("libcrypto encodes secrets", loads_libcrypto("ipsec"))
+    os.umask(0o077)
+    run()
+    reference = snapshot()
+    check("modes", {mode for mode, _ in reference.values()} == {"0o100600", "0o40755", "0o120777"}, reference)
+    os.umask(0o022)
+    kill_at_every_point(reference)
+    run_on_a_full_disk(reference)
+    read_while_it_runs()
+    miss_everything(keys)
+
+
+if sys.argv[1] != "--inside":
+    inside = ["unshare", "-m", "-n", "-u", "-p", "-f", "--kill-child", "--mount-proc", sys.executable, __file__]
+    sys.exit(subprocess.run([*inside, "--inside", *sys.argv[1:]]).returncode)
+tessera, runt = (os.path.abspath(f"{sys.argv[2]}/{name}") for name in ("tessera", "runt"))
+if not os.path.samefile("/run", "/var/run"):
+    sys.exit("/var/run is not /run here")
+subprocess.run(["sh", "-c", SETUP], check=True)
+main()
