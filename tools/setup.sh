@@ -11,7 +11,7 @@ test_packages='
   clang clang-format clang-tidy libclang-rt-14-dev libgtest-dev valgrind shellcheck mandoc
   bind9-dnsutils busybox-static dnsmasq-base iproute2
   freeradius libpam-radius-auth libpam0g-dev pamtester
-  libcharon-extra-plugins libstrongswan-extra-plugins strongswan-charon strongswan-pki strongswan-starter
+  libcharon-extauth-plugins libcharon-extra-plugins libstrongswan-extra-plugins strongswan-charon strongswan-pki strongswan-starter
   openssl openvpn
   jq python3 strace
 '
