@@ -344,6 +344,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   bool open(Found found) {
     uint32_t position = here() - 1;
     if (current == frames + deepest) {
+      current->counted++;
       refuse(position, "nested deeper than %u levels", deepest);
       halted = true;
       return false;
@@ -476,7 +477,8 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   }
 };
 
-const char *syntax_problem(rapidjson::ParseErrorCode code) {
+const char *syntax_problem(const Document &document, rapidjson::ParseErrorCode code, uint32_t at) {
+  if (at >= document.size && code != rapidjson::kParseErrorDocumentEmpty) return "the file ends too early";
   switch (code) {
     case rapidjson::kParseErrorDocumentEmpty:
       return "the file is empty";
@@ -497,11 +499,11 @@ const char *syntax_problem(rapidjson::ParseErrorCode code) {
     case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
       return "half of a surrogate pair in a \\u escape";
     case rapidjson::kParseErrorStringEscapeInvalid:
-      return "unknown escape after '\\'";
+      // The parser tells of both with the same code.
+      return document.text.get()[at] == '\\' ? "unknown escape after '\\'"
+                                             : "a control character in a text has to be escaped";
     case rapidjson::kParseErrorStringMissQuotationMark:
       return "a text without its closing quote";
-    case rapidjson::kParseErrorStringInvalidEncoding:
-      return "a control character in a text has to be escaped";
     case rapidjson::kParseErrorNumberTooBig:
       return "number too big";
     case rapidjson::kParseErrorNumberMissFraction:
@@ -534,10 +536,9 @@ bool parse(Document &document) {
   if (loader.halted) return false;
   auto end = static_cast<uint32_t>(result.IsError() ? result.Offset() : stream.Tell());
   if (result.IsError() || end < document.size) {
-    bool cut_off = end >= document.size && document.size > 0;
     // A zero byte ends the text for the parser.
     auto code = result.IsError() ? result.Code() : rapidjson::kParseErrorDocumentRootNotSingular;
-    loader.refuse(end, "syntax error: %s", cut_off ? "the file ends too early" : syntax_problem(code));
+    loader.refuse(end, "syntax error: %s", syntax_problem(document, code, end));
     return false;
   }
   document.root = loader.lay_down(0, 1);

@@ -56,12 +56,11 @@ void log_finding(const Document &document, const Finding &finding) {
 
 void report_list(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format,
                  va_list arguments) {
-  if (grade == Grade::refused) {
-    // A run ends with its first message: what follows from the first trouble is no news.
-    if (document.refused && document.findings == nullptr) return;
-    document.refused = true;
+  if (document.findings == nullptr) {
+    // A run ends with the first refused finding: what follows from it is no news.
+    if (document.refused || grade == Grade::questionable) return;
   }
-  if (grade == Grade::questionable && document.findings == nullptr) return;
+  if (grade == Grade::refused) document.refused = true;
   Finding finding{.grade = grade, .line = 0, .column = 0, .path = path, .message = {}};
   if (position != no_position && locate(document, position)) {
     finding.line = document.place.line;

@@ -8,11 +8,11 @@ namespace {
 struct Key {
   const char *name;
   Kind kind;
-  unsigned flags = 0;
   Kind element = Kind::ignored;  // of an array
+  unsigned flags = 0;
+  unsigned element_flags = 0;
   const Key *members = nullptr;  // of an object, of the entries of a map or of the objects of an array
   size_t count = 0;
-  unsigned element_flags = 0;
   const char *fallback = "";  // of a text that is held always
 };
 
@@ -60,7 +60,7 @@ constexpr Key objects(const char *name, const Key (&members)[n]) {
 template <size_t n>
 constexpr Key map(const char *name, const Key (&members)[n], unsigned entry_flags = 0, unsigned flags = 0) {
   return {
-      .name = name, .kind = Kind::map, .flags = flags, .members = members, .count = n, .element_flags = entry_flags};
+      .name = name, .kind = Kind::map, .flags = flags, .element_flags = entry_flags, .members = members, .count = n};
 }
 constexpr Key bare_map(const char *name, unsigned entry_flags = 0) {
   return {.name = name, .kind = Kind::map, .element_flags = entry_flags};
@@ -367,7 +367,7 @@ constexpr std::array<Key, n + more> join(const Key (&common)[n], const Key (&own
 }
 template <size_t n>
 constexpr Key map(const char *name, const std::array<Key, n> &members, unsigned entry_flags = 0) {
-  return {.name = name, .kind = Kind::map, .members = members.data(), .count = n, .element_flags = entry_flags};
+  return {.name = name, .kind = Kind::map, .element_flags = entry_flags, .members = members.data(), .count = n};
 }
 constexpr Key openvpn_client_only[] = {held_text("username", ""), text("password")};
 constexpr auto openvpn_client = join(openvpn_server, openvpn_client_only);
