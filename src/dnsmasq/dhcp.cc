@@ -8,7 +8,7 @@
 #include <unordered_set>
 
 #include "dnsmasq/dnsmasq.h"
-#include "main/owned.h"
+#include "main/text.h"
 #include "platform/config.h"
 #include "platform/network.h"
 #include "platform/runt.h"
@@ -29,10 +29,6 @@ struct ModelFacts {
 };
 std::optional<ModelFacts> model_facts;
 std::optional<bool> hybrid_lan_mode;
-
-bool equals(const char *text, const char *word) {
-  return strcmp(or_empty(text), word) == 0;
-}
 
 // True when the runtime store says that the hybrid interface serves the LAN at the moment.
 bool is_hybrid_lan_mode() {
@@ -71,8 +67,7 @@ void write_escaped(FILE *file, const char *text) {
 void write_relays(FILE *file, const ConfigNode *config, std::string_view address) {
   for (const ConfigNode *relay = config_array_first(config_array(config, "dhcp_relay")); relay != nullptr;
        relay = config_array_next(relay)) {
-    fprintf(file, "dhcp-relay=%.*s,%s\n", static_cast<int>(address.size()), address.data(),
-            or_empty(config_get_string(relay, "address")));
+    fprintf(file, "dhcp-relay=%.*s,%s\n", static_cast<int>(address.size()), address.data(), text_at(relay, "address"));
   }
 }
 
@@ -87,8 +82,8 @@ void write_bound(FILE *file, std::string_view bound, std::string_view other, std
 }
 
 void write_range(FILE *file, const char *name, const ConfigNode *server, std::string_view network) {
-  std::string_view start = or_empty(config_get_string(server, "lease_start"));
-  std::string_view end = or_empty(config_get_string(server, "lease_end"));
+  std::string_view start = text_at(server, "lease_start");
+  std::string_view end = text_at(server, "lease_end");
   int32_t seconds = config_get_duration(server, "lease_time");
   fprintf(file, "dhcp-range=%s,", name);
   write_bound(file, start, end, network);
@@ -103,7 +98,7 @@ void write_server(FILE *file, const ConfigNode *advanced, const char *key, const
   if (equals(choice, "auto")) {
     fputs(",0.0.0.0", file);
   } else if (equals(choice, "custom")) {
-    fprintf(file, ",%s", or_empty(config_get_string(advanced, custom_key)));
+    fprintf(file, ",%s", text_at(advanced, custom_key));
   }
 }
 
@@ -179,10 +174,10 @@ void write_option_value(FILE *file, const ConfigNode *option) {
     fprintf(file, ",%s", or_empty(joined.get()));
   } else if (equals(datatype, "str")) {
     fputs(",\"", file);
-    write_escaped(file, or_empty(config_get_string(option, "value_str")));
+    write_escaped(file, text_at(option, "value_str"));
     putc_unlocked('"', file);
   } else if (equals(datatype, "hex")) {
-    write_hex_value(file, or_empty(config_get_string(option, "value_hex")));
+    write_hex_value(file, text_at(option, "value_hex"));
   } else {
     write_number_value(file, config_get_int(option, "value_bytes"), datatype);
   }
@@ -210,15 +205,15 @@ void write_static_leases(FILE *file, const char *name, const ConfigNode *advance
   std::string mac;
   for (const ConfigNode *lease = config_array_first(leases); lease != nullptr; lease = config_array_next(lease)) {
     bool by_mac = equals(config_get_string(lease, "type"), "mac");
-    const char *host = or_empty(config_get_string(lease, "name"));
-    const char *ip = or_empty(config_get_string(lease, "ip"));
+    const char *host = text_at(lease, "name");
+    const char *ip = text_at(lease, "ip");
     const char *id;
     if (by_mac) {
-      mac = or_empty(config_get_string(lease, "mac"));
+      mac = text_at(lease, "mac");
       std::replace(mac.begin(), mac.end(), '-', ':');
       id = mac.c_str();
     } else {
-      id = or_empty(config_get_string(lease, "device"));
+      id = text_at(lease, "device");
     }
     if (!used.insert(ip).second) {
       log_error("Duplicate static IP detected; IP address '%s' for '%s' ignored.", ip, is_set(host) ? host : id);
@@ -232,8 +227,8 @@ void write_static_leases(FILE *file, const char *name, const ConfigNode *advance
 }
 
 void write_boot_server(FILE *file, const char *name, const ConfigNode *advanced) {
-  const char *bootfile = or_empty(config_get_string(advanced, "bootfile"));
-  const char *server = or_empty(config_get_string(advanced, "tftp_server"));
+  const char *bootfile = text_at(advanced, "bootfile");
+  const char *server = text_at(advanced, "tftp_server");
   OwnedText escaped_bootfile = dnsmasq_escape_quoted(bootfile);
   OwnedText escaped_server = dnsmasq_escape_quoted(server);
   if (escaped_bootfile != nullptr) bootfile = escaped_bootfile.get();
@@ -255,7 +250,7 @@ void write_server_section(FILE *file, const char *name, const ConfigNode *config
   if (is_set(suffix)) {
     fputs("domain=", file);
     write_escaped(file, suffix);
-    fprintf(file, ",%s # domain name suffix\n", or_empty(config_get_string(config, "address")));
+    fprintf(file, ",%s # domain name suffix\n", text_at(config, "address"));
   }
   write_gateway(file, name, advanced);
   write_mtu(file, name, advanced);
@@ -312,7 +307,7 @@ void dnsmasq_write_dhcp_section(FILE *file, const NetworkNode *node) {
   const NetworkNode *device = device_of(node);
   if (device == nullptr || dnsmasq_is_passthrough_source(device)) return;
   const ConfigNode *config = network_config(node);
-  std::string_view address = head_of(or_empty(config_get_string(config, "address")), '/');
+  std::string_view address = head_of(text_at(config, "address"), '/');
   if (!config_get_bool(config, "dhcp_server.enable")) {
     write_relays(file, config, address);
     return;

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "main/mappers.h"
-#include "main/owned.h"
+#include "main/text.h"
 #include "platform/config.h"
 #include "platform/network.h"
 #include "platform/runt.h"
@@ -63,7 +63,7 @@ void write_dns_options(FILE *file, const ConfigNode *dns) {
 // The identity under which the web filter's cloud knows this device; the service stores it once it has registered.
 void write_web_filter_identity(FILE *file, const ConfigNode *root) {
   if (!web_filter_enabled(root)) return;
-  if (strcmp(or_empty(config_get_string(root, "firewall.web_filter.service")), "umbrella") != 0) return;
+  if (!equals(config_get_string(root, "firewall.web_filter.service"), "umbrella")) return;
   if (!file_exists(web_filter_id_path)) {
     log_debug("Umbrella device ID has not been obtained yet");
     return;
@@ -79,9 +79,9 @@ void write_web_filter_identity(FILE *file, const ConfigNode *root) {
 void write_upstream_servers(FILE *file, const ConfigNode *dns) {
   for (const ConfigNode *server = config_array_first(config_array(dns, "server")); server != nullptr;
        server = config_array_next(server)) {
-    const char *domain = or_empty(config_get_string(server, "domain"));
+    const char *domain = text_at(server, "domain");
     const char *separator = is_set(domain) ? "/" : "";
-    fprintf(file, "server=%s%s%s%s\n", separator, domain, separator, or_empty(config_get_string(server, "address")));
+    fprintf(file, "server=%s%s%s%s\n", separator, domain, separator, text_at(server, "address"));
   }
 }
 
@@ -96,8 +96,7 @@ void write_host_records(FILE *file, const ConfigNode *dns) {
   fputs("host-record=localhost,127.0.0.1\n", file);
   for (const ConfigNode *host = config_array_first(config_array(dns, "host")); host != nullptr;
        host = config_array_next(host)) {
-    fprintf(file, "host-record=%s,%s\n", or_empty(config_get_string(host, "name")),
-            or_empty(config_get_string(host, "address")));
+    fprintf(file, "host-record=%s,%s\n", text_at(host, "name"), text_at(host, "address"));
   }
 }
 
@@ -119,12 +118,12 @@ void write_policy_route(FILE *file, FILE *sniffer, const ConfigNode *policy, int
     fprintf(file, "/%s", domain);
     if (sniffer != nullptr) fprintf(sniffer, "%s%s", i > 0 ? "," : "", domain);
   }
-  const char *version = or_empty(config_get_string(policy, "ip_version"));
+  const char *version = config_get_string(policy, "ip_version");
   int family = 6;
-  if (strcmp(version, "any") == 0) {
+  if (equals(version, "any")) {
     family = 1;
     fprintf(file, "/domain-policy-%d,domain6-policy-%d\n", index, index);
-  } else if (strcmp(version, "ipv4") == 0) {
+  } else if (equals(version, "ipv4")) {
     family = 4;
     fprintf(file, "/domain-policy-%d\n", index);
   } else {
@@ -140,7 +139,7 @@ void write_policy_routes(FILE *file, FILE *sniffer, const ConfigNode *root) {
   int index = 0;
   for (const ConfigNode *policy = config_array_first(config_array(root, "network.route.policy")); policy != nullptr;
        policy = config_array_next(policy), index++) {
-    if (config_get_bool(policy, "enable") && strcmp(or_empty(config_get_string(policy, "dst.type")), "domain") == 0)
+    if (config_get_bool(policy, "enable") && equals(config_get_string(policy, "dst.type"), "domain"))
       write_policy_route(file, sniffer, policy, index);
   }
 }

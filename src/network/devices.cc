@@ -1,7 +1,6 @@
-#include <cstring>
 #include <unordered_map>
 
-#include "main/owned.h"
+#include "main/text.h"
 #include "network/network.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
@@ -9,10 +8,6 @@
 namespace {
 
 const size_t mac_text_length = 17;
-
-bool equals(const char *text, const char *other) {
-  return strcmp(or_empty(text), other) == 0;
-}
 
 // An interface that only keeps a device up.
 void write_link_interface(FILE *out, const char *section_prefix, const NetworkNode *device) {

@@ -15,6 +15,7 @@ const char *const node_types[] = {
     "NETWORK_NODE_INTERFACE",  "NETWORK_NODE_PROTO",     "NETWORK_NODE_BRIDGE_PORT",
     "NETWORK_NODE_BOND_SLAVE", "NETWORK_NODE_RADIO",     "NETWORK_NODE_MODEM",
 };
+static_assert(std::size(node_types) == NETWORK_NODE_MODEM + 1);
 const char *const interface_types[] = {
     "NETWORK_INTERFACE_ETHERNET",
     "NETWORK_INTERFACE_STATIC",
@@ -38,6 +39,7 @@ const char *const interface_types[] = {
     "NETWORK_INTERFACE_PPP_DIALIN",
     "NETWORK_INTERFACE_WISUN",
 };
+static_assert(std::size(interface_types) == NETWORK_INTERFACE_WISUN + 1);
 const char *const device_types[] = {
     "NETWORK_DEVICE_LOOPBACK",
     "NETWORK_DEVICE_ETHERNET",
@@ -56,6 +58,7 @@ const char *const device_types[] = {
     "NETWORK_DEVICE_WIREGUARD",
     "NETWORK_DEVICE_WISUN",
 };
+static_assert(std::size(device_types) == NETWORK_DEVICE_WISUN + 1);
 
 template <size_t count>
 const char *type_name(const char *const (&names)[count], uint32_t type) {

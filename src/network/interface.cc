@@ -88,32 +88,6 @@ void write_prefix_delegation(FILE *out, const NetworkNode *node) {
   write_static_ipv6_address(out, config);
 }
 
-const OptionRow pppoe_options[] = {
-    {"username", "pppoe.username", OptionKind::text},
-    {"password", "pppoe.password", OptionKind::text},
-    {"debug", "pppoe.debug", OptionKind::boolean},
-    {"ipv4", "ipv4.enable", OptionKind::boolean},
-    {"mtu4", "ipv4.mtu", OptionKind::integer},
-    {"metric4", "ipv4.metric", OptionKind::integer},
-    {"ipv6", "ipv6.enable", OptionKind::boolean},
-    {"mtu6", "ipv6.mtu", OptionKind::integer},
-    {"metric6", "ipv6.metric", OptionKind::integer},
-    {"custom_enable", "pppoe.custom.enable", OptionKind::boolean},
-    {"custom_override", "pppoe.custom.override", OptionKind::boolean},
-    {"custom_config_file", "pppoe.custom.config_file", OptionKind::text},
-    {nullptr, nullptr, OptionKind::text},
-};
-
-void write_pppoe(FILE *out, const NetworkNode *node) {
-  const ConfigNode *config = network_config(node);
-  uci_write_interface_section(out, node);
-  uci_write_ifname(out, device_of(node));
-  // Without a protocol the section only keeps the name of a disabled interface known.
-  if (!config_get_bool(config, "enable")) return;
-  uci_write_option(out, "proto", "pppoe");
-  uci_write_options(out, config, pppoe_options);
-}
-
 // An ethernet interface has no section of its own; its MTU holds for each of its parts.
 void write_ethernet(FILE *out, const NetworkNode *node) {
   for (const NetworkNode *part = network_first_type(node, NETWORK_NODE_PROTO); part != nullptr;
@@ -142,7 +116,7 @@ const InterfaceRow interface_table[] = {
     {NETWORK_INTERFACE_NEMO, nemo_write_interface},
     {NETWORK_INTERFACE_OPENVPN, openvpn_write_interface},
     {NETWORK_INTERFACE_IPSEC, uci_write_ipsec_interface},
-    {NETWORK_INTERFACE_PPPOE, write_pppoe},
+    {NETWORK_INTERFACE_PPPOE, pppoe_write_interface},
     {NETWORK_INTERFACE_PASSTHROUGH, write_passthrough},
     {NETWORK_INTERFACE_PPPOL2TP, l2tp_write_interface},
     {NETWORK_INTERFACE_PPP_DIALIN, ppp_dialin_write_interface},

@@ -1,7 +1,8 @@
 #include <cstring>
 
-#include "main/owned.h"
+#include "main/text.h"
 #include "network/network.h"
+#include "network/proto/proto.h"
 #include "network/uci.h"
 
 namespace {
@@ -35,18 +36,15 @@ const OptionRow pppoe_server_options[] = {
     {"service_name", "service_name", OptionKind::text},
     {"ac_name", "ac_name", OptionKind::text},
     {"auth", "auth", OptionKind::text},
-    {"username", "username", OptionKind::text},
-    {"password", "password", OptionKind::text},
-    {"custom_enable", "custom.enable", OptionKind::boolean},
-    {"custom_override", "custom.override", OptionKind::boolean},
-    {"custom_config_file", "custom.config_file", OptionKind::text},
     {nullptr, nullptr, OptionKind::text},
 };
 
 void write_pppoe_server(FILE *out, const ConfigNode *passthrough) {
   if (!config_has_key(passthrough, "type")) return;
-  uci_write_option(out, "type", "%s", or_empty(config_get_string(passthrough, "type")));
-  uci_write_options(out, config_object(passthrough, "pppoe_server"), pppoe_server_options);
+  uci_write_option_text(out, "type", passthrough, "type");
+  const ConfigNode *server = config_object(passthrough, "pppoe_server");
+  uci_write_options(out, server, pppoe_server_options);
+  ppp_write_account(out, server);
 }
 
 void write_fact(FILE *out, const char *option, const char *source, const Family &family, const char *fact,
@@ -77,11 +75,11 @@ void write_source(FILE *out, const char *source, const Family &family) {
 }
 
 void write_ancillary(FILE *out, const ConfigNode *passthrough) {
-  const char *address = or_empty(config_get_string(passthrough, "ancillary.address"));
-  const char *slash = strchrnul(address, '/');
-  uci_write_option(out, "ancillary_ipaddr", "%s", std::string(address, slash).c_str());
-  uci_write_option(out, "ancillary_netmask", "%s", *slash == '/' ? slash + 1 : "");
-  uci_write_option(out, "ancillary_gateway", "%s", or_empty(config_get_string(passthrough, "ancillary.gw")));
+  const char *address = text_at(passthrough, "ancillary.address");
+  const char *slash = strchr(address, '/');
+  uci_write_option(out, "ancillary_ipaddr", "%s", text_before(address, '/').c_str());
+  uci_write_option(out, "ancillary_netmask", "%s", slash != nullptr ? slash + 1 : "");
+  uci_write_option_text(out, "ancillary_gateway", passthrough, "ancillary.gw");
   uci_write_option_bool(out, "ancillary_dns_redirect", config_get_bool(passthrough, "ancillary.dns"));
 }
 
@@ -89,7 +87,7 @@ void write_loopback_companion(FILE *out, const NetworkNode *part, const ConfigNo
   uci_write_section(out, "interface", "passthrough_ancillary_%s", or_empty(network_interface_name(part)));
   uci_write_option(out, "proto", "static");
   uci_write_option(out, "ifname", "lo");
-  uci_write_option(out, "ipaddr", "%s", or_empty(config_get_string(passthrough, "ancillary.gw")));
+  uci_write_option_text(out, "ipaddr", passthrough, "ancillary.gw");
   uci_write_option(out, "netmask", "32");
 }
 

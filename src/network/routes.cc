@@ -1,8 +1,6 @@
 #include <arpa/inet.h>
 
-#include <cstring>
-
-#include "main/owned.h"
+#include "main/text.h"
 #include "network/network.h"
 #include "network/uci.h"
 
@@ -27,7 +25,7 @@ void write_interface(FILE *out, const ConfigNode *interface) {
   uci_write_option(out, "interface", "%s", or_empty(network_interface_name(proto)));
   if (network_interface_type(proto) != NETWORK_INTERFACE_STATIC) return;
   const char *address = config_get_string(network_config(proto), "address");
-  if (is_set(address)) uci_write_option(out, "source", "%s", std::string(address, strchrnul(address, '/')).c_str());
+  if (is_set(address)) uci_write_option(out, "source", "%s", text_before(address, '/').c_str());
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <unordered_map>
 
+#include "main/text.h"
 #include "network/network.h"
 
 namespace {
@@ -38,7 +39,7 @@ std::unique_ptr<PassthroughIndex> index_passthrough_sources(const NetworkNode *r
 
 bool tunnel_is_healthy(const char *tunnel_key) {
   OwnedText passed(runt_get_string_pathf("vigil.ipsec_%s.passed", tunnel_key));
-  return strcmp(or_empty(passed.get()), "y") == 0;
+  return equals(passed.get(), "y");
 }
 
 }  // namespace
@@ -76,6 +77,10 @@ void uci_write_option_bool(FILE *out, const char *name, bool value) {
   fprintf(out, "\toption %s %d\n", name, value ? 1 : 0);
 }
 
+void uci_write_option_text(FILE *out, const char *name, const ConfigNode *config, const char *key) {
+  uci_write_option(out, name, "%s", text_at(config, key));
+}
+
 void uci_write_option_list(FILE *out, const char *name, char *const *list, const char *separator) {
   OwnedText joined(sl_join(list, separator));
   if (joined != nullptr) uci_write_option(out, name, "%s", joined.get());
@@ -89,7 +94,7 @@ void uci_write_options(FILE *out, const ConfigNode *config, const OptionRow *row
   for (const OptionRow *row = rows; row->option != nullptr; row++) {
     switch (row->kind) {
       case OptionKind::text:
-        uci_write_option(out, row->option, "%s", or_empty(config_get_string(config, row->key)));
+        uci_write_option_text(out, row->option, config, row->key);
         break;
       case OptionKind::integer:
         uci_write_option_int(out, row->option, config_get_int(config, row->key));

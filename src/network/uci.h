@@ -16,10 +16,11 @@
 void uci_write_section(FILE *out, const char *type, const char *name_format, ...) __attribute__((format(printf, 3, 4)));
 void uci_write_section_anon(FILE *out, const char *type);
 
-// One option line each.
+// One option line each; the last one takes the text at `key`, "" when there is none.
 void uci_write_option(FILE *out, const char *name, const char *value_format, ...) __attribute__((format(printf, 3, 4)));
 void uci_write_option_int(FILE *out, const char *name, int32_t value);
 void uci_write_option_bool(FILE *out, const char *name, bool value);
+void uci_write_option_text(FILE *out, const char *name, const ConfigNode *config, const char *key);
 
 // The list as one value with `separator` between its entries; an empty or null list writes no line.
 void uci_write_option_list(FILE *out, const char *name, char *const *list, const char *separator);

@@ -3,14 +3,11 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstring>
-
+#include "main/text.h"
 #include "network/uci.h"
 
-void uci_write_md5sum(FILE *out, const char *option, OwnedText md5sum_output) {
-  if (!is_set(md5sum_output.get())) return;
-  size_t length = strcspn(md5sum_output.get(), " ");
-  uci_write_option(out, option, "%.*s", static_cast<int>(length), md5sum_output.get());
+void uci_write_md5sum(FILE *out, const char *option, const char *md5sum_output) {
+  if (is_set(md5sum_output)) uci_write_option(out, option, "%s", text_before(md5sum_output, ' ').c_str());
 }
 
 void uci_write_config_digest(FILE *out, const ConfigNode *config) {
@@ -20,7 +17,8 @@ void uci_write_config_digest(FILE *out, const ConfigNode *config) {
   if (fd < 0) return;
   if (dprintf(fd, "%s\n", or_empty(config_dump(config))) > 0) {
     std::string path = format("/proc/%d/fd/%d", static_cast<int>(getpid()), fd);
-    uci_write_md5sum(out, "conf_md5sum", OwnedText(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr)));
+    OwnedText output(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr));
+    uci_write_md5sum(out, "conf_md5sum", output.get());
   }
   close(fd);
 }

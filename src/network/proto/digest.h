@@ -4,12 +4,11 @@
 
 #include <cstdio>
 
-#include "main/owned.h"
 #include "platform/config.h"
 
 // Writes `option` with the digest out of what md5sum printed, which is the text before the first blank; nothing
 // without output.
-void uci_write_md5sum(FILE *out, const char *option, OwnedText md5sum_output);
+void uci_write_md5sum(FILE *out, const char *option, const char *md5sum_output);
 
 // Writes `conf_md5sum`: the digest of everything below the node, so equal settings give equal digests. Nothing when it
 // cannot be computed.

@@ -50,8 +50,8 @@ bool is_plain_word(const char *name) {
 void write_digest(FILE *out, const char *name) {
   if (!is_plain_word(name)) return;
   std::string command = format("cat /var/run/ipsec.d/*/%s.* 2>/dev/null | md5sum", name);
-  uci_write_md5sum(out, "conf_md5sum",
-                   OwnedText(_process_capture(-1, -1, 1, 0, 0, "sh", "-c", command.c_str(), nullptr)));
+  OwnedText output(_process_capture(-1, -1, 1, 0, 0, "sh", "-c", command.c_str(), nullptr));
+  uci_write_md5sum(out, "conf_md5sum", output.get());
 }
 
 }  // namespace

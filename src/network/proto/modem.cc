@@ -1,7 +1,5 @@
 // Sections of cellular interfaces, and their lists of access points.
-#include <cstring>
-
-#include "main/owned.h"
+#include "main/text.h"
 #include "network/proto/digest.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
@@ -74,7 +72,7 @@ void write_ip_options(FILE *out, const ConfigNode *interface, const ConfigNode *
   if (ipv4) {
     uci_write_options(out, interface, ipv4_rows);
     uci_write_option(out, "reqopts", "mtu");
-    uci_write_option(out, "ip4_method", "%s", or_empty(config_get_string(interface, "ipv4.modem_type")));
+    uci_write_option_text(out, "ip4_method", interface, "ipv4.modem_type");
     const char *gateway = config_get_string(modem, "custom_gw.gateway");
     if (config_get_bool(modem, "custom_gw.enable") && is_set(gateway))
       uci_write_address(out, "custom_gateway", "custom_netmask", gateway);
@@ -82,18 +80,22 @@ void write_ip_options(FILE *out, const ConfigNode *interface, const ConfigNode *
   if (ipv6) uci_write_options(out, interface, ipv6_rows);
   const char *version = ipv4 && ipv6 ? "auto" : ipv6 ? "ipv6" : "ipv4";
   uci_write_option(out, "ip_version", "%s", version);
-  // A watched interface counts as working only once its watch says so.
-  bool ends_try = (!ipv4 && !ipv6) || !config_get_bool(interface, "vigil.enable");
-  uci_write_option_bool(out, "clear_try_on_proto_up", ends_try);
+}
+
+// Whether the try ends as soon as the protocol is up. An interface whose link is watched counts as working only once
+// its watch says so; without an address of either family there is nothing to watch.
+bool ends_try_when_up(const ConfigNode *interface) {
+  bool has_address = config_get_bool(interface, "ipv4.enable") || config_get_bool(interface, "ipv6.enable");
+  return !has_address || !config_get_bool(interface, "vigil.enable");
 }
 
 // The slice type has two hexadecimal digits, the slice differentiator six; more are cut off.
 void write_slice(FILE *out, const ConfigNode *modem) {
-  const char *type = or_empty(config_get_string(modem, "sst"));
+  const char *type = text_at(modem, "sst");
   const SliceRow *row = slice_table;
-  while (row->type != nullptr && strcmp(row->type, type) != 0) row++;
+  while (row->type != nullptr && !equals(type, row->type)) row++;
   std::string code = or_empty(row->code);
-  if (strcmp(type, "custom") == 0)
+  if (equals(type, "custom"))
     code = format("%02x", static_cast<unsigned>(config_get_int(modem, "custom_sst"))).substr(0, 2);
   uci_write_option(out, "sst", "%s", code.c_str());
 
@@ -107,7 +109,7 @@ const char *carrier_to_match(const ConfigNode *access_point) {
   const char *carrier = config_get_string(access_point, "match_carrier");
   if (!is_set(carrier)) return "any";
   const char *other = config_get_string(access_point, "match_carrier_other");
-  return strcmp(carrier, "other") == 0 && is_set(other) ? other : carrier;
+  return equals(carrier, "other") && is_set(other) ? other : carrier;
 }
 
 // One line of the service-providers file, whose last field is read as shell assignments.
@@ -118,10 +120,9 @@ void write_access_point(FILE *file, const ConfigNode *access_point) {
   fprintf(file,
           "*,*,,,%s,internet,dns='' ip_version='%s' auth='%s' username='%s' password='%s' attm2mglobal='%d' "
           "match_carrier='%s' match_plmn='%s'",
-          or_empty(config_get_string(access_point, "apn")), or_empty(config_get_string(access_point, "ip_version")),
-          or_empty(config_get_string(access_point, "auth")), or_empty(username.get()), or_empty(password.get()),
-          config_get_bool(access_point, "attm2mglobal") ? 1 : 0, or_empty(carrier.get()),
-          or_empty(config_get_string(access_point, "match_plmn")));
+          text_at(access_point, "apn"), text_at(access_point, "ip_version"), text_at(access_point, "auth"),
+          or_empty(username.get()), or_empty(password.get()), config_get_bool(access_point, "attm2mglobal") ? 1 : 0,
+          or_empty(carrier.get()), text_at(access_point, "match_plmn"));
   int32_t context = config_get_int(access_point, "cid");
   if (context != 0) fprintf(file, " cid=%d", context);
   fputc('\n', file);
@@ -142,11 +143,11 @@ void write_service_providers(FILE *out, const char *key, const ConfigNode *modem
   std::string path = format("/var/run/serviceproviders-%s.txt", key);
   if (!write_access_points(path.c_str(), modem)) return;
   uci_write_option(out, "service_providers", "%s", path.c_str());
-  uci_write_md5sum(out, "service_providers_md5sum",
-                   OwnedText(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr)));
-  const char *selection = or_empty(config_get_string(modem, "apn_selection"));
+  OwnedText output(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr));
+  uci_write_md5sum(out, "service_providers_md5sum", output.get());
+  const char *selection = text_at(modem, "apn_selection");
   const SelectionRow *row = selection_table;
-  while (row->selection != nullptr && strcmp(row->selection, selection) != 0) row++;
+  while (row->selection != nullptr && !equals(selection, row->selection)) row++;
   uci_write_option_int(out, "service_providers_override", row->code);
 }
 
@@ -165,11 +166,12 @@ void modem_write_interface(FILE *out, const NetworkNode *node) {
   uci_write_option_bool(out, "multi_bearer", has_several_interfaces(modem_node));
   uci_write_option_int(out, "interface_number", runt_get_int_pathf(0, "mm.map.interface_number.%s", key));
   const ConfigNode *system = config_lookup(config_node_get_root(interface), "system");
-  uci_write_option(out, "hostname", "%s", or_empty(config_get_string(system, "name")));
+  uci_write_option_text(out, "hostname", system, "name");
   uci_write_option_bool(out, "dhcp_hostname", false);
   write_ip_options(out, interface, modem);
+  uci_write_option_bool(out, "clear_try_on_proto_up", ends_try_when_up(interface));
   if (config_get_bool(modem, "sim_failover") &&
-      strcmp(or_empty(config_get_string(network_config(modem_node), "sim_slot")), "any") == 0)
+      equals(config_get_string(network_config(modem_node), "sim_slot"), "any"))
     uci_write_options(out, modem, failover_rows);
   write_slice(out, modem);
   write_service_providers(out, key, modem);

@@ -1,4 +1,6 @@
-// Sections of modems that the modem manager knows but no cellular interface drives at the moment.
+// Modem sections that follow the runtime store. A modem listed there as being without an interface gets a section with
+// fixed time-outs when a configured cellular interface names it, so that it is kept ready until that interface can have
+// it; other modems are left out. Updates are another matter: every modem listed for one gets a section.
 #include <string_view>
 #include <unordered_set>
 

@@ -1,7 +1,5 @@
 // Sections of network-mobility interfaces: a mobile router, its home agent and the networks that it takes along.
-#include <cstring>
-
-#include "main/owned.h"
+#include "main/text.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
 
@@ -18,18 +16,17 @@ const OptionRow mobility_rows[] = {
 };
 
 void write_care_of_address(FILE *out, const ConfigNode *config) {
-  const char *type = or_empty(config_get_string(config, "coaddress.type"));
+  const char *type = text_at(config, "coaddress.type");
   uci_write_option(out, "coaddress_type", "%s", type);
-  if (strcmp(type, "interface") == 0)
-    uci_write_option(out, "coaddress", "%s", or_empty(config_get_string(config, "coaddress.interface")));
-  else if (strcmp(type, "ip") == 0)
-    uci_write_option(out, "coaddress", "%s", or_empty(config_get_string(config, "coaddress.address")));
+  if (equals(type, "interface"))
+    uci_write_option_text(out, "coaddress", config, "coaddress.interface");
+  else if (equals(type, "ip"))
+    uci_write_option_text(out, "coaddress", config, "coaddress.address");
 }
 
 void write_local_end(FILE *out, const ConfigNode *config) {
-  const char *type = or_empty(config_get_string(config, "tun_local.type"));
-  bool named = strcmp(type, "interface") == 0;
-  uci_write_option(out, "tun_local", "%s", named ? or_empty(config_get_string(config, "tun_local.interface")) : type);
+  bool named = equals(config_get_string(config, "tun_local.type"), "interface");
+  uci_write_option_text(out, "tun_local", config, named ? "tun_local.interface" : "tun_local.type");
 }
 
 // ADDRESS/NETMASK of every interface in `network` that has both at the moment.
@@ -54,7 +51,7 @@ void nemo_write_interface(FILE *out, const NetworkNode *node) {
   if (!config_get_bool(config, "enable")) return;
   uci_write_interface_section(out, node);
   uci_write_option(out, "proto", "nemo");
-  uci_write_option(out, "home_address", "%s", or_empty(config_get_string(config, "home_address")));
+  uci_write_option_text(out, "home_address", config, "home_address");
   write_care_of_address(out, config);
   write_local_end(out, config);
   uci_write_options(out, config, mobility_rows);

@@ -1,5 +1,5 @@
 // Sections of OpenVPN interfaces.
-#include "main/owned.h"
+#include "main/text.h"
 #include "network/network.h"
 #include "network/proto/digest.h"
 #include "network/proto/openvpn_files.h"
@@ -17,7 +17,7 @@ void openvpn_write_interface(FILE *out, const NetworkNode *node) {
   uci_write_option(out, "proto", "%s", is_client ? "openvpn" : "openvpn_server");
   uci_write_ifname(out, device);
   uci_write_option_int(out, "metric", config_get_int(config, "metric"));
-  if (!is_client) uci_write_option(out, "server_network", "%s", or_empty(config_get_string(config, "server_address")));
+  if (!is_client) uci_write_option_text(out, "server_network", config, "server_address");
   uci_write_config_digest(out, config);
 
   if (!is_path_component(key)) return;
@@ -25,6 +25,6 @@ void openvpn_write_interface(FILE *out, const NetworkNode *node) {
     openvpn_write_userpass(config, key);
     openvpn_write_client_file(config, key);
   } else if (openvpn_write_server_file(config, key, or_empty(network_name(device)))) {
-    openvpn_write_template(config, key, first_line(hostname_output()).c_str());
+    openvpn_write_template(config, key, text_before(hostname_output(), '\n').c_str());
   }
 }

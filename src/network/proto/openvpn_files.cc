@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "main/owned.h"
+#include "main/text.h"
 
 namespace {
 
@@ -20,12 +20,8 @@ const char server_ca_path[] = "/etc/ssl/certs/ca.crt";
 const char *const dropped_prefixes[] = {"ca ",  "cert ",           "key ",   "up ",  "down ", "dev ",
                                         "dev-", "script-security", "nobind", nullptr};
 
-const char *text_at(const ConfigNode *config, const char *key) {
-  return or_empty(config_get_string(config, key));
-}
-
-bool text_is(const ConfigNode *config, const char *key, const char *expected) {
-  return strcmp(text_at(config, key), expected) == 0;
+bool text_is(const ConfigNode *config, const char *key, const char *word) {
+  return equals(config_get_string(config, key), word);
 }
 
 bool is_overridden(const ConfigNode *config) {
@@ -187,15 +183,10 @@ TunnelAddress parse_tunnel_address(const char *text) {
   uint32_t mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
 
   TunnelAddress tunnel;
-  tunnel.address = slash != nullptr ? std::string(text, slash) : std::string(text);
+  tunnel.address = text_before(text, '/');
   tunnel.network = tunnel.address.substr(0, tunnel.address.rfind('.'));
   tunnel.netmask = format("%u.%u.%u.%u", mask >> 24, mask >> 16 & 255, mask >> 8 & 255, mask & 255);
   return tunnel;
-}
-
-std::string first_line(const char *output) {
-  const char *text = or_empty(output);
-  return {text, strcspn(text, "\n")};
 }
 
 void openvpn_write_userpass(const ConfigNode *config, const char *key) {

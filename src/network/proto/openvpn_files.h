@@ -17,9 +17,6 @@ struct TunnelAddress {
 // Takes ADDRESS/LENGTH. The length is held within 0 to 32, and is 32 when there is none or no number.
 TunnelAddress parse_tunnel_address(const char *text);
 
-// The first line of what the host name program printed.
-std::string first_line(const char *output);
-
 // User name and password for the client with this key.
 void openvpn_write_userpass(const ConfigNode *config, const char *key);
 

@@ -1,19 +1,32 @@
-// Sections of links that carry PPP: L2TP tunnels and dial-in over a serial port.
-#include <cstring>
-
-#include "main/owned.h"
+// Sections of links that carry PPP: over ethernet, through L2TP tunnels, and dial-in over a serial port.
+#include "main/text.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
 
 namespace {
 
-const OptionRow l2tp_rows[] = {
-    {"metric", "metric", OptionKind::integer},
+const OptionRow account_rows[] = {
     {"username", "username", OptionKind::text},
     {"password", "password", OptionKind::text},
     {"custom_enable", "custom.enable", OptionKind::boolean},
     {"custom_override", "custom.override", OptionKind::boolean},
     {"custom_config_file", "custom.config_file", OptionKind::text},
+    {nullptr, nullptr, OptionKind::text},
+};
+
+const OptionRow pppoe_rows[] = {
+    {"username", "pppoe.username", OptionKind::text},
+    {"password", "pppoe.password", OptionKind::text},
+    {"debug", "pppoe.debug", OptionKind::boolean},
+    {"ipv4", "ipv4.enable", OptionKind::boolean},
+    {"mtu4", "ipv4.mtu", OptionKind::integer},
+    {"metric4", "ipv4.metric", OptionKind::integer},
+    {"ipv6", "ipv6.enable", OptionKind::boolean},
+    {"mtu6", "ipv6.mtu", OptionKind::integer},
+    {"metric6", "ipv6.metric", OptionKind::integer},
+    {"custom_enable", "pppoe.custom.enable", OptionKind::boolean},
+    {"custom_override", "pppoe.custom.override", OptionKind::boolean},
+    {"custom_config_file", "pppoe.custom.config_file", OptionKind::text},
     {nullptr, nullptr, OptionKind::text},
 };
 
@@ -57,6 +70,20 @@ const OptionRow dialin_rows[] = {
 
 }  // namespace
 
+void ppp_write_account(FILE *out, const ConfigNode *account) {
+  uci_write_options(out, account, account_rows);
+}
+
+void pppoe_write_interface(FILE *out, const NetworkNode *node) {
+  const ConfigNode *config = network_config(node);
+  uci_write_interface_section(out, node);
+  uci_write_ifname(out, network_find_parent(node, NETWORK_NODE_DEVICE));
+  // Without a protocol the section only keeps the name of a disabled interface known.
+  if (!config_get_bool(config, "enable")) return;
+  uci_write_option(out, "proto", "pppoe");
+  uci_write_options(out, config, pppoe_rows);
+}
+
 void l2tp_write_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   const ConfigNode *service = config_node_parent(config_node_parent(config));
@@ -65,7 +92,8 @@ void l2tp_write_interface(FILE *out, const NetworkNode *node) {
   uci_write_ifname(out, node);
   uci_write_option_int(out, "config_cookie", runt_get_int32("vpn.l2tp.config_cookie", 0));
   uci_write_option_bool(out, "debug", config_get_bool(service, "debug"));
-  uci_write_options(out, config, l2tp_rows);
+  uci_write_option_int(out, "metric", config_get_int(config, "metric"));
+  ppp_write_account(out, config);
   // Only an access concentrator has a network server to call, configured or not.
   bool is_concentrator = config_has_key(config, "lns");
   uci_write_option(out, "proto", "%s", is_concentrator ? "pppol2tp_lac" : "pppol2tp_lns");
@@ -75,7 +103,7 @@ void l2tp_write_interface(FILE *out, const NetworkNode *node) {
 void ppp_dialin_write_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   const ConfigNode *port = config_node_parent(config);
-  if (!config_get_bool(port, "enable") || strcmp(or_empty(config_get_string(port, "mode")), "ppp_dialin") != 0) return;
+  if (!config_get_bool(port, "enable") || !equals(config_get_string(port, "mode"), "ppp_dialin")) return;
   uci_write_interface_section(out, node);
   uci_write_option(out, "proto", "ppp_dialin");
   OwnedText device(runt_get_string_pathf("seriald.%s.device", or_empty(config_key(port))));

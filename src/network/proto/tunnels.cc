@@ -1,7 +1,5 @@
 // Sections of tunnel devices. The interface manager creates them, so each is an interface of its own to it.
-#include <cstring>
-
-#include "main/owned.h"
+#include "main/text.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
 
@@ -34,8 +32,17 @@ OwnedText local_fact(const ConfigNode *tunnel, const char *item) {
   return OwnedText(runt_get_string_pathf("%s.%s", path.get(), item));
 }
 
-void write_text(FILE *out, const char *option, const ConfigNode *config, const char *key) {
-  uci_write_option(out, option, "%s", or_empty(config_get_string(config, key)));
+// Begins the section of a device that runs over the tunnel's `local` interface and gives that interface's address.
+// Null, and no section, while the tunnel is off or the interface has no address.
+OwnedText begin_tunnel(FILE *out, const NetworkNode *device, const ConfigNode *tunnel) {
+  if (!config_get_bool(tunnel, "enable")) return nullptr;
+  OwnedText address = local_fact(tunnel, "ipv4.address");
+  if (address != nullptr) uci_write_section(out, "interface", "%s", or_empty(network_name(device)));
+  return address;
+}
+
+void write_name(FILE *out, const NetworkNode *device) {
+  uci_write_option(out, "name", "%s", or_empty(network_name(device)));
 }
 
 void write_local_device(FILE *out, const ConfigNode *tunnel) {
@@ -47,35 +54,29 @@ void write_local_device(FILE *out, const ConfigNode *tunnel) {
 
 void iptunnel_write_device(FILE *out, const NetworkNode *device) {
   const ConfigNode *config = network_config(device);
-  if (!config_get_bool(config, "enable")) return;
-  OwnedText address = local_fact(config, "ipv4.address");
+  OwnedText address = begin_tunnel(out, device, config);
   if (address == nullptr) return;
-  const char *name = or_empty(network_name(device));
-  uci_write_section(out, "interface", "%s", name);
-  uci_write_option(out, "name", "%s", name);
+  write_name(out, device);
   uci_write_option(out, "proto", "iptunnel");
-  write_text(out, "mode", config, "type");
-  write_text(out, "remote", config, "remote");
+  uci_write_option_text(out, "mode", config, "type");
+  uci_write_option_text(out, "remote", config, "remote");
   uci_write_option(out, "local", "%s", address.get());
   write_local_device(out, config);
   uci_write_option_bool(out, "keepalive", config_get_bool(config, "keepalive"));
-  if (is_set(config_get_string(config, "key"))) write_text(out, "key", config, "key");
+  if (is_set(config_get_string(config, "key"))) uci_write_option_text(out, "key", config, "key");
 }
 
 void macsec_write_device(FILE *out, const NetworkNode *device) {
   const ConfigNode *config = network_config(device);
-  if (!config_get_bool(config, "enable")) return;
-  OwnedText address = local_fact(config, "ipv4.address");
+  OwnedText address = begin_tunnel(out, device, config);
   if (address == nullptr) return;
-  const char *name = or_empty(network_name(device));
-  uci_write_section(out, "interface", "%s", name);
-  if (strcmp(or_empty(config_get_string(config, "type")), "manual") == 0) {
-    write_text(out, "cak", config, "association.cak");
-    write_text(out, "ckn", config, "association.ckn");
+  if (equals(config_get_string(config, "type"), "manual")) {
+    uci_write_option_text(out, "cak", config, "association.cak");
+    uci_write_option_text(out, "ckn", config, "association.ckn");
   }
   uci_write_option(out, "local_ip", "%s", address.get());
-  write_text(out, "type", config, "type");
-  uci_write_option(out, "name", "%s", name);
+  uci_write_option_text(out, "type", config, "type");
+  write_name(out, device);
   uci_write_option(out, "proto", "macsec");
   write_local_device(out, config);
 }
@@ -83,12 +84,10 @@ void macsec_write_device(FILE *out, const NetworkNode *device) {
 void l2tpeth_write_device(FILE *out, const NetworkNode *device) {
   const ConfigNode *session = network_config(device);
   const ConfigNode *tunnel = config_node_parent(config_node_parent(session));
-  if (!config_get_bool(tunnel, "enable")) return;
-  OwnedText address = local_fact(tunnel, "ipv4.address");
+  OwnedText address = begin_tunnel(out, device, tunnel);
   if (address == nullptr) return;
-  uci_write_section(out, "interface", "%s", or_empty(network_name(device)));
   uci_write_option(out, "proto", "l2tpeth");
-  write_text(out, "remote", tunnel, "remote");
+  uci_write_option_text(out, "remote", tunnel, "remote");
   uci_write_option(out, "local", "%s", address.get());
   uci_write_options(out, tunnel, l2tpeth_tunnel_rows);
   uci_write_options(out, session, l2tpeth_session_rows);
@@ -99,7 +98,7 @@ void wireguard_write_device(FILE *out, const NetworkNode *device) {
   if (!config_get_bool(config, "enable")) return;
   const NetworkNode *created = network_find_device(network_find_parent(device, NETWORK_NODE_ROOT), config);
   uci_write_section(out, "interface", "%s", or_empty(network_name(device)));
-  uci_write_option(out, "name", "%s", or_empty(network_name(created)));
+  write_name(out, created);
   uci_write_option(out, "proto", "wireguard");
   uci_write_ifname(out, created);
 }
