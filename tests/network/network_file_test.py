@@ -1,40 +1,37 @@
 #!/usr/bin/env python3
-"""Whole runs of `tessera network`: values read back, addresses of the kernel, faults, and growth of the cost."""
+"""Whole runs of `tessera network`: values read back, digests, faults, and growth of the cost."""
 import glob
+import hashlib
 import json
 import os
+import re
 import subprocess
 import sys
 import tempfile
 import unittest
 
-import uci_reader
-
 PROGRAMS, SOURCE = sys.argv.pop(1), sys.argv.pop(1)
 INSTALLED = "var/run/uci/network"
+RUN = f'exec {PROGRAMS}/tessera "$@"'
+LINE = re.compile(r'config ([a-z]+)(?: ([A-Za-z0-9_]+))?|'
+                  r'\t(option|list) ([a-z0-9_]+) (?:"((?:[^"\\]|\\.)*)"|(-?[0-9]+))')
 
 
-def preview(config, runtime=None, files=None, tessera=None, arguments=("network",), within=()):
-    """Runs tessera; gives its status and what it wrote, by path. `files` are on the router before."""
+def preview(config, runtime=None, files=None, tessera=RUN):
+    """Runs the shell script `tessera` on a router; gives its status and what it wrote, by path. `files` are there."""
     with tempfile.TemporaryDirectory() as scratch:
-        command = [*within, f"{PROGRAMS}/tessera-preview", "-c", f"{scratch}/config.json", "-o", f"{scratch}/out"]
-        with open(f"{scratch}/config.json", "w", encoding="utf-8") as out:
-            json.dump(config, out)
-        if runtime:
-            with open(f"{scratch}/runtime.json", "w", encoding="utf-8") as out:
-                json.dump(runtime, out)
-            command += ["-r", f"{scratch}/runtime.json"]
-        for path, text in (files or {}).items():
-            os.makedirs(os.path.dirname(f"{scratch}/files/{path}"), exist_ok=True)
-            with open(f"{scratch}/files/{path}", "w", encoding="utf-8") as out:
+        tables = {"config.json": json.dumps(config), "runtime.json": json.dumps(runtime or {}),
+                  "tessera": f"#!/bin/sh\n{tessera}\n"}
+        tables.update({f"files/{path}": text for path, text in (files or {}).items()})
+        for path, text in tables.items():
+            os.makedirs(os.path.dirname(f"{scratch}/{path}"), exist_ok=True)
+            with open(f"{scratch}/{path}", "w", encoding="utf-8") as out:
                 out.write(text)
-            command[-2:-2] = ["-f", f"{scratch}/files"] if "-f" not in command else []
-        if tessera:
-            with open(f"{scratch}/tessera", "w", encoding="utf-8") as out:
-                out.write(f"#!/bin/sh\n{tessera}\n")
-            os.chmod(f"{scratch}/tessera", 0o755)
-            command += ["--tessera", f"{scratch}/tessera"]
-        status = subprocess.run([*command, *arguments], check=False, stderr=subprocess.DEVNULL).returncode
+        os.chmod(f"{scratch}/tessera", 0o755)
+        command = [f"{PROGRAMS}/tessera-preview", "-c", f"{scratch}/config.json", "-r", f"{scratch}/runtime.json",
+                   "--tessera", f"{scratch}/tessera", *(["-f", f"{scratch}/files"] if files else []),
+                   "-o", f"{scratch}/out", "network"]
+        status = subprocess.run(command, check=False, stderr=subprocess.DEVNULL).returncode
         written = {}
         for path in glob.glob(f"{scratch}/out/**/*", recursive=True):
             if os.path.isfile(path):
@@ -43,126 +40,138 @@ def preview(config, runtime=None, files=None, tessera=None, arguments=("network"
         return status, written
 
 
-def sections(written):
-    return {name or options.get("name"): options for _, name, options in uci_reader.read(written[INSTALLED])}
+def read(text):
+    """The sections of a UCI file in order, strictly: (name or None, {option: value or list of values})."""
+    assert text.endswith("\n"), "the last line is cut"
+    sections = []
+    for line in filter(None, text.split("\n")):
+        match = LINE.fullmatch(line)
+        assert match, f"malformed: {line!r}"
+        section, name, keyword, option, quoted, number = match.groups()
+        value = number if quoted is None else re.sub(r"\\(.)", r"\1", quoted)
+        if section:
+            sections.append((name, {}))
+        elif keyword == "list":
+            sections[-1][1].setdefault(option, []).append(value)
+        else:
+            sections[-1][1][option] = value
+    return sections
 
 
-class ReadBack(unittest.TestCase):
+def sections(config, runtime=None, **arguments):
+    status, written = preview(config, runtime, **arguments)
+    assert status == 0
+    return dict(read(written[INSTALLED])), written
+
+
+def modem(**settings):
+    return {"type": "modem", "enable": True, "modem": {"device": "m", **settings}}
+
+
+NASTY = ['a"b', "back\\slash", "end\\", '\\"', "it's", "# no comment", "$(x) `y` %s%n%%", "  blanks  ", "größe", "\\n"]
+
+
+class Values(unittest.TestCase):
     """What an ordinary reader gets is what was configured."""
 
-    NASTY = ["plain", 'a"b', "back\\slash", "end\\", '\\"', "it's", "# no comment", "$(x) `y` %s%n%%", "  blanks  ",
-             "größe", "\\n"]
-
-    def test_values(self):
-        for text in [*self.NASTY, "two\nlines\n", "carriage\r\n\treturn"]:
-            one_line = text.split("\n")[0].rstrip("\r")
-            pppoe = {"username": one_line, "password": one_line, "debug": True,
-                     "custom": {"enable": True, "override": True, "config_file": text}}
-            config = {"network": {
-                "advanced": {"ula_prefix": one_line},
-                "device": {"lan": {"type": "ethernet", "name": one_line}},
-                "bridge": {"br": {"enable": True, "device": ["/network/device/lan"]}},
-                "route": {"static": [{"enable": True, "dst": "198.51.100.0/24", "gateway": one_line, "metric": -1}]},
-                "interface": {
-                    "s": {"type": "ethernet", "enable": True, "device": "/network/device/lan",
-                          "ipv4": {"enable": True, "type": "static", "address": "192.0.2.1/24", "gateway": one_line,
-                                   "dns": [one_line, "9.9.9.9"], "mac": one_line, "mtu": 1400}},
-                    "p": {"type": "pppoe", "enable": True, "pppoe": pppoe},
-                    "t": {"type": "passthrough", "enable": True, "ipv4": {"enable": True}, "passthrough": {
-                        "src": ["s"], "type": one_line, "pppoe_server": pppoe,
-                        "ancillary": {"enable": True, "address": f"{one_line}/32", "gw": one_line}}}}}}
-            facts = {"network.interface.s.ipv4.up": "1", "network.interface.s.ipv4.address": one_line,
-                     "network.interface.s.ipv4.dns.0": one_line}
-            status, written = preview(config, facts)
-            self.assertEqual(status, 0)
+    def test_texts(self):
+        for text in [*NASTY, "two\nlines\n", "carriage\r\n\treturn"]:
+            line = text.split("\n")[0].rstrip("\r")
+            pppoe = {"username": line, "custom": {"enable": True, "config_file": text}}
+            read_back, _ = sections({"network": {"interface": {
+                "s": {"type": "ethernet", "enable": True, "ipv4": {
+                    "enable": True, "type": "static", "address": "192.0.2.1/24", "gateway": line, "dns": [line, "::"]}},
+                "p": {"type": "pppoe", "enable": True, "pppoe": pppoe},
+                "t": {"type": "passthrough", "enable": True, "ipv4": {"enable": True},
+                      "passthrough": {"src": ["s"], "type": line, "pppoe_server": pppoe}}}}},
+                {"network.interface.s.ipv4.up": "1", "network.interface.s.ipv4.dns.0": line})
             # By design: a line feed arrives as a backslash and an n.
-            read, file = sections(written), text.replace("\n", "\\n")
-            expected = {
-                "globals": {"ula_prefix": one_line},
-                "link_eth_lan": {"ifname": one_line},
-                "br": {"ifname": one_line, "stp": "0", "bridge_empty": "1"},
-                "ipv4_interface_s": {"gateway": one_line, "dns": f"{one_line} 9.9.9.9", "macaddr": one_line,
-                                     "mtu": "1400", "passthrough": "t", "netmask": "24", "force_link": "0"},
-                "interface_p": {"username": one_line, "password": one_line, "debug": "1", "custom_config_file": file},
-                "ipv4_interface_t": {"type": one_line, "custom_config_file": file, "passthrough_src": "interface_s",
-                                     "ipaddr": one_line, "dns_server": one_line, "ancillary_ipaddr": one_line,
-                                     "ancillary_netmask": "32", "ancillary_gateway": one_line},
-                "passthrough_ancillary_ipv4_interface_t": {"ipaddr": one_line, "ifname": "lo"},
-                None: {"target": "198.51.100.0", "netmask": "24", "gateway": one_line, "metric": "-1"},
-            }
-            for name, options in expected.items():
-                for option, value in options.items():
-                    self.assertEqual(read[name].get(option), value, f"{name}.{option} of {text!r}")
+            file = text.replace("\n", "\\n")
+            for section, expected in [
+                    ("ipv4_interface_s", {"gateway": line, "dns": f"{line} ::", "passthrough": "t"}),
+                    ("interface_p", {"username": line, "custom_config_file": file}),
+                    ("ipv4_interface_t", {"type": line, "username": line, "custom_config_file": file,
+                                          "dns_server": line, "passthrough_src": "interface_s"})]:
+                self.assertEqual(read_back[section], {**read_back[section], **expected}, text)
 
-    def test_static_ipv6_address_is_not_escaped(self):
-        for text, expected in [("2001:db8::1/64", ["2001:db8::1/64"]), ("back\\slash", ["backslash"]), ('a"b', None)]:
-            _, written = preview({"network": {"interface": {"i": {
-                "type": "ethernet", "enable": True,
-                "ipv6": {"enable": True, "type": "prefix_delegation", "static": {"enable": True, "address": text}}}}}})
-            if expected:
-                self.assertEqual(sections(written)["ipv6_interface_i"]["ip6addr"], expected)
-            else:
-                self.assertRaises(uci_reader.Malformed, sections, written)
+    def test_slices(self):
+        cases = [("EMBB", 9, 0, "01", ""), ("URLLC", 9, -1, "02", ""), ("MIOT", 9, 1, "03", "000001"),
+                 ("custom", 1, 255, "01", "0000ff"), ("custom", 255, 0xffffff, "ff", "ffffff"), ("embb", 9, 0, "", "")]
+        read_back, _ = sections(
+            {"network": {"modem": {"m": {}}, "interface": {
+                f"s{i}": modem(sst=sst, custom_sst=custom, sd=sd) for i, (sst, custom, sd, *_) in enumerate(cases)}}},
+            {f"mm.map.interface_idx.s{i}": "0" for i in range(len(cases))})
+        self.assertEqual([(*case[:3], read_back[f"interface_s{i}"]["sst"], read_back[f"interface_s{i}"]["sd"])
+                          for i, case in enumerate(cases)], cases)
+
+    def test_l2tp_service_is_off(self):
+        for enable in (False, True):
+            read_back, _ = sections({"vpn": {"l2tp": {"enable": enable, "lac": {"a": {}}, "lns": {"b": {}}}}})
+            self.assertEqual(len(read_back), 1 + 2 * enable)
 
     def test_every_recorded_file_is_well_formed(self):
-        files = [path for path in glob.glob(f"{SOURCE}/tests/golden/**/network", recursive=True)
-                 if path.endswith(INSTALLED)]
+        files = glob.glob(f"{SOURCE}/tests/golden/*/expected/{INSTALLED}")
         self.assertTrue(files)
         for path in files:
             with self.subTest(path), open(path, encoding="utf-8", newline="") as file:
-                self.assertTrue(uci_reader.read(file.read()))
+                self.assertTrue(read(file.read()))
 
 
-class KernelAddresses(unittest.TestCase):
-    """A bridge takes the address that the kernel gives the member configured first."""
+class Digests(unittest.TestCase):
+    """The digest is the MD5 of the settings as sorted compact JSON and a line end, and md5sum is told no setting."""
 
-    def test_bridge_address(self):
-        tessera = "mount -t sysfs none /sys"
-        for name, address in [("m1", "02:00:00:00:00:11"), ("m2", "02:00:00:00:00:22"), ("x.3", "02:00:00:00:00:33")]:
-            tessera += f" && ip link add {name} address {address} type bridge"
-        tessera = f'{tessera} && exec {PROGRAMS}/tessera "$@"'
-        within = ["unshare", *(["-r"] if os.geteuid() else []), "-n"]
-        for members, expected in [(["m2", "m1"], "22"), (["gone", "m1", "m2", "m1"], "11"), (["x", "m1"], "33"),
-                                  (["gone"], None), ([], None)]:
-            config = {"network": {
-                "device": {key: {"type": "ethernet", "name": name}
-                           for key, name in [("m1", "m1"), ("m2", "m2"), ("x", "x.3"), ("gone", "gone")]},
-                "bridge": {"b": {"enable": True, "auto_mac_assignment": True,
-                                 "device": [f"/network/device/{key}" for key in members]}}}}
-            status, written = preview(config, tessera=tessera, within=within)
-            self.assertEqual(status, 0)
-            self.assertEqual(sections(written)["b"].get("macaddr"), expected and f"02:00:00:00:00:{expected}")
+    def test_openvpn_settings(self):
+        for text in [*NASTY, "", "-n", "-----BEGIN\nKEY\n", "secret'" * 30000]:
+            entry = {"username": "u", "password": text.replace("\n", ""), "port": 1194, "enable": True,
+                     "config_file": text}
+            read_back, written = sections({"vpn": {"openvpn": {"client": {"c": entry}}}}, tessera=(
+                'mkdir /var/run/bin && printf \'#!/bin/sh\\necho "$*" >>/var/run/told\\nexec %s "$@"\\n\' '
+                '"$(command -v md5sum)" >/var/run/bin/md5sum && chmod +x /var/run/bin/md5sum && '
+                f'PATH=/var/run/bin:$PATH {RUN}'))
+            dump = json.dumps(entry, sort_keys=True, separators=(",", ":"), ensure_ascii=False) + "\n"
+            self.assertEqual([options["conf_md5sum"] for options in read_back.values() if "conf_md5sum" in options],
+                             [hashlib.md5(dump.encode()).hexdigest()], text[:40])
+            self.assertRegex(written["var/run/told"], r"\A/proc/[0-9]+/fd/[0-9]+\n\Z")
 
 
 class Faults(unittest.TestCase):
-    """The installed file is the old one or the whole new one."""
+    """What fails is left out, the rest is there; the installed file is the old one or the whole new one."""
 
-    CONFIG = {"network": {"device": {f"e{i}": {"type": "ethernet", "name": f"eth{i}"} for i in range(100)}}}
-
-    def run_tessera(self, command):
-        return preview(self.CONFIG, files={INSTALLED: "old\n", f"{INSTALLED}.new": "unfinished"}, tessera=command)
-
-    def test_unusable_directory(self):
-        directory, tessera = "/var/run/uci", f'exec {PROGRAMS}/tessera "$@"'
-        for obstacle in [f"rm -r {directory}", f"rm -r {directory}; touch {directory}",
-                         f"mount --bind {directory} {directory} && mount -o remount,ro,bind {directory}"]:
-            status, written = self.run_tessera(f"{obstacle} || exit 99; {tessera}")
-            self.assertEqual(status, 1, obstacle)
-            self.assertNotIn(INSTALLED, written)
-            self.assertIn("network.device_map.99.path", written["runtime.json"], "the device map is missing")
+    def test_what_fails_is_left_out(self):
+        no_hostname = ("ipv4_interface_d", {"proto"}, {"hostname", "dhcp_hostname"})
+        config = {"network": {"modem": {"m": {}}, "interface": {
+            "d": {"type": "ethernet", "enable": True, "ipv4": {"enable": True, "type": "dhcp"}}, "m": modem(),
+            "t": {"type": "passthrough", "enable": True, "passthrough": {"src": ["m"]}}}},
+            "vpn": {"openvpn": {"server": {"s": {"enable": True}}, "client": {"c": {"enable": True, "username": "u"}}}}}
+        providers = {"service_providers", "service_providers_override"}
+        no_md5sum = "mount --bind /bin/false $(command -v md5sum)"
+        for obstacle, section, present, absent in [
+                ("mount --bind /bin/false /bin/hostname", *no_hostname),
+                ("mount --bind /bin/true /bin/hostname", *no_hostname),
+                (no_md5sum, "interface_m", providers, {"service_providers_md5sum"}),
+                (no_md5sum, "openvpn_server_s", {"metric"}, {"conf_md5sum"}),
+                ("mkdir /var/run/serviceproviders-m.txt", "interface_m", {"sd", "passthrough"}, providers),
+                ("cd /var/run && mkdir config_file_server_s userpass_c.cfg", "openvpn_server_s", {"conf_md5sum"}, set())]:
+            read_back, written = sections(config, {"mm.map.interface_idx.m": "0"}, tessera=f"{obstacle} && {RUN}")
+            self.assertLessEqual(present, set(read_back[section]), obstacle)
+            self.assertFalse(absent & set(read_back[section]), obstacle)
+            self.assertIn("var/run/config_file_c", written)
+        self.assertFalse([path for path in written if path.endswith(".ovpn")], "a template of a server without a file")
 
     def test_killed_at_any_point(self):
-        _, complete = self.run_tessera(f'exec {PROGRAMS}/tessera "$@"')
-        self.assertEqual(len(uci_reader.read(complete[INSTALLED])), 101)
+        config = {"network": {"device": {f"e{i}": {"type": "ethernet", "name": f"eth{i}"} for i in range(100)}}}
+        before = {INSTALLED: "old\n", f"{INSTALLED}.new": "unfinished"}
+        read_back, complete = sections(config, files=before)
+        self.assertEqual(len(read_back), 101)
         outcomes = set()
         for call in ["openat", "read", "newfstatat", "mkdir", "fchmod", "write", "fcntl", "pwrite64", "close", "rename",
                      "exit_group"]:
             step, status = 0, 137
             while status == 137:
                 step += 1
-                status, written = self.run_tessera(f'exec strace -o /dev/null -E ASAN_OPTIONS=detect_leaks=0 '
-                                                   f'-e inject={call}:signal=KILL:when={step} '
-                                                   f'{PROGRAMS}/tessera "$@"')
+                status, written = preview(config, files=before, tessera=(
+                    f'exec strace -o /dev/null -E ASAN_OPTIONS=detect_leaks=0 -e inject={call}:signal=KILL:when={step} '
+                    f'{PROGRAMS}/tessera "$@"'))
                 outcomes.add((status, written.get(INSTALLED)))
         whole = complete[INSTALLED]
         self.assertTrue(outcomes == {(137, None), (137, whole), (0, whole)}, [(s, len(t or "")) for s, t in outcomes])
@@ -173,8 +182,10 @@ class Growth(unittest.TestCase):
 
     @staticmethod
     def instructions(count):
-        network = {"device": {}, "interface": {}, "bridge": {"b": {"enable": True, "auto_mac_assignment": True,
-                                                                   "device": []}}}
+        config = {"network": {"device": {}, "interface": {}, "bridge": {
+            "b": {"enable": True, "auto_mac_assignment": True, "device": []}}},
+            "vpn": {"iptunnel": {}, "l2tp": {"enable": True, "lac": {}}}}
+        network, vpn, facts = config["network"], config["vpn"], {}
         for i in range(count):
             network["device"][f"e{i}"] = {"type": "ethernet", "name": f"e{i}"}
             network["bridge"]["b"]["device"].append(f"/network/device/e{i}")
@@ -182,9 +193,12 @@ class Growth(unittest.TestCase):
                                              "ipv4": {"enable": True, "type": "static", "address": "192.0.2.1/24"}}
             network["interface"][f"p{i}"] = {"type": "passthrough", "enable": True, "ipv4": {"enable": True},
                                              "passthrough": {"src": [f"i{i}"]}}
-        status, written = preview({"network": network}, tessera=(
+            vpn["iptunnel"][f"t{i}"] = {"enable": True, "local": f"/network/interface/i{i}"}
+            vpn["l2tp"]["lac"][f"l{i}"] = {"lns": "192.0.2.9"}
+            facts[f"network.interface.i{i}.ipv4.address"] = "192.0.2.1"
+        read_back, written = sections(config, facts, tessera=(
             f'valgrind -q --tool=callgrind --callgrind-out-file=/var/run/profile {PROGRAMS}/tessera "$@"'))
-        assert status == 0 and len(sections(written)) == 2 * count + 3
+        assert len(read_back) == 4 * count + 3, len(read_back)
         return next(int(line.split()[1]) for line in written["var/run/profile"].split("\n") if line[:8] == "summary:")
 
     def test_cost_is_linear(self):

@@ -30,7 +30,8 @@ ConfigNode *walk(ConfigNode *node, const char *path, bool create) {
   for (char **key = keys.get(); *key != nullptr && node != nullptr; key++) {
     ConfigNode *child = child_of(node, *key);
     if (child == nullptr && create) {
-      node->children.push_back(std::make_unique<ConfigNode>(ConfigNode{*key, "", ++last_id + 1, node}));
+      node->children.push_back(
+          std::make_unique<ConfigNode>(ConfigNode{*key, "", ++last_id + 1, node, node->children.size()}));
       child = node->children.back().get();
     }
     node = child;
@@ -54,10 +55,21 @@ int number(const ConfigNode *node) {
   return node != nullptr ? static_cast<int>(strtol(node->value.c_str(), nullptr, 10)) : 0;
 }
 
+template <typename Node>
+const Node *first_child(const Node *node) {
+  return node != nullptr && !node->children.empty() ? node->children[0].get() : nullptr;
+}
+
+template <typename Node>
+const Node *next_child(const Node *node) {
+  if (node == nullptr || node->parent == nullptr || node->position + 1 >= node->parent->children.size()) return nullptr;
+  return node->parent->children[node->position + 1].get();
+}
+
 const NetworkNode *next_in_order(const NetworkNode *scope, const NetworkNode *node) {
-  if (!node->children.empty()) return node->children[0].get();
+  if (const NetworkNode *child = first_child(node)) return child;
   for (; node != scope; node = node->parent)
-    if (node->position + 1 < node->parent->children.size()) return node->parent->children[node->position + 1].get();
+    if (const NetworkNode *sibling = next_child(node)) return sibling;
   return nullptr;
 }
 
@@ -84,6 +96,15 @@ const ConfigNode *set(const char *path, const char *value) {
   return node;
 }
 
+std::string written(const std::function<void(FILE *)> &write) {
+  char *text = nullptr;
+  size_t size = 0;
+  OwnedStream out(open_memstream(&text, &size));
+  write(out.get());
+  out.reset();
+  return OwnedText(text).get();
+}
+
 NetworkNode *add(NetworkNode *parent, uint32_t type, uint32_t kind, const char *name, const char *config_path) {
   if (parent == nullptr) parent = &platform->model;
   const ConfigNode *config = config_path != nullptr ? find(&platform->tree, config_path) : nullptr;
@@ -103,10 +124,8 @@ using fake::platform;
   std::string key = fake::formatted(key_format, arguments); \
   va_end(arguments)
 
-const ConfigNode *config_load() {
-  return &platform->tree;
-}
-void config_free(const ConfigNode *) {}
+// A function that does one thing has one line.
+// clang-format off
 const char *config_get_string(const ConfigNode *node, const char *path) {
   const ConfigNode *found = find(node, path);
   return found != nullptr ? found->value.c_str() : platform->absent_text;
@@ -115,9 +134,7 @@ bool config_get_bool(const ConfigNode *node, const char *path) {
   const ConfigNode *found = find(node, path);
   return found != nullptr && found->value == "true";
 }
-int32_t config_get_int(const ConfigNode *node, const char *path) {
-  return fake::number(find(node, path));
-}
+int32_t config_get_int(const ConfigNode *node, const char *path) { return fake::number(find(node, path)); }
 double config_get_number(const ConfigNode *node, const char *path) {
   const ConfigNode *found = find(node, path);
   return found != nullptr ? strtod(found->value.c_str(), nullptr) : 0;
@@ -125,58 +142,34 @@ double config_get_number(const ConfigNode *node, const char *path) {
 int32_t config_get_duration(const ConfigNode *node, const char *path) {
   return config_get_duration_ms(node, path) / 1000;
 }
-int32_t config_get_duration_ms(const ConfigNode *node, const char *path) {
-  return fake::number(find(node, path));
-}
+int32_t config_get_duration_ms(const ConfigNode *node, const char *path) { return config_get_int(node, path); }
 char **config_get_string_list(const ConfigNode *node, const char *path) {
   char **list = _sl_new(0, 0);
   if (const ConfigNode *found = find(node, path))
     for (const auto &element : found->children) list = _sl_append(list, element->value.c_str(), 0);
   return list;
 }
-const ConfigNode *config_get_ref(const ConfigNode *node, const char *path) {
-  return fake::follow(find(node, path));
-}
+const ConfigNode *config_get_ref(const ConfigNode *node, const char *path) { return fake::follow(find(node, path)); }
 bool config_has_key(const ConfigNode *object, const char *key) {
   return object != nullptr && fake::child_of(object, key) != nullptr;
 }
 bool config_object_has_key(const ConfigNode *node, const char *path, const char *key) {
   return config_has_key(find(node, path), key);
 }
-const ConfigNode *config_object(const ConfigNode *node, const char *path) {
-  return find(node, path);
-}
-const ConfigNode *config_object_first(const ConfigNode *object) {
-  return object != nullptr && !object->children.empty() ? object->children[0].get() : nullptr;
-}
-const ConfigNode *config_object_next(const ConfigNode *member) {
-  if (member == nullptr || member->parent == nullptr) return nullptr;
-  const auto &siblings = member->parent->children;
-  for (size_t i = 0; i + 1 < siblings.size(); i++)
-    if (siblings[i].get() == member) return siblings[i + 1].get();
-  return nullptr;
-}
+const ConfigNode *config_object(const ConfigNode *node, const char *path) { return config_lookup(node, path); }
+const ConfigNode *config_object_first(const ConfigNode *object) { return fake::first_child(object); }
+const ConfigNode *config_object_next(const ConfigNode *member) { return fake::next_child(member); }
 const ConfigNode *config_object_get(const ConfigNode *object, const char *key) {
   return object != nullptr ? fake::child_of(object, key) : nullptr;
 }
 const char *config_string_get(const ConfigNode *leaf) {
   return leaf != nullptr && leaf->children.empty() ? leaf->value.c_str() : nullptr;
 }
-int32_t config_int_get(const ConfigNode *leaf) {
-  return fake::number(leaf);
-}
-const ConfigNode *config_array(const ConfigNode *node, const char *path) {
-  return find(node, path);
-}
-size_t config_array_count(const ConfigNode *array) {
-  return array != nullptr ? array->children.size() : 0;
-}
-const ConfigNode *config_array_first(const ConfigNode *array) {
-  return config_object_first(array);
-}
-const ConfigNode *config_array_next(const ConfigNode *element) {
-  return config_object_next(element);
-}
+int32_t config_int_get(const ConfigNode *leaf) { return fake::number(leaf); }
+const ConfigNode *config_array(const ConfigNode *node, const char *path) { return config_lookup(node, path); }
+size_t config_array_count(const ConfigNode *array) { return array != nullptr ? array->children.size() : 0; }
+const ConfigNode *config_array_first(const ConfigNode *array) { return config_object_first(array); }
+const ConfigNode *config_array_next(const ConfigNode *element) { return config_object_next(element); }
 const char *config_array_get_string(const ConfigNode *array, size_t index) {
   const ConfigNode *element = config_array_object(array, index);
   return element != nullptr ? element->value.c_str() : nullptr;
@@ -187,21 +180,11 @@ const ConfigNode *config_array_get_ref(const ConfigNode *array, size_t index) {
 const ConfigNode *config_array_object(const ConfigNode *array, size_t index) {
   return index < config_array_count(array) ? array->children[index].get() : nullptr;
 }
-const ConfigNode *config_lookup(const ConfigNode *node, const char *path) {
-  return find(node, path);
-}
-const ConfigNode *config_node_get_root(const ConfigNode *node) {
-  return node != nullptr ? &platform->tree : nullptr;
-}
-const ConfigNode *config_node_parent(const ConfigNode *node) {
-  return node != nullptr ? node->parent : nullptr;
-}
-size_t config_node_id(const ConfigNode *node) {
-  return node != nullptr ? node->id : 0;
-}
-const char *config_key(const ConfigNode *node) {
-  return node != nullptr ? node->key.c_str() : nullptr;
-}
+const ConfigNode *config_lookup(const ConfigNode *node, const char *path) { return find(node, path); }
+const ConfigNode *config_node_get_root(const ConfigNode *node) { return node != nullptr ? &platform->tree : nullptr; }
+const ConfigNode *config_node_parent(const ConfigNode *node) { return node != nullptr ? node->parent : nullptr; }
+size_t config_node_id(const ConfigNode *node) { return node != nullptr ? node->id : 0; }
+const char *config_key(const ConfigNode *node) { return node != nullptr ? node->key.c_str() : nullptr; }
 char *config_path(const ConfigNode *node) {
   if (node == nullptr) return nullptr;
   std::string path = node->key;
@@ -209,21 +192,12 @@ char *config_path(const ConfigNode *node) {
     path.insert(0, node->key + ".");
   return strdup(path.c_str());
 }
-const char *config_dump(const ConfigNode *node) {
-  return config_key(node);
-}
+const char *config_dump(const ConfigNode *node) { return config_key(node); }
 
-NetworkModel *network_load(const ConfigNode *) {
-  return platform->model_loads ? &platform->model : nullptr;
-}
+NetworkModel *network_load(const ConfigNode *) { return platform->model_loads ? &platform->model : nullptr; }
 void network_free(NetworkModel *) {}
-const NetworkNode *network_first(const NetworkNode *node) {
-  return node != nullptr && !node->children.empty() ? node->children[0].get() : nullptr;
-}
-const NetworkNode *network_next_child(const NetworkNode *node) {
-  if (node == nullptr || node->parent == nullptr || node->position + 1 >= node->parent->children.size()) return nullptr;
-  return node->parent->children[node->position + 1].get();
-}
+const NetworkNode *network_first(const NetworkNode *node) { return fake::first_child(node); }
+const NetworkNode *network_next_child(const NetworkNode *node) { return fake::next_child(node); }
 const NetworkNode *network_first_type(const NetworkNode *scope, uint32_t type) {
   return network_next_type(scope, scope, type);
 }
@@ -255,42 +229,18 @@ const NetworkNode *network_find_proto(const NetworkModel *model, const ConfigNod
     part = network_next_type(interface, part, NETWORK_NODE_PROTO);
   return part;
 }
-const ConfigNode *network_config(const NetworkNode *node) {
-  return node != nullptr ? node->config : nullptr;
-}
-const char *network_name(const NetworkNode *node) {
-  return node != nullptr ? node->name.c_str() : nullptr;
-}
-const char *network_key(const NetworkNode *node) {
-  return node != nullptr ? node->key.c_str() : nullptr;
-}
-const char *network_interface_name(const NetworkNode *node) {
-  return network_name(node);
-}
-uint32_t network_type(const NetworkNode *node) {
-  return node != nullptr ? node->type : UINT32_MAX;
-}
-uint32_t network_interface_type(const NetworkNode *node) {
-  return node != nullptr ? node->kind : UINT32_MAX;
-}
-uint32_t network_device_type(const NetworkNode *node) {
-  return node != nullptr ? node->kind : UINT32_MAX;
-}
+const ConfigNode *network_config(const NetworkNode *node) { return node != nullptr ? node->config : nullptr; }
+const char *network_name(const NetworkNode *node) { return node != nullptr ? node->name.c_str() : nullptr; }
+const char *network_key(const NetworkNode *node) { return node != nullptr ? node->key.c_str() : nullptr; }
+const char *network_interface_name(const NetworkNode *node) { return network_name(node); }
+uint32_t network_type(const NetworkNode *node) { return node != nullptr ? node->type : UINT32_MAX; }
+uint32_t network_interface_type(const NetworkNode *node) { return node != nullptr ? node->kind : UINT32_MAX; }
+uint32_t network_device_type(const NetworkNode *node) { return network_interface_type(node); }
 
-int runt_init() {
-  platform->calls.emplace_back("init");
-  return platform->store_opens ? 0 : 1;
-}
-void runt_deinit() {
-  platform->calls.emplace_back("deinit");
-}
-char *runt_get_string(const char *key) {
-  return fake::fact(key);
-}
-char *runt_get_string_pathf(const char *format, ...) {
-  FORMATTED(key, format);
-  return fake::fact(key);
-}
+int runt_init() { platform->calls.emplace_back("init"); return platform->store_opens ? 0 : 1; }
+void runt_deinit() { platform->calls.emplace_back("deinit"); }
+char *runt_get_string(const char *key) { return fake::fact(key); }
+char *runt_get_string_pathf(const char *format, ...) { FORMATTED(key, format); return fake::fact(key); }
 int32_t runt_get_int32(const char *key, int32_t fallback) {
   OwnedText value(fake::fact(key));
   return value != nullptr ? static_cast<int32_t>(strtol(value.get(), nullptr, 10)) : fallback;
@@ -315,17 +265,10 @@ char **runt_keys(const char *key) {
   }
   return names.release();
 }
-char **runt_keys_pathf(const char *format, ...) {
-  FORMATTED(key, format);
-  return runt_keys(key.c_str());
-}
-RuntEntry **runt_get_entries(const char *, int, int, int, int) {
-  return nullptr;
-}
+char **runt_keys_pathf(const char *format, ...) { FORMATTED(key, format); return runt_keys(key.c_str()); }
+RuntEntry **runt_get_entries(const char *, int, int, int, int) { return nullptr; }
 void runt_entries_free(RuntEntry **) {}
-int runt_edit_start() {
-  return fake::edit("start");
-}
+int runt_edit_start() { return fake::edit("start"); }
 int runt_delete(const char *key) {
   std::erase_if(platform->facts, [prefix = std::string(key) + "."](const auto &row) {
     return (row.first + ".").compare(0, prefix.size(), prefix) == 0;
@@ -336,6 +279,4 @@ int runt_set_string_pathf(const char *value, const char *format, ...) {
   FORMATTED(key, format);
   return fake::edit(key + "=" + value);
 }
-int runt_edit_commit() {
-  return fake::edit("commit");
-}
+int runt_edit_commit() { return fake::edit("commit"); }

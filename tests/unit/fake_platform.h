@@ -3,6 +3,7 @@
 #ifndef TESSERA_TESTS_FAKE_PLATFORM_H
 #define TESSERA_TESTS_FAKE_PLATFORM_H
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -17,6 +18,7 @@ struct ConfigNode {
   std::string value;  // a reference is "/path/to/node" or the key of an interface
   size_t id;
   ConfigNode *parent = nullptr;
+  size_t position = 0;
   std::vector<std::unique_ptr<ConfigNode>> children = {};
 };
 
@@ -55,6 +57,9 @@ const ConfigNode *set(const char *path, const char *value = "");
 // Adds a node below `parent`, or below the root. `config_path` names an existing configuration node or is null.
 NetworkNode *add(NetworkNode *parent, uint32_t type, uint32_t kind, const char *name,
                  const char *config_path = nullptr);
+
+// What the function writes into the stream that it is given.
+std::string written(const std::function<void(FILE *)> &write);
 
 }  // namespace fake
 
