@@ -17,6 +17,13 @@ namespace {
 
 constexpr size_t smallest_buffer = 1000;
 
+// Keeps others out; a device or pipe that stands in the place of a file keeps its own mode.
+bool make_private(int fd) {
+  struct stat status;
+  if (fstat(fd, &status) != 0) return false;
+  return !S_ISREG(status.st_mode) || (status.st_mode & 07777) == 0600 || fchmod(fd, 0600) == 0;
+}
+
 }  // namespace
 
 bool read_all(int fd, size_t expected, char **text) {
@@ -73,7 +80,7 @@ bool file_write(const char *path, const char *text) {
   // The file is empty until its mode is right: no moment shows new content under an old, wider mode.
   int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0600);
   if (fd < 0) return false;
-  bool complete = fchmod(fd, 0600) == 0 && (text == nullptr || write_all(fd, text, strlen(text)));
+  bool complete = make_private(fd) && (text == nullptr || write_all(fd, text, strlen(text)));
   return close(fd) == 0 && complete;
 }
 

@@ -1,4 +1,7 @@
 // Entry of the program: finds the mapper of the named service, loads the configuration and runs the mapper on it.
+#include <fcntl.h>
+
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +20,14 @@ const MapperRow mapper_table[] = {
     {"dnsmasq", map_dnsmasq}, {"ipsec", map_ipsec}, {"network", map_network}, {"pam", map_pam}, {nullptr, nullptr},
 };
 
+// Whoever starts a program at boot may have closed its standard streams, or read them through a pipe and gone away.
+// A log line must then neither end up in an output file that got the number 2, nor end the run half-way.
+void protect_streams() {
+  for (int fd = 0; fd <= 2; fd++)
+    if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) abort();
+  signal(SIGPIPE, SIG_IGN);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -26,6 +37,7 @@ int main(int argc, char **argv) {
   }
   for (const MapperRow *row = mapper_table; row->name != nullptr; row++) {
     if (strcmp(row->name, argv[1]) != 0) continue;
+    protect_streams();
     const ConfigNode *root = config_load();
     if (root == nullptr) return 1;
     int32_t status = row->handler(root, argc - 2, argv + 2);

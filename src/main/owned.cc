@@ -23,11 +23,18 @@ std::string format(const char *format, ...) {
   return text;
 }
 
+// Gives a file its mode; a device or pipe that stands in its place keeps its own.
+static bool set_mode(int fd, unsigned mode) {
+  struct stat status;
+  if (fstat(fd, &status) != 0) return false;
+  return !S_ISREG(status.st_mode) || (status.st_mode & 07777) == mode || fchmod(fd, mode) == 0;
+}
+
 OwnedStream open_output(const char *path, unsigned mode) {
   // The file is empty until its mode is right: no moment shows new content under an old, wider mode.
   int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0600);
   if (fd < 0) return nullptr;
-  FILE *stream = fchmod(fd, mode) == 0 ? fdopen(fd, "w") : nullptr;
+  FILE *stream = set_mode(fd, mode) ? fdopen(fd, "w") : nullptr;
   if (stream == nullptr) {
     int reason = errno;
     close(fd);
