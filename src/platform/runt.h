@@ -19,9 +19,9 @@ typedef struct RuntEntry {
   const char *value;
 } RuntEntry;
 
-// Connects to the store: 0, or non-zero when it cannot be opened. The connection sees the store as it was then, or after
-// its own last change. Connecting again keeps it, and one runt_deinit ends it, giving up an open batch; runt_deinit is
-// harmless without a connection.
+// Connects to the store: 0, or non-zero when it cannot be opened. The connection sees the store as it was then, or
+// after its own last change. Connecting again keeps it, and one runt_deinit ends it, giving up an open batch;
+// runt_deinit is harmless without a connection.
 int runt_init(void);
 void runt_deinit(void);
 

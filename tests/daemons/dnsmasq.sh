@@ -45,7 +45,7 @@ expect "static lease by hardware address" "$(lease 00:11:22:33:44:55)" "192.168.
 dynamic=$(lease 02:00:00:00:00:99)
 last=${dynamic%% *}
 last=${last#192.168.10.}
-[ "$last" -ge 100 ] && [ "$last" -le 199 ] || fail "address out of the range: $dynamic"
+if [ "$last" -lt 100 ] || [ "$last" -gt 199 ]; then fail "address out of the range: $dynamic"; fi
 
 query() { ip netns exec client dig +short +time=2 +tries=2 @192.168.10.1 "$@"; }
 ip -n client addr add 192.168.10.77/24 dev eth0

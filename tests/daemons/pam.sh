@@ -39,10 +39,14 @@ attempt() {
 
 calls() { sed 's/ .*//; s/\.so$//; s/^pam_//' /run/pam.log 2>/dev/null | tr '\n' ' '; }
 
-methods='"method": ["radius", "tacacs+", "local"],
-  "radius": {"server": [{"hostname": "127.0.0.1", "port": 1812, "secret": "s", "timeout": 2}], "nas_id": "branch", "authoritative": %s},
-  "tacacs+": {"server": [{"hostname": "10.0.0.1", "port": 49, "secret": "a ]b c"}, {"hostname": "10.0.0.2", "port": 50, "secret": "x"}],
-              "service": "ppp", "group_attribute": "groups"}'
+configure_servers() { # AUTHORITATIVE
+  configure "{\"method\": [\"radius\", \"tacacs+\", \"local\"],
+    \"radius\": {\"nas_id\": \"branch\", \"authoritative\": $1, \"server\": [
+      {\"hostname\": \"127.0.0.1\", \"port\": 1812, \"secret\": \"s\", \"timeout\": 2}]},
+    \"tacacs+\": {\"service\": \"ppp\", \"group_attribute\": \"groups\", \"server\": [
+      {\"hostname\": \"10.0.0.1\", \"port\": 49, \"secret\": \"a ]b c\"},
+      {\"hostname\": \"10.0.0.2\", \"port\": 50, \"secret\": \"x\"}]}}"
+}
 servers_in_order='|server=10.0.0.1:49|secret=a ]b c|server=10.0.0.2:50|secret=x'
 
 # Local users alone: success ends the stack before the closing deny, any other answer reaches it.
@@ -58,7 +62,7 @@ expect "other is refused" "$(attempt other authenticate)" no
 expect "tunnel user" "$(attempt openvpn authenticate)" yes
 
 # Not authoritative: whatever the servers say but yes, the next method is asked.
-configure "{$(printf "$methods" false)}"
+configure_servers false
 verdict radius_auth.so.auth $auth_err
 verdict tacplus.so.auth $authinfo_unavail
 expect "fall through to local" "$(attempt sshd authenticate)" yes
@@ -82,7 +86,7 @@ expect "command session arguments" "$(head -n 1 /run/pam.log)" \
   "pam_tacplus.so session|debug|try_first_pass|login=pap|service=cli|protocol=unknown$servers_in_order"
 
 # Authoritative: a refusal is final, a server that cannot be reached is not.
-configure "{$(printf "$methods" true)}"
+configure_servers true
 verdict radius_auth.so.auth $auth_err
 expect "authoritative refusal" "$(attempt openvpn authenticate)" no
 expect "nobody else is asked" "$(calls)" "radius_auth "

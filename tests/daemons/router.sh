@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # A router to test on: sourced by the tests of real daemons, which run as root.
 #
 #   router_enter "$0" "$@"   restarts the script in mount, network and host-name namespaces of its own
@@ -41,7 +42,9 @@ start() {
 
 router_stop() {
   local pid
-  for pid in "${started[@]}"; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
+  for pid in "${started[@]}"; do
+    if kill "$pid" 2>/dev/null; then wait "$pid" 2>/dev/null || true; fi
+  done
 }
 
 fail() {
