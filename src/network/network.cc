@@ -1,5 +1,7 @@
 #include "network/network.h"
 
+#include <unistd.h>
+
 #include <cstring>
 
 #include "main/mappers.h"
@@ -78,7 +80,11 @@ int32_t print_device_name(const ConfigNode *root, int32_t argc, char **argv) {
 // the map is still published: the devices are there whether or not their settings could be written.
 int32_t generate(const ConfigNode *root) {
   if (runt_init() != 0) log_error("failed to initialize runt interface");
-  if (OwnedStream out = open_output(working_path)) write_network_file(out.get(), root);
+  if (OwnedStream out = open_output(working_path)) {
+    write_network_file(out.get(), root);
+  } else {
+    unlink(working_path);  // what a killed run has left must not be installed
+  }
   publish_device_map();
   uci_forget_passthrough_sources();
   network_free(network_model);

@@ -271,6 +271,17 @@ TEST_F(NetworkTest, DeviceMapIsPublishedWhateverElseFails) {
   EXPECT_EQ(installed(),
             "\nconfig globals globals\n\nconfig interface link_eth_e\n\toption proto \"link\"\n"
             "\toption ifname \"eth0\"\n");
+  // What a killed run has left is not taken for the file of a run that could not open one.
+  file_write("/var/run/uci/network.new", "half");
+  rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit none = {0, limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  int32_t status = run_mapper({});
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(status, 1);
+  EXPECT_NE(installed(), "half");
+
   platform->model_loads = false;
   set("network.advanced.ula_prefix", "fd00::/48");
   EXPECT_EQ(run_mapper({}), 0);
