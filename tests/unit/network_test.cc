@@ -3,6 +3,7 @@
 #include "network/network.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "fake_platform.h"
