@@ -31,6 +31,7 @@ bool read_all(int fd, std::string &content) {
     length += static_cast<size_t>(count);
   }
   content.resize(length);
+  content.shrink_to_fit();  // thousands of files are kept at a time
   return true;
 }
 

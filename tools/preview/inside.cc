@@ -121,11 +121,18 @@ void remove_existing(const std::string &path) {
   if (unlink(path.c_str()) != 0 && errno != ENOENT) fail_system("%s", path.c_str());
 }
 
+bool is_link_to_run(int at, const char *name, const std::string &path) {
+  std::string target;
+  return path == "/var/run" && read_link(at, name, target);
+}
+
 void lay_directory(DIR *source, const std::string &directory) {
   while (const dirent *entry = next_entry(source)) {
     int at = dirfd(source);
     const char *name = entry->d_name;
     std::string path = path_in(directory, name);
+    // A whole root file system brings these two along; the inside has them already, the kernel's and its own.
+    if (path == "/proc" || is_link_to_run(at, name, path)) continue;
     struct stat status;
     if (fstatat(at, name, &status, AT_SYMLINK_NOFOLLOW) != 0) fail_system("%s", path.c_str());
     if (S_ISDIR(status.st_mode)) {
