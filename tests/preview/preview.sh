@@ -50,6 +50,8 @@ echo gone >rootfs/var/run/deep/gone
 echo run >rootfs/run/fact
 ln -s deep rootfs/var/run/link
 chmod 750 rootfs/var/run/deep
+mkdir -p whole/proc/1 whole/var
+ln -s ../tmp whole/var/run
 
 stand_in look <<'LOOK'
 echo "arguments: $*"
@@ -100,6 +102,10 @@ echo "ran $1"
 [ "$1" = pam ] && exit 3
 [ "$1" != ipsec ]
 BY_NAME
+stand_in look_around <<'AROUND'
+readlink -f /var/run
+[ -e /proc/self/stat ]
+AROUND
 stand_in wait_for_end <<'WAIT'
 echo $$
 exec sleep 60
@@ -231,6 +237,9 @@ ran network
 ran ipsec
 ran network
 OUTPUT
+  expect 0 -c '' -f whole --tessera look_around pam <<'OUTPUT'
+/var/run
+OUTPUT
   expect 134 -c '' --tessera killed pam </dev/null
 
   # What cannot be done is refused in one line, and nothing is left behind.
@@ -269,6 +278,10 @@ $usage
 OUTPUT
   expect 2 all -p <<OUTPUT
 tessera-preview: ARGS are for a single service
+$usage
+OUTPUT
+  expect 2 pam,,network <<OUTPUT
+tessera-preview: a list of services holds names only
 $usage
 OUTPUT
 
