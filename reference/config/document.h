@@ -101,7 +101,9 @@ struct Document {
 
   std::vector<Finding> *findings = nullptr;  // null in a run: findings are logged
   bool refused = false;
-  std::string pristine;  // the file as it was before the parser wrote into its text; read when a message needs it
+  bool accepted = false;      // nothing can refuse the document any more
+  std::vector<Finding> held;  // in a run, until the document is accepted: a refused one gets its one message only
+  std::string pristine;       // the file as it was before the parser wrote into its text; read when a message needs it
   bool pristine_known = false;
   Place place;
 
@@ -169,6 +171,9 @@ void report_list(Document &document, Grade grade, uint32_t position, const std::
 
 // The text of a name from the document as it may stand in a message.
 std::string printable(const char *name);
+
+// Ends the load of a document that is not refused: what was held back in a run is logged.
+void accept_document(Document &document);
 
 // Appends one component to a dotted path.
 void append_component(std::string &path, const std::string &component);

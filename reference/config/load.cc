@@ -597,6 +597,7 @@ const ConfigNode *config_load_file(const char *path, std::vector<Finding> *findi
     return nullptr;
   }
   if (!parse(*document)) return nullptr;
+  accept_document(*document);
   Document *loaded = document.release();  // the tree's handles keep it until config_free
   return node_at(*loaded, loaded->root);
 }

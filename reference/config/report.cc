@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "config/characters.h"
 #include "config/document.h"
 #include "platform/tools.h"
 
@@ -72,23 +73,36 @@ void report_list(Document &document, Grade grade, uint32_t position, const std::
   free(message);
   if (document.findings != nullptr) {
     document.findings->push_back(std::move(finding));
-  } else {
+  } else if (grade == Grade::refused || document.accepted) {
     log_finding(document, finding);
+  } else {
+    document.held.push_back(std::move(finding));
   }
+}
+
+void accept_document(Document &document) {
+  document.accepted = true;
+  for (const Finding &finding : document.held) log_finding(document, finding);
+  document.held.clear();
 }
 
 std::string printable(const char *name) {
   constexpr size_t longest = 80;
+  size_t length = strlen(name);
+  std::string padded(name, length);
+  padded.append(3, '\0');  // so far does the search for invalid bytes read
   std::string text;
-  for (const char *at = name; *at != '\0'; at++) {
-    auto byte = static_cast<unsigned char>(*at);
+  uint32_t invalid = find_invalid_utf8(padded.data(), static_cast<uint32_t>(length), 0);
+  for (uint32_t at = 0; at < length; at++) {
+    auto byte = static_cast<unsigned char>(name[at]);
     if (text.size() >= longest && (byte & 0xC0) != 0x80) return text + "...";
-    if (byte < 0x20 || byte == 0x7F) {
+    if (byte < 0x20 || byte == 0x7F || at == invalid) {
       char code[8];
       snprintf(code, sizeof code, "\\x%02x", byte);
       text += code;
+      if (at == invalid) invalid = find_invalid_utf8(padded.data(), static_cast<uint32_t>(length), at + 1);
     } else {
-      text += *at;
+      text += name[at];
     }
   }
   return text;
