@@ -156,8 +156,8 @@ inline uint32_t name_hash(const char *name, size_t length) {
   return hash ^ hash >> 15;
 }
 
-// One child by its name, or by its index in an array; null when there is none.
-const ConfigNode *find_child(const ConfigNode *node, const char *name, size_t length);
+// The node that a reference of the form "/network/device/eth1" names; null when there is none.
+const ConfigNode *find_by_reference(const ConfigNode *root, const char *text);
 
 // Makes every reference point at the node that it names; those that name nothing become unset and are reported.
 // `references` are the cells of all that are set.

@@ -9,15 +9,8 @@
 #include <cstring>
 #include <string_view>
 
-// The vector forms need no run-time choice: every processor of these kinds has them.
-#if defined(__SSE2__)
-#define RAPIDJSON_SSE2
-#elif defined(__ARM_NEON) && defined(__LITTLE_ENDIAN__)
-#define RAPIDJSON_NEON
-#endif
-#include <rapidjson/reader.h>
-
 #include "config/document.h"
+#include "config/text_stream.h"
 #include "platform/tools.h"
 
 namespace {
@@ -75,8 +68,6 @@ const char *closest_member(const SchemaRow &object, const char *name, size_t len
   return closest;
 }
 
-using Stream = rapidjson::InsituStringStream;
-
 // An object or array that is being read.
 struct Frame {
   uint16_t row = schema_ignored;     // of the container; schema_ignored below an unknown key
@@ -97,7 +88,7 @@ struct Frame {
 // side by side.
 struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   Document &document;
-  Stream &stream;
+  const TextStream &stream;
   char *const text;
   Growing<ConfigNode> pending;
   Growing<uint32_t> references;
@@ -112,7 +103,8 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   Frame *current;
   Frame frames[deepest + 1];
 
-  Loader(Document &into, Stream &from) : document(into), stream(from), text(into.text.get()), current(frames) {
+  Loader(Document &into, const TextStream &from)
+      : document(into), stream(from), text(into.text.get()), current(frames) {
     frames[0].member = schema_root;
     suspect_from(0);
   }
@@ -518,7 +510,7 @@ const char *syntax_problem(const Document &document, rapidjson::ParseErrorCode c
 // Reads the document's text. False when there is no tree: in a run after any refused finding, in a check only when the
 // rest of the text could not be made out.
 bool parse(Document &document) {
-  Stream stream(document.text.get());
+  TextStream stream(document.text.get());
   Loader loader(document, stream);
   if (strncmp(document.text.get(), "\xEF\xBB\xBF", 3) == 0) {
     report_at(document, Grade::refused, 0, {},

@@ -1,22 +1,9 @@
 // References: texts that name other nodes of the document, before or after them.
 #include <algorithm>
-#include <cstring>
 
 #include "config/document.h"
 
 namespace {
-
-const ConfigNode *find_by_path(const Document &document, const char *text) {
-  if (*text != '/') return nullptr;
-  const ConfigNode *node = node_at(document, document.root);
-  for (const char *name = text + 1; node != nullptr;) {
-    const char *end = strchrnul(name, '/');
-    node = find_child(node, name, static_cast<size_t>(end - name));
-    if (*end == '\0') return node;
-    name = end + 1;
-  }
-  return nullptr;
-}
 
 bool is_device(const ConfigNode *node) {
   const SchemaRow &row = row_of(node);
@@ -35,18 +22,15 @@ void report_unset(Document &document, const ConfigNode *node) {
 }  // namespace
 
 void resolve_references(Document &document, const Growing<uint32_t> &references) {
-  const ConfigNode *interfaces = config_lookup(node_at(document, document.root), "network.interface");
+  const ConfigNode *root = node_at(document, document.root);
+  const ConfigNode *interfaces = config_lookup(root, "network.interface");
   std::vector<ConfigNode *> unset;
   for (uint32_t i = 0; i < references.used; i++) {
     ConfigNode *node = &document.cells.data.get()[references.data.get()[i]].node;
     const char *text = node->value.text;
     unsigned flags = row_of(node).flags;
-    const ConfigNode *target = nullptr;
-    if ((flags & row_interface_name) == 0) {
-      target = find_by_path(document, text);
-    } else if (interfaces != nullptr) {
-      target = find_child(interfaces, text, strlen(text));
-    }
+    bool bare = (flags & row_interface_name) != 0;
+    const ConfigNode *target = bare ? config_object_get(interfaces, text) : find_by_reference(root, text);
     if (target == nullptr || ((flags & row_device) != 0 && !is_device(target))) {
       node->value.text = "";
       unset.push_back(node);

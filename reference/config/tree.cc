@@ -23,14 +23,32 @@ const ConfigNode *child_at(const ConfigNode *node, size_t index) {
   return index < node->value.children.count ? nth_child(node, static_cast<uint32_t>(index)) : nullptr;
 }
 
-// The member of an object by its name. Objects are small, and what is looked up is mostly there.
-const ConfigNode *find_member(const ConfigNode *object, const char *name, size_t length) {
-  if (length > longest_key) return nullptr;
-  uint16_t tag = schema_tag(name, length);
+// The component of a path, up to `separator` or the end.
+struct Component {
+  const char *name;
+  char separator;
+  const char *end = nullptr;  // null until it is looked for
+
+  size_t length() {
+    if (end == nullptr) {
+      for (end = name; *end != '\0' && *end != separator;) end++;
+    }
+    return static_cast<size_t>(end - name);
+  }
+};
+
+// The member of an object by its name. Objects are small, and what is asked for is mostly there.
+inline const ConfigNode *find_member(const ConfigNode *object, Component &component) {
+  const char *name = component.name;
   uint32_t count = object->value.children.count;
   for (const Cell *cell = cell_at(nth_child(object, 0)); count > 0; count--, cell++) {
-    const SchemaRow &row = schema_row(cell->node.row);
-    if (row.tag == tag && same_characters(schema_name(row), name, length)) return &cell->node;
+    const char *own = schema_name(row_of(&cell->node));
+    if (*own != *name) continue;
+    size_t at = 1;
+    while (own[at] != '\0' && own[at] == name[at]) at++;
+    if (own[at] != '\0' || (name[at] != '\0' && name[at] != component.separator)) continue;
+    component.end = name + at;
+    return &cell->node;
   }
   return nullptr;
 }
@@ -69,32 +87,34 @@ bool read_index(const char *digits, size_t length, size_t *index) {
 }
 
 // One step down: from a row of the schema, and the node that has it when the document holds one.
-[[gnu::always_inline]] inline Target step(uint16_t from, const ConfigNode *node, const char *name, size_t length) {
+[[gnu::always_inline]] inline Target step(uint16_t from, const ConfigNode *node, Component &component) {
   const SchemaRow &row = schema_row(from);
   if (row.kind == Kind::object) {
-    const ConfigNode *member = node != nullptr ? find_member(node, name, length) : nullptr;
+    const ConfigNode *member = node != nullptr ? find_member(node, component) : nullptr;
     if (member != nullptr) return {member->row, member};
-    unsigned number = schema_member(row, name, length, 0);
+    unsigned number = schema_member(row, component.name, component.length(), 0);
     return {number < row.count ? static_cast<uint16_t>(row.child + number) : schema_ignored, nullptr};
   }
-  if (row.kind == Kind::map) return {row.child, node != nullptr ? find_entry(node, name, length) : nullptr};
+  size_t length = component.length();
+  if (row.kind == Kind::map) {
+    return {row.child, node != nullptr ? find_entry(node, component.name, length) : nullptr};
+  }
   size_t index = 0;
-  if (row.kind == Kind::array && read_index(name, length, &index)) {
+  if (row.kind == Kind::array && read_index(component.name, length, &index)) {
     return {row.child, node != nullptr ? child_at(node, index) : nullptr};
   }
   return {schema_ignored, nullptr};
 }
 
-inline Target resolve(const ConfigNode *node, const char *path) {
+Target resolve(const ConfigNode *node, const char *path, char separator = '.') {
   if (node == nullptr) return {schema_ignored, nullptr};
   Target target{node->row, node};
   if (*path == '\0') return target;
   for (;;) {
-    const char *end = path;
-    while (*end != '\0' && *end != '.') end++;
-    target = step(target.row, target.node, path, static_cast<size_t>(end - path));
-    if (*end == '\0' || target.row == schema_ignored) return target;
-    path = end + 1;
+    Component component{path, separator};
+    target = step(target.row, target.node, component);
+    if (target.row == schema_ignored || *component.end == '\0') return target;
+    path = component.end + 1;
   }
 }
 
@@ -132,8 +152,8 @@ int64_t milliseconds(const ConfigNode *node, const char *path) {
 
 }  // namespace
 
-const ConfigNode *find_child(const ConfigNode *node, const char *name, size_t length) {
-  return step(node->row, node, name, length).node;
+const ConfigNode *find_by_reference(const ConfigNode *root, const char *text) {
+  return *text == '/' && text[1] != '\0' ? resolve(root, text + 1, '/').node : nullptr;
 }
 
 const char *config_get_string(const ConfigNode *node, const char *path) {
@@ -204,7 +224,9 @@ const ConfigNode *config_object_next(const ConfigNode *member) {
 }
 
 const ConfigNode *config_object_get(const ConfigNode *object, const char *key) {
-  return is_object(object) ? find_child(object, key, strlen(key)) : nullptr;
+  if (!is_object(object)) return nullptr;
+  Component component{key, '\0'};
+  return step(object->row, object, component).node;
 }
 
 const char *config_string_get(const ConfigNode *leaf) {
