@@ -65,6 +65,10 @@ uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from) {
   return no_position;
 }
 
+bool is_surrogate(const char *text) {
+  return text[0] == '\xED' && (text[1] & 0xE0) == 0xA0;
+}
+
 bool holds_control(const char *text, size_t length) {
   return std::any_of(text, text + length, is_control);
 }

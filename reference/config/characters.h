@@ -11,6 +11,9 @@ inline constexpr uint32_t no_position = UINT32_MAX;
 // read.
 uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from);
 
+// True when what is not UTF-8 at `text` is the form that half of a surrogate pair would have.
+bool is_surrogate(const char *text);
+
 // True for a text that holds a byte below 0x20 or 0x7F; the second form lets tabs and line ends pass.
 bool holds_control(const char *text, size_t length);
 bool holds_control_but_lines(const char *text, size_t length);

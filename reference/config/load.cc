@@ -86,7 +86,7 @@ struct Frame {
 
 // Receives the parser's events. Children wait on the pending stack until their container ends, and are then laid down
 // side by side.
-struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
+struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   Document &document;
   const TextStream &stream;
   char *const text;
@@ -252,7 +252,12 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     uint32_t start = offset(string);
     if (invalid_utf8 < start) invalid_utf8 = find_invalid_utf8(text, document.size, start);
     // What stood in the file is not UTF-8 when, and only when, what the parser made of it is not.
-    if (find_invalid_utf8(text, start + length, start) != no_position) refuse(invalid_utf8, "not UTF-8");
+    uint32_t invalid = find_invalid_utf8(text, start + length, start);
+    if (invalid != no_position && is_surrogate(text + invalid)) {
+      refuse(start - 1, "half of a surrogate pair, which is no character");
+    } else if (invalid != no_position) {
+      refuse(invalid_utf8, "not UTF-8");
+    }
     if (row != nullptr && row->kind != Kind::duration && holds_control(string, length)) {
       bool many_lines = (row->flags & row_many_lines) != 0;
       if (!many_lines) {
@@ -522,7 +527,7 @@ bool parse(Document &document) {
   document.cells.reserve(document.size / 12 + 64);
   document.cells.add();  // 0 stands for no cell
 
-  rapidjson::Reader reader;
+  rapidjson::GenericReader<TextEncoding, TextEncoding> reader;
   constexpr unsigned flags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
   rapidjson::ParseResult result = reader.Parse<flags>(stream, loader);
   if (loader.halted) return false;

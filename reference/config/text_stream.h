@@ -49,9 +49,11 @@ struct TextStream {
 
   explicit TextStream(char *text) : source(text), start(text) {}
   TextStream(const TextStream &) = default;
-  TextStream &operator=(const TextStream &other) {
-    source = other.source;
-    target = other.target;
+  // The parser works on a copy and puts it back: the two have the same start.
+  TextStream &operator=(const TextStream &copy) {
+    if (this == &copy) return *this;
+    source = copy.source;
+    target = copy.target;
     return *this;
   }
 
@@ -76,6 +78,31 @@ struct TextStream {
       source += taken;
       target += taken;
     }
+  }
+};
+
+// The encoding of a TextStream. The bytes of a character that was written by its number follow one another: none of
+// them goes through Put. (Inlined, because a stream whose address is taken lives in memory and not in registers.)
+struct TextEncoding : rapidjson::UTF8<> {
+  using rapidjson::UTF8<>::Encode;
+  [[gnu::always_inline]] static void Encode(TextStream &out, unsigned code) {
+    auto put = [&out](unsigned byte) { *out.target++ = static_cast<char>(byte); };
+    if (code < 0x80) {
+      put(code);
+      return;
+    }
+    if (code < 0x800) {
+      put(0xC0 | code >> 6);
+    } else {
+      if (code < 0x10000) {
+        put(0xE0 | code >> 12);
+      } else {
+        put(0xF0 | code >> 18);
+        put(0x80 | (code >> 12 & 0x3F));
+      }
+      put(0x80 | (code >> 6 & 0x3F));
+    }
+    put(0x80 | (code & 0x3F));
   }
 };
 

@@ -118,7 +118,9 @@ TEST(ConfigLoad, RefusesWhatItCannotUseWithOneMessage) {
       {"{\"network\":{\"vlan\":{\"v\":{\"id\":01}}}}", "1:32: network.vlan.v.id: syntax error: expected ',' or '}'"},
       // Characters.
       {"{\"system\":{\"name\":\"a\xC3(\"}}", "1:21: system.name: not UTF-8"},
-      {"{\"system\":{\"name\":\"\xED\xA0\x80\"}}", "1:20: system.name: not UTF-8"},
+      {"{\"system\":{\"name\":\"\xED\xA0\x80\"}}",
+       "1:19: system.name: half of a surrogate pair, which is no character"},
+      {"{\"system\":{\"name\":\"a\\udc00\"}}", "1:19: system.name: half of a surrogate pair, which is no character"},
       {"{\"system\":{\"name\":\"\xF4\x90\x80\x80\"}}", "1:20: system.name: not UTF-8"},
       {"{\"system\":{\"name\":\"\xC0\xAF\"}}", "1:20: system.name: not UTF-8"},
       {"{\"system\":{\"name\":\"\\u0041\\u0041\\u0041\xFF\"}}", "1:38: system.name: not UTF-8"},
@@ -700,6 +702,29 @@ TEST(ConfigLoad, TakesWhatIsAtTheLimits) {
   EXPECT_EQ(config_get_int(root.get(), "network.vlan.2.id"), INT32_MAX);
   EXPECT_STREQ(config_get_string(root.get(), "system.name"), "\xC3\xBC\xF0\x9F\x98\x80 \xE2\x82\xAC\xF0\x9F\x98\x80");
   EXPECT_STREQ(config_dump(load("{}").get()), "{}");
+}
+
+TEST(ConfigLoad, ReadsEscapesWhereverTheyStand) {
+  const std::pair<const char *, const char *> pieces[] = {
+      {"", ""},
+      {R"(\n)", "\n"},
+      {R"(\u00fc)", "\xC3\xBC"},
+      {R"(\u20ac\\)", "\xE2\x82\xAC\\"},
+      {R"(\")", "\""},
+      {"\xC3\xBC", "\xC3\xBC"},
+      {R"(\ud83d\ude00)", "\xF0\x9F\x98\x80"},
+  };
+  for (size_t before = 0; before < 40; before++) {
+    for (const auto &[first, first_read] : pieces) {
+      for (const auto &[second, second_read] : pieces) {
+        std::string plain(before, '=');
+        std::string script = plain + first + plain + plain + second + "-" + plain;
+        OwnedTree root = load("{\"serial\":{\"s\":{\"ppp_dialin\":{\"connect\":{\"script\":\"" + script + "\"}}}}}");
+        EXPECT_EQ(show(config_get_string(root.get(), "serial.s.ppp_dialin.connect.script")),
+                  plain + first_read + plain + plain + second_read + "-" + plain);
+      }
+    }
+  }
 }
 
 TEST(ConfigTree, StaysFastWhenItIsLarge) {
