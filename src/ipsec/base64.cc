@@ -26,6 +26,7 @@ bool find(void *library, const char *name, Operation &operation) {
 
 bool load(Crypto &crypto) {
   void *library = dlopen("libcrypto.so.3", RTLD_LAZY | RTLD_LOCAL);
+  if (library == nullptr) log_debug("%s", dlerror());
   return library != nullptr && find(library, "BIO_new", crypto.bio_new) &&
          find(library, "BIO_f_base64", crypto.bio_f_base64) && find(library, "BIO_s_mem", crypto.bio_s_mem) &&
          find(library, "BIO_push", crypto.bio_push) && find(library, "BIO_set_flags", crypto.bio_set_flags) &&

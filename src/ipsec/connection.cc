@@ -51,7 +51,7 @@ bool auth_is(const Section &section, const char *type) {
 }
 
 bool policy_requests_address(const Section &section) {
-  return strcmp(text_at(section.policy, "local.type"), "request") == 0;
+  return equals(text_at(section.policy, "local.type"), "request");
 }
 
 Lifetimes read_lifetimes(const ConfigNode *config) {
@@ -86,7 +86,7 @@ void write_kind(const Section &section) {
   fprintf(section.out, "\tfragmentation=%s\n",
           daemon_word(fragmentation_words, text_at(section.config, "ike.fragmentation"), "yes"));
   fputs("\tkeyingtries=1\n", section.out);
-  if (strcmp(mode, "transport") != 0) fprintf(section.out, "\tif_id=%d\n", section.tunnel.index);
+  if (!equals(mode, "transport")) fprintf(section.out, "\tif_id=%d\n", section.tunnel.index);
 }
 
 void write_ends(const Section &section) {
@@ -94,7 +94,7 @@ void write_ends(const Section &section) {
   fprintf(section.out, "\tleft=%s\n", tunnel.left.c_str());
   fprintf(section.out, "\tright=%s\n", tunnel.right.c_str());
   const char *selection = text_at(section.config, "remote.peer_selection");
-  if (strcmp(selection, "weighted") == 0) {
+  if (equals(selection, "weighted")) {
     std::string weights = weight_list(section.config, tunnel);
     if (!weights.empty()) fprintf(section.out, "\trighthostsweight=%s\n", weights.c_str());
   }
@@ -114,7 +114,7 @@ void write_identities(const Section &section) {
 
 void write_certificates(const Section &section) {
   fprintf(section.out, "\tleftcert=\"%s.cert\"\n\tleftsendcert=always\n", section.tunnel.name);
-  if (!auth_is(section, "scep") && strcmp(text_at(section.config, "auth.peer_verify"), "cert") == 0)
+  if (!auth_is(section, "scep") && equals(text_at(section.config, "auth.peer_verify"), "cert"))
     fprintf(section.out, "\trightcert=\"%s.peercert\"\n", section.tunnel.name);
   fputs("\trightsendcert=always\n", section.out);
   if (!section.tunnel.rightca.empty()) fprintf(section.out, "\trightca=%s\n", section.tunnel.rightca.c_str());
@@ -135,7 +135,7 @@ void write_authentication(const Section &section) {
 
 void write_exchange(const Section &section) {
   if (config_get_bool(section.config, "modecfg_client.enable")) fputs("\tmodeconfig=pull\n", section.out);
-  if (strcmp(text_at(section.config, "ike.mode"), "aggressive") == 0) fputs("\taggressive=yes\n", section.out);
+  if (equals(text_at(section.config, "ike.mode"), "aggressive")) fputs("\taggressive=yes\n", section.out);
   fprintf(section.out, "\tikelifetime=%ds\n\tlifetime=%ds\n\tmargintime=%ds\n", section.lifetimes.phase1,
           section.lifetimes.phase2, section.lifetimes.margin);
 }
@@ -164,19 +164,19 @@ void write_dead_peer_detection(const Section &section) {
 std::string find_local_subnet(const ConfigNode *policy, bool is_ipv6) {
   const char *family = is_ipv6 ? "ipv6" : "ipv4";
   const char *type = text_at(policy, "local.type");
-  if (strcmp(type, "address") == 0) {
+  if (equals(type, "address")) {
     OwnedText address(
         runt_get_string_pathf("network.interface.%s.%s.address", text_at(policy, "local.address"), family));
     return address != nullptr ? format("%s/%d", address.get(), is_ipv6 ? 128 : 32) : "";
   }
-  if (strcmp(type, "network") == 0) {
+  if (equals(type, "network")) {
     const char *interface = text_at(policy, "local.network");
     OwnedText address(runt_get_string_pathf("network.interface.%s.%s.address", interface, family));
     OwnedText netmask(runt_get_string_pathf("network.interface.%s.%s.netmask", interface, family));
     return address != nullptr && netmask != nullptr ? format("%s/%s", address.get(), netmask.get()) : "";
   }
-  if (strcmp(type, "custom") == 0) return text_at(policy, "local.custom");
-  if (strcmp(type, "request") == 0 || strcmp(type, "dynamic") == 0) return "%dynamic";
+  if (equals(type, "custom")) return text_at(policy, "local.custom");
+  if (equals(type, "request") || equals(type, "dynamic")) return "%dynamic";
   return "";
 }
 

@@ -95,15 +95,17 @@ Step place_scep_certificates(const ConfigNode *config, TunnelContext &tunnel) {
   return Step::go_on;
 }
 
-// Writes configured text to a file of the tunnel.
-void place_text(TunnelContext &tunnel, const std::string &path, const char *text, size_t length) {
-  if (stage_text(path.c_str(), text, length)) return;
-  log_error("error writing %s of tunnel %s: %s", path.c_str(), tunnel.name, strerror(errno));
+// Takes the result of writing a file of the tunnel; logs a failure against the tunnel.
+bool placed(TunnelContext &tunnel, const std::string &path, bool written) {
+  if (written) return true;
+  log_error("error writing %s of tunnel '%s': %s. Skipping tunnel", path.c_str(), tunnel.name, strerror(errno));
   tunnel.credentials_ok = false;
+  return false;
 }
 
-void place_text(TunnelContext &tunnel, const std::string &path, const char *text) {
-  place_text(tunnel, path, text, strlen(text));
+// Writes configured text to a file of the tunnel.
+bool place_text(TunnelContext &tunnel, const std::string &path, const char *text) {
+  return placed(tunnel, path, stage_text(path.c_str(), text));
 }
 
 // One file per certificate: the daemon reads no more than the first of a file.
@@ -112,8 +114,8 @@ void place_ca_chain(TunnelContext &tunnel, const char *chain) {
   int number = 0;
   while (const char *end = strstr(start, certificate_end)) {
     end += certificate_end_length;
-    place_text(tunnel, format(IPSEC_STAGING_TREE "/cacerts/%s.%d.cacert", tunnel.name, number++), start,
-               static_cast<size_t>(end - start));
+    std::string path = format(IPSEC_STAGING_TREE "/cacerts/%s.%d.cacert", tunnel.name, number++);
+    placed(tunnel, path, stage_part(path.c_str(), start, static_cast<size_t>(end - start)));
     start = end;
   }
 }
@@ -125,7 +127,7 @@ void place_x509_certificates(const ConfigNode *config, TunnelContext &tunnel) {
     place_text(tunnel, format(IPSEC_STAGING_TREE "/crls/%s%zu.crl", tunnel.name, config_node_id(crl)),
                text_at(crl, "crl"));
   }
-  if (strcmp(text_at(config, "auth.peer_verify"), "cert") == 0) {
+  if (equals(text_at(config, "auth.peer_verify"), "cert")) {
     place_text(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.peercert", tunnel.name), text_at(config, "auth.peer_cert"));
   } else {
     place_ca_chain(tunnel, text_at(config, "auth.peer_ca"));
@@ -137,9 +139,8 @@ std::string private_key_path(const TunnelContext &tunnel) {
 }
 
 void place_private_key(const ConfigNode *config, TunnelContext &tunnel) {
-  tunnel.credentials_ok = true;
   std::string path = private_key_path(tunnel);
-  if (strcmp(tunnel.auth_type, "scep") != 0) {
+  if (!equals(tunnel.auth_type, "scep")) {
     place_text(tunnel, path, text_at(config, "auth.private_key"));
   } else if (!link_scep_file(path, text_at(config, "auth.scep_client"), "scep_key.pem")) {
     miss_scep(tunnel, "Private key");
@@ -149,7 +150,7 @@ void place_private_key(const ConfigNode *config, TunnelContext &tunnel) {
 // Has the public key computed from the private key.
 void derive_public_key(TunnelContext &tunnel, const std::string &path, const char *passphrase) {
   // The file is there first, or the program would create it with a mode of its own.
-  place_text(tunnel, path, "");
+  if (!place_text(tunnel, path, "")) return;
   SecretText source;
   if (*passphrase != '\0') {
     char *text = nullptr;
@@ -201,9 +202,9 @@ Step write_key_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunne
   const char *passphrase = text_at(config, "auth.private_key_passphrase");
   place_private_key(config, tunnel);
   write_rsa_lines(out, config, tunnel, passphrase);
-  if (strcmp(tunnel.auth_type, "rsasig") == 0) place_rsa_public_keys(config, tunnel, passphrase);
-  if (strcmp(tunnel.auth_type, "x509") == 0) place_x509_certificates(config, tunnel);
-  if (strcmp(tunnel.auth_type, "scep") == 0 && place_scep_certificates(config, tunnel) == Step::skip) return Step::skip;
+  if (equals(tunnel.auth_type, "rsasig")) place_rsa_public_keys(config, tunnel, passphrase);
+  if (equals(tunnel.auth_type, "x509")) place_x509_certificates(config, tunnel);
+  if (equals(tunnel.auth_type, "scep") && place_scep_certificates(config, tunnel) == Step::skip) return Step::skip;
   return tunnel.credentials_ok ? Step::go_on : Step::skip;
 }
 
@@ -240,8 +241,8 @@ Step write_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunnel) {
     fprintf(out, "%s : XAUTH \"%s\"\n", text_at(config, "xauth_client.username"),
             text_at(config, "xauth_client.password"));
   }
-  if (strcmp(tunnel.auth_type, "secret") == 0) return write_shared_secret(out, config, tunnel);
-  if (strcmp(tunnel.auth_type, "asymmetric-secrets") == 0) return write_asymmetric_secrets(out, config, tunnel);
+  if (equals(tunnel.auth_type, "secret")) return write_shared_secret(out, config, tunnel);
+  if (equals(tunnel.auth_type, "asymmetric-secrets")) return write_asymmetric_secrets(out, config, tunnel);
   return write_key_secrets(out, config, tunnel);
 }
 
@@ -255,7 +256,7 @@ Step write_credentials(const ConfigNode *config, TunnelContext &tunnel) {
     return Step::skip;
   }
   if (write_secrets(out.get(), config, tunnel) == Step::skip) return Step::skip;
-  if (!close_written(std::move(out))) {
+  if (!close_output(std::move(out))) {
     log_error("error writing tunnel secrets file %s: %s. Skipping tunnel", path.c_str(), strerror(errno));
     return Step::skip;
   }
@@ -263,8 +264,7 @@ Step write_credentials(const ConfigNode *config, TunnelContext &tunnel) {
 }
 
 Step find_peer_ca(const ConfigNode *config, TunnelContext &tunnel) {
-  if (strcmp(tunnel.auth_type, "x509") != 0 || strcmp(text_at(config, "auth.peer_verify"), "ca") != 0)
-    return Step::go_on;
+  if (!equals(tunnel.auth_type, "x509") || !equals(text_at(config, "auth.peer_verify"), "ca")) return Step::go_on;
   tunnel.rightca = text_at(config, "auth.peer_ca_dn");
   if (!tunnel.rightca.empty()) return Step::go_on;
   std::string path = format(IPSEC_STAGING_TREE "/cacerts/%s.0.cacert", tunnel.name);

@@ -33,7 +33,7 @@ Step write_connection_file(const Run &run, const ConfigNode *config, TunnelConte
   }
   const char *device = or_empty(network_name(network_find_device(run.model, config)));
   if (write_connections(out.get(), config, tunnel, device) == Step::skip) return Step::skip;
-  if (!close_written(std::move(out))) {
+  if (!close_output(std::move(out))) {
     log_error("error writing tunnel conf file %s: %s. Skipping tunnel", tunnel.conf_path.c_str(), strerror(errno));
     return Step::skip;
   }
@@ -63,7 +63,7 @@ bool write_tunnel(const Run &run, const ConfigNode *config, int32_t index) {
 }
 
 bool close_main_file(OwnedStream stream, const char *path) {
-  if (close_written(std::move(stream))) return true;
+  if (close_output(std::move(stream))) return true;
   log_error("error writing %s: %s", path, strerror(errno));
   return false;
 }

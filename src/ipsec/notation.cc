@@ -67,11 +67,11 @@ void add_quoted(std::string &list, const char *item) {
 }  // namespace
 
 std::string ipsec_identity(const ConfigNode *owner) {
-  const char *type = or_empty(config_get_string(owner, "id.type"));
-  if (strcmp(type, "any") == 0) return "%any";
+  const char *type = text_at(owner, "id.type");
+  if (equals(type, "any")) return "%any";
   for (const IdentityRow *row = configured_identities; row->type != nullptr; row++) {
     if (strcmp(type, row->type) != 0) continue;
-    std::string value = bare_value(or_empty(config_get_string(owner, row->key)));
+    std::string value = bare_value(text_at(owner, row->key));
     return *row->prefix == '\0' ? value : std::string(row->prefix) + ":" + value;
   }
   for (const FactRow *row = fact_identities; row->type != nullptr; row++)
@@ -103,7 +103,7 @@ std::string remote_host_list(const ConfigNode *tunnel, const char *skip_host, bo
 }
 
 OwnedText find_peer_ids(const ConfigNode *tunnel, const char *fallback, const char *skip_host) {
-  bool is_ipv6 = strcmp(or_empty(config_get_string(tunnel, "remote.ip_version")), "ipv6") == 0;
+  bool is_ipv6 = equals(text_at(tunnel, "remote.ip_version"), "ipv6");
   const ConfigNode *peers = config_array(tunnel, "remote.peers");
   size_t count = config_array_count(peers);
   std::string items;
@@ -146,21 +146,21 @@ std::vector<std::string> split_peer_ids(const char *list) {
 }
 
 std::string ipsec_traffic_selector(const ConfigNode *selector) {
-  std::string protocol = or_empty(config_get_string(selector, "protocol"));
+  std::string protocol = text_at(selector, "protocol");
   if (protocol == "any") {
     protocol = "%any";
   } else if (protocol == "other") {
     protocol = std::to_string(config_get_int(selector, "protocol_other"));
   }
-  const char *port = or_empty(config_get_string(selector, "port"));
-  return "[" + protocol + "/" + (strcmp(port, "any") == 0 ? "%any" : port) + "]";
+  const char *port = text_at(selector, "port");
+  return "[" + protocol + "/" + (equals(port, "any") ? "%any" : port) + "]";
 }
 
 bool tunnel_managed_by_nhrp(const ConfigNode *root, const char *tunnel_name) {
   if (tunnel_name == nullptr || !config_object_has_key(root, "network.route.service", "nhrp")) return false;
   const ConfigNode *network = config_array_first(config_array(root, "network.route.service.nhrp.network"));
   for (; network != nullptr; network = config_array_next(network)) {
-    if (strstr(or_empty(config_get_string(network, "ipsec")), tunnel_name) == nullptr) continue;
+    if (strstr(text_at(network, "ipsec"), tunnel_name) == nullptr) continue;
     log_debug("Tunnel %s is managed by NHRP", tunnel_name);
     return true;
   }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "main/owned.h"
+#include "main/text.h"
 #include "platform/config.h"
 
 // The identity that the `id` object of `owner` (`local`, `remote` or a `peer_id`) describes; "" when there is none.

@@ -42,7 +42,7 @@ std::string proposal_list(const ConfigNode *tunnel, int phase) {
     if (!list.empty()) list += ',';
     list.append(cipher).append("-").append(hash);
     // Phase 2 may do without a key exchange of its own.
-    if (phase == 1 || strcmp(dh_group, "none") != 0) list.append("-").append(dh_group);
+    if (phase == 1 || !equals(dh_group, "none")) list.append("-").append(dh_group);
   }
   return list;
 }

@@ -1,6 +1,8 @@
 #include "ipsec/staging.h"
 
+#include <linux/close_range.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -36,6 +38,8 @@ void ensure_directory(const char *path) {
 }
 
 void remove_replaced_tree() {
+  // The shell needs none of what is open here, nor of what the caller left open.
+  syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC);
   int status = system("rm -rf " IPSEC_REPLACED_TREE);
   static_cast<void>(status);  // what stays of the old tree harms nobody
 }
@@ -52,12 +56,16 @@ void create_staging_tree() {
 }
 
 void swap_staging_tree() {
-  if (rename(IPSEC_TREE, IPSEC_REPLACED_TREE) != 0 && errno != ENOENT) {
+  bool moved = rename(IPSEC_TREE, IPSEC_REPLACED_TREE) == 0;
+  if (!moved && errno != ENOENT) {
     // A run that was interrupted at its very end left the tree that it had replaced.
     remove_replaced_tree();
-    rename(IPSEC_TREE, IPSEC_REPLACED_TREE);
+    moved = rename(IPSEC_TREE, IPSEC_REPLACED_TREE) == 0;
   }
-  rename(IPSEC_STAGING_TREE, IPSEC_TREE);
+  if (rename(IPSEC_STAGING_TREE, IPSEC_TREE) != 0 && moved) {
+    rename(IPSEC_REPLACED_TREE, IPSEC_TREE);  // old tunnels are better than none
+    return;
+  }
   remove_replaced_tree();
 }
 
@@ -65,15 +73,14 @@ OwnedStream stage_stream(const char *path) {
   return clear_path(path) ? open_output(path) : nullptr;
 }
 
-bool stage_text(const char *path, const char *text, size_t length) {
+bool stage_text(const char *path, const char *text) {
+  return clear_path(path) && file_write(path, text);
+}
+
+bool stage_part(const char *path, const char *text, size_t length) {
   return clear_path(path) && file_printf(path, "%.*s", static_cast<int>(length), text);
 }
 
 bool stage_link(const char *path, const char *target) {
   return clear_path(path) && symlink(target, path) == 0;
-}
-
-bool close_written(OwnedStream stream) {
-  bool good = ferror(stream.get()) == 0;
-  return fclose(stream.release()) == 0 && good;
 }

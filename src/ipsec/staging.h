@@ -16,7 +16,8 @@
 // Makes sure that the directories of the staging tree are there. Failures show when files are written into them.
 void create_staging_tree();
 
-// Puts the staging tree into place. Readers see the previous tree, then for a moment none, then the new one.
+// Puts the staging tree into place. Readers see the previous tree, then for a moment none, then the new one, or the
+// previous one again when there is no new one to put in its place.
 void swap_staging_tree();
 
 // Each of the following removes what is at `path` first and reports trouble through its result and errno.
@@ -24,13 +25,11 @@ void swap_staging_tree();
 // Opens a new file with mode 0600; null on failure.
 OwnedStream stage_stream(const char *path);
 
-// Writes a whole new file.
-bool stage_text(const char *path, const char *text, size_t length);
+// Writes a whole new file from a text, or from the start of one.
+bool stage_text(const char *path, const char *text);
+bool stage_part(const char *path, const char *text, size_t length);
 
 // Makes a symbolic link to `target`.
 bool stage_link(const char *path, const char *target);
-
-// Closes a stream; false when anything written to it got lost.
-bool close_written(OwnedStream stream);
 
 #endif

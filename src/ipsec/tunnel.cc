@@ -39,8 +39,8 @@ bool default_route_interface(const char *family, std::string &interface) {
 // The interface of the tunnel's local end; false when there is none.
 bool local_interface(const ConfigNode *config, const char *family, std::string &interface) {
   const char *type = text_at(config, "local.type");
-  if (strcmp(type, "defaultroute") == 0) return default_route_interface(family, interface);
-  if (strcmp(type, "interface") != 0) return false;
+  if (equals(type, "defaultroute")) return default_route_interface(family, interface);
+  if (!equals(type, "interface")) return false;
   interface = text_at(config, "local.interface");
   return true;
 }
@@ -93,7 +93,7 @@ bool tunnel_is_wanted(const ConfigNode *config, const char *name) {
 
 Step resolve_endpoints(const ConfigNode *config, TunnelContext &tunnel) {
   tunnel.family = text_at(config, "remote.ip_version");
-  tunnel.is_ipv6 = strcmp(tunnel.family, "ipv6") == 0;
+  tunnel.is_ipv6 = equals(tunnel.family, "ipv6");
   if (runt_get_int_pathf(0, "vpn.ipsec.tunnel.%s.skip_peer.active", tunnel.name) != 0)
     tunnel.skip_host.reset(runt_get_string_pathf("vpn.ipsec.tunnel.%s.skip_peer.hostname", tunnel.name));
   if (resolve_local_end(config, tunnel) == Step::skip) return Step::skip;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "main/owned.h"
+#include "main/text.h"
 #include "platform/config.h"
 
 // A step either lets the tunnel go on or, after its message, has it skipped.
@@ -27,19 +28,14 @@ struct TunnelContext {
   std::string remote_id;
   std::string secret_local;  // selectors of secrets: the identity, else the address
   std::string secret_remote;
-  const char *auth_type = "";   // how both ends prove who they are
-  std::string rightca;          // distinguished name of the authority that the peer's certificate must come from
-  std::string conf_path;        // connection file in the making
-  bool credentials_ok = false;  // whether all keys and certificates are in place
+  const char *auth_type = "";  // how both ends prove who they are
+  std::string rightca;         // distinguished name of the authority that the peer's certificate must come from
+  std::string conf_path;       // connection file in the making
+  bool credentials_ok = true;  // whether all keys and certificates are in place
 };
 
 // True when the proposals must keep to the algorithms that FIPS 140 allows.
 extern bool fips_mode;
-
-// The text at a path, "" in place of null.
-inline const char *text_at(const ConfigNode *node, const char *path) {
-  return or_empty(config_get_string(node, path));
-}
 
 // Whether the configuration asks for this tunnel now: it is enabled, and no primary tunnel that it backs up is up.
 bool tunnel_is_wanted(const ConfigNode *config, const char *name);

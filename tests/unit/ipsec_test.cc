@@ -251,7 +251,8 @@ TEST_F(IpsecRunTest, TroubleWithFilesSkipsTheTunnelOrFailsTheRun) {
   add_tunnel("t", "rsasig");
   ASSERT_EQ(system("mkdir -p /run/ipsec.d.new/certs/t.peerpub/x"), 0);
   EXPECT_EQ(run_mapper(),
-            "tessera_ipsec: error writing /var/run/ipsec.d.new/certs/t.peerpub of tunnel t: Is a directory\n1");
+            "tessera_ipsec: error writing /var/run/ipsec.d.new/certs/t.peerpub of tunnel 't': Is a directory. Skipping "
+            "tunnel\n1");
   ASSERT_EQ(system("mkdir -p /run/ipsec.d.new/conf/t.conf/x"), 0);
   EXPECT_EQ(run_mapper(),
             "tessera_ipsec: error opening tunnel conf file /var/run/ipsec.d.new/conf/t.conf: Is a directory\n1");
