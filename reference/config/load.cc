@@ -1,10 +1,6 @@
 // Loading a document: one pass over its text that checks every value against the schema and stores it.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdarg>
 #include <cstring>
 #include <string_view>
@@ -16,7 +12,6 @@
 namespace {
 
 constexpr unsigned deepest = 64;
-constexpr uint32_t largest_file = 256U << 20;
 
 // What the document holds in a place, as the parser tells it.
 enum class Found : uint8_t { object, array, text, boolean, integer, fraction, null };
@@ -544,44 +539,6 @@ bool parse(Document &document) {
 }
 
 }  // namespace
-
-char *read_padded(const char *path, size_t padding, uint32_t *size, std::string *problem) {
-  auto fail = [problem](const char *what) {
-    *problem = std::string(what) + ": " + strerror(errno);
-    return nullptr;
-  };
-  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
-  if (fd < 0) return fail("cannot be opened");
-  std::unique_ptr<const int, void (*)(const int *)> closer(&fd, [](const int *held) { close(*held); });
-  struct stat status;
-  if (fstat(fd, &status) != 0) return fail("cannot be read");
-  bool regular = S_ISREG(status.st_mode);
-  if (regular && status.st_size > largest_file) {
-    *problem = "is larger than 256 MiB";
-    return nullptr;
-  }
-  size_t room = regular ? static_cast<size_t>(status.st_size) : 65536;
-  size_t used = 0;
-  std::unique_ptr<char, void (*)(void *)> text(static_cast<char *>(malloc(room + padding)), free);
-  while (text != nullptr && !(regular && used == room)) {
-    ssize_t got = read(fd, text.get() + used, room - used);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return fail("cannot be read");
-    if (got == 0) break;
-    used += static_cast<size_t>(got);
-    if (used < room || regular) continue;
-    if (room >= largest_file) {
-      *problem = "is larger than 256 MiB";
-      return nullptr;
-    }
-    room *= 2;
-    text.reset(static_cast<char *>(realloc(text.release(), room + padding)));
-  }
-  if (text == nullptr) return fail("cannot be read");
-  memset(text.get() + used, 0, padding);
-  *size = static_cast<uint32_t>(used);
-  return text.release();
-}
 
 const ConfigNode *config_load_file(const char *path, std::vector<Finding> *findings) {
   auto document = std::make_unique<Document>();

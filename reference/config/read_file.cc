@@ -1,0 +1,53 @@
+// The file that a document is read from.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "config/document.h"
+
+namespace {
+
+constexpr uint32_t largest_file = 256U << 20;
+
+}  // namespace
+
+char *read_padded(const char *path, size_t padding, uint32_t *size, std::string *problem) {
+  auto fail = [problem](const char *what) {
+    *problem = std::string(what) + ": " + strerror(errno);
+    return nullptr;
+  };
+  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
+  if (fd < 0) return fail("cannot be opened");
+  std::unique_ptr<const int, void (*)(const int *)> closer(&fd, [](const int *held) { close(*held); });
+  struct stat status;
+  if (fstat(fd, &status) != 0) return fail("cannot be read");
+  bool regular = S_ISREG(status.st_mode);
+  if (regular && status.st_size > largest_file) {
+    *problem = "is larger than 256 MiB";
+    return nullptr;
+  }
+  size_t room = regular ? static_cast<size_t>(status.st_size) : 65536;
+  size_t used = 0;
+  std::unique_ptr<char, void (*)(void *)> text(static_cast<char *>(malloc(room + padding)), free);
+  while (text != nullptr && !(regular && used == room)) {
+    ssize_t got = read(fd, text.get() + used, room - used);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return fail("cannot be read");
+    if (got == 0) break;
+    used += static_cast<size_t>(got);
+    if (used < room || regular) continue;
+    if (room >= largest_file) {
+      *problem = "is larger than 256 MiB";
+      return nullptr;
+    }
+    room *= 2;
+    text.reset(static_cast<char *>(realloc(text.release(), room + padding)));
+  }
+  if (text == nullptr) return fail("cannot be read");
+  memset(text.get() + used, 0, padding);
+  *size = static_cast<uint32_t>(used);
+  return text.release();
+}
