@@ -1,1 +1,0 @@
-tessera_unit_test(network_check SOURCES network_check_test.cc LIBRARIES config)
