@@ -51,8 +51,12 @@ const ConfigNode *follow(const ConfigNode *reference) {
   return find(&platform->tree, path.c_str() + 1);
 }
 
-int number(const ConfigNode *node) {
-  return node != nullptr ? static_cast<int>(strtol(node->value.c_str(), nullptr, 10)) : 0;
+const char *text(const ConfigNode *node, const char *absent = "") {
+  return node != nullptr ? node->value.c_str() : absent;
+}
+
+int number(const char *digits) {
+  return static_cast<int>(strtol(digits, nullptr, 10));
 }
 
 template <typename Node>
@@ -127,17 +131,14 @@ using fake::platform;
 // A function that does one thing has one line.
 // clang-format off
 const char *config_get_string(const ConfigNode *node, const char *path) {
-  const ConfigNode *found = find(node, path);
-  return found != nullptr ? found->value.c_str() : platform->absent_text;
+  return fake::text(find(node, path), platform->absent_text);
 }
 bool config_get_bool(const ConfigNode *node, const char *path) {
-  const ConfigNode *found = find(node, path);
-  return found != nullptr && found->value == "true";
+  return strcmp(fake::text(find(node, path)), "true") == 0;
 }
-int32_t config_get_int(const ConfigNode *node, const char *path) { return fake::number(find(node, path)); }
+int32_t config_get_int(const ConfigNode *node, const char *path) { return fake::number(fake::text(find(node, path))); }
 double config_get_number(const ConfigNode *node, const char *path) {
-  const ConfigNode *found = find(node, path);
-  return found != nullptr ? strtod(found->value.c_str(), nullptr) : 0;
+  return strtod(fake::text(find(node, path)), nullptr);
 }
 int32_t config_get_duration(const ConfigNode *node, const char *path) {
   return config_get_duration_ms(node, path) / 1000;
@@ -151,7 +152,7 @@ char **config_get_string_list(const ConfigNode *node, const char *path) {
 }
 const ConfigNode *config_get_ref(const ConfigNode *node, const char *path) { return fake::follow(find(node, path)); }
 bool config_has_key(const ConfigNode *object, const char *key) {
-  return object != nullptr && fake::child_of(object, key) != nullptr;
+  return config_object_get(object, key) != nullptr;
 }
 bool config_object_has_key(const ConfigNode *node, const char *path, const char *key) {
   return config_has_key(find(node, path), key);
@@ -163,16 +164,15 @@ const ConfigNode *config_object_get(const ConfigNode *object, const char *key) {
   return object != nullptr ? fake::child_of(object, key) : nullptr;
 }
 const char *config_string_get(const ConfigNode *leaf) {
-  return leaf != nullptr && leaf->children.empty() ? leaf->value.c_str() : nullptr;
+  return fake::text(config_array_count(leaf) == 0 ? leaf : nullptr, nullptr);
 }
-int32_t config_int_get(const ConfigNode *leaf) { return fake::number(leaf); }
+int32_t config_int_get(const ConfigNode *leaf) { return fake::number(fake::text(leaf)); }
 const ConfigNode *config_array(const ConfigNode *node, const char *path) { return config_lookup(node, path); }
 size_t config_array_count(const ConfigNode *array) { return array != nullptr ? array->children.size() : 0; }
 const ConfigNode *config_array_first(const ConfigNode *array) { return config_object_first(array); }
 const ConfigNode *config_array_next(const ConfigNode *element) { return config_object_next(element); }
 const char *config_array_get_string(const ConfigNode *array, size_t index) {
-  const ConfigNode *element = config_array_object(array, index);
-  return element != nullptr ? element->value.c_str() : nullptr;
+  return fake::text(config_array_object(array, index), nullptr);
 }
 const ConfigNode *config_array_get_ref(const ConfigNode *array, size_t index) {
   return fake::follow(config_array_object(array, index));
@@ -223,10 +223,9 @@ const NetworkNode *network_find_device(const NetworkModel *model, const ConfigNo
 }
 const NetworkNode *network_find_proto(const NetworkModel *model, const ConfigNode *config, const char *family) {
   const NetworkNode *interface = network_find(model, NETWORK_NODE_INTERFACE, config);
-  const NetworkNode *part = network_first_type(interface, NETWORK_NODE_PROTO);
+  const NetworkNode *part = fake::first_child(interface);
   if (part == nullptr) return interface;
-  while (part != nullptr && part->name.compare(0, 4, family) != 0)
-    part = network_next_type(interface, part, NETWORK_NODE_PROTO);
+  while (part != nullptr && part->name.compare(0, 4, family) != 0) part = fake::next_child(part);
   return part;
 }
 const ConfigNode *network_config(const NetworkNode *node) { return node != nullptr ? node->config : nullptr; }
@@ -243,7 +242,7 @@ char *runt_get_string(const char *key) { return fake::fact(key); }
 char *runt_get_string_pathf(const char *format, ...) { FORMATTED(key, format); return fake::fact(key); }
 int32_t runt_get_int32(const char *key, int32_t fallback) {
   OwnedText value(fake::fact(key));
-  return value != nullptr ? static_cast<int32_t>(strtol(value.get(), nullptr, 10)) : fallback;
+  return value != nullptr ? fake::number(value.get()) : fallback;
 }
 int32_t runt_get_int_pathf(int32_t fallback, const char *format, ...) {
   FORMATTED(key, format);
@@ -254,14 +253,11 @@ bool runt_get_bool(const char *key, bool fallback) {
   return value != nullptr ? strcmp(value.get(), "true") == 0 : fallback;
 }
 char **runt_keys(const char *key) {
-  std::string prefix = std::string(key) + ".";
+  const std::string prefix = std::string(key) + ".";
   OwnedList names;
-  std::string last;
   for (const auto &[path, value] : platform->facts) {
-    if (path.compare(0, prefix.size(), prefix) != 0) continue;
-    std::string name = path.substr(prefix.size(), path.find('.', prefix.size()) - prefix.size());
-    if (name != last) append(names, name.c_str());
-    last = name;
+    const std::string name = path.substr(std::min(path.size(), prefix.size()), path.find('.', prefix.size()) - prefix.size());
+    if (path.compare(0, prefix.size(), prefix) == 0 && !sl_find(names.get(), name.c_str())) append(names, name.c_str());
   }
   return names.release();
 }

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 inline void write_file(const char *path, const std::string &text) {
@@ -15,6 +16,13 @@ inline void write_file(const char *path, const std::string &text) {
   ASSERT_NE(file, nullptr) << path;
   ASSERT_NE(fputs(text.c_str(), file), EOF);
   ASSERT_EQ(fclose(file), 0) << path;
+}
+
+// The text, freed; "(null)" for none.
+inline std::string take(char *text) {
+  std::string copy = text != nullptr ? text : "(null)";
+  free(text);
+  return copy;
 }
 
 // Before the first test: a mount namespace with an empty /var/run.
@@ -33,5 +41,6 @@ class PrivateMounts : public testing::Environment {
     ASSERT_EQ(mount("tmpfs", "/var/run", "tmpfs", 0, "mode=0755"), 0);
   }
 };
+inline const testing::Environment *const mounts = testing::AddGlobalTestEnvironment(new PrivateMounts);
 
 #endif

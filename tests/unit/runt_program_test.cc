@@ -10,58 +10,43 @@
 
 namespace {
 
-const testing::Environment *const mounts = testing::AddGlobalTestEnvironment(new PrivateMounts);
-
-struct Outcome {
-  std::string output;  // standard output and standard error
-  int status;
-};
-
-// Runs a shell command in which $R is the program.
-Outcome shell(const std::string &command) {
+// Runs a shell command in which $R is the program; its output on both streams, then its exit status.
+std::string shell(const std::string &command) {
   setenv("R", RUNT_PROGRAM, 1);
   FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "re");
   std::string output;
   for (int byte = getc(pipe); byte != EOF; byte = getc(pipe)) output += static_cast<char>(byte);
-  return {output, WEXITSTATUS(pclose(pipe))};
+  return output + std::to_string(WEXITSTATUS(pclose(pipe)));
 }
 
 TEST(RuntProgram, ReadsAndEdits) {
-  const struct {
-    const char *command, *output;
-    int status;
-  } rows[] = {
-      {"$R dump", "{}\n", 0},
-      {"$R get a.b", "", 1},
-      {"$R keys", "", 1},
-      {"$R set a.10 '%s \"q\" \\ \xC3\xBC'", "", 0},
-      {"$R set a.9 ''; $R set a.9.b -; $R set b x", "", 0},
-      {"$R get a.10", "%s \"q\" \\ \xC3\xBC\n", 0},
-      {"$R get a.9", "\n", 0},
-      {"$R keys", "a\nb\n", 0},
-      {"$R keys a", "9\n10\n", 0},
+  const char *const rows[][2] = {
+      {"$R dump", "{}\n0"},
+      {"$R get a.b", "1"},
+      {"$R keys", "1"},
+      {"$R set a.10 '%s \"q\" \\ \xC3\xBC'", "0"},
+      {"$R set a.9 ''; $R set a.9.b -; $R set b x", "0"},
+      {"$R get a.10", "%s \"q\" \\ \xC3\xBC\n0"},
+      {"$R get a.9", "\n0"},
+      {"$R keys", "a\nb\n0"},
+      {"$R keys a", "9\n10\n0"},
       {"$R dump",
-       "{\n  \"a.9\": \"\",\n  \"a.9.b\": \"-\",\n  \"a.10\": \"%s \\\"q\\\" \\\\ \xC3\xBC\",\n  \"b\": \"x\"\n}\n", 0},
-      {"$R dump >/var/run/saved && $R delete a && $R delete a && $R dump", "{\n  \"b\": \"x\"\n}\n", 0},
-      {"$R load /var/run/saved && $R dump | cmp - /var/run/saved", "", 0},
-      {"$R load - </var/run/saved", "", 0},
-      {"$R set a..b x", "runt: \"a..b\": expected a key of at most 500 bytes, one or more names joined by \".\"\n", 1},
-      {"$R set bad \"$(printf '\\377')\"", "runt: bad: expected UTF-8\n", 1},
-      {"$R set bad \"$(printf '\\355\\240\\200')\"", "runt: bad: expected UTF-8\n", 1},
-      {"$R get bad", "", 1},
-      {"$R dump >/dev/full", "runt: cannot write: No space left on device\n", 1},
-      {"$R --help | head -n1", "Usage: runt get KEY          print the value at a key\n", 0},
-      {"$R frobnicate 2>&1 | head -n1; $R >/dev/null 2>&1", "Usage: runt get KEY          print the value at a key\n",
-       2},
-      {"$R set only-key >/dev/null 2>&1", "", 2},
+       "{\n  \"a.9\": \"\",\n  \"a.9.b\": \"-\",\n  \"a.10\": \"%s \\\"q\\\" \\\\ \xC3\xBC\",\n  \"b\": \"x\"\n}\n0"},
+      {"$R dump >/var/run/saved && $R delete a && $R delete a && $R dump", "{\n  \"b\": \"x\"\n}\n0"},
+      {"$R load /var/run/saved && $R dump | cmp - /var/run/saved", "0"},
+      {"$R load - </var/run/saved", "0"},
+      {"$R set a..b x", "runt: \"a..b\": expected a key of at most 500 bytes, one or more names joined by \".\"\n1"},
+      {"$R set bad \"$(printf '\\377')\"", "runt: bad: expected UTF-8\n1"},
+      {"$R set bad \"$(printf '\\355\\240\\200')\"", "runt: bad: expected UTF-8\n1"},
+      {"$R get bad", "1"},
+      {"$R dump >/dev/full", "runt: cannot write: No space left on device\n1"},
+      {"$R --help | head -n1", "Usage: runt get KEY          print the value at a key\n0"},
+      {"$R frobnicate 2>&1 | head -n1; $R >/dev/null 2>&1", "Usage: runt get KEY          print the value at a key\n2"},
+      {"$R set only-key >/dev/null 2>&1", "2"},
       {"rm -r /var/run/runt && : >/var/run/runt && $R dump",
-       "runt: cannot open the store in /var/run/runt: Not a directory\n", 1},
+       "runt: cannot open the store in /var/run/runt: Not a directory\n1"},
   };
-  for (const auto &row : rows) {
-    Outcome outcome = shell(row.command);
-    EXPECT_EQ(outcome.output, row.output) << row.command;
-    EXPECT_EQ(outcome.status, row.status) << row.command;
-  }
+  for (const auto &[command, outcome] : rows) EXPECT_EQ(shell(command), outcome) << command;
 }
 
 TEST(RuntProgram, RefusesBadInputWhole) {
@@ -80,14 +65,11 @@ TEST(RuntProgram, RefusesBadInputWhole) {
       {"{\"new\":\"1\"} {}", "1:13: The document root must not be followed by other values."},
       {"{\"new\":\"1\"}\\000", "1:12: expected the end of the text"},
   };
-  ASSERT_EQ(shell("rm -f /var/run/runt; $R set old 1").status, 0);
-  for (const auto &row : rows) {
-    Outcome outcome = shell(std::string("printf '") + row[0] + "' | $R load -");
-    EXPECT_EQ(outcome.output, std::string("runt: -:") + row[1] + "\n") << row[0];
-    EXPECT_EQ(outcome.status, 1);
-  }
-  EXPECT_EQ(shell("$R load /var/run/none").output, "runt: /var/run/none: No such file or directory\n");
-  EXPECT_EQ(shell("$R dump").output, "{\n  \"old\": \"1\"\n}\n");
+  ASSERT_EQ(shell("rm -rf /var/run/runt; $R set old 1"), "0");
+  for (const auto &[input, message] : rows)
+    EXPECT_EQ(shell(std::string("printf '") + input + "' | $R load -"), std::string("runt: -:") + message + "\n1");
+  EXPECT_EQ(shell("$R load /var/run/none"), "runt: /var/run/none: No such file or directory\n1");
+  EXPECT_EQ(shell("$R dump"), "{\n  \"old\": \"1\"\n}\n0");
 }
 
 }  // namespace
