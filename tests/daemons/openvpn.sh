@@ -49,11 +49,11 @@ echo "$script_type $common_name ${ifconfig_pool_remote_ip-}" >>"/run/log/client_
 UPDOWN
   cat >/usr/bin/openvpn_password <<'PASSWORD'
 #!/bin/sh
-[ "$username" = "$(cat /run/log/username)" ] && [ "$password" = "$(cat /run/log/password)" ]
+[ "$username
+$password" = "$(cat /run/log/credentials)" ]
 PASSWORD
   chmod 755 /usr/lib/netifd/* /usr/bin/client_updown /usr/bin/openvpn_password
-  echo "$username" >/run/log/username
-  echo "$password" >/run/log/password
+  printf '%s\n%s\n' "$username" "$password" >/run/log/credentials
 }
 
 certificate() { # NAME EXTENSION...
@@ -70,20 +70,19 @@ certificates() {
     certificate "${holder%:*}" -CA "$scratch/ca.crt" -CAkey "$scratch/ca.key" -addext basicConstraints=CA:FALSE \
       -addext keyUsage=digitalSignature -addext "extendedKeyUsage=${holder#*:}"
   done
-  openssl genpkey -genparam -algorithm DH -pkeyopt group:ffdhe2048 -out "$scratch/dh.pem" 2>/dev/null
+  openssl genpkey -genparam -algorithm DH -pkeyopt group:ffdhe2048 -out /etc/ssl/certs/dh2048.pem 2>/dev/null
   cp "$scratch/ca.crt" "$scratch/server.crt" "$scratch/server.key" /etc/ssl/certs
-  cp "$scratch/dh.pem" /etc/ssl/certs/dh2048.pem
 }
 
 write_configuration() {
-  cat >"$scratch/uploaded.conf" <<UPLOADED
+  cd "$scratch"
+  cat >uploaded.conf <<UPLOADED
 client
 dev tun
 proto tcp-client
 remote $underlay.1 1195
 
 nobind
-script-security 3
 up /home/user/up.sh
 ca ca.crt
 cert user.crt
@@ -92,38 +91,37 @@ auth-user-pass credentials.txt
 remote-cert-tls server
 data-ciphers AES-256-GCM
 <ca>
-$(cat "$scratch/ca.crt")
+$(cat ca.crt)
 </ca>
 <cert>
-$(cat "$scratch/client.crt")
+$(cat client.crt)
 </cert>
 <key>
-$(cat "$scratch/client.key")
+$(cat client.key)
 </key>
 UPLOADED
-  jq -n --arg host "$underlay.1" --arg username "$username" --arg password "$password" \
-    --rawfile ca "$scratch/ca.crt" --rawfile server_cert "$scratch/server.crt" \
-    --rawfile server_key "$scratch/server.key" --rawfile client_cert "$scratch/client.crt" \
-    --rawfile client_key "$scratch/client.key" --rawfile dh "$scratch/dh.pem" \
-    --rawfile uploaded "$scratch/uploaded.conf" '
-    def server: {enable: true, cacert: $ca, server_cert: $server_cert, server_key: $server_key, diffie: $dh} + .;
-    def client: {enable: true, server: $host, username: $username, password: $password, cacert: $ca} + .;
+  jq -n --arg host "$underlay.1" --arg username "$username" --arg password "$password" --rawfile ca ca.crt \
+    --rawfile server_cert server.crt --rawfile server_key server.key --rawfile client_cert client.crt \
+    --rawfile client_key client.key --rawfile dh /etc/ssl/certs/dh2048.pem --rawfile uploaded uploaded.conf '
+    def pool: {server_first_ip: 10, server_last_ip: 50};
     {vpn: {openvpn: {
-      server: {
+      server: ({
         subnet: ({device_type: "tap", protocol: ["udp"], port: 1194, server_address: "192.168.5.1/24",
-                  server_first_ip: 10, server_last_ip: 50, authentication: "both"} | server),
+                  authentication: "both"} + pool),
         ptp: ({device_type: "tun", protocol: ["tcp-server"], port: 1195, server_address: "10.8.0.1/24",
-               server_first_ip: 10, server_last_ip: 50, authentication: "cert",
-               advanced_options: {enable: true, extra: "--verb 4 --mute 10"}} | server),
-        bridged: ({device_type: "tap_bridge", protocol: ["udp"], port: 1196, autogenerate: true} | server),
+               authentication: "cert", advanced_options: {enable: true, extra: "--verb 4 --mute 10"}} + pool),
+        bridged: {device_type: "tap_bridge", protocol: ["udp"], port: 1196, autogenerate: true},
         dialup: ({device_type: "tun", protocol: ["udp"], port: 1197, server_address: "10.9.0.1/24",
-                  server_first_ip: 10, server_last_ip: 50, authentication: "passwd"} | server)},
-      client: {
-        tapclient: ({device_type: "tap", port: 1194, public_cert: $client_cert, private_key: $client_key} | client),
-        tunclient: ({device_type: "tun", port: 1197} | client),
-        intruder: ({device_type: "tun", port: 1197, password: "guess"} | client),
-        uploaded: ({use_file: true, config_file: $uploaded} | client),
-        numbered: ({use_file: true, config_file: ($uploaded | sub("dev tun"; "dev tun0"))} | client)}}}}' >/etc/config/config.json
+                  authentication: "passwd"} + pool)}
+        | map_values({enable: true, cacert: $ca, server_cert: $server_cert, server_key: $server_key, diffie: $dh} + .)),
+      client: ({
+        tapclient: {device_type: "tap", port: 1194, public_cert: $client_cert, private_key: $client_key},
+        tunclient: {device_type: "tun", port: 1197},
+        intruder: {device_type: "tun", port: 1197, password: "guess"},
+        uploaded: {use_file: true, config_file: $uploaded},
+        numbered: {use_file: true, config_file: ($uploaded | sub("dev tun"; "dev tun0"))}}
+        | map_values({enable: true, server: $host, username: $username, password: $password, cacert: $ca} + .))}}}
+    ' >/etc/config/config.json
   "$tessera" network || fail "tessera failed"
 }
 
@@ -145,17 +143,10 @@ on_client() {
 
 # The client template of server $1 as a user completes it.
 filled_template() {
-  printf '%s\n%s\n' "$username" "$password" >"$scratch/credentials"
   sed -e "s|<server address>|$underlay.1|; s|<public key file>|$scratch/user.crt|" \
-    -e "s|<private key file>|$scratch/user.key|; s|^auth-user-pass\$|& $scratch/credentials|" \
+    -e "s|<private key file>|$scratch/user.key|; s|^auth-user-pass\$|& /run/log/credentials|" \
     "/run/openvpn/gateway-$1.ovpn" >"$scratch/$1.ovpn"
   ! grep -v '^#' "$scratch/$1.ovpn" | grep -q '<[a-z]* [a-z ]*>' || fail "a placeholder is left" "$scratch/$1.ovpn"
-}
-
-start() { # NAME COMMAND...
-  name=$1
-  shift
-  "$@" --log "/run/log/$name" &
 }
 
 await() { # NAME TEXT
@@ -173,11 +164,15 @@ certificates
 write_configuration
 two_networks
 
+start() { # NAME COMMAND...
+  name=$1
+  shift
+  "$@" --log "/run/log/$name" &
+}
 for server in subnet ptp bridged dialup; do
   start "$server" openvpn --config "/run/config_file_server_$server"
 done
 for server in subnet ptp bridged dialup; do await "$server" "Initialization Sequence Completed"; done
-
 start_client() {
   # The interface manager names the device on the command line.
   start "$1" on_client openvpn --config "/run/config_file_$1" --dev "$1"
@@ -185,7 +180,6 @@ start_client() {
 # The device of an uploaded file becomes its device type, but to this OpenVPN a numbered device is no type.
 start_client numbered
 await numbered "problem with tun vs. tap setting"
-
 for client in tapclient tunclient uploaded intruder; do start_client "$client"; done
 for server in subnet bridged; do
   filled_template "$server"
@@ -206,14 +200,9 @@ on_client ip addr add 192.168.7.2/24 dev over_bridged
 on_client ip link set over_bridged up
 ip link set bridged up
 
-ping_through() { # DEVICE ADDRESS
-  on_client busybox ping -q -c 1 -w 10 -I "$1" "$2" >/run/log/ping || fail "$2 is not reached through $1" /run/log/ping
-}
-ping_through tapclient 192.168.5.1
-ping_through over_subnet 192.168.5.1
-ping_through uploaded 10.8.0.1
-ping_through tunclient 10.9.0.1
-ping_through over_bridged 192.168.7.1
+for way in tapclient:192.168.5.1 over_subnet:192.168.5.1 uploaded:10.8.0.1 tunclient:10.9.0.1 over_bridged:192.168.7.1; do
+  on_client busybox ping -q -c 1 -w 10 -I "${way%:*}" "${way#*:}" >/run/log/ping || fail "no way through $way" /run/log/ping
+done
 
 for client in tapclient tunclient uploaded; do
   [ -s "/run/log/up.$client" ] || fail "the interface manager was not told of $client" "/run/log/$client"

@@ -9,6 +9,7 @@ work=$(realpath "$(mktemp -d)")
 trap 'chmod -R u+rwx "$work" && rm -rf "$work"' EXIT
 failures=0
 script=$(realpath "$0")
+expected=${script%/*}/expected
 
 fail() {
   echo "preview: $*"
@@ -24,6 +25,15 @@ expect() {
   [ "$status" -eq "$wanted" ] || fail "$*: status $status, not $wanted"
   cat >"$work/wanted"
   diff -u "$work/wanted" "$work/output" || fail "$*: wrong output"
+}
+
+# refuse MESSAGE ARGUMENTS...: what cannot be done is refused in one line.
+refuse() {
+  message=$1
+  shift
+  expect 3 -c config.json "$@" <<OUTPUT
+$message
+OUTPUT
 }
 
 # stand_in NAME: takes tessera's place; its script comes from standard input.
@@ -44,10 +54,7 @@ mkdir -p rootfs/etc/ssl/certs rootfs/sys/class/net/eth0 rootfs/var/run/deep root
 echo preview-router >rootfs/etc/hostname
 echo certificate >rootfs/etc/ssl/certs/ca.crt
 echo 00:11:22:33:44:55 >rootfs/sys/class/net/eth0/address
-echo same >rootfs/var/run/same
-echo first >rootfs/var/run/rewritten
-echo gone >rootfs/var/run/deep/gone
-echo run >rootfs/run/fact
+for file in var/run/same var/run/rewritten var/run/deep/gone run/fact; do echo "${file##*/}" >"rootfs/$file"; done
 ln -s deep rootfs/var/run/link
 chmod 750 rootfs/var/run/deep
 mkdir -p whole/proc/1 whole/var
@@ -72,7 +79,7 @@ chmod 644 dnsmasq.conf
 umask 077
 printf 'no line end' >"odd name"
 mkdir -p tree/below empty
-echo first >rewritten
+echo rewritten >rewritten
 echo secret >tree/below/file
 ln -s /etc/passwd tree/outside
 ln -s .. tree/loop
@@ -115,74 +122,17 @@ run_checks() {
   set -- -c config.json -r runtime.json -f rootfs
   cp /proc/self/mountinfo "$work/mounts"
 
-  expect 0 "$@" --tessera look network -p 'a b' <<'OUTPUT'
-arguments: network -p a b
-0
-/
-preview-router
-{"name": "configuration"}
-certificate
-run
-/etc/config/config.json /var/run/deep /var/run/fact /var/run/link /var/run/rewritten /var/run/runt /var/run/same /var/run/uci /run/uci /tmp/* /sys/class/net/eth0
-00:11:22:33:44:55
-fd full null random stderr stdin stdout tty urandom zero
-750 /var/run/deep
-644 /var/run/same
-1777 /tmp
-OUTPUT
+  expect 0 "$@" --tessera look network -p 'a b' <"$expected/look"
   [ "$(hostname)" != preview-router ] || fail "the machine's host name was changed"
 
-  expect 7 "$@" --tessera write dnsmasq <<'OUTPUT'
-problem
-==> /var/run/dnsmasq.conf <==
-text
-
-==> /var/run/empty/ <==
-
-==> /var/run/odd name <==
-no line end
-
-==> /var/run/rewritten <==
-first
-
-==> /var/run/tree/below/file <==
-secret
-
-/var/run/tree/loop -> ..
-
-/var/run/tree/outside -> /etc/passwd
-
-==> removed files <==
-/var/run/deep/gone
-
-==> runtime store <==
-- "changed": "old \" value"
-+ "changed": "new"
-- "gone": "x"
-+ "added.9": "a"
-+ "added.10": "b"
-OUTPUT
+  expect 7 "$@" --tessera write dnsmasq <"$expected/write"
 
   # Stored, with modes and unfollowed links; then compared with what a later run does.
   expect 7 "$@" --tessera write -o stored dnsmasq <<'OUTPUT'
 problem
 OUTPUT
   (cd stored && find . ! -name . -printf '%M %p %l\n' | LC_ALL=C sort -k2) >"$work/listing"
-  diff -u - "$work/listing" <<'LISTING' || fail "stored otherwise"
--rw-r--r-- ./removed 
--rw------- ./runtime.json 
-drwxr-xr-x ./var 
-drwxr-xr-x ./var/run 
--rw-r--r-- ./var/run/dnsmasq.conf 
-drwx------ ./var/run/empty 
--rw------- ./var/run/odd name 
--rw-r--r-- ./var/run/rewritten 
-drwx------ ./var/run/tree 
-drwx------ ./var/run/tree/below 
--rw------- ./var/run/tree/below/file 
-lrwxrwxrwx ./var/run/tree/loop ..
-lrwxrwxrwx ./var/run/tree/outside /etc/passwd
-LISTING
+  diff -u - "$work/listing" <"$expected/listing" || fail "stored otherwise"
   expect 7 "$@" --tessera write -d stored dnsmasq <<'OUTPUT'
 problem
 OUTPUT
@@ -190,41 +140,12 @@ OUTPUT
   : >stored/var/run/blank
   chmod 600 stored/var/run/dnsmasq.conf
   rm stored/var/run/tree/loop
-  expect 7 -c '' -f rootfs --tessera write -o empty/ -d stored/ dnsmasq more <<'OUTPUT'
-problem
---- stored/runtime.json
-+++ runtime store
-@@ -1,6 +1,5 @@
- {
-   "added.9": "a",
-   "added.10": "b",
--  "changed": "new",
--  "kept": "1"
-+  "changed": "new"
- }
-removed, empty: /var/run/blank
-mode of /var/run/dnsmasq.conf: 600 -> 644
---- stored/var/run/dnsmasq.conf
-+++ /var/run/dnsmasq.conf
-@@ -1 +1,2 @@
- text
-+more
---- /dev/null
-+++ /var/run/tree/loop
-@@ -0,0 +1 @@
-+-> ..
-OUTPUT
+  expect 7 -c '' -f rootfs --tessera write -o empty/ -d stored/ dnsmasq more <"$expected/differences"
   [ "$(cat empty/var/run/dnsmasq.conf)" = "text
 more" ] || fail "nothing stored in an empty directory"
 
-  expect 0 -c '' --tessera trespass pam <<'OUTPUT'
-==> /etc/trespasser <==
-
-==> /tmp/trespasser <==
-
-==> /trespasser <==
-OUTPUT
-  for file in /etc/trespasser /tmp/trespasser /trespasser; do [ ! -e "$file" ] || fail "$file was written"; done
+  expect 0 -c '' --tessera trespass pam <"$expected/trespass"
+  [ -z "$(ls /etc/trespasser /tmp/trespasser /trespasser 2>/dev/null)" ] || fail "the machine's files were written"
 
   expect 3 -c '' --tessera by_name all <<'OUTPUT'
 ran pam
@@ -232,43 +153,27 @@ ran dnsmasq
 ran ipsec
 ran network
 OUTPUT
-  expect 1 -c '' --tessera by_name network,ipsec,network <<'OUTPUT'
+  expect 1 -c '' --tessera by_name network,ipsec <<'OUTPUT'
 ran network
 ran ipsec
-ran network
 OUTPUT
   expect 0 -c '' -f whole --tessera look_around pam <<'OUTPUT'
 /var/run
 OUTPUT
   expect 134 -c '' --tessera killed pam </dev/null
 
-  # What cannot be done is refused in one line, and nothing is left behind.
-  expect 3 -c absent.json pam <<'OUTPUT'
-tessera-preview: absent.json: No such file or directory
-OUTPUT
-  expect 3 -c config.json --tessera absent pam <<'OUTPUT'
-tessera-preview: absent: No such file or directory
-OUTPUT
-  expect 3 -c config.json --tessera config.json pam <<OUTPUT
-tessera-preview: cannot start $work/config.json: Permission denied
-OUTPUT
-  expect 3 -c config.json -f config.json pam <<'OUTPUT'
-tessera-preview: config.json: Not a directory
-OUTPUT
-  expect 3 -c config.json --tessera look -o stored pam <<'OUTPUT'
-tessera-preview: stored: is not empty
-OUTPUT
-  expect 3 -c config.json --tessera look -o absent/below pam <<'OUTPUT'
-tessera-preview: absent/below: No such file or directory
-OUTPUT
+  # Of what is refused, nothing is left behind.
   echo '{"a": 1}' >bad.json
-  expect 3 -c config.json -r bad.json --tessera look -o never pam <<'OUTPUT'
-runt: bad.json:1:7: a: expected a text
-OUTPUT
   mkfifo rootfs/pipe
-  expect 3 -c config.json -f rootfs --tessera look -o never pam <<'OUTPUT'
-tessera-preview: /pipe: only files, directories and symbolic links can be laid over the preview
-OUTPUT
+  refuse 'tessera-preview: absent.json: No such file or directory' -c absent.json pam
+  refuse 'tessera-preview: absent: No such file or directory' --tessera absent pam
+  refuse "tessera-preview: cannot start $work/config.json: Permission denied" --tessera config.json pam
+  refuse 'tessera-preview: config.json: Not a directory' -f config.json pam
+  refuse 'tessera-preview: stored: is not empty' --tessera look -o stored pam
+  refuse 'tessera-preview: absent/below: No such file or directory' --tessera look -o absent/below pam
+  refuse 'runt: bad.json:1:7: a: expected a text' -r bad.json --tessera look -o never pam
+  message='only files, directories and symbolic links can be laid over the preview'
+  refuse "tessera-preview: /pipe: $message" -f rootfs --tessera look -o never pam
   rm rootfs/pipe
   [ ! -e never ] || fail "a directory was left behind"
   usage='Usage: tessera-preview [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [-o OUTDIR] [-d OLDDIR] NAME [ARGS]'
@@ -288,15 +193,13 @@ OUTPUT
   # Ended from outside, it takes tessera along.
   "$bin/tessera-preview" -c '' --tessera wait_for_end pam >"$work/output" &
   preview=$!
-  tries=0
-  while [ ! -s "$work/output" ] && [ $((tries += 1)) -lt 100 ]; do sleep 0.05; done
+  timeout 5 sh -c "until [ -s '$work/output' ]; do sleep 0.05; done"
   kill -TERM "$preview"
   wait "$preview" 2>/dev/null
   status=$?
   [ "$status" -eq 143 ] || fail "SIGTERM gives status $status"
-  tries=0
-  while kill -0 "$(cat "$work/output")" 2>/dev/null && [ $((tries += 1)) -lt 100 ]; do sleep 0.05; done
-  [ "$tries" -lt 100 ] || fail "tessera outlives the preview"
+  timeout 5 sh -c "while kill -0 $(cat "$work/output") 2>/dev/null; do sleep 0.05; done" ||
+    fail "tessera outlives the preview"
 
   diff "$work/mounts" /proc/self/mountinfo || fail "the machine's mounts changed"
   rm -rf stored empty
