@@ -12,7 +12,7 @@ import unittest
 
 PROGRAMS, SOURCE = sys.argv.pop(1), sys.argv.pop(1)
 INSTALLED = "var/run/uci/network"
-RUN = f'exec {PROGRAMS}/tessera "$@"'
+RUN = f'exec /.host{PROGRAMS}/tessera "$@"'  # where a preview reaches the machine's files
 LINE = re.compile(r'config ([a-z]+)(?: ([A-Za-z0-9_]+))?|'
                   r'\t(option|list) ([a-z0-9_]+) (?:"((?:[^"\\]|\\.)*)"|(-?[0-9]+))')
 
