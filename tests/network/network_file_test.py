@@ -12,7 +12,8 @@ import unittest
 
 PROGRAMS, SOURCE = sys.argv.pop(1), sys.argv.pop(1)
 INSTALLED = "var/run/uci/network"
-RUN = f'exec /.host{PROGRAMS}/tessera "$@"'  # where a preview reaches the machine's files
+TESSERA = f"/.host{PROGRAMS}/tessera"  # where a preview reaches the machine's files
+RUN = f'exec {TESSERA} "$@"'
 LINE = re.compile(r'config ([a-z]+)(?: ([A-Za-z0-9_]+))?|'
                   r'\t(option|list) ([a-z0-9_]+) (?:"((?:[^"\\]|\\.)*)"|(-?[0-9]+))')
 
@@ -171,7 +172,7 @@ class Faults(unittest.TestCase):
                 step += 1
                 status, written = preview(config, files=before, tessera=(
                     f'exec strace -o /dev/null -E ASAN_OPTIONS=detect_leaks=0 -e inject={call}:signal=KILL:when={step} '
-                    f'{PROGRAMS}/tessera "$@"'))
+                    f'{TESSERA} "$@"'))
                 outcomes.add((status, written.get(INSTALLED)))
         whole = complete[INSTALLED]
         self.assertTrue(outcomes == {(137, None), (137, whole), (0, whole)}, [(s, len(t or "")) for s, t in outcomes])
@@ -197,7 +198,7 @@ class Growth(unittest.TestCase):
             vpn["l2tp"]["lac"][f"l{i}"] = {"lns": "192.0.2.9"}
             facts[f"network.interface.i{i}.ipv4.address"] = "192.0.2.1"
         read_back, written = sections(config, facts, tessera=(
-            f'valgrind -q --tool=callgrind --callgrind-out-file=/var/run/profile {PROGRAMS}/tessera "$@"'))
+            f'valgrind -q --tool=callgrind --callgrind-out-file=/var/run/profile {TESSERA} "$@"'))
         assert len(read_back) == 4 * count + 3, len(read_back)
         return next(int(line.split()[1]) for line in written["var/run/profile"].split("\n") if line[:8] == "summary:")
 
