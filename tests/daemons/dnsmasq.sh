@@ -14,6 +14,8 @@ printf '#!/bin/sh\n' >/usr/bin/dnsmasq-script.sh
 chmod +x /usr/bin/dnsmasq-script.sh
 "$BIN/tessera" dnsmasq || fail "tessera dnsmasq ended with $?"
 dnsmasq --test -C /var/run/dnsmasq.conf || fail "the daemon refuses its file"
+dnsmasq --test -C "$SOURCE/tests/golden/dnsmasq-small-office/expected/var/run/dnsmasq.conf" ||
+  fail "the daemon refuses the file of the small office"
 
 # The LAN and a client on it.
 ip netns add client
