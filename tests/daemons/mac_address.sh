@@ -9,7 +9,7 @@ router_enter "$0" "$@"
 router_root
 mount -t sysfs sysfs /sys  # shows the links of this namespace
 
-ip link add name first type dummy
+ip link add name first type bridge
 ip link set dev first address 02:00:00:00:00:0b
 ip link add name second type bridge
 ip link set dev second address 02:00:00:00:00:0a
