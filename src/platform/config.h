@@ -81,8 +81,8 @@ const ConfigNode *config_node_parent(const ConfigNode *node);
 // A number that no other node of the tree has, the same at every load of the same document; 0 for null.
 size_t config_node_id(const ConfigNode *node);
 
-// The borrowed name of the node within its object; "" for the root, an array element's index as text is not offered
-// and reads as "" too. Null for a null node.
+// The borrowed name of the node within its object; "" for the root and for the elements of an array, null for a null
+// node.
 const char *config_key(const ConfigNode *node);
 
 // The dotted path from the root as a new text that the caller frees ("network.route.static.0"); "" for the root, null
