@@ -11,9 +11,9 @@
 #include <stdint.h>
 #include <stdlib.h>
 
+#include <map>
 #include <memory>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "config/characters.h"
@@ -107,7 +107,7 @@ struct Document {
   bool pristine_known = false;
   Place place;
 
-  std::unordered_map<const ConfigNode *, std::string> dumps;
+  std::map<const ConfigNode *, std::string> dumps;
 };
 
 // Bytes past the end of the text that may be read (and hold 0), for reading in words and vectors.

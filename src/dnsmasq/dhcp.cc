@@ -3,12 +3,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 
 #include "dnsmasq/dnsmasq.h"
 #include "main/text.h"
+#include "main/text_set.h"
 #include "platform/config.h"
 #include "platform/network.h"
 #include "platform/runt.h"
@@ -25,7 +26,7 @@ const int option_tftp_server = 66;
 // What holds for a whole model, found once although every interface asks.
 struct ModelFacts {
   const NetworkModel *model;
-  std::unordered_set<const NetworkNode *> passthrough_devices;
+  std::set<const NetworkNode *> passthrough_devices;
 };
 std::optional<ModelFacts> model_facts;
 std::optional<bool> hybrid_lan_mode;
@@ -199,8 +200,7 @@ void write_custom_options(FILE *file, const char *name, const ConfigNode *advanc
 // Thousands of leases are usual: put together as one text, they reach the file in one write.
 void write_static_leases(FILE *file, const char *name, const ConfigNode *advanced) {
   const ConfigNode *leases = config_array(advanced, "static_lease");
-  std::unordered_set<std::string_view> used;
-  used.reserve(config_array_count(leases));
+  TextSet used;
   std::string text;
   std::string mac;
   for (const ConfigNode *lease = config_array_first(leases); lease != nullptr; lease = config_array_next(lease)) {
@@ -215,7 +215,7 @@ void write_static_leases(FILE *file, const char *name, const ConfigNode *advance
     } else {
       id = text_at(lease, "device");
     }
-    if (!used.insert(ip).second) {
+    if (!used.insert(ip)) {
       log_error("Duplicate static IP detected; IP address '%s' for '%s' ignored.", ip, is_set(host) ? host : id);
       continue;
     }

@@ -1,4 +1,4 @@
-#include <unordered_map>
+#include <map>
 
 #include "main/text.h"
 #include "network/network.h"
@@ -34,7 +34,7 @@ std::string read_mac_address(const char *device_name) {
 
 // The first position of each member in the configured order, by the dotted path that its port has as key. Looked up per
 // port, so that a large bridge does not walk the whole list for each of its ports.
-using MemberOrder = std::unordered_map<std::string, size_t>;
+using MemberOrder = std::map<std::string, size_t>;
 
 MemberOrder index_members(const ConfigNode *members) {
   MemberOrder order;

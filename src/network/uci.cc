@@ -2,7 +2,7 @@
 
 #include <cstdarg>
 #include <cstring>
-#include <unordered_map>
+#include <map>
 
 #include "main/text.h"
 #include "network/network.h"
@@ -19,7 +19,7 @@ const char ipsec_tunnel_prefix[] = "vpn.ipsec.tunnel.";
 
 // From the id of a source interface's configuration to the key of the first passthrough interface that lists it. Built
 // at the first question of a run, so that a pass over all interfaces stays linear.
-using PassthroughIndex = std::unordered_map<size_t, const char *>;
+using PassthroughIndex = std::map<size_t, const char *>;
 std::unique_ptr<PassthroughIndex> passthrough_index;
 
 std::unique_ptr<PassthroughIndex> index_passthrough_sources(const NetworkNode *root) {

@@ -1,19 +1,15 @@
 // Modem sections that follow the runtime store. A modem listed there as being without an interface gets a section with
 // fixed time-outs when a configured cellular interface names it, so that it is kept ready until that interface can have
 // it; other modems are left out. Updates are another matter: every modem listed for one gets a section.
-#include <string_view>
-#include <unordered_set>
-
 #include "main/owned.h"
+#include "main/text_set.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
 
 namespace {
 
-using ModemNames = std::unordered_set<std::string_view>;
-
-ModemNames modems_of_interfaces(const NetworkModel *model) {
-  ModemNames names;
+TextSet modems_of_interfaces(const NetworkModel *model) {
+  TextSet names;
   for (const NetworkNode *node = network_first_type(model, NETWORK_NODE_INTERFACE); node != nullptr;
        node = network_next_type(model, node, NETWORK_NODE_INTERFACE)) {
     if (network_interface_type(node) != NETWORK_INTERFACE_MODEM) continue;
@@ -50,9 +46,9 @@ void write_modem_update(FILE *out, const char *name) {
 void modem_write_no_interface(FILE *out, const NetworkModel *model) {
   OwnedList idle(runt_keys("mm.map.no_interface_idx"));
   if (sl_len(idle.get()) == 0) return;
-  ModemNames configured = modems_of_interfaces(model);
+  TextSet configured = modems_of_interfaces(model);
   for (char **name = idle.get(); *name != nullptr; name++)
-    if (configured.count(*name) > 0) write_idle_modem(out, *name);
+    if (configured.contains(*name)) write_idle_modem(out, *name);
 }
 
 void modem_write_update_interfaces(FILE *out) {
