@@ -4,7 +4,7 @@ CONFIGURE = cmake --preset
 EXAMPLE = examples/branch-office
 quiet = >build/$(1).log 2>&1 || { cat build/$(1).log >&2; exit 1; }
 
-.PHONY: run build test lint format fuzz bench setup-build setup-test clean
+.PHONY: run build test lint format fuzz bench setup-build setup-test setup-bench clean
 
 # The files of every service for the example router, from the shipped build.
 run: setup-build
@@ -36,14 +36,23 @@ format: setup-test
 fuzz:
 	@echo 'make fuzz: not built yet' >&2; exit 1
 
-bench:
-	@echo 'make bench: not built yet' >&2; exit 1
+# Times, costs and sizes beside others', about five minutes; SIZES=full takes much longer.
+SIZES = small
+bench: setup-bench
+	@mkdir -p build
+	@{ $(CONFIGURE) release && $(BUILD) release && $(BUILD) release --target bench_programs; } $(call quiet,release)
+	@bench/bench.py --sizes $(SIZES) build/release/bin build/release/bench >build/bench.md
+	@bench/sizes.sh build >>build/bench.md
+	@cat build/bench.md
 
 setup-build:
 	@tools/setup.sh build
 
 setup-test:
 	@tools/setup.sh build test
+
+setup-bench:
+	@tools/setup.sh build bench
 
 clean:
 	rm -rf build

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs the Debian packages that are missing for the given purposes (build, test); says nothing and calls no package
-# manager when all are there.
+# Installs the Debian packages that are missing for the given purposes (build, test, bench); says nothing and calls no
+# package manager when all are there.
 set -eu
 
 build_packages='
@@ -15,13 +15,18 @@ test_packages='
   openssl openvpn
   jq python3 strace
 '
+bench_packages='
+  busybox-static netplan.io python3-jinja2
+  python3 strace valgrind
+'
 
 wanted=
 for purpose in "$@"; do
   case $purpose in
     build) wanted="$wanted $build_packages" ;;
     test) wanted="$wanted $test_packages" ;;
-    *) echo "usage: setup.sh [build] [test]" >&2; exit 2 ;;
+    bench) wanted="$wanted $bench_packages" ;;
+    *) echo "usage: setup.sh [build] [test] [bench]" >&2; exit 2 ;;
   esac
 done
 

@@ -1,0 +1,408 @@
+#!/usr/bin/python3
+"""Measures tessera beside its peers and a floor below all of them, and prints the tables in Markdown.
+
+    bench.py [--sizes smoke|small|full] BIN_DIRECTORY PROGRAM_DIRECTORY
+
+BIN_DIRECTORY holds the programs as built, PROGRAM_DIRECTORY `measure`, `floor` and `nothing`. Everything runs in a mount
+namespace of its own, with empty file systems in memory over /var/run, /etc/config and wherever files are written.
+doc/performance.md tells what the columns mean. "smoke" runs everything once on tiny inputs, without peers or tools that
+may be missing, and fails when something does not work; it measures nothing worth reading.
+"""
+import argparse
+import datetime
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+
+import inputs
+
+SOURCE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+PEERS = os.path.join(SOURCE, 'bench', 'peers')
+EXAMPLE = os.path.join(SOURCE, 'examples', 'branch-office')
+CONFIG = '/etc/config/config.json'
+SCRATCH = '/run/.bench'
+OUTPUTS = SCRATCH + '/outputs'
+NETPLAN = '/usr/libexec/netplan/generate'
+
+SIZES = {
+    'smoke': {'leases': (10,), 'interfaces': (2,), 'tunnels': (2,), 'users': (2,)},
+    'small': {'leases': (10, 1000, 10000), 'interfaces': (1, 10, 100, 1000), 'tunnels': (1, 10, 100),
+              'users': (1, 10, 100, 1000)},
+    'full': {'leases': (10, 100, 1000, 10000, 100000), 'interfaces': (1, 10, 100, 1000, 10000),
+             'tunnels': (1, 10, 100, 1000, 2000), 'users': (1, 10, 100, 1000, 10000)},
+}
+
+
+class Failure(Exception):
+    """Something that is measured did not work."""
+
+
+def run(*command, **options):
+    done = subprocess.run(command, capture_output=True, text=True, check=False, stdin=subprocess.DEVNULL, **options)
+    if done.returncode != 0:
+        raise Failure(f'{" ".join(command)}: status {done.returncode}\n{done.stdout}{done.stderr}')
+    return done
+
+
+# --- The place where everything runs ---
+
+def enter_namespaces():
+    """Restarts this program on mounts of its own, as root or in a user namespace."""
+    if 'TESSERA_BENCH_INSIDE' in os.environ:
+        return
+    command = ['unshare', '--mount', '--uts', '--propagation', 'private']
+    if os.geteuid() != 0:
+        command.append('--map-root-user')
+    os.environ['TESSERA_BENCH_INSIDE'] = '1'
+    os.execvp('unshare', command + [sys.executable] + sys.argv)
+
+
+def make_router():
+    """Empty places for what is written, and the parts of a router that the machine may lack."""
+    def mount(where):
+        run('mount', '-t', 'tmpfs', '-o', 'mode=0755', 'tmpfs', where)
+    mount('/run')
+    if not os.path.isdir('/etc/config'):
+        for part in ('upper', 'work'):
+            os.makedirs(f'/run/.etc/{part}')
+        run('mount', '-t', 'overlay', 'overlay', '/etc', '-o',
+            'lowerdir=/etc,upperdir=/run/.etc/upper,workdir=/run/.etc/work')
+        os.mkdir('/etc/config')
+    mount('/etc/config')
+    mount('/sys/class/net')  # the devices of the example instead of the machine's
+    shutil.copytree(EXAMPLE + '/rootfs/etc/config', '/etc/config', dirs_exist_ok=True)
+    shutil.copytree(EXAMPLE + '/rootfs/sys/class/net', '/sys/class/net', dirs_exist_ok=True)
+
+
+def clear_run():
+    for entry in os.scandir('/run'):
+        if entry.name == '.etc':
+            continue
+        if entry.is_dir(follow_symlinks=False):
+            shutil.rmtree(entry.path)
+        else:
+            os.unlink(entry.path)
+    os.makedirs(SCRATCH)
+    os.mkdir('/run/uci')
+
+
+def written_files():
+    found = []
+    for directory, directories, names in os.walk('/run'):
+        directories[:] = [name for name in directories if name not in ('runt', '.bench', '.etc')]
+        paths = (os.path.join(directory, name) for name in names)
+        found += [path for path in paths if not os.path.islink(path)]
+    return found
+
+
+def save_outputs(paths):
+    """Packs files for the floor, which writes them again."""
+    with open(OUTPUTS, 'wb') as pack:
+        for path in sorted(paths):
+            with open(path, 'rb') as file:
+                content = file.read()
+            pack.write(f'{path}\t{len(content)}\n'.encode() + content)
+
+
+# --- Measuring ---
+
+class Measurer:
+    def __init__(self, options):
+        self.tessera = os.path.join(options.bin, 'tessera')
+        self.runt = os.path.join(options.bin, 'runt')
+        self.programs = options.programs
+        self.smoke = options.sizes == 'smoke'
+
+    def program(self, name):
+        return os.path.join(self.programs, name)
+
+    def cost(self, runs, commands):
+        """The least of each cost over the runs, for each of the commands."""
+        runs = 1 if self.smoke else runs
+        words = []
+        for command in commands:
+            words += ['--', *command] if words else command
+        done = run(self.program('measure'), str(runs), *words)
+        if done.stderr:
+            raise Failure(done.stderr)
+        keys = ('wall', 'cpu', 'faults', 'peak')
+        return [dict(zip(keys, map(int, line.split()))) for line in done.stdout.splitlines()]
+
+    def instructions(self, command):
+        """Of the process itself: no child's are counted."""
+        if self.smoke:
+            return None
+        done = run('valgrind', '--tool=callgrind', '--callgrind-out-file=/dev/null', '--vgdb=no', *command)
+        return int(re.search(r'Collected : (\d+)', done.stderr).group(1))
+
+    def system_calls(self, command):
+        """Of the process and its children, the execve of each included; and how many children there were."""
+        if self.smoke:
+            return None, None
+        trace = SCRATCH + '/trace'
+        run('strace', '-f', '-qq', '-e', 'signal=none', '-o', trace, *command)
+        processes = set()
+        calls = 0
+        with open(trace, encoding='utf-8', errors='replace') as file:
+            for line in file:
+                process, call = line.split(None, 1)
+                processes.add(process)
+                calls += not call.startswith('<... ')
+        return calls, len(processes) - 1
+
+    def measure(self, command, floor, runs):
+        mine, below = self.cost(runs, [command, floor])
+        for row, words in ((mine, command), (below, floor)):
+            row['instructions'] = self.instructions(words)
+            row['calls'], row['children'] = self.system_calls(words)
+        mine['floor'] = below
+        return mine
+
+    def service(self, name, runs, before=()):
+        """A service on the configuration that is in place, after the services `before`, and the floor of what it writes."""
+        for other in before:
+            run(self.tessera, other)
+        others = set(written_files())
+        done = run(self.tessera, name)
+        if done.stdout or done.stderr:
+            raise Failure(f'{name}: unexpected output\n{done.stdout}{done.stderr}')
+        paths = set(written_files()) - others
+        save_outputs(paths)
+        row = self.measure([self.tessera, name], [self.program('floor'), CONFIG, OUTPUTS], runs)
+        return {**row, 'files': len(paths)}
+
+    def configure(self, document, facts=None):
+        clear_run()
+        with open(CONFIG, 'w', encoding='utf-8') as file:
+            file.write(document)
+        if facts:
+            run(self.runt, 'load', facts)
+
+
+# --- What is measured ---
+
+def runs_for(size):
+    """Many runs of short work, a few of long work."""
+    return max(3, min(200, 20000 // size))
+
+
+class Results:
+    def __init__(self):
+        self.costs = {}  # (series, size): row
+        self.peers = []  # (series, size, peer, row)
+        self.notes = []
+
+
+def same_file(path, other):
+    with open(path, 'rb') as one, open(other, 'rb') as two:
+        if one.read() != two.read():
+            raise Failure(f'{path} and {other} differ: that peer does other work')
+
+
+def measure_start(measurer, results):
+    clear_run()
+    command = [measurer.tessera, 'nothing']
+    results.costs['start-up', 1] = measurer.measure(command, [measurer.program('nothing')], 2000)
+
+
+def measure_example(measurer, results):
+    with open(EXAMPLE + '/config.json', encoding='utf-8') as file:
+        document = file.read()
+    for service, before in (('pam', ()), ('dnsmasq', ()), ('ipsec', ()), ('network', ('ipsec',))):
+        measurer.configure(document, EXAMPLE + '/runtime.json')
+        results.costs[f'example, {service}', 1] = measurer.service(service, 50, before)
+
+
+def measure_leases(measurer, results, sizes):
+    for size in sizes:
+        measurer.configure(inputs.text(inputs.leases(size)))
+        results.costs['dnsmasq, leases', size] = measurer.service('dnsmasq', runs_for(size))
+        table, ash, jinja = (f'{SCRATCH}/{name}' for name in ('leases', 'ash', 'jinja'))
+        with open(table, 'w', encoding='utf-8') as file:
+            file.write(inputs.lease_table(size))
+        commands = {'busybox ash': (['busybox', 'ash', PEERS + '/leases.sh', table, ash], ash),
+                    'Python + Jinja2': (['/usr/bin/python3', PEERS + '/leases.py', CONFIG, jinja], jinja)}
+        for peer, (command, output) in commands.items():
+            if measurer.smoke:
+                continue
+            run(*command)
+            same_file('/run/dnsmasq.conf', output)
+            mine, theirs = measurer.cost(max(3, runs_for(size) // 10), [[measurer.tessera, 'dnsmasq'], command])
+            results.peers.append(('leases', size, peer, mine, theirs))
+
+
+def measure_interfaces(measurer, results, sizes):
+    for size in sizes:
+        measurer.configure(inputs.text(inputs.interfaces(size)))
+        results.costs['network, interfaces', size] = measurer.service('network', runs_for(size))
+        if measurer.smoke:
+            continue
+        root = SCRATCH + '/netplan'
+        os.makedirs(root + '/etc/netplan')
+        with open(root + '/etc/netplan/bench.yaml', 'w', encoding='utf-8') as file:
+            file.write(inputs.netplan(size))
+        os.chmod(file.name, 0o600)  # or each run complains
+        command = [NETPLAN, '--root-dir', root]
+        run(*command)
+        networks = len([name for name in os.listdir(root + '/run/systemd/network') if name.endswith('.network')])
+        if networks != size:
+            raise Failure(f'netplan wrote {networks} networks instead of {size}')
+        mine, theirs = measurer.cost(max(3, runs_for(size) // 20), [[measurer.tessera, 'network'], command])
+        results.peers.append(('interfaces', size, 'netplan generate', mine, theirs))
+
+
+def measure_tunnels(measurer, results, sizes):
+    with open(EXAMPLE + '/config.json', encoding='utf-8') as file:
+        example = json.load(file)
+    for size in sizes:
+        document = inputs.text(inputs.tunnels(size, example))
+        for service, before in (('ipsec', ()), ('network', ('ipsec',))):
+            measurer.configure(document, EXAMPLE + '/runtime.json')
+            runs = runs_for(size * 20)
+            results.costs[f'{service}, tunnels', size] = measurer.service(service, runs, before)
+
+
+def measure_users(measurer, results, sizes):
+    for size in sizes:
+        measurer.configure(inputs.text(inputs.users(size)))
+        results.costs['pam, users and servers', size] = measurer.service('pam', runs_for(size))
+
+
+# --- Goals ---
+
+class Goal:
+    def __init__(self, what, limit, value, unit=''):
+        self.what, self.limit, self.value, self.unit = what, limit, value, unit
+
+    def row(self):
+        met = 'met' if self.value <= self.limit else '**missed**'
+        return [self.what, f'{self.limit:g}{self.unit}', f'{number(self.value)}{self.unit}', met]
+
+
+def over_floor(row, key):
+    return row[key] / max(1, row['floor'][key])
+
+
+def floor_goals(name, row, limit):
+    """Of the process itself where it has children: their number and kind is fixed by what is configured."""
+    found = [Goal(f'{name}, instructions / floor', limit, over_floor(row, 'instructions'))]
+    if not row['children']:
+        found.insert(0, Goal(f'{name}, processor time / floor', limit, over_floor(row, 'cpu')))
+    return found
+
+
+def goals(results):
+    costs = results.costs
+    found = [Goal('start-up, processor time / doing nothing', 1.3, over_floor(costs['start-up', 1], 'cpu'))]
+    absolute = {10: (0.25, 1.5), 1000: (4, 2), 10000: (40, 6)}
+    for (series, size), row in costs.items():
+        name = f'{series}, {size:,}' if size > 1 else series
+        if series in ('example, pam', 'example, network', 'network, interfaces'):
+            found += floor_goals(name, row, 4)
+        elif series == 'dnsmasq, leases':
+            found += floor_goals(name, row, 5 if size <= 10 else 4)
+            if size in absolute:
+                instructions, peak = absolute[size]
+                found += [Goal(f'{name}, instructions', instructions, row['instructions'] / 1e6, ' M'),
+                          Goal(f'{name}, peak memory', peak, row['peak'] / 1024, ' MiB')]
+            found.append(Goal(f'{name}, system calls', 45, row['calls']))
+            if size == 10:
+                found.append(Goal(f'{name}, minor faults', 60, row['faults']))
+    for (series, size), row in costs.items():
+        more = costs.get((series, size * 10))
+        if size >= 1000 and more:
+            found.append(Goal(f'{series}, instructions for {size * 10:,} / for {size:,}', 10.5,
+                              more['instructions'] / row['instructions']))
+    for series, size, peer, mine, theirs in results.peers:
+        found.append(Goal(f'{series}, {size:,}, wall time / {peer}', 0.1, mine['wall'] / theirs['wall']))
+    return found
+
+
+# --- Tables ---
+
+def number(value):
+    if value is None:
+        return '-'
+    if isinstance(value, int):
+        return f'{value:,}'
+    return f'{value:,.3f}' if value < 1 else f'{value:,.2f}' if value < 10 else f'{value:,.1f}'
+
+
+def print_table(title, head, rows):
+    print(f'\n### {title}\n')
+    print('| ' + ' | '.join(head) + ' |')
+    print('|---' + '|--:' * (len(head) - 1) + '|')
+    for row in rows:
+        print('| ' + ' | '.join(row) + ' |')
+
+
+def millions(count):
+    return '-' if count is None else number(count / 1e6)
+
+
+def print_costs(results):
+    rows = []
+    for (series, size), row in results.costs.items():
+        floor = row['floor']
+        instructions = '-' if row['instructions'] is None else number(over_floor(row, 'instructions'))
+        rows.append([series, number(size), number(row['wall'] / 1000), number(floor['wall'] / 1000),
+                     number(over_floor(row, 'wall')), number(row['cpu'] / 1000), number(over_floor(row, 'cpu')),
+                     millions(row['instructions']), millions(floor['instructions']), instructions,
+                     number(row['calls']), number(row['children']), number(row['faults']), number(row['peak'])])
+    print_table('Cost of a run',
+                ['run', 'size', 'wall ms', 'floor ms', 'ratio', 'processor ms', 'ratio', 'M instructions', 'floor M',
+                 'ratio', 'system calls', 'children', 'minor faults', 'peak KiB'], rows)
+
+
+def print_peers(results):
+    rows = [[series, number(size), peer, number(mine['wall'] / 1000), number(theirs['wall'] / 1000),
+             number(theirs['wall'] / mine['wall'])] for series, size, peer, mine, theirs in results.peers]
+    print_table('Beside peers on the same work',
+                ['input', 'size', 'peer', 'tessera ms', 'peer ms', 'tessera is faster by'], rows)
+
+
+def print_head():
+    with open('/proc/cpuinfo', encoding='utf-8') as file:
+        model = re.search(r'^model name\s*: (.*)', file.read(), re.MULTILINE)
+    now = datetime.datetime.now(datetime.timezone.utc)
+    kernel = os.uname()
+    print(f'{now:%Y-%m-%d %H:%M} UTC, {os.cpu_count()} cores of {model.group(1) if model else "unknown kind"}, '
+          f'{kernel.machine}, Linux {kernel.release.split("-")[0]}, '
+          f'load at the end {os.getloadavg()[1]:.1f}')
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split('\n', 1)[0])
+    parser.add_argument('--sizes', choices=SIZES, default='small')
+    parser.add_argument('bin')
+    parser.add_argument('programs')
+    options = parser.parse_args()
+    options.bin, options.programs = os.path.abspath(options.bin), os.path.abspath(options.programs)
+    enter_namespaces()
+    os.environ.update(LC_ALL='C', PATH='/usr/sbin:/usr/bin:/sbin:/bin')
+    make_router()
+
+    measurer, results, sizes = Measurer(options), Results(), SIZES[options.sizes]
+    for series, measure in (('start-up', lambda: measure_start(measurer, results)),
+                            ('example', lambda: measure_example(measurer, results)),
+                            ('leases', lambda: measure_leases(measurer, results, sizes['leases'])),
+                            ('interfaces', lambda: measure_interfaces(measurer, results, sizes['interfaces'])),
+                            ('tunnels', lambda: measure_tunnels(measurer, results, sizes['tunnels'])),
+                            ('users', lambda: measure_users(measurer, results, sizes['users']))):
+        print(f'bench: {series}', file=sys.stderr)
+        measure()
+    print_head()
+    print_costs(results)
+    if not measurer.smoke:
+        print_peers(results)
+        print_table('Goals', ['what', 'at most', 'measured', ''], [goal.row() for goal in goals(results)])
+
+
+if __name__ == '__main__':
+    try:
+        main()
+    except Failure as failure:
+        sys.exit(f'bench: {failure}')

@@ -1,0 +1,26 @@
+#!/bin/sh
+# Leaves the stripped program in OUTPUT, as `tessera` and, built in device mode for it, as `tessera-device`:
+#
+#   strip.sh TESSERA SCRATCH_DIRECTORY OUTPUT [CMAKE_ARGUMENT...]
+#
+# The reference platform, built as shared libraries, takes the place of a device's. STRIP names another strip.
+set -eu
+source=$(cd "$(dirname "$0")/.." && pwd)
+program=$1
+scratch=$2
+output=$3
+shift 3
+
+build() { # NAME CMAKE_ARGUMENT...
+  directory=$scratch/$1
+  shift
+  { cmake -S "$source" -B "$directory" -G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel "$@" && cmake --build "$directory"; } \
+    >"$directory.log" 2>&1 || { cat "$directory.log" >&2; exit 1; }
+}
+mkdir -p "$scratch" "$output"
+scratch=$(cd "$scratch" && pwd)
+build platform -DTESSERA_REFERENCE_SHARED=ON "$@"
+cmake --install "$scratch/platform" --prefix "$scratch/sysroot/usr" >/dev/null
+build tessera -DTESSERA_PLATFORM=device -DTESSERA_SYSROOT="$scratch/sysroot" "$@"
+"${STRIP:-strip}" -o "$output/tessera" "$program"
+"${STRIP:-strip}" -o "$output/tessera-device" "$scratch/tessera/bin/tessera"
