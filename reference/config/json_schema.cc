@@ -1,9 +1,9 @@
 // The schema table as a JSON Schema, draft 2020-12.
 //
-// By default it agrees with the loader: what the loader takes is valid, also keys that it only warns about. The strict
-// form is for editors: it lists the known keys as the only ones and wants references in their full form. What neither
-// can say: duplicate names, nesting depth, what a reference names, 1.0 in place of an integer, texts of over-long
-// durations.
+// By default it agrees with the loader: what the loader takes is valid, also keys that it only warns about and words
+// that no writer knows. The strict form is for editors: it lists the known keys and words as the only ones and wants
+// references in their full form. What neither can say: duplicate names, nesting depth, what a reference names, 1.0 in
+// place of an integer, texts of over-long durations.
 #include <cstdio>
 #include <cstring>
 
@@ -35,6 +35,25 @@ void close_object(Printer &printer) {
 
 void print_value(Printer &printer, uint16_t index);
 
+void print_quoted(FILE *out, const char *text, size_t length) {
+  fputc('"', out);
+  for (const char *at = text; at < text + length; at++) {
+    if (*at == '"' || *at == '\\') fputc('\\', out);
+    fputc(*at, out);
+  }
+  fputc('"', out);
+}
+
+// The start of a value's schema, with its description.
+void start_value(Printer &printer, uint16_t index) {
+  fputs("{", printer.out);
+  std::string description = schema_description(index);
+  if (description.empty()) return;
+  fputs("\"description\": ", printer.out);
+  print_quoted(printer.out, description.data(), description.size());
+  fputs(", ", printer.out);
+}
+
 void print_members(Printer &printer, const SchemaRow &row) {
   if (row.count > 0) {
     fputs(",", printer.out);
@@ -55,8 +74,8 @@ void print_members(Printer &printer, const SchemaRow &row) {
         printer.out);
 }
 
-void print_nested(Printer &printer, const char *start, const char *keyword, uint16_t child) {
-  open_object(printer, start);
+void print_nested(Printer &printer, const char *type, const char *keyword, uint16_t child) {
+  open_object(printer, type);
   start_line(printer);
   fprintf(printer.out, "\"%s\": ", keyword);
   print_value(printer, child);
@@ -65,7 +84,7 @@ void print_nested(Printer &printer, const char *start, const char *keyword, uint
 
 void print_map(Printer &printer, const SchemaRow &row) {
   bool hyphen = (row.flags & row_hyphen) != 0;
-  open_object(printer, "{\"type\": \"object\",");
+  open_object(printer, "\"type\": \"object\",");
   start_line(printer);
   fprintf(printer.out, R"("propertyNames": {"minLength": 1, "maxLength": 63, "not": {"pattern": "[^A-Za-z0-9_%s]"}},)",
           hyphen ? "-" : "");
@@ -75,9 +94,25 @@ void print_map(Printer &printer, const SchemaRow &row) {
   close_object(printer);
 }
 
-void print_text(Printer &printer, const SchemaRow &row) {
+// The words that a text may be. Where others do too, editors offer these all the same.
+void print_words(const Printer &printer, const SchemaText &about) {
+  bool others = about.more_words || !printer.strict;
+  fputs(others ? ", \"anyOf\": [{\"enum\": [" : ", \"enum\": [\"\", ", printer.out);
+  for (const char *word = about.words; *word != '\0';) {
+    size_t length = strcspn(word, " ");
+    print_quoted(printer.out, word, length);
+    word += length;
+    if (*word == '\0') break;
+    fputs(", ", printer.out);
+    word++;
+  }
+  fputs(others ? "]}, {\"type\": \"string\"}]" : "]", printer.out);
+}
+
+void print_text(Printer &printer, const SchemaRow &row, const SchemaText &about) {
   bool many_lines = (row.flags & row_many_lines) != 0;
-  fputs("{\"type\": \"string\"", printer.out);
+  fputs("\"type\": \"string\"", printer.out);
+  if (*about.words != '\0') print_words(printer, about);
   if ((row.flags & row_always) != 0) fprintf(printer.out, ", \"default\": \"%s\"", schema.names + row.child);
   fprintf(printer.out, R"(, "not": {"pattern": "[\\x00-\\x%s\\x7F]"})",
           many_lines ? R"(08\\x0B\\x0C\\x0E-\\x1F)" : "1F");
@@ -89,14 +124,15 @@ void print_text(Printer &printer, const SchemaRow &row) {
 }
 
 void print_object(Printer &printer, const SchemaRow &row) {
-  open_object(printer, "{\"type\": \"object\"");
+  open_object(printer, "\"type\": \"object\"");
   print_members(printer, row);
   close_object(printer);
 }
 
 void print_value(Printer &printer, uint16_t index) {
-  constexpr const char *integer = R"({"type": "integer", "minimum": -2147483648, "maximum": 2147483647})";
+  constexpr const char *integer = R"("type": "integer", "minimum": -2147483648, "maximum": 2147483647})";
   const SchemaRow &row = schema_row(index);
+  start_value(printer, index);
   switch (row.kind) {
     case Kind::object:
       print_object(printer, row);
@@ -105,24 +141,24 @@ void print_value(Printer &printer, uint16_t index) {
       print_map(printer, row);
       break;
     case Kind::array:
-      print_nested(printer, "{\"type\": \"array\",", "items", row.child);
+      print_nested(printer, "\"type\": \"array\",", "items", row.child);
       break;
     case Kind::text:
     case Kind::reference:
-      print_text(printer, row);
+      print_text(printer, row, schema_texts[index]);
       break;
     case Kind::boolean:
-      fputs("{\"type\": \"boolean\"}", printer.out);
+      fputs("\"type\": \"boolean\"}", printer.out);
       break;
     case Kind::integer:
       fputs(integer, printer.out);
       break;
     case Kind::number:
-      fputs("{\"type\": \"number\"}", printer.out);
+      fputs("\"type\": \"number\"}", printer.out);
       break;
     case Kind::duration:
       fprintf(printer.out,
-              R"({"anyOf": [%s, {"type": "string", "pattern": "^[0-9]+(ms|[smhdw])$", "not": {"pattern": "\\n"}}]})",
+              R"("anyOf": [{%s, {"type": "string", "pattern": "^[0-9]+(ms|[smhdw])$", "not": {"pattern": "\\n"}}]})",
               integer);
       break;
     case Kind::ignored:

@@ -9,6 +9,9 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <array>
+#include <string>
+
 enum class Kind : uint8_t {
   ignored,  // what stands under an unknown key
   object,   // fixed members
@@ -45,11 +48,24 @@ inline constexpr uint16_t schema_ignored = 0;
 inline constexpr uint16_t schema_root = 1;
 
 // The tables have a little room to grow; a key too many does not compile.
+inline constexpr size_t schema_room = 552;
 struct Schema {
-  SchemaRow rows[552];
+  SchemaRow rows[schema_room];
   char names[4608];
 };
 extern const Schema schema;
+
+// What a row is for, in words. The linker leaves the table out of programs that do not print it, tessera among them.
+struct SchemaText {
+  const char *description = "";  // of elements of arrays, entries of maps and the root empty
+  const char *unit = "";         // of integers that count something
+  const char *words = "";        // of texts, and arrays of them, the known ones, separated by blanks
+  bool more_words = false;       // others may do as well
+};
+extern const std::array<SchemaText, schema_room> schema_texts;
+
+// The description of a row with what its kind and unit add to it; empty where the row has none.
+std::string schema_description(uint16_t row);
 
 inline const SchemaRow &schema_row(uint16_t row) {
   return schema.rows[row];

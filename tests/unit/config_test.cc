@@ -754,34 +754,4 @@ TEST(ConfigTree, FindsItsWayInALargeDocument) {
             "1:" + std::to_string(document.size() + 2) + ": syntax error: something follows the end of the document\n");
 }
 
-TEST(ConfigSchema, IsPrintedWhole) {
-  for (bool strict : {false, true}) {
-    char *text = nullptr;
-    size_t size = 0;
-    FILE *out = open_memstream(&text, &size);
-    config_print_json_schema(out, strict);
-    fclose(out);
-    std::string schema(text);
-    const std::pair<std::string, size_t> occurrences[] = {
-        {"\"2fa\": {", 1},
-        {"\"require_message_authenticator\": {\"type\": \"boolean\"}", 1},
-        {"\"static_lease\": {\"type\": \"array\",", 2},  // below ipv4 and ipv6
-        {"\"maxLength\": 63", 25},
-        {"[^A-Za-z0-9_-]", 1},
-        {"\"default\": \"wlan\"", 1},
-        {R"([\\x00-\\x08\\x0B\\x0C\\x0E-\\x1F\\x7F])", 29},
-        {strict ? "#/$defs" : "\"additionalProperties\": false", 0},
-        {"\"pattern\": \"^$|^/[^/]\"", strict ? 11 : 0},
-    };
-    for (const auto &[part, times] : occurrences) {
-      size_t count = 0;
-      for (size_t at = schema.find(part); at != std::string::npos; at = schema.find(part, at + 1)) count++;
-      EXPECT_EQ(count, times) << part;
-    }
-    // It is JSON, and a configuration that holds nothing but unknown keys.
-    EXPECT_EQ(check(schema, Grade::refused), "");
-    free(text);
-  }
-}
-
 }  // namespace
