@@ -1,0 +1,30 @@
+// Configurations and runtime facts out of the bytes of a fuzzer, and the other way round.
+#ifndef TESSERA_TESTS_FUZZ_GENERATOR_H
+#define TESSERA_TESTS_FUZZ_GENERATOR_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+// A text in the form to be tried, and with nothing but harmless characters: different texts stay different, empty ones
+// empty, and punctuation that the mappers look at stays where it was.
+struct Variants {
+  std::string hostile, tame;
+};
+
+struct Case {
+  unsigned options;                                     // bits that choose what else there is in a run
+  Variants document;                                    // JSON that the loader accepts
+  std::vector<std::pair<std::string, Variants>> facts;  // runtime store: key and value
+};
+
+// The case that the bytes stand for. Bytes that are missing read as 0.
+Case generate(const uint8_t *bytes, size_t size);
+
+// The bytes that stand for a document (null: an empty one) and facts, as far as the generator makes such.
+struct ConfigNode;
+std::string encode(const ConfigNode *root, const std::vector<std::pair<std::string, std::string>> &facts);
+
+#endif

@@ -1,0 +1,398 @@
+// Fuzz target: the mapper SERVICE on valid configurations and runtime facts, on a file system of its own. Its output is
+// checked: which files there are, with what modes, how each of their lines starts, that no value makes a line more or
+// less, and where secrets show.
+//
+//   TESSERA_SEED=FILE CONFIG [FACTS]  writes the bytes that stand for a configuration and for facts (lines KEY=VALUE)
+#include <dirent.h>
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <fts.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+
+#include "config/report.h"
+#include "fuzz/generator.h"
+#include "fuzz/stand_ins.h"
+#include "ipsec/base64.h"
+#include "main/mappers.h"
+#include "network/network.h"
+#include "platform/runt.h"
+
+#define MAPPER_OF(service) map_##service
+#define MAPPER(service) MAPPER_OF(service)
+#define NAME_OF(service) #service
+#define NAME(service) NAME_OF(service)
+
+// A small map for the store: the address sanitizer marks all of it at each opening.
+struct MDB_env;
+extern "C" int __real_mdb_env_set_mapsize(MDB_env *env, size_t size);
+extern "C" int __wrap_mdb_env_set_mapsize(MDB_env *env, size_t size) {
+  return __real_mdb_env_set_mapsize(env, size != 0 ? size_t{1} << 20 : 0);
+}
+
+namespace {
+
+const std::string_view service = NAME(SERVICE);
+
+// How the lines of a file start; null: it holds texts of several lines as they were configured.
+using Starts = std::initializer_list<const char *>;
+const Starts dnsmasq_starts = {"resolv-file=/var/run/",
+                               "cache-size=150\n",
+                               "domain-needed\n",
+                               "bogus-priv\n",
+                               "no-hosts\n",
+                               "dhcp-script=/bin/dnsmasq-script.sh\n",
+                               "bind-dynamic\n",
+                               "dhcp-leasefile=/",
+                               "dhcp-sequential-ip\n",
+                               "no-negcache\n",
+                               "all-servers\n",
+                               "stop-dns-rebind\n",
+                               "rebind-localhost-ok\n",
+                               "umbrella=deviceid:",
+                               "server=",
+                               "address=/#/\n",
+                               "host-record=",
+                               "\n",
+                               "# network interface '",
+                               "dhcp-range=",
+                               "domain=",
+                               "dhcp-option=net:",
+                               "dhcp-option-force=net:",
+                               "dhcp-host=",
+                               "dhcp-boot=net:",
+                               "bootp-dynamic=",
+                               "dhcp-relay=",
+                               "except-interface=",
+                               "ipset=/",
+                               "ipset=,"};
+const Starts pam_starts = {"sshd ",  "login ",  "httpd ",   "httpd_login ", "shellinaboxd ",
+                           "other ", "serial ", "openvpn ", "cli ",         "shell "};
+const Starts ldap_starts = {
+    "uri",     "base ",   "pam_login_attribute ", "ssl ",           "tls_checkpeer ", "tls_cacertfile /etc/ssl",
+    "binddn ", "bindpw ", "timelimit ",           "bind_timelimit "};
+const Starts connection_starts = {"config setup\n",
+                                  "\tuniqueids=never\n",
+                                  "\n",
+                                  "conn ",
+                                  "\ttype=",
+                                  "\tkeyexchange=",
+                                  "\tfragmentation=",
+                                  "\tkeyingtries=1\n",
+                                  "\tif_id=",
+                                  "\tleft=",
+                                  "\tright=",
+                                  "\trighthostsweight=",
+                                  "\trighthostssequence=",
+                                  "\tleftid=",
+                                  "\trightid=",
+                                  "\tleftcert=",
+                                  "\tleftsendcert=",
+                                  "\trightcert=",
+                                  "\trightsendcert=",
+                                  "\trightca=",
+                                  "\txauth=client\n",
+                                  "\tleftauth2=xauth\n",
+                                  "\txauth_identity=",
+                                  "\tleftauth=",
+                                  "\trightauth=",
+                                  "\tleftsigkey=",
+                                  "\trightsigkey=",
+                                  "\tmodeconfig=pull\n",
+                                  "\taggressive=yes\n",
+                                  "\tikelifetime=",
+                                  "\tlifetime=",
+                                  "\tmargintime=",
+                                  "\tike=",
+                                  "\tdpdaction=",
+                                  "\tdpddelay=",
+                                  "\tdpdtimeout=",
+                                  "\tleftsourceip=",
+                                  "\tleftsubnet=",
+                                  "\trightsubnet=",
+                                  "\tleftupdown=\"/bin/ipsec-updown.sh",
+                                  "\tforceencaps=yes\n",
+                                  "\tauto=add\n"};
+const Starts any_start = {""};
+const Starts uci_starts = {};  // lines of that file are looked at whole
+const Starts main_starts = {"config setup\n", "\n", "include /var/run/ipsec.d/conf/"};
+const Starts secrets_starts = {"include /var/run/ipsec.d/secrets/"};
+const Starts provider_starts = {"*,*,,,"};
+
+struct FileRule {
+  const char *service;
+  const char *pattern;
+  const Starts *starts;
+  mode_t mode = 0600;
+};
+const FileRule file_rules[] = {{"dnsmasq", "dnsmasq.conf", &dnsmasq_starts, 0644},
+                               {"dnsmasq", "hostnamesniffer.cfg", &any_start, 0644},
+                               {"pam", "pam.conf", &pam_starts},
+                               {"pam", "radius.conf", &any_start},
+                               {"pam", "ldap.conf", &ldap_starts},
+                               {"ipsec", "ipsec.conf", &main_starts},
+                               {"ipsec", "ipsec.secrets", &secrets_starts},
+                               {"ipsec", "ipsec.d/conf/*.conf", &connection_starts},
+                               {"ipsec", "ipsec.d/secrets/*.secret", &any_start},
+                               {"ipsec", "ipsec.d/private/*.rsa", nullptr},
+                               {"ipsec", "ipsec.d/certs/*.cert", nullptr},
+                               {"ipsec", "ipsec.d/certs/*.peercert", nullptr},
+                               {"ipsec", "ipsec.d/certs/*.pub", nullptr},
+                               {"ipsec", "ipsec.d/certs/*.peerpub", nullptr},
+                               {"ipsec", "ipsec.d/cacerts/*.cacert", nullptr},
+                               {"ipsec", "ipsec.d/crls/*.crl", nullptr},
+                               {"network", "uci/network", &uci_starts},
+                               {"network", "ipsec.d/conf/*.conf", nullptr},
+                               {"network", "serviceproviders-*.txt", &provider_starts},
+                               {"network", "userpass_*.cfg", &any_start},
+                               {"network", "config_file_*", nullptr},
+                               {"network", "openvpn/*.ovpn", nullptr},
+                               {nullptr, nullptr, nullptr}};
+const char *const directories[] = {"",
+                                   "uci",
+                                   "runt",
+                                   "openvpn",
+                                   "ipsec.d",
+                                   "ipsec.d/conf",
+                                   "ipsec.d/secrets",
+                                   "ipsec.d/private",
+                                   "ipsec.d/certs",
+                                   "ipsec.d/cacerts",
+                                   "ipsec.d/acerts",
+                                   "ipsec.d/aacerts",
+                                   "ipsec.d/ocspcerts",
+                                   "ipsec.d/crls"};
+
+void write_file(const std::string &path, std::string_view text) {
+  FILE *file = fopen(path.c_str(), "we");
+  if (file == nullptr || fwrite(text.data(), 1, text.size(), file) != text.size() || fclose(file) != 0)
+    wrong("cannot write", path);
+  chmod(path.c_str(), 0600);
+}
+
+std::string read_file(const char *path) {
+  std::string text;
+  FILE *file = fopen(path, "re");
+  if (file == nullptr) wrong("cannot read", path);
+  char buffer[8192];
+  while (size_t length = fread(buffer, 1, sizeof buffer, file)) text.append(buffer, length);
+  fclose(file);
+  return text;
+}
+
+void make_directories(std::initializer_list<const char *> paths) {
+  for (const char *path : paths)
+    if (mkdir(path, 0755) != 0 && errno != EEXIST) wrong("cannot make", path);
+}
+
+size_t count_entries(const char *path) {
+  DIR *directory = opendir(path);
+  size_t count = 0;
+  while (readdir(directory) != nullptr) count++;
+  closedir(directory);
+  return count;
+}
+
+size_t root_entries;
+size_t config_entries;
+
+// File systems that only this process sees take the places of all that a mapper reads and writes.
+void enter_sandbox() {
+  unsigned user = geteuid();
+  if (unshare(CLONE_NEWNS | (user != 0 ? CLONE_NEWUSER : 0)) != 0) wrong("unshare", strerror(errno));
+  if (user != 0) write_file("/proc/self/uid_map", "0 " + std::to_string(user) + " 1\n");
+  mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr);
+  base64_encode("", 0);  // has its library loaded
+  for (const char *path : {"/var", "/etc", "/sys"})
+    if (mount("tmpfs", path, "tmpfs", 0, "mode=0755") != 0) wrong("cannot mount on", path);
+  make_directories({"/var/run", "/var/run/uci", "/sys/class", "/sys/class/net", "/sys/class/net/eth0", "/etc/config",
+                    "/etc/ssl", "/etc/ssl/certs", "/etc/config/scep_client", "/etc/config/scep_client/a",
+                    "/etc/config/scep_client/b"});
+  write_file("/sys/class/net/eth0/address", "02:00:00:00:00:01\n");
+  write_file("/etc/ssl/certs/ca.crt", "-----BEGIN CERTIFICATE-----\n");
+  for (const char *file : {"scep_cert.pem", "scep_key.pem", "scep_crl.pem", "scep_peer_ca.pem"})
+    write_file(std::string("/etc/config/scep_client/a/") + file, "");
+  for (const char *file : {"scep_cert.pem", "scep_key.pem", "scep_peer_ca.pem-1", "scep_peer_ca.pem-2"})
+    write_file(std::string("/etc/config/scep_client/b/") + file, "");
+  write_file("/etc/config/web-filter-id", "");
+  root_entries = count_entries("/");
+  config_entries = count_entries("/etc/config");
+  if (freopen("/dev/null", "w", stdout) == nullptr) wrong("cannot silence", "stdout");
+}
+
+// One value in double quotes up to the end of the line, escaped as an ordinary reader expects.
+bool is_quoted(std::string_view text) {
+  if (text.size() < 2 || text.front() != '"' || text.back() != '"') return false;
+  text = text.substr(1, text.size() - 2);
+  for (size_t i = 0; i < text.size(); i++) {
+    if (text[i] == '"') return false;
+    if (text[i] == '\\' && ++i == text.size()) return false;
+  }
+  return true;
+}
+
+bool take(std::string_view &text, std::string_view head) {
+  if (!text.starts_with(head)) return false;
+  text.remove_prefix(head.size());
+  return true;
+}
+
+// A line of a UCI file. What follows the kind of a section may be any name: names of devices stand there as they are.
+bool is_uci_line(std::string_view line) {
+  if (line.empty() || line == "config route" || line == "config device" || line == "config globals globals")
+    return true;
+  if (take(line, "config interface ")) return !line.empty();
+  if (!take(line, "\toption ") && !take(line, "\tlist ")) return false;
+  size_t name = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_");
+  if (name == line.npos || line[name] != ' ') return false;
+  line.remove_prefix(name + 1);
+  if (is_quoted(line)) return true;
+  take(line, "-");
+  return !line.empty() && line.find_first_not_of("0123456789") == line.npos;
+}
+
+// Checks the lines of a file that may hold none but its own, and counts them.
+size_t check_lines(const std::string &path, std::string_view text, const Starts &starts) {
+  if (!text.empty() && text.back() != '\n') wrong("the last line is cut", path);
+  size_t count = 0;
+  while (!text.empty()) {
+    size_t length = text.find('\n') + 1;
+    std::string_view line = text.substr(0, length);
+    bool known = path == "uci/network" && is_uci_line(line.substr(0, length - 1));
+    for (const char *start : starts) known |= line.starts_with(start);
+    // The protocol of phase 2 is a configured word.
+    if (&starts == &connection_starts) known |= line[0] == '\t' && line.ends_with("!\n");
+    if (!known) wrong(("unknown line in " + path).c_str(), line);
+    text.remove_prefix(length);
+    count++;
+  }
+  return count;
+}
+
+using LineCounts = std::map<std::string, size_t>;
+
+void check_file(const FTSENT *entry, const std::string &path, LineCounts &counts) {
+  const FileRule *rule = file_rules;
+  while (rule->service != nullptr &&
+         (service != rule->service || fnmatch(rule->pattern, path.c_str(), FNM_PATHNAME | FNM_PERIOD) != 0))
+    rule++;
+  if (rule->service == nullptr) wrong("a file that should not be there", path);
+  if (S_ISLNK(entry->fts_statp->st_mode)) return;
+  if ((entry->fts_statp->st_mode & 07777) != rule->mode) wrong("wrong mode", path);
+  std::string text = rule->starts != nullptr || rule->mode != 0600 ? read_file(entry->fts_accpath) : "";
+  if (rule->mode != 0600) expect_no_secret("a public file shows a secret", text);
+  counts[path] = rule->starts != nullptr ? check_lines(path, text, *rule->starts) : 0;
+}
+
+bool is_directory_of_ours(const std::string &path) {
+  for (const char *known : directories)
+    if (path == known) return true;
+  return false;
+}
+
+// Checks all files below /var/run and removes them.
+LineCounts take_files() {
+  LineCounts counts;
+  char run[] = "/var/run";
+  char *const roots[] = {run, nullptr};
+  FTS *walk = fts_open(roots, FTS_PHYSICAL | FTS_NOCHDIR, nullptr);
+  while (FTSENT *entry = fts_read(walk)) {
+    if (entry->fts_info == FTS_D) continue;
+    std::string path = entry->fts_path + std::min<size_t>(entry->fts_pathlen, sizeof run);
+    if (entry->fts_info == FTS_DP) {
+      if (!is_directory_of_ours(path)) wrong("a directory that should not be there", path);
+      if (!path.empty() && path != "uci") rmdir(entry->fts_accpath);
+    } else {
+      if (!path.starts_with("runt/")) check_file(entry, path, counts);
+      unlink(entry->fts_accpath);
+    }
+  }
+  fts_close(walk);
+  if (count_entries("/var") != 3 || count_entries("/") != root_entries ||
+      count_entries("/etc/config") != config_entries)
+    wrong("a file outside /var/run", "");
+  return counts;
+}
+
+void set_facts(const Case &made, std::string Variants::*variant) {
+  if (made.facts.empty()) return;
+  runt_init();
+  runt_edit_start();
+  for (const auto &[key, value] : made.facts) runt_set_string_pathf((value.*variant).c_str(), "%s", key.c_str());
+  if (runt_edit_commit() != 0) wrong("the facts cannot be stored", made.facts[0].first);
+  runt_deinit();
+}
+
+void run_network_diagnostic(const ConfigNode *root, unsigned choice) {
+  char dump[] = "-p";
+  char device[] = "--device";
+  char path[] = "network.device.eth0";
+  char *const shown[] = {device, path, nullptr};
+  char *const dumped[] = {dump, nullptr};
+  if (choice == 0) map_network(root, 1, const_cast<char **>(dumped));
+  if (choice == 1) map_network(root, 2, const_cast<char **>(shown));
+  network_free(network_model);
+  network_model = nullptr;
+}
+
+LineCounts run(const Case &made, std::string Variants::*variant) {
+  set_facts(made, variant);
+  static const char *const identities[] = {"", "0123456789abcdef", "0123456789abcdefg", "$(reboot) \"\n"};
+  write_file("/etc/config/web-filter-id", identities[made.options & 3]);
+  static const char *const outputs[] = {"C=US, O=x, CN=y\n", "d41d8cd98f00b204e9800998ecf8427e  -\n", "", "\n\n"};
+  program_outcome = {(made.options & 12) != 12, outputs[made.options >> 2 & 3]};
+  if (service == "network") {
+    make_directories({"/var/run/ipsec.d", "/var/run/ipsec.d/conf"});
+    for (const char *name : {"lan", "a", "tun1"})
+      write_file(std::string("/var/run/ipsec.d/conf/") + name + ".conf", "");
+  }
+  document_text = made.document.*variant;
+  const ConfigNode *root = config_load_file("fuzz", nullptr);
+  if (root == nullptr) wrong("the document is not valid", document_text);
+  if (service == "network" && (made.options & 0xf0) == 0xf0) run_network_diagnostic(root, made.options & 1);
+  char *const arguments[] = {nullptr};
+  MAPPER(SERVICE)(root, 0, const_cast<char **>(arguments));
+  config_free(root);
+  return take_files();
+}
+
+void write_seed(const char *path, const char *config, const char *facts) {
+  std::vector<std::pair<std::string, std::string>> pairs;
+  std::string lines = facts != nullptr ? read_file(facts) : "";
+  for (size_t at = 0; at < lines.size(); at = lines.find('\n', at) + 1) {
+    size_t equals = lines.find('=', at);
+    pairs.emplace_back(lines.substr(at, equals - at), lines.substr(equals + 1, lines.find('\n', at) - equals - 1));
+  }
+  std::string document = read_file(config);
+  document_text = document;
+  const ConfigNode *root = config_load_file(config, nullptr);
+  write_file(path, encode(root, pairs));
+  config_free(root);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
+  secret_mark = "S3CR3T";
+  umask(022);
+  if (const char *seed = getenv("TESSERA_SEED")) {
+    write_seed(seed, (*argv)[1], *argc > 2 ? (*argv)[2] : nullptr);
+    exit(0);
+  }
+  enter_sandbox();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
+  Case made = generate(bytes, size);
+  LineCounts counts = run(made, &Variants::hostile);
+  if (run(made, &Variants::tame) != counts) wrong("values make lines more or less", made.document.hostile);
+  return 0;
+}

@@ -1,0 +1,28 @@
+// What the fuzz targets put in place of parts of the reference platform. They are linked before its libraries, whose
+// own versions are then left out.
+#ifndef TESSERA_TESTS_FUZZ_STAND_INS_H
+#define TESSERA_TESTS_FUZZ_STAND_INS_H
+
+#include <string>
+#include <string_view>
+
+// The document that the loader reads instead of a file.
+extern std::string_view document_text;
+
+// Stands before the text of every secret that a generated document holds; empty when documents are not generated.
+extern std::string_view secret_mark;
+
+// How programs that a mapper runs end.
+struct ProgramOutcome {
+  bool succeeds;
+  const char *output;
+};
+extern ProgramOutcome program_outcome;
+
+// Ends the target: what was found is wrong, and `detail` shows it.
+[[noreturn]] void wrong(const char *what, std::string_view detail);
+
+// Ends the target when the text shows a secret.
+void expect_no_secret(const char *what, std::string_view text);
+
+#endif
