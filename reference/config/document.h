@@ -23,7 +23,7 @@
 struct Document;
 
 enum NodeFlag : uint8_t {
-  node_broken = 1,  // stands for a value that is refused
+  node_broken = 1,  // stands for a value that is refused, or a reference that names nothing: that has been reported
   node_nests = 2,   // has children
 };
 
@@ -168,9 +168,6 @@ void report_at(Document &document, Grade grade, uint32_t position, const std::st
     __attribute__((format(printf, 5, 6)));
 void report_list(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format,
                  va_list arguments) __attribute__((format(printf, 5, 0)));
-
-// The text of a name from the document as it may stand in a message.
-std::string printable(const char *name);
 
 // Ends the load of a document that is not refused: what was held back in a run is logged.
 void accept_document(Document &document);

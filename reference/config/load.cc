@@ -507,6 +507,12 @@ const char *syntax_problem(const Document &document, rapidjson::ParseErrorCode c
   }
 }
 
+// True for what is wrong behind a whole value: the name of that value is no place of the problem.
+bool stands_between_values(rapidjson::ParseErrorCode code) {
+  return code == rapidjson::kParseErrorObjectMissName || code == rapidjson::kParseErrorObjectMissCommaOrCurlyBracket ||
+         code == rapidjson::kParseErrorArrayMissCommaOrSquareBracket;
+}
+
 // Reads the document's text. False when there is no tree: in a run after any refused finding, in a check only when the
 // rest of the text could not be made out.
 bool parse(Document &document) {
@@ -530,6 +536,7 @@ bool parse(Document &document) {
   if (result.IsError() || end < document.size) {
     // A zero byte ends the text for the parser.
     auto code = result.IsError() ? result.Code() : rapidjson::kParseErrorDocumentRootNotSingular;
+    if (stands_between_values(code)) *loader.current = Frame{};
     loader.refuse(end, "syntax error: %s", syntax_problem(document, code, end));
     return false;
   }

@@ -10,10 +10,18 @@ bool is_device(const ConfigNode *node) {
   return row.kind == Kind::object && (row.flags & row_device) != 0;
 }
 
-void report_unset(Document &document, const ConfigNode *node) {
+// A reference that names nothing, and the text that it has in the document.
+struct Unset {
+  ConfigNode *node;
+  const char *text;
+};
+
+void report_unset(Document &document, const Unset &unset) {
+  const ConfigNode *node = unset.node;
   unsigned flags = row_of(node).flags;
   std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
-  report_at(document, Grade::ignored, node->position, path.get(), "this reference names no %s",
+  report_at(document, Grade::ignored, node->position, path.get(), "'%s' names no %s, it counts as unset",
+            printable(unset.text).c_str(),
             (flags & row_interface_name) != 0 ? "entry of network.interface"
             : (flags & row_device) != 0       ? "device"
                                               : "node of the document");
@@ -24,7 +32,7 @@ void report_unset(Document &document, const ConfigNode *node) {
 void resolve_references(Document &document, const Growing<uint32_t> &references) {
   const ConfigNode *root = node_at(document, document.root);
   const ConfigNode *interfaces = config_lookup(root, "network.interface");
-  std::vector<ConfigNode *> unset;
+  std::vector<Unset> unset;
   for (uint32_t i = 0; i < references.used; i++) {
     ConfigNode *node = &document.cells.data.get()[references.data.get()[i]].node;
     const char *text = node->value.text;
@@ -32,14 +40,15 @@ void resolve_references(Document &document, const Growing<uint32_t> &references)
     bool bare = (flags & row_interface_name) != 0;
     const ConfigNode *target = bare ? config_object_get(interfaces, text) : find_by_reference(root, text);
     if (target == nullptr || ((flags & row_device) != 0 && !is_device(target))) {
+      unset.push_back({node, text});
       node->value.text = "";
-      unset.push_back(node);
+      node->flags |= node_broken;
     } else {
       node->link = static_cast<uint32_t>(config_node_id(target));
     }
   }
   // They were collected from the inside of the document outwards.
   std::sort(unset.begin(), unset.end(),
-            [](const ConfigNode *a, const ConfigNode *b) { return a->position < b->position; });
-  for (const ConfigNode *node : unset) report_unset(document, node);
+            [](const Unset &a, const Unset &b) { return a.node->position < b.node->position; });
+  for (const Unset &each : unset) report_unset(document, each);
 }

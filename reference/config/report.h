@@ -24,8 +24,12 @@ struct Finding {
 
 // Reports a finding about `node` (null: logged without a place). In a run, refused and ignored findings are logged as
 // "FILE:LINE:COLUMN: PATH: MESSAGE" and questionable ones are dropped; a checked document collects all of them. Nothing
-// is reported about a node that stands for a refused value: what it reads as is no one's doing.
+// more is reported about a node that stands for a refused value or a reference to nothing: what it reads as is no one's
+// doing.
 void config_report(const ConfigNode *node, Grade grade, const char *format, ...) __attribute__((format(printf, 3, 4)));
+
+// The text as it may stand in a message: no control characters, nothing that is not UTF-8, a long one cut.
+std::string printable(const char *text);
 
 // Loads the document at `path`. Without `findings` this is what a run does: the first refused finding is logged and
 // null returned. With it every finding is added to the list, and a refused document still gives a tree, in which empty

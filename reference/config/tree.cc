@@ -96,6 +96,7 @@ bool read_index(const char *digits, size_t length, size_t *index) {
     return {number < row.count ? static_cast<uint16_t>(row.child + number) : schema_ignored, nullptr};
   }
   size_t length = component.length();
+  if (length == 0) return {schema_ignored, nullptr};
   if (row.kind == Kind::map) {
     return {row.child, node != nullptr ? find_entry(node, component.name, length) : nullptr};
   }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <string>
 
 #include "config/report.h"
 #include "network/model.h"
@@ -169,6 +170,15 @@ void add_plain(Builder &build, const ConfigNode *entry, const Source &source) {
   add_place(build, entry, source);
 }
 
+// Reports that an entry without a known type is left out.
+void report_type(const ConfigNode *entry, const char *type, const char *what, const char *outcome) {
+  if (set(type))
+    config_report(config_lookup(entry, "type"), Grade::ignored, "unknown %s '%s', %s", what, printable(type).c_str(),
+                  outcome);
+  else
+    config_report(written(entry, "type"), Grade::ignored, "there is no %s, %s", what, outcome);
+}
+
 void add_hardware(Builder &build, const ConfigNode *entry, const Source &source) {
   struct Row {
     const char *type;
@@ -184,7 +194,7 @@ void add_hardware(Builder &build, const ConfigNode *entry, const Source &source)
   const char *name = config_get_string(entry, "name");
   const Row *row = find_row(rows, type);
   if (row == nullptr) {
-    config_report(written(entry, "type"), Grade::ignored, "unknown device type '%s', the device is left out", type);
+    report_type(entry, type, "device type", "the device is left out");
     place.in_model = false;
   } else {
     place.device_type = row->device_type;
@@ -334,8 +344,7 @@ void queue_interface(Builder &build, const ConfigNode *modems, const ConfigNode 
   const bool kept_disabled = kind != nullptr && kind->interface_type == NETWORK_INTERFACE_PPPOE;
   if (!kept_disabled && !config_get_bool(entry, "enable")) return;
   if (kind == nullptr) {
-    config_report(written(entry, "type"), Grade::ignored, "unknown interface type '%s', the interface is left out",
-                  type);
+    report_type(entry, type, "interface type", "the interface is left out");
     return;
   }
   Place *place;
@@ -403,7 +412,7 @@ void lay_part(Builder &build, uint32_t parent, const Pending &interface, const F
     const char *type = config_get_string(part, "type");
     const PartKind *kind = find_row(family.kinds, type);
     if (kind == nullptr) {
-      config_report(written(part, "type"), Grade::ignored, "unknown %s type '%s', it is left out", family.key, type);
+      report_type(part, type, (std::string(family.key) + " type").c_str(), "it is left out");
       return;
     }
     detail = kind->interface_type;

@@ -18,6 +18,10 @@ using Leases = std::unordered_map<std::string_view, const ConfigNode *>;
 
 constexpr char dnsmasq_separators[] = " ,#\"";
 
+// What else than the values stands in a line of the DHCP server: the name of the interface, the address of the router.
+constexpr int32_t interface_name = 63;
+constexpr int32_t router_address = 15;
+
 constexpr Rule link_rules[] = {optional(rule("mac", Test::mac)), optional(range("mtu", 68, 65535)), end_of_rules};
 constexpr Rule static_rules[] = {rule("address", Test::ipv4_network), optional(rule("gateway", Test::ipv4)),
                                  end_of_rules};
@@ -30,9 +34,12 @@ constexpr Rule dhcp_rules[] = {
     rule("lease_start", Test::filled),
     rule("lease_end", Test::filled),
     at_least("lease_time", 120),
-    optional(rule("advanced.domain_suffix", Test::without, " ,\"")),
-    optional(rule("advanced.bootfile", Test::without, ",\"")),
-    optional(rule("advanced.tftp_server", Test::without, ",\"")),
+    rule("advanced.domain_suffix", Test::without, " ,\"\\"),
+    rule("advanced.bootfile", Test::without, ",\"\\"),
+    rule("advanced.bootfile", Test::without_text, " #"),
+    rule("advanced.tftp_server", Test::without, " ,\"\\"),
+    line("domain={advanced.domain_suffix}, # domain name suffix", dnsmasq_line, router_address),
+    line("dhcp-boot=net:,{advanced.bootfile},,{advanced.tftp_server} # bootp server", dnsmasq_line, interface_name),
     one_of("advanced.mtu", source_words),
     end_of_rules,
 };
@@ -59,17 +66,26 @@ constexpr Rule relay_rules[] = {rule("address", Test::ipv4), end_of_rules};
 
 constexpr Rule option_rules[] = {range("option", 1, 254), one_of("datatype", "ipv4 str hex 1byte 2byte 4byte"),
                                  end_of_rules};
-constexpr Rule option_ipv4[] = {rule("value_ipv4_list", Test::texts), end_of_rules};
-constexpr Rule option_hex[] = {rule("value_hex", Test::hexadecimal), end_of_rules};
+constexpr Rule option_ipv4[] = {
+    rule("value_ipv4_list", Test::texts),
+    line("dhcp-option-force=net:,{option}{value_ipv4_list#1} # {name}", dnsmasq_line, interface_name), end_of_rules};
+constexpr Rule option_text[] = {
+    line("dhcp-option-force=net:,{option},\"{value_str+\"\\}\" # {name}", dnsmasq_line, interface_name), end_of_rules};
+// Two digits are a byte and an option holds up to 255 of them, with a colon before each.
+constexpr Rule option_hex[] = {rule("value_hex", Test::hexadecimal), at_most("value_hex", 510),
+                               line("dhcp-option-force=net:,{option} # {name}", dnsmasq_line, interface_name + 765),
+                               end_of_rules};
 constexpr Rule option_byte[] = {range("value_bytes", 0, 255), end_of_rules};
 constexpr Rule option_word[] = {range("value_bytes", 0, 65535), end_of_rules};
-constexpr Variant option_variants[] = {
-    {"ipv4", option_ipv4}, {"hex", option_hex}, {"1byte", option_byte}, {"2byte", option_word}, {nullptr, nullptr}};
+constexpr Variant option_variants[] = {{"ipv4", option_ipv4},  {"str", option_text},   {"hex", option_hex},
+                                       {"1byte", option_byte}, {"2byte", option_word}, {nullptr, nullptr}};
 
-constexpr Rule lease_rules[] = {rule("type", Test::filled), rule("ip", Test::ipv4),
-                                optional(rule("name", Test::without, dnsmasq_separators)), end_of_rules};
+constexpr Rule lease_rules[] = {
+    rule("type", Test::filled), rule("ip", Test::ipv4), rule("name", Test::without, dnsmasq_separators),
+    line("dhcp-host=id:{device},{name},{ip},net:", dnsmasq_line, interface_name), end_of_rules};
 constexpr Rule lease_by_mac[] = {rule("mac", Test::mac), end_of_rules};
-constexpr Rule lease_by_device[] = {rule("device", Test::filled), rule("device", Test::without, ",\""), end_of_rules};
+constexpr Rule lease_by_device[] = {rule("device", Test::filled), rule("device", Test::without, ",\""),
+                                    rule("device", Test::without_text, " #"), end_of_rules};
 
 // A bound of the lease range: a whole address, or its end below the first parts of `sibling`, the other bound, or of
 // the interface's own address.
@@ -162,7 +178,9 @@ void check_part(Leases &leases, const NetworkNode *part) {
   }
 }
 
-constexpr Rule passthrough_rules[] = {rule("passthrough.src", Test::texts), end_of_rules};
+constexpr Rule passthrough_rules[] = {rule("passthrough.src", Test::texts),
+                                      one_line("passthrough.pppoe_server.custom.config_file"), end_of_rules};
+constexpr Rule pppoe_rules[] = {one_line("pppoe.custom.config_file"), end_of_rules};
 constexpr Rule ancillary_rules[] = {rule("passthrough.ancillary.address", Test::ipv4_masked),
                                     rule("passthrough.ancillary.gw", Test::ipv4), end_of_rules};
 
@@ -198,6 +216,7 @@ void check_interface(const NetworkNode *interface) {
       break;
     case NETWORK_INTERFACE_PPPOE:
       if (!config_get_bool(config, "enable")) return;
+      check_rules(config, pppoe_rules);
       break;
     case NETWORK_INTERFACE_ETHERNET:
     case NETWORK_INTERFACE_HOTSPOT:

@@ -41,6 +41,9 @@ void claim_device_name(Names &devices, const std::string &name, const ConfigNode
   if (name.find_first_of("/: \t") != std::string::npos || name == "." || name == "..")
     config_report(name_of(owner), Grade::questionable, "the device name '%s' is none that the kernel takes",
                   name.c_str());
+  if (name.find_first_of("\"\\#,'") != std::string::npos)
+    config_report(name_of(owner), Grade::questionable, "the device name '%s' is none that every daemon can be told",
+                  name.c_str());
 }
 
 void claim_section(Names &sections, const std::string &name, const ConfigNode *owner) {

@@ -12,6 +12,7 @@ constexpr Rule route_rules[] = {optional(rule("dst", Test::destination)), option
                                 range("mtu", 0, 65535), end_of_rules};
 constexpr Rule multicast_rules[] = {rule("dst", Test::filled), rule("interface", Test::texts), end_of_rules};
 constexpr Rule domain_policy_rules[] = {rule("dst.domain", Test::texts), one_of("ip_version", "any ipv4 ipv6"),
+                                        line("ipset={dst.domain#1}/domain-policy-9,domain6-policy-9", dnsmasq_line),
                                         end_of_rules};
 
 // A route over that interface is written without it unless something serves IPv4 there.

@@ -8,35 +8,69 @@ namespace {
 constexpr Rule web_filter_rules[] = {rule("firewall.web_filter.service", Test::filled), end_of_rules};
 
 constexpr Rule dns_server_rules[] = {optional(rule("domain", Test::without, " ,\"")), rule("address", Test::server),
-                                     end_of_rules};
+                                     line("server=/{domain}/{address}", dnsmasq_line), end_of_rules};
 constexpr Rule dns_host_rules[] = {rule("name", Test::filled), rule("name", Test::without, " ,\""),
-                                   rule("address", Test::address), end_of_rules};
+                                   rule("address", Test::address), line("host-record={name},{address}", dnsmasq_line),
+                                   end_of_rules};
+constexpr Rule allowlist_rules[] = {rule("", Test::without, " /,\""),
+                                    optional(at_most("", dnsmasq_line - static_cast<int32_t>(sizeof "server=//#" - 1))),
+                                    end_of_rules};
+
+// Separates the arguments of a module, and ends a rule.
+constexpr char argument_ends[] = " []#";
 
 constexpr Rule radius_server_rules[] = {rule("hostname", Test::filled),
-                                        rule("hostname", Test::without, " \t"),
+                                        rule("hostname", Test::without, " "),
+                                        rule("hostname", Test::not_first, "#"),
                                         range("port", 1, 65535),
                                         rule("secret", Test::filled),
-                                        rule("secret", Test::without, " \t"),
+                                        secret(rule("secret", Test::without, " ]")),
+                                        line("[{hostname}]:{port} {secret+]} {timeout}", radius_line),
                                         range("timeout", 1, INT_MAX),
                                         end_of_rules};
-constexpr Rule radius_rules[] = {rule("nas_id", Test::without, " \t[]"), end_of_rules};
+constexpr Rule radius_rules[] = {
+    rule("nas_id", Test::without, argument_ends),
+    line("httpd_login auth [success=done new_authtok_reqd=done auth_err=die user_unknown=die default=ignore] "
+         "pam_radius_auth.so try_first_pass debug require_message_authenticator localifdown client_id={nas_id} "
+         "conf=/var/run/radius.conf",
+         pam_line),
+    end_of_rules};
 
-constexpr Rule ldap_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, " \t"),
+constexpr Rule ldap_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, " "),
                                       range("port", 1, 65535), end_of_rules};
 constexpr Rule ldap_rules[] = {
     rule("base_dn", Test::filled),
+    rule("base_dn", Test::not_first, " "),
+    rule("base_dn", Test::not_last, " "),
     rule("login_attribute", Test::filled),
+    rule("login_attribute", Test::without, " "),
+    rule("bind_dn", Test::not_first, " "),
+    rule("bind_dn", Test::not_last, " "),
+    secret(rule("bind_password", Test::not_first, " ")),
+    secret(rule("bind_password", Test::not_last, " ")),
     one_of("tls", "on off start_tls"),
     rule("group_attribute", Test::filled),
-    rule("group_attribute", Test::without, " \t[]"),
+    rule("group_attribute", Test::without, argument_ends),
+    line("httpd_login auth [success=done new_authtok_reqd=done auth_err=die user_unknown=die default=ignore] "
+         "pam_ldap.so try_first_pass groupname={group_attribute} config=/var/run/ldap.conf",
+         pam_line),
     end_of_rules,
 };
 
-constexpr Rule tacacs_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, " \t[]"),
-                                        range("port", 1, 65535), rule("secret", Test::filled), end_of_rules};
-constexpr Rule tacacs_rules[] = {rule("service", Test::filled), rule("service", Test::without, " \t[]"),
-                                 rule("group_attribute", Test::filled), rule("group_attribute", Test::without, " \t[]"),
-                                 end_of_rules};
+constexpr Rule tacacs_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, argument_ends),
+                                        range("port", 1, 65535), rule("secret", Test::filled),
+                                        secret(rule("secret", Test::without, "#")),
+                                        // It would take away the meaning of the bracket behind it.
+                                        secret(rule("secret", Test::not_last, "\\")), end_of_rules};
+constexpr Rule tacacs_rules[] = {
+    rule("service", Test::filled),
+    rule("service", Test::without, argument_ends),
+    rule("group_attribute", Test::filled),
+    rule("group_attribute", Test::without, argument_ends),
+    line("httpd_login account [success=ok new_authtok_reqd=ok auth_err=die user_unknown=die default=1] pam_tacplus.so "
+         "debug try_first_pass login=pap service={service} protocol=https groupname={group_attribute}{server#26+]}",
+         pam_line),
+    end_of_rules};
 
 struct Method {
   const char *name;  // the word in the list of methods, and the object that holds the settings; null ends the table
@@ -70,7 +104,7 @@ void check_services(const ConfigNode *root) {
   const ConfigNode *dns = config_object(root, "service.dns");
   check_each(dns, "server", dns_server_rules);
   check_each(dns, "host", dns_host_rules);
-  check_texts(dns, "allowlist", rule("", Test::without, " /,\""));
+  for (const Rule *row = allowlist_rules; row->test != Test::end; ++row) check_texts(dns, "allowlist", *row);
   const ConfigNode *auth = config_object(root, "auth");
   check_texts(auth, "method", one_of("", "local radius ldap tacacs+"));
   for_each_element(config_array(auth, "method"), [auth](const ConfigNode *word) { check_method(auth, word); });

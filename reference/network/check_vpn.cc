@@ -14,31 +14,47 @@ constexpr char interfaces[] = "network.interface";
 constexpr Rule tunnel_rules[] = {
     optional(rule("ipsec_failover", Test::entry, "vpn.ipsec.tunnel")),
     rule("type", Test::filled),
+    rule("type", Test::without, IPSEC_WORD_ENDS),
     rule("mode", Test::filled),
+    rule("mode", Test::without, IPSEC_WORD_ENDS),
     rule("ike.version", Test::filled),
+    rule("ike.version", Test::without, IPSEC_WORD_ENDS),
     at_least("ike.phase1_lifetime", 1),
     at_least("ike.phase2_lifetime", 1),
     one_of("local.type", "defaultroute interface"),
     one_of("remote.ip_version", "ipv4 ipv6"),
     rule("remote.peer_selection", Test::filled),
+    rule("remote.peer_selection", Test::without, IPSEC_WORD_ENDS),
     one_of("auth.type", "secret asymmetric-secrets rsasig x509 scep"),
     end_of_rules,
 };
 constexpr Rule local_interface_rules[] = {rule("local.interface", Test::entry, interfaces), end_of_rules};
 constexpr Variant local_variants[] = {{"interface", local_interface_rules}, {nullptr, nullptr}};
 
-constexpr Rule ipv4_peer_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, " ,\""),
+// Elements of lists: of hosts, and of algorithms, whose list "!" ends.
+constexpr char element_ends[] = IPSEC_WORD_ENDS ",;";
+constexpr char algorithm_ends[] = IPSEC_WORD_ENDS ",!";
+
+constexpr Rule ipv4_peer_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, element_ends),
                                     end_of_rules};
-constexpr Rule ipv6_peer_rules[] = {rule("hostname6", Test::filled), rule("hostname6", Test::without, " ,\""),
+constexpr Rule ipv6_peer_rules[] = {rule("hostname6", Test::filled), rule("hostname6", Test::without, element_ends),
                                     end_of_rules};
 
-constexpr Rule proposal_rules[] = {rule("cipher", Test::filled), rule("hash", Test::filled),
-                                   rule("dh_group", Test::filled), end_of_rules};
+constexpr Rule proposal_rules[] = {rule("cipher", Test::filled),
+                                   rule("cipher", Test::without, algorithm_ends),
+                                   rule("hash", Test::filled),
+                                   rule("hash", Test::without, algorithm_ends),
+                                   rule("dh_group", Test::filled),
+                                   rule("dh_group", Test::without, algorithm_ends),
+                                   end_of_rules};
 constexpr Rule dpd_rules[] = {range("dpd.delay", 1, INT_MAX), range("dpd.timeout", 1, INT_MAX), end_of_rules};
-// The secrets file quotes these, but has no way to write a quote.
-constexpr Rule xauth_rules[] = {
-    rule("xauth_client.username", Test::filled), rule("xauth_client.username", Test::without, "\""),
-    rule("xauth_client.password", Test::filled), rule("xauth_client.password", Test::without, "\""), end_of_rules};
+// The password stands in quotes, without escapes.
+constexpr Rule xauth_rules[] = {rule("xauth_client.username", Test::filled),
+                                rule("xauth_client.username", Test::without, IPSEC_WORD_ENDS),
+                                rule("xauth_client.username", Test::not_first, "'"),
+                                rule("xauth_client.password", Test::filled),
+                                secret(rule("xauth_client.password", Test::without, "\"")),
+                                end_of_rules};
 
 constexpr Rule secret_rules[] = {rule("auth.secret", Test::filled), end_of_rules};
 constexpr Rule asymmetric_rules[] = {rule("auth.local_secret", Test::filled), rule("auth.remote_secret", Test::filled),
@@ -52,16 +68,23 @@ constexpr Variant auth_variants[] = {{"secret", secret_rules}, {"asymmetric-secr
                                      {"rsasig", rsasig_rules}, {"x509", x509_rules},
                                      {"scep", scep_rules},     {nullptr, nullptr}};
 constexpr Rule peer_cert_rules[] = {rule("auth.peer_cert", Test::filled), end_of_rules};
-constexpr Rule peer_ca_rules[] = {rule("auth.peer_ca", Test::filled), end_of_rules};
+constexpr Rule peer_ca_rules[] = {rule("auth.peer_ca", Test::filled), rule("auth.peer_ca_dn", Test::quoted, "=#\""),
+                                  end_of_rules};
 constexpr Variant peer_variants[] = {{"cert", peer_cert_rules}, {"ca", peer_ca_rules}, {nullptr, nullptr}};
+
+constexpr char selector_ends[] = IPSEC_WORD_ENDS ",/[]";
 
 constexpr Rule policy_rules[] = {
     one_of("local.type", "address network custom request dynamic"),
     rule("local.protocol", Test::filled),
     rule("local.port", Test::filled),
+    rule("local.protocol", Test::without, selector_ends),
+    rule("local.port", Test::without, selector_ends),
     optional(rule("remote.network", Test::network)),
     rule("remote.protocol", Test::filled),
     rule("remote.port", Test::filled),
+    rule("remote.protocol", Test::without, selector_ends),
+    rule("remote.port", Test::without, selector_ends),
     end_of_rules,
 };
 constexpr Rule policy_address[] = {rule("local.address", Test::entry, interfaces), end_of_rules};
@@ -70,18 +93,38 @@ constexpr Rule policy_custom[] = {rule("local.custom", Test::network), end_of_ru
 constexpr Variant policy_variants[] = {
     {"address", policy_address}, {"network", policy_network}, {"custom", policy_custom}, {nullptr, nullptr}};
 
+constexpr int32_t longest_peer_identity = 240;
+constexpr const char *peer_identity_keys[] = {"id.raw_id",  "id.ipv4_id",  "id.ipv6_id", "id.rfc822_id",
+                                              "id.fqdn_id", "id.keyid_id", nullptr};
+
 constexpr char typed_identities[] = "raw ipv4 ipv6 rfc822 fqdn keyid";
 constexpr Rule identity_rules[] = {
     optional(one_of("id.type", "any raw ipv4 ipv6 rfc822 fqdn keyid mac_address serial_number")), end_of_rules};
 
-// An identity stands in quotes, without escapes.
-void check_identity(const ConfigNode *owner) {
+// An identity stands in quotes, without escapes. The file of shared secrets has it without quotes; where keys
+// authenticate, what is written there decides nothing.
+void check_identity(const ConfigNode *owner, bool shared_secret) {
   check_rules(owner, identity_rules);
   const char *type = config_get_string(owner, "id.type");
   if (type == nullptr || !is_word_of(type, typed_identities)) return;
   const std::string key = std::string("id.") + type + "_id";
-  const Rule value_rules[] = {rule(key.c_str(), Test::filled), rule(key.c_str(), Test::without, "\""), end_of_rules};
+  const Rule value_rules[] = {rule(key.c_str(), Test::filled),
+                              rule(key.c_str(), Test::without, shared_secret ? "\"\\ " : "\"\\"),
+                              rule(key.c_str(), Test::not_first, shared_secret ? "#'" : "\""), end_of_rules};
   check_rules(owner, value_rules);
+}
+
+// The identities of the peers are one list, whose elements are cut to a length.
+void check_peer_identity(const ConfigNode *owner, bool shared_secret) {
+  check_identity(owner, shared_secret);
+  for (const char *const *key = peer_identity_keys; *key != nullptr; ++key) {
+    const Rule list_rules[] = {rule(*key, Test::without, ";"), at_most(*key, longest_peer_identity), end_of_rules};
+    check_rules(owner, list_rules);
+  }
+}
+
+bool has_shared_secret(const ConfigNode *tunnel) {
+  return text_equals(tunnel, "auth.type", "secret") || text_equals(tunnel, "auth.type", "asymmetric-secrets");
 }
 
 void check_peers(const ConfigNode *tunnel) {
@@ -90,8 +133,8 @@ void check_peers(const ConfigNode *tunnel) {
     config_report(written(tunnel, "remote.peers"), Grade::questionable, "the tunnel has no remote peer");
   check_each(tunnel, "remote.peers",
              text_equals(tunnel, "remote.ip_version", "ipv6") ? ipv6_peer_rules : ipv4_peer_rules);
-  for_each_element(peers, [](const ConfigNode *peer) {
-    if (config_get_bool(peer, "peer_id.enable")) check_identity(config_object(peer, "peer_id"));
+  for_each_element(peers, [shared_secret = has_shared_secret(tunnel)](const ConfigNode *peer) {
+    if (config_get_bool(peer, "peer_id.enable")) check_peer_identity(config_object(peer, "peer_id"), shared_secret);
   });
 }
 
@@ -105,8 +148,8 @@ void check_tunnel(const ConfigNode *tunnel) {
   if (config_get_bool(tunnel, "xauth_client.enable")) check_rules(tunnel, xauth_rules);
   check_each(tunnel, "ike.phase1_proposal", proposal_rules);
   check_each(tunnel, "ike.phase2_proposal", proposal_rules);
-  check_identity(config_object(tunnel, "local"));
-  check_identity(config_object(tunnel, "remote"));
+  check_identity(config_object(tunnel, "local"), has_shared_secret(tunnel));
+  check_identity(config_object(tunnel, "remote"), has_shared_secret(tunnel));
   check_peers(tunnel);
   for_each_element(config_array(tunnel, "policy"), [](const ConfigNode *policy) {
     check_rules(policy, policy_rules);
@@ -114,10 +157,27 @@ void check_tunnel(const ConfigNode *tunnel) {
   });
 }
 
+// A tag in a text inside of such tags ends it: what follows would be options.
+constexpr Rule inline_text(const char *path, const char *tag) {
+  return secret(rule(path, Test::without_text, tag));
+}
+constexpr char openvpn_word_ends[] = " \"'\\#;";
+// Lines of the file with the account; not every build of the daemon takes more.
+constexpr int32_t openvpn_account_line = 127;
+
+constexpr Rule client_account_rules[] = {at_most("username", openvpn_account_line),
+                                         secret(at_most("password", openvpn_account_line)), end_of_rules};
 constexpr Rule client_file_rules[] = {rule("config_file", Test::filled), end_of_rules};
-constexpr Rule client_rules[] = {one_of("device_type", "tun tap"),   rule("server", Test::filled),
-                                 rule("server", Test::without, " "), range("port", 1, 65535),
-                                 rule("cacert", Test::filled),       end_of_rules};
+constexpr Rule client_rules[] = {one_of("device_type", "tun tap"),
+                                 rule("server", Test::filled),
+                                 rule("server", Test::without, openvpn_word_ends),
+                                 range("port", 1, 65535),
+                                 line("remote {server} {port}", openvpn_line),
+                                 rule("cacert", Test::filled),
+                                 inline_text("cacert", "</ca>"),
+                                 inline_text("public_cert", "</cert>"),
+                                 inline_text("private_key", "</key>"),
+                                 end_of_rules};
 constexpr Rule client_pair_rules[] = {rule("public_cert", Test::filled), rule("private_key", Test::filled),
                                       end_of_rules};
 
@@ -125,6 +185,7 @@ void check_openvpn_client(const ConfigNode *client) {
   if (!config_get_bool(client, "enable")) return;
   const bool uploaded = config_get_bool(client, "use_file");
   check_rules(client, uploaded ? client_file_rules : client_rules);
+  check_rules(client, client_account_rules);
   // One without the other is left out of the file.
   if (!uploaded && text_equals(client, "public_cert", "") != text_equals(client, "private_key", ""))
     check_rules(client, client_pair_rules);
@@ -134,14 +195,17 @@ constexpr Rule server_rules[] = {one_of("device_type", "tun tap tap_bridge"), ra
                                  rule("protocol", Test::texts), end_of_rules};
 constexpr Rule server_pool_rules[] = {rule("server_address", Test::ipv4_network), range("server_first_ip", 0, 254),
                                       range("server_last_ip", 1, 255), end_of_rules};
-constexpr Rule server_key_rules[] = {rule("cacert", Test::filled), rule("server_cert", Test::filled),
-                                     rule("server_key", Test::filled), rule("diffie", Test::filled), end_of_rules};
+constexpr Rule server_key_rules[] = {
+    rule("cacert", Test::filled),        rule("server_cert", Test::filled), rule("server_key", Test::filled),
+    rule("diffie", Test::filled),        inline_text("cacert", "</ca>"),    inline_text("server_cert", "</cert>"),
+    inline_text("server_key", "</key>"), inline_text("diffie", "</dh>"),    end_of_rules};
 
 void check_openvpn_server(const ConfigNode *server) {
   if (!config_get_bool(server, "enable")) return;
   if (config_get_bool(server, "advanced_options.enable") && config_get_bool(server, "advanced_options.override"))
     return;
   check_rules(server, server_rules);
+  check_texts(server, "protocol", rule("", Test::without, openvpn_word_ends));
   if (!config_get_bool(server, "autogenerate")) check_rules(server, server_key_rules);
   if (text_equals(server, "device_type", "tap_bridge")) return;
   check_rules(server, server_pool_rules);
@@ -166,10 +230,15 @@ void check_nemo(const ConfigNode *nemo) {
   check_texts(nemo, "network", rule("", Test::entry, interfaces));
 }
 
-constexpr Rule lac_rules[] = {rule("lns", Test::filled), end_of_rules};
+constexpr Rule lac_rules[] = {rule("lns", Test::filled), one_line("custom.config_file"), end_of_rules};
+constexpr Rule lns_rules[] = {one_line("custom.config_file"), end_of_rules};
 
-constexpr Rule dialin_rules[] = {rule("baudrate", Test::filled), rule("ppp_dialin.local_address", Test::ipv4),
-                                 rule("ppp_dialin.remote_address", Test::ipv4), end_of_rules};
+constexpr Rule dialin_rules[] = {rule("baudrate", Test::filled),
+                                 rule("ppp_dialin.local_address", Test::ipv4),
+                                 rule("ppp_dialin.remote_address", Test::ipv4),
+                                 one_line("ppp_dialin.custom.config_file"),
+                                 one_line("ppp_dialin.connect.script"),
+                                 end_of_rules};
 
 void check_serial_port(const ConfigNode *port) {
   if (!config_get_bool(port, "enable") || !text_equals(port, "mode", "ppp_dialin")) return;
@@ -186,6 +255,9 @@ void check_vpn(const ConfigNode *root) {
   for_each_member(config_object(root, "vpn.openvpn.client"), check_openvpn_client);
   for_each_member(config_object(root, "vpn.openvpn.server"), check_openvpn_server);
   for_each_member(config_object(root, "vpn.nemo"), check_nemo);
-  if (config_get_bool(root, "vpn.l2tp.enable")) check_each(root, "vpn.l2tp.lac", lac_rules);
+  if (config_get_bool(root, "vpn.l2tp.enable")) {
+    check_each(root, "vpn.l2tp.lac", lac_rules);
+    check_each(root, "vpn.l2tp.lns", lns_rules);
+  }
   for_each_member(config_object(root, "serial"), check_serial_port);
 }

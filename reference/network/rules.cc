@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstring>
@@ -44,6 +45,7 @@ bool is_hexadecimal(const char *text) {
 bool is_server(const char *text) {
   const size_t length = strcspn(text, "#@%");
   if (length == 0) return strcmp(text, "#") == 0;
+  if (strpbrk(text + length, " /,\"") != nullptr) return false;
   const std::string_view address(text, length);
   return is_address(AF_INET, address) || is_address(AF_INET6, address);
 }
@@ -59,6 +61,10 @@ bool is_mac(std::string_view text) {
 
 bool is_entry(const ConfigNode *node, const char *map, const char *key) {
   return config_object_get(config_object(config_node_get_root(node), map), key) != nullptr;
+}
+
+bool is_quoted(std::string_view text) {
+  return text.size() > 2 && text.front() == '"' && text.find_first_of("\\\"", 1) == text.size() - 1;
 }
 
 // How the tests of texts decide, and how their messages end.
@@ -98,6 +104,22 @@ constexpr TextTest text_tests[] = {
      [](const ConfigNode *node, const Rule &rule, const char *text) { return is_entry(node, rule.argument, text); }},
     {Test::without, "",
      [](const ConfigNode *, const Rule &rule, const char *text) { return strpbrk(text, rule.argument) == nullptr; }},
+    {Test::quoted, "",
+     [](const ConfigNode *, const Rule &rule, const char *text) {
+       return strpbrk(text, rule.argument) == nullptr || is_quoted(text);
+     }},
+    {Test::without_text, "",
+     [](const ConfigNode *, const Rule &rule, const char *text) { return strstr(text, rule.argument) == nullptr; }},
+    {Test::not_first, "",
+     [](const ConfigNode *, const Rule &rule, const char *text) { return strchr(rule.argument, *text) == nullptr; }},
+    {Test::not_last, "",
+     [](const ConfigNode *, const Rule &rule, const char *text) {
+       return strchr(rule.argument, text[strlen(text) - 1]) == nullptr;
+     }},
+    {Test::at_most, "",
+     [](const ConfigNode *, const Rule &rule, const char *text) {
+       return strlen(text) <= static_cast<size_t>(rule.high);
+     }},
     {Test::end, "", [](const ConfigNode *, const Rule &, const char *) { return true; }},
 };
 
@@ -112,22 +134,90 @@ bool passes(const ConfigNode *node, const Rule &rule, const char *text) {
   return text_test(rule.test).passes(node, rule, text);
 }
 
-void report_character(const ConfigNode *node, char character) {
-  const char quoted[] = {'\'', character, '\'', '\0'};
-  config_report(node, Grade::questionable, "the value holds %s, which its file has no way to write",
-                isblank(static_cast<unsigned char>(character)) != 0 ? "a blank" : quoted);
+std::string character_name(char character) {
+  return character == ' ' ? "a blank" : std::string("'") + character + "'";
+}
+
+// What is wrong with a text that holds what its file cannot.
+std::string flaw(const Rule &rule, const char *text) {
+  const std::string_view writable = ", which its file has no way to write";
+  switch (rule.test) {
+    case Test::without:
+      return "holds " + character_name(*strpbrk(text, rule.argument)).append(writable);
+    case Test::quoted:
+      return "holds " + character_name(*strpbrk(text, rule.argument)) +
+             ", which its file takes in double quotes around the whole value only";
+    case Test::without_text:
+      return std::string("holds '").append(rule.argument).append("'").append(writable);
+    case Test::not_first:
+      return "starts with " + character_name(*text).append(writable);
+    case Test::not_last:
+      return "ends with " + character_name(text[strlen(text) - 1]).append(writable);
+    case Test::at_most:
+      return "has " + std::to_string(strlen(text)) + " bytes, and its reader takes " + std::to_string(rule.high);
+    default:
+      return std::string("is not ").append(text_test(rule.test).expectation).append(rule.argument);
+  }
 }
 
 void report_text(const ConfigNode *node, const Rule &rule, const char *text) {
-  if (rule.test == Test::without) {
-    report_character(node, *strpbrk(text, rule.argument));
-    return;
+  const std::string shown = rule.secret ? "the value" : "'" + printable(text) + "'";
+  config_report(node, Grade::questionable, "%s %s", shown.c_str(), flaw(rule, text).c_str());
+}
+
+// A place in the form of a line: a path, and how the text there counts.
+struct Field {
+  std::string path;
+  size_t more = 0;  // bytes for each element of an array
+  std::string doubled;
+};
+
+Field read_field(std::string_view text) {
+  Field field;
+  const size_t plus = std::min(text.find('+'), text.size());
+  const size_t count = text.substr(0, plus).find('#');
+  field.doubled = text.substr(std::min(plus + 1, text.size()));
+  if (count != std::string_view::npos) std::from_chars(text.begin() + count + 1, text.begin() + plus, field.more);
+  field.path = text.substr(0, std::min(count, plus));
+  return field;
+}
+
+size_t value_size(const ConfigNode *value, const Field &field) {
+  if (const char *text = config_string_get(value); text != nullptr) {
+    size_t size = 0;
+    for (; *text != '\0'; ++text) size += field.doubled.find(*text) != std::string::npos ? 2 : 1;
+    return size;
   }
-  if (rule.secret) {
-    config_report(node, Grade::questionable, "the value is not %s", text_test(rule.test).expectation);
-    return;
+  size_t size = 0;
+  for_each_element(value, [&](const ConfigNode *element) { size += field.more + value_size(element, field); });
+  for_each_member(value, [&](const ConfigNode *member) { size += value_size(member, field); });
+  return size;
+}
+
+size_t line_size(const ConfigNode *entry, std::string_view form) {
+  size_t size = 0;
+  while (!form.empty()) {
+    const size_t open = std::min(form.find('{'), form.size());
+    size += open;
+    form.remove_prefix(open);
+    if (form.empty()) break;
+    const size_t close = form.find('}');
+    const Field field = read_field(form.substr(1, close - 1));
+    const ConfigNode *value = config_lookup(entry, field.path.c_str());
+    const int32_t number = config_get_int(entry, field.path.c_str());
+    size += number != 0 ? std::to_string(number).size() : value_size(value, field);
+    form.remove_prefix(close + 1);
   }
-  config_report(node, Grade::questionable, "'%s' is not %s%s", text, text_test(rule.test).expectation, rule.argument);
+  return size;
+}
+
+void check_line(const ConfigNode *entry, const Rule &rule) {
+  const size_t size = line_size(entry, rule.argument) + static_cast<size_t>(rule.low);
+  if (size <= static_cast<size_t>(rule.high)) return;
+  config_report(
+      entry, Grade::questionable,
+      "the line of these values has up to %zu bytes, its reader takes %d: the rest would be a line of its own", size,
+      rule.high);
 }
 
 // The nearest node above the value at `path` that is written; `length` is how much of the path leads there.
@@ -174,9 +264,13 @@ void check_rule(const ConfigNode *entry, const Rule &rule) {
     check_texts(entry, rule.path, ::rule("", Test::filled));
     return;
   }
+  if (rule.test == Test::line) {
+    check_line(entry, rule);
+    return;
+  }
   const char *text = config_get_string(entry, rule.path);
   if (text == nullptr || *text == '\0') {
-    if (!rule.optional && rule.test != Test::without) report_unset(entry, rule.path);
+    if (!rule.optional && rule.test < Test::without) report_unset(entry, rule.path);
     return;
   }
   if (!passes(entry, rule, text)) report_text(config_lookup(entry, rule.path), rule, text);

@@ -24,8 +24,15 @@ enum class Test : uint8_t {
   hexadecimal,  // digits only
   server,       // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
   entry,        // the key of an entry of the map `argument`
-  without,      // free of the characters of `argument`
-  texts,        // a list that holds at least one text, and no text that is ""
+  // An empty text passes the tests from here on.
+  without,       // free of the characters of `argument`
+  quoted,        // free of them, or in double quotes as a whole
+  without_text,  // does not hold the text `argument`
+  not_first,     // does not start with a character of `argument`
+  not_last,      // does not end with one
+  at_most,       // up to `high` bytes
+  line,          // the line that the entry makes has up to `high` bytes; `argument` is its form
+  texts,         // a list that holds at least one text, and no text that is ""
 };
 
 struct Rule {
@@ -37,6 +44,12 @@ struct Rule {
   int32_t low;
   int32_t high;
 };
+
+// The longest lines that are read as one: what goes on behind that would be a line of its own, which may say anything.
+enum LongestLine : int32_t { dnsmasq_line = 1024, pam_line = 1023, radius_line = 1023, openvpn_line = 254 };
+
+// Words of ipsec.conf stand without quotes.
+#define IPSEC_WORD_ENDS " \"#="
 
 constexpr Rule end_of_rules{nullptr, Test::end, false, false, "", 0, 0};
 constexpr Rule rule(const char *path, Test test, const char *argument = "") {
@@ -51,6 +64,15 @@ constexpr Rule range(const char *path, int32_t low, int32_t high) {
 constexpr Rule at_least(const char *path, int32_t low) {
   return {path, Test::seconds, false, false, "", low, INT_MAX};
 }
+constexpr Rule at_most(const char *path, int32_t bytes) {
+  return {path, Test::at_most, false, false, "", 0, bytes};
+}
+// "{PATH}" in the form stands for the text or integer there. Of an array, "{PATH#COUNT}" stands for the texts of all
+// elements and COUNT more bytes for each; characters behind a "+", as in "{PATH+]}", take two bytes. `more` bytes, at
+// most, come from elsewhere.
+constexpr Rule line(const char *form, LongestLine most, int32_t more = 0) {
+  return {"", Test::line, false, false, form, more, most};
+}
 constexpr Rule optional(Rule rule) {
   rule.optional = true;
   return rule;
@@ -61,8 +83,12 @@ constexpr Rule secret(Rule rule) {
   return rule;
 }
 
-// Reports every setting of `entry` that breaks a rule of the table as questionable. `filled` and `without` never show
-// the value.
+// A text of several lines in the UCI file, where a value has one: these two characters stand for a line end there.
+constexpr Rule one_line(const char *path) {
+  return secret(rule(path, Test::without_text, "\\n"));
+}
+
+// Reports every setting of `entry` that breaks a rule of the table as questionable.
 void check_rules(const ConfigNode *entry, const Rule *rules);
 
 // The rules that go with the text at `path`; a text that no row names has none.

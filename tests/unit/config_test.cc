@@ -94,10 +94,10 @@ TEST(ConfigLoad, RefusesWhatItCannotUseWithOneMessage) {
       {std::string("{}\0{}", 5), "1:3: syntax error: something follows the end of the document"},
       {std::string("{\"vpn\":\0}", 9), "1:8: vpn: syntax error: expected a value"},
       {"{vpn:{}}", "1:2: syntax error: expected a member name in double quotes"},
-      {"{\"vpn\":{},}", "1:11: vpn: syntax error: expected a member name in double quotes"},
+      {"{\"vpn\":{},}", "1:11: syntax error: expected a member name in double quotes"},
       {"{\"vpn\" {}}", "1:8: vpn: syntax error: expected ':' after the member name"},
-      {"{\"vpn\":{}\n\"auth\":{}}", "2:1: vpn: syntax error: expected ',' or '}'"},
-      {"{\"auth\":{\"method\":[\"a\"\n  \"b\"]}}", "2:3: auth.method.0: syntax error: expected ',' or ']'"},
+      {"{\"vpn\":{}\n\"auth\":{}}", "2:1: syntax error: expected ',' or '}'"},
+      {"{\"auth\":{\"method\":[\"a\"\n  \"b\"]}}", "2:3: auth.method: syntax error: expected ',' or ']'"},
       {"{\"auth\":{\"method\":[\"a\",]}}", "1:24: auth.method.0: syntax error: expected a value"},
       {"{\"vpn\":nil}", "1:9: vpn: syntax error: expected a value"},
       {"{\"vpn\":NaN}", "1:8: vpn: syntax error: expected a value"},
@@ -114,7 +114,7 @@ TEST(ConfigLoad, RefusesWhatItCannotUseWithOneMessage) {
        "1:33: network.vlan.v.id: syntax error: expected digits after the decimal point"},
       {"{\"network\":{\"vlan\":{\"v\":{\"id\":1e}}}}",
        "1:33: network.vlan.v.id: syntax error: expected digits in the exponent"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":01}}}}", "1:32: network.vlan.v.id: syntax error: expected ',' or '}'"},
+      {"{\"network\":{\"vlan\":{\"v\":{\"id\":01}}}}", "1:32: network.vlan.v: syntax error: expected ',' or '}'"},
       // Characters.
       {"{\"system\":{\"name\":\"a\xC3(\"}}", "1:21: system.name: not UTF-8"},
       {"{\"system\":{\"name\":\"\xED\xA0\x80\"}}",
@@ -292,19 +292,21 @@ TEST(ConfigLoad, GoesOnWithoutWhatItDoesNotKnow) {
       {"{\"a\\u001b[2J\\nb\":1}", "1:2: a\\x1b[2J\\x0ab: unknown key\n", "{}"},
       // References.
       {"{\"network\":{\"vlan\":{\"v\":{\"device\":\"/network/device/x\"}},\"wlan\":{\"w\":{\"radio\":\"/network\"}}}}",
-       "1:35: network.vlan.v.device: this reference names no device\n",
+       "1:35: network.vlan.v.device: '/network/device/x' names no device, it counts as unset\n",
        R"({"network":{"vlan":{"v":{"device":""}},"wlan":{"w":{"radio":"/network","type":"wlan"}}}})"},
       {"{\"network\":{\"vrrp\":{\"v\":{\"device\":\"/network/interface/"
        "i\"}},\"interface\":{\"i\":{\"device\":\"network/vrrp/v\"}}}}",
-       "1:35: network.vrrp.v.device: this reference names no device\n"
-       "1:87: network.interface.i.device: this reference names no device\n",
+       "1:35: network.vrrp.v.device: '/network/interface/i' names no device, it counts as unset\n"
+       "1:87: network.interface.i.device: 'network/vrrp/v' names no device, it counts as unset\n",
        R"({"network":{"interface":{"i":{"device":""}},"vrrp":{"v":{"device":""}}}})"},
       {"{\"network\":{\"interface\":{\"p\":{\"passthrough\":{\"src\":[\"x\",\"p\",\"/network/interface/p\"]}}},"
        "\"macsec\":{\"m\":{\"local\":\"/\"}},\"route\":{\"static\":[{\"interface\":\"/network/interface/p/\"}]}}}",
-       "1:53: network.interface.p.passthrough.src.0: this reference names no entry of network.interface\n"
-       "1:61: network.interface.p.passthrough.src.2: this reference names no entry of network.interface\n"
-       "1:111: network.macsec.m.local: this reference names no node of the document\n"
-       "1:149: network.route.static.0.interface: this reference names no node of the document\n",
+       "1:53: network.interface.p.passthrough.src.0: 'x' names no entry of network.interface, it counts as unset\n"
+       "1:61: network.interface.p.passthrough.src.2: '/network/interface/p' names no entry of network.interface, it "
+       "counts as unset\n"
+       "1:111: network.macsec.m.local: '/' names no node of the document, it counts as unset\n"
+       "1:149: network.route.static.0.interface: '/network/interface/p/' names no node of the document, it counts as "
+       "unset\n",
        R"({"network":{"interface":{"p":{"passthrough":{"src":["","p",""]}}},"macsec":{"m":{"local":""}},)"
        R"("route":{"static":[{"interface":""}]}}})"},
   };
@@ -341,14 +343,14 @@ TEST(ConfigLoad, ChecksTheWholeDocumentAtOnce) {
 5:67: network.vlan.v1: this name stands twice in its object
 6:42: network.bond.b.link_poll_interval: expected a duration: a number of ms, s, m, h, d or w, such as "90s"
 8:28: auth.idle_timeout: expected a duration in seconds from -2147483648 to 2147483647
-5:84: network.vlan.v1.device: this reference names no device
+5:84: network.vlan.v1.device: '/network/device/e2' names no device, it counts as unset
 )");
-  // Later questions go into the same list, but not about what stands for a refused value.
+  // Later questions go into the same list, but not about what stands for a refused value or an unset reference.
   findings.clear();
-  config_report(config_lookup(root.get(), "network.vlan.v1.id"), Grade::questionable, "zero");
-  config_report(config_lookup(root.get(), "network.vlan.v1.device"), Grade::questionable, "%s", "odd");
+  for (const char *path : {"network.vlan.v1.id", "network.bond.b.device.0"})
+    config_report(config_lookup(root.get(), path), Grade::questionable, "%s", "odd");
   ASSERT_EQ(findings.size(), 1U);
-  EXPECT_EQ(line_of(findings[0]), "5:31: network.vlan.v1.device: odd\n");
+  EXPECT_EQ(line_of(findings[0]), "6:61: network.bond.b.device.0: odd\n");
 }
 
 TEST(ConfigLoad, LaterFindingsOfARunAreLogged) {
@@ -386,7 +388,7 @@ constexpr char sample[] = R"({
 OwnedTree load_sample() {
   std::string logged;
   OwnedTree root = run(sample, &logged);
-  EXPECT_EQ(logged, "5:102: network.bridge.br0.device.3: this reference names no device\n");
+  EXPECT_EQ(logged, "5:102: network.bridge.br0.device.3: '/network/device/no' names no device, it counts as unset\n");
   return root;
 }
 
@@ -423,6 +425,7 @@ TEST(ConfigTree, TextsAreHeldEmptyOrUndefined) {
       {"system.", "(null)"},
       {".system", "(null)"},
       {"", "(null)"},
+      {"network.device..type", "(null)"},  // no entry has that name
       {"network.vlan.v.id", "(null)"},
   };
   for (const auto &[path, text] : cases) EXPECT_EQ(show(config_get_string(root.get(), path)), text) << path;

@@ -43,8 +43,7 @@ cat >all.json <<'END'
   "auth": {"method": null}
 }
 END
-expect "every grade" 1 'all.json:3:30: warning: network.vlan.v.device: this reference names no device
-all.json:3:30: warning: network.vlan.v.device: the VLAN is left out: it has no base device
+expect "every grade" 1 'all.json:3:30: warning: network.vlan.v.device: '\''/network/device/none'\'' names no device, it counts as unset
 all.json:4:45: warning: network.device.eth0.nmae: unknown key, did you mean '\''name'\''?
 all.json:5:107: error: network.interface.lan.metric: expected an integer, found a text
 all.json:6:60: warning: network.interface.lan.ipv4.type: unknown ipv4 type '\''statik'\'', it is left out
