@@ -48,7 +48,7 @@ mkdir "$bin"
 cp "$1/tessera-preview" "$1/runt" "$bin"
 chmod 755 "$work"
 cd "$work" || exit 1
-echo '{"name": "configuration"}' >config.json
+echo '{"name": "configuration", "password": "open sesame"}' >config.json
 echo '{"kept": "1", "changed": "old \" value", "gone": "x"}' >runtime.json
 mkdir -p rootfs/etc/ssl/certs rootfs/sys/class/net/eth0 rootfs/var/run/deep rootfs/run
 echo preview-router >rootfs/etc/hostname
@@ -56,6 +56,10 @@ echo certificate >rootfs/etc/ssl/certs/ca.crt
 echo 00:11:22:33:44:55 >rootfs/sys/class/net/eth0/address
 for file in var/run/same var/run/rewritten var/run/deep/gone run/fact; do echo "${file##*/}" >"rootfs/$file"; done
 ln -s deep rootfs/var/run/link
+mkdir -p quiet rotated/var/run
+printf 'base dc=example\nbindpw old\nssl on\n' >rotated/var/run/ldap.conf
+printf '%s : PSK %s\n' a 0sYg== b 0sYQ== >rotated/var/run/ipsec.secrets
+chmod 644 rotated/var/run/*
 chmod 750 rootfs/var/run/deep
 mkdir -p whole/proc/1 whole/var
 ln -s ../tmp whole/var/run
@@ -114,9 +118,20 @@ readlink -f /var/run
 [ -e /proc/self/stat ]
 AROUND
 stand_in wait_for_end <<'WAIT'
-echo $$
-exec sleep 60
+exec 3>"$(dirname "$0")/pipe"
+sleep 60 &
+echo ready >&3
+exec setsid sleep 60
 WAIT
+stand_in rotate <<'ROTATE'
+printf 'base dc=example\nbindpw new\nssl on\n' >/var/run/ldap.conf
+printf '%s : PSK %s\n' a 0sYQ== b 0sYg== >/var/run/ipsec.secrets
+chmod 644 /var/run/*
+ROTATE
+stand_in complain <<'COMPLAIN'
+echo 'complain: /etc/config/config.json:1:2: password: "open sesame" is too long' >&2
+exit 1
+COMPLAIN
 
 run_checks() {
   set -- -c config.json -r runtime.json -f rootfs
@@ -135,6 +150,7 @@ OUTPUT
   diff -u - "$work/listing" <"$expected/listing" || fail "stored otherwise"
   expect 7 "$@" --tessera write -d stored dnsmasq <<'OUTPUT'
 problem
+6 files unchanged
 OUTPUT
   mkdir empty
   : >stored/var/run/blank
@@ -162,10 +178,22 @@ OUTPUT
 OUTPUT
   expect 134 -c '' --tessera killed pam </dev/null
 
+  # What differs, in short, in colour and as a status.
+  expect 0 -c '' --tessera look_around --exit-code -d quiet pam <<'OUTPUT'
+/var/run
+no files
+OUTPUT
+  expect 4 -c '' --tessera trespass --exit-code --summary -d quiet pam <"$expected/summary"
+  expect 0 -c '' -f rootfs --tessera rotate --color=always -d rotated pam <"$expected/colour"
+  expect 1 -c config.json --tessera complain pam <<'OUTPUT'
+complain: config.json:1:2: password: "<secret>" is too long
+OUTPUT
+
   # Of what is refused, nothing is left behind.
   echo '{"a": 1}' >bad.json
   mkfifo rootfs/pipe
   refuse 'tessera-preview: absent.json: No such file or directory' -c absent.json pam
+  refuse 'tessera-preview: /dev/zero: File too large' -c /dev/zero pam
   refuse 'tessera-preview: absent: No such file or directory' --tessera absent pam
   refuse "tessera-preview: cannot start $work/config.json: Permission denied" --tessera config.json pam
   refuse 'tessera-preview: config.json: Not a directory' -f config.json pam
@@ -176,30 +204,37 @@ OUTPUT
   refuse "tessera-preview: /pipe: $message" -f rootfs --tessera look -o never pam
   rm rootfs/pipe
   [ ! -e never ] || fail "a directory was left behind"
-  usage='Usage: tessera-preview [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [-o OUTDIR] [-d OLDDIR] NAME [ARGS]'
-  expect 2 <<OUTPUT
-tessera-preview: no service is named
+  usage='Usage: tessera-preview [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [-o OUTDIR] [-d OLDDIR] [OPTIONS] NAME [ARGS]'
+  while IFS='|' read -r arguments message; do
+    # shellcheck disable=SC2086 # a list of words
+    expect 2 $arguments <<OUTPUT
+tessera-preview: $message
 $usage
 OUTPUT
-  expect 2 all -p <<OUTPUT
-tessera-preview: ARGS are for a single service
-$usage
-OUTPUT
-  expect 2 pam,,network <<OUTPUT
-tessera-preview: a list of services holds names only
-$usage
-OUTPUT
+  done <<'ROWS'
+|no service is named
+all -p|ARGS are for a single service
+pam,,network|a list of services holds names only
+--exit-code pam|--exit-code needs an OLDDIR to differ from
+--color=often pam|--color takes auto, always or never
+ROWS
 
-  # Ended from outside, it takes tessera along.
-  "$bin/tessera-preview" -c '' --tessera wait_for_end pam >"$work/output" &
-  preview=$!
-  timeout 5 sh -c "until [ -s '$work/output' ]; do sleep 0.05; done"
-  kill -TERM "$preview"
-  wait "$preview" 2>/dev/null
-  status=$?
-  [ "$status" -eq 143 ] || fail "SIGTERM gives status $status"
-  timeout 5 sh -c "while kill -0 $(cat "$work/output") 2>/dev/null; do sleep 0.05; done" ||
-    fail "tessera outlives the preview"
+  # Ended from outside, even without warning, it takes all along that runs below it.
+  for ending in TERM:143 KILL:137; do
+    signal=${ending%:*}
+    mkfifo pipe
+    "$bin/tessera-preview" -c '' --tessera wait_for_end pam &
+    preview=$!
+    exec 4<pipe
+    read -r _ <&4
+    kill "-$signal" "$preview"
+    wait "$preview" 2>/dev/null
+    status=$?
+    [ "$status" -eq "${ending#*:}" ] || fail "$signal gives status $status"
+    timeout 5 cat <&4 || fail "something outlives the preview after $signal"
+    exec 4<&-
+    rm pipe
+  done
 
   diff "$work/mounts" /proc/self/mountinfo || fail "the machine's mounts changed"
   rm -rf stored empty

@@ -6,9 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "preview/fail.h"
@@ -17,9 +19,10 @@
 
 namespace {
 
-[[noreturn]] void become(char **arguments, int input, int output, const char *directory, pid_t parent, int report) {
+[[noreturn]] void become(char **arguments, const Surroundings &with, pid_t parent, int report) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() == parent && dup2(input, 0) == 0 && dup2(output, 1) == 1 && chdir(directory) == 0) {
+  if (getppid() == parent && dup2(with.input, 0) == 0 && dup2(with.output, 1) == 1 && dup2(with.error, 2) == 2 &&
+      chdir(with.directory) == 0) {
     execvp(arguments[0], arguments);
   }
   int reason = errno;
@@ -27,14 +30,13 @@ namespace {
   _exit(sent == sizeof reason ? 127 : 126);
 }
 
-// The name of a program as it is called outside.
-const char *machine_path(const std::string &program) {
-  return program.c_str() + (program.rfind(HOST "/", 0) == 0 ? strlen(HOST) : 0);
-}
-
 }  // namespace
 
-int run_program(const std::vector<std::string> &arguments, int input, int output, const char *directory) {
+const char *machine_path(const std::string &path) {
+  return path.c_str() + (path.rfind(HOST "/", 0) == 0 ? strlen(HOST) : 0);
+}
+
+int run_program(const std::vector<std::string> &arguments, const Surroundings &surroundings) {
   std::vector<char *> argv;
   argv.reserve(arguments.size() + 1);
   for (const std::string &argument : arguments) argv.push_back(const_cast<char *>(argument.c_str()));
@@ -46,7 +48,7 @@ int run_program(const std::vector<std::string> &arguments, int input, int output
   pid_t self = getpid();
   pid_t child = fork();
   if (child < 0) fail_system("cannot start %s", machine_path(arguments[0]));
-  if (child == 0) become(argv.data(), input, output, directory, self, ends[1]);
+  if (child == 0) become(argv.data(), surroundings, self, ends[1]);
   close(ends[1]);
 
   // The pipe closes when the program starts, or brings the reason why it does not.
@@ -74,9 +76,38 @@ Fd memory_file(const std::string &content) {
   return fd;
 }
 
-int capture_program(const std::vector<std::string> &arguments, std::string &output) {
-  Fd file = memory_file("");
-  int status = run_program(arguments, 0, file.get());
-  if (lseek(file.get(), 0, SEEK_SET) != 0 || !read_all(file.get(), output)) fail_system("cannot read a file in memory");
+int capture_program(const std::vector<std::string> &arguments, std::string &output, std::string *error) {
+  Fd output_file = memory_file("");
+  Fd error_file = error != nullptr && error != &output ? memory_file("") : Fd();
+  Surroundings surroundings;
+  surroundings.output = output_file.get();
+  if (error != nullptr) surroundings.error = error == &output ? output_file.get() : error_file.get();
+  int status = run_program(arguments, surroundings);
+  auto collect = [](const Fd &file, std::string &text) {
+    std::string content;
+    if (lseek(file.get(), 0, SEEK_SET) != 0 || !read_all(file.get(), content)) {
+      fail_system("cannot read a file in memory");
+    }
+    text += content;
+  };
+  collect(output_file, output);
+  if (error_file.is_open()) collect(error_file, *error);
   return status;
+}
+
+std::string find_installed(const std::string &name, const char *const *directories) {
+  const char *search_path = getenv("PATH");
+  std::vector<std::string> places;
+  std::string list = search_path != nullptr ? search_path : "";
+  for (size_t start = 0; start < list.size();) {
+    size_t end = std::min(list.find(':', start), list.size());
+    places.push_back(list.substr(start, end - start));
+    start = end + 1;
+  }
+  for (; *directories != nullptr; directories++) places.emplace_back(*directories);
+  for (const std::string &place : places) {
+    std::string path = path_in(place, name);
+    if (access(path.c_str(), X_OK) == 0) return path;
+  }
+  return "";
 }

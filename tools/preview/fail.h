@@ -5,6 +5,8 @@
 enum ExitStatus {
   exit_usage = 2,  // the command line is wrong
   exit_setup = 3,  // the preview could not be set up or its result not delivered
+  exit_differs = 4,
+  exit_unverified = 5,  // a reader would refuse a file
 };
 
 // Ends the program with exit_setup after one message on standard error. Nothing has to be undone at any time: the

@@ -29,6 +29,10 @@ bool read_all(int fd, std::string &content) {
     if (count < 0) return false;
     if (count == 0) break;
     length += static_cast<size_t>(count);
+    if (length > largest_file) {
+      errno = EFBIG;
+      return false;
+    }
   }
   content.resize(length);
   content.shrink_to_fit();  // thousands of files are kept at a time

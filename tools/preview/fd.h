@@ -45,7 +45,10 @@ Directory open_directory(int at, const char *name);
 // The next entry but "." and "..", null after the last.
 const dirent *next_entry(DIR *directory);
 
-// Reads from the start to the end; false, with errno, when that fails.
+// More than any of the files that are read here can sensibly hold.
+inline constexpr size_t largest_file = 256U << 20;
+
+// Reads to the end; false, with errno, when that fails or there is more than a largest file.
 bool read_all(int fd, std::string &content);
 
 // Writes everything; false, with errno, when that fails.

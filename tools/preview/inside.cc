@@ -1,7 +1,6 @@
 #include "preview/inside.h"
 
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -12,32 +11,11 @@
 #include <cstring>
 #include <string_view>
 
+#include "preview/apart.h"
 #include "preview/fail.h"
 #include "preview/fd.h"
 
 namespace {
-
-void write_text(const char *path, const std::string &text) {
-  Fd fd(open(path, O_WRONLY | O_CLOEXEC));
-  if (!fd.is_open() || !write_all(fd.get(), text)) fail_system("%s", path);
-}
-
-void enter_namespaces() {
-  constexpr int own = CLONE_NEWNS | CLONE_NEWUTS;
-  uid_t uid = geteuid();
-  gid_t gid = getegid();
-  // Root of a container may lack the right to do it directly.
-  if (uid != 0 || unshare(own) != 0) {
-    if (unshare(CLONE_NEWUSER | own) != 0) {
-      fail_system("cannot leave the machine's namespaces%s", uid != 0 ? " (root or user namespaces are needed)" : "");
-    }
-    write_text("/proc/self/setgroups", "deny");
-    write_text("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1\n");
-    write_text("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1\n");
-  }
-  // Nothing that is mounted from here on reaches the machine.
-  if (mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0) fail_system("cannot detach the mounts");
-}
 
 // Makes an empty file system the root directory and the machine's the one at HOST.
 void change_root() {
@@ -170,7 +148,6 @@ void set_host_name() {
 
 void enter_inside() {
   mode_t mask = umask(0);
-  enter_namespaces();
   change_root();
 
   static const struct {
@@ -202,7 +179,7 @@ void enter_inside() {
   for (const auto *link = links; (*link)[0] != nullptr; link++) {
     if (symlink((*link)[1], (*link)[0]) != 0) fail_system("%s", (*link)[0]);
   }
-  if (mount(HOST "/proc", "/proc", nullptr, MS_BIND | MS_REC, nullptr) != 0) fail_system("/proc");
+  mount_processes();
   static const char *const shared[] = {"", "/etc", "/var", "/sys", "/sys/class", nullptr};
   for (const char *const *directory = shared; *directory != nullptr; directory++) link_entries(*directory);
   umask(mask);

@@ -7,9 +7,8 @@
 // Where the machine's own root directory is, read-only, from the inside.
 #define HOST "/.host"
 
-// Leaves the machine's mount and host-name namespaces, as an ordinary user by way of a user namespace, and moves to
-// the inside: the machine's programs and libraries; fresh /etc/config, /var/run, /tmp, /dev and /sys/class/net. The
-// working directory is its root.
+// Makes the inside the root directory of a process that is apart: the machine's programs and libraries; fresh
+// /etc/config, /var/run, /tmp, /dev and /sys/class/net. The working directory is its root.
 void enter_inside();
 
 // Puts `content` at `path`, also where the machine has something else; directories on the way are made.

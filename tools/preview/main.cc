@@ -1,6 +1,5 @@
 // tessera-preview: runs tessera without touching the machine and shows or stores the files that it writes.
 #include <fcntl.h>
-#include <getopt.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,122 +8,40 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include "preview/apart.h"
 #include "preview/changes.h"
 #include "preview/child.h"
+#include "preview/encodings.h"
 #include "preview/fail.h"
 #include "preview/fd.h"
 #include "preview/inside.h"
+#include "preview/json.h"
+#include "preview/options.h"
 #include "preview/output.h"
+#include "preview/plan.h"
+#include "preview/secrets.h"
+#include "preview/store.h"
+#include "preview/verify.h"
 
 namespace {
 
-constexpr const char *usage_line =
-    "Usage: tessera-preview [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [-o OUTDIR] [-d OLDDIR] NAME [ARGS]\n";
+constexpr const char *machine_config = "/etc/config/config.json";
 
-constexpr const char *help_text =
-    "Runs tessera for the service NAME (dnsmasq, ipsec, network or pam) on any machine without\n"
-    "touching it, and prints every file that it writes. Several services, as in \"ipsec,network\", run\n"
-    "one after the other on the same router; \"all\" stands for \"pam,dnsmasq,ipsec,network\". ARGS are\n"
-    "handed to tessera.\n"
-    "\n"
-    "  -c CONFIG      the configuration; without it the machine's /etc/config/config.json.\n"
-    "                 An empty CONFIG stands for a router without one\n"
-    "  -r RUNTIME     runtime facts, a flat JSON object of key and text\n"
-    "  -f ROOTFS_DIR  files that tessera finds on the router, laid over the root directory:\n"
-    "                 etc/hostname gives the host name, sys/class/net/DEV/address the address of DEV\n"
-    "  -o OUTDIR      stores what is written in OUTDIR, a new or empty directory, instead of\n"
-    "                 printing it: OUTDIR/var/run/..., the runtime store as OUTDIR/runtime.json, and\n"
-    "                 OUTDIR/removed, the names of files that are gone\n"
-    "  -d OLDDIR      prints the differences from OLDDIR, an earlier OUTDIR, instead\n"
-    "  --tessera PROGRAM, --runt PROGRAM\n"
-    "                 the programs to run; without it those beside tessera-preview, else those in PATH\n"
-    "  --help         prints this text\n"
-    "\n"
-    "Ends with tessera's status (of several services the highest), 128 + N when signal N ended it, 2 when the\n"
-    "command line is wrong, 3 when the preview cannot be set up or stored.\n";
-
-struct Options {
-  const char *config = nullptr;
-  const char *runtime = nullptr;
-  const char *rootfs = nullptr;
-  const char *store = nullptr;
-  const char *old = nullptr;
+// What the machine has for the run, opened before its directories are left behind.
+struct Inputs {
   std::string tessera;
   std::string runt;
-  std::vector<std::string> services;
-  std::vector<std::string> arguments;
+  bool has_config;
+  std::string config;
+  Fd runtime;
+  Fd rootfs;
+  Tree old;
+  Store store;
+  std::string directory;
 };
-
-[[noreturn]] void refuse_usage(const char *problem) {
-  if (problem != nullptr) fprintf(stderr, "tessera-preview: %s\n", problem);
-  fputs(usage_line, stderr);
-  exit(exit_usage);
-}
-
-Options read_command_line(int argc, char **argv) {
-  enum { option_tessera = 256, option_runt, option_help };
-  static const option long_options[] = {
-      {"config", required_argument, nullptr, 'c'},
-      {"runtime", required_argument, nullptr, 'r'},
-      {"rootfs", required_argument, nullptr, 'f'},
-      {"output", required_argument, nullptr, 'o'},
-      {"diff", required_argument, nullptr, 'd'},
-      {"tessera", required_argument, nullptr, option_tessera},
-      {"runt", required_argument, nullptr, option_runt},
-      {"help", no_argument, nullptr, option_help},
-      {nullptr, 0, nullptr, 0},
-  };
-  Options options;
-  for (;;) {
-    // "+": what follows NAME belongs to tessera.
-    int letter = getopt_long(argc, argv, "+c:r:f:o:d:", long_options, nullptr);
-    if (letter < 0) break;
-    switch (letter) {
-      case 'c':
-        options.config = optarg;
-        break;
-      case 'r':
-        options.runtime = optarg;
-        break;
-      case 'f':
-        options.rootfs = optarg;
-        break;
-      case 'o':
-        options.store = optarg;
-        break;
-      case 'd':
-        options.old = optarg;
-        break;
-      case option_tessera:
-        options.tessera = optarg;
-        break;
-      case option_runt:
-        options.runt = optarg;
-        break;
-      case option_help:
-        printf("%s\n%s", usage_line, help_text);
-        exit(0);
-      default:
-        refuse_usage(nullptr);
-    }
-  }
-  if (optind >= argc) refuse_usage("no service is named");
-  std::string names = strcmp(argv[optind], "all") == 0 ? "pam,dnsmasq,ipsec,network" : argv[optind];
-  options.arguments.assign(argv + optind + 1, argv + argc);
-  for (size_t start = 0; start <= names.size();) {
-    size_t end = std::min(names.find(',', start), names.size());
-    options.services.push_back(names.substr(start, end - start));
-    if (options.services.back().empty() || options.services.back() == "all")
-      refuse_usage("a list of services holds names only");
-    start = end + 1;
-  }
-  if (options.services.size() > 1 && !options.arguments.empty()) refuse_usage("ARGS are for a single service");
-  return options;
-}
 
 std::string real_path(const std::string &path) {
   char buffer[PATH_MAX];
@@ -155,10 +72,9 @@ Fd open_input(const char *path, int flags) {
 
 // The text of the configuration; false for a router without one.
 bool read_config(const char *path, std::string &text) {
-  static const char *const machine_path = "/etc/config/config.json";
   if (path != nullptr && *path == '\0') return false;
-  if (path == nullptr && access(machine_path, F_OK) != 0) return false;
-  if (path == nullptr) path = machine_path;
+  if (path == nullptr && access(machine_config, F_OK) != 0) return false;
+  if (path == nullptr) path = machine_config;
   Fd fd = open_input(path, 0);
   if (!read_all(fd.get(), text)) fail_system("%s", path);
   return true;
@@ -211,61 +127,119 @@ std::string dump_runtime(const std::string &runt) {
   return text;
 }
 
-int run_services(const std::string &tessera, const Options &options) {
+Inputs open_inputs(const Options &options) {
+  Inputs inputs;
+  inputs.tessera = find_program(options.tessera, "tessera");
+  inputs.runt = find_program(options.runt, "runt");
+  inputs.has_config = read_config(options.config, inputs.config);
+  if (options.runtime != nullptr) inputs.runtime = open_input(options.runtime, 0);
+  if (options.rootfs != nullptr) inputs.rootfs = open_input(options.rootfs, O_DIRECTORY);
+  if (options.old != nullptr) inputs.old = read_tree(open_input(options.old, O_DIRECTORY).get());
+  if (options.store != nullptr) inputs.store = open_store(options.store);
+  inputs.directory = working_directory();
+  return inputs;
+}
+
+// Fills the inside with the configuration, the files and the runtime facts; false when the facts are refused.
+bool furnish(const Options &options, const Inputs &inputs) {
+  if (inputs.has_config) place_file(machine_config, inputs.config, 0600);
+  if (inputs.rootfs.is_open()) lay_over(inputs.rootfs.get());
+  if (!inputs.runtime.is_open()) return true;
+  std::string path = inside_path(options.runtime, inputs.runtime.get());
+  std::string directory = HOST + inputs.directory;
+  Surroundings surroundings;
+  surroundings.directory = directory.c_str();
+  return run_program({inputs.runt, "load", path}, surroundings) == 0;
+}
+
+// A message for the user: with the file that they gave, and no secrets.
+std::string told(const Options &options, const Secrets &secrets, const std::string &text) {
+  bool has_other_name = options.config != nullptr && *options.config != '\0';
+  return masked(secrets, "", has_other_name ? with_replaced(text, machine_config, options.config) : text);
+}
+
+ServiceRun run_service(const Options &options, const Inputs &inputs, const Secrets &secrets,
+                       const std::string &service) {
+  std::vector<std::string> arguments = {inputs.tessera, service};
+  arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
+  ServiceRun run{service, 0, "", ""};
+  run.status = capture_program(arguments, run.output, &run.messages);
+  run.output = masked(secrets, "", run.output);
+  run.messages = told(options, secrets, run.messages);
+  if (options.form == Form::json) return run;
+  fwrite(run.output.data(), 1, run.output.size(), stdout);
+  fflush(stdout);
+  fwrite(run.messages.data(), 1, run.messages.size(), stderr);
+  return run;
+}
+
+int highest_status(const std::vector<ServiceRun> &runs) {
   int highest = 0;
-  for (const std::string &service : options.services) {
-    std::vector<std::string> arguments = {tessera, service};
-    arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
-    highest = std::max(highest, run_program(arguments));
-  }
+  for (const ServiceRun &run : runs) highest = std::max(highest, run.status);
   return highest;
+}
+
+void print_report(const Options &options, const Report &report) {
+  if (options.form == Form::json) {
+    print_json(report);
+    return;
+  }
+  if (options.form == Form::summary) {
+    print_summary(report.plan, options.is_coloured);
+  } else if (options.old != nullptr) {
+    print_differences(report.plan, options.is_coloured);
+  } else if (options.store == nullptr) {
+    print_files(report.plan, options.is_coloured);
+    print_runtime_changes(report.runtime, options.is_coloured);
+  }
+  print_verdicts(report.verdicts, options.is_coloured);
+}
+
+// Everything that happens on the inside.
+int preview(const Options &options, Inputs &inputs) {
+  set_environment(inputs.directory);
+  enter_inside();
+  if (!furnish(options, inputs)) return exit_setup;
+  Secrets secrets = find_secrets(inputs.config);
+  secrets.masks = !options.shows_secrets;
+  bool has_old = options.old != nullptr;
+  std::string runtime_before = has_old ? "" : dump_runtime(inputs.runt);
+  if (has_old && inputs.old.count(runtime_dump) > 0) runtime_before = inputs.old.at(runtime_dump).content;
+  Snapshot before = take_snapshot();
+
+  Report report{};
+  for (const std::string &service : options.services) {
+    report.runs.push_back(run_service(options, inputs, secrets, service));
+  }
+
+  Tree produced = produced_files(before);
+  std::string runtime_after = dump_runtime(inputs.runt);
+  report.is_verified = options.verifies;
+  if (options.verifies) report.verdicts = verify_files(produced);
+  for (Verdict &verdict : report.verdicts) {
+    for (Finding &finding : verdict.findings) finding.message = masked(secrets, "", finding.message);
+  }
+  report.runtime = runtime_changes(secrets, runtime_before, runtime_after);
+  if (has_old || options.store != nullptr) {
+    if (!runtime_after.empty()) produced.emplace(runtime_dump, File{S_IFREG | 0600, runtime_after});
+    if (options.store != nullptr) store_files(inputs.store, produced);
+  }
+  // Everything is stored: nothing is left to tell.
+  bool is_silent = options.form == Form::files && options.store != nullptr && !has_old;
+  if (!is_silent)
+    report.plan = make_plan(secrets, produced, has_old ? &inputs.old : nullptr, has_old ? options.old : "");
+  report.exit_status = highest_status(report.runs);
+  if (report.exit_status == 0 && !are_accepted(report.verdicts)) report.exit_status = exit_unverified;
+  if (report.exit_status == 0 && options.reports_differences && differs(report.plan)) report.exit_status = exit_differs;
+  print_report(options, report);
+  if (fflush(stdout) != 0) fail_system("cannot write the result");
+  return report.exit_status;
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
   Options options = read_command_line(argc, argv);
-
-  // All that is the machine's is opened here.
-  std::string tessera = find_program(options.tessera, "tessera");
-  std::string runt = find_program(options.runt, "runt");
-  std::string config;
-  bool has_config = read_config(options.config, config);
-  Fd runtime;
-  if (options.runtime != nullptr) runtime = open_input(options.runtime, 0);
-  Fd rootfs;
-  if (options.rootfs != nullptr) rootfs = open_input(options.rootfs, O_DIRECTORY);
-  Tree old;
-  if (options.old != nullptr) old = read_tree(open_input(options.old, O_DIRECTORY).get());
-  Store store;
-  if (options.store != nullptr) store = open_store(options.store);
-  std::string directory = working_directory();
-
-  set_environment(directory);
-  enter_inside();
-  if (has_config) place_file("/etc/config/config.json", config, 0600);
-  if (rootfs.is_open()) lay_over(rootfs.get());
-  bool prints_files = options.store == nullptr && options.old == nullptr;
-  std::string runtime_before;
-  if (runtime.is_open()) {
-    std::string path = inside_path(options.runtime, runtime.get());
-    if (run_program({runt, "load", path}, 0, 1, (HOST + directory).c_str()) != 0) return exit_setup;
-    if (prints_files) runtime_before = dump_runtime(runt);
-  }
-  Snapshot before = take_snapshot();
-
-  int status = run_services(tessera, options);
-
-  Tree produced = produced_files(before);
-  std::string runtime_after = dump_runtime(runt);
-  if (prints_files) {
-    print_files(produced);
-    print_runtime_changes(runtime_before, runtime_after);
-  } else {
-    if (!runtime_after.empty()) produced.emplace(runtime_dump, File{S_IFREG | 0600, runtime_after});
-    if (options.store != nullptr) store_files(store, produced);
-    if (options.old != nullptr) print_differences(options.old, old, produced);
-  }
-  if (fflush(stdout) != 0) fail_system("cannot write the result");
-  return status;
+  Inputs inputs = open_inputs(options);
+  return run_apart([&options, &inputs] { return preview(options, inputs); });
 }

@@ -1,26 +1,34 @@
 #include "preview/output.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <csignal>
 #include <cstdio>
-#include <set>
 #include <string_view>
-#include <unordered_map>
-
-#include "preview/child.h"
-#include "preview/fail.h"
 
 namespace {
 
-// Starts a section of the listing; a blank line parts it from the one before.
-void print_heading(const std::string &line) {
-  static bool is_first = true;
-  if (!is_first) putchar('\n');
-  is_first = false;
-  puts(line.c_str());
+constexpr const char *bold = "1";
+constexpr const char *red = "31";
+constexpr const char *green = "32";
+constexpr const char *yellow = "33";
+constexpr const char *cyan = "36";
+
+// Prints a line, in the colour of this code when there is one.
+void print_line(std::string_view line, const char *colour) {
+  if (colour != nullptr) printf("\033[%sm", colour);
+  fwrite(line.data(), 1, line.size(), stdout);
+  if (colour != nullptr) fputs("\033[0m", stdout);
+  putchar('\n');
+}
+
+// Something stands before the next section.
+bool has_printed = false;
+
+// Starts a section of the listing; a blank line parts it from what stands before.
+void print_heading(const std::string &line, bool is_coloured) {
+  if (has_printed) putchar('\n');
+  has_printed = true;
+  print_line(line, is_coloured ? bold : nullptr);
 }
 
 void print_content(const std::string &content) {
@@ -28,154 +36,140 @@ void print_content(const std::string &content) {
   if (!content.empty() && content.back() != '\n') putchar('\n');
 }
 
-bool holds_something(const Tree &tree, Tree::const_iterator directory) {
-  auto next = tree.upper_bound(directory->first + "/");
-  return next != tree.end() && next->first.compare(0, directory->first.size() + 1, directory->first + "/") == 0;
+const char *line_colour(std::string_view line) {
+  switch (line.empty() ? ' ' : line[0]) {
+    case '+':
+      return green;
+    case '-':
+      return red;
+    case '@':
+      return cyan;
+    default:
+      return nullptr;
+  }
 }
 
-// The text that stands for a file in a comparison.
-std::string comparable(const File &file) {
-  if (S_ISLNK(file.mode)) return "-> " + file.content + "\n";
-  return file.content;
+void print_difference(std::string_view difference, bool is_coloured) {
+  if (!is_coloured) {
+    fwrite(difference.data(), 1, difference.size(), stdout);
+    return;
+  }
+  // The first two lines are the names.
+  for (size_t number = 0; !difference.empty(); number++) {
+    std::string_view line = difference.substr(0, difference.find('\n'));
+    print_line(line, number < 2 ? bold : line_colour(line));
+    difference.remove_prefix(line.size() + 1);
+  }
 }
 
-// The name of a file inside, in a message.
-std::string shown_name(const std::string &path) {
-  return path == removed_list ? "removed files" : path == runtime_dump ? "runtime store" : "/" + path;
+const char *fate_colour(Fate fate) {
+  switch (fate) {
+    case Fate::written:
+    case Fate::created:
+      return green;
+    case Fate::changed:
+      return yellow;
+    case Fate::removed:
+      return red;
+    default:
+      return nullptr;
+  }
 }
 
-const File *find_file(const Tree &tree, const std::string &path) {
-  auto entry = tree.find(path);
-  return entry != tree.end() ? &entry->second : nullptr;
+bool mode_differs(const PlannedFile &file) {
+  return file.before != nullptr && file.after != nullptr && file.before->mode != file.after->mode;
 }
 
-void print_difference(const std::string &old_name, const std::string &new_name, const std::string &before,
-                      const std::string &after) {
-  Fd old_file = memory_file(before);
-  Fd new_file = memory_file(after);
-  int status =
-      run_program({"diff", "-u", "-L", old_name, "-L", new_name, "/proc/self/fd/" + std::to_string(old_file.get()),
-                   "/proc/self/fd/" + std::to_string(new_file.get())});
-  if (status > 1) fail("diff ended with status %d", status);
+std::string mode_change(const PlannedFile &file) {
+  char text[40];
+  snprintf(text, sizeof text, "%o -> %o", file.before->mode & 07777U, file.after->mode & 07777U);
+  return text;
+}
+
+std::string line_counts(const PlannedFile &file) {
+  if (file.fate == Fate::written) {
+    if (!S_ISREG(file.after->mode)) return S_ISLNK(file.after->mode) ? " -> " + file.content : "/";
+    return " (" + std::to_string(file.lines_added) + (file.lines_added == 1 ? " line)" : " lines)");
+  }
+  std::string text;
+  if (file.lines_added > 0) text += " +" + std::to_string(file.lines_added);
+  if (file.lines_removed > 0) text += " -" + std::to_string(file.lines_removed);
+  if (file.only_secrets_differ) text += " secrets";
+  if (mode_differs(file)) text += " mode " + mode_change(file);
+  return text;
+}
+
+void print_count(const std::vector<PlannedFile> &plan, bool is_coloured) {
+  print_line(count_files(plan), is_coloured ? bold : nullptr);
+  has_printed = true;
 }
 
 }  // namespace
 
-void print_files(const Tree &tree) {
-  for (auto entry = tree.begin(); entry != tree.end(); ++entry) {
-    const auto &[path, file] = *entry;
-    if (path == removed_list || (S_ISDIR(file.mode) && holds_something(tree, entry))) continue;
-    if (S_ISLNK(file.mode)) {
-      print_heading("/" + path + " -> " + file.content);
+void print_files(const std::vector<PlannedFile> &plan, bool is_coloured) {
+  const PlannedFile *removed = nullptr;
+  for (const PlannedFile &file : plan) {
+    if (file.path == removed_list) {
+      removed = &file;
+    } else if (S_ISLNK(file.after->mode)) {
+      print_heading("/" + file.path + " -> " + file.content, is_coloured);
     } else {
-      print_heading("==> /" + path + (S_ISDIR(file.mode) ? "/ <==" : " <=="));
+      print_heading("==> /" + file.path + (S_ISDIR(file.after->mode) ? "/ <==" : " <=="), is_coloured);
       print_content(file.content);
     }
   }
-  auto removed = tree.find(removed_list);
-  if (removed == tree.end()) return;
-  print_heading("==> " + shown_name(removed_list) + " <==");
-  print_content(removed->second.content);
+  if (removed == nullptr) return;
+  print_heading("==> " + shown_name(removed_list) + " <==", is_coloured);
+  print_content(removed->content);
 }
 
-void print_runtime_changes(const std::string &before, const std::string &after) {
-  auto old_members = flat_members(before);
-  auto new_members = flat_members(after);
-  std::unordered_map<std::string_view, std::string_view> old_values(old_members.begin(), old_members.end());
-  std::unordered_map<std::string_view, std::string_view> new_values(new_members.begin(), new_members.end());
-  std::string lines;
-  auto add = [&lines](char sign, std::string_view name, std::string_view value) {
-    lines.append({sign, ' '}).append(name).append(": ").append(value).append("\n");
-  };
-  for (const auto &[name, value] : old_members) {
-    auto now = new_values.find(name);
-    if (now != new_values.end() && now->second == value) continue;
-    add('-', name, value);
-    if (now != new_values.end()) add('+', name, now->second);
-  }
-  for (const auto &[name, value] : new_members) {
-    if (old_values.count(name) == 0) add('+', name, value);
-  }
-  if (lines.empty()) return;
-  print_heading("==> " + shown_name(runtime_dump) + " <==");
-  print_content(lines);
-}
-
-void print_differences(std::string old_name, const Tree &old, const Tree &tree) {
-  while (old_name.size() > 1 && old_name.back() == '/') old_name.pop_back();
-  std::set<std::string_view> paths;
-  for (const auto &[path, file] : old) paths.insert(path);
-  for (const auto &[path, file] : tree) paths.insert(path);
-  for (std::string_view view : paths) {
-    std::string path(view);
-    const File *before = find_file(old, path);
-    const File *after = find_file(tree, path);
-    std::string old_text = before != nullptr ? comparable(*before) : "";
-    std::string new_text = after != nullptr ? comparable(*after) : "";
-    std::string name = shown_name(path);
-    if (before != nullptr && after != nullptr && before->mode != after->mode) {
-      printf("mode of %s: %o -> %o\n", name.c_str(), before->mode & 07777U, after->mode & 07777U);
-    }
-    if (old_text != new_text) {
-      print_difference(before != nullptr ? path_in(old_name, path) : "/dev/null", after != nullptr ? name : "/dev/null",
-                       old_text, new_text);
-    } else if ((before == nullptr || after == nullptr) && !S_ISDIR((before != nullptr ? before : after)->mode)) {
-      printf("%s, empty: %s\n", before != nullptr ? "removed" : "added", name.c_str());
-    }
+void print_runtime_changes(const std::vector<RuntimeChange> &changes, bool is_coloured) {
+  if (changes.empty()) return;
+  print_heading("==> " + shown_name(runtime_dump) + " <==", is_coloured);
+  for (const RuntimeChange &change : changes) {
+    if (change.before != "null") print_line("- " + change.key + ": " + change.before, is_coloured ? red : nullptr);
+    if (change.after != "null") print_line("+ " + change.key + ": " + change.after, is_coloured ? green : nullptr);
   }
 }
 
-Store open_store(const std::string &name) {
-  Store store;
-  store.name = name;
-  std::string path = name;
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
-  Directory existing = open_directory(AT_FDCWD, path.c_str());
-  if (existing != nullptr) {
-    if (next_entry(existing.get()) != nullptr) fail("%s: is not empty", name.c_str());
-    store.base = ".";
-    store.parent = Fd(dup(dirfd(existing.get())));
-  } else {
-    if (errno != ENOENT) fail_system("%s", name.c_str());
-    size_t slash = path.rfind('/');
-    store.base = path.substr(slash + 1);
-    std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    store.parent = Fd(open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+void print_differences(const std::vector<PlannedFile> &plan, bool is_coloured) {
+  for (const PlannedFile &file : plan) {
+    std::string name = shown_name(file.path);
+    if (mode_differs(file)) printf("mode of %s: %s\n", name.c_str(), mode_change(file).c_str());
+    if (file.only_secrets_differ) {
+      printf("secrets differ: %s\n", name.c_str());
+    } else if (!file.difference.empty()) {
+      print_difference(file.difference, is_coloured);
+    } else if (file.before == nullptr || file.after == nullptr) {
+      printf("%s, empty: %s\n", fate_names[static_cast<size_t>(file.fate)], name.c_str());
+    }
   }
-  if (!store.parent.is_open()) fail_system("%s", name.c_str());
-  return store;
+  print_count(plan, is_coloured);
 }
 
-void store_files(const Store &store, const Tree &tree) {
-  // Short enough to be finished before a request to end is heard: no half of a tree stays behind.
-  sigset_t signals;
-  sigset_t old_signals;
-  sigemptyset(&signals);
-  for (int signal : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&signals, signal);
-  sigprocmask(SIG_BLOCK, &signals, &old_signals);
-  if (store.base != "." && mkdirat(store.parent.get(), store.base.c_str(), 0777) != 0) {
-    fail_system("%s", store.name.c_str());
+void print_summary(const std::vector<PlannedFile> &plan, bool is_coloured) {
+  for (const PlannedFile &file : plan) {
+    if (file.fate == Fate::unchanged) continue;
+    std::string line = fate_names[static_cast<size_t>(file.fate)];
+    line += " " + shown_name(file.path) + line_counts(file);
+    print_line(line, is_coloured ? fate_colour(file.fate) : nullptr);
   }
-  Fd top(openat(store.parent.get(), store.base.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (!top.is_open()) fail_system("%s", store.name.c_str());
-  // All names are made here, in an empty directory: none leads through a symbolic link.
-  for (const auto &[path, file] : tree) {
-    bool done;
-    if (S_ISDIR(file.mode)) {
-      done = mkdirat(top.get(), path.c_str(), 0700) == 0;
-    } else if (S_ISLNK(file.mode)) {
-      done = symlinkat(file.content.c_str(), top.get(), path.c_str()) == 0;
-    } else {
-      Fd fd(openat(top.get(), path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-      done = fd.is_open() && write_all(fd.get(), file.content) && fchmod(fd.get(), file.mode & 07777) == 0;
+  print_count(plan, is_coloured);
+}
+
+void print_verdicts(const std::vector<Verdict> &verdicts, bool is_coloured) {
+  if (verdicts.empty()) return;
+  print_heading("==> verification <==", is_coloured);
+  for (const Verdict &verdict : verdicts) {
+    if (!verdict.is_installed) {
+      print_line("not verified, " + verdict.checker + " is not installed: " + verdict.file,
+                 is_coloured ? yellow : nullptr);
+    } else if (verdict.findings.empty()) {
+      print_line("accepted by " + verdict.checker + ": " + verdict.file, is_coloured ? green : nullptr);
     }
-    if (!done) fail_system("%s/%s", store.name.c_str(), path.c_str());
-  }
-  for (auto entry = tree.rbegin(); entry != tree.rend(); ++entry) {
-    const auto &[path, file] = *entry;
-    if (S_ISDIR(file.mode) && fchmodat(top.get(), path.c_str(), file.mode & 07777, 0) != 0) {
-      fail_system("%s/%s", store.name.c_str(), path.c_str());
+    for (const Finding &finding : verdict.findings) {
+      std::string place = finding.file + (finding.line > 0 ? ":" + std::to_string(finding.line) : "");
+      print_line(place + ": " + verdict.checker + ": " + finding.message, is_coloured ? red : nullptr);
     }
   }
-  sigprocmask(SIG_SETMASK, &old_signals, nullptr);
 }

@@ -1,32 +1,26 @@
-// Shows or stores what a run produced.
+// Shows what a run produced.
 #ifndef TESSERA_PREVIEW_OUTPUT_H
 #define TESSERA_PREVIEW_OUTPUT_H
 
 #include <string>
+#include <vector>
 
-#include "preview/changes.h"
-#include "preview/fd.h"
+#include "preview/plan.h"
+#include "preview/verify.h"
 
 // Prints every file under a header line.
-void print_files(const Tree &tree);
+void print_files(const std::vector<PlannedFile> &plan, bool is_coloured);
 
-// Prints the runtime keys that differ between the two dumps; nothing when none does.
-void print_runtime_changes(const std::string &before, const std::string &after);
+// Prints the runtime keys that changed; nothing when none did.
+void print_runtime_changes(const std::vector<RuntimeChange> &changes, bool is_coloured);
 
-// Prints the differences from `old`, the tree stored in the directory that the user calls `old_name`.
-void print_differences(std::string old_name, const Tree &old, const Tree &tree);
+// Prints the differences from an earlier tree and how many files there are of each fate.
+void print_differences(const std::vector<PlannedFile> &plan, bool is_coloured);
 
-// The place for a stored tree, found before the machine's directories are left behind.
-struct Store {
-  Fd parent;         // where to make the directory
-  std::string name;  // as the user gave it
-  std::string base;  // its last component
-};
+// Prints a line for each file that does not stay as it is, and how many files there are of each fate.
+void print_summary(const std::vector<PlannedFile> &plan, bool is_coloured);
 
-// Ends the preview unless `name` is an empty directory or can become one.
-Store open_store(const std::string &name);
-
-// Writes the files with their modes.
-void store_files(const Store &store, const Tree &tree);
+// Prints what the checkers said.
+void print_verdicts(const std::vector<Verdict> &verdicts, bool is_coloured);
 
 #endif

@@ -1,0 +1,178 @@
+#include "preview/options.h"
+
+#include <getopt.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "preview/fail.h"
+
+namespace {
+
+constexpr const char *usage_line =
+    "Usage: tessera-preview [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [-o OUTDIR] [-d OLDDIR] [OPTIONS] NAME [ARGS]\n";
+
+constexpr const char *help_text =
+    "Runs tessera for the service NAME (dnsmasq, ipsec, network or pam) on any machine without\n"
+    "touching it, and prints every file that it writes. Several services, as in \"ipsec,network\", run\n"
+    "one after the other on the same router; \"all\" stands for \"pam,dnsmasq,ipsec,network\". ARGS are\n"
+    "handed to tessera.\n"
+    "\n"
+    "What the router is:\n"
+    "  -c, --config=CONFIG    the configuration; without it the machine's /etc/config/config.json.\n"
+    "                         An empty CONFIG stands for a router without one\n"
+    "  -r, --runtime=RUNTIME  runtime facts, a flat JSON object of key and text\n"
+    "  -f, --rootfs=ROOTFS_DIR\n"
+    "                         files that tessera finds on the router, laid over the root directory:\n"
+    "                         etc/hostname gives the host name, sys/class/net/DEV/address the\n"
+    "                         address of DEV\n"
+    "\n"
+    "What becomes of the files:\n"
+    "  -o, --output=OUTDIR    stores them in OUTDIR, a new or empty directory, instead of printing\n"
+    "                         them: OUTDIR/var/run/..., the runtime store as OUTDIR/runtime.json, and\n"
+    "                         OUTDIR/removed, the names of files that are gone\n"
+    "  -d, --diff=OLDDIR      prints the differences from OLDDIR, an earlier OUTDIR, and how many files\n"
+    "                         are changed, created, removed and unchanged\n"
+    "  --summary              prints what happens to each file instead of what it holds\n"
+    "  --json                 prints one JSON object instead, with all of it and tessera's messages\n"
+    "  --verify               feeds the files to the checkers of their readers and prints what these\n"
+    "                         find: dnsmasq, the IPsec starter, OpenVPN and openssl where they are\n"
+    "                         installed, and readers of UCI, PAM and RADIUS server files\n"
+    "\n"
+    "How it is printed:\n"
+    "  --show-secrets         with passwords, private keys and shared secrets; they are masked without\n"
+    "                         it. What is stored in OUTDIR is not masked\n"
+    "  --color=WHEN           auto (on a terminal, unless NO_COLOR is set), always or never\n"
+    "\n"
+    "  --exit-code            ends with status 4 when there are differences from OLDDIR\n"
+    "  --tessera=PROGRAM, --runt=PROGRAM\n"
+    "                         the programs to run; without it those beside tessera-preview, else\n"
+    "                         those in PATH\n"
+    "  --help                 prints this text\n"
+    "\n"
+    "Ends with tessera's status (of several services the highest), 128 + N when signal N ended it;\n"
+    "when that is 0, with 5 when --verify finds an error in a file, with 4 when --exit-code is given\n"
+    "and something differs. 2: the command line is wrong; 3: the preview cannot be set up or stored.\n";
+
+[[noreturn]] void refuse_usage(const char *problem) {
+  if (problem != nullptr) fprintf(stderr, "tessera-preview: %s\n", problem);
+  fputs(usage_line, stderr);
+  exit(exit_usage);
+}
+
+bool chooses_colour(const char *when) {
+  if (strcmp(when, "always") == 0) return true;
+  if (strcmp(when, "never") == 0) return false;
+  if (strcmp(when, "auto") != 0) refuse_usage("--color takes auto, always or never");
+  const char *no_colour = getenv("NO_COLOR");
+  const char *terminal = getenv("TERM");
+  return (no_colour == nullptr || *no_colour == '\0') && terminal != nullptr && strcmp(terminal, "dumb") != 0 &&
+         isatty(STDOUT_FILENO) != 0;
+}
+
+void read_services(const char *names, Options &options) {
+  std::string list = strcmp(names, "all") == 0 ? "pam,dnsmasq,ipsec,network" : names;
+  for (size_t start = 0; start <= list.size();) {
+    size_t end = std::min(list.find(',', start), list.size());
+    options.services.push_back(list.substr(start, end - start));
+    if (options.services.back().empty() || options.services.back() == "all")
+      refuse_usage("a list of services holds names only");
+    start = end + 1;
+  }
+}
+
+}  // namespace
+
+Options read_command_line(int argc, char **argv) {
+  enum {
+    option_tessera = 256,
+    option_runt,
+    option_help,
+    option_summary,
+    option_json,
+    option_verify,
+    option_secrets,
+    option_colour,
+    option_exit_code,
+  };
+  static const option long_options[] = {
+      {"config", required_argument, nullptr, 'c'},
+      {"runtime", required_argument, nullptr, 'r'},
+      {"rootfs", required_argument, nullptr, 'f'},
+      {"output", required_argument, nullptr, 'o'},
+      {"diff", required_argument, nullptr, 'd'},
+      {"summary", no_argument, nullptr, option_summary},
+      {"json", no_argument, nullptr, option_json},
+      {"verify", no_argument, nullptr, option_verify},
+      {"show-secrets", no_argument, nullptr, option_secrets},
+      {"color", required_argument, nullptr, option_colour},
+      {"exit-code", no_argument, nullptr, option_exit_code},
+      {"tessera", required_argument, nullptr, option_tessera},
+      {"runt", required_argument, nullptr, option_runt},
+      {"help", no_argument, nullptr, option_help},
+      {nullptr, 0, nullptr, 0},
+  };
+  Options options;
+  const char *colour = "auto";
+  for (;;) {
+    // "+": what follows NAME belongs to tessera.
+    int letter = getopt_long(argc, argv, "+c:r:f:o:d:", long_options, nullptr);
+    if (letter < 0) break;
+    switch (letter) {
+      case 'c':
+        options.config = optarg;
+        break;
+      case 'r':
+        options.runtime = optarg;
+        break;
+      case 'f':
+        options.rootfs = optarg;
+        break;
+      case 'o':
+        options.store = optarg;
+        break;
+      case 'd':
+        options.old = optarg;
+        break;
+      case option_summary:
+        options.form = Form::summary;
+        break;
+      case option_json:
+        options.form = Form::json;
+        break;
+      case option_verify:
+        options.verifies = true;
+        break;
+      case option_secrets:
+        options.shows_secrets = true;
+        break;
+      case option_colour:
+        colour = optarg;
+        break;
+      case option_exit_code:
+        options.reports_differences = true;
+        break;
+      case option_tessera:
+        options.tessera = optarg;
+        break;
+      case option_runt:
+        options.runt = optarg;
+        break;
+      case option_help:
+        printf("%s\n%s", usage_line, help_text);
+        exit(0);
+      default:
+        refuse_usage(nullptr);
+    }
+  }
+  if (optind >= argc) refuse_usage("no service is named");
+  if (options.reports_differences && options.old == nullptr) refuse_usage("--exit-code needs an OLDDIR to differ from");
+  options.is_coloured = chooses_colour(colour);
+  read_services(argv[optind], options);
+  options.arguments.assign(argv + optind + 1, argv + argc);
+  if (options.services.size() > 1 && !options.arguments.empty()) refuse_usage("ARGS are for a single service");
+  return options;
+}

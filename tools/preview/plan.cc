@@ -1,0 +1,152 @@
+#include "preview/plan.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <set>
+#include <string_view>
+#include <unordered_map>
+
+#include "preview/child.h"
+#include "preview/fail.h"
+
+namespace {
+
+bool holds_something(const Tree &tree, const std::string &directory) {
+  auto next = tree.upper_bound(directory + "/");
+  return next != tree.end() && next->first.compare(0, directory.size() + 1, directory + "/") == 0;
+}
+
+const File *find_file(const Tree &tree, const std::string &path) {
+  auto entry = tree.find(path);
+  return entry != tree.end() ? &entry->second : nullptr;
+}
+
+// The text that stands for a file in a comparison.
+std::string comparable(const File *file) {
+  if (file == nullptr) return "";
+  return S_ISLNK(file->mode) ? "-> " + file->content + "\n" : file->content;
+}
+
+size_t count_lines(std::string_view text) {
+  auto lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+  return lines + (!text.empty() && text.back() != '\n' ? 1 : 0);
+}
+
+std::string unified_difference(const std::string &old_name, const std::string &new_name, const std::string &before,
+                               const std::string &after) {
+  Fd old_file = memory_file(before);
+  Fd new_file = memory_file(after);
+  std::string difference;
+  int status =
+      capture_program({"diff", "-u", "-L", old_name, "-L", new_name, "/proc/self/fd/" + std::to_string(old_file.get()),
+                       "/proc/self/fd/" + std::to_string(new_file.get())},
+                      difference);
+  if (status > 1) fail("diff ended with status %d", status);
+  return difference;
+}
+
+void count_changed_lines(PlannedFile &file) {
+  // The first two lines are the names.
+  size_t line = file.difference.find('\n', file.difference.find('\n') + 1);
+  for (; line + 1 < file.difference.size(); line = file.difference.find('\n', line + 1)) {
+    if (file.difference[line + 1] == '+') file.lines_added++;
+    if (file.difference[line + 1] == '-') file.lines_removed++;
+  }
+}
+
+PlannedFile compare(const Secrets &secrets, const std::string &path, const File *before, const File *after,
+                    const std::string &old_name) {
+  PlannedFile file{path, Fate::unchanged, before, after, "", "", 0, 0, false};
+  std::string old_text = comparable(before);
+  std::string new_text = comparable(after);
+  bool same_text = old_text == new_text;
+  if (before == nullptr) {
+    file.fate = Fate::created;
+  } else if (after == nullptr) {
+    file.fate = Fate::removed;
+  } else if (!same_text || before->mode != after->mode) {
+    file.fate = Fate::changed;
+  }
+  if (same_text) return file;
+  mask_states(secrets, path, old_text, new_text);
+  file.only_secrets_differ = old_text == new_text;
+  if (file.only_secrets_differ) return file;
+  file.difference = unified_difference(before != nullptr ? path_in(old_name, path) : "/dev/null",
+                                       after != nullptr ? shown_name(path) : "/dev/null", old_text, new_text);
+  count_changed_lines(file);
+  return file;
+}
+
+}  // namespace
+
+std::vector<PlannedFile> make_plan(const Secrets &secrets, const Tree &tree, const Tree *old, std::string old_name) {
+  std::vector<PlannedFile> plan;
+  if (old == nullptr) {
+    for (const auto &[path, file] : tree) {
+      if (S_ISDIR(file.mode) && holds_something(tree, path)) continue;
+      std::string content = S_ISLNK(file.mode) ? file.content : masked(secrets, path, file.content);
+      size_t lines = S_ISREG(file.mode) ? count_lines(file.content) : 0;
+      plan.push_back({path, Fate::written, nullptr, &file, std::move(content), "", lines, 0, false});
+    }
+    return plan;
+  }
+  while (old_name.size() > 1 && old_name.back() == '/') old_name.pop_back();
+  std::set<std::string_view> paths;
+  for (const auto &[path, file] : *old) paths.insert(path);
+  for (const auto &[path, file] : tree) paths.insert(path);
+  for (std::string_view view : paths) {
+    std::string path(view);
+    const File *before = find_file(*old, path);
+    const File *after = find_file(tree, path);
+    bool is_directory = (before == nullptr || S_ISDIR(before->mode)) && (after == nullptr || S_ISDIR(after->mode));
+    if (is_directory && (before == nullptr || after == nullptr || before->mode == after->mode)) continue;
+    plan.push_back(compare(secrets, path, before, after, old_name));
+  }
+  return plan;
+}
+
+bool is_file(const PlannedFile &file) {
+  const File *state = file.after != nullptr ? file.after : file.before;
+  return file.path != removed_list && file.path != runtime_dump && !S_ISDIR(state->mode);
+}
+
+std::string shown_name(const std::string &path) {
+  return path == removed_list ? "removed files" : path == runtime_dump ? "runtime store" : "/" + path;
+}
+
+std::string count_files(const std::vector<PlannedFile> &plan) {
+  std::string text;
+  for (Fate fate : {Fate::written, Fate::changed, Fate::created, Fate::removed, Fate::unchanged}) {
+    auto count = std::count_if(plan.begin(), plan.end(),
+                               [fate](const PlannedFile &file) { return file.fate == fate && is_file(file); });
+    if (count == 0) continue;
+    const char *unit = !text.empty() ? " " : count == 1 ? " file " : " files ";
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + unit + fate_names[static_cast<size_t>(fate)];
+  }
+  return text.empty() ? "no files" : text;
+}
+
+bool differs(const std::vector<PlannedFile> &plan) {
+  return std::any_of(plan.begin(), plan.end(), [](const PlannedFile &file) { return file.fate != Fate::unchanged; });
+}
+
+std::vector<RuntimeChange> runtime_changes(const Secrets &secrets, const std::string &before,
+                                           const std::string &after) {
+  constexpr const char *none = "null";
+  auto old_members = flat_members(before);
+  auto new_members = flat_members(after);
+  std::unordered_map<std::string_view, std::string_view> old_values(old_members.begin(), old_members.end());
+  std::unordered_map<std::string_view, std::string_view> new_values(new_members.begin(), new_members.end());
+  std::vector<RuntimeChange> changes;
+  for (const auto &[name, value] : old_members) {
+    auto now = new_values.find(name);
+    if (now != new_values.end() && now->second == value) continue;
+    changes.push_back({std::string(name), masked(secrets, "", value),
+                       now != new_values.end() ? masked(secrets, "", now->second) : none});
+  }
+  for (const auto &[name, value] : new_members) {
+    if (old_values.count(name) == 0) changes.push_back({std::string(name), none, masked(secrets, "", value)});
+  }
+  return changes;
+}

@@ -1,0 +1,32 @@
+// Keeps secrets out of what is printed.
+#ifndef TESSERA_PREVIEW_SECRETS_H
+#define TESSERA_PREVIEW_SECRETS_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+
+// The secrets of a configuration, in every form in which the programs may write them.
+struct Secrets {
+  bool masks = true;                                             // false: everything is shown
+  std::unordered_set<std::string> forms;                         // the texts to hide wherever they stand
+  std::unordered_multimap<uint64_t, std::string_view> by_start;  // the same by their first bytes
+};
+
+// True for the name of a configuration key or file option whose value is a secret: its last word tells.
+bool is_secret_name(std::string_view name);
+
+// The secrets of the JSON document `config`: the texts under secret names. Of a document with an error, those before
+// it.
+Secrets find_secrets(const std::string &config);
+
+// `text`, the content of the file `path` ("" for what is no file), with a mark in place of each secret: of those that
+// `secrets` knows, and of whatever stands where the programs write one.
+std::string masked(const Secrets &secrets, const std::string &path, std::string_view text);
+
+// As masked, for two states of one file: the mark tells a secret that only one of them holds from one that both hold.
+void mask_states(const Secrets &secrets, const std::string &path, std::string &before, std::string &after);
+
+#endif

@@ -1,0 +1,64 @@
+#include "preview/store.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "preview/fail.h"
+
+Store open_store(const std::string &name) {
+  Store store;
+  store.name = name;
+  std::string path = name;
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  Directory existing = open_directory(AT_FDCWD, path.c_str());
+  if (existing != nullptr) {
+    if (next_entry(existing.get()) != nullptr) fail("%s: is not empty", name.c_str());
+    store.base = ".";
+    store.parent = Fd(dup(dirfd(existing.get())));
+  } else {
+    if (errno != ENOENT) fail_system("%s", name.c_str());
+    size_t slash = path.rfind('/');
+    store.base = path.substr(slash + 1);
+    std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    store.parent = Fd(open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  }
+  if (!store.parent.is_open()) fail_system("%s", name.c_str());
+  return store;
+}
+
+void store_files(const Store &store, const Tree &tree) {
+  // Short enough to be finished before a request to end is heard: no half of a tree stays behind.
+  sigset_t signals;
+  sigset_t old_signals;
+  sigemptyset(&signals);
+  for (int signal : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&signals, signal);
+  sigprocmask(SIG_BLOCK, &signals, &old_signals);
+  if (store.base != "." && mkdirat(store.parent.get(), store.base.c_str(), 0777) != 0) {
+    fail_system("%s", store.name.c_str());
+  }
+  Fd top(openat(store.parent.get(), store.base.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!top.is_open()) fail_system("%s", store.name.c_str());
+  // All names are made here, in an empty directory: none leads through a symbolic link.
+  for (const auto &[path, file] : tree) {
+    bool done;
+    if (S_ISDIR(file.mode)) {
+      done = mkdirat(top.get(), path.c_str(), 0700) == 0;
+    } else if (S_ISLNK(file.mode)) {
+      done = symlinkat(file.content.c_str(), top.get(), path.c_str()) == 0;
+    } else {
+      Fd fd(openat(top.get(), path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+      done = fd.is_open() && write_all(fd.get(), file.content) && fchmod(fd.get(), file.mode & 07777) == 0;
+    }
+    if (!done) fail_system("%s/%s", store.name.c_str(), path.c_str());
+  }
+  for (auto entry = tree.rbegin(); entry != tree.rend(); ++entry) {
+    const auto &[path, file] = *entry;
+    if (S_ISDIR(file.mode) && fchmodat(top.get(), path.c_str(), file.mode & 07777, 0) != 0) {
+      fail_system("%s/%s", store.name.c_str(), path.c_str());
+    }
+  }
+  sigprocmask(SIG_SETMASK, &old_signals, nullptr);
+}
