@@ -1,0 +1,28 @@
+#!/bin/sh
+# The manual pages: their markup, and whether a page and its program's --help name the same commands and options.
+#
+#   manual.sh BIN_DIRECTORY PAGE...
+set -u
+programs=$1
+shift
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mandoc -Tlint -Wwarning "$@"
+failed=$?
+
+# The commands of a program and the long options in a text.
+named() {
+  grep -oE "(^ *(Usage: )?$1 [a-z]+|--[a-z-]+)" | sed 's/Usage://; s/^ *//' | sort -u | grep -vx -e --help -e "$1 options"
+}
+
+for page; do
+  program=$(basename "$page" .8)
+  "$programs/$program" --help >"$work/help" 2>/dev/null
+  [ -s "$work/help" ] || continue # tessera takes any word for a service, and the page of a file has no program
+  named "$program" <"$work/help" >"$work/expected"
+  mandoc -Tascii "$page" | sed 's/.\x08//g' | named "$program" | diff -u "$work/expected" - || {
+    echo "$page: not what $program --help says"
+    failed=1
+  }
+done
+exit "$failed"
