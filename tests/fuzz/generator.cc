@@ -273,8 +273,9 @@ std::string tame(std::string_view text, bool many_lines) {
 // Makes any bytes a text that the loader accepts.
 std::string acceptable(std::string text, bool many_lines) {
   for (char &c : text) {
-    auto byte = static_cast<unsigned char>(c);
-    if ((byte < 0x20 && !(many_lines && strchr("\t\n\r", c) != nullptr)) || byte >= 0x7f) c = '~';
+    bool control = (c >= 0 && c < 0x20) || c == 0x7f;
+    bool line_end = c == '\t' || c == '\n' || c == '\r';
+    if (c < 0 || (control && !(many_lines && line_end))) c = '~';
   }
   for (size_t at; (at = text.find(secret_mark)) != text.npos;) text[at] = '~';  // a fuzzer learns from comparisons
   return text;
