@@ -4,6 +4,7 @@
 #include <cstring>
 #include <map>
 
+#include "main/print.h"
 #include "main/text.h"
 #include "network/network.h"
 
@@ -37,44 +38,62 @@ std::unique_ptr<PassthroughIndex> index_passthrough_sources(const NetworkNode *r
   return index;
 }
 
-bool tunnel_is_healthy(const char *tunnel_key) {
-  OwnedText passed(runt_get_string_pathf("vigil.ipsec_%s.passed", tunnel_key));
+// A formatted text. Most are one plain text, which is borrowed; `built` holds the others. Null when that fails.
+const char *format_text(OwnedText &built, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
+const char *format_text(OwnedText &built, const char *format, va_list arguments) {
+  if (strcmp(format, "%s") == 0) return or_empty(va_arg(arguments, const char *));
+  if (strchr(format, '%') == nullptr) return format;
+  char *text = nullptr;
+  if (vasprintf(&text, format, arguments) < 0) return nullptr;
+  built.reset(text);
+  return text;
+}
+
+// False for an IPsec tunnel whose watched link did not pass; nothing else is judged by it.
+bool tunnel_is_healthy(const ConfigNode *config) {
+  OwnedText path(config_path(config));
+  const size_t prefix_length = sizeof ipsec_tunnel_prefix - 1;
+  if (strncmp(or_empty(path.get()), ipsec_tunnel_prefix, prefix_length) != 0) return true;
+  OwnedText passed(runt_get_string_pathf("vigil.ipsec_%s.passed", path.get() + prefix_length));
   return equals(passed.get(), "y");
 }
 
 }  // namespace
 
 void uci_write_section(FILE *out, const char *type, const char *name_format, ...) {
-  fprintf(out, "\nconfig %s ", type);
+  OwnedText built;
   va_list arguments;
   va_start(arguments, name_format);
-  vfprintf(out, name_format, arguments);
+  const char *name = format_text(built, name_format, arguments);
   va_end(arguments);
-  fputc('\n', out);
+  print(out, {"\nconfig ", type, " ", or_empty(name), "\n"});
 }
 
 void uci_write_section_anon(FILE *out, const char *type) {
-  fprintf(out, "\nconfig %s\n", type);
+  print(out, {"\nconfig ", type, "\n"});
 }
 
 void uci_write_option(FILE *out, const char *name, const char *value_format, ...) {
-  char *formatted = nullptr;
+  OwnedText built;
   va_list arguments;
   va_start(arguments, value_format);
-  int length = vasprintf(&formatted, value_format, arguments);
+  const char *value = format_text(built, value_format, arguments);
   va_end(arguments);
-  if (length < 0) return;
-  OwnedText value(formatted);
-  OwnedText escaped(escape(value.get(), uci_escape_table));
-  fprintf(out, "\toption %s \"%s\"\n", name, or_empty(escaped.get()));
+  if (value == nullptr) return;
+  OwnedText escaped;
+  if (strpbrk(value, "\"\\\n") != nullptr) {
+    escaped.reset(escape(value, uci_escape_table));
+    value = or_empty(escaped.get());
+  }
+  print(out, {"\toption ", name, " \"", value, "\"\n"});
 }
 
 void uci_write_option_int(FILE *out, const char *name, int32_t value) {
-  fprintf(out, "\toption %s %d\n", name, value);
+  print(out, {"\toption ", name, " ", Decimal(value), "\n"});
 }
 
 void uci_write_option_bool(FILE *out, const char *name, bool value) {
-  fprintf(out, "\toption %s %d\n", name, value ? 1 : 0);
+  print(out, {"\toption ", name, value ? " 1\n" : " 0\n"});
 }
 
 void uci_write_option_text(FILE *out, const char *name, const ConfigNode *config, const char *key) {
@@ -87,7 +106,7 @@ void uci_write_option_list(FILE *out, const char *name, char *const *list, const
 }
 
 void uci_write_list_entry(FILE *out, const char *name, const char *value) {
-  fprintf(out, "\tlist %s \"%s\"\n", name, or_empty(value));
+  print(out, {"\tlist ", name, " \"", or_empty(value), "\"\n"});
 }
 
 void uci_write_options(FILE *out, const ConfigNode *config, const OptionRow *rows) {
@@ -110,9 +129,10 @@ void uci_write_options(FILE *out, const ConfigNode *config, const OptionRow *row
 }
 
 void uci_write_address(FILE *out, const char *address_option, const char *length_option, const char *address) {
-  OwnedList pieces(sl_split(address, '/'));
-  if (sl_len(pieces.get()) > 0) uci_write_option(out, address_option, "%s", pieces.get()[0]);
-  if (sl_len(pieces.get()) > 1) uci_write_option(out, length_option, "%s", pieces.get()[1]);
+  if (address == nullptr) return;
+  uci_write_option(out, address_option, "%s", text_before(address, '/').c_str());
+  const char *slash = strchr(address, '/');
+  if (slash != nullptr) uci_write_option(out, length_option, "%s", text_before(slash + 1, '/').c_str());
 }
 
 void uci_write_interface_section(FILE *out, const NetworkNode *node) {
@@ -127,11 +147,7 @@ void uci_write_ifname(FILE *out, const NetworkNode *node) {
 void uci_write_metric(FILE *out, const ConfigNode *config) {
   int32_t metric = config_get_int(config, "metric");
   if (metric == 0) return;
-  OwnedText path(config_path(config));
-  const size_t prefix_length = sizeof ipsec_tunnel_prefix - 1;
-  if (strncmp(or_empty(path.get()), ipsec_tunnel_prefix, prefix_length) == 0 &&
-      config_get_bool(config, "vigil.enable") && !tunnel_is_healthy(path.get() + prefix_length))
-    metric = worst_metric;
+  if (config_get_bool(config, "vigil.enable") && !tunnel_is_healthy(config)) metric = worst_metric;
   uci_write_option_int(out, "metric", metric);
 }
 
