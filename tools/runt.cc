@@ -17,6 +17,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "config/characters.h"
 #include "platform/tools.h"
 #include "runt/store.h"
 
@@ -37,46 +38,42 @@ using OwnedText = std::unique_ptr<char, FreeText>;
 using OwnedList = std::unique_ptr<char *, FreeList>;
 using OwnedStream = std::unique_ptr<FILE, CloseStream>;
 
+bool is_utf8(const std::string &text) {
+  return find_invalid_utf8(text.c_str(), static_cast<uint32_t>(text.size()), 0) == no_position;
+}
+
 constexpr char key_rule[] = "expected a key of at most 500 bytes, one or more names joined by \".\"";
+constexpr char stored_key_rule[] = "expected a key in UTF-8 without control characters";
+
+std::string in_quotes(const std::string &key) {
+  return "\"" + printable(key) + "\"";
+}
 
 bool check_key(const char *key) {
   StoredKey encoded;
   if (runt_encode_key(key, &encoded)) return true;
-  fprintf(stderr, "runt: \"%s\": %s\n", key, key_rule);
+  fprintf(stderr, "runt: %s: %s\n", in_quotes(key).c_str(), key_rule);
   return false;
 }
 
-// The length of the UTF-8 sequence that `text` starts with; 0 when it starts with none.
-size_t utf8_sequence(std::string_view text) {
-  static constexpr struct {
-    unsigned char first, last;                // the leading bytes of the row
-    unsigned char second_first, second_last;  // what may follow: neither overlong forms nor surrogates
-    size_t length;
-  } rows[] = {{0x00, 0x7F, 0x00, 0x00, 1}, {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
-              {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3},
-              {0xF0, 0xF0, 0x90, 0xBF, 4}, {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4}};
-  auto byte = [text](size_t index) { return static_cast<unsigned char>(text[index]); };
-  for (const auto &row : rows) {
-    if (byte(0) < row.first || byte(0) > row.last) continue;
-    if (text.size() < row.length) return 0;
-    if (row.length > 1 && (byte(1) < row.second_first || byte(1) > row.second_last)) return 0;
-    for (size_t index = 2; index < row.length; index++) {
-      if ((byte(index) & 0xC0) != 0x80) return 0;
-    }
-    return row.length;
-  }
-  return 0;
+// What keeps a key from being stored here, though the store would take it: no one could name it. Null for a good key.
+const char *key_trouble(const std::string &key) {
+  StoredKey encoded;
+  if (holds_control(key.data(), key.size()) || !is_utf8(key)) return stored_key_rule;
+  return runt_encode_key(key.c_str(), &encoded) ? nullptr : key_rule;
 }
 
 // The text with U+FFFD for every byte that is not UTF-8.
-std::string repair_utf8(std::string_view text) {
+std::string repair_utf8(const std::string &text) {
+  const auto size = static_cast<uint32_t>(text.size());
   std::string repaired;
-  while (!text.empty()) {
-    size_t length = utf8_sequence(text);
-    repaired += length > 0 ? text.substr(0, length) : "\xEF\xBF\xBD";
-    text.remove_prefix(length > 0 ? length : 1);
+  for (uint32_t at = 0;; at++) {
+    uint32_t invalid = find_invalid_utf8(text.c_str(), size, at);
+    repaired.append(text, at, (invalid == no_position ? size : invalid) - at);
+    if (invalid == no_position) return repaired;
+    repaired += "\xEF\xBF\xBD";
+    at = invalid;
   }
-  return repaired;
 }
 
 // Ends a change: reports its failure.
@@ -95,10 +92,10 @@ int get(char **arguments) {
 }
 
 int set(char **arguments) {
-  if (!check_key(arguments[0])) return failed;
-  for (const char *text : {arguments[0], arguments[1]}) {
-    if (repair_utf8(text) == text) continue;
-    fprintf(stderr, "runt: %s: expected UTF-8\n", arguments[0]);
+  const char *trouble = key_trouble(arguments[0]);
+  if (trouble == nullptr && !is_utf8(arguments[1])) trouble = "expected a value in UTF-8";
+  if (trouble != nullptr) {
+    fprintf(stderr, "runt: %s: %s\n", in_quotes(arguments[0]).c_str(), trouble);
     return failed;
   }
   return finish(runt_set_string_pathf(arguments[1], "%s", arguments[0]), arguments[0]);
@@ -192,10 +189,7 @@ struct FactsReader {
   }
   bool Key(const char *bytes, rapidjson::SizeType length, bool /*copy*/) {
     std::string key(bytes, length);
-    StoredKey encoded;
-    if (key.size() != strlen(key.c_str()) || !runt_encode_key(key.c_str(), &encoded)) {
-      return refuse("\"" + key + "\": " + key_rule);
-    }
+    if (const char *reason = key_trouble(key); reason != nullptr) return refuse(in_quotes(key) + ": " + reason);
     if (!seen.insert(key).second) return refuse(key + ": expected each key once");
     facts.push_back({std::move(key), {}});
     return accept();
@@ -205,6 +199,9 @@ struct FactsReader {
     if (memchr(bytes, '\0', length) != nullptr)
       return refuse(facts.back().key + ": expected a text without zero bytes");
     facts.back().value.assign(bytes, length);
+    // The reader lets the second half of a pair pass that has no first one.
+    if (!is_utf8(facts.back().value))
+      return refuse(facts.back().key + ": half of a surrogate pair, which is no character");
     return accept();
   }
   bool EndObject(rapidjson::SizeType /*members*/) { return accept(); }

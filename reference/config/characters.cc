@@ -1,6 +1,7 @@
 #include "config/characters.h"
 
 #include <limits.h>
+#include <stdio.h>
 #include <string.h>
 
 #include <algorithm>
@@ -75,6 +76,27 @@ bool holds_control(const char *text, size_t length) {
 
 bool holds_control_but_lines(const char *text, size_t length) {
   return std::any_of(text, text + length, [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; });
+}
+
+std::string printable(std::string_view text) {
+  constexpr size_t longest = 80;
+  const std::string ended(text);
+  const auto size = static_cast<uint32_t>(ended.size());
+  std::string shown;
+  uint32_t invalid = find_invalid_utf8(ended.c_str(), size, 0);
+  for (uint32_t at = 0; at < size; at++) {
+    auto byte = static_cast<unsigned char>(ended[at]);
+    if (shown.size() >= longest && (byte & 0xC0) != 0x80) return shown + "...";
+    if (is_control(ended[at]) || at == invalid) {
+      char code[8];
+      snprintf(code, sizeof code, "\\x%02x", byte);
+      shown += code;
+      if (at == invalid) invalid = find_invalid_utf8(ended.c_str(), size, at + 1);
+    } else {
+      shown += ended[at];
+    }
+  }
+  return shown;
 }
 
 bool is_entry_name(const char *name, size_t length, bool hyphen) {

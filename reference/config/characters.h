@@ -5,10 +5,13 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <string>
+#include <string_view>
+
 inline constexpr uint32_t no_position = UINT32_MAX;
 
-// Where the first byte stands that is not UTF-8; no_position when there is none. Up to 3 zero bytes behind the text are
-// read.
+// Where the first byte from `from` on stands that is not UTF-8; no_position when there is none. A zero byte has to
+// stand behind the text.
 uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from);
 
 // True when what is not UTF-8 at `text` is the form that half of a surrogate pair would have.
@@ -17,6 +20,9 @@ bool is_surrogate(const char *text);
 // True for a text that holds a byte below 0x20 or 0x7F; the second form lets tabs and line ends pass.
 bool holds_control(const char *text, size_t length);
 bool holds_control_but_lines(const char *text, size_t length);
+
+// The text as it may stand in a message: no control characters, nothing that is not UTF-8, a long one cut.
+std::string printable(std::string_view text);
 
 // True for a name that an entry of a map may have.
 bool is_entry_name(const char *name, size_t length, bool hyphen);

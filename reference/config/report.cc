@@ -86,28 +86,6 @@ void accept_document(Document &document) {
   document.held.clear();
 }
 
-std::string printable(const char *text) {
-  constexpr size_t longest = 80;
-  size_t length = strlen(text);
-  std::string padded(text, length);
-  padded.append(3, '\0');  // so far does the search for invalid bytes read
-  std::string shown;
-  uint32_t invalid = find_invalid_utf8(padded.data(), static_cast<uint32_t>(length), 0);
-  for (uint32_t at = 0; at < length; at++) {
-    auto byte = static_cast<unsigned char>(text[at]);
-    if (shown.size() >= longest && (byte & 0xC0) != 0x80) return shown + "...";
-    if (byte < 0x20 || byte == 0x7F || at == invalid) {
-      char code[8];
-      snprintf(code, sizeof code, "\\x%02x", byte);
-      shown += code;
-      if (at == invalid) invalid = find_invalid_utf8(padded.data(), static_cast<uint32_t>(length), at + 1);
-    } else {
-      shown += text[at];
-    }
-  }
-  return shown;
-}
-
 void append_component(std::string &path, const std::string &component) {
   if (!path.empty()) path += '.';
   path += component;

@@ -28,9 +28,6 @@ struct Finding {
 // doing.
 void config_report(const ConfigNode *node, Grade grade, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
-// The text as it may stand in a message: no control characters, nothing that is not UTF-8, a long one cut.
-std::string printable(const char *text);
-
 // Loads the document at `path`. Without `findings` this is what a run does: the first refused finding is logged and
 // null returned. With it every finding is added to the list, and a refused document still gives a tree, in which empty
 // values stand for the refused ones, unless its syntax is broken; later config_report calls on its nodes are collected

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "config/characters.h"
 #include "config/report.h"
 #include "network/model.h"
 #include "network/rules.h"

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "config/characters.h"
 #include "config/report.h"
 
 namespace {
