@@ -4,7 +4,7 @@ CONFIGURE = cmake --preset
 EXAMPLE = examples/branch-office
 quiet = >build/$(1).log 2>&1 || { cat build/$(1).log >&2; exit 1; }
 
-.PHONY: run build test lint format fuzz bench setup-build setup-test setup-bench clean
+.PHONY: run build test lint format fuzz bench cross setup-build setup-test setup-bench setup-cross clean
 
 # The files of every service for the example router, from the shipped build.
 run: setup-build
@@ -55,6 +55,13 @@ bench: setup-bench
 	@bench/sizes.sh build >>build/bench.md
 	@cat build/bench.md
 
+# Builds for other processors, and runs the unit and golden tests in emulators. "make bench" then shows those sizes too.
+ARCHITECTURES = arm64 armhf mipsel s390x
+cross: setup-cross
+	@mkdir -p build
+	@{ $(CONFIGURE) release && $(BUILD) release; } $(call quiet,release)
+	@tools/cross.sh $(ARCHITECTURES)
+
 setup-build:
 	@tools/setup.sh build
 
@@ -63,6 +70,9 @@ setup-test:
 
 setup-bench:
 	@tools/setup.sh build bench
+
+setup-cross:
+	@tools/setup.sh build cross
 
 clean:
 	rm -rf build

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs the Debian packages that are missing for the given purposes (build, test, bench); says nothing and calls no
-# package manager when all are there.
+# Installs the Debian packages that are missing for the given purposes (build, test, bench, cross); says nothing and
+# calls no package manager when all are there.
 set -eu
 
 build_packages='
@@ -19,6 +19,10 @@ bench_packages='
   busybox-static netplan.io python3-jinja2
   python3 strace valgrind
 '
+cross_packages='
+  g++-aarch64-linux-gnu g++-arm-linux-gnueabihf g++-mipsel-linux-gnu g++-s390x-linux-gnu
+  qemu-user
+'
 
 wanted=
 for purpose in "$@"; do
@@ -26,7 +30,8 @@ for purpose in "$@"; do
     build) wanted="$wanted $build_packages" ;;
     test) wanted="$wanted $test_packages" ;;
     bench) wanted="$wanted $bench_packages" ;;
-    *) echo "usage: setup.sh [build] [test] [bench]" >&2; exit 2 ;;
+    cross) wanted="$wanted $cross_packages" ;;
+    *) echo "usage: setup.sh [build] [test] [bench] [cross]" >&2; exit 2 ;;
   esac
 done
 

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -247,6 +249,11 @@ int ended_by(pid_t pid) {
 }
 
 TEST_F(Runt, ReadersSeeWholeBatches) {
+  void *head;
+  size_t size;
+  if (syscall(SYS_get_robust_list, 0, &head, &size) != 0) {
+    GTEST_SKIP() << "no robust locks here (an emulated processor): those of a killed process stay taken";
+  }
   ASSERT_EQ(write_batch(0, [] {}), 0);
   runt_deinit();
   pid_t readers[3];
