@@ -61,6 +61,12 @@ rm /run/pam-verdict/*
 expect "other is refused" "$(attempt other authenticate)" no
 expect "tunnel user" "$(attempt openvpn authenticate)" yes
 
+# The stacks of the example routers.
+for example in "$SOURCE"/examples/*/config.json; do
+  configure "$(jq '.auth // {}' "$example")"
+  expect "$example" "$(attempt sshd authenticate) $(attempt httpd acct_mgmt) $(attempt other authenticate)" "yes yes no"
+done
+
 # Not authoritative: whatever the servers say but yes, the next method is asked.
 configure_servers false
 verdict radius_auth.so.auth $auth_err
