@@ -55,7 +55,12 @@ void write_text(const char *path, const std::string &text) {
 
 // As fork, with namespaces of its own for the child.
 pid_t fork_into(int namespaces) {
-  return static_cast<pid_t>(syscall(SYS_clone, namespaces | SIGCHLD, nullptr, nullptr, nullptr, nullptr));
+  unsigned long flags = static_cast<unsigned long>(namespaces) | SIGCHLD;
+#ifdef __s390__  // the flags come second
+  return static_cast<pid_t>(syscall(SYS_clone, nullptr, flags, nullptr, nullptr, nullptr));
+#else
+  return static_cast<pid_t>(syscall(SYS_clone, flags, nullptr, nullptr, nullptr, nullptr));
+#endif
 }
 
 [[noreturn]] void be_apart(const std::function<int()> &work, int parent_lives) {
