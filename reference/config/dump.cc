@@ -11,14 +11,13 @@ void dump_text(std::string &out, const char *text) {
   static constexpr char escapes[] = "\b\f\n\r\t\"\\";
   static constexpr char letters[] = "bfnrt\"\\";
   out += '"';
-  for (; *text != '\0'; text++) {
-    const char *escape = strchr(escapes, *text);
-    if (escape != nullptr) {
-      out += '\\';
-      out += letters[escape - escapes];
-    } else {
-      out += *text;
-    }
+  for (;;) {
+    const size_t plain = strcspn(text, escapes);
+    out.append(text, plain);
+    text += plain;
+    if (*text == '\0') break;
+    out += '\\';
+    out += letters[strchr(escapes, *text++) - escapes];
   }
   out += '"';
 }

@@ -9,12 +9,6 @@
 
 namespace {
 
-// What a path names: its row in the schema, and the node when the document holds it.
-struct Target {
-  uint16_t row;
-  const ConfigNode *node;
-};
-
 const Document &document_of(const ConfigNode *node) {
   return *header_of(node).document;
 }
@@ -41,9 +35,11 @@ struct Component {
 inline const ConfigNode *find_member(const ConfigNode *object, Component &component) {
   const char *name = component.name;
   uint32_t count = object->value.children.count;
+  const auto first = static_cast<unsigned char>(*name);
   for (const Cell *cell = cell_at(nth_child(object, 0)); count > 0; count--, cell++) {
-    const char *own = schema_name(row_of(&cell->node));
-    if (*own != *name) continue;
+    const SchemaRow &row = row_of(&cell->node);
+    if (static_cast<unsigned char>(row.tag) != first) continue;
+    const char *own = schema_name(row);
     size_t at = 1;
     while (own[at] != '\0' && own[at] == name[at]) at++;
     if (own[at] != '\0' || (name[at] != '\0' && name[at] != component.separator)) continue;
@@ -86,43 +82,52 @@ bool read_index(const char *digits, size_t length, size_t *index) {
   return true;
 }
 
-// One step down: from a row of the schema, and the node that has it when the document holds one.
-[[gnu::always_inline]] inline Target step(uint16_t from, const ConfigNode *node, Component &component) {
-  const SchemaRow &row = schema_row(from);
-  if (row.kind == Kind::object) {
-    const ConfigNode *member = node != nullptr ? find_member(node, component) : nullptr;
-    if (member != nullptr) return {member->row, member};
-    unsigned number = schema_member(row, component.name, component.length(), 0);
-    return {number < row.count ? static_cast<uint16_t>(row.child + number) : schema_ignored, nullptr};
-  }
+// One step down; null when the document does not hold that child.
+inline const ConfigNode *find_child(const ConfigNode *node, Component &component) {
+  Kind kind = row_of(node).kind;
+  if (kind == Kind::object) return find_member(node, component);
   size_t length = component.length();
-  if (length == 0) return {schema_ignored, nullptr};
-  if (row.kind == Kind::map) {
-    return {row.child, node != nullptr ? find_entry(node, component.name, length) : nullptr};
-  }
+  if (kind == Kind::map) return find_entry(node, component.name, length);
   size_t index = 0;
-  if (row.kind == Kind::array && read_index(component.name, length, &index)) {
-    return {row.child, node != nullptr ? child_at(node, index) : nullptr};
-  }
-  return {schema_ignored, nullptr};
+  return kind == Kind::array && read_index(component.name, length, &index) ? child_at(node, index) : nullptr;
 }
 
-Target resolve(const ConfigNode *node, const char *path, char separator = '.') {
-  if (node == nullptr) return {schema_ignored, nullptr};
-  Target target{node->row, node};
-  if (*path == '\0') return target;
+// The node at a path; null when the document does not hold it.
+const ConfigNode *find(const ConfigNode *node, const char *path, char separator = '.') {
+  if (node == nullptr || *path == '\0') return node;
   for (;;) {
     Component component{path, separator};
-    target = step(target.row, target.node, component);
-    if (target.row == schema_ignored || *component.end == '\0') return target;
+    node = find_child(node, component);
+    if (node == nullptr || component.end[0] == '\0') return node;
+    path = component.end + 1;
+  }
+}
+
+// What the schema says about a path of which the document holds nothing, or only a part.
+uint16_t find_row(uint16_t from, const char *path) {
+  for (;;) {
+    Component component{path, '.'};
+    size_t length = component.length();
+    const SchemaRow &row = schema_row(from);
+    size_t index = 0;
+    if (row.kind == Kind::object) {
+      unsigned number = schema_member(row, component.name, length, 0);
+      if (number == row.count) return schema_ignored;
+      from = static_cast<uint16_t>(row.child + number);
+    } else if (row.kind == Kind::map || (row.kind == Kind::array && read_index(component.name, length, &index))) {
+      from = row.child;
+    } else {
+      return schema_ignored;
+    }
+    if (*component.end == '\0') return from;
     path = component.end + 1;
   }
 }
 
 // The leaf at a path when it is of that kind and the document holds it.
 const ConfigNode *leaf(const ConfigNode *node, const char *path, Kind kind) {
-  Target target = resolve(node, path);
-  return target.node != nullptr && row_of(target.node).kind == kind ? target.node : nullptr;
+  const ConfigNode *found = find(node, path);
+  return found != nullptr && row_of(found).kind == kind ? found : nullptr;
 }
 
 bool holds_text(Kind kind) {
@@ -154,14 +159,14 @@ int64_t milliseconds(const ConfigNode *node, const char *path) {
 }  // namespace
 
 const ConfigNode *find_by_reference(const ConfigNode *root, const char *text) {
-  return *text == '/' && text[1] != '\0' ? resolve(root, text + 1, '/').node : nullptr;
+  return *text == '/' && text[1] != '\0' ? find(root, text + 1, '/') : nullptr;
 }
 
 const char *config_get_string(const ConfigNode *node, const char *path) {
   if (node == nullptr) return "";
-  Target target = resolve(node, path);
-  if (!holds_text(schema_row(target.row).kind)) return nullptr;
-  return target.node != nullptr ? target.node->value.text : "";
+  const ConfigNode *found = find(node, path);
+  if (found != nullptr) return holds_text(row_of(found).kind) ? found->value.text : nullptr;
+  return holds_text(schema_row(find_row(node->row, path)).kind) ? "" : nullptr;
 }
 
 bool config_get_bool(const ConfigNode *node, const char *path) {
@@ -200,7 +205,7 @@ char **config_get_string_list(const ConfigNode *node, const char *path) {
 }
 
 const ConfigNode *config_get_ref(const ConfigNode *node, const char *path) {
-  return referenced(resolve(node, path).node);
+  return referenced(find(node, path));
 }
 
 bool config_has_key(const ConfigNode *object, const char *key) {
@@ -212,7 +217,7 @@ bool config_object_has_key(const ConfigNode *node, const char *path, const char 
 }
 
 const ConfigNode *config_object(const ConfigNode *node, const char *path) {
-  const ConfigNode *found = resolve(node, path).node;
+  const ConfigNode *found = find(node, path);
   return is_object(found) ? found : nullptr;
 }
 
@@ -227,7 +232,7 @@ const ConfigNode *config_object_next(const ConfigNode *member) {
 const ConfigNode *config_object_get(const ConfigNode *object, const char *key) {
   if (!is_object(object)) return nullptr;
   Component component{key, '\0'};
-  return step(object->row, object, component).node;
+  return find_child(object, component);
 }
 
 const char *config_string_get(const ConfigNode *leaf) {
@@ -239,7 +244,7 @@ int32_t config_int_get(const ConfigNode *leaf) {
 }
 
 const ConfigNode *config_array(const ConfigNode *node, const char *path) {
-  const ConfigNode *found = resolve(node, path).node;
+  const ConfigNode *found = find(node, path);
   return is_array(found) ? found : nullptr;
 }
 
@@ -269,7 +274,7 @@ const ConfigNode *config_array_object(const ConfigNode *array, size_t index) {
 }
 
 const ConfigNode *config_lookup(const ConfigNode *node, const char *path) {
-  return resolve(node, path).node;
+  return find(node, path);
 }
 
 const ConfigNode *config_node_get_root(const ConfigNode *node) {

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "dnsmasq/dnsmasq.h"
+#include "main/print.h"
 #include "main/text.h"
 #include "main/text_set.h"
 #include "platform/config.h"
@@ -203,25 +204,23 @@ void write_static_leases(FILE *file, const char *name, const ConfigNode *advance
   TextSet used;
   std::string text;
   std::string mac;
+  const std::string line_end = std::string(",net:") + name + "\n";
   for (const ConfigNode *lease = config_array_first(leases); lease != nullptr; lease = config_array_next(lease)) {
     bool by_mac = equals(config_get_string(lease, "type"), "mac");
     const char *host = text_at(lease, "name");
     const char *ip = text_at(lease, "ip");
-    const char *id;
-    if (by_mac) {
-      mac = text_at(lease, "mac");
+    const char *id = text_at(lease, by_mac ? "mac" : "device");
+    if (by_mac && strchr(id, '-') != nullptr) {
+      mac = id;
       std::replace(mac.begin(), mac.end(), '-', ':');
       id = mac.c_str();
-    } else {
-      id = text_at(lease, "device");
     }
     if (!used.insert(ip)) {
       log_error("Duplicate static IP detected; IP address '%s' for '%s' ignored.", ip, is_set(host) ? host : id);
       continue;
     }
-    text.append(by_mac ? "dhcp-host=" : "dhcp-host=id:").append(id);
-    if (is_set(host)) text.append(",").append(host);
-    text.append(",").append(ip).append(",net:").append(name).append("\n");
+    append_pieces(
+        text, {by_mac ? "dhcp-host=" : "dhcp-host=id:", id, is_set(host) ? "," : "", host, ",", ip, line_end.c_str()});
   }
   write_text(file, text);
 }
