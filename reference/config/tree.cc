@@ -83,7 +83,7 @@ bool read_index(const char *digits, size_t length, size_t *index) {
 }
 
 // One step down; null when the document does not hold that child.
-inline const ConfigNode *find_child(const ConfigNode *node, Component &component) {
+[[gnu::always_inline]] inline const ConfigNode *find_child(const ConfigNode *node, Component &component) {
   Kind kind = row_of(node).kind;
   if (kind == Kind::object) return find_member(node, component);
   size_t length = component.length();

@@ -8,6 +8,7 @@
 
 #include "main/mappers.h"
 #include "main/owned.h"
+#include "main/print.h"
 #include "platform/config.h"
 #include "platform/tools.h"
 
@@ -83,7 +84,7 @@ const EscapePair bracket_escape_table[] = {{"]", "\\]"}, {nullptr, nullptr}};
 
 void write_rules(FILE *stream, const char *const *services, const char *const *rules) {
   for (const char *const *service = services; *service != nullptr; service++)
-    for (const char *const *rule = rules; *rule != nullptr; rule++) fprintf(stream, "%s %s\n", *service, *rule);
+    for (const char *const *rule = rules; *rule != nullptr; rule++) print(stream, {*service, " ", *rule, "\n"});
 }
 
 bool has_entries(const ConfigNode *root, const char *path) {
@@ -144,14 +145,16 @@ struct RadiusMethod {
 };
 
 void pam_write_radius(FILE *stream, const RadiusMethod &radius, const char *service) {
-  fprintf(stream, "%s auth %s pam_radius_auth.so try_first_pass %s %s localifdown %s%s conf=%s\n", service,
-          radius.authoritative ? ctl_auth_strict : ctl_auth, radius.debug, radius.message_authenticator,
-          is_set(radius.nas_id) ? "client_id=" : "", radius.nas_id, radius_conf_path);
-  fprintf(stream, "%s account %s pam_radius_auth.so try_first_pass %s conf=%s\n", service,
-          radius.authoritative ? ctl_account_strict : ctl_account, radius.message_authenticator, radius_conf_path);
-  fprintf(stream, "%s %s\n", service, group_alias_rule);
-  fprintf(stream, "%s session optional pam_radius_auth.so try_first_pass %s conf=%s\n", service,
-          radius.message_authenticator, radius_conf_path);
+  print(stream,
+        {service, " auth ", radius.authoritative ? ctl_auth_strict : ctl_auth, " pam_radius_auth.so try_first_pass ",
+         radius.debug, " ", radius.message_authenticator, " localifdown ", is_set(radius.nas_id) ? "client_id=" : "",
+         radius.nas_id, " conf=", radius_conf_path, "\n"});
+  print(stream,
+        {service, " account ", radius.authoritative ? ctl_account_strict : ctl_account,
+         " pam_radius_auth.so try_first_pass ", radius.message_authenticator, " conf=", radius_conf_path, "\n"});
+  print(stream, {service, " ", group_alias_rule, "\n"});
+  print(stream, {service, " session optional pam_radius_auth.so try_first_pass ", radius.message_authenticator,
+                 " conf=", radius_conf_path, "\n"});
 }
 
 void write_radius_servers(FILE *stream, const ConfigNode *servers) {
@@ -159,8 +162,8 @@ void write_radius_servers(FILE *stream, const ConfigNode *servers) {
     const char *host = or_empty(config_get_string(server, "hostname"));
     bool is_ipv6 = strchr(host, ':') != nullptr;
     OwnedText secret = escape_secret(server);
-    fprintf(stream, "%s%s%s:%d %s %d\n", is_ipv6 ? "[" : "", host, is_ipv6 ? "]" : "", config_get_int(server, "port"),
-            or_empty(secret.get()), config_get_int(server, "timeout"));
+    print(stream, {is_ipv6 ? "[" : "", host, is_ipv6 ? "]" : "", ":", Decimal(config_get_int(server, "port")), " ",
+                   or_empty(secret.get()), " ", Decimal(config_get_int(server, "timeout")), "\n"});
   }
 }
 
@@ -190,7 +193,7 @@ void pam_write_ldap(FILE *stream, const ConfigNode *ldap, const char *service) {
           ldap_conf_path);
   fprintf(stream, "%s account %s pam_ldap.so try_first_pass config=%s\n", service,
           authoritative ? ctl_account_strict : ctl_account, ldap_conf_path);
-  fprintf(stream, "%s %s\n", service, group_alias_rule);
+  print(stream, {service, " ", group_alias_rule, "\n"});
   fprintf(stream, "%s session optional pam_ldap.so try_first_pass config=%s\n", service, ldap_conf_path);
 }
 
@@ -200,8 +203,8 @@ void write_ldap_client(FILE *stream, const ConfigNode *ldap) {
   fputs("uri", stream);
   for (const ConfigNode *server = config_array_first(config_array(ldap, "server")); server != nullptr;
        server = config_array_next(server)) {
-    fprintf(stream, " ldap%s://%s:%d", scheme_suffix, or_empty(config_get_string(server, "hostname")),
-            config_get_int(server, "port"));
+    print(stream, {" ldap", scheme_suffix, "://", or_empty(config_get_string(server, "hostname")), ":",
+                   Decimal(config_get_int(server, "port"))});
   }
   fprintf(stream, "\nbase %s\n", or_empty(config_get_string(ldap, "base_dn")));
   fprintf(stream, "pam_login_attribute %s\n", or_empty(config_get_string(ldap, "login_attribute")));
@@ -241,10 +244,11 @@ std::string tacacs_servers_text(const ConfigNode *servers) {
   std::string text;
   for (const ConfigNode *server = config_array_first(servers); server != nullptr; server = config_array_next(server)) {
     OwnedText secret = escape_secret(server);
-    text += format(" server=%s:%d [secret=%s] ", or_empty(config_get_string(server, "hostname")),
-                   config_get_int(server, "port"), or_empty(secret.get()));
+    append_pieces(text, {" server=", or_empty(config_get_string(server, "hostname")), ":",
+                         Decimal(config_get_int(server, "port")), " [secret=", or_empty(secret.get()), "] "});
   }
-  return text + "\n";
+  text += '\n';
+  return text;
 }
 
 void pam_write_tacacs(FILE *stream, const TacacsMethod &tacacs, const char *service, const char *protocol) {
@@ -253,7 +257,7 @@ void pam_write_tacacs(FILE *stream, const TacacsMethod &tacacs, const char *serv
   fprintf(stream, "%s account %s pam_tacplus.so debug try_first_pass login=pap service=%s protocol=%s groupname=%s%s",
           service, tacacs.authoritative ? ctl_account_strict : ctl_account, tacacs.service, protocol,
           tacacs.group_attribute, tacacs.servers.c_str());
-  fprintf(stream, "%s %s\n", service, group_alias_rule);
+  print(stream, {service, " ", group_alias_rule, "\n"});
   fprintf(stream, "%s session optional pam_tacplus.so debug try_first_pass login=pap service=%s protocol=%s%s", service,
           tacacs.service, protocol, tacacs.servers.c_str());
 }
