@@ -87,6 +87,7 @@ bool read_index(const char *digits, size_t length, size_t *index) {
   Kind kind = row_of(node).kind;
   if (kind == Kind::object) return find_member(node, component);
   size_t length = component.length();
+  if (length == 0) return nullptr;
   if (kind == Kind::map) return find_entry(node, component.name, length);
   size_t index = 0;
   return kind == Kind::array && read_index(component.name, length, &index) ? child_at(node, index) : nullptr;
@@ -108,6 +109,7 @@ uint16_t find_row(uint16_t from, const char *path) {
   for (;;) {
     Component component{path, '.'};
     size_t length = component.length();
+    if (length == 0) return schema_ignored;
     const SchemaRow &row = schema_row(from);
     size_t index = 0;
     if (row.kind == Kind::object) {
