@@ -5,6 +5,7 @@
 #include "ipsec/notation.h"
 #include "ipsec/proposals.h"
 #include "ipsec/tunnel.h"
+#include "main/print.h"
 
 namespace {
 
@@ -81,34 +82,34 @@ std::string weight_list(const ConfigNode *config, const TunnelContext &tunnel) {
 
 void write_kind(const Section &section) {
   const char *mode = text_at(section.config, "mode");
-  fprintf(section.out, "\ttype=%s\n", mode);
-  fprintf(section.out, "\tkeyexchange=%s\n", text_at(section.config, "ike.version"));
-  fprintf(section.out, "\tfragmentation=%s\n",
-          daemon_word(fragmentation_words, text_at(section.config, "ike.fragmentation"), "yes"));
+  print(section.out, {"\ttype=", mode, "\n"});
+  print(section.out, {"\tkeyexchange=", text_at(section.config, "ike.version"), "\n"});
+  print(section.out, {"\tfragmentation=",
+                      daemon_word(fragmentation_words, text_at(section.config, "ike.fragmentation"), "yes"), "\n"});
   fputs("\tkeyingtries=1\n", section.out);
-  if (!equals(mode, "transport")) fprintf(section.out, "\tif_id=%d\n", section.tunnel.index);
+  if (!equals(mode, "transport")) print(section.out, {"\tif_id=", Decimal(section.tunnel.index), "\n"});
 }
 
 void write_ends(const Section &section) {
   const TunnelContext &tunnel = section.tunnel;
-  fprintf(section.out, "\tleft=%s\n", tunnel.left.c_str());
-  fprintf(section.out, "\tright=%s\n", tunnel.right.c_str());
+  print(section.out, {"\tleft=", tunnel.left.c_str(), "\n"});
+  print(section.out, {"\tright=", tunnel.right.c_str(), "\n"});
   const char *selection = text_at(section.config, "remote.peer_selection");
   if (equals(selection, "weighted")) {
     std::string weights = weight_list(section.config, tunnel);
     if (!weights.empty()) fprintf(section.out, "\trighthostsweight=%s\n", weights.c_str());
   }
-  fprintf(section.out, "\trighthostssequence=%s\n", daemon_word(sequence_words, selection, selection));
+  print(section.out, {"\trighthostssequence=", daemon_word(sequence_words, selection, selection), "\n"});
 }
 
 void write_identities(const Section &section) {
   const TunnelContext &tunnel = section.tunnel;
-  if (!tunnel.local_id.empty()) fprintf(section.out, "\tleftid=\"%s\"\n", tunnel.local_id.c_str());
+  if (!tunnel.local_id.empty()) print(section.out, {"\tleftid=\"", tunnel.local_id.c_str(), "\"\n"});
   OwnedText peers = find_peer_ids(section.config, tunnel.remote_id.c_str(), tunnel.skip_host.get());
   if (peers != nullptr) {
-    fprintf(section.out, "\trightid=%s\n", peers.get());
+    print(section.out, {"\trightid=", peers.get(), "\n"});
   } else if (!tunnel.remote_id.empty()) {
-    fprintf(section.out, "\trightid=\"%s\"\n", tunnel.remote_id.c_str());
+    print(section.out, {"\trightid=\"", tunnel.remote_id.c_str(), "\"\n"});
   }
 }
 
@@ -136,15 +137,15 @@ void write_authentication(const Section &section) {
 void write_exchange(const Section &section) {
   if (config_get_bool(section.config, "modecfg_client.enable")) fputs("\tmodeconfig=pull\n", section.out);
   if (equals(text_at(section.config, "ike.mode"), "aggressive")) fputs("\taggressive=yes\n", section.out);
-  fprintf(section.out, "\tikelifetime=%ds\n\tlifetime=%ds\n\tmargintime=%ds\n", section.lifetimes.phase1,
-          section.lifetimes.phase2, section.lifetimes.margin);
+  print(section.out, {"\tikelifetime=", Decimal(section.lifetimes.phase1), "s\n\tlifetime=",
+                      Decimal(section.lifetimes.phase2), "s\n\tmargintime=", Decimal(section.lifetimes.margin), "s\n"});
 }
 
 // The strict proposals of one phase. Without any the daemon's own defaults hold, which FIPS 140 rules out.
 Step write_proposals(const Section &section, int phase, const char *keyword) {
   std::string list = proposal_list(section.config, phase);
   if (!list.empty()) {
-    fprintf(section.out, "\t%s=%s!\n", keyword, list.c_str());
+    print(section.out, {"\t", keyword, "=", list.c_str(), "!\n"});
   } else if (fips_mode) {
     log_error("tunnel %s's phase %d proposal is missing or not FIPS compliant. Skipping tunnel", section.tunnel.name,
               phase);
@@ -191,10 +192,10 @@ Step write_subnets(Section &section) {
               section.number);
     return Step::skip;
   }
-  fprintf(section.out, "\tleftsubnet=%s%s\n", section.local_subnet.c_str(),
-          ipsec_traffic_selector(config_object(section.policy, "local")).c_str());
-  fprintf(section.out, "\trightsubnet=%s%s\n", *remote_subnet != '\0' ? remote_subnet : "%dynamic",
-          ipsec_traffic_selector(config_object(section.policy, "remote")).c_str());
+  print(section.out, {"\tleftsubnet=", section.local_subnet.c_str(),
+                      ipsec_traffic_selector(config_object(section.policy, "local")).c_str(), "\n"});
+  print(section.out, {"\trightsubnet=", *remote_subnet != '\0' ? remote_subnet : "%dynamic",
+                      ipsec_traffic_selector(config_object(section.policy, "remote")).c_str(), "\n"});
   return Step::go_on;
 }
 
@@ -210,11 +211,11 @@ void write_updown(const Section &section) {
   int32_t management = config_get_int(section.config, "mgmt");
   if (management != 0) fprintf(section.out, " -m %d", management);
   if (!tunnel.passthrough_address.empty()) fprintf(section.out, " -i %s", tunnel.passthrough_address.c_str());
-  fprintf(section.out, " -x %s -n %zu\"\n", section.device, section.count);
+  print(section.out, {" -x ", section.device, " -n ", Decimal(static_cast<int64_t>(section.count)), "\"\n"});
 }
 
 Step write_section(Section &section) {
-  fprintf(section.out, "conn %s_policy%zu\n", section.tunnel.name, section.number);
+  print(section.out, {"conn ", section.tunnel.name, "_policy", Decimal(static_cast<int64_t>(section.number)), "\n"});
   write_kind(section);
   write_ends(section);
   write_identities(section);
