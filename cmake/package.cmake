@@ -1,0 +1,22 @@
+# What an installation holds besides the programs, and the Debian package of it.
+install(FILES cmake/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME tessera.conf)
+install(FILES README.md doc/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME tessera)
+set(CPACK_PACKAGE_CONTACT "tessera developers <developers@tessera.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "configuration generator for embedded Linux routers")
+set(CPACK_PACKAGE_DESCRIPTION
+"Writes the native configuration files of a router's daemons from one typed
+configuration tree: for dnsmasq, the strongSwan starter, netifd (UCI) and
+Linux-PAM. It starts and signals no daemon.")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# Opened when a secret has to be encoded, so no linker knows of it.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS libssl3)
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "iproute2")
+include(CPack)

@@ -1,0 +1,65 @@
+#!/bin/sh
+# The Debian package: what it holds and needs, and that it works on a system where it alone was installed and leaves
+# nothing when it goes.
+#
+#   package.sh BUILD_DIRECTORY SCRATCH_DIRECTORY
+set -eu
+if [ "${TESSERA_OWN_MOUNTS-}" != yes ]; then
+  TESSERA_OWN_MOUNTS=yes exec unshare -m "$0" "$@"
+fi
+build=$1
+scratch=$2
+
+fail() {
+  echo "package: $*" >&2
+  exit 1
+}
+
+rm -rf "$scratch"
+mkdir -p "$scratch"
+(cd "$scratch" && cpack --config "$build/CPackConfig.cmake" -B "$scratch") >"$scratch/log" 2>&1 ||
+  { cat "$scratch/log" >&2; fail "cpack failed"; }
+package=$(find "$scratch" -maxdepth 1 -name 'tessera_*.deb')
+[ -n "$package" ] || fail "no package was made"
+field() {
+  dpkg-deb -f "$package" "$1"
+}
+for need in libc6 libssl3; do
+  field Depends | grep -qw "$need" || fail "does not say that it needs $need: $(field Depends)"
+done
+dpkg-deb -c "$package" | awk '{print $6}' >"$scratch/list"
+for path in sbin/tessera sbin/runt sbin/tessera-config bin/tessera-preview lib/tmpfiles.d/tessera.conf \
+  share/man/man8/tessera.8 share/man/man5/tessera.json.5 share/bash-completion/completions/tessera \
+  share/doc/tessera/copyright share/doc/tessera/examples/branch-office/config.json; do
+  grep -q "^\./usr/$path\(\.gz\)\{0,1\}$" "$scratch/list" || fail "lacks $path"
+done
+if grep -vE '^\./(usr/((s?bin|lib|lib/tmpfiles\.d|share|share/(doc|man|bash-completion))/.*)?)?$' "$scratch/list"; then
+  fail "holds what it should not"
+fi
+
+# A system of its own: this machine's, whose changes are thrown away.
+root=$scratch/root
+mkdir "$root"
+mount -t tmpfs none "$root"
+mkdir "$root/changes" "$root/work" "$root/all"
+mount -t overlay overlay -o "lowerdir=/,upperdir=$root/changes,workdir=$root/work" "$root/all"
+cp "$package" "$root/all/tmp/tessera.deb"
+inside() {
+  chroot "$root/all" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin "$@"
+}
+mount -t proc none "$root/all/proc"
+mount -t tmpfs none "$root/all/run"
+mount --rbind /dev "$root/all/dev"
+inside dpkg -i /tmp/tessera.deb >"$scratch/log" 2>&1 || { cat "$scratch/log" >&2; fail "cannot be installed"; }
+example=/usr/share/doc/tessera/examples/branch-office
+inside tessera-config check $example/config.json || fail "the installed example is not accepted"
+inside tessera-preview -c $example/config.json -r $example/runtime.json dnsmasq | grep -q '^dhcp-range=lan,' ||
+  fail "the installed preview shows nothing"
+mkdir -p "$root/all/etc/config"
+cp "$root/all$example/config.json" "$root/all/etc/config"
+inside tessera pam || fail "the installed program does not run"
+[ "$(inside stat -c %a /run/pam.conf)" = 600 ] || fail "the installed program wrote no file for its reader alone"
+inside runt set fact.x 1 && [ "$(inside runt get fact.x)" = 1 ] || fail "the installed store does not work"
+inside dpkg -P tessera >"$scratch/log" 2>&1 || { cat "$scratch/log" >&2; fail "cannot be removed"; }
+left=$(find "$root/changes/usr" ! -type d ! -type c | head)
+[ -z "$left" ] || fail "leaves files: $left"
