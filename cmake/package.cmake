@@ -19,4 +19,5 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Opened when a secret has to be encoded, so no linker knows of it.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS libssl3)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "iproute2")
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/compress_manual.cmake)
 include(CPack)

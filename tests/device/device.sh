@@ -46,7 +46,10 @@ for name in config runt tools; do
 done
 readelf -d "$tessera" | grep -E 'RPATH|RUNPATH' && fail "tessera looks for libraries where it was built"
 
-LD_LIBRARY_PATH=$libraries "$source/tests/golden/run.sh" --tessera "$tessera" "$bin" "$case"
+export LD_LIBRARY_PATH="$libraries"
+"$source/tests/golden/run.sh" --tessera "$tessera" "$bin" "$case"
+"$source/tests/install/conformance.sh" "$scratch/device/bin/tessera-conformance" "$source/tools/conformance/config.json"
+unset LD_LIBRARY_PATH
 
 # refused MESSAGE: the configuration against $sysroot.bad fails with the message.
 refused() {

@@ -1,15 +1,16 @@
 #!/bin/sh
-# The platform's libraries keep every promise, every operation of the headers is asked for at least one, and the program
-# needs a device that holds its configuration.
+# The platform's libraries keep every promise, every operation of the headers is asked for at least one and named in the manual, and the
+# program needs a device that holds its configuration.
 #
-#   conformance.sh CONFORMANCE CONFIGURATION OPERATION...
+#   conformance.sh CONFORMANCE CONFIGURATION [MANUAL OPERATION...]
 set -eu
 if [ "${TESSERA_OWN_MOUNTS-}" != yes ]; then
   TESSERA_OWN_MOUNTS=yes exec unshare -m "$0" "$@"
 fi
 conformance=$1
 configuration=$2
-shift 2
+manual=${3-}
+shift $(($# > 2 ? 3 : 2))
 
 fail() {
   echo "conformance: $*" >&2
@@ -28,6 +29,7 @@ for operation in "$@"; do
     sl_free|runt_entries_free) ;;  # give nothing that could be looked at
     *) grep -q " - $operation: " /var/run/lines || fail "nothing is asked of $operation" ;;
   esac
+  grep -q "\`$operation\`" "$manual" || fail "$manual does not name $operation"
 done
 
 # A program linked with shared libraries finds out one that breaks a promise.

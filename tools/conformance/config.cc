@@ -33,9 +33,9 @@ static void check_values(const ConfigNode *root) {
   check("config_get_number", "reads a fraction", config_get_number(retry, "base") == 1.5);
   check("config_get_number", "gives 0 for what is left out",
         config_get_number(root, "vpn.ipsec.advanced.connection_try_interval.base") == 0.0);
-  check("config_get_duration", "gives seconds",
-        config_get_duration(retry, "duration") == 90 &&
-            config_get_duration(lan, "ipv4.dhcp_server.lease_time") == 43200);
+  check(
+      "config_get_duration", "gives seconds",
+      config_get_duration(retry, "duration") == 90 && config_get_duration(lan, "ipv4.dhcp_server.lease_time") == 43200);
   const ConfigNode *bond = config_lookup(root, "network.bond.pair");
   check("config_get_duration", "cuts off parts of a second", config_get_duration(bond, "link_poll_interval") == 1);
   check("config_get_duration_ms", "gives milliseconds", config_get_duration_ms(bond, "link_poll_interval") == 1500);
@@ -100,11 +100,11 @@ static void check_arrays(const ConfigNode *root) {
 static void check_nodes(const ConfigNode *root) {
   const ConfigNode *route = config_lookup(root, "network.route.static.0");
   check("config_lookup", "finds a node of any kind, the node itself for \"\"",
-        route != nullptr && config_lookup(route, "") == route && config_lookup(root, "network.route.static.1") == nullptr);
+        route != nullptr && config_lookup(route, "") == route &&
+            config_lookup(root, "network.route.static.1") == nullptr);
   check("config_node_get_root", "leads to the root", config_node_get_root(route) == root);
   check("config_node_parent", "leads to what holds the node",
-        config_node_parent(route) == config_array(root, "network.route.static") &&
-            config_node_parent(root) == nullptr);
+        config_node_parent(route) == config_array(root, "network.route.static") && config_node_parent(root) == nullptr);
   size_t id = config_node_id(route);
   check("config_node_id", "differs between nodes", id != 0 && id != config_node_id(config_node_parent(route)));
   check("config_node_id", "gives 0 for null", config_node_id(nullptr) == 0);

@@ -71,8 +71,7 @@ static void check_walks(const NetworkModel *model, const ConfigNode *root) {
             network_type(network_next_child(second)) == NETWORK_NODE_INTERFACE);
   check("network_first_type", "finds the slaves of a bond",
         network_first_type(device_of(model, root, "network.bond.pair"), NETWORK_NODE_BOND_SLAVE) != nullptr);
-  check("network_first_type", "stays below its scope",
-        network_first_type(bridge, NETWORK_NODE_BOND_SLAVE) == nullptr);
+  check("network_first_type", "stays below its scope", network_first_type(bridge, NETWORK_NODE_BOND_SLAVE) == nullptr);
   check("network_next_type", "visits interfaces depth first and leaves disabled ones out, but for PPPoE",
         keys_of(model, NETWORK_NODE_INTERFACE) == "through wan dsl lan office hq lab mobile ");
   const NetworkNode *lan = network_find(model, NETWORK_NODE_INTERFACE, config_lookup(root, "network.interface.lan"));

@@ -31,7 +31,8 @@ static void check_reads() {
 static void check_lists() {
   check("runt_keys", "lists children in natural order", take_list(runt_keys("tessera_conformance.list")) == "9|10|x");
   check("runt_keys", "gives null without children", runt_keys("tessera_conformance.list.x") == nullptr);
-  check("runt_keys_pathf", "formats the key", take_list(runt_keys_pathf("tessera_conformance.%s.%d", "list", 9)) == "below");
+  check("runt_keys_pathf", "formats the key",
+        take_list(runt_keys_pathf("tessera_conformance.%s.%d", "list", 9)) == "below");
   RuntEntry **entries = runt_get_entries("tessera_conformance.list", 0, 0, 0, 0);
   std::string seen;
   for (RuntEntry **entry = entries; entry != nullptr && *entry != nullptr; entry++)

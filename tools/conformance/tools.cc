@@ -84,9 +84,9 @@ static void check_processes() {
   pid_t child = _process_exec_fd(-1, -1, -1, -1, "sh", "-c", "exit 7", nullptr);
   check("_process_exec_fd", "starts a program", child > 0);
   check("process_wait", "gives the exit status", process_wait(child) == 7);
-  check("process_wait", "gives a failure for a program that was killed or never started",
-        process_wait(_process_exec_fd(-1, -1, -1, -1, "sh", "-c", "kill -9 $$", nullptr)) != 0 &&
-            process_wait(-1) != 0);
+  check(
+      "process_wait", "gives a failure for a program that was killed or never started",
+      process_wait(_process_exec_fd(-1, -1, -1, -1, "sh", "-c", "kill -9 $$", nullptr)) != 0 && process_wait(-1) != 0);
 }
 
 // What the log writes to standard error meanwhile.
