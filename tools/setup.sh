@@ -8,7 +8,7 @@ build_packages='
   rapidjson-dev liblmdb-dev libssl-dev
 '
 test_packages='
-  clang clang-format clang-tidy libclang-rt-14-dev libgtest-dev valgrind shellcheck mandoc
+  clang clang-format clang-tidy cppcheck libclang-rt-14-dev libgtest-dev valgrind shellcheck mandoc
   bind9-dnsutils busybox-static dnsmasq-base iproute2
   freeradius libpam-radius-auth libpam0g-dev pamtester
   libcharon-extauth-plugins libcharon-extra-plugins libstrongswan-extra-plugins strongswan-charon strongswan-pki strongswan-starter
