@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <fstream>
 
 #include "config/report.h"
 #include "platform/tools.h"
@@ -78,148 +79,39 @@ std::string show(const char *text) {
   return text != nullptr ? text : "(null)";
 }
 
+// The columns of a row of a data file, in which "%" and two hexadecimal digits stand for a byte.
+using Case = std::vector<std::string>;
+
+std::vector<Case> read_cases(const std::string &name) {
+  std::vector<Case> cases;
+  std::ifstream rows(CONFIG_DATA + name);
+  for (std::string row; std::getline(rows, row);) {
+    if (row.starts_with('#')) continue;
+    Case columns(1);
+    for (size_t at = 0; at < row.size(); at++) {
+      if (row[at] == '\t') {
+        columns.emplace_back();
+        continue;
+      }
+      columns.back() += row[at] == '%' ? static_cast<char>(std::stoi(row.substr(at + 1, 2), nullptr, 16)) : row[at];
+      if (row[at] == '%') at += 2;
+    }
+    cases.push_back(columns);
+  }
+  EXPECT_GT(cases.size(), 8U);
+  return cases;
+}
+
 TEST(ConfigLoad, RefusesWhatItCannotUseWithOneMessage) {
-  const struct {
-    std::string document;
-    std::string message;
-  } cases[] = {
-      // Syntax.
-      {"", "1:1: syntax error: the file is empty"},
-      {" \n ", "2:2: syntax error: the file is empty"},
-      {"{", "1:2: syntax error: the file ends too early"},
-      {"{\"system\":", "1:11: system: syntax error: the file ends too early"},
-      {"{\"system\":{\"name\":\"gw", "1:22: system.name: syntax error: the file ends too early"},
-      {"\xEF\xBB\xBF{}", "1:1: syntax error: the file starts with a byte order mark, save it without one"},
-      {"{} {}", "1:4: syntax error: something follows the end of the document"},
-      {std::string("{}\0{}", 5), "1:3: syntax error: something follows the end of the document"},
-      {std::string("{\"vpn\":\0}", 9), "1:8: vpn: syntax error: expected a value"},
-      {"{vpn:{}}", "1:2: syntax error: expected a member name in double quotes"},
-      {"{\"vpn\":{},}", "1:11: syntax error: expected a member name in double quotes"},
-      {"{\"vpn\" {}}", "1:8: vpn: syntax error: expected ':' after the member name"},
-      {"{\"vpn\":{}\n\"auth\":{}}", "2:1: syntax error: expected ',' or '}'"},
-      {"{\"auth\":{\"method\":[\"a\"\n  \"b\"]}}", "2:3: auth.method: syntax error: expected ',' or ']'"},
-      {"{\"auth\":{\"method\":[\"a\",]}}", "1:24: auth.method.0: syntax error: expected a value"},
-      {"{\"vpn\":nil}", "1:9: vpn: syntax error: expected a value"},
-      {"{\"vpn\":NaN}", "1:8: vpn: syntax error: expected a value"},
-      {"{\"vpn\":'a'}", "1:8: vpn: syntax error: expected a value"},
-      {"{} // note", "1:4: syntax error: something follows the end of the document"},
-      {"{\"system\":{\"name\":\"a\tb\"}}",
-       "1:21: system.name: syntax error: a control character in a text has to be escaped"},
-      {"{\"system\":{\"name\":\"\\a\"}}", "1:20: system.name: syntax error: unknown escape after '\\'"},
-      {"{\"system\":{\"name\":\"\\u12g4\"}}",
-       "1:20: system.name: syntax error: expected four hexadecimal digits after \\u"},
-      {"{\"system\":{\"name\":\"\\ud800x\"}}",
-       "1:20: system.name: syntax error: half of a surrogate pair in a \\u escape"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":1.}}}}",
-       "1:33: network.vlan.v.id: syntax error: expected digits after the decimal point"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":1e}}}}",
-       "1:33: network.vlan.v.id: syntax error: expected digits in the exponent"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":01}}}}", "1:32: network.vlan.v: syntax error: expected ',' or '}'"},
-      // Characters.
-      {"{\"system\":{\"name\":\"a\xC3(\"}}", "1:21: system.name: not UTF-8"},
-      {"{\"system\":{\"name\":\"\xED\xA0\x80\"}}",
-       "1:19: system.name: half of a surrogate pair, which is no character"},
-      {"{\"system\":{\"name\":\"a\\udc00\"}}", "1:19: system.name: half of a surrogate pair, which is no character"},
-      {"{\"system\":{\"name\":\"\xF4\x90\x80\x80\"}}", "1:20: system.name: not UTF-8"},
-      {"{\"system\":{\"name\":\"\xC0\xAF\"}}", "1:20: system.name: not UTF-8"},
-      {"{\"system\":{\"name\":\"\\u0041\\u0041\\u0041\xFF\"}}", "1:38: system.name: not UTF-8"},
-      {"{\"x\":[\"ok\",\"\xE2\x82\"]}", "1:13: x.1: not UTF-8"},
-      {"{\"sys\xFF\":1}", "1:6: sys\\xff: not UTF-8"},
-      {"{\"unheard\":1,\"system\":{\"name\":5}}", "1:31: system.name: expected a text, found an integer"},
-      {"{\"system\":{\"name\":\"a\\u0000b\"}}", "1:19: system.name: control character in a text of one line"},
-      {"{\"system\":{\"name\":\"a\\nb\"}}", "1:19: system.name: control character in a text of one line"},
-      {"{\"system\":{\"name\":\"a\x7F\"}}", "1:19: system.name: control character in a text of one line"},
-      {"{\"auth\":{\"method\":[\"a\",\"\\u001f\"]}}", "1:24: auth.method.1: control character in a text of one line"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"device\":\"\\t\"}}}}",
-       "1:35: network.vlan.v.device: control character in a text of one line"},
-      {"{\"vpn\":{\"openvpn\":{\"server\":{\"s\":{\"diffie\":\"a\\r\\n\\t\\u000b\"}}}}}",
-       "1:44: vpn.openvpn.server.s.diffie: control character other than tab, line feed and carriage return"},
-      // Names.
-      {"{\"network\":{\"vlan\":{\"v-1\":{}}}}",
-       "1:21: network.vlan.v-1: entry names are 1 to 63 of the characters A-Z a-z 0-9 _"},
-      {"{\"network\":{\"vlan\":{\"\":{}}}}",
-       "1:21: network.vlan.: entry names are 1 to 63 of the characters A-Z a-z 0-9 _"},
-      {"{\"auth\":{\"user\":{\"a.b\":{}}}}",
-       "1:18: auth.user.a.b: entry names are 1 to 63 of the characters A-Z a-z 0-9 _ -"},
-      {"{\"serial\":{\"" + repeat("n", 64) + "\":{}}}",
-       "1:12: serial." + repeat("n", 64) + ": entry names are 1 to 63 of the characters A-Z a-z 0-9 _"},
-      {"{\"serial\":{\"a\\nb\\u0000\":{}}}",
-       "1:12: serial.a\\x0ab: entry names are 1 to 63 of the characters A-Z a-z 0-9 _"},
-      // Duplicates.
-      {"{\"system\":{\"fips\":true,\n\"fips\":true}}", "2:1: system.fips: this name stands twice in its object"},
-      {"{\"serial\":{\"a\":{},\"b\":{},\n \"a\":{}}}", "2:2: serial.a: this name stands twice in its object"},
-      {"{\"network\":{\"radio\":{" +
-           [] {
-             std::string entries;
-             for (int i = 0; i < 100; i++) entries += "\"r" + std::to_string(i) + "\":{},";
-             return entries;
-           }() +
-           "\n\"r57\":{}}}}",
-       "2:1: network.radio.r57: this name stands twice in its object"},
-      // Wrong kinds.
-      {"[]", "1:1: expected an object, found an array"},
-      {" 7", "1:2: expected an object, found an integer"},
-      {"{\"vpn\":[]}", "1:8: vpn: expected an object, found an array"},
-      {"{\"network\":{\"vlan\":\"v\"}}", "1:20: network.vlan: expected an object, found a text"},
-      {"{\"network\":{\"vlan\":{\"v\":1}}}", "1:25: network.vlan.v: expected an object, found an integer"},
-      {"{\"auth\":{\"method\":{}}}", "1:19: auth.method: expected an array, found an object"},
-      {"{\"auth\":{\"method\":[\"a\",[]]}}", "1:24: auth.method.1: expected a text, found an array"},
-      {"{\"system\":{\"name\":12}}", "1:19: system.name: expected a text, found an integer"},
-      {"{\"system\":{\"fips\":\"secret\"}}", "1:19: system.fips: expected a boolean, found a text"},
-      {"{\"system\":{\"fips\":1}}", "1:19: system.fips: expected a boolean, found an integer"},
-      {"{\"network\":{\"vlan\":{\"v\":{\n  \"id\": \"5\"}}}}",
-       "2:9: network.vlan.v.id: expected an integer, found a text"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":true}}}}",
-       "1:31: network.vlan.v.id: expected an integer, found a boolean"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":1.0}}}}",
-       "1:31: network.vlan.v.id: expected an integer, found a number with a fraction or exponent"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":1e3}}}}",
-       "1:31: network.vlan.v.id: expected an integer, found a number with a fraction or exponent"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"device\":7}}}}",
-       "1:35: network.vlan.v.device: expected a text, found an integer"},
-      {"{\"auth\":{\"idle_timeout\":1.5}}",
-       "1:25: auth.idle_timeout: expected a duration (seconds, or a text such as \"90s\"), found a number with a "
-       "fraction or exponent"},
-      {"{\"vpn\":{\"ipsec\":{\"advanced\":{\"connection_try_interval\":{\"base\":\"2\"}}}}}",
-       "1:64: vpn.ipsec.advanced.connection_try_interval.base: expected a number, found a text"},
-      {"{\"system\":{\"name\":null}}", "1:19: system.name: null is not allowed, leave the key out instead"},
-      {"null", "1:1: null is not allowed, leave the key out instead"},
-      // Ranges.
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":2147483648}}}}",
-       "1:31: network.vlan.v.id: expected an integer from -2147483648 to 2147483647"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":-2147483649}}}}",
-       "1:31: network.vlan.v.id: expected an integer from -2147483648 to 2147483647"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":-21474836480}}}}",
-       "1:31: network.vlan.v.id: expected an integer from -2147483648 to 2147483647"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":" + repeat("9", 400) + "}}}}",
-       "1:31: network.vlan.v.id: syntax error: number too big"},
-      {"{\"network\":{\"vlan\":{\"v\":{\"id\":" + repeat("9", 40) + "}}}}",
-       "1:31: network.vlan.v.id: expected an integer from -2147483648 to 2147483647"},
-      {"{\"auth\":{\"idle_timeout\":2147483648}}",
-       "1:25: auth.idle_timeout: expected a duration in seconds from -2147483648 to 2147483647"},
-      {"{\"auth\":{\"idle_timeout\":\"3551w\"}}",
-       "1:25: auth.idle_timeout: expected a duration of at most 2147483647 seconds"},
-      {"{\"auth\":{\"idle_timeout\":\"2147483648000ms\"}}",
-       "1:25: auth.idle_timeout: expected a duration of at most 2147483647 seconds"},
-      {"{\"auth\":{\"idle_timeout\":\"" + repeat("9", 100) + "s\"}}",
-       "1:25: auth.idle_timeout: expected a duration of at most 2147483647 seconds"},
-      // Depth: the outermost object is the first level.
-      {nested(65), "1:321: " + repeat("x.", 63) + "x: nested deeper than 64 levels"},
-      {"{\"x\":" + repeat("[", 64) + repeat("]", 64) + "}",
-       "1:69: x" + repeat(".0", 63) + ": nested deeper than 64 levels"},
-      // Below an unknown key.
-      {"{\"x\":{\"a\":1,\"b\":2,\"a\":3}}", "1:19: x.a: this name stands twice in its object"},
-      {"{\"x\":1,\"y\":2,\"x\":3}", "1:14: x: this name stands twice in its object"},
-      {"{\"x\":[1,[null]]}", "1:10: x.1.0: null is not allowed, leave the key out instead"},
-  };
-  for (const auto &c : cases) {
+  for (const Case &each : read_cases("refused.cases")) {
+    const std::string message = each.at(1) + "\n";
     // Of an unknown key the run tells first.
     std::string logged;
-    EXPECT_EQ(run(c.document, &logged), nullptr) << c.document;
+    EXPECT_EQ(run(each[0], &logged), nullptr) << each[0];
     size_t last = logged.size() < 2 ? 0 : logged.rfind('\n', logged.size() - 2) + 1;
-    EXPECT_EQ(logged.substr(last), c.message + "\n") << c.document;
-    std::string found = check(c.document, Grade::refused);
-    EXPECT_EQ(found.substr(0, found.find('\n') + 1), c.message + "\n") << c.document;
+    EXPECT_EQ(logged.substr(last), message) << each[0];
+    std::string found = check(each[0], Grade::refused);
+    EXPECT_EQ(found.substr(0, found.find('\n') + 1), message) << each[0];
   }
 }
 
@@ -266,57 +158,13 @@ TEST(ConfigLoad, ReadsPipes) {
 }
 
 TEST(ConfigLoad, GoesOnWithoutWhatItDoesNotKnow) {
-  const struct {
-    const char *document;
-    const char *messages;
-    const char *dump;
-  } cases[] = {
-      {"{\"system\":{\"naem\":\"x\",\"name\":\"gw\"}}", "1:12: system.naem: unknown key, did you mean 'name'?\n",
-       R"({"system":{"name":"gw"}})"},
-      {"{\"firewal\":{\"a\":{\"b\":[1,{}]}},\"x\":2,\"vpn\":{\"nat\":{}}}",
-       "1:2: firewal: unknown key, did you mean 'firewall'?\n1:31: x: unknown key\n1:44: vpn.nat: unknown key\n",
-       R"({"vpn":{}})"},
-      {"{\"service\":{\"dns\":{\"host\":[{\"name\":\"a\",\"ttl\":5},{\"ttl\":\"x\"}]}}}",
-       "1:40: service.dns.host.0.ttl: unknown key\n1:50: service.dns.host.1.ttl: unknown key\n",
-       R"({"service":{"dns":{"host":[{"name":"a"},{}]}}})"},
-      {"{\"network\":{\"radio\":{\"r\":{\"channel\":1}}}}", "1:27: network.radio.r.channel: unknown key\n",
-       R"({"network":{"radio":{"r":{}}}})"},
-      // A key that another variant has.
-      {"{\"vpn\":{\"openvpn\":{\"server\":{\"s\":{\"username\":\"u\"}}}}}",
-       "1:35: vpn.openvpn.server.s.username: unknown key\n", R"({"vpn":{"openvpn":{"server":{"s":{}}}}})"},
-      {"{\"vpn\":{\"l2tp\":{\"lns\":{\"s\":{\"lns\":\"u\"}}}}}", "1:29: vpn.l2tp.lns.s.lns: unknown key\n",
-       R"({"vpn":{"l2tp":{"lns":{"s":{}}}}})"},
-      {"{\"vpn\":{\"l2tp\":{\"lac\":{\"s\":{\"lac\":\"u\"}}}}}", "1:29: vpn.l2tp.lac.s.lac: unknown key\n",
-       R"({"vpn":{"l2tp":{"lac":{"s":{"lns":""}}}}})"},
-      // Names that would disturb a log.
-      {"{\"a\\u001b[2J\\nb\":1}", "1:2: a\\x1b[2J\\x0ab: unknown key\n", "{}"},
-      // References.
-      {"{\"network\":{\"vlan\":{\"v\":{\"device\":\"/network/device/x\"}},\"wlan\":{\"w\":{\"radio\":\"/network\"}}}}",
-       "1:35: network.vlan.v.device: '/network/device/x' names no device, it counts as unset\n",
-       R"({"network":{"vlan":{"v":{"device":""}},"wlan":{"w":{"radio":"/network","type":"wlan"}}}})"},
-      {"{\"network\":{\"vrrp\":{\"v\":{\"device\":\"/network/interface/"
-       "i\"}},\"interface\":{\"i\":{\"device\":\"network/vrrp/v\"}}}}",
-       "1:35: network.vrrp.v.device: '/network/interface/i' names no device, it counts as unset\n"
-       "1:87: network.interface.i.device: 'network/vrrp/v' names no device, it counts as unset\n",
-       R"({"network":{"interface":{"i":{"device":""}},"vrrp":{"v":{"device":""}}}})"},
-      {"{\"network\":{\"interface\":{\"p\":{\"passthrough\":{\"src\":[\"x\",\"p\",\"/network/interface/p\"]}}},"
-       "\"macsec\":{\"m\":{\"local\":\"/\"}},\"route\":{\"static\":[{\"interface\":\"/network/interface/p/\"}]}}}",
-       "1:53: network.interface.p.passthrough.src.0: 'x' names no entry of network.interface, it counts as unset\n"
-       "1:61: network.interface.p.passthrough.src.2: '/network/interface/p' names no entry of network.interface, it "
-       "counts as unset\n"
-       "1:111: network.macsec.m.local: '/' names no node of the document, it counts as unset\n"
-       "1:149: network.route.static.0.interface: '/network/interface/p/' names no node of the document, it counts as "
-       "unset\n",
-       R"({"network":{"interface":{"p":{"passthrough":{"src":["","p",""]}}},"macsec":{"m":{"local":""}},)"
-       R"("route":{"static":[{"interface":""}]}}})"},
-  };
-  for (const auto &c : cases) {
+  for (const Case &each : read_cases("ignored.cases")) {
     std::string logged;
-    OwnedTree root = run(c.document, &logged);
-    EXPECT_EQ(logged, c.messages) << c.document;
-    EXPECT_EQ(show(config_dump(root.get())), c.dump);
-    EXPECT_EQ(check(c.document, Grade::ignored), c.messages);
-    EXPECT_EQ(check(c.document, Grade::refused), "");
+    OwnedTree root = run(each.at(0), &logged);
+    EXPECT_EQ(logged, each.at(1)) << each[0];
+    EXPECT_EQ(show(config_dump(root.get())), each.at(2)) << each[0];
+    EXPECT_EQ(check(each[0], Grade::ignored), each[1]);
+    EXPECT_EQ(check(each[0], Grade::refused), "");
   }
 }
 
