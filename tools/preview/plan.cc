@@ -78,6 +78,14 @@ PlannedFile compare(const Secrets &secrets, const std::string &path, const File 
   return file;
 }
 
+// A JSON text with its secrets masked; all of it when a mark would break its syntax.
+std::string masked_json(const Secrets &secrets, std::string_view json) {
+  std::string text = masked(secrets, "", json);
+  size_t at = 1;
+  while (at < text.size() && text[at] != '"') at += text[at] == '\\' ? 2 : 1;
+  return at + 1 == text.size() ? text : "\"<secret>\"";
+}
+
 }  // namespace
 
 std::vector<PlannedFile> make_plan(const Secrets &secrets, const Tree &tree, const Tree *old, std::string old_name) {
@@ -142,11 +150,11 @@ std::vector<RuntimeChange> runtime_changes(const Secrets &secrets, const std::st
   for (const auto &[name, value] : old_members) {
     auto now = new_values.find(name);
     if (now != new_values.end() && now->second == value) continue;
-    changes.push_back({std::string(name), masked(secrets, "", value),
-                       now != new_values.end() ? masked(secrets, "", now->second) : none});
+    changes.push_back({std::string(name), masked_json(secrets, value),
+                       now != new_values.end() ? masked_json(secrets, now->second) : none});
   }
   for (const auto &[name, value] : new_members) {
-    if (old_values.count(name) == 0) changes.push_back({std::string(name), none, masked(secrets, "", value)});
+    if (old_values.count(name) == 0) changes.push_back({std::string(name), none, masked_json(secrets, value)});
   }
   return changes;
 }
