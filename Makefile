@@ -4,7 +4,7 @@ CONFIGURE = cmake --preset
 EXAMPLE = examples/branch-office
 quiet = >build/$(1).log 2>&1 || { cat build/$(1).log >&2; exit 1; }
 
-.PHONY: run build test lint format fuzz bench cross setup-build setup-test setup-bench setup-cross clean
+.PHONY: run build test lint format fuzz coverage bench cross setup-build setup-test setup-bench setup-cross clean
 
 # The files of every service for the example router, from the shipped build.
 run: setup-build
@@ -45,6 +45,20 @@ fuzz: setup-test
 	    -max_len=4096 -timeout=10 -print_final_stats=1 -artifact_prefix=../../../../build/fuzz/failed/$$target- \
 	    ../../../../build/fuzz/found/$$target .) || exit 1; \
 	done
+
+# How much of src/ the tests reach: a table of files, and the uncovered lines in build/coverage/uncovered. Programs on
+# a router of their own see nothing of the machine, but write their counts through the directory that is open as 9.
+COVERAGE = build/coverage
+coverage: setup-test
+	$(CONFIGURE) coverage
+	$(BUILD) coverage
+	rm -rf $(COVERAGE)/counts && mkdir $(COVERAGE)/counts
+	exec 9<$(COVERAGE)/counts; LLVM_PROFILE_FILE=/proc/self/fd/9/%4m.profraw ctest --preset coverage
+	@llvm-profdata-14 merge -o $(COVERAGE)/counts/all $(COVERAGE)/counts/*.profraw
+	@set -- -instr-profile=$(COVERAGE)/counts/all '-ignore-filename-regex=(^|/)(reference|tests|tools|bench)/' \
+	  $(COVERAGE)/bin/tessera $$(find $(COVERAGE)/bin -type f ! -name tessera -printf '-object %p '); \
+	llvm-cov-14 show "$$@" 2>/dev/null | grep -E '^[^ ]+:$$|^ +[0-9]+\| +0\|' >$(COVERAGE)/uncovered; \
+	llvm-cov-14 report "$$@" -show-functions=false 2>/dev/null
 
 # Times, costs and sizes beside others', about five minutes; SIZES=full takes much longer.
 SIZES = small

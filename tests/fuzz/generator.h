@@ -1,10 +1,9 @@
-// Configurations and runtime facts out of the bytes of a fuzzer, and the other way round.
+// Configurations and runtime facts out of the bytes of a fuzzer.
 #ifndef TESSERA_TESTS_FUZZ_GENERATOR_H
 #define TESSERA_TESTS_FUZZ_GENERATOR_H
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -22,9 +21,5 @@ struct Case {
 
 // The case that the bytes stand for. Bytes that are missing read as 0.
 Case generate(const uint8_t *bytes, size_t size);
-
-// The bytes that stand for a document (null: an empty one) and facts, as far as the generator makes such.
-struct ConfigNode;
-std::string encode(const ConfigNode *root, const std::vector<std::pair<std::string, std::string>> &facts);
 
 #endif

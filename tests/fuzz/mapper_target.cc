@@ -1,8 +1,6 @@
 // Fuzz target: the mapper SERVICE on valid configurations and runtime facts, on a file system of its own. Its output is
 // checked: which files there are, with what modes, how each of their lines starts, that no value makes a line more or
 // less, and where secrets show.
-//
-//   TESSERA_SEED=FILE CONFIG [FACTS]  writes the bytes that stand for a configuration and for facts (lines KEY=VALUE)
 #include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
@@ -12,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -30,145 +29,76 @@
 #define NAME_OF(service) #service
 #define NAME(service) NAME_OF(service)
 
-// A small map for the store: the address sanitizer marks all of it at each opening.
-struct MDB_env;
-extern "C" int __real_mdb_env_set_mapsize(MDB_env *env, size_t size);
-extern "C" int __wrap_mdb_env_set_mapsize(MDB_env *env, size_t size) {
-  return __real_mdb_env_set_mapsize(env, size != 0 ? size_t{1} << 20 : 0);
-}
-
 namespace {
 
 const std::string_view service = NAME(SERVICE);
 
-// How the lines of a file start; null: it holds texts of several lines as they were configured.
-using Starts = std::initializer_list<const char *>;
-const Starts dnsmasq_starts = {"resolv-file=/var/run/",
-                               "cache-size=150\n",
-                               "domain-needed\n",
-                               "bogus-priv\n",
-                               "no-hosts\n",
-                               "dhcp-script=/bin/dnsmasq-script.sh\n",
-                               "bind-dynamic\n",
-                               "dhcp-leasefile=/",
-                               "dhcp-sequential-ip\n",
-                               "no-negcache\n",
-                               "all-servers\n",
-                               "stop-dns-rebind\n",
-                               "rebind-localhost-ok\n",
-                               "umbrella=deviceid:",
-                               "server=",
-                               "address=/#/\n",
-                               "host-record=",
-                               "\n",
-                               "# network interface '",
-                               "dhcp-range=",
-                               "domain=",
-                               "dhcp-option=net:",
-                               "dhcp-option-force=net:",
-                               "dhcp-host=",
-                               "dhcp-boot=net:",
-                               "bootp-dynamic=",
-                               "dhcp-relay=",
-                               "except-interface=",
-                               "ipset=/",
-                               "ipset=,"};
-const Starts pam_starts = {"sshd ",  "login ",  "httpd ",   "httpd_login ", "shellinaboxd ",
-                           "other ", "serial ", "openvpn ", "cli ",         "shell "};
-const Starts ldap_starts = {
-    "uri",     "base ",   "pam_login_attribute ", "ssl ",           "tls_checkpeer ", "tls_cacertfile /etc/ssl",
-    "binddn ", "bindpw ", "timelimit ",           "bind_timelimit "};
-const Starts connection_starts = {"config setup\n",
-                                  "\tuniqueids=never\n",
-                                  "\n",
-                                  "conn ",
-                                  "\ttype=",
-                                  "\tkeyexchange=",
-                                  "\tfragmentation=",
-                                  "\tkeyingtries=1\n",
-                                  "\tif_id=",
-                                  "\tleft=",
-                                  "\tright=",
-                                  "\trighthostsweight=",
-                                  "\trighthostssequence=",
-                                  "\tleftid=",
-                                  "\trightid=",
-                                  "\tleftcert=",
-                                  "\tleftsendcert=",
-                                  "\trightcert=",
-                                  "\trightsendcert=",
-                                  "\trightca=",
-                                  "\txauth=client\n",
-                                  "\tleftauth2=xauth\n",
-                                  "\txauth_identity=",
-                                  "\tleftauth=",
-                                  "\trightauth=",
-                                  "\tleftsigkey=",
-                                  "\trightsigkey=",
-                                  "\tmodeconfig=pull\n",
-                                  "\taggressive=yes\n",
-                                  "\tikelifetime=",
-                                  "\tlifetime=",
-                                  "\tmargintime=",
-                                  "\tike=",
-                                  "\tdpdaction=",
-                                  "\tdpddelay=",
-                                  "\tdpdtimeout=",
-                                  "\tleftsourceip=",
-                                  "\tleftsubnet=",
-                                  "\trightsubnet=",
-                                  "\tleftupdown=\"/bin/ipsec-updown.sh",
-                                  "\tforceencaps=yes\n",
-                                  "\tauto=add\n"};
-const Starts any_start = {""};
-const Starts uci_starts = {};  // lines of that file are looked at whole
-const Starts main_starts = {"config setup\n", "\n", "include /var/run/ipsec.d/conf/"};
-const Starts secrets_starts = {"include /var/run/ipsec.d/secrets/"};
-const Starts provider_starts = {"*,*,,,"};
+// How the lines of a file may start, with "|" between; a line that holds no value stands there whole.
+const char dnsmasq_starts[] =
+    "resolv-file=/var/run/|cache-size=150\n|domain-needed\n|bogus-priv\n|no-hosts\n|bind-dynamic\n|dhcp-leasefile=/|"
+    "dhcp-script=/bin/dnsmasq-script.sh\n|dhcp-sequential-ip\n|no-negcache\n|all-servers\n|stop-dns-rebind\n|"
+    "rebind-localhost-ok\n|umbrella=deviceid:|server=|address=/#/\n|host-record=|\n|# network interface '|dhcp-range=|"
+    "domain=|dhcp-option=net:|dhcp-option-force=net:|dhcp-host=|dhcp-boot=net:|bootp-dynamic=|dhcp-relay=|"
+    "except-interface=|ipset=/";
+const char pam_starts[] = "sshd |login |httpd |httpd_login |shellinaboxd |other |serial |openvpn |cli |shell ";
+const char ldap_starts[] =
+    "uri |uri\n|base |pam_login_attribute |ssl |tls_checkpeer |tls_cacertfile /etc/ssl/certs/ca-certificates.crt\n|"
+    "binddn |bindpw |timelimit |bind_timelimit ";
+const char connection_starts[] =
+    "config setup\n|\tuniqueids=never\n|\n|conn |\ttype=|\tkeyexchange=|\tfragmentation=|\tkeyingtries=1\n|\tif_id=|"
+    "\tleft=|\tright=|\trighthostsweight=|\trighthostssequence=|\tleftid=|\trightid=|\tleftcert=|\tleftsendcert=|"
+    "\trightcert=|\trightsendcert=|\trightca=|\txauth=client\n|\tleftauth2=xauth\n|\txauth_identity=|\tleftauth=|"
+    "\trightauth=|\tleftsigkey=|\trightsigkey=|\tmodeconfig=pull\n|\taggressive=yes\n|\tikelifetime=|\tlifetime=|"
+    "\tmargintime=|\tike=|\tdpdaction=|\tdpddelay=|\tdpdtimeout=|\tleftsourceip=|\tleftsubnet=|\trightsubnet=|"
+    "\tleftupdown=\"/bin/ipsec-updown.sh |\tforceencaps=yes\n|\tauto=add\n";
+const char any_start[] = "";  // what its lines hold is configured; they are only counted
+const char uci_lines[] = "";  // looked at whole
 
 struct FileRule {
   const char *service;
   const char *pattern;
-  const Starts *starts;
+  const char *starts;  // null: it holds texts of several lines as they were configured
   mode_t mode = 0600;
 };
-const FileRule file_rules[] = {{"dnsmasq", "dnsmasq.conf", &dnsmasq_starts, 0644},
-                               {"dnsmasq", "hostnamesniffer.cfg", &any_start, 0644},
-                               {"pam", "pam.conf", &pam_starts},
-                               {"pam", "radius.conf", &any_start},
-                               {"pam", "ldap.conf", &ldap_starts},
-                               {"ipsec", "ipsec.conf", &main_starts},
-                               {"ipsec", "ipsec.secrets", &secrets_starts},
-                               {"ipsec", "ipsec.d/conf/*.conf", &connection_starts},
-                               {"ipsec", "ipsec.d/secrets/*.secret", &any_start},
-                               {"ipsec", "ipsec.d/private/*.rsa", nullptr},
-                               {"ipsec", "ipsec.d/certs/*.cert", nullptr},
-                               {"ipsec", "ipsec.d/certs/*.peercert", nullptr},
-                               {"ipsec", "ipsec.d/certs/*.pub", nullptr},
-                               {"ipsec", "ipsec.d/certs/*.peerpub", nullptr},
-                               {"ipsec", "ipsec.d/cacerts/*.cacert", nullptr},
-                               {"ipsec", "ipsec.d/crls/*.crl", nullptr},
-                               {"network", "uci/network", &uci_starts},
-                               {"network", "ipsec.d/conf/*.conf", nullptr},
-                               {"network", "serviceproviders-*.txt", &provider_starts},
-                               {"network", "userpass_*.cfg", &any_start},
-                               {"network", "config_file_*", nullptr},
-                               {"network", "openvpn/*.ovpn", nullptr},
-                               {nullptr, nullptr, nullptr}};
-const char *const directories[] = {"",
-                                   "uci",
-                                   "runt",
-                                   "openvpn",
-                                   "ipsec.d",
-                                   "ipsec.d/conf",
-                                   "ipsec.d/secrets",
-                                   "ipsec.d/private",
-                                   "ipsec.d/certs",
-                                   "ipsec.d/cacerts",
-                                   "ipsec.d/acerts",
-                                   "ipsec.d/aacerts",
-                                   "ipsec.d/ocspcerts",
-                                   "ipsec.d/crls"};
+const FileRule file_rules[] = {
+    {"dnsmasq", "dnsmasq.conf", dnsmasq_starts, 0644},
+    {"dnsmasq", "hostnamesniffer.cfg", any_start, 0644},
+    {"pam", "pam.conf", pam_starts},
+    {"pam", "radius.conf", any_start},
+    {"pam", "ldap.conf", ldap_starts},
+    {"ipsec", "ipsec.conf", "config setup\n|\n|include /var/run/ipsec.d/conf/"},
+    {"ipsec", "ipsec.secrets", "include /var/run/ipsec.d/secrets/"},
+    {"ipsec", "ipsec.d/conf/*.conf", connection_starts},
+    {"ipsec", "ipsec.d/secrets/*.secret", any_start},
+    {"ipsec", "ipsec.d/private/*.rsa", nullptr},
+    {"ipsec", "ipsec.d/certs/*.cert", nullptr},
+    {"ipsec", "ipsec.d/certs/*.peercert", nullptr},
+    {"ipsec", "ipsec.d/certs/*.pub", nullptr},
+    {"ipsec", "ipsec.d/certs/*.peerpub", nullptr},
+    {"ipsec", "ipsec.d/cacerts/*.cacert", nullptr},
+    {"ipsec", "ipsec.d/crls/*.crl", nullptr},
+    {"network", "uci/network", uci_lines},
+    {"network", "ipsec.d/conf/*.conf", nullptr},
+    {"network", "serviceproviders-*.txt", "*,*,,,"},
+    {"network", "userpass_*.cfg", any_start},
+    {"network", "config_file_*", nullptr},
+    {"network", "openvpn/*.ovpn", nullptr},
+    {nullptr, nullptr, nullptr},
+};
+const std::string_view directories[] = {"",
+                                        "uci",
+                                        "runt",
+                                        "openvpn",
+                                        "ipsec.d",
+                                        "ipsec.d/conf",
+                                        "ipsec.d/secrets",
+                                        "ipsec.d/private",
+                                        "ipsec.d/certs",
+                                        "ipsec.d/cacerts",
+                                        "ipsec.d/acerts",
+                                        "ipsec.d/aacerts",
+                                        "ipsec.d/ocspcerts",
+                                        "ipsec.d/crls"};
 
 void write_file(const std::string &path, std::string_view text) {
   FILE *file = fopen(path.c_str(), "we");
@@ -226,7 +156,6 @@ void enter_sandbox() {
     write_file(std::string("/etc/config/scep_client/a/") + file, "");
   for (const char *file : {"scep_cert.pem", "scep_key.pem", "scep_peer_ca.pem-1", "scep_peer_ca.pem-2"})
     write_file(std::string("/etc/config/scep_client/b/") + file, "");
-  write_file("/etc/config/web-filter-id", "");
   for (WatchedDirectory &place : watched) place.at_start = place.count();
   if (freopen("/dev/null", "w", stdout) == nullptr) wrong("cannot silence", "stdout");
 }
@@ -262,20 +191,26 @@ bool is_uci_line(std::string_view line) {
   return !line.empty() && line.find_first_not_of("0123456789") == line.npos;
 }
 
+bool starts_as_known(std::string_view line, const char *starts) {
+  if (starts == uci_lines) return is_uci_line(line.substr(0, line.size() - 1));
+  // The protocol of phase 2 is a configured word.
+  if (starts == connection_starts && line[0] == '\t' && line.ends_with("!\n")) return true;
+  for (;; starts++) {
+    size_t length = strcspn(starts, "|");
+    if (line.starts_with(std::string_view(starts, length))) return true;
+    starts += length;
+    if (*starts == '\0') return false;
+  }
+}
+
 // Checks the lines of a file that may hold none but its own, and counts them.
-size_t check_lines(const std::string &path, std::string_view text, const Starts &starts) {
+size_t check_lines(const std::string &path, std::string_view text, const char *starts) {
   if (!text.empty() && text.back() != '\n') wrong("the last line is cut", path);
   size_t count = 0;
-  while (!text.empty()) {
-    size_t length = text.find('\n') + 1;
-    std::string_view line = text.substr(0, length);
-    bool known = path == "uci/network" && is_uci_line(line.substr(0, length - 1));
-    for (const char *start : starts) known |= line.starts_with(start);
-    // The protocol of phase 2 is a configured word.
-    if (&starts == &connection_starts) known |= line[0] == '\t' && line.ends_with("!\n");
-    if (!known) wrong(("unknown line in " + path).c_str(), line);
-    text.remove_prefix(length);
-    count++;
+  for (; !text.empty(); count++) {
+    std::string_view line = text.substr(0, text.find('\n') + 1);
+    if (!starts_as_known(line, starts)) wrong(("unknown line in " + path).c_str(), line);
+    text.remove_prefix(line.size());
   }
   return count;
 }
@@ -292,13 +227,7 @@ void check_file(const FTSENT *entry, const std::string &path, LineCounts &counts
   if ((entry->fts_statp->st_mode & 07777) != rule->mode) wrong("wrong mode", path);
   std::string text = rule->starts != nullptr || rule->mode != 0600 ? read_file(entry->fts_accpath) : "";
   if (rule->mode != 0600) expect_no_secret("a public file shows a secret", text);
-  counts[path] = rule->starts != nullptr ? check_lines(path, text, *rule->starts) : 0;
-}
-
-bool is_directory_of_ours(const std::string &path) {
-  for (const char *known : directories)
-    if (path == known) return true;
-  return false;
+  counts[path] = rule->starts != nullptr ? check_lines(path, text, rule->starts) : 0;
 }
 
 // Checks all files below /var/run and removes them.
@@ -311,7 +240,8 @@ LineCounts take_files() {
     if (entry->fts_info == FTS_D) continue;
     std::string path = entry->fts_path + std::min<size_t>(entry->fts_pathlen, sizeof run);
     if (entry->fts_info == FTS_DP) {
-      if (!is_directory_of_ours(path)) wrong("a directory that should not be there", path);
+      if (std::find(std::begin(directories), std::end(directories), path) == std::end(directories))
+        wrong("a directory that should not be there", path);
       if (!path.empty() && path != "uci") rmdir(entry->fts_accpath);
     } else {
       if (!path.starts_with("runt/")) check_file(entry, path, counts);
@@ -347,8 +277,9 @@ void run_network_diagnostic(const ConfigNode *root, unsigned choice) {
 
 LineCounts run(const Case &made, std::string Variants::*variant) {
   set_facts(made, variant);
-  static const char *const identities[] = {"", "0123456789abcdef", "0123456789abcdefg", "$(reboot) \"\n"};
-  write_file("/etc/config/web-filter-id", identities[made.options & 3]);
+  static const char *const identities[] = {nullptr, "0123456789abcdef", "0123456789abcdefg", "$(reboot) \"\n"};
+  static const char identity_path[] = "/etc/config/web-filter-id";
+  if ((made.options & 3) != 0) write_file(identity_path, identities[made.options & 3]);
   static const char *const outputs[] = {"C=US, O=x, CN=y\n", "d41d8cd98f00b204e9800998ecf8427e  -\n", "", "\n\n"};
   program_outcome = {(made.options & 12) != 12, outputs[made.options >> 2 & 3]};
   if (service == "network") {
@@ -363,32 +294,15 @@ LineCounts run(const Case &made, std::string Variants::*variant) {
   char *const arguments[] = {nullptr};
   MAPPER(SERVICE)(root, 0, const_cast<char **>(arguments));
   config_free(root);
+  if ((made.options & 3) != 0) unlink(identity_path);
   return take_files();
-}
-
-void write_seed(const char *path, const char *config, const char *facts) {
-  std::vector<std::pair<std::string, std::string>> pairs;
-  std::string lines = facts != nullptr ? read_file(facts) : "";
-  for (size_t at = 0; at < lines.size(); at = lines.find('\n', at) + 1) {
-    size_t equals = lines.find('=', at);
-    pairs.emplace_back(lines.substr(at, equals - at), lines.substr(equals + 1, lines.find('\n', at) - equals - 1));
-  }
-  std::string document = read_file(config);
-  document_text = document;
-  const ConfigNode *root = config_load_file(config, nullptr);
-  write_file(path, encode(root, pairs));
-  config_free(root);
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   secret_mark = "S3CR3T";
   umask(022);
-  if (const char *seed = getenv("TESSERA_SEED")) {
-    write_seed(seed, (*argv)[1], *argc > 2 ? (*argv)[2] : nullptr);
-    exit(0);
-  }
   enter_sandbox();
   return 0;
 }
