@@ -132,7 +132,12 @@ std::string count_files(const std::vector<PlannedFile> &plan) {
     const char *unit = !text.empty() ? " " : count == 1 ? " file " : " files ";
     text += (text.empty() ? "" : ", ") + std::to_string(count) + unit + fate_names[static_cast<size_t>(fate)];
   }
-  return text.empty() ? "no files" : text;
+  if (text.empty()) text = "no files";
+  for (const PlannedFile &file : plan) {
+    bool has_fate = file.fate != Fate::written && file.fate != Fate::unchanged;
+    if (has_fate && !is_file(file)) text += ", " + shown_name(file.path) + " changed";
+  }
+  return text;
 }
 
 bool differs(const std::vector<PlannedFile> &plan) {

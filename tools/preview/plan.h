@@ -35,7 +35,7 @@ bool is_file(const PlannedFile &file);
 // The name of a file in a message.
 std::string shown_name(const std::string &path);
 
-// "2 files changed, 1 unchanged".
+// "2 files changed, 1 unchanged, runtime store changed".
 std::string count_files(const std::vector<PlannedFile> &plan);
 
 // True when something differs from the earlier tree.
