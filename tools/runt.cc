@@ -309,11 +309,12 @@ int main(int argc, char **argv) {
     fputs(usage, stdout);
     return done;
   }
-  for (const Command *command = commands; argc >= 2 && command->name != nullptr; command++) {
-    if (strcmp(command->name, argv[1]) != 0) continue;
-    if (argc - 2 < command->least_arguments || argc - 2 > command->most_arguments) break;
+  const Command *command = commands;
+  while (argc >= 2 && command->name != nullptr && strcmp(command->name, argv[1]) != 0) command++;
+  if (argc >= 2 && command->name == nullptr) fprintf(stderr, "runt: '%s' is no command\n", argv[1]);
+  if (argc >= 2 && command->name != nullptr && argc - 2 >= command->least_arguments &&
+      argc - 2 <= command->most_arguments)
     return run(*command, argv + 2);
-  }
   fputs(usage, stderr);
   return misused;
 }

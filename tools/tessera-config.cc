@@ -55,7 +55,10 @@ void print_finding(const char *file, const Finding &finding) {
   if (finding.line > 0) printf("%u:%u:", finding.line, finding.column);
   printf(" %s: ", grade_name(finding.grade));
   if (!finding.path.empty()) printf("%s: ", finding.path.c_str());
-  puts(finding.message.c_str());
+  fputs(finding.message.c_str(), stdout);
+  std::string place = finding.message == unknown_key_message ? config_place_of_key(finding.path) : "";
+  if (!place.empty()) printf(" here, there is one in %s", place.c_str());
+  putchar('\n');
 }
 
 Status check(const char *file) {
@@ -83,6 +86,8 @@ Status run(int argc, char **argv) {
     return sound;
   }
   if (argc == 3 && strcmp(argv[1], "check") == 0) return check(argv[2]);
+  if (argc >= 2 && strcmp(argv[1], "check") != 0 && strcmp(argv[1], "schema") != 0)
+    fprintf(stderr, "tessera-config: '%s' is no command\n", argv[1]);
   if (argc < 2 || strcmp(argv[1], "schema") != 0 || argc > 3) return misuse();
   bool strict = argc == 3;
   if (strict && strcmp(argv[2], "--strict") != 0) return misuse();

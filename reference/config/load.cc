@@ -317,7 +317,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   void unknown_key(const SchemaRow &object, const char *name, size_t length) {
     const char *meant = closest_member(object, name, length);
     std::string hint = meant != nullptr ? std::string(", did you mean '") + meant + "'?" : "";
-    report_at(document, Grade::ignored, current->name - 1, path(), "unknown key%s", hint.c_str());
+    report_at(document, Grade::ignored, current->name - 1, path(), "%s%s", unknown_key_message, hint.c_str());
     push_name(current->name, length);
     current->unknown_names = true;
     current->member = schema_ignored;
@@ -471,15 +471,18 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
 
 const char *syntax_problem(const Document &document, rapidjson::ParseErrorCode code, uint32_t at) {
   if (at >= document.size && code != rapidjson::kParseErrorDocumentEmpty) return "the file ends too early";
+  const char *found = document.text.get() + at;
+  if (found[0] == '/' && (found[1] == '/' || found[1] == '*')) return "JSON has no comments";
   switch (code) {
     case rapidjson::kParseErrorDocumentEmpty:
       return "the file is empty";
     case rapidjson::kParseErrorDocumentRootNotSingular:
       return "something follows the end of the document";
     case rapidjson::kParseErrorValueInvalid:
-      return "expected a value";
+      return *found == ']' ? "a comma before the closing bracket"
+                           : "expected a value: a text in double quotes, a number, true, false, an object or an array";
     case rapidjson::kParseErrorObjectMissName:
-      return "expected a member name in double quotes";
+      return *found == '}' ? "a comma before the closing bracket" : "expected a member name in double quotes";
     case rapidjson::kParseErrorObjectMissColon:
       return "expected ':' after the member name";
     case rapidjson::kParseErrorObjectMissCommaOrCurlyBracket:
@@ -492,8 +495,7 @@ const char *syntax_problem(const Document &document, rapidjson::ParseErrorCode c
       return "half of a surrogate pair in a \\u escape";
     case rapidjson::kParseErrorStringEscapeInvalid:
       // The parser tells of both with the same code.
-      return document.text.get()[at] == '\\' ? "unknown escape after '\\'"
-                                             : "a control character in a text has to be escaped";
+      return *found == '\\' ? "unknown escape after '\\'" : "a control character in a text has to be escaped";
     case rapidjson::kParseErrorStringMissQuotationMark:
       return "a text without its closing quote";
     case rapidjson::kParseErrorNumberTooBig:

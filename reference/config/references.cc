@@ -16,15 +16,23 @@ struct Unset {
   const char *text;
 };
 
+// How the value should have been written; null when only what it names is missing.
+const char *expected_form(const char *text, bool bare) {
+  if (bare) return *text == '/' ? "the bare key of an entry of network.interface" : nullptr;
+  return *text != '/' ? "a path such as \"/network/device/eth0\"" : nullptr;
+}
+
 void report_unset(Document &document, const Unset &unset) {
   const ConfigNode *node = unset.node;
   unsigned flags = row_of(node).flags;
   std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
-  report_at(document, Grade::ignored, node->position, path.get(), "'%s' names no %s, it counts as unset",
-            printable(unset.text).c_str(),
-            (flags & row_interface_name) != 0 ? "entry of network.interface"
-            : (flags & row_device) != 0       ? "device"
-                                              : "node of the document");
+  bool bare = (flags & row_interface_name) != 0;
+  const char *form = expected_form(unset.text, bare);
+  const char *missing = bare                        ? "entry of network.interface"
+                        : (flags & row_device) != 0 ? "device"
+                                                    : "node of the document";
+  report_at(document, Grade::ignored, node->position, path.get(), "'%s' %s %s, it counts as unset",
+            printable(unset.text).c_str(), form != nullptr ? "is not" : "names no", form != nullptr ? form : missing);
 }
 
 }  // namespace

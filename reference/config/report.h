@@ -34,6 +34,14 @@ void config_report(const ConfigNode *node, Grade grade, const char *format, ...)
 // in the same list, which must outlive the tree. A tree is released with config_free.
 const ConfigNode *config_load_file(const char *path, std::vector<Finding> *findings);
 
+// The message about a key that the schema does not know, and knows none of a similar name in its place.
+inline constexpr char unknown_key_message[] = "unknown key";
+
+// Where the key at the end of that path should have stood: the path of the object that is closest of those with a key
+// of that name, KEY for any entry of a map and N for any of a list; "" when there is none, or several are equally far
+// away.
+std::string config_place_of_key(const std::string &path);
+
 // Prints the JSON Schema of the document, draft 2020-12. The strict form, for editors, takes no unknown keys.
 void config_print_json_schema(FILE *out, bool strict);
 

@@ -171,13 +171,17 @@ void add_plain(Builder &build, const ConfigNode *entry, const Source &source) {
   add_place(build, entry, source);
 }
 
-// Reports that an entry without a known type is left out.
-void report_type(const ConfigNode *entry, const char *type, const char *what, const char *outcome) {
+// Reports that an entry without a type of the table is left out.
+template <typename Row>
+void report_type(const ConfigNode *entry, const char *type, const char *what, const Row *row, const char *outcome) {
+  std::string known;
+  for (; row->type != nullptr; ++row) known += std::string(" ") + row->type;
   if (set(type))
-    config_report(config_lookup(entry, "type"), Grade::ignored, "unknown %s '%s', %s", what, printable(type).c_str(),
-                  outcome);
+    config_report(config_lookup(entry, "type"), Grade::ignored, "unknown %s '%s', expected one of:%s; %s", what,
+                  printable(type).c_str(), known.c_str(), outcome);
   else
-    config_report(written(entry, "type"), Grade::ignored, "there is no %s, %s", what, outcome);
+    config_report(written(entry, "type"), Grade::ignored, "there is no %s, expected one of:%s; %s", what, known.c_str(),
+                  outcome);
 }
 
 void add_hardware(Builder &build, const ConfigNode *entry, const Source &source) {
@@ -195,7 +199,7 @@ void add_hardware(Builder &build, const ConfigNode *entry, const Source &source)
   const char *name = config_get_string(entry, "name");
   const Row *row = find_row(rows, type);
   if (row == nullptr) {
-    report_type(entry, type, "device type", "the device is left out");
+    report_type(entry, type, "device type", rows, "the device is left out");
     place.in_model = false;
   } else {
     place.device_type = row->device_type;
@@ -345,7 +349,7 @@ void queue_interface(Builder &build, const ConfigNode *modems, const ConfigNode 
   const bool kept_disabled = kind != nullptr && kind->interface_type == NETWORK_INTERFACE_PPPOE;
   if (!kept_disabled && !config_get_bool(entry, "enable")) return;
   if (kind == nullptr) {
-    report_type(entry, type, "interface type", "the interface is left out");
+    report_type(entry, type, "interface type", interface_kinds, "the interface is left out");
     return;
   }
   Place *place;
@@ -413,7 +417,7 @@ void lay_part(Builder &build, uint32_t parent, const Pending &interface, const F
     const char *type = config_get_string(part, "type");
     const PartKind *kind = find_row(family.kinds, type);
     if (kind == nullptr) {
-      report_type(part, type, (std::string(family.key) + " type").c_str(), "it is left out");
+      report_type(part, type, (std::string(family.key) + " type").c_str(), family.kinds, "it is left out");
       return;
     }
     detail = kind->interface_type;

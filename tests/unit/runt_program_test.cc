@@ -42,7 +42,7 @@ TEST(RuntProgram, ReadsAndEdits) {
       {"$R get bad", "1"},
       {"$R dump >/dev/full", "runt: cannot write: No space left on device\n1"},
       {"$R --help | head -n1", "Usage: runt get KEY          print the value at a key\n0"},
-      {"$R frobnicate 2>&1 | head -n1; $R >/dev/null 2>&1", "Usage: runt get KEY          print the value at a key\n2"},
+      {"$R frobnicate 2>&1 | head -n1; $R >/dev/null 2>&1", "runt: 'frobnicate' is no command\n2"},
       {"$R set only-key >/dev/null 2>&1", "2"},
       {"rm -r /var/run/runt && : >/var/run/runt && $R dump",
        "runt: cannot open the store in /var/run/runt: Not a directory\n1"},

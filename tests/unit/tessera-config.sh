@@ -24,6 +24,8 @@ usage='Usage: tessera-config check FILE
 expect "no command" 2 '' "$usage"
 expect "check without a file" 2 '' "$usage" check
 expect "check with two files" 2 '' "$usage" check a b
+expect "unknown command" 2 '' "tessera-config: 'chekc' is no command
+$usage" chekc all.json
 expect "unknown option" 2 '' "$usage" schema --lax
 expect "no such file" 1 'absent.json: error: cannot be opened: No such file or directory
 ' '' check absent.json
@@ -46,7 +48,7 @@ END
 expect "every grade" 1 'all.json:3:30: warning: network.vlan.v.device: '\''/network/device/none'\'' names no device, it counts as unset
 all.json:4:45: warning: network.device.eth0.nmae: unknown key, did you mean '\''name'\''?
 all.json:5:107: error: network.interface.lan.metric: expected an integer, found a text
-all.json:6:60: warning: network.interface.lan.ipv4.type: unknown ipv4 type '\''statik'\'', it is left out
+all.json:6:60: warning: network.interface.lan.ipv4.type: unknown ipv4 type '\''statik'\'', expected one of: static dhcp hybrid; it is left out
 all.json:8:22: error: auth.method: null is not allowed, leave the key out instead
 ' '' check all.json
 sed 's/"low"/7/; s/null/[]/; s/"statik"/"static"/' all.json >warned.json

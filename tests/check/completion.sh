@@ -1,0 +1,53 @@
+#!/bin/bash
+# What the completion offers for started command lines.
+#
+#   completion.sh BIN_DIRECTORY COMPLETION
+set -u
+PATH=$1:$PATH
+# shellcheck source=tools/completion.sh
+. "$2"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+touch config.json
+mkdir old
+failures=0
+
+# offers "WORDS" EXPECTED...: as readline calls it, the last word is the one that is being written.
+offers() {
+  COMP_WORDS=()
+  read -ra COMP_WORDS <<<"${1//=/ = }"
+  [[ $1 == *[\ =] ]] && COMP_WORDS+=('')
+  COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+  COMPREPLY=()
+  "$(complete -p "${COMP_WORDS[0]}" | sed 's/.*-F \([a-z_]*\).*/\1/')" "${COMP_WORDS[0]}"
+  [[ ${COMPREPLY[*]} == "${*:2}" ]] || {
+    echo "$1: offers '${COMPREPLY[*]}', expected '${*:2}'"
+    failures=1
+  }
+}
+
+offers 'tessera ' dnsmasq ipsec network pam
+offers 'tessera network -' -p --device
+offers 'tessera pam '
+offers 'runt d' delete dump
+offers 'runt load c' config.json
+offers 'tessera-config ' check schema --help
+offers 'tessera-config check ' config.json old
+offers 'tessera-config schema ' --strict
+offers 'tessera-preview --col' --color
+offers 'tessera-preview --color=a' auto always
+offers 'tessera-preview -c c' config.json
+offers 'tessera-preview --diff=' old
+offers 'tessera-preview -c config.json i' ipsec
+# The store of the machine is none of the test's business.
+# shellcheck disable=SC2317 # the completion calls it
+runt() {
+  case $*: in
+    keys:) printf 'network\nvpn\n' ;;
+    'keys network.lan:') printf 'ipv4\nipv6\nmtu\n' ;;
+  esac
+}
+offers 'runt get n' network
+offers 'runt keys network.lan.ipv' network.lan.ipv4 network.lan.ipv6
+exit $failures

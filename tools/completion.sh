@@ -1,0 +1,91 @@
+# shellcheck shell=bash
+# Completion of tessera, runt, tessera-config and tessera-preview in bash. Commands and options are those that the
+# programs name in their --help.
+
+# Sets `cur` and `prev` to the word to complete and the one before; the "=" of --option=VALUE counts as a blank.
+_tessera_words() {
+  cur=${COMP_WORDS[COMP_CWORD]}
+  prev=${COMP_WORDS[COMP_CWORD - 1]}
+  [[ $cur == = ]] && cur=
+  [[ $prev == = ]] && prev=${COMP_WORDS[COMP_CWORD - 2]}
+}
+
+_tessera_reply() {
+  mapfile -t COMPREPLY < <(compgen "$@" -- "$cur")
+}
+
+# The commands of a program, and its options.
+_tessera_commands() {
+  "$1" --help 2>/dev/null | sed -n "s/^\(Usage:\)\{0,1\} *${1##*/} \([a-z]*\).*/\2/p" | sort -u
+}
+_tessera_options() {
+  "$1" --help 2>/dev/null | grep -oE '(^|[ ,])--?[a-z][a-z-]*' | tr -d ' ,' | sort -u
+}
+
+_tessera() {
+  local cur prev
+  _tessera_words
+  if [[ $COMP_CWORD -eq 1 ]]; then
+    _tessera_reply -W 'dnsmasq ipsec network pam'
+  elif [[ ${COMP_WORDS[1]} == network && $COMP_CWORD -eq 2 ]]; then
+    _tessera_reply -W '-p --device'
+  fi
+}
+
+# Keys of the store: those below the name before the last dot, which may have keys below them in turn.
+_runt_keys() {
+  local above='' names
+  [[ $cur == *.* ]] && above=${cur%.*}
+  names=$("$1" keys ${above:+"$above"} 2>/dev/null) || return
+  cur=${cur##*.}
+  _tessera_reply -W "$names"
+  COMPREPLY=("${COMPREPLY[@]/#/${above:+$above.}}")
+  compopt -o nospace 2>/dev/null
+}
+
+_runt() {
+  local cur prev
+  _tessera_words
+  if [[ $COMP_CWORD -eq 1 ]]; then
+    _tessera_reply -W "$(_tessera_commands "$1") --help"
+  elif [[ ${COMP_WORDS[1]} == load ]]; then
+    _tessera_reply -f
+  elif [[ $COMP_CWORD -eq 2 && ${COMP_WORDS[1]} == @(get|set|delete|keys) ]]; then
+    _runt_keys "$1"
+  fi
+}
+
+_tessera_config() {
+  local cur prev
+  _tessera_words
+  if [[ $COMP_CWORD -eq 1 ]]; then
+    _tessera_reply -W "$(_tessera_commands "$1") --help"
+  elif [[ ${COMP_WORDS[1]} == check ]]; then
+    _tessera_reply -f
+  elif [[ ${COMP_WORDS[1]} == schema ]]; then
+    _tessera_reply -W --strict
+  fi
+}
+
+_tessera_preview() {
+  local cur prev
+  _tessera_words
+  case $prev in
+    -c | --config | -r | --runtime | --tessera | --runt) _tessera_reply -f ;;
+    -f | --rootfs | -o | --output | -d | --diff) _tessera_reply -d ;;
+    --color) _tessera_reply -W 'auto always never' ;;
+    network) _tessera_reply -W '-p --device' ;;
+    *)
+      if [[ $cur == -* ]]; then
+        _tessera_reply -W "$(_tessera_options "$1")"
+      else
+        _tessera_reply -W 'all dnsmasq ipsec network pam'
+      fi
+      ;;
+  esac
+}
+
+complete -F _tessera tessera
+complete -o filenames -F _runt runt
+complete -o filenames -F _tessera_config tessera-config
+complete -o filenames -F _tessera_preview tessera-preview
