@@ -464,7 +464,8 @@ constexpr Key interface_vigil[] = {
 };
 constexpr Key interface_keys[] = {
     word("type", "ethernet passthrough modem pppoe hotspot wisun dialin",
-         "Kind of interface; hotspot, wisun and dialin get no section."),
+         "Kind of interface; hotspot, wisun and dialin get no section, hotspot and passthrough the line "
+         "except-interface= in dnsmasq.conf."),
     device("device", "Device it is on: UCI option ifname. A modem is named in modem.device instead."),
     boolean("enable", "Have it; the section of a disabled pppoe interface holds UCI option ifname only."),
     integer("mtu", "bytes",
