@@ -229,14 +229,23 @@ int report(const char *path, std::string_view text, size_t offset, const char *t
   return failed;
 }
 
-// The whole input; false when it cannot be read.
+// More than the store could hold; an input without an end is refused before it fills the memory.
+constexpr size_t largest_input = 128U << 20;
+
+// The whole input; false, with errno, when it cannot be read or is too large.
 bool read_input(const char *path, std::string *text) {
   OwnedStream opened(strcmp(path, "-") != 0 ? fopen(path, "re") : nullptr);
   FILE *stream = strcmp(path, "-") != 0 ? opened.get() : stdin;
   if (stream == nullptr) return false;
   char block[16384];
   size_t length;
-  while ((length = fread(block, 1, sizeof block, stream)) > 0) text->append(block, length);
+  while ((length = fread(block, 1, sizeof block, stream)) > 0) {
+    if (text->size() + length > largest_input) {
+      errno = EFBIG;
+      return false;
+    }
+    text->append(block, length);
+  }
   return ferror(stream) == 0;
 }
 

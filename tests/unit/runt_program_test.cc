@@ -73,6 +73,7 @@ TEST(RuntProgram, RefusesBadInputWhole) {
   for (const auto &[input, message] : rows)
     EXPECT_EQ(shell(std::string("printf '") + input + "' | $R load -"), std::string("runt: -:") + message + "\n1");
   EXPECT_EQ(shell("$R load /var/run/none"), "runt: /var/run/none: No such file or directory\n1");
+  EXPECT_EQ(shell("$R load /dev/zero"), "runt: /dev/zero: File too large\n1");
   EXPECT_EQ(shell("$R dump"), "{\n  \"old\": \"1\"\n}\n0");
 }
 
