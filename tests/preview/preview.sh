@@ -165,13 +165,16 @@ more" ] || fail "nothing stored in an empty directory"
 
   expect 3 -c '' --tessera by_name all <<'OUTPUT'
 ran pam
+tessera-preview: pam ended with status 3
 ran dnsmasq
 ran ipsec
+tessera-preview: ipsec ended with status 1
 ran network
 OUTPUT
   expect 1 -c '' --tessera by_name network,ipsec <<'OUTPUT'
 ran network
 ran ipsec
+tessera-preview: ipsec ended with status 1
 OUTPUT
   expect 0 -c '' -f whole --tessera look_around pam <<'OUTPUT'
 /var/run

@@ -170,6 +170,8 @@ ServiceRun run_service(const Options &options, const Inputs &inputs, const Secre
   fwrite(run.output.data(), 1, run.output.size(), stdout);
   fflush(stdout);
   fwrite(run.messages.data(), 1, run.messages.size(), stderr);
+  if (run.status != 0 && options.services.size() > 1)
+    fprintf(stderr, "tessera-preview: %s ended with status %d\n", service.c_str(), run.status);
   return run;
 }
 

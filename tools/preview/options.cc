@@ -73,6 +73,18 @@ bool chooses_colour(const char *when) {
          isatty(STDOUT_FILENO) != 0;
 }
 
+// tessera takes any name, and does nothing for one that it does not know.
+void point_out_unknown(const Options &options) {
+  static const char *const known[] = {"dnsmasq", "ipsec", "network", "pam", nullptr};
+  for (const std::string &service : options.services) {
+    const char *const *name = known;
+    while (*name != nullptr && service != *name) name++;
+    if (*name == nullptr)
+      fprintf(stderr, "tessera-preview: '%s' is no service of tessera: dnsmasq, ipsec, network, pam\n",
+              service.c_str());
+  }
+}
+
 void read_services(const char *names, Options &options) {
   std::string list = strcmp(names, "all") == 0 ? "pam,dnsmasq,ipsec,network" : names;
   for (size_t start = 0; start <= list.size();) {
@@ -172,6 +184,7 @@ Options read_command_line(int argc, char **argv) {
   if (options.reports_differences && options.old == nullptr) refuse_usage("--exit-code needs an OLDDIR to differ from");
   options.is_coloured = chooses_colour(colour);
   read_services(argv[optind], options);
+  if (options.tessera.empty()) point_out_unknown(options);
   options.arguments.assign(argv + optind + 1, argv + argc);
   if (options.services.size() > 1 && !options.arguments.empty()) refuse_usage("ARGS are for a single service");
   return options;
