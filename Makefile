@@ -42,7 +42,7 @@ fuzz: setup-test
 	@for target in $(TARGETS); do \
 	  mkdir -p build/fuzz/found/$$target build/fuzz/failed && \
 	  (cd tests/fuzz/corpus/$$target && ../../../../build/fuzz/bin/fuzz_$$target -max_total_time=$(TIME) \
-	    -max_len=4096 -timeout=10 -print_final_stats=1 -artifact_prefix=../../../../build/fuzz/failed/$$target- \
+	    -max_len=4096 -timeout=60 -print_final_stats=1 -artifact_prefix=../../../../build/fuzz/failed/$$target- \
 	    ../../../../build/fuzz/found/$$target .) || exit 1; \
 	done
 
