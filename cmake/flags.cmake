@@ -2,6 +2,9 @@
 include(CheckPIESupported)
 check_pie_supported()
 
+# Where a C long has 32 bits: inode numbers, sizes and times beyond that would make stat fail.
+add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+
 # Functions of their own sections let the linker drop what no service uses.
 add_compile_options(-ffunction-sections -fdata-sections -fno-plt -fstack-protector-strong -fvisibility=hidden)
 add_link_options(-Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro,-z,now)

@@ -285,8 +285,8 @@ const ConfigNode *config_node_get_root(const ConfigNode *node) {
 
 const ConfigNode *config_node_parent(const ConfigNode *node) {
   if (node == nullptr) return nullptr;
-  const BlockHeader &header = header_of(node);
-  return header.parent != 0 ? &(reinterpret_cast<const Cell *>(&header) + header.parent)->node : nullptr;
+  const Cell *block = cell_at(node) - node->index - 1;
+  return block->header.parent != 0 ? &block[block->header.parent].node : nullptr;
 }
 
 size_t config_node_id(const ConfigNode *node) {
