@@ -329,7 +329,7 @@ def number(value):
         return '-'
     if isinstance(value, int):
         return f'{value:,}'
-    return f'{value:,.3f}' if value < 1 else f'{value:,.2f}' if value < 10 else f'{value:,.1f}'
+    return f'{value:,.3f}' if value < 1 else f'{value:,.2f}' if value < 100 else f'{value:,.1f}'
 
 
 def print_table(title, head, rows):
