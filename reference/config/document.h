@@ -19,6 +19,7 @@
 #include "config/characters.h"
 #include "config/report.h"
 #include "config/schema.h"
+#include "tools/memory.h"
 
 struct Document;
 
@@ -70,7 +71,7 @@ struct Growing {
   void reserve(size_t wanted) {
     // Storage for a document of the largest size stays far below 2^32 elements.
     auto *moved = static_cast<T *>(realloc(static_cast<void *>(data.get()), wanted * sizeof(T)));
-    if (moved == nullptr) abort();
+    if (moved == nullptr) end_without_memory();
     (void)data.release();
     data.reset(moved);
     room = static_cast<uint32_t>(wanted);

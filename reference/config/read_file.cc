@@ -1,5 +1,6 @@
 // The file that a document is read from.
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,15 @@
 namespace {
 
 constexpr uint32_t largest_file = 256U << 20;
+constexpr int patience = 10'000;  // milliseconds that a pipe or terminal may stay silent
+
+// Waits until there is something to read, so that a pipe in the place of a file does not hold up a boot for ever.
+bool has_news(int fd) {
+  pollfd waited = {fd, POLLIN, 0};
+  int ready = poll(&waited, 1, patience);
+  if (ready == 0) errno = ETIMEDOUT;
+  return ready > 0;
+}
 
 }  // namespace
 
@@ -19,7 +29,7 @@ char *read_padded(const char *path, size_t padding, uint32_t *size, std::string 
     *problem = std::string(what) + ": " + strerror(errno);
     return nullptr;
   };
-  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
+  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
   if (fd < 0) return fail("cannot be opened");
   std::unique_ptr<const int, void (*)(const int *)> closer(&fd, [](const int *held) { close(*held); });
   struct stat status;
@@ -33,7 +43,7 @@ char *read_padded(const char *path, size_t padding, uint32_t *size, std::string 
   size_t used = 0;
   std::unique_ptr<char, void (*)(void *)> text(static_cast<char *>(malloc(room + padding)), free);
   while (text != nullptr && !(regular && used == room)) {
-    ssize_t got = read(fd, text.get() + used, room - used);
+    ssize_t got = regular || has_news(fd) ? read(fd, text.get() + used, room - used) : -1;
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return fail("cannot be read");
     if (got == 0) break;

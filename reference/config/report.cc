@@ -68,7 +68,7 @@ void report_list(Document &document, Grade grade, uint32_t position, const std::
     finding.column = position - document.place.line_start + 1;
   }
   char *message = nullptr;
-  if (vasprintf(&message, format, arguments) < 0) return;
+  if (vasprintf(&message, format, arguments) < 0) end_without_memory();
   finding.message = message;
   free(message);
   if (document.findings != nullptr) {
@@ -103,7 +103,8 @@ void config_report(const ConfigNode *node, Grade grade, const char *format, ...)
   va_start(arguments, format);
   if (node == nullptr) {
     char *message = nullptr;
-    if (grade != Grade::questionable && vasprintf(&message, format, arguments) >= 0) log_error("%s", message);
+    if (vasprintf(&message, format, arguments) < 0) end_without_memory();
+    if (grade != Grade::questionable) log_error("%s", message);
     free(message);
   } else if ((node->flags & node_broken) == 0) {
     std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);

@@ -313,6 +313,6 @@ char *config_path(const ConfigNode *node) {
     }
   }
   char *copy = strdup(path.c_str());
-  if (copy == nullptr) abort();
+  if (copy == nullptr) end_without_memory();
   return copy;
 }

@@ -10,6 +10,7 @@
 #include "platform/runt.h"
 #include "platform/tools.h"
 #include "runt/store.h"
+#include "tools/memory.h"
 
 namespace {
 
@@ -82,7 +83,7 @@ char *put_text(char *place, std::string_view text) {
 RuntEntry *make_entry(std::string_view parent, const Child &child) {
   size_t key_size = parent.size() + (parent.empty() ? 0 : 1) + child.name.size() + 1;
   char *block = static_cast<char *>(malloc(sizeof(RuntEntry) + key_size + child.value.size() + 1));
-  if (block == nullptr) abort();
+  if (block == nullptr) end_without_memory();
   char *key = block + sizeof(RuntEntry);
   char *name = key;
   if (!parent.empty()) {
@@ -110,7 +111,7 @@ RuntEntry **runt_get_entries(const char *key, int /*reserved1*/, int /*reserved2
   std::erase_if(children, [](const Child &child) { return !child.has_value; });
   if (children.empty()) return nullptr;
   RuntEntry **entries = static_cast<RuntEntry **>(malloc((children.size() + 1) * sizeof(RuntEntry *)));
-  if (entries == nullptr) abort();
+  if (entries == nullptr) end_without_memory();
   RuntEntry **end = entries;
   for (const Child &child : children) *end++ = make_entry(key, child);
   *end = nullptr;

@@ -1,22 +1,28 @@
 // The connection to the store: values and changes.
 #include "runt/store.h"
 
+#include <fcntl.h>
 #include <lmdb.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <string>
 
 #include "platform/runt.h"
 #include "platform/tools.h"
+#include "tools/memory.h"
 
 namespace {
 
-// Address space, not memory: the file holds the pages in use only. Large enough for a map of 100,000 devices while the
-// old map is still being read, small enough for a 32-bit router.
+// Address space, not memory: of the file, which is as long, only the pages in use take room. Large enough for a map of
+// 100,000 devices while the old map is still being read, small enough for a 32-bit router.
 constexpr size_t map_size = size_t{128} << 20;
 
 // A connection starts as a reader: most programs never write, and LMDB's reader opens with half the effort.
@@ -52,6 +58,53 @@ void close_environment() {
   store = {};
 }
 
+int data_fd() {
+  int fd = -1;
+  mdb_env_get_fd(store.env, &fd);
+  return fd;
+}
+
+// LMDB waits for another writer for ever. One that is stuck is waited for 10 seconds, then the change fails with EBUSY.
+int lock_writers() {
+  constexpr int tries = 500;
+  constexpr timespec pause_between = {0, 20'000'000};
+  for (int i = 0; flock(data_fd(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; i++) {
+    if (i == tries) return EBUSY;
+    nanosleep(&pause_between, nullptr);
+  }
+  return 0;
+}
+
+void unlock_writers() {
+  flock(data_fd(), LOCK_UN);
+}
+
+// A program that reads beyond the end of a mapped file is killed. Every writer makes the file as long as the map before
+// its first batch, so one that is shorter than the pages it speaks of has been cut.
+int settle_size(bool writable) {
+  struct stat file;
+  MDB_envinfo info;
+  MDB_stat pages;
+  int fd = data_fd();
+  if (fstat(fd, &file) != 0) return errno;
+  mdb_env_info(store.env, &info);
+  mdb_env_stat(store.env, &pages);
+  auto size = static_cast<size_t>(file.st_size);
+  if (size < (info.me_last_pgno + 1) * pages.ms_psize) return MDB_CORRUPTED;
+  return !writable || size >= map_size || ftruncate(fd, map_size) == 0 ? 0 : errno;
+}
+
+// LMDB registers readers through a mapping, and on a full file system that kills the program: the room for them is
+// taken beforehand.
+int reserve_reader_table() {
+  constexpr off_t table_size = 8192;  // LMDB's own size
+  int fd = open((std::string(runt_directory) + "/lock.mdb").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) return errno;
+  int error = posix_fallocate(fd, 0, table_size);
+  close(fd);
+  return error;
+}
+
 // Opens the store's files and takes a snapshot. Nothing stays open after a failure.
 int open_environment(unsigned access) {
   int error = mdb_env_create(&store.env);
@@ -60,6 +113,7 @@ int open_environment(unsigned access) {
   constexpr unsigned flags = MDB_NOTLS | MDB_NOSYNC;
   if (access != MDB_RDONLY) mdb_env_set_mapsize(store.env, map_size);
   error = mdb_env_open(store.env, runt_directory, flags | access, 0600);
+  if (error == 0) error = settle_size(access != MDB_RDONLY);
   if (error == 0) error = begin(MDB_RDONLY, &store.snapshot);
   if (error == 0) error = mdb_dbi_open(store.snapshot, nullptr, 0, &store.values);
   if (error != 0) close_environment();
@@ -77,13 +131,16 @@ int connect() {
     return 0;
   }
   // A program that was killed while it made the file left one that only a writer can complete.
-  return open_environment(0);
+  error = reserve_reader_table();
+  return error != 0 ? error : open_environment(0);
 }
 
 int become_writer() {
   if (store.writable) return 0;
+  int error = store.env == nullptr ? reserve_reader_table() : 0;
+  if (error != 0) return error;
   close_environment();
-  int error = open_environment(0);
+  error = open_environment(0);
   if (error != 0) connect();  // to go on reading
   return error;
 }
@@ -197,8 +254,11 @@ bool runt_encode_key(const char *key, StoredKey *encoded) {
 }
 
 MDB_cursor *runt_open_cursor() {
-  MDB_cursor *cursor;
-  return visible() != nullptr && mdb_cursor_open(visible(), store.values, &cursor) == 0 ? cursor : nullptr;
+  MDB_cursor *cursor = nullptr;
+  if (visible() == nullptr) return nullptr;
+  int error = mdb_cursor_open(visible(), store.values, &cursor);
+  if (error == ENOMEM) end_without_memory();
+  return error == 0 ? cursor : nullptr;
 }
 
 const char *runt_error_text(int error) {
@@ -221,7 +281,10 @@ void runt_deinit(void) {
 
 char *runt_get_string(const char *key) {
   MDB_val value;
-  return find_value(key, &value) ? strndup(static_cast<const char *>(value.mv_data), value.mv_size) : nullptr;
+  if (!find_value(key, &value)) return nullptr;
+  char *text = strndup(static_cast<const char *>(value.mv_data), value.mv_size);
+  if (text == nullptr) end_without_memory();
+  return text;
 }
 
 char *runt_get_string_pathf(const char *format, ...) {
@@ -270,10 +333,14 @@ int runt_edit_start(void) {
   if (store.batch != nullptr) return EBUSY;
   int error = become_writer();
   if (error != 0) return error;
+  error = lock_writers();
+  if (error != 0) return error;
   // A reader that was killed would keep the pages it saw from being used again, until the store is full.
   mdb_reader_check(store.env, nullptr);
   store.batch_error = 0;
-  return begin(0, &store.batch);
+  error = begin(0, &store.batch);
+  if (error != 0) unlock_writers();
+  return error;
 }
 
 int runt_delete(const char *key) {
@@ -298,6 +365,7 @@ int runt_edit_commit(void) {
     error = mdb_txn_commit(store.batch);
   }
   store.batch = nullptr;
+  unlock_writers();
   if (error != 0) {
     log_debug("cannot change the runtime store: %s", runt_error_text(error));
     return error;

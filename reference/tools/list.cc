@@ -37,7 +37,7 @@ char **append_owned(char **list, char *text) {
   if (list == nullptr) list = _sl_new(0, 0);
   Header *header = header_of(list);
   if (header->length == header->capacity) {
-    if (header->capacity > INT32_MAX / 2) abort();
+    if (header->capacity > INT32_MAX / 2) end_without_memory();
     header = resize(header, header->capacity * 2);
     list = entries_of(header);
   }

@@ -1,7 +1,9 @@
 // Child processes. A child has a session of its own, so that nothing can prompt on a terminal; it reads from /dev/null,
-// inherits no descriptor but standard output and standard error, and starts with default signal handling.
+// inherits no descriptor but standard output and standard error, and starts with default signal handling. A child that
+// hangs, or never stops writing, is killed with all that it has started: a boot goes on without it.
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +20,10 @@ namespace {
 
 constexpr int status_not_run = 127;  // as a shell tells of a program that it cannot run
 constexpr int status_signal = 128;   // plus the signal's number
+
+constexpr int time_limit = 10'000;  // milliseconds
+constexpr int death_limit = 1'000;  // a killed process that the kernel cannot end yet is not waited for
+constexpr size_t largest_output = 1U << 20;
 
 // The argument vector: the program's name, then the texts of `arguments` up to the null pointer.
 std::vector<char *> argument_vector(const char *program, va_list &arguments) {
@@ -67,6 +73,46 @@ pid_t start(int fd_out, char *const *argv) {
   return pid;
 }
 
+// Kills the child's session. The process has to be a child of ours that has not been waited for: no other number is
+// safe, and that of a negated 1 would mean every process there is.
+void kill_session(pid_t child) {
+  if (child > 1 && getpgid(child) == child) kill(-child, SIGKILL);
+}
+
+// Whether the process has ended before the deadline. Kernels before 5.3 cannot tell: there its end is waited for.
+bool ends_before(pid_t pid, int64_t deadline) {
+  auto fd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0U));
+  if (fd < 0) return true;
+  bool ended = wait_readable(fd, deadline);
+  close(fd);
+  return ended;
+}
+
+// As waitpid, whatever interrupts.
+pid_t wait_for(pid_t pid, int *status, int options) {
+  pid_t ended;
+  do {
+    ended = waitpid(pid, status, options);
+  } while (ended < 0 && errno == EINTR);
+  return ended;
+}
+
+// Waits for the child and returns its exit status. What is no child of ours is left alone.
+int reap(pid_t pid, int64_t deadline) {
+  if (pid <= 1) return status_not_run;
+  int status;
+  pid_t ended = wait_for(pid, &status, WNOHANG);
+  if (ended == 0) {
+    if (!ends_before(pid, deadline)) {
+      kill_session(pid);
+      if (!ends_before(pid, moment_after(death_limit))) return status_not_run;
+    }
+    ended = wait_for(pid, &status, 0);
+  }
+  if (ended < 0) return status_not_run;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : status_signal + WTERMSIG(status);
+}
+
 }  // namespace
 
 char *_process_capture(int /*fd_in*/, int /*fd_err*/, int /*capture*/, int /*reserved1*/, int /*reserved2*/,
@@ -76,14 +122,22 @@ char *_process_capture(int /*fd_in*/, int /*fd_err*/, int /*capture*/, int /*res
   std::vector<char *> argv = argument_vector(program, arguments);
   va_end(arguments);
 
+  // Callers do without the output, and what they write then lacks something: the log has to tell why. A program that
+  // ends with a status of its own has told it itself.
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return nullptr;
-  pid_t pid = start(ends[1], argv.data());
-  close(ends[1]);
+  int status = status_not_run;
   char *output = nullptr;
-  if (pid >= 0) read_all(ends[0], 0, &output);
-  close(ends[0]);
-  if (process_wait(pid) == 0) return output;
+  if (pipe2(ends, O_CLOEXEC) == 0) {
+    pid_t pid = start(ends[1], argv.data());
+    close(ends[1]);
+    int64_t deadline = moment_after(time_limit);
+    if (pid >= 0 && !read_all(ends[0], 0, largest_output, deadline, &output)) kill_session(pid);
+    close(ends[0]);
+    status = reap(pid, deadline);
+  }
+  if (output == nullptr || status >= status_not_run)
+    log_error("%s did not run to its end", program != nullptr ? program : "a program");
+  if (status == 0) return output;
   free(output);
   return nullptr;
 }
@@ -97,12 +151,5 @@ pid_t _process_exec_fd(int /*fd_in*/, int /*fd_out*/, int /*fd_err*/, int /*rese
 }
 
 int process_wait(pid_t pid) {
-  if (pid <= 0) return status_not_run;
-  int status;
-  pid_t ended;
-  do {
-    ended = waitpid(pid, &status, 0);
-  } while (ended < 0 && errno == EINTR);
-  if (ended < 0) return status_not_run;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : status_signal + WTERMSIG(status);
+  return reap(pid, moment_after(time_limit));
 }

@@ -3,10 +3,19 @@
 #define TESSERA_REFERENCE_TOOLS_STREAM_H
 
 #include <cstddef>
+#include <cstdint>
+
+// Moments of a clock that nobody sets, in milliseconds.
+int64_t moment_after(int milliseconds);
+constexpr int64_t no_deadline = INT64_MAX;
+
+// Waits until there is something to read, or for a process descriptor until the process has ended. False when that has
+// not come about at the deadline.
+bool wait_readable(int fd, int64_t deadline);
 
 // Reads everything up to the end of input into a new text that the caller frees; `expected` bytes are likely. False,
-// and nothing stored, when reading fails.
-bool read_all(int fd, size_t expected, char **text);
+// and nothing stored, when reading fails, goes beyond `limit` bytes or is not over at the deadline.
+bool read_all(int fd, size_t expected, size_t limit, int64_t deadline, char **text);
 
 bool write_all(int fd, const char *bytes, size_t length);
 

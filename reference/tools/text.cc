@@ -8,13 +8,13 @@
 
 void *xrealloc(void *memory, size_t size) {
   void *moved = realloc(memory, size);
-  if (moved == nullptr) abort();
+  if (moved == nullptr) end_without_memory();
   return moved;
 }
 
 char *xvasprintf(const char *format, va_list arguments) {
   char *text = nullptr;
-  if (vasprintf(&text, format, arguments) < 0) abort();
+  if (vasprintf(&text, format, arguments) < 0) end_without_memory();
   return text;
 }
 

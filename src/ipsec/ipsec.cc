@@ -8,6 +8,7 @@
 #include "ipsec/staging.h"
 #include "ipsec/tunnel.h"
 #include "main/mappers.h"
+#include "main/turn.h"
 
 bool fips_mode;
 
@@ -68,10 +69,8 @@ bool close_main_file(OwnedStream stream, const char *path) {
   return false;
 }
 
-}  // namespace
-
-int32_t map_ipsec(const ConfigNode *root, int32_t /*argc*/, char ** /*argv*/) {
-  log_init("tessera_ipsec", 0, 0);
+// Writes everything; returns the exit status.
+int32_t generate(const ConfigNode *root) {
   OwnedModel model(network_load(root));
   fips_mode = config_object_has_key(root, "system", "fips") && config_get_bool(root, "system.fips");
   OwnedStream conf = open_output(main_conf_path);
@@ -94,4 +93,19 @@ int32_t map_ipsec(const ConfigNode *root, int32_t /*argc*/, char ** /*argv*/) {
   swap_staging_tree();
   runt_deinit();
   return any_complete && conf_written && secrets_written ? 0 : 1;
+}
+
+}  // namespace
+
+int32_t map_ipsec(const ConfigNode *root, int32_t /*argc*/, char ** /*argv*/) {
+  log_init("tessera_ipsec", 0, 0);
+  int turn;
+  if (!begin_turn("/var/run", &turn)) {
+    // The run that is stuck keeps its files to itself.
+    unlink(main_conf_path);
+    unlink(main_secrets_path);
+  }
+  int32_t status = generate(root);
+  end_turn(turn);
+  return status;
 }

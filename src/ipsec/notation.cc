@@ -123,6 +123,7 @@ OwnedText find_peer_ids(const ConfigNode *tunnel, const char *fallback, const ch
     if (*item != '\0') own_identity_seen = true;
   }
   OwnedText list(own_identity_seen ? strdup(items.c_str()) : nullptr);
+  if (own_identity_seen && list == nullptr) end_without_memory();
   log_debug("%s : %s", "find_peer_ids", list != nullptr ? list.get() : "null");
   return list;
 }

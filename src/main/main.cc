@@ -1,12 +1,15 @@
 // Entry of the program: finds the mapper of the named service, loads the configuration and runs the mapper on it.
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "main/mappers.h"
+#include "main/owned.h"
 #include "platform/config.h"
 
 namespace {
@@ -24,8 +27,9 @@ const MapperRow mapper_table[] = {
 // A log line must then neither end up in an output file that got the number 2, nor end the run half-way.
 void protect_streams() {
   for (int fd = 0; fd <= 2; fd++)
-    if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) abort();
+    if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) _exit(1);
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
 }
 
 }  // namespace
@@ -37,6 +41,7 @@ int main(int argc, char **argv) {
   }
   for (const MapperRow *row = mapper_table; row->name != nullptr; row++) {
     if (strcmp(row->name, argv[1]) != 0) continue;
+    std::set_new_handler(end_without_memory);
     protect_streams();
     const ConfigNode *root = config_load();
     if (root == nullptr) return 1;

@@ -7,6 +7,13 @@
 #include <cerrno>
 #include <cstdarg>
 
+void end_without_memory() {
+  static const char message[] = "tessera: out of memory\n";
+  ssize_t written = write(STDERR_FILENO, message, sizeof message - 1);
+  static_cast<void>(written);  // nothing else is left to tell it to
+  _exit(1);
+}
+
 std::string format(const char *format, ...) {
   char stack_buffer[256];
   va_list arguments;
@@ -31,12 +38,14 @@ static bool set_mode(int fd, unsigned mode) {
 }
 
 OwnedStream open_output(const char *path, unsigned mode) {
-  // The file is empty until its mode is right: no moment shows new content under an old, wider mode.
-  int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0600);
+  // The file is empty until its mode is right: no moment shows new content under an old, wider mode. A pipe in its
+  // place that nobody reads would hold up the run for ever.
+  int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
   if (fd < 0) return nullptr;
   FILE *stream = set_mode(fd, mode) ? fdopen(fd, "w") : nullptr;
   if (stream == nullptr) {
     int reason = errno;
+    if (reason == ENOMEM) end_without_memory();
     close(fd);
     errno = reason;
   }

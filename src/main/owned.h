@@ -54,6 +54,10 @@ inline bool is_path_component(const char *text) {
   return is_set(text) && strchr(text, '/') == nullptr && strcmp(text, ".") != 0 && strcmp(text, "..") != 0;
 }
 
+// Running out of memory ends the run at once, with a message: what it was writing stays in its buffers, nothing that
+// lacks a part is installed, and no core is dumped.
+[[noreturn]] void end_without_memory();
+
 // A printf-built text.
 std::string format(const char *format, ...) __attribute__((format(printf, 1, 2)));
 

@@ -6,6 +6,7 @@
 
 #include "main/mappers.h"
 #include "main/owned.h"
+#include "main/turn.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
 
@@ -13,6 +14,7 @@ NetworkModel *network_model;
 
 namespace {
 
+const char working_directory[] = "/var/run/uci";
 const char working_path[] = "/var/run/uci/network.new";
 const char installed_path[] = "/var/run/uci/network";
 
@@ -41,9 +43,9 @@ void write_network_file(FILE *out, const ConfigNode *root) {
 }
 
 // Tells other services which configuration each kernel device comes from. One batch: readers never see half a map, nor
-// rows of devices that are gone.
-void publish_device_map() {
-  runt_edit_start();
+// rows of devices that are gone. False when the map stays as it was.
+bool publish_device_map() {
+  if (runt_edit_start() != 0) return false;
   runt_delete("network.device_map");
   int32_t row = 0;
   for (const NetworkNode *device = network_first_type(network_model, NETWORK_NODE_DEVICE); device != nullptr;
@@ -53,7 +55,7 @@ void publish_device_map() {
     runt_set_string_pathf(or_empty(path.get()), "network.device_map.%d.path", row);
     row++;
   }
-  runt_edit_commit();
+  return runt_edit_commit() == 0;
 }
 
 // Prints the name of the device that `--device PATH` asks for; returns the exit status.
@@ -79,18 +81,23 @@ int32_t print_device_name(const ConfigNode *root, int32_t argc, char **argv) {
 // Writes and installs the network file and publishes the device map; returns the exit status. Without a working file
 // the map is still published: the devices are there whether or not their settings could be written.
 int32_t generate(const ConfigNode *root) {
-  if (runt_init() != 0) log_error("failed to initialize runt interface");
+  int turn;
+  if (!begin_turn(working_directory, &turn)) unlink(working_path);
+  bool connected = runt_init() == 0;
+  if (!connected) log_error("failed to initialize runt interface");
   if (OwnedStream out = open_output(working_path)) {
     write_network_file(out.get(), root);
   } else {
     unlink(working_path);  // what a killed run has left must not be installed
   }
-  publish_device_map();
+  if (!publish_device_map() && connected) log_error("failed to publish the device map");
   uci_forget_passthrough_sources();
   network_free(network_model);
   network_model = nullptr;
   runt_deinit();
-  return file_replace(1, working_path, installed_path, 0) ? 0 : 1;
+  bool installed = file_replace(1, working_path, installed_path, 0);
+  end_turn(turn);
+  return installed ? 0 : 1;
 }
 
 }  // namespace

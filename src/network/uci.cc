@@ -38,13 +38,13 @@ std::unique_ptr<PassthroughIndex> index_passthrough_sources(const NetworkNode *r
   return index;
 }
 
-// A formatted text. Most are one plain text, which is borrowed; `built` holds the others. Null when that fails.
+// A formatted text. Most are one plain text, which is borrowed; `built` holds the others.
 const char *format_text(OwnedText &built, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
 const char *format_text(OwnedText &built, const char *format, va_list arguments) {
   if (strcmp(format, "%s") == 0) return or_empty(va_arg(arguments, const char *));
   if (strchr(format, '%') == nullptr) return format;
   char *text = nullptr;
-  if (vasprintf(&text, format, arguments) < 0) return nullptr;
+  if (vasprintf(&text, format, arguments) < 0) end_without_memory();
   built.reset(text);
   return text;
 }
@@ -79,7 +79,6 @@ void uci_write_option(FILE *out, const char *name, const char *value_format, ...
   va_start(arguments, value_format);
   const char *value = format_text(built, value_format, arguments);
   va_end(arguments);
-  if (value == nullptr) return;
   OwnedText escaped;
   if (strpbrk(value, "\"\\\n") != nullptr) {
     escaped.reset(escape(value, uci_escape_table));
@@ -170,7 +169,7 @@ OwnedText shell_quote_single(const char *text) {
   if (text == nullptr) return nullptr;
   static const char quoted_quote[] = "'\\''";
   OwnedText quoted(static_cast<char *>(malloc(4 * strlen(text) + 1)));
-  if (quoted == nullptr) return nullptr;
+  if (quoted == nullptr) end_without_memory();
   char *end = quoted.get();
   for (; *text != '\0'; text++) {
     if (*text == '\'')

@@ -3,6 +3,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "main/text.h"
 #include "network/uci.h"
 
@@ -14,11 +17,12 @@ void uci_write_config_digest(FILE *out, const ConfigNode *config) {
   // The settings hold private keys and may be longer than a command line: md5sum reads them from memory of ours, where
   // no other user sees them.
   int fd = memfd_create("settings", MFD_CLOEXEC);
-  if (fd < 0) return;
-  if (dprintf(fd, "%s\n", or_empty(config_dump(config))) > 0) {
+  if (fd < 0 || dprintf(fd, "%s\n", or_empty(config_dump(config))) <= 0) {
+    log_error("error digesting settings: %s", strerror(errno));
+  } else {
     std::string path = format("/proc/%d/fd/%d", static_cast<int>(getpid()), fd);
     OwnedText output(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr));
     uci_write_md5sum(out, "conf_md5sum", output.get());
   }
-  close(fd);
+  if (fd >= 0) close(fd);
 }

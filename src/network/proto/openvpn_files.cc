@@ -1,5 +1,7 @@
 #include "network/proto/openvpn_files.h"
 
+#include <sys/stat.h>
+
 #include <cstring>
 #include <string_view>
 
@@ -148,6 +150,8 @@ void write_extra_options(FILE *file, const char *extra) {
 }
 
 void copy_file(FILE *file, const char *path) {
+  struct stat status;
+  if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) return;  // a pipe or device might never end
   OwnedStream source(fopen(path, "re"));
   if (source == nullptr) return;
   char buffer[4096];
