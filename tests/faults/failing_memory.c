@@ -1,0 +1,38 @@
+// Preloaded into a program: lets its allocation number FAILING_ALLOCATION fail. With 0, or a number that is not
+// reached, descriptor 3 gets the count of allocations at the end.
+#include <stdio.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+extern void *__libc_malloc(size_t size);
+extern void *__libc_calloc(size_t count, size_t size);
+extern void *__libc_realloc(void *memory, size_t size);
+
+static long failing = -1;  // before the program starts
+static long count;
+
+__attribute__((constructor)) static void begin(void) {
+  const char *number = getenv("FAILING_ALLOCATION");
+  unsetenv("LD_PRELOAD");  // the program's children do not count
+  failing = number != NULL ? atol(number) : 0;
+}
+
+__attribute__((destructor)) static void end(void) {
+  dprintf(3, "%ld", count);
+}
+
+static int fails(void) {
+  return failing >= 0 && ++count == failing;
+}
+
+void *malloc(size_t size) {
+  return fails() ? NULL : __libc_malloc(size);
+}
+
+void *calloc(size_t members, size_t size) {
+  return fails() ? NULL : __libc_calloc(members, size);
+}
+
+void *realloc(void *memory, size_t size) {
+  return fails() ? NULL : __libc_realloc(memory, size);
+}
