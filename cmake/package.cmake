@@ -1,6 +1,7 @@
 # What an installation holds besides the programs, and the Debian package of it.
 install(FILES cmake/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME tessera.conf)
 install(FILES README.md doc/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY doc/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/doc FILES_MATCHING PATTERN "*.md" PATTERN notes EXCLUDE)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 set(CPACK_GENERATOR DEB)
