@@ -93,7 +93,8 @@ int attempt(const std::function<int()> &work, int namespaces) {
     child = fork_into(namespaces | CLONE_NEWUSER);
   }
   if (child < 0) {
-    fail_system("cannot leave the machine's namespaces%s", uid != 0 ? " (root or user namespaces are needed)" : "");
+    fail_system("cannot leave the machine's namespaces (%s)",
+                uid != 0 ? "root or user namespaces are needed" : "a container needs CAP_SYS_ADMIN");
   }
   if (child == 0) {
     if (is_user) {
