@@ -111,7 +111,7 @@ def main():
         os.environ["TESSERA_OWN_MOUNTS"] = "yes"
         os.execvp("unshare", ["unshare", "-m", "-n", "-u", "--", __file__, source, build])
     first = ["README.md", "doc/first-router.md"]
-    kinds = ["doc/*.md", "examples/*/README.md", "doc/*.8", "doc/*.5.in"]
+    kinds = ["doc/**/*.md", "examples/*/README.md", "doc/*.8", "doc/*.5.in"]
     rest = [page for kind in kinds for page in source.glob(kind)]
     names = first + sorted({str(page.relative_to(source)) for page in rest} - set(first))
     for place in ("/var/run", "/etc/config"):
