@@ -4,7 +4,7 @@ CONFIGURE = cmake --preset
 EXAMPLE = examples/branch-office
 quiet = >build/$(1).log 2>&1 || { cat build/$(1).log >&2; exit 1; }
 
-.PHONY: run build test lint format fuzz coverage bench cross setup-build setup-test setup-bench setup-cross clean
+.PHONY: run build test lint format fuzz faults coverage bench cross setup-build setup-test setup-bench setup-cross clean
 
 # The files of every service for the example router, from the shipped build.
 run: setup-build
@@ -45,6 +45,11 @@ fuzz: setup-test
 	    -max_len=4096 -timeout=60 -print_final_stats=1 -artifact_prefix=../../../../build/fuzz/failed/$$target- \
 	    ../../../../build/fuzz/found/$$target .) || exit 1; \
 	done
+
+# Every system call and allocation of a run fails in turn, and runs are killed at each call: what is left, in a table.
+faults: setup-test
+	$(CONFIGURE) ci
+	$(BUILD) ci --target every-fault
 
 # How much of src/ the tests reach: a table of files, and the uncovered lines in build/coverage/uncovered. Programs on
 # a router of their own see nothing of the machine, but write their counts through the directory that is open as 9.

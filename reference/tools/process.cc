@@ -21,7 +21,7 @@ namespace {
 constexpr int status_not_run = 127;  // as a shell tells of a program that it cannot run
 constexpr int status_signal = 128;   // plus the signal's number
 
-constexpr int time_limit = 10'000;  // milliseconds
+constexpr int time_limit = 30'000;  // milliseconds; a slow processor needs many for a key of 4096 bits
 constexpr int death_limit = 1'000;  // a killed process that the kernel cannot end yet is not waited for
 constexpr size_t largest_output = 1U << 20;
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr int tries = 1000;
+constexpr int tries = 2000;
 constexpr timespec pause_between = {0, 20'000'000};
 
 }  // namespace

@@ -2,7 +2,7 @@
 #ifndef TESSERA_MAIN_TURN_H
 #define TESSERA_MAIN_TURN_H
 
-// Waits, 20 seconds at most, until no other run works in `directory`, and stores what ends this run's turn; so does the
+// Waits, 40 seconds at most, until no other run works in `directory`, and stores what ends this run's turn; so does the
 // end of the process, however it comes about. No file is left for it. False, after a message, when the other run has
 // not come to an end: it is stuck, and this one had better go on, but with files of its own. Where nothing can be
 // locked there is no turn to wait for.

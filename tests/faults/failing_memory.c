@@ -1,5 +1,6 @@
 // Preloaded into a program: lets its allocation number FAILING_ALLOCATION fail. With 0, or a number that is not
 // reached, descriptor 3 gets the count of allocations at the end.
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -14,7 +15,7 @@ static long count;
 __attribute__((constructor)) static void begin(void) {
   const char *number = getenv("FAILING_ALLOCATION");
   unsetenv("LD_PRELOAD");  // the program's children do not count
-  failing = number != NULL ? atol(number) : 0;
+  failing = number != NULL ? strtol(number, NULL, 10) : 0;
 }
 
 __attribute__((destructor)) static void end(void) {
@@ -22,7 +23,9 @@ __attribute__((destructor)) static void end(void) {
 }
 
 static int fails(void) {
-  return failing >= 0 && ++count == failing;
+  if (failing < 0 || ++count != failing) return 0;
+  errno = ENOMEM;
+  return 1;
 }
 
 void *malloc(size_t size) {

@@ -4,12 +4,13 @@
 faults.py BIN_DIRECTORY SOURCE_DIRECTORY INJECT FAILING_MEMORY_LIBRARY [--full] [GROUP...]
 
 Every run starts on a router that holds the files of an earlier configuration ("old") and ends in one outcome:
-  same      exit status 0, all files as an undisturbed run writes them
-  reported  a status other than 0 or a message
+  same      the status and all files of an undisturbed run, and no other message
+  reported  a status other than 0 or a message, and perhaps other files
   silent    status 0, no message, but other files
   crash     ended by a signal
   hang      not over after a time that no limit allows
-A table says which outcomes and which file states are right. Needs root; works in namespaces of its own.
+A table says which outcomes and which file states are right. Needs root; works in namespaces of its own, one for
+processes among them, as programs are killed here.
 """
 import collections
 import ctypes
@@ -25,17 +26,20 @@ import subprocess
 import sys
 import time
 
+if os.getpid() != 1:
+    os.execvp('unshare', ['unshare', '--pid', '--fork', '--mount-proc', '--kill-child', '-m', '-n', '-u', *sys.argv])
+
 BIN, SOURCE, INJECT, MEMORY = (os.path.abspath(path) for path in sys.argv[1:5])
 FULL = '--full' in sys.argv
-GROUPS = [argument for argument in sys.argv[5:] if argument != '--full']
+GROUPS = [argument for argument in sys.argv[5:] if argument != '--full'] or ['rows', 'together', 'calls', 'kills', 'memory']
 SERVICES = ('pam', 'dnsmasq', 'network', 'ipsec')
 # Files that readers are promised whole.
 WHOLE = {'pam': ('pam.conf', 'radius.conf', 'ldap.conf'), 'network': ('uci/network',), 'dnsmasq': (), 'ipsec': ()}
 CONFIG = '/etc/config/config.json'
-PATIENCE = 60
+PATIENCE = 100
 CALLS = {int(number): name for name, number in re.findall(
     r'#define __NR_(\w+) (\d+)', subprocess.run(['gcc', '-E', '-dM', '-include', 'asm/unistd.h', '-x', 'c', '/dev/null'],
-                                              capture_output=True, text=True, check=True).stdout)}
+                                                capture_output=True, text=True, check=True).stdout)}
 problems = []
 
 
@@ -43,14 +47,13 @@ def shell(script):
     subprocess.run(['bash', '-ec', script], check=True)
 
 
-def enter():
-    """Mount and network namespaces with a fresh /run and an /etc to write to."""
-    clone_newns, clone_newnet = 0x20000, 0x40000000
-    if ctypes.CDLL(None, use_errno=True).unshare(clone_newns | clone_newnet) != 0:
+def own_files():
+    """A mount namespace with a fresh /run, /media and /etc/config."""
+    clone_newns = 0x20000
+    if ctypes.CDLL(None, use_errno=True).unshare(clone_newns) != 0:
         raise OSError(ctypes.get_errno(), 'unshare')
-    shell(f'''mount --make-rprivate /; mount -t tmpfs tmpfs /media; mkdir /media/upper /media/work /media/programs
-        mount -t overlay overlay /etc -o lowerdir=/etc,upperdir=/media/upper,workdir=/media/work
-        mount -t tmpfs tmpfs /run; mkdir -p /etc/config /run/uci; cp -a {SOURCE}/examples/branch-office/rootfs/etc/. /etc/''')
+    shell('for path in /run /media /etc/config; do mount -t tmpfs tmpfs $path; done; mkdir /media/programs')
+    configure(rich())
 
 
 def configure(text):
@@ -58,7 +61,7 @@ def configure(text):
         file.write(text)
 
 
-def rich(old=False):
+def rich(old=False, servers=1):
     """A configuration with something of everything; the old one differs in every file."""
     documents = []
     for path in ('examples/branch-office', 'tests/golden/pam-every-method'):
@@ -67,8 +70,9 @@ def rich(old=False):
     document = {**json.loads(documents[0]), 'auth': json.loads(documents[1])['auth']}
     if old:
         document['auth']['idle_timeout'] = 77
-        for method in ('radius', 'ldap'):
-            document['auth'][method]['server'][0]['port'] = 77
+    for method in ('radius', 'ldap') if old or servers > 1 else ():
+        first = document['auth'][method]['server'][0]
+        document['auth'][method]['server'][:1] = [{**first, 'port': 77 if old else 78}] * servers
     return json.dumps(document)
 
 
@@ -90,12 +94,9 @@ def tree():
     found = {}
     for place, directories, files in os.walk('/run'):
         inside = place[len('/run/'):]
-        if inside.split('/')[0] == 'mount':  # the mount program's own
-            continue
-        for name in set(directories) - {'mount'}:
-            found[os.path.join(inside, name)] = None
-        for name in files:
-            found[os.path.join(inside, name)] = content(os.path.join(place, name))
+        directories[:] = set(directories) - {'mount'}  # the mount program's own
+        found.update({os.path.join(inside, name): None for name in directories})
+        found.update({os.path.join(inside, name): content(os.path.join(place, name)) for name in files})
     return found
 
 
@@ -130,18 +131,13 @@ def facts(state):
 Run = collections.namedtuple('Run', 'status message tree facts report')
 
 
-def run(service, wrapper=(), environment=(), **options):
+def run(service, *wrapper, environment=(), prepare=lambda: None):
     """One run and what it leaves; the status is negative for a signal, None for a hang."""
     reader, writer = os.pipe()
     save = fcntl.fcntl(writer, fcntl.F_DUPFD, 10)
-
-    def prepare(own=options.pop('prepare', None)):
-        os.dup2(save, 3)
-        if own:
-            own()
     process = subprocess.Popen([*wrapper, f'{BIN}/tessera', service], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.PIPE, preexec_fn=prepare, close_fds=False, start_new_session=True,
-                               env={**os.environ, **dict(environment)}, **options)
+                               stderr=subprocess.PIPE, preexec_fn=lambda: (os.dup2(save, 3), prepare()), close_fds=False,
+                               start_new_session=True, env={**os.environ, **dict(environment)})
     os.close(writer)
     os.close(save)
     try:
@@ -149,10 +145,10 @@ def run(service, wrapper=(), environment=(), **options):
         status = process.returncode
     except subprocess.TimeoutExpired:
         os.killpg(process.pid, signal.SIGKILL)
-        message, status = process.communicate()[1].decode(errors='replace'), None
+        message, status = '', None
     with open(reader, encoding='ascii') as file:
         report = file.read().split() if status is not None else []
-    if wrapper and wrapper[0] == INJECT and report:
+    if wrapper and report:
         status = os.waitstatus_to_exitcode(int(report.pop(0)))
     after = tree()
     return Run(status, message, after, facts(after), report)
@@ -165,38 +161,51 @@ def visible(state):
 class Router:
     """The old state, and what an undisturbed run of each service makes of it."""
 
-    def __init__(self):
-        configure(rich(old=True))
+    def __init__(self, servers=1):
+        configure(rich(old=True, servers=servers))
+        restore({'uci': None})
         shell(f'{BIN}/runt load {SOURCE}/examples/branch-office/runtime.json')
         for service in SERVICES:
             run(service)
         self.old = tree()
-        configure(rich())
-        self.new = {}
-        for service in SERVICES:
-            restore(self.old)
-            self.new[service] = run(service)
-            assert self.new[service].status == 0 and not self.new[service].message, self.new[service].message
+        self.text = rich(servers=servers)
+        self.new = {service: self.undisturbed(service, self.text) for service in SERVICES}
+        for service, result in self.new.items():
+            assert result.status == 0 and not result.message, result.message
             for name in WHOLE[service]:
-                assert self.old[name] != self.new[service].tree[name], name
+                assert self.old[name] != result.tree[name], name
 
-    def outcome(self, service, result):
+    def undisturbed(self, service, text):
+        configure(text)
+        return self.run(service)
+
+    def run(self, service, *wrapper, **options):
+        restore(self.old)
+        return run(service, *wrapper, **options)
+
+    def judge(self, what, service, result, allowed, whole='uncut'):
+        """The outcome. Files that are promised whole are not cut, or even the old or the new ones ("exact"); the
+        runtime store holds a whole batch (None: what a run found was no store, or it cannot clear up)."""
         new = self.new[service]
+        alike = (visible(result.tree), result.facts) == (visible(new.tree), new.facts)
         if result.status is None:
-            return 'hang'
-        if result.status < 0 or result.status in (134, 135, 139):
-            return 'crash'
-        if result.status != 0 or result.message:
-            return 'reported'
-        return 'same' if visible(result.tree) == visible(new.tree) and result.facts == new.facts else 'silent'
-
-    def check_files(self, what, service, result):
-        """Files that are promised whole are the old or the new ones; the store is readable and has a whole batch."""
-        for name in WHOLE[service]:
-            if result.tree.get(name) not in (self.old.get(name), self.new[service].tree[name]):
-                problems.append(f'{what}: /run/{name} is neither old nor new')
-        if result.facts not in (facts(self.old), self.new[service].facts):
+            outcome = 'hang'
+        elif result.status < 0 or result.status in (134, 135, 139):
+            outcome = 'crash'
+        elif alike and result.status == new.status and result.message in ('', new.message):
+            outcome = 'same'
+        else:
+            outcome = 'reported' if result.status != 0 or result.message else 'silent'
+        if outcome not in allowed.split():
+            problems.append(f'{what}: {outcome}, status {result.status} {result.message[:200]}')
+        for name in WHOLE[service] if whole else ():
+            old, fresh, found = (state.get(name, (b'missing',))[0] for state in (self.old, new.tree, result.tree))
+            cut = not found.endswith(b'\n') or (found != fresh and fresh.startswith(found))
+            if found not in (old, fresh) if whole == 'exact' else name in result.tree and cut:
+                problems.append(f'{what}: /run/{name} is neither old nor new: {len(found)} bytes')
+        if whole is not None and result.facts not in (facts(self.old), new.facts):
             problems.append(f'{what}: the runtime store is neither old nor new: {result.facts[:200]}')
+        return outcome
 
 
 def spread(positions, most):
@@ -213,7 +222,7 @@ ERRORS = {'openat': (errno.EMFILE, errno.EACCES, errno.EINTR), 'write': (errno.E
 # Silent losses that the behaviour itself fixes: PAM write errors are nobody's business, nor those of the interface
 # manager's file and of the protocols' side files.
 OPENING = ('openat', 'fcntl', 'newfstatat', 'fstat', 'fchmod', 'lseek', 'fstatfs')
-SILENT = {'pam': (*OPENING, 'write', 'rename', 'full'), 'dnsmasq': OPENING, 'network': (*OPENING, 'write', 'mkdir', 'full'),
+SILENT = {'pam': (*OPENING, 'write', 'rename'), 'dnsmasq': OPENING, 'network': (*OPENING, 'write', 'mkdir'),
           'ipsec': ('mkdir', 'rename', 'clone3', 'mmap')}  # of these the swap and the removal of the old tree
 # Calls that cannot fail, that a failure cannot be made up for (brk, close), or whose failure no program looks at.
 NEVER = ('brk', 'close', 'exit_group', 'getpid', 'getuid', 'geteuid', 'getgid', 'getegid', 'gettid', 'futex', 'rt_sigreturn')
@@ -221,212 +230,181 @@ NEVER = ('brk', 'close', 'exit_group', 'getpid', 'getuid', 'geteuid', 'getgid', 
 
 def calls(router, service):
     """Each system call of the run fails in turn."""
-    names = [CALLS[int(number)] for number in run_fresh(router, service, INJECT, '0', '0').report]
+    names = [CALLS[int(number)] for number in router.run(service, INJECT, '0', '0').report]
     main = names.index('fcntl')  # the first call of its own; before it is the dynamic linker's work
-    table = collections.defaultdict(collections.Counter)
+    table = collections.Counter()
     for name in sorted(set(names[main:]) - set(NEVER)):
         positions = [index + 1 for index, each in enumerate(names) if each == name and index >= main]
         for position in spread(positions, 2):
-            errors = ERRORS.get(name, ERRORS[None])
-            for error in errors if FULL else errors[:1]:
-                result = run_fresh(router, service, INJECT, str(position), str(error))
-                # How often a child is asked for its end differs: another call may have got the number.
-                hit = CALLS[int(result.report[position - 1])] if len(result.report) >= position else 'none'
+            for error in ERRORS.get(name, ERRORS[None])[:None if FULL else 1]:
+                result = router.run(service, INJECT, str(position), str(error))
+                # How often a child is asked for its end differs, so another call may have got the number.
+                hit = CALLS[int(result.report[position - 1])] if len(result.report) >= position else 'exit_group'
                 if hit in NEVER:
                     continue
-                judge(router, table[hit], f'{service}: {hit} number {position} of {len(names)} calls fails with '
-                      f'{errno.errorcode[error]}', service, hit, result)
+                silent = hit in SILENT[service]
+                table[hit, router.judge(f'{service}: {hit} number {position} of {len(names)} calls fails with '
+                                        f'{errno.errorcode[error]}', service, result, 'same reported' + ' silent' * silent,
+                                        '' if service == 'network' and silent else 'uncut')] += 1
     return table
-
-
-def run_fresh(router, service, *wrapper, **options):
-    restore(router.old)
-    return run(service, wrapper, **options)
-
-
-def judge(router, counter, what, service, cause, result):
-    outcome = router.outcome(service, result)
-    counter[outcome] += 1
-    if outcome in ('crash', 'hang') or (outcome == 'silent' and cause not in SILENT[service]):
-        problems.append(f'{what}: {outcome}, status {result.status} {result.message[:200]}')
-    for name in WHOLE[service] if service != 'network' or cause not in SILENT[service] else ():
-        found, whole = result.tree.get(name, (b'',))[0], router.new[service].tree[name][0]
-        if not found.endswith(b'\n') or (found != whole and whole.startswith(found)):
-            problems.append(f'{what}: /run/{name} is cut')
-    if result.facts not in (facts(router.old), router.new[service].facts):
-        problems.append(f'{what}: the runtime store is neither old nor new')
 
 
 def memory(router, service):
     """Each allocation of the run fails in turn."""
-    preload = {'LD_PRELOAD': MEMORY}
-    restore(router.old)
-    count = int(run(service, environment={**preload, 'FAILING_ALLOCATION': '0'}.items()).report[0])
-    counter = collections.Counter()
-    for number in spread(list(range(1, count + 1)), 60):
-        restore(router.old)
-        result = run(service, environment={**preload, 'FAILING_ALLOCATION': str(number)}.items())
-        judge(router, counter, f'{service}: allocation {number} of {count} fails', service, 'memory', result)
-    return {'allocation': counter}
+    def result(number):
+        return router.run(service, environment={'LD_PRELOAD': MEMORY, 'FAILING_ALLOCATION': str(number)})
+    count = int(result(0).report[0])
+    assert count > 20, 'the library of failing memory is not in use'
+    return collections.Counter(
+        ('allocation', router.judge(f'{service}: allocation {number} of {count} fails', service, result(number),
+                                    'same reported')) for number in spread(list(range(1, count + 1)), 60))
 
 
 def kills(router, service):
     """The run is killed at each of its system calls; the next one puts everything right."""
-    total = len(run_fresh(router, service, INJECT, '0', '0').report)
+    total = len(router.run(service, INJECT, '0', '0').report)
     new = router.new[service]
-    counter = collections.Counter()
+    table = collections.Counter()
     for position in spread(list(range(1, total + 1)), 40):
         what = f'{service}: killed at call {position} of {total}'
-        result = run_fresh(router, service, INJECT, str(position), 'kill')
-        if result.status != -signal.SIGKILL:
-            problems.append(f'{what}: status {result.status}')
-        router.check_files(what, service, result)
+        result = router.run(service, INJECT, str(position), 'kill')
+        if len(result.report) < position:  # how often a child is asked for its end differs
+            continue
+        router.judge(what, service, result, 'crash', 'exact')
         states = set()
         for name in set(visible(new.tree)) | set(visible(router.old)):
             old, fresh, found = (state.get(name, 'missing') for state in (router.old, new.tree, result.tree))
             if old != fresh or found != old:
                 states.add({str(found): 'cut', 'missing': 'missing', str(fresh): 'new', str(old): 'old'}[str(found)])
-        counter['+'.join(sorted(states))] += 1
+        table['killed', '+'.join(sorted(states))] += 1
         after = run(service)
         left = {name for name in after.tree if name not in new.tree and not name.startswith('runt')}
-        same = {name: what for name, what in visible(after.tree).items() if name not in left} == visible(new.tree)
+        same = {name: found for name, found in visible(after.tree).items() if name not in left} == visible(new.tree)
         if after.status != 0 or after.message or not same or after.facts != new.facts:
             problems.append(f'{what}: the next run gives status {after.status} {after.message}')
-        for name in left:
-            counter['leaves ' + re.sub(r'[0-9]+$', 'PID', name)] += 1
-    return {'killed': counter}
+        table.update(('leaves', re.sub(r'[0-9]+$', 'PID', name)) for name in left)
+    return table
 
 
-def tmpfs_with(kib):
-    """A /run of its own with the old files and so much room left."""
-    def prepare(router):
-        shell('mount -t tmpfs tmpfs /run')
-        restore(router.old)
-        if kib is None:
-            shell('mount -o remount,ro /run')
-        else:
-            shell(f'mount -o remount,size=$(($(du -sk /run | cut -f1) + {kib}))k /run')
-    return prepare
+def room(kib):
+    """A /run with so much room left."""
+    return lambda: shell(f'mount -o remount,size=$(($(du -sk /run | cut -f1) + {kib}))k /run')
 
 
 def in_place_of(path, make):
-    def prepare(router):
-        restore(router.old)
-        subprocess.run(['rm', '-rf', path], check=True)
-        make(path)
-    return prepare
+    return lambda: (subprocess.run(['rm', '-rf', path], check=True), make(path))
 
 
 def program(name, text):
     """A program that takes the place of one that is run as a child."""
-    def prepare(router):
-        restore(router.old)
-        with open(os.open(f'/media/programs/{name}', os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o755), 'w') as file:
+    def prepare():
+        with open(os.open(f'/media/programs/{name}', os.O_WRONLY | os.O_CREAT, 0o755), 'w', encoding='ascii') as file:
             file.write('#!/bin/sh\n' + text)
     return prepare
 
 
 def limited(limit, value):
-    return {'prepare': lambda: resource.setrlimit(limit, (value, value))}
+    return lambda: resource.setrlimit(limit, (value, value))
 
 
-held = []
-
-
-def holding(path):
+def hold(path):
     """A lock that another program holds and never gives back."""
-    def prepare(router):
-        restore(router.old)
-        held.append(os.open(path, os.O_RDONLY))
-        fcntl.flock(held[-1], fcntl.LOCK_EX)
-    return prepare
+    fcntl.flock(os.open(path, os.O_RDONLY), fcntl.LOCK_EX)
 
 
+def lose_reader():
+    """The reader of the log goes away."""
+    reader, writer = os.pipe()
+    os.close(reader)
+    os.dup2(writer, 2)
+
+
+# A duplicate lease makes the DNS mapper log, a tunnel without an interface the IPsec mapper; one child of the network's.
+LEASE = '{"type": "mac", "mac": "00:11:22:33:44:55", "ip": "10.0.0.9"}'
+LOGGING = '''{"network": {"device": {"eth1": {"type": "ethernet"}}, "interface": {"lan": {"type": "ethernet", "enable": true,
+  "device": "/network/device/eth1", "ipv4": {"enable": true, "type": "static", "address": "10.0.0.1/24", "dhcp_server":
+  {"enable": true, "lease_start": "10", "lease_end": "20", "advanced": {"static_lease": [%s, %s]}}}}}},
+ "vpn": {"ipsec": {"tunnel": {"t": {"enable": true}}}, "openvpn": {"client": {"c": {"enable": true, "server": "a"}}}}}
+''' % (LEASE, LEASE)
+ANY = {'pam': 'same silent reported', 'network': 'same silent reported', 'dnsmasq': 'same reported', 'ipsec': 'same reported'}
 ALL = ' '.join(SERVICES)
-# What happens, to which services, what the router is like, how the run is started, outcomes that are right.
+
+
+def each(services, outcomes):
+    return dict.fromkeys(services.split(), outcomes)
+
+
+# What happens, outcomes that are right by service, what is done to the router, what the program does before it starts,
+# whether files are whole, another configuration.
+Row = collections.namedtuple('Row', 'what outcomes router start whole text', defaults=(None, None, 'uncut', None))
+WAITS = [
+    Row('configuration: a pipe', each(ALL, 'reported'), in_place_of(CONFIG, os.mkfifo)),
+    Row('store: a writer is stuck', each('network', 'reported'), lambda: hold('/run/runt/data.mdb')),
+    Row('a run is stuck', each('network', 'reported'), lambda: hold('/run/uci')),
+    Row('a run is stuck', each('ipsec', 'reported'), lambda: hold('/run')),
+    Row('child hangs', each('network', 'reported'), program('md5sum', 'echo $$ >/media/child; sleep 1000'),
+        whole='', text=LOGGING),
+]
 ROWS = [
-    *((f'file system with {kib} KiB left', ALL, tmpfs_with(kib), {}, 'same reported full') for kib in (0, 4, 8, 16, 32)),
-    ('read-only file system', ALL, tmpfs_with(None), {}, 'reported'),
-    *((f'{count} descriptors', ALL, None, limited(resource.RLIMIT_NOFILE, count), 'same reported full')
+    Row('no room left', {**ANY, 'pam': 'silent'}, room(0), whole='exact pam'),
+    *(Row(f'{kib} KiB of room left', ANY, room(kib), whole='exact pam') for kib in (4, 8, 12, 16, 24, 32, 64)),
+    Row('512 KiB of room left', each(ALL, 'same'), room(512)),
+    Row('read-only file system', each(ALL, 'reported'), lambda: shell('mount -o remount,ro /run'), whole='exact'),
+    *(Row(f'{count} descriptors', {**ANY, 'dnsmasq': 'same silent reported'}, None, limited(resource.RLIMIT_NOFILE, count))
       for count in (*range(3, 9), 12)),
-    *((f'files of at most {size} bytes', ALL, None, limited(resource.RLIMIT_FSIZE, size), 'same reported full')
+    *(Row(f'files of at most {size} bytes', ANY, None, limited(resource.RLIMIT_FSIZE, size), 'exact pam')
       for size in (0, 1000, 8192)),
-    ('configuration: a pipe', ALL, in_place_of(CONFIG, os.mkfifo), {}, 'reported'),
-    ('configuration: a directory', ALL, in_place_of(CONFIG, os.mkdir), {}, 'reported'),
-    ('configuration: endless', 'pam', in_place_of(CONFIG, lambda path: os.symlink('/dev/zero', path)), {}, 'reported'),
-    *((f'{path}: {what}', service, in_place_of('/run/' + path, make), {}, outcomes)
+    Row('configuration: a directory', each(ALL, 'reported'), in_place_of(CONFIG, os.mkdir)),
+    Row('configuration: endless', each('pam', 'reported'), in_place_of(CONFIG, lambda path: os.symlink('/dev/zero', path))),
+    *(Row(f'{path}: {what}', each(service, outcomes), in_place_of('/run/' + path, make))
       for what, make in (('a pipe', os.mkfifo), ('a directory', os.mkdir)) for service, path, outcomes in (
           ('dnsmasq', 'dnsmasq.conf', 'reported'), ('ipsec', 'ipsec.conf', 'reported'),
           ('network', 'uci/network.new', 'reported'), ('dnsmasq', 'hostnamesniffer.cfg', 'silent'))),
-    ('store: cut', 'dnsmasq network', lambda router: (restore(router.old), os.truncate('/run/runt/data.mdb', 9000)), {},
-     'reported'),
-    ('store: foreign', 'dnsmasq network', lambda router: (restore(router.old), shell('yes | head -c 90000 >/run/runt/data.mdb')),
-     {}, 'reported'),
-    ('store: never made, nothing left', 'network', lambda router: (
-        shell('mount -t tmpfs tmpfs /run; mkdir /run/uci /run/runt; head -c 999999 /dev/zero >/run/filler; '
-              'mount -o remount,size=$(du -sk /run | cut -f1)k /run')), {}, 'reported'),
-    ('store: a writer is stuck', 'network', holding('/run/runt/data.mdb'), {}, 'reported'),
-    ('a run is stuck', 'network', holding('/run/uci'), {}, 'reported'),
-    ('a run is stuck', 'ipsec', holding('/run'), {}, 'reported'),
-    ('child hangs', 'network', program('md5sum', 'echo $$ >>/media/children; sleep 1000'), {}, 'reported'),
-    ('child writes without end', 'network', program('md5sum', 'yes'), {}, 'reported'),
-    ('child is missing', 'ipsec', program('rm', 'exit 1'), {}, 'silent'),
+    Row('store: cut', each('dnsmasq network', 'reported'), lambda: os.truncate('/run/runt/data.mdb', 9000), whole=None),
+    Row('store: foreign', each('dnsmasq network', 'reported'), lambda: shell('yes | head -c 90000 >/run/runt/data.mdb'),
+        whole=None),
+    Row('store: never made, nothing left', each('network', 'reported'), lambda: (shell('rm -r /run/runt/*'), room(0)()),
+        whole=None),
+    Row('child writes without end', each('network', 'reported'), program('md5sum', 'yes'), whole='', text=LOGGING),
+    Row('no program to remove the old tree', each('ipsec', 'silent'), program('rm', 'exit 1'), whole=None),
+    Row('standard streams are closed', each('dnsmasq ipsec', 'same'), None, lambda: os.closerange(0, 3), text=LOGGING),
+    Row('the reader of the log is gone', each('dnsmasq ipsec', 'same'), None, lose_reader, text=LOGGING),
 ]
-ONE_CHILD = '{"vpn": {"openvpn": {"client": {"c": {"enable": true, "server": "a"}}}}}'
 
 
-def rows(router, service):
-    """Everything else that may be wrong with the router, and what a run makes of it."""
-    table = {}
-    for what, services, prepare, options, outcomes in ROWS:
-        if service not in services.split():
-            continue
-        mounts = len(open('/proc/self/mountinfo', encoding='ascii').readlines())
-        (prepare or (lambda router: restore(router.old)))(router)
-        if 'child' in what and service == 'network':
-            configure(ONE_CHILD)
-        start = time.time()
-        result = run(service, environment={'PATH': '/media/programs:' + os.environ['PATH']}.items(), **dict(options))
-        outcome = router.outcome(service, result)
-        table[what] = {outcome: 1}
-        allowed = outcomes.split()
-        right = outcome in allowed or (outcome == 'silent' and 'full' in allowed and service in ('pam', 'network', 'dnsmasq'))
-        if not right or time.time() - start > 30:
-            problems.append(f'{service}: {what}: {outcome}, status {result.status} {result.message[:300]}')
-        if service == 'pam' or (service == 'network' and not re.search('KiB|bytes|nothing left', what)):
-            for name in WHOLE[service]:
-                found = result.tree.get(name)
-                if found and name in router.old and not found[0].endswith(b'\n'):
-                    problems.append(f'{service}: {what}: /run/{name} is cut')
-        while held:
-            os.close(held.pop())
-        for name in os.listdir('/media/programs'):
-            os.unlink('/media/programs/' + name)
-        if len(open('/proc/self/mountinfo', encoding='ascii').readlines()) > mounts:
-            shell('umount -l /run')
-        shell(f'rm -rf {CONFIG}')
-        configure(rich())
-    if os.path.exists('/media/children'):
-        for pid in open('/media/children', encoding='ascii').read().split():
-            if os.path.exists(f'/proc/{pid}'):
-                problems.append(f'the hanging child {pid} is still there')
-    return {what: collections.Counter(counter) for what, counter in table.items()}
+def row(router, service, each_row):
+    """Something else is wrong with the router."""
+    what = f'{service}: {each_row.what}'
+    if each_row.text:
+        router.new[service] = router.undisturbed(service, each_row.text)
+        assert router.new[service].message or service == 'network'
+    configure(each_row.text or router.text)
+    restore(router.old)
+    (each_row.router or (lambda: None))()
+    before = set(tree())
+    result = run(service, environment={'PATH': '/media/programs:' + os.environ['PATH']}, prepare=each_row.start or (lambda: None))
+    whole = each_row.whole if each_row.whole != 'exact pam' else 'exact' if service == 'pam' else ''
+    outcome = router.judge(what, service, result, each_row.outcomes[service], whole)
+    left = set(visible(result.tree)) - before - set(visible(router.new[service].tree))
+    if left and whole is not None:
+        problems.append(f'{what}: leaves {left}')
+    if os.path.exists('/media/child'):
+        with open('/media/child', encoding='ascii') as file:
+            if os.path.exists('/proc/' + file.read().strip()):
+                problems.append(f'{what}: the child is still there')
+    return collections.Counter({(each_row.what, outcome): 1})
 
 
 def together(router, service):
     """Runs of two configurations at once, with readers and store writers: no mixture, nobody waits for ever."""
     rounds = 100 if FULL else 12
-    states = []
-    for old in (True, False):
-        configure(rich(old))
-        shutil.copy(CONFIG, f'/media/{old}.json')
-        restore(router.old)
-        states.append(run(service))
-    configure(rich())
-    loops = [subprocess.Popen(['unshare', '-m', 'bash', '-c', f'mount --bind /media/{old}.json {CONFIG}; '
-                               f'for ((i = 0; i < {rounds}; i++)); do {BIN}/tessera {service} || exit 1; done'])
-             for old in (True, False)]
-    loops.append(subprocess.Popen(['bash', '-c', f'for ((i = 0; i < {rounds}; i++)); do {BIN}/runt set writer.x $i || exit; done']))
+    with open('/media/old.json', 'w', encoding='utf-8') as file:
+        file.write(rich(old=True, servers=400))
+    restore(router.old)
+    states = [run(service, prepare=lambda: None) for text in (rich(old=True, servers=400), router.text) if not configure(text)]
+    loops = [subprocess.Popen(['unshare', '-m', 'bash', '-c', f'{bind}for ((i = 0; i < {rounds}; i++)); do {command} || exit 1; done'])
+             for bind, command in (('', f'{BIN}/tessera {service}'), ('', f'{BIN}/runt set writer.x $i'),
+                                   (f'mount --bind /media/old.json {CONFIG}; ', f'{BIN}/tessera {service}'))]
     reads = 0
     while any(loop.poll() is None for loop in loops):
         for name in WHOLE[service]:
@@ -434,29 +412,57 @@ def together(router, service):
             if content('/run/' + name) not in [state.tree[name] for state in states]:
                 problems.append(f'{service}: a reader saw a torn /run/{name}')
         time.sleep(0.002)
-    if any(loop.returncode for loop in loops):
-        problems.append(f'{service}: statuses of runs at once: {[loop.returncode for loop in loops]}')
-    after = tree()
-    mixed = [{name for name in visible(state.tree) if after.get(name) != state.tree[name]} for state in states]
-    if all(mixed) and service in ('network', 'ipsec', 'pam'):
+    if any(loop.returncode for loop in loops) or reads < 20 * len(WHOLE[service]):
+        problems.append(f'{service}: statuses of runs at once: {[loop.returncode for loop in loops]}, {reads} reads')
+    after = visible(tree())
+    mixed = [{name for name in after.keys() | visible(state.tree) if after.get(name) != state.tree.get(name)} for state in states]
+    if all(mixed) and service != 'dnsmasq' and not (service == 'pam' and set(after) == set(visible(states[0].tree))):
         problems.append(f'{service}: runs at once leave a mixture: {mixed}')
-    return {'at once': collections.Counter({'reads': reads, 'runs': 2 * rounds})}
+    return collections.Counter({('reads', ''): reads, ('runs', ''): 2 * rounds})
+
+
+def begin(group, function, *arguments):
+    """A process with files of its own that does the work and prints what it has found."""
+    process = os.fork()
+    if process == 0:
+        try:
+            own_files()
+            counts = function(*arguments)
+            lines = [f'{group:8} {arguments[1]:8} {what:34} {count:5} {outcome}\n' for (what, outcome), count in sorted(counts.items())]
+            os.write(1, ''.join(lines + [f'FAILED: {problem}\n' for problem in problems]).encode())
+            os._exit(len(problems) != 0)
+        except BaseException:
+            sys.excepthook(*sys.exc_info())
+            os._exit(1)
+    return process
 
 
 def main():
-    """One group after the other; without any, each in a process of its own, as the waits of one leave time to others."""
-    if not GROUPS:
-        each = [subprocess.Popen([*sys.argv, group]) for group in ('calls', 'memory', 'kills', 'rows', 'together')]
-        sys.exit(any([process.wait() for process in each]))
-    enter()
-    router = Router()
-    for group in GROUPS:
-        lines = [f'{service:8} {row:34} ' + ', '.join(f'{count} {name}' for name, count in sorted(counter.items()))
-                 for service in SERVICES for row, counter in globals()[group](router, service).items()]
-        print(group, *lines, sep='\n  ', flush=True)
-    for problem in problems:
-        print('FAILED:', problem)
-    sys.exit(bool(problems))
+    """Those that only wait at once, the others as many at a time as there are processors."""
+    shell(f'''mount -t tmpfs tmpfs /media; mkdir /media/upper /media/work
+        mount -t overlay overlay /etc -o lowerdir=/etc,upperdir=/media/upper,workdir=/media/work
+        mkdir -p /etc/config; cp -a {SOURCE}/examples/branch-office/rootfs/etc/. /etc/''')
+    own_files()
+    small, large = Router(), Router(servers=400)
+    work = []
+    if 'rows' in GROUPS:
+        work += [('rows', row, large, service, each_row) for each_row in WAITS + ROWS for service in each_row.outcomes]
+    for group in (group for group in GROUPS if group != 'rows'):
+        work += [(group, globals()[group], large if group == 'together' else small, service) for service in SERVICES]
+    begun, busy, failed = set(), set(), False
+    while work or begun:
+        if work and len(busy) < os.cpu_count():
+            each_work = work.pop(0)
+            process = begin(*each_work)
+            begun.add(process)
+            if each_work[-1] not in WAITS:
+                busy.add(process)
+            continue
+        process, status = os.wait()  # what others have started and left comes here too
+        failed |= process in begun and status != 0
+        begun.discard(process)
+        busy.discard(process)
+    sys.exit(failed)
 
 
 main()

@@ -76,8 +76,8 @@ static int receive(int socket) {
 
 int main(int argc, char **argv) {
   if (argc < 4) return 126;
-  long when = atol(argv[1]);
-  int error = atoi(argv[2]);  // 0 for "kill"
+  long when = strtol(argv[1], NULL, 10);
+  int error = (int)strtol(argv[2], NULL, 10);  // 0 for "kill"
   int ends[2];
   check(socketpair(AF_UNIX, SOCK_DGRAM, 0, ends), "socketpair");
   pid_t program = check(fork(), "fork");
