@@ -50,8 +50,10 @@ else
   preview "$actual" "$(paste -sd, "$case/args")" >"$work/stdout" 2>"$work/stderr" || status=$?
 fi
 [ -d "$actual" ] || { cat "$work/stderr" >&2; exit 1; }
-# The preview names the file that it was given: its directory differs from clone to clone.
+# The preview names the file that it was given: its directory differs from clone to clone. Its own messages are not the
+# program's.
 awk -v given="$case/config.json" -v inside=/etc/config/config.json '
+  /^tessera-preview: / { next }
   (at = index($0, given)) { $0 = substr($0, 1, at - 1) inside substr($0, at + length(given)) } 1
 ' "$work/stderr" >"$work/messages"
 mv "$work/messages" "$work/stderr"
