@@ -7,7 +7,7 @@ Every run starts on a router that holds the files of an earlier configuration ("
   same      the status and all files of an undisturbed run, and no other message
   reported  a status other than 0 or a message, and perhaps other files
   silent    status 0, no message, but other files
-  crash     ended by a signal
+  crash     ended by a signal, or something that a sanitizer has found
   hang      not over after a time that no limit allows
 A table says which outcomes and which file states are right. Needs root; works in namespaces of its own, one for
 processes among them, as programs are killed here.
@@ -192,13 +192,13 @@ class Router:
         return run(service, *wrapper, **options)
 
     def judge(self, what, service, result, allowed, whole='uncut'):
-        """The outcome. Files that are promised whole are not cut, or even the old or the new ones ("exact"), or all
-        are "untouched"; the store holds a whole batch (None: what a run found was none, or it cannot clear up)."""
+        """The outcome. Files that are promised whole are not cut, or even the old or the new ones ("exact"); the
+        store holds a whole batch (None: what a run found was none)."""
         new = self.new[service]
         alike = (visible(result.tree), result.facts) == (visible(new.tree), new.facts)
         if result.status is None:
             outcome = 'hang'
-        elif result.status < 0 or result.status in (134, 135, 139):
+        elif result.status < 0 or result.status in (134, 135, 139) or re.search('Sanitizer|runtime error:', result.message):
             outcome = 'crash'
         elif alike and result.status == new.status and result.message in ('', new.message):
             outcome = 'same'
@@ -206,8 +206,6 @@ class Router:
             outcome = 'reported' if result.status != 0 or result.message else 'silent'
         if outcome not in allowed.split():
             problems.append(f'{what}: {outcome}, status {result.status} {result.message[:200]}')
-        if whole == 'untouched' and visible(result.tree) != visible(self.old):
-            problems.append(f'{what}: files have changed')
         for name in WHOLE[service] if whole else ():
             old, fresh, found = (state.get(name, (b'missing',))[0] for state in (self.old, new.tree, result.tree))
             cut = not found.endswith(b'\n') or (found != fresh and fresh.startswith(found))
@@ -340,7 +338,7 @@ def each(services, outcomes):
 
 
 # What happens, outcomes that are right by service, what is done to the router, what the program does before it starts,
-# whether files are whole, another configuration.
+# whether files are whole or none is touched, another configuration.
 Row = collections.namedtuple('Row', 'what outcomes router start whole text', defaults=(None, None, 'uncut', None))
 WAITS = [
     Row('configuration: a pipe', each(ALL, 'reported'), in_place_of(CONFIG, os.mkfifo), whole='untouched'),
@@ -362,10 +360,10 @@ ROWS = [
     Row('configuration: a directory', each(ALL, 'reported'), in_place_of(CONFIG, os.mkdir), whole='untouched'),
     Row('configuration: endless', each('pam', 'reported'), in_place_of(CONFIG, lambda path: os.symlink('/dev/zero', path)),
         whole='untouched'),
-    *(Row(f'{path}: {what}', each(service, outcomes), in_place_of('/run/' + path, make))
-      for what, make in (('a pipe', os.mkfifo), ('a directory', os.mkdir)) for service, path, outcomes in (
-          ('dnsmasq', 'dnsmasq.conf', 'reported'), ('ipsec', 'ipsec.conf', 'reported'),
-          ('network', 'uci/network.new', 'reported'), ('dnsmasq', 'hostnamesniffer.cfg', 'silent'))),
+    *(Row(f'{path}: {what}', each(service, outcomes), in_place_of('/run/' + path, make), whole=whole)
+      for what, make in (('a pipe', os.mkfifo), ('a directory', os.mkdir)) for service, path, outcomes, whole in (
+          ('dnsmasq', 'dnsmasq.conf', 'reported', 'untouched'), ('ipsec', 'ipsec.conf', 'reported', 'untouched'),
+          ('network', 'uci/network.new', 'reported', 'exact'), ('dnsmasq', 'hostnamesniffer.cfg', 'silent', ''))),
     Row('store: cut', each('dnsmasq network ipsec', 'reported'), lambda: os.truncate('/run/runt/data.mdb', 9000), whole=None),
     Row('store: foreign', each('dnsmasq network ipsec', 'reported'), lambda: shell('yes | head -c 90000 >/run/runt/data.mdb'),
         whole=None),
@@ -387,14 +385,16 @@ def row(router, service, each_row):
     configure(each_row.text or router.text)
     restore(router.old)
     (each_row.router or (lambda: None))()
-    before = set(tree())
+    before = visible(tree())
     result = run(service, environment={'PATH': '/media/programs:' + os.environ['PATH']}, prepare=each_row.start or (lambda: None))
     whole = each_row.whole if each_row.whole != 'exact pam' else 'exact' if service == 'pam' else ''
     outcome = router.judge(what, service, result, each_row.outcomes[service], whole)
     unnamed = {'openvpn/-roadwarriors.ovpn'}  # named by a host name that could not be asked for
-    left = set(visible(result.tree)) - before - set(visible(router.new[service].tree)) - unnamed
+    left = visible(result.tree).keys() - before - router.new[service].tree.keys() - unnamed
     if left and whole is not None:
         problems.append(f'{what}: leaves {left}')
+    if whole == 'untouched' and visible(result.tree) != before:
+        problems.append(f'{what}: files have changed')
     if os.path.exists('/media/child'):
         with open('/media/child', encoding='ascii') as file:
             if os.path.exists('/proc/' + file.read().strip()):
