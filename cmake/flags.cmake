@@ -1,4 +1,5 @@
 # Compiler and linker flags of everything that is built here.
+include(CheckLinkerFlag)
 include(CheckPIESupported)
 check_pie_supported()
 
@@ -6,10 +7,25 @@ check_pie_supported()
 add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
 
 # Functions of their own sections let the linker drop what no service uses.
-add_compile_options(-ffunction-sections -fdata-sections -fno-plt -fstack-protector-strong -fvisibility=hidden)
+add_compile_options(-ffunction-sections -fdata-sections -fstack-protector-strong -fvisibility=hidden)
 add_link_options(-Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro,-z,now)
+# Pages of their own for code would be read and mapped one by one at every start, and addresses that move with the
+# program would take up 24 bytes each.
+foreach(flag -Wl,-O1 -Wl,--hash-style=gnu -Wl,-z,noseparate-code -Wl,-z,pack-relative-relocs)
+  string(MAKE_C_IDENTIFIER linker${flag} known)
+  check_linker_flag(CXX ${flag} ${known})
+  if(${known})
+    add_link_options(${flag})
+  endif()
+endforeach()
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+# For the program and the platform, whose functions throw nothing: without the tables that an exception would need.
+set(tessera_lean_options $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  list(APPEND tessera_lean_options -fno-asynchronous-unwind-tables)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Wundef -Wcast-qual -Wcast-align

@@ -4,6 +4,8 @@
 #include <openssl/bio.h>
 #include <openssl/evp.h>
 
+#include <optional>
+
 namespace {
 
 // The operations of libcrypto that the encoder is built from.
@@ -37,8 +39,9 @@ bool load(Crypto &crypto) {
 // Null when there is no usable libcrypto.
 const Crypto *libcrypto() {
   static Crypto crypto;
-  static const bool loaded = load(crypto);
-  return loaded ? &crypto : nullptr;
+  static std::optional<bool> loaded;  // unset before the first call
+  if (!loaded) loaded = load(crypto);
+  return *loaded ? &crypto : nullptr;
 }
 
 struct FreeChain {

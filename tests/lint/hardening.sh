@@ -1,0 +1,45 @@
+#!/bin/sh
+# Tells which protections against the abuse of memory errors each program lacks; fails when one lacks any. Beforehand it
+# makes sure of itself with programs that lack one each.
+#
+#   hardening.sh CC SCRATCH_FILE PROGRAM...
+set -eu
+cc=$1
+scratch=$2
+shift 2
+
+lacks() {
+  headers=$(readelf -hldW "$1")
+  symbols=$(nm -D --undefined-only --format=posix "$1")
+  lack() { echo "$headers" | grep -qE "$1" || echo "$2"; }
+  lack 'Flags:.* PIE' 'a random address'
+  lack 'GNU_RELRO' 'read-only tables of addresses'
+  lack 'Flags:.* NOW' 'addresses that are final at the start'
+  lack 'GNU_STACK .* RW +0x' 'a stack without code'
+  echo "$symbols" | grep -q '^__stack_chk_fail' || echo 'a guarded stack'
+  echo "$symbols" | grep -q '^__[a-z]*_chk[ @]' || echo 'checked sizes'
+}
+
+# check EXPECTED FLAG: what a program that is built as ours, but with the flag, lacks.
+check() {
+  printf '%s\n' '#include <stdio.h>' 'int main(int c, char **v) { char t[9]; return sprintf(t, "%s", v[c - 1]); }' |
+    $cc -x c -O1 -fPIE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 \
+      -pie -Wl,-z,relro,-z,now -Wl,-z,noexecstack "$2" -o "$scratch" -
+  found=$(lacks "$scratch")
+  [ "$found" = "$1" ] || { echo "hardening: with $2 found '$found', expected '$1'"; exit 1; }
+}
+check '' -O1
+check 'a random address' -no-pie
+check 'read-only tables of addresses' -Wl,-z,norelro
+check 'addresses that are final at the start' -Wl,-z,lazy
+check 'a stack without code' -Wl,-z,execstack
+check 'a guarded stack' -fno-stack-protector
+check 'checked sizes' -U_FORTIFY_SOURCE
+
+status=0
+for program in "$@"; do
+  lacks "$program" >"$scratch"
+  sed "s|^|$program lacks |" "$scratch"
+  [ ! -s "$scratch" ] || status=1
+done
+exit $status
