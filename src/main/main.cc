@@ -1,5 +1,6 @@
 // Entry of the program: finds the mapper of the named service, loads the configuration and runs the mapper on it.
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -26,8 +27,10 @@ const MapperRow mapper_table[] = {
 // Whoever starts a program at boot may have closed its standard streams, or read them through a pipe and gone away.
 // A log line must then neither end up in an output file that got the number 2, nor end the run half-way.
 void protect_streams() {
-  for (int fd = 0; fd <= 2; fd++)
-    if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) _exit(1);
+  pollfd streams[] = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}};
+  if (poll(streams, 3, 0) < 0) _exit(1);
+  for (const pollfd &stream : streams)
+    if ((stream.revents & POLLNVAL) != 0 && open("/dev/null", O_RDWR) < 0) _exit(1);
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
 }

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 
 void end_without_memory() {
   static const char message[] = "tessera: out of memory\n";
@@ -37,12 +38,38 @@ static bool set_mode(int fd, unsigned mode) {
   return !S_ISREG(status.st_mode) || (status.st_mode & 07777) == mode || fchmod(fd, mode) == 0;
 }
 
+// The descriptor that a stream's handle stands for.
+static int descriptor_of(void *handle) {
+  return static_cast<int>(reinterpret_cast<intptr_t>(handle));
+}
+
+// All or nothing, as a stream takes anything less for a failure.
+static ssize_t write_whole(void *handle, const char *bytes, size_t length) {
+  for (size_t done = 0; done < length;) {
+    ssize_t written = write(descriptor_of(handle), bytes + done, length - done);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return 0;
+    done += static_cast<size_t>(written);
+  }
+  return static_cast<ssize_t>(length);
+}
+
+static int close_descriptor(void *handle) {
+  return close(descriptor_of(handle));
+}
+
+// A stream that writes to the descriptor and owns it. That of fdopen asks the kernel twice what is known already.
+static FILE *open_stream(int fd) {
+  return fopencookie(reinterpret_cast<void *>(intptr_t{fd}), "w",
+                     {.read = nullptr, .write = write_whole, .seek = nullptr, .close = close_descriptor});
+}
+
 OwnedStream open_output(const char *path, unsigned mode) {
   // The file is empty until its mode is right: no moment shows new content under an old, wider mode. A pipe in its
   // place that nobody reads would hold up the run for ever.
-  int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
+  int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
   if (fd < 0) return nullptr;
-  FILE *stream = set_mode(fd, mode) ? fdopen(fd, "w") : nullptr;
+  FILE *stream = set_mode(fd, mode) ? open_stream(fd) : nullptr;
   if (stream == nullptr) {
     int reason = errno;
     if (reason == ENOMEM) end_without_memory();
