@@ -1,9 +1,10 @@
 // What the program needs of the C++ library when something goes wrong that it cannot go on after: memory that has run
 // out, or a mistake of ours. It throws no exceptions, so each such call ends it with one line.
 //
-// The library's own versions throw. They would bring along, into every start, the search of the stack for a handler,
-// its tables and the program that makes names readable: 100 kB that end the run just the same. A linker that finds a
-// symbol defined twice tells that the library's version of a function is still needed beside these: define it here too.
+// The library's own versions can throw. They would bring along, into every start, the search of the stack for a
+// handler, its tables and the program that makes names readable: 100 kB that end the run just the same. A linker that
+// finds a symbol defined twice tells that the library's version of a function is still needed beside these: define it
+// here too.
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -50,6 +51,16 @@ void operator delete[](void *memory) noexcept {
 
 void operator delete[](void *memory, size_t /*size*/) noexcept {
   free(memory);
+}
+
+// The first use of a function's own static object makes it. Nothing runs beside that use; the guard's first byte tells
+// the compiler's code that it is over.
+extern "C" int __cxa_guard_acquire(char *guard) {
+  return *guard == 0 ? 1 : 0;
+}
+
+extern "C" void __cxa_guard_release(char *guard) {
+  *guard = 1;
 }
 
 namespace std {  // NOLINT(cert-dcl58-cpp): where the library looks for them
