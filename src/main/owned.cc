@@ -60,6 +60,7 @@ static int close_descriptor(void *handle) {
 
 // A stream that writes to the descriptor and owns it. That of fdopen asks the kernel twice what is known already.
 static FILE *open_stream(int fd) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): never followed
   return fopencookie(reinterpret_cast<void *>(intptr_t{fd}), "w",
                      {.read = nullptr, .write = write_whole, .seek = nullptr, .close = close_descriptor});
 }
