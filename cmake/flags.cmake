@@ -2,6 +2,10 @@
 include(CheckLinkerFlag)
 include(CheckPIESupported)
 check_pie_supported()
+# All code ends up in programs, but for the platform's when it is built as a device's libraries.
+if(NOT TESSERA_REFERENCE_SHARED)
+  add_compile_options(-fPIE)
+endif()
 
 # Where a C long has 32 bits: inode numbers, sizes and times beyond that would make stat fail.
 add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
@@ -22,8 +26,10 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
 
-# For the program and the platform, whose functions throw nothing: without the tables that an exception would need.
-set(tessera_lean_options $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
+# For the program and the platform, whose functions throw nothing and run in one thread: without the tables that an
+# exception would need, and without locks around static objects.
+set(tessera_lean_options $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
+                         $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   list(APPEND tessera_lean_options -fno-asynchronous-unwind-tables)
 endif()

@@ -22,7 +22,8 @@ bool holds_control(const char *text, size_t length);
 bool holds_control_but_lines(const char *text, size_t length);
 
 // The text as it may stand in a message: no control characters, nothing that is not UTF-8, a long one cut.
-std::string printable(std::string_view text);
+// Messages are rare: made for size, not for speed.
+[[gnu::cold]] std::string printable(std::string_view text);
 
 // True for a name that an entry of a map may have.
 bool is_entry_name(const char *name, size_t length, bool hyphen);

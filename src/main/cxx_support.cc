@@ -53,16 +53,6 @@ void operator delete[](void *memory, size_t /*size*/) noexcept {
   free(memory);
 }
 
-// The first use of a function's own static object makes it. Nothing runs beside that use; the guard's first byte tells
-// the compiler's code that it is over.
-extern "C" int __cxa_guard_acquire(char *guard) {
-  return *guard == 0 ? 1 : 0;
-}
-
-extern "C" void __cxa_guard_release(char *guard) {
-  *guard = 1;
-}
-
 namespace std {  // NOLINT(cert-dcl58-cpp): where the library looks for them
 
 void __throw_bad_alloc() {
