@@ -297,7 +297,8 @@ const char *config_key(const ConfigNode *node) {
   return node != nullptr ? name_of(document_of(node), node) : nullptr;
 }
 
-char *config_path(const ConfigNode *node) {
+// Asked for now and then only: made for size.
+[[gnu::cold]] char *config_path(const ConfigNode *node) {
   if (node == nullptr) return nullptr;
   std::string path;
   const ConfigNode *line[66];  // deeper than any document

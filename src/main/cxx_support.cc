@@ -10,6 +10,8 @@
 #include <new>
 #include <string>
 
+#include "main/owned.h"
+
 namespace {
 
 [[noreturn]] void give_up(const char *reason) {
@@ -25,7 +27,7 @@ void *allocate(size_t size) {
 
 void *operator new(size_t size) {
   void *memory = allocate(size);
-  if (memory == nullptr) std::__throw_bad_alloc();
+  if (memory == nullptr) end_without_memory();
   return memory;
 }
 
@@ -56,11 +58,11 @@ void operator delete[](void *memory, size_t /*size*/) noexcept {
 namespace std {  // NOLINT(cert-dcl58-cpp): where the library looks for them
 
 void __throw_bad_alloc() {
-  give_up("out of memory");
+  end_without_memory();
 }
 
 void __throw_bad_array_new_length() {
-  give_up("out of memory");
+  end_without_memory();
 }
 
 void __throw_length_error(const char *operation) {

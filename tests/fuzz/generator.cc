@@ -206,7 +206,7 @@ struct Walk {
       if (row.kind == Kind::object) below += choose(row.count);
       std::string key = row.kind == Kind::map ? name() : schema_name(*below);
       if (contains(used, key) && row.kind == Kind::object) continue;
-      if (contains(used, key) && row.kind == Kind::map) key += std::to_string(i);
+      while (contains(used, key) && row.kind == Kind::map) key += std::to_string(i);
       put(used.empty() ? "" : ",");
       used.push_back(key);
       if (!array) put('"' + key + "\":");
