@@ -49,7 +49,7 @@ constexpr DurationUnit duration_units[] = {
 };
 
 // The member of the object whose name is closest to a misspelt one; null when none is close.
-const char *closest_member(const SchemaRow &object, const char *name, size_t length) {
+[[gnu::cold]] const char *closest_member(const SchemaRow &object, const char *name, size_t length) {
   const char *closest = nullptr;
   unsigned least = static_cast<unsigned>(std::min<size_t>(2, (length + 1) / 3)) + 1;
   for (unsigned i = 0; i < object.count; i++) {
@@ -80,7 +80,7 @@ struct Frame {
 };
 
 // Receives the parser's events. Children wait on the pending stack until their container ends, and are then laid down
-// side by side.
+// side by side. What deals with mistakes is marked cold: made for size, and out of the way of what every start runs.
 struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   Document &document;
   const TextStream &stream;
@@ -119,7 +119,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     suspect = std::min({invalid_utf8, backslash, delete_character});
   }
 
-  std::string path() const {
+  [[gnu::cold]] std::string path() const {
     std::string path;
     for (const Frame *at = frames + 1; at <= current; at++) {
       if (at->array) {
@@ -132,7 +132,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   }
 
   // A run is over with the first refused finding; a check goes on.
-  void refuse(uint32_t position, const char *format, ...) __attribute__((format(printf, 3, 4))) {
+  [[gnu::cold]] void refuse(uint32_t position, const char *format, ...) __attribute__((format(printf, 3, 4))) {
     va_list arguments;
     va_start(arguments, format);
     report_list(document, Grade::refused, position, path(), format, arguments);
@@ -163,7 +163,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     push(schema_ignored, name - 1, name)->value.integer = static_cast<int32_t>(length);
   }
 
-  void refuse_found(Found found, uint32_t position) {
+  [[gnu::cold]] void refuse_found(Found found, uint32_t position) {
     if (found == Found::null) {
       refuse(position, "null is not allowed, leave the key out instead");
     } else {
@@ -314,7 +314,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     current->member = static_cast<uint16_t>(object.child + member);
   }
 
-  void unknown_key(const SchemaRow &object, const char *name, size_t length) {
+  [[gnu::cold]] void unknown_key(const SchemaRow &object, const char *name, size_t length) {
     const char *meant = closest_member(object, name, length);
     std::string hint = meant != nullptr ? std::string(", did you mean '") + meant + "'?" : "";
     report_at(document, Grade::ignored, current->name - 1, path(), "%s%s", unknown_key_message, hint.c_str());
@@ -323,7 +323,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     current->member = schema_ignored;
   }
 
-  void refuse_repeated(uint32_t name) {
+  [[gnu::cold]] void refuse_repeated(uint32_t name) {
     current->name = name;
     refuse(name - 1, "this name stands twice in its object");
   }
@@ -413,7 +413,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     }
   }
 
-  void drop_unknown() {
+  [[gnu::cold]] void drop_unknown() {
     ConfigNode *begin = pending.data.get() + current->first;
     ConfigNode *end = pending.data.get() + pending.used;
     ConfigNode *names = std::stable_partition(begin, end, [](const ConfigNode &n) { return n.row != schema_ignored; });
@@ -422,7 +422,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     pending.used = kept;
   }
 
-  void compare_pending_names(uint32_t start) {
+  [[gnu::cold]] void compare_pending_names(uint32_t start) {
     const ConfigNode *nodes = pending.data.get() + start;
     auto name = [this, nodes](uint32_t i) {
       return std::string_view(text + nodes[i].link, static_cast<size_t>(nodes[i].value.integer));
@@ -469,7 +469,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   }
 };
 
-const char *syntax_problem(const Document &document, rapidjson::ParseErrorCode code, uint32_t at) {
+[[gnu::cold]] const char *syntax_problem(const Document &document, rapidjson::ParseErrorCode code, uint32_t at) {
   if (at >= document.size && code != rapidjson::kParseErrorDocumentEmpty) return "the file ends too early";
   const char *found = document.text.get() + at;
   if (found[0] == '/' && (found[1] == '/' || found[1] == '*')) return "JSON has no comments";
