@@ -284,8 +284,8 @@ def check_json():
     report = in_json("network", config={"network": {"device": {"eth0": {"type": "no such thing", "name": "eth0"}}}})
     (run,) = report["services"]
     expect(run["status"] == 0 and run["messages"] == [
-        "tessera: config.json:1:42: network.device.eth0.type: unknown device type 'no such thing', the device is left "
-        "out"], run)
+        "tessera: config.json:1:42: network.device.eth0.type: unknown device type 'no such thing', expected one of: "
+        "ethernet usb_ethernet loopback vnet; the device is left out"], run)
     report = in_json("network", config={"network": {"device": {"eth0": {"type": "ethernet", "name": "eth0"}}}})
     expect({"key": "network.device_map.0.device", "before": None, "after": "eth0"} in report["runtime"], report)
 
