@@ -72,7 +72,8 @@ void print_text(const char *text) {
 
 void print_words(const SchemaText &about) {
   if (*about.words == '\0') return;
-  puts(about.more_words ? "Known words:" : "Words:");
+  static const char *const titles[] = {"Words:", "Known words:", "Special words:"};
+  puts(titles[static_cast<size_t>(about.others)]);
   fputs(".Cm ", stdout);
   for (const char *at = about.words; *at != '\0'; at++) {
     if (*at == ' ')

@@ -96,7 +96,7 @@ void print_map(Printer &printer, const SchemaRow &row) {
 
 // The words that a text may be. Where others do too, editors offer these all the same.
 void print_words(const Printer &printer, const SchemaText &about) {
-  bool others = about.more_words || !printer.strict;
+  bool others = about.others != OtherTexts::useless || !printer.strict;
   fputs(others ? ", \"anyOf\": [{\"enum\": [" : ", \"enum\": [\"\", ", printer.out);
   for (const char *word = about.words; *word != '\0';) {
     size_t length = strcspn(word, " ");

@@ -37,10 +37,16 @@ constexpr Key word(const char *name, const char *words, const char *description)
   key.about.words = words;
   return key;
 }
-// A text that may be any, as far as the writers are concerned; `words` are those that they or the daemons know.
+// A text of which others than `words` may do, but are mostly mistakes.
 constexpr Key term(const char *name, const char *words, const char *description) {
   Key key = word(name, words, description);
-  key.about.more_words = true;
+  key.about.others = OtherTexts::doubtful;
+  return key;
+}
+// Any text, of which `words` have a meaning of their own.
+constexpr Key text_or(const char *name, const char *words, const char *description) {
+  Key key = word(name, words, description);
+  key.about.others = OtherTexts::usual;
   return key;
 }
 constexpr Key lines(const char *name, const char *description) {
@@ -155,8 +161,8 @@ constexpr Key web_filter[] = {
     boolean("enable",
             "Ask the filter's resolvers: resolv-file=/var/run/web-filter-resolv.dnsmasq instead of "
             "/var/run/resolv.dnsmasq."),
-    term("service", "umbrella",
-         "Filter service; umbrella writes umbrella=deviceid: with the 16 characters of /etc/config/web-filter-id."),
+    text_or("service", "umbrella",
+            "Filter service; umbrella writes umbrella=deviceid: with the 16 characters of /etc/config/web-filter-id."),
 };
 constexpr Key firewall[] = {object("web_filter", "Web filter by name resolution, in dnsmasq.conf.", web_filter)};
 
@@ -203,7 +209,7 @@ constexpr Key network_advanced[] = {
     text("ula_prefix", "Own IPv6 prefix, such as fd00:1234::/48: UCI option ula_prefix of globals."),
 };
 constexpr Key policy_destination[] = {
-    term("type", "domain", "What the route matches; domain alone gives an ipset= line."),
+    text_or("type", "domain", "What the route matches; domain alone gives an ipset= line."),
     texts("domain", "Domains whose addresses enter the sets: ipset=, and the same in hostnamesniffer.cfg."),
 };
 constexpr Key policy_route[] = {
@@ -262,11 +268,12 @@ constexpr Key stp[] = {
 };
 constexpr Key bridge[] = {
     boolean("enable", "Write the sections."),
-    term("mode", "bridge switch",
+    word("mode", "bridge switch",
          "switch filters VLANs and names no members: UCI option vlan_filtering; anything else is a plain bridge."),
     references("device", "Members: UCI option ifname.", row_device),
     object("stp", "Spanning tree.", stp),
-    boolean("auto_mac_assignment", "Take the address of the first member that has one: UCI option macaddr."),
+    boolean("auto_mac_assignment",
+            "Take the address of the first member that has one: UCI option macaddr, without mode switch."),
 };
 constexpr Key bond[] = {
     boolean("enable", "Write the section."),
@@ -285,12 +292,12 @@ constexpr Key macsec[] = {
     reference("local",
               "Interface below: its IPv4 address gives UCI option local_ip, its device UCI option device. No "
               "section while it has no address."),
-    term("type", "manual", "Where keys come from: UCI option type."),
+    text_or("type", "manual", "Where keys come from, manual alone takes association: UCI option type."),
     object("association", "Keys set by hand.", macsec_association),
 };
 constexpr Key vrrp[] = {device("device", "Device it shares an address on.")};
 constexpr Key modem[] = {
-    term("sim_slot", "any", "SIM in use; any lets sim_failover have its effect."),
+    text_or("sim_slot", "any", "SIM in use; any lets sim_failover have its effect."),
 };
 
 // network: interfaces
@@ -307,7 +314,7 @@ constexpr Key custom_option[] = {
     text("name", "Comment at the end of the line."),
 };
 constexpr Key static_lease[] = {
-    term("type", "mac id", "mac: the client is known by mac; anything else: by device."),
+    text_or("type", "mac", "mac: the client is known by mac; anything else: by device."),
     text("mac", "Hardware address, with : or -: dhcp-host=MAC."),
     text("device", "Client identifier: dhcp-host=id:DEVICE."),
     text("name", "Host name for the client."),
@@ -347,7 +354,10 @@ constexpr Key dhcp_server[] = {
     text("lease_start", "First address leased, or its last number: dhcp-range=."),
     text("lease_end", "Last address leased, or its last number: dhcp-range=."),
     duration("lease_time", "How long a lease holds, 120 seconds at least: dhcp-range=."),
-    object("advanced", "Options that clients get: dhcp-option= where the number of one is named.", dhcp_advanced),
+    object("advanced",
+           "Options that clients get: dhcp-option= where the number or name of one is given; of mtu "
+           "dhcp-option-force=.",
+           dhcp_advanced),
 };
 constexpr Key dhcp_relay[] = {text("address", "Server to relay to: dhcp-relay=.")};
 constexpr Key static_address[] = {
@@ -359,8 +369,8 @@ constexpr Key dhcpv6_server[] = {
 };
 constexpr Key part[] = {
     boolean("enable",
-            "Use the family: the section ipv4_interface_KEY or ipv6_interface_KEY of an ethernet interface; "
-            "UCI options ip_version, ipv4 and ipv6 of others."),
+            "Use the family: the section ipv4_interface_KEY or ipv6_interface_KEY of an ethernet or passthrough "
+            "interface, UCI option ip_version of a cellular one, ipv4 or ipv6 of a PPPoE one."),
     word("type", "static dhcp hybrid dhcpv6 prefix_delegation",
          "Of ethernet interfaces: where addresses come from. ipv4: static, dhcp, or hybrid, which follows the runtime "
          "fact hybrid.lanmode; ipv6: dhcpv6 or prefix_delegation."),
@@ -399,8 +409,8 @@ constexpr Key apn[] = {
     text("apn", "Name of the access point."),
     text("username", "Name to log in with: username=."),
     text("password", "Password: password=."),
-    term("match_carrier", "any other",
-         "Carrier it is for: match_carrier=; empty: any; other: match_carrier_other, where there is one."),
+    text_or("match_carrier", "any other",
+            "Carrier it is for: match_carrier=; empty: any; other: match_carrier_other, where there is one."),
     text("match_carrier_other", "Carrier for match_carrier other."),
     text("match_plmn", "Network number it is for: match_plmn=."),
     text("auth", "How to log in: auth=."),
@@ -414,9 +424,10 @@ constexpr Key interface_modem[] = {
     text("operator_mode", "How the carrier is chosen: UCI option operator_mode."),
     text("operator", "Carrier to use: UCI option operator."),
     text("operator_technology", "Radio technology to use: UCI option operator_technology."),
-    term("apn_selection", "apn_list_only built_in_list_only corvo_list_only",
-         "Where access points come from: UCI option service_providers_override, 2, 1 or 4; with any other text 3, all "
-         "lists."),
+    text_or(
+        "apn_selection", "apn_list_only built_in_list_only corvo_list_only",
+        "Where access points come from: UCI option service_providers_override, 2, 1 or 4; with any other text 3, all "
+        "lists."),
     boolean("roaming", "Use foreign networks: UCI option roaming."),
     boolean("backoff_enabled", "Wait longer after each failure: UCI option backoff_enabled."),
     boolean("skip_cached_apns", "Do not try the last access point first: UCI option skip_cached_apns."),
@@ -526,26 +537,39 @@ constexpr Key ipsec_local[] = {
 };
 constexpr Key ipsec_remote[] = {
     word("ip_version", "ipv4 ipv6", "Family of both ends."),
-    objects("peers", "Peers to try; one whose host name is any takes all comers: right=%any.", peer),
+    objects("peers",
+            "Peers to try: right=. One alone, whose host name is any in letters of either case, takes all comers: "
+            "right=%any; among others any is a host name.",
+            peer),
     term("peer_selection", "round_robin weighted",
          "Order of attempts: righthostssequence=, and righthostsweight= of weighted."),
     object("id", "Identity of the peer: rightid=.", identity),
 };
+// What strongSwan takes.
+#define WITH_TAGS(cipher) cipher "8 " cipher "12 " cipher "16 " cipher "64 " cipher "96 " cipher "128 "
+#define WITH_MODES(cipher) cipher " " cipher "ctr " WITH_TAGS(cipher "gcm") WITH_TAGS(cipher "ccm")
+constexpr char ciphers[] = WITH_MODES("aes128") WITH_MODES("aes192") WITH_MODES(
+    "aes256") "aes128gmac aes192gmac aes256gmac chacha20poly1305 3des camellia128 camellia192 camellia256 null";
+constexpr char hashes[] =
+    "sha1 sha256 sha384 sha512 sha sha2_256 sha2_384 sha2_512 sha1_160 sha256_96 sha2_256_96 md5 md5_128 aesxcbc "
+    "aescmac prfsha1 prfsha256 prfsha384 prfsha512";
+constexpr char dh_groups[] =
+    "modp768 modp1024 modp1536 modp2048 modp3072 modp4096 modp6144 modp8192 modp1024s160 modp2048s224 modp2048s256 "
+    "ecp192 ecp224 ecp256 ecp384 ecp521 ecp224bp ecp256bp ecp384bp ecp512bp curve25519 x25519 curve448 x448 none";
 constexpr Key proposal[] = {
-    term("cipher",
-         "aes128 aes192 aes256 3des aes128gcm96 aes192gcm96 aes256gcm96 aes128gcm128 aes192gcm128 aes256gcm128",
-         "Encryption; the words named are those that system.fips allows."),
-    term("hash", "sha1 sha256 sha384 sha512", "Integrity; the words named are those that system.fips allows."),
-    term("dh_group",
-         "modp2048 modp3072 modp4096 modp6144 modp8192 ecp224 ecp256 ecp384 ecp521 curve25519 curve448 none",
-         "Key exchange; the words named are those that system.fips allows, and none for phase 2 without one."),
+    term("cipher", ciphers,
+         "Encryption; with system.fips aes128, aes192 and aes256, these with gcm96 or gcm128 behind, and 3des only."),
+    term("hash", hashes, "Integrity; with system.fips sha1, sha256, sha384 and sha512 only."),
+    term("dh_group", dh_groups,
+         "Key exchange, none for phase 2 without one; with system.fips modp2048, modp3072, modp4096, modp6144, "
+         "modp8192, ecp224, ecp256, ecp384, ecp521, curve25519 and curve448 only."),
 };
 constexpr Key ike[] = {
     boolean("initiate",
-            "Start the tunnel from here: dpdaction=restart instead of clear, UCI option initiate instead of "
-            "route."),
+            "Start the tunnel from here: dpdaction=restart instead of clear, and initiate instead of route in UCI "
+            "option initiate."),
     term("version", "ikev1 ikev2 ike", "Protocol: keyexchange=."),
-    term("mode", "main aggressive", "aggressive is quicker and hides no identities: aggressive=yes."),
+    word("mode", "main aggressive", "aggressive is quicker and hides no identities: aggressive=yes."),
     term("fragmentation", "always never accept",
          "Splitting of large messages: fragmentation=force, no or accept, else yes."),
     duration("phase1_lifetime", "Time until keys of the control channel are renewed: ikelifetime=."),
@@ -586,15 +610,15 @@ constexpr Key policy_local[] = {
     text("address", "Key of the interface, of type address."),
     text("network", "Key of the interface, of type network."),
     text("custom", "Network and prefix length, of type custom."),
-    term("protocol", protocols, about_protocol),
+    text_or("protocol", protocols, about_protocol),
     integer("protocol_other", "", about_protocol_other),
-    term("port", "any", about_port),
+    text_or("port", "any", about_port),
 };
 constexpr Key policy_remote[] = {
     text("network", "Network and prefix length: rightsubnet=; empty: %dynamic. Its family is that of the policy."),
-    term("protocol", protocols, about_protocol),
+    text_or("protocol", protocols, about_protocol),
     integer("protocol_other", "", about_protocol_other),
-    term("port", "any", about_port),
+    text_or("port", "any", about_port),
 };
 constexpr Key ipsec_policy[] = {
     object("local", "Traffic on this side.", policy_local),
@@ -614,7 +638,9 @@ constexpr Key dpd[] = {
     integer("timeout", "seconds", "Silence that means death: dpdtimeout=."),
 };
 constexpr Key tunnel_vigil[] = {
-    boolean("enable", "Check the health of the tunnel: UCI option metric 2147483647 while the check fails."),
+    boolean("enable",
+            "Check the health of the tunnel: UCI option metric, where it is not 0, is 2147483647 until the check has "
+            "passed."),
 };
 constexpr Key ipsec_tunnel[] = {
     boolean("enable", "Write the tunnel."),
@@ -682,7 +708,7 @@ constexpr Key openvpn_server[] = {
             "above."),
     integer("server_last_ip", "", "Server: last number of the last address for clients: ifconfig-pool."),
     boolean("autogenerate", "Server: use the certificates in /etc/ssl/certs and ask clients for a password."),
-    term("authentication", "cert passwd both",
+    word("authentication", "cert passwd both",
          "Server: what clients show; passwd: verify-client-cert none; cert: no auth-user-pass-verify."),
     lines("server_cert", "Server: own certificate, PEM: <cert>."),
     lines("server_key", "Server: own key, PEM: <key>."),
@@ -735,12 +761,12 @@ constexpr Key l2tpeth[] = {
 };
 constexpr Key wireguard[] = {boolean("enable", "Write the section.")};
 constexpr Key care_of_address[] = {
-    term("type", "interface ip", "Where it comes from: UCI option coaddress_type."),
+    text_or("type", "interface ip", "Where it comes from: UCI option coaddress_type."),
     text("interface", "Key of the interface, of type interface: UCI option coaddress."),
     text("address", "Address, of type ip: UCI option coaddress."),
 };
 constexpr Key tunnel_local[] = {
-    term("type", "interface", "interface, or any text that goes to UCI option tun_local itself."),
+    text_or("type", "interface", "interface, or any text that goes to UCI option tun_local itself."),
     text("interface", "Key of the interface, of type interface: UCI option tun_local."),
 };
 constexpr Key nemo[] = {

@@ -42,6 +42,10 @@ inline constexpr char unknown_key_message[] = "unknown key";
 // away.
 std::string config_place_of_key(const std::string &path);
 
+// Reports as questionable every text that is none of the words listed for its key, unless any text is usual there.
+// What is switched off is left out, and so is what has a finding already.
+void config_check_words(const ConfigNode *root);
+
 // Prints the JSON Schema of the document, draft 2020-12. The strict form, for editors, takes no unknown keys.
 void config_print_json_schema(FILE *out, bool strict);
 

@@ -77,7 +77,7 @@ struct Layout {
                         .flags = static_cast<uint8_t>(key.element_flags)};
       set_members(element, key);
       schema.rows[row.child] = element;
-      texts[row.child] = {.words = key.about.words, .more_words = key.about.more_words};
+      texts[row.child] = {.words = key.about.words, .others = key.about.others};
     } else if ((key.flags & row_always) != 0) {
       row.child = add_name(key.fallback);
     }

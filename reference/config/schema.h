@@ -55,12 +55,19 @@ struct Schema {
 };
 extern const Schema schema;
 
+// What texts do that are none of the words listed for a key.
+enum class OtherTexts : uint8_t {
+  useless,   // nothing: the writers compare with the words
+  doubtful,  // go to a daemon that may know them, or do what the description says
+  usual,     // what is mostly written: the words have a meaning of their own
+};
+
 // What a row is for, in words. The linker leaves the table out of programs that do not print it, tessera among them.
 struct SchemaText {
   const char *description = "";  // of elements of arrays, entries of maps and the root empty
   const char *unit = "";         // of integers that count something
   const char *words = "";        // of texts, and arrays of them, the known ones, separated by blanks
-  bool more_words = false;       // others may do as well
+  OtherTexts others = OtherTexts::useless;
 };
 extern const std::array<SchemaText, schema_room> schema_texts;
 

@@ -36,7 +36,7 @@ void check_bridge(Masters &masters, const NetworkNode *bridge) {
 }
 
 void check_bond(Masters &masters, const NetworkNode *bond) {
-  static constexpr Rule bond_rules[] = {one_of("mode", "active-backup round-robin"), end_of_rules};
+  static constexpr Rule bond_rules[] = {rule("mode", Test::filled), end_of_rules};
   const ConfigNode *config = network_config(bond);
   if (!config_get_bool(config, "enable")) return;
   check_rules(config, bond_rules);
@@ -58,9 +58,9 @@ constexpr Rule macsec_rules[] = {secret(rule("association.cak", Test::hexadecima
                                  rule("association.ckn", Test::hexadecimal), end_of_rules};
 constexpr Variant macsec_variants[] = {{"manual", macsec_rules}, {nullptr, nullptr}};
 
-constexpr Rule l2tpeth_rules[] = {rule("local", Test::filled),       rule("remote", Test::address),
-                                  rule("tunnel_id", Test::filled),   rule("peer_tunnel_id", Test::filled),
-                                  one_of("encapsulation", "udp ip"), end_of_rules};
+constexpr Rule l2tpeth_rules[] = {rule("local", Test::filled),         rule("remote", Test::address),
+                                  rule("tunnel_id", Test::filled),     rule("peer_tunnel_id", Test::filled),
+                                  rule("encapsulation", Test::filled), end_of_rules};
 constexpr Rule l2tpeth_ports[] = {range("udp_source_port", 1, 65535), range("udp_destination_port", 1, 65535),
                                   end_of_rules};
 constexpr Variant l2tpeth_variants[] = {{"udp", l2tpeth_ports}, {nullptr, nullptr}};

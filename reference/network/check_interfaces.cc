@@ -29,10 +29,8 @@ constexpr Rule static_ipv6_rules[] = {rule("static.address", Test::ipv6_network)
 constexpr Rule delegation_rules[] = {range("prefix_length", 1, 128), optional(rule("prefix_id", Test::hexadecimal)),
                                      end_of_rules};
 
-constexpr char source_words[] = "auto custom none";
+constexpr Rule bound_rules[] = {rule("lease_start", Test::filled), rule("lease_end", Test::filled), end_of_rules};
 constexpr Rule dhcp_rules[] = {
-    rule("lease_start", Test::filled),
-    rule("lease_end", Test::filled),
     at_least("lease_time", 120),
     rule("advanced.domain_suffix", Test::without, " ,\"\\"),
     rule("advanced.bootfile", Test::without, ",\"\\"),
@@ -40,7 +38,7 @@ constexpr Rule dhcp_rules[] = {
     rule("advanced.tftp_server", Test::without, " ,\"\\"),
     line("domain={advanced.domain_suffix}, # domain name suffix", dnsmasq_line, router_address),
     line("dhcp-boot=net:,{advanced.bootfile},,{advanced.tftp_server} # bootp server", dnsmasq_line, interface_name),
-    one_of("advanced.mtu", source_words),
+    rule("advanced.mtu", Test::filled),
     end_of_rules,
 };
 constexpr Rule custom_mtu_rules[] = {range("advanced.mtu_custom", 68, 65535), end_of_rules};
@@ -64,8 +62,7 @@ constexpr AnnouncedRow announced[] = {
 
 constexpr Rule relay_rules[] = {rule("address", Test::ipv4), end_of_rules};
 
-constexpr Rule option_rules[] = {range("option", 1, 254), one_of("datatype", "ipv4 str hex 1byte 2byte 4byte"),
-                                 end_of_rules};
+constexpr Rule option_rules[] = {range("option", 1, 254), rule("datatype", Test::filled), end_of_rules};
 constexpr Rule option_ipv4[] = {
     rule("value_ipv4_list", Test::texts),
     line("dhcp-option-force=net:,{option}{value_ipv4_list#1} # {name}", dnsmasq_line, interface_name), end_of_rules};
@@ -100,6 +97,10 @@ void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
   const std::string_view end = config_get_string(server, "lease_end");
   std::string_view own = config_get_string(part, "address");
   own = own.substr(0, own.rfind('/'));
+  if (start.empty() && end.empty())
+    config_report(server, Grade::questionable, "lease_start and lease_end are not set");
+  else
+    check_rules(server, bound_rules);
   if (start.empty() || end.empty() || own.find('.') == std::string_view::npos) return;
   in_addr first;
   in_addr last;
@@ -114,7 +115,7 @@ void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
 
 void check_announced(const ConfigNode *server) {
   for (const AnnouncedRow *row = announced; row->source != nullptr; ++row) {
-    const Rule source[] = {one_of(row->source, source_words), end_of_rules};
+    const Rule source[] = {rule(row->source, Test::filled), end_of_rules};
     const Rule address[] = {rule(row->address, Test::ipv4), end_of_rules};
     check_rules(server, source);
     if (text_equals(server, row->source, "custom")) check_rules(server, address);
@@ -149,9 +150,9 @@ void check_dhcp(Leases &leases, const ConfigNode *part) {
     return;
   }
   const ConfigNode *server = config_object(part, "dhcp_server");
+  check_lease_range(part, server);
   check_rules(server, dhcp_rules);
   check_variants(server, "advanced.mtu", mtu_variants);
-  check_lease_range(part, server);
   check_announced(server);
   check_custom_options(server);
   check_static_leases(leases, server);
@@ -186,7 +187,6 @@ constexpr Rule ancillary_rules[] = {rule("passthrough.ancillary.address", Test::
 
 constexpr Rule modem_rules[] = {
     rule("modem.device", Test::entry, "network.modem"),
-    optional(one_of("modem.sst", "EMBB URLLC MIOT custom")),
     range("modem.sd", 0, 0xffffff),
     end_of_rules,
 };

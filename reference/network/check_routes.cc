@@ -11,7 +11,7 @@ constexpr Rule global_rules[] = {optional(rule("network.advanced.ula_prefix", Te
 constexpr Rule route_rules[] = {optional(rule("dst", Test::destination)), optional(rule("gateway", Test::ipv4)),
                                 range("mtu", 0, 65535), end_of_rules};
 constexpr Rule multicast_rules[] = {rule("dst", Test::filled), rule("interface", Test::texts), end_of_rules};
-constexpr Rule domain_policy_rules[] = {rule("dst.domain", Test::texts), one_of("ip_version", "any ipv4 ipv6"),
+constexpr Rule domain_policy_rules[] = {rule("dst.domain", Test::texts), rule("ip_version", Test::filled),
                                         line("ipset={dst.domain#1}/domain-policy-9,domain6-policy-9", dnsmasq_line),
                                         end_of_rules};
 

@@ -48,7 +48,7 @@ constexpr Rule ldap_rules[] = {
     rule("bind_dn", Test::not_last, " "),
     secret(rule("bind_password", Test::not_first, " ")),
     secret(rule("bind_password", Test::not_last, " ")),
-    one_of("tls", "on off start_tls"),
+    rule("tls", Test::filled),
     rule("group_attribute", Test::filled),
     rule("group_attribute", Test::without, argument_ends),
     line("httpd_login auth [success=done new_authtok_reqd=done auth_err=die user_unknown=die default=ignore] "
@@ -106,6 +106,6 @@ void check_services(const ConfigNode *root) {
   check_each(dns, "host", dns_host_rules);
   for (const Rule *row = allowlist_rules; row->test != Test::end; ++row) check_texts(dns, "allowlist", *row);
   const ConfigNode *auth = config_object(root, "auth");
-  check_texts(auth, "method", one_of("", "local radius ldap tacacs+"));
+  check_texts(auth, "method", rule("", Test::filled));
   for_each_element(config_array(auth, "method"), [auth](const ConfigNode *word) { check_method(auth, word); });
 }

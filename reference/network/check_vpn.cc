@@ -21,11 +21,11 @@ constexpr Rule tunnel_rules[] = {
     rule("ike.version", Test::without, IPSEC_WORD_ENDS),
     at_least("ike.phase1_lifetime", 1),
     at_least("ike.phase2_lifetime", 1),
-    one_of("local.type", "defaultroute interface"),
-    one_of("remote.ip_version", "ipv4 ipv6"),
+    rule("local.type", Test::filled),
+    rule("remote.ip_version", Test::filled),
     rule("remote.peer_selection", Test::filled),
     rule("remote.peer_selection", Test::without, IPSEC_WORD_ENDS),
-    one_of("auth.type", "secret asymmetric-secrets rsasig x509 scep"),
+    rule("auth.type", Test::filled),
     end_of_rules,
 };
 constexpr Rule local_interface_rules[] = {rule("local.interface", Test::entry, interfaces), end_of_rules};
@@ -62,7 +62,7 @@ constexpr Rule asymmetric_rules[] = {rule("auth.local_secret", Test::filled), ru
 constexpr Rule rsasig_rules[] = {rule("auth.private_key", Test::filled), rule("auth.peer_public_key", Test::filled),
                                  end_of_rules};
 constexpr Rule x509_rules[] = {rule("auth.private_key", Test::filled), rule("auth.cert", Test::filled),
-                               one_of("auth.peer_verify", "cert ca"), end_of_rules};
+                               rule("auth.peer_verify", Test::filled), end_of_rules};
 constexpr Rule scep_rules[] = {rule("auth.scep_client", Test::entry, "network.scep_client"), end_of_rules};
 constexpr Variant auth_variants[] = {{"secret", secret_rules}, {"asymmetric-secrets", asymmetric_rules},
                                      {"rsasig", rsasig_rules}, {"x509", x509_rules},
@@ -75,7 +75,7 @@ constexpr Variant peer_variants[] = {{"cert", peer_cert_rules}, {"ca", peer_ca_r
 constexpr char selector_ends[] = IPSEC_WORD_ENDS ",/[]";
 
 constexpr Rule policy_rules[] = {
-    one_of("local.type", "address network custom request dynamic"),
+    rule("local.type", Test::filled),
     rule("local.protocol", Test::filled),
     rule("local.port", Test::filled),
     rule("local.protocol", Test::without, selector_ends),
@@ -98,13 +98,10 @@ constexpr const char *peer_identity_keys[] = {"id.raw_id",  "id.ipv4_id",  "id.i
                                               "id.fqdn_id", "id.keyid_id", nullptr};
 
 constexpr char typed_identities[] = "raw ipv4 ipv6 rfc822 fqdn keyid";
-constexpr Rule identity_rules[] = {
-    optional(one_of("id.type", "any raw ipv4 ipv6 rfc822 fqdn keyid mac_address serial_number")), end_of_rules};
 
 // An identity stands in quotes, without escapes. The file of shared secrets has it without quotes; where keys
 // authenticate, what is written there decides nothing.
 void check_identity(const ConfigNode *owner, bool shared_secret) {
-  check_rules(owner, identity_rules);
   const char *type = config_get_string(owner, "id.type");
   if (type == nullptr || !is_word_of(type, typed_identities)) return;
   const std::string key = std::string("id.") + type + "_id";
@@ -129,11 +126,15 @@ bool has_shared_secret(const ConfigNode *tunnel) {
 
 void check_peers(const ConfigNode *tunnel) {
   const ConfigNode *peers = config_array(tunnel, "remote.peers");
-  if (config_array_count(peers) == 0)
-    config_report(written(tunnel, "remote.peers"), Grade::questionable, "the tunnel has no remote peer");
-  check_each(tunnel, "remote.peers",
-             text_equals(tunnel, "remote.ip_version", "ipv6") ? ipv6_peer_rules : ipv4_peer_rules);
-  for_each_element(peers, [shared_secret = has_shared_secret(tunnel)](const ConfigNode *peer) {
+  const size_t count = config_array_count(peers);
+  if (count == 0) config_report(written(tunnel, "remote.peers"), Grade::questionable, "the tunnel has no remote peer");
+  const bool is_ipv6 = text_equals(tunnel, "remote.ip_version", "ipv6");
+  check_each(tunnel, "remote.peers", is_ipv6 ? ipv6_peer_rules : ipv4_peer_rules);
+  const bool shared_secret = has_shared_secret(tunnel);
+  for_each_element(peers, [count, is_ipv6, shared_secret](const ConfigNode *peer) {
+    const ConfigNode *host = config_object_get(peer, is_ipv6 ? "hostname6" : "hostname");
+    if (const char *name = config_string_get(host); count > 1 && name != nullptr && strcasecmp(name, "any") == 0)
+      config_report(host, Grade::questionable, "'%s' among several peers is a host name", name);
     if (config_get_bool(peer, "peer_id.enable")) check_peer_identity(config_object(peer, "peer_id"), shared_secret);
   });
 }
@@ -191,7 +192,7 @@ void check_openvpn_client(const ConfigNode *client) {
     check_rules(client, client_pair_rules);
 }
 
-constexpr Rule server_rules[] = {one_of("device_type", "tun tap tap_bridge"), range("port", 1, 65535),
+constexpr Rule server_rules[] = {rule("device_type", Test::filled), range("port", 1, 65535),
                                  rule("protocol", Test::texts), end_of_rules};
 constexpr Rule server_pool_rules[] = {rule("server_address", Test::ipv4_network), range("server_first_ip", 0, 254),
                                       range("server_last_ip", 1, 255), end_of_rules};

@@ -1,0 +1,81 @@
+// Texts that are none of the words listed for their key.
+#include <cstring>
+#include <string>
+#include <unordered_set>
+
+#include "config/characters.h"
+#include "config/document.h"
+
+namespace {
+
+using Paths = std::unordered_set<std::string>;
+
+bool is_listed(const char *words, const char *text, size_t length) {
+  for (const char *word = words; *word != '\0'; word += strspn(word, " ")) {
+    size_t word_length = strcspn(word, " ");
+    if (word_length == length && same_characters(word, text, length)) return true;
+    word += word_length;
+  }
+  return false;
+}
+
+// The listed word that is closest to a misspelt one; "" when none is close.
+std::string closest_word(const char *words, const char *text, size_t length) {
+  std::string closest;
+  unsigned least = 3;
+  for (const char *word = words; *word != '\0'; word += strspn(word, " ")) {
+    size_t word_length = strcspn(word, " ");
+    unsigned distance = edit_distance(text, length, word, word_length);
+    if (distance < least && distance < word_length) {
+      least = distance;
+      closest.assign(word, word_length);
+    }
+    word += word_length;
+  }
+  return closest;
+}
+
+void report_word(const ConfigNode *node, const SchemaText &about, const char *text) {
+  constexpr size_t longest_list = 80;
+  const std::string shown = printable(text);
+  if (strlen(about.words) <= longest_list) {
+    config_report(node, Grade::questionable, "'%s' is not one of: %s", shown.c_str(), about.words);
+    return;
+  }
+  std::string hint = closest_word(about.words, text, strlen(text));
+  if (!hint.empty()) hint = ", did you mean '" + hint + "'?";
+  config_report(node, Grade::questionable, "'%s' is no known word%s", shown.c_str(), hint.c_str());
+}
+
+void check_word(const ConfigNode *node, const Paths &found) {
+  const SchemaText &about = schema_texts[node->row];
+  if (*about.words == '\0' || about.others == OtherTexts::usual) return;
+  const char *text = config_string_get(node);
+  if (text == nullptr || *text == '\0' || is_listed(about.words, text, strlen(text))) return;
+  std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
+  if (found.count(path.get()) == 0) report_word(node, about, text);
+}
+
+// True for what has a switch, and is off.
+bool is_off(const ConfigNode *node) {
+  constexpr char key[] = "enable";
+  const SchemaRow &row = row_of(node);
+  return row.kind == Kind::object && schema_member(row, key, sizeof key - 1, 0) < row.count &&
+         !config_get_bool(node, key);
+}
+
+void check_below(const ConfigNode *node, const Paths &found) {
+  if (row_of(node).kind == Kind::text) check_word(node, found);
+  if ((node->flags & node_nests) == 0 || is_off(node)) return;
+  for (uint32_t i = 0; i < node->value.children.count; i++) check_below(nth_child(node, i), found);
+}
+
+}  // namespace
+
+void config_check_words(const ConfigNode *root) {
+  const std::vector<Finding> *findings = header_of(root).document->findings;
+  if (findings == nullptr) return;
+  Paths found;
+  for (const Finding &finding : *findings) found.insert(finding.path);
+  check_below(root, found);
+}
