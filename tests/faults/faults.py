@@ -31,7 +31,7 @@ if os.getpid() != 1:
 
 BIN, SOURCE, MEMORY = (os.path.abspath(path) for path in sys.argv[1:4])
 FULL = '--full' in sys.argv
-GROUPS = [argument for argument in sys.argv[4:] if argument != '--full'] or ['rows', 'together', 'calls', 'kills', 'memory']
+GROUPS = [argument for argument in sys.argv[4:] if argument != '--full'] or ['waits', 'rows', 'together', 'calls', 'kills', 'memory']
 SERVICES = ('pam', 'dnsmasq', 'network', 'ipsec')
 # Files that readers are promised whole.
 WHOLE = {'pam': ('pam.conf', 'radius.conf', 'ldap.conf'), 'network': ('uci/network',), 'dnsmasq': (), 'ipsec': ()}
@@ -452,17 +452,19 @@ def main():
     own_files()
     small, large = Router(), Router(servers=400)
     work = []
-    if 'rows' in GROUPS:
-        work += [('rows', row, large, service, each_row) for each_row in WAITS + ROWS for service in each_row.outcomes]
-    for group in (group for group in GROUPS if group != 'rows'):
-        work += [(group, globals()[group], large if group == 'together' else small, service) for service in SERVICES]
+    for group in GROUPS:
+        rows = {'waits': WAITS, 'rows': ROWS}.get(group)
+        if rows:
+            work += [(group, row, large, service, each_row) for each_row in rows for service in each_row.outcomes]
+        else:
+            work += [(group, globals()[group], large if group == 'together' else small, service) for service in SERVICES]
     begun, busy, failed = set(), set(), False
     while work or begun:
         if work and len(busy) < os.cpu_count():
             each_work = work.pop(0)
             process = begin(*each_work)
             begun.add(process)
-            if each_work[-1] not in WAITS:
+            if each_work[0] != 'waits':
                 busy.add(process)
             continue
         process, status = os.wait()  # what others have started and left comes here too
