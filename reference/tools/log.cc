@@ -1,4 +1,6 @@
 // The log: one line per message on standard error, and the system log.
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -16,8 +18,9 @@ namespace {
 
 char identifier[64] = "tessera";
 
-enum class SystemLog { unknown, open, absent };
-SystemLog system_log = SystemLog::unknown;
+constexpr int unknown = -2;
+constexpr int absent = -1;
+int system_log = unknown;  // or a connected socket
 
 // A message may show configuration data: no byte of it may start a line of its own or command a terminal.
 void blank_control_bytes(char *text) {
@@ -28,12 +31,23 @@ void blank_control_bytes(char *text) {
 
 // Early in a boot and in containers nobody listens: one look, and no attempt to connect for each message.
 bool system_log_listens() {
-  if (system_log == SystemLog::unknown) {
-    bool listens = access("/dev/log", W_OK) == 0;
-    if (listens) openlog(identifier, 0, LOG_DAEMON);
-    system_log = listens ? SystemLog::open : SystemLog::absent;
+  if (system_log == unknown) {
+    static const sockaddr_un address = {AF_UNIX, "/dev/log"};
+    system_log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (system_log >= 0 && connect(system_log, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+      close(system_log);
+      system_log = absent;
+    }
   }
-  return system_log == SystemLog::open;
+  return system_log >= 0;
+}
+
+// Unlike syslog(3) this waits for nobody: a logger that has stopped reading loses the message and holds up no boot.
+void tell_system_log(int priority, const char *message) {
+  char *line = nullptr;
+  xasprintf(&line, "<%d>%s: %s", LOG_DAEMON | priority, identifier, message);
+  send(system_log, line, strlen(line), MSG_NOSIGNAL);
+  free(line);
 }
 
 void log_message(int priority, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
@@ -52,7 +66,7 @@ void log_message(int priority, const char *format, va_list arguments) {
       write_all(STDERR_FILENO, line, strlen(line));
       free(line);
     }
-    if (to_system_log) syslog(priority, "%s", message);
+    if (to_system_log) tell_system_log(priority, message);
     free(message);
   }
   errno = reason;

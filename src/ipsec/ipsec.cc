@@ -100,11 +100,7 @@ int32_t generate(const ConfigNode *root) {
 int32_t map_ipsec(const ConfigNode *root, int32_t /*argc*/, char ** /*argv*/) {
   log_init("tessera_ipsec", 0, 0);
   int turn;
-  if (!begin_turn("/var/run", &turn)) {
-    // The run that is stuck keeps its files to itself.
-    unlink(main_conf_path);
-    unlink(main_secrets_path);
-  }
+  if (!begin_turn(main_conf_path, &turn)) return 1;
   int32_t status = generate(root);
   end_turn(turn);
   return status;

@@ -14,7 +14,6 @@ NetworkModel *network_model;
 
 namespace {
 
-const char working_directory[] = "/var/run/uci";
 const char working_path[] = "/var/run/uci/network.new";
 const char installed_path[] = "/var/run/uci/network";
 
@@ -82,7 +81,7 @@ int32_t print_device_name(const ConfigNode *root, int32_t argc, char **argv) {
 // the map is still published: the devices are there whether or not their settings could be written.
 int32_t generate(const ConfigNode *root) {
   int turn;
-  if (!begin_turn(working_directory, &turn)) unlink(working_path);
+  if (!begin_turn(working_path, &turn)) return 1;
   bool connected = runt_init() == 0;
   if (!connected) log_error("failed to initialize runt interface");
   if (OwnedStream out = open_output(working_path)) {

@@ -312,7 +312,7 @@ def limited(limit, value):
 
 def hold(path):
     """A lock that another program holds and never gives back."""
-    fcntl.flock(os.open(path, os.O_RDONLY), fcntl.LOCK_EX)
+    fcntl.flock(os.open(path, os.O_RDWR | os.O_CREAT, 0o600), fcntl.LOCK_EX)
 
 
 def lose_reader():
@@ -343,8 +343,8 @@ Row = collections.namedtuple('Row', 'what outcomes router start whole text', def
 WAITS = [
     Row('configuration: a pipe', each(ALL, 'reported'), in_place_of(CONFIG, os.mkfifo), whole='untouched'),
     Row('store: a writer is stuck', each('network', 'reported'), lambda: hold('/run/runt/data.mdb')),
-    Row('a run is stuck', each('network', 'reported'), lambda: hold('/run/uci')),
-    Row('a run is stuck', each('ipsec', 'reported'), lambda: hold('/run')),
+    Row('a run is stuck', each('network', 'reported'), lambda: hold('/run/uci/network.new')),
+    Row('a run is stuck', each('ipsec', 'reported'), lambda: hold('/run/ipsec.conf')),
     Row('child hangs', each('network', 'reported'), program('md5sum', 'echo $$ >/media/child; sleep 1000'),
         whole='', text=LOGGING),
 ]
