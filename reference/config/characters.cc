@@ -78,6 +78,13 @@ bool holds_control_but_lines(const char *text, size_t length) {
   return std::any_of(text, text + length, [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; });
 }
 
+// Whether a byte is one of the two of a character of the second set, U+0080 to U+009F, which commands some terminals as
+// the first set does.
+static bool is_second_control(const std::string &text, size_t at) {
+  const char *first = text.c_str() + (text[at] == '\xC2' || at == 0 ? at : at - 1);
+  return first[0] == '\xC2' && (first[1] & 0xE0) == 0x80;
+}
+
 std::string printable(std::string_view text) {
   constexpr size_t longest = 80;
   const std::string ended(text);
@@ -87,7 +94,7 @@ std::string printable(std::string_view text) {
   for (uint32_t at = 0; at < size; at++) {
     auto byte = static_cast<unsigned char>(ended[at]);
     if (shown.size() >= longest && (byte & 0xC0) != 0x80) return shown + "...";
-    if (is_control(ended[at]) || at == invalid) {
+    if (is_control(ended[at]) || is_second_control(ended, at) || at == invalid) {
       char code[8];
       snprintf(code, sizeof code, "\\x%02x", byte);
       shown += code;

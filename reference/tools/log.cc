@@ -22,9 +22,11 @@ constexpr int unknown = -2;
 constexpr int absent = -1;
 int system_log = unknown;  // or a connected socket
 
-// A message may show configuration data: no byte of it may start a line of its own or command a terminal.
+// A message may show configuration data: no byte of it may start a line of its own or command a terminal, as U+0080 to
+// U+009F do too.
 void blank_control_bytes(char *text) {
   for (char *byte = text; *byte != '\0'; byte++) {
+    if (byte[0] == '\xC2' && (byte[1] & 0xE0) == 0x80) byte[0] = byte[1] = '?';
     if (iscntrl(static_cast<unsigned char>(*byte)) != 0 && *byte != '\t') *byte = '?';
   }
 }

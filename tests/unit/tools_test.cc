@@ -181,10 +181,10 @@ TEST(Tools, Log) {
   EXPECT_EQ(errno, ENOENT);
   log_debug("only there");
   log_init("tessera_test", 0, 0);
-  log_error("a\nb\x1B[2Jc\td");
+  log_error("a\nb\x1B[2Jc\td\xC2\x9B");
   log_error("%s", std::string(5000, 'x').c_str());
   std::string lines = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(lines, "tessera: " + value + ": No such file or directory\ntessera_test: a?b?[2Jc\td\ntessera_test: " +
+  EXPECT_EQ(lines, "tessera: " + value + ": No such file or directory\ntessera_test: a?b?[2Jc\td??\ntessera_test: " +
                        std::string(5000, 'x') + "\n");
   // Facility daemon (3): error 3, debug 7.
   const char *const rows[][2] = {{"<27>", "tessera: 100%s \xC3\xBC \"': No such file or directory"},
