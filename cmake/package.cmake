@@ -19,6 +19,9 @@ set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Opened when a secret has to be encoded, so no linker knows of it.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS libssl3)
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "iproute2")
+# Run for tunnels with keys and certificates, and the daemons whose files are written.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "openssl, strongswan-pki")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "strongswan-starter, dnsmasq-base, openvpn")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/postinst)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/compress_manual.cmake)
 include(CPack)

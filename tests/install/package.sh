@@ -57,7 +57,11 @@ inside tessera-preview -c $example/config.json -r $example/runtime.json dnsmasq 
   fail "the installed preview shows nothing"
 mkdir -p "$root/all/etc/config"
 cp "$root/all$example/config.json" "$root/all/etc/config"
-inside tessera pam || fail "the installed program does not run"
+for service in pam network; do
+  inside tessera $service || fail "the installed program does not run for $service"
+done
+[ "$(inside stat -c '%a %n' /run/uci /run/uci/network | tr '\n' ' ')" = "755 /run/uci 600 /run/uci/network " ] ||
+  fail "the network file is not there"
 [ "$(inside stat -c %a /run/pam.conf)" = 600 ] || fail "the installed program wrote no file for its reader alone"
 inside runt set fact.x 1
 [ "$(inside runt get fact.x)" = 1 ] || fail "the installed store does not work"
