@@ -62,7 +62,7 @@ static void check_members(const ConfigNode *root) {
   const ConfigNode *devices = config_object(root, "network.device");
   std::string names;
   for (const ConfigNode *device = config_object_first(devices); device != nullptr; device = config_object_next(device))
-    names += std::string(config_key(device)) + " ";
+    names += std::string(shown(config_key(device))) + " ";
   check("config_object_first", "gives null for null", config_object_first(nullptr) == nullptr);
   check("config_object_next", "visits members in document order", names == "eth1 eth0 lo ");
   check("config_object_get", "finds a member by its plain name",

@@ -19,7 +19,7 @@ static std::string keys_of(const NetworkNode *scope, uint32_t type) {
   std::string keys;
   for (const NetworkNode *node = network_first_type(scope, type); node != nullptr;
        node = network_next_type(scope, node, type))
-    keys += std::string(network_key(node)) + " ";
+    keys += std::string(shown(network_key(node))) + " ";
   return keys;
 }
 

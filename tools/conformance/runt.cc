@@ -36,7 +36,7 @@ static void check_lists() {
   RuntEntry **entries = runt_get_entries("tessera_conformance.list", 0, 0, 0, 0);
   std::string seen;
   for (RuntEntry **entry = entries; entry != nullptr && *entry != nullptr; entry++)
-    seen += std::string((*entry)->key) + ":" + (*entry)->name + "=" + (*entry)->value + " ";
+    seen += std::string(shown((*entry)->key)) + ":" + shown((*entry)->name) + "=" + shown((*entry)->value) + " ";
   runt_entries_free(entries);
   runt_entries_free(nullptr);
   check("runt_get_entries", "lists the direct children that hold a value",
