@@ -14,6 +14,12 @@ _tessera_reply() {
   mapfile -t COMPREPLY < <(compgen "$@" -- "$cur")
 }
 
+# Files (-f) or directories (-d); only these get a slash and quotes where they need them.
+_tessera_files() {
+  compopt -o filenames 2>/dev/null
+  _tessera_reply "$1"
+}
+
 # The commands of a program, and its options.
 _tessera_commands() {
   "$1" --help 2>/dev/null | sed -n "s/^\(Usage:\)\{0,1\} *${1##*/} \([a-z]*\).*/\2/p" | sort -u
@@ -49,7 +55,7 @@ _runt() {
   if [[ $COMP_CWORD -eq 1 ]]; then
     _tessera_reply -W "$(_tessera_commands "$1") --help"
   elif [[ ${COMP_WORDS[1]} == load ]]; then
-    _tessera_reply -f
+    _tessera_files -f
   elif [[ $COMP_CWORD -eq 2 && ${COMP_WORDS[1]} == @(get|set|delete|keys) ]]; then
     _runt_keys "$1"
   fi
@@ -61,31 +67,65 @@ _tessera_config() {
   if [[ $COMP_CWORD -eq 1 ]]; then
     _tessera_reply -W "$(_tessera_commands "$1") --help"
   elif [[ ${COMP_WORDS[1]} == check ]]; then
-    _tessera_reply -f
+    _tessera_files -f
   elif [[ ${COMP_WORDS[1]} == schema ]]; then
     _tessera_reply -W --strict
   fi
 }
 
+# Sets `service` to the word before the one to complete that names the services, empty when there is none yet.
+_tessera_preview_service() {
+  local i word
+  service=
+  for ((i = 1; i < COMP_CWORD; i++)); do
+    word=${COMP_WORDS[i]}
+    case $word in
+      -[crfod] | --config | --runtime | --rootfs | --output | --diff | --color | --tessera | --runt)
+        i=$((i + 1))
+        [[ ${COMP_WORDS[i]} == = ]] && i=$((i + 1))
+        ;;
+      -*) ;;
+      *)
+        service=$word
+        return
+        ;;
+    esac
+  done
+}
+
+# A service, or the next one of a list: those that it does not hold yet.
+_tessera_service_list() {
+  local listed='' name names=all
+  [[ $cur == *,* ]] && listed=${cur%,*}, names=
+  for name in dnsmasq ipsec network pam; do
+    [[ ,$listed == *,$name,* ]] || names+=" $listed$name"
+  done
+  _tessera_reply -W "$names"
+}
+
 _tessera_preview() {
-  local cur prev
+  local cur prev service
   _tessera_words
+  _tessera_preview_service
+  if [[ -n $service ]]; then
+    [[ $prev == network && $service == network ]] && _tessera_reply -W '-p --device'
+    return
+  fi
   case $prev in
-    -c | --config | -r | --runtime | --tessera | --runt) _tessera_reply -f ;;
-    -f | --rootfs | -o | --output | -d | --diff) _tessera_reply -d ;;
+    -c | --config | -r | --runtime | --tessera | --runt) _tessera_files -f ;;
+    -f | --rootfs | -o | --output | -d | --diff) _tessera_files -d ;;
     --color) _tessera_reply -W 'auto always never' ;;
-    network) _tessera_reply -W '-p --device' ;;
     *)
       if [[ $cur == -* ]]; then
         _tessera_reply -W "$(_tessera_options "$1")"
       else
-        _tessera_reply -W 'all dnsmasq ipsec network pam'
+        _tessera_service_list
       fi
       ;;
   esac
 }
 
 complete -F _tessera tessera
-complete -o filenames -F _runt runt
-complete -o filenames -F _tessera_config tessera-config
-complete -o filenames -F _tessera_preview tessera-preview
+complete -F _runt runt
+complete -F _tessera_config tessera-config
+complete -F _tessera_preview tessera-preview

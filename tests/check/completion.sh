@@ -13,16 +13,22 @@ touch config.json
 mkdir old
 failures=0
 
+# What is offered as files comes with "files:". As readline has it, which is not running here.
+# shellcheck disable=SC2317 # the completion calls it
+compopt() { [[ $* != '-o filenames' ]] || kind=files:; }
+
 # offers "WORDS" EXPECTED...: as readline calls it, the last word is the one that is being written.
 offers() {
+  kind=
   COMP_WORDS=()
   read -ra COMP_WORDS <<<"${1//=/ = }"
   [[ $1 == *[\ =] ]] && COMP_WORDS+=('')
   COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
   COMPREPLY=()
   "$(complete -p "${COMP_WORDS[0]}" | sed 's/.*-F \([a-z_]*\).*/\1/')" "${COMP_WORDS[0]}"
-  [[ ${COMPREPLY[*]} == "${*:2}" ]] || {
-    echo "$1: offers '${COMPREPLY[*]}', expected '${*:2}'"
+  offered=${kind:+$kind }${COMPREPLY[*]}
+  [[ $offered == "${*:2}" ]] || {
+    echo "$1: offers '$offered', expected '${*:2}'"
     failures=1
   }
 }
@@ -31,15 +37,21 @@ offers 'tessera ' dnsmasq ipsec network pam
 offers 'tessera network -' -p --device
 offers 'tessera pam '
 offers 'runt d' delete dump
-offers 'runt load c' config.json
+offers 'runt load c' files: config.json
 offers 'tessera-config ' check schema --help
-offers 'tessera-config check ' config.json old
+offers 'tessera-config check ' files: config.json old
 offers 'tessera-config schema ' --strict
 offers 'tessera-preview --col' --color
 offers 'tessera-preview --color=a' auto always
-offers 'tessera-preview -c c' config.json
-offers 'tessera-preview --diff=' old
+offers 'tessera-preview -c c' files: config.json
+offers 'tessera-preview --diff=' files: old
 offers 'tessera-preview -c config.json i' ipsec
+offers 'tessera-preview --verify --diff=old ' all dnsmasq ipsec network pam
+offers 'tessera-preview ipsec,' ipsec,dnsmasq ipsec,network ipsec,pam
+offers 'tessera-preview --summary pam,ipsec,n' pam,ipsec,network
+offers 'tessera-preview -d old network ' -p --device
+offers 'tessera-preview dnsmasq '
+if complete -p | grep 'filenames.*tessera'; then failures=1; fi
 # The store of the machine is none of the test's business.
 # shellcheck disable=SC2317 # the completion calls it
 runt() {
