@@ -61,9 +61,10 @@ bool is_directory(const char *path) {
 }
 
 // A directory of the inside's own at `path`, where the machine's entries appear as links: made on the first use, like
-// each directory on the way. Returns its path without symbolic links, "" for the root directory.
-std::string own_directory(const std::string &path) {
-  std::string done;
+// each directory on the way. Sets `done` to its path without symbolic links, "" for the root directory; false with
+// errno set when there can be none.
+bool make_own_directory(const std::string &path, std::string &done) {
+  done.clear();
   std::string rest = path;
   unsigned links_followed = 0;
   while (!rest.empty()) {
@@ -76,23 +77,32 @@ std::string own_directory(const std::string &path) {
       continue;
     }
     std::string next = path_in(done, name);
+    if (next == HOST) {
+      errno = EROFS;
+      return false;
+    }
     std::string target;
     if (!read_link(AT_FDCWD, next.c_str(), target)) {
-      if (mkdir(next.c_str(), 0755) != 0 && !is_directory(next.c_str())) fail_system("%s", next.c_str());
+      if (mkdir(next.c_str(), 0755) != 0 && !is_directory(next.c_str())) return false;
       done = next;
     } else if (target != HOST + next) {
-      if (++links_followed > 40) fail("%s: %s", path.c_str(), strerror(ELOOP));
+      if (++links_followed > 40) {
+        errno = ELOOP;
+        return false;
+      }
       if (target[0] == '/') done.clear();
       rest = path_in(target, rest);
     } else {
-      if (!is_directory(target.c_str())) fail("%s: %s", next.c_str(), strerror(ENOTDIR));
-      if (unlink(next.c_str()) != 0 || mkdir(next.c_str(), 0755) != 0) fail_system("%s", next.c_str());
+      if (!is_directory(target.c_str())) {
+        errno = ENOTDIR;
+        return false;
+      }
+      if (unlink(next.c_str()) != 0 || mkdir(next.c_str(), 0755) != 0) return false;
       link_entries(next);
       done = next;
     }
   }
-  if (std::string_view(done + "/").substr(0, sizeof HOST) == HOST "/") fail("%s: belongs to the machine", done.c_str());
-  return done;
+  return true;
 }
 
 void remove_existing(const std::string &path) {
@@ -116,7 +126,8 @@ void lay_directory(DIR *source, const std::string &directory) {
     if (S_ISDIR(status.st_mode)) {
       Directory below = open_directory(at, name);
       if (below == nullptr) fail_system("%s", path.c_str());
-      std::string inside = own_directory(path);
+      std::string inside;
+      if (!make_own_directory(path, inside)) fail_system("%s", path.c_str());
       lay_directory(below.get(), inside);
       if (chmod(inside.c_str(), status.st_mode & 07777) != 0) fail_system("%s", inside.c_str());
     } else if (S_ISREG(status.st_mode)) {
@@ -192,6 +203,15 @@ void place_file(const std::string &path, const std::string &content, unsigned mo
   // Older than any write of the programs, so that each of them shows.
   static const timespec times[2] = {{0, 0}, {0, 0}};
   if (futimens(fd.get(), times) != 0) fail_system("%s", path.c_str());
+}
+
+bool place_stand_in(const std::string &path, mode_t type) {
+  std::string directory;
+  if (S_ISDIR(type)) return make_own_directory(path, directory);
+  size_t slash = path.rfind('/');
+  if (!make_own_directory(path.substr(0, slash == std::string::npos ? 0 : slash), directory)) return false;
+  std::string name = path_in(directory, path.substr(slash + 1));
+  return Fd(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0755)).is_open();
 }
 
 void lay_over(int source) {

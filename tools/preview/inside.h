@@ -2,6 +2,8 @@
 #ifndef TESSERA_PREVIEW_INSIDE_H
 #define TESSERA_PREVIEW_INSIDE_H
 
+#include <sys/types.h>
+
 #include <string>
 
 // Where the machine's own root directory is, read-only, from the inside.
@@ -13,6 +15,10 @@ void enter_inside();
 
 // Puts `content` at `path`, also where the machine has something else; directories on the way are made.
 void place_file(const std::string &path, const std::string &content, unsigned mode);
+
+// Puts an empty directory or an empty file that can be executed, by `type`, at `path` where there is nothing yet; "/"
+// is the working directory. False, with errno, when that fails.
+bool place_stand_in(const std::string &path, mode_t type);
 
 // Lays the files, directories and symbolic links below the directory `source` over the inside, with their modes. An
 // etc/hostname among them becomes the host name.

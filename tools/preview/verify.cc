@@ -7,9 +7,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 
 #include "preview/child.h"
+#include "preview/inside.h"
 #include "preview/readers.h"
 
 namespace {
@@ -60,21 +62,49 @@ std::vector<Finding> run_dnsmasq(const std::string &program, const std::string &
   return findings;
 }
 
+// What OpenVPN says of a file that it misses, around the path.
+struct Missing {
+  const char *before;
+  const char *after;
+  mode_t type;
+};
+constexpr Missing missing[] = {
+    {" script fails with '", "': No such file or directory", S_IFREG},
+    {"Error opening configuration file: ", "", S_IFREG},
+    {"cd to '", "' failed: No such file or directory", S_IFDIR},
+};
+
+// Puts something in the place of the file that the output names; false when it names none, or that cannot be done.
+bool supply_missing(const std::string &output) {
+  for (const std::string &line : lines_of(output)) {
+    for (const Missing &row : missing) {
+      size_t start = line.find(row.before);
+      if (start == std::string::npos) continue;
+      start += strlen(row.before);
+      size_t end = *row.after != '\0' ? line.rfind(row.after) : line.size();
+      if (end != std::string::npos && end > start) return place_stand_in(line.substr(start, end - start), row.type);
+    }
+  }
+  return false;
+}
+
 // "Options error: PROBLEM in FILE:LINE: OPTION (VERSION)". To list the digests comes after the check of the options,
-// and before anything is done with them. Files that are missing are no trouble: they are on the router.
+// and before anything is done with them. Scripts that are missing are no trouble, they are on the router; but OpenVPN
+// reads no further than to the first one.
 std::vector<Finding> run_openvpn(const std::string &program, const std::string &file, const Tree & /*tree*/) {
+  constexpr int most_missing = 100;
   std::string output;
-  int status = capture_program({program, "--config", file, "--show-digests"}, output, &output);
+  int status;
+  for (int supplied = 0;; supplied++) {
+    output.clear();
+    status = capture_program({program, "--config", file, "--show-digests"}, output, &output);
+    if (status == 0 || supplied == most_missing || !supply_missing(output)) break;
+  }
   std::vector<Finding> findings;
   if (status == 0) return findings;
-  constexpr const char *correct = "Please correct th";  // this error, these errors
-  bool misses_files = false;
   for (const std::string &line : lines_of(output)) {
-    if (!starts_with(line, "Options error: ")) continue;
-    if (line.find(": No such file or directory") != std::string::npos || line.find(correct) != std::string::npos) {
-      misses_files = true;
-      continue;
-    }
+    // "Please correct this error." follows some.
+    if (!starts_with(line, "Options error: ") || starts_with(line, "Options error: Please correct")) continue;
     size_t place = line.find(" in " + file + ":");
     bool has_place = place != std::string::npos;
     unsigned number = has_place ? number_at(line, place + file.size() + 5) : 0;
@@ -82,7 +112,7 @@ std::vector<Finding> run_openvpn(const std::string &program, const std::string &
     std::string what = option != std::string::npos ? line.substr(option, line.rfind(" (") - option) : "";
     findings.push_back({file, number, line.substr(15, place - 15) + what});
   }
-  add_unless_explained(file, misses_files ? 0 : status, output, findings);
+  add_unless_explained(file, status, output, findings);
   return findings;
 }
 
