@@ -113,6 +113,9 @@ echo "ran $1"
 [ "$1" = pam ] && exit 3
 [ "$1" != ipsec ]
 BY_NAME
+stand_in silent <<'SILENT'
+exit 1
+SILENT
 stand_in look_around <<'AROUND'
 readlink -f /var/run
 [ -e /proc/self/stat ]
@@ -176,6 +179,13 @@ ran network
 ran ipsec
 tessera-preview: ipsec ended with status 1
 OUTPUT
+  expect 1 -c '' --tessera silent --summary -d rootfs/etc ipsec <<'OUTPUT'
+tessera-preview: rootfs/etc: holds no var/run: was it stored with -o?
+tessera-preview: ipsec ended with status 1: no tunnel was written
+removed /hostname -1
+removed /ssl/certs/ca.crt -1
+2 files removed
+OUTPUT
   expect 0 -c '' -f whole --tessera look_around pam <<'OUTPUT'
 /var/run
 OUTPUT
@@ -220,6 +230,7 @@ all -p|ARGS are for a single service
 pam,,network|a list of services holds names only
 --exit-code pam|--exit-code needs an OLDDIR to differ from
 --color=often pam|--color takes auto, always or never
+--nope pam|unrecognized option '--nope'
 ROWS
 
   # Ended from outside, even without warning, it takes all along that runs below it.

@@ -22,6 +22,7 @@
 #include "preview/options.h"
 #include "preview/output.h"
 #include "preview/plan.h"
+#include "preview/scope.h"
 #include "preview/secrets.h"
 #include "preview/store.h"
 #include "preview/verify.h"
@@ -117,6 +118,15 @@ std::string inside_path(const std::string &path, int fd) {
   return is_same || path[0] != '/' ? path : HOST + path;
 }
 
+// The tree of an earlier run. One that holds none of what a run stores is likely to be another directory.
+Tree read_old(const char *name) {
+  Tree tree = read_tree(open_input(name, O_DIRECTORY).get());
+  bool is_known =
+      tree.empty() || tree.count("var/run") > 0 || tree.count(runtime_dump) > 0 || tree.count(removed_list) > 0;
+  if (!is_known) fprintf(stderr, "tessera-preview: %s: holds no var/run: was it stored with -o?\n", name);
+  return tree;
+}
+
 // The runtime store as text; empty without a store. What the run has written is worth showing even when the store
 // cannot be read, so that is only said.
 std::string dump_runtime(const std::string &runt) {
@@ -134,7 +144,7 @@ Inputs open_inputs(const Options &options) {
   inputs.has_config = read_config(options.config, inputs.config);
   if (options.runtime != nullptr) inputs.runtime = open_input(options.runtime, 0);
   if (options.rootfs != nullptr) inputs.rootfs = open_input(options.rootfs, O_DIRECTORY);
-  if (options.old != nullptr) inputs.old = read_tree(open_input(options.old, O_DIRECTORY).get());
+  if (options.old != nullptr) inputs.old = read_old(options.old);
   if (options.store != nullptr) inputs.store = open_store(options.store);
   inputs.directory = working_directory();
   return inputs;
@@ -170,8 +180,11 @@ ServiceRun run_service(const Options &options, const Inputs &inputs, const Secre
   fwrite(run.output.data(), 1, run.output.size(), stdout);
   fflush(stdout);
   fwrite(run.messages.data(), 1, run.messages.size(), stderr);
-  if (run.status != 0 && options.services.size() > 1)
-    fprintf(stderr, "tessera-preview: %s ended with status %d\n", service.c_str(), run.status);
+  // The only failure that tessera is silent about.
+  bool has_no_tunnel = service == "ipsec" && run.status == 1 && run.output.empty() && run.messages.empty();
+  if (run.status != 0 && (options.services.size() > 1 || has_no_tunnel))
+    fprintf(stderr, "tessera-preview: %s ended with status %d%s\n", service.c_str(), run.status,
+            has_no_tunnel ? ": no tunnel was written" : "");
   return run;
 }
 
@@ -206,7 +219,6 @@ int preview(const Options &options, Inputs &inputs) {
   secrets.masks = !options.shows_secrets;
   bool has_old = options.old != nullptr;
   std::string runtime_before = has_old ? "" : dump_runtime(inputs.runt);
-  if (has_old && inputs.old.count(runtime_dump) > 0) runtime_before = inputs.old.at(runtime_dump).content;
   Snapshot before = take_snapshot();
 
   Report report{};
@@ -221,11 +233,13 @@ int preview(const Options &options, Inputs &inputs) {
   for (Verdict &verdict : report.verdicts) {
     for (Finding &finding : verdict.findings) finding.message = masked(secrets, "", finding.message);
   }
-  report.runtime = runtime_changes(secrets, runtime_before, runtime_after);
   if (has_old || options.store != nullptr) {
     if (!runtime_after.empty()) produced.emplace(runtime_dump, File{S_IFREG | 0600, runtime_after});
     if (options.store != nullptr) store_files(inputs.store, produced);
   }
+  if (has_old) keep_services(options.services, produced, inputs.old);
+  if (has_old && inputs.old.count(runtime_dump) > 0) runtime_before = inputs.old.at(runtime_dump).content;
+  report.runtime = runtime_changes(secrets, runtime_before, runtime_after);
   // Everything is stored: nothing is left to tell.
   bool is_silent = options.form == Form::files && options.store != nullptr && !has_old;
   if (!is_silent)

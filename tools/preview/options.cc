@@ -127,6 +127,9 @@ Options read_command_line(int argc, char **argv) {
       {"help", no_argument, nullptr, option_help},
       {nullptr, 0, nullptr, 0},
   };
+  // As getopt's messages call the program; so do the others.
+  static char name[] = "tessera-preview";
+  argv[0] = name;
   Options options;
   const char *colour = "auto";
   for (;;) {
