@@ -78,8 +78,10 @@ PlannedFile compare(const Secrets &secrets, const std::string &path, const File 
   return file;
 }
 
-// A JSON text with its secrets masked; all of it when a mark would break its syntax.
-std::string masked_json(const Secrets &secrets, std::string_view json) {
+// The value of a runtime key, both as JSON texts, with its secrets masked; all of it when a mark would break its
+// syntax.
+std::string masked_json(const Secrets &secrets, std::string_view key, std::string_view json) {
+  if (secrets.masks && is_secret_name(key.substr(1, key.size() - 2))) return "\"<secret>\"";
   std::string text = masked(secrets, "", json);
   size_t at = 1;
   while (at < text.size() && text[at] != '"') at += text[at] == '\\' ? 2 : 1;
@@ -94,7 +96,7 @@ std::vector<PlannedFile> make_plan(const Secrets &secrets, const Tree &tree, con
     for (const auto &[path, file] : tree) {
       if (S_ISDIR(file.mode) && holds_something(tree, path)) continue;
       std::string content = S_ISLNK(file.mode) ? file.content : masked(secrets, path, file.content);
-      size_t lines = S_ISREG(file.mode) ? count_lines(file.content) : 0;
+      size_t lines = S_ISREG(file.mode) ? count_lines(content) : 0;
       plan.push_back({path, Fate::written, nullptr, &file, std::move(content), "", lines, 0, false});
     }
     return plan;
@@ -155,11 +157,11 @@ std::vector<RuntimeChange> runtime_changes(const Secrets &secrets, const std::st
   for (const auto &[name, value] : old_members) {
     auto now = new_values.find(name);
     if (now != new_values.end() && now->second == value) continue;
-    changes.push_back({std::string(name), masked_json(secrets, value),
-                       now != new_values.end() ? masked_json(secrets, now->second) : none});
+    changes.push_back({std::string(name), masked_json(secrets, name, value),
+                       now != new_values.end() ? masked_json(secrets, name, now->second) : none});
   }
   for (const auto &[name, value] : new_members) {
-    if (old_values.count(name) == 0) changes.push_back({std::string(name), none, masked_json(secrets, value)});
+    if (old_values.count(name) == 0) changes.push_back({std::string(name), none, masked_json(secrets, name, value)});
   }
   return changes;
 }

@@ -20,7 +20,7 @@ struct PlannedFile {
   const File *after;
   std::string content;     // of a written file
   std::string difference;  // in the unified format, when the content differs; else empty
-  size_t lines_added;      // of a written file: its lines
+  size_t lines_added;      // as they are printed, masked; of a written file: its lines
   size_t lines_removed;
   bool only_secrets_differ;  // in ways that the masked texts do not show
 };

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "preview/changes.h"
 #include "preview/encodings.h"
 
 namespace {
@@ -83,22 +84,19 @@ struct Place {
   const char *skip;    // "", or what the rest of the line has to hold: the secret follows it
   const char *until;   // the end of the text when there is none
   bool but_last_word = false;
+  bool has_escapes = false;  // `until` after a backslash belongs to the secret
 };
 constexpr Place places[] = {
     {"*", "-----BEGIN ", "PRIVATE KEY-----", "-----END "},
-    {"*", "-----BEGIN OpenVPN Static key V1-----", "", "-----END "},
+    {"*", "-----BEGIN OpenVPN ", "-----", "-----END "},
     {"*/ipsec.secrets", " : PSK ", "", "\n"},
     {"*.secret", " : PSK ", "", "\n"},
     {"*.secret", " : XAUTH ", "", "\n"},
     {"*.secret", " : RSA \"", "\" ", "\n"},
-    {"*/config_file_*", "\n<key>", "", "</key>"},
-    {"*/config_file_*", "\n<secret>", "", "</secret>"},
-    {"*/config_file_*", "\n<pkcs12>", "", "</pkcs12>"},
-    {"*/config_file_*", "\n<auth-user-pass>", "", "</auth-user-pass>"},
     {"*/serviceproviders-*", " password='", "", "' attm2mglobal="},
     {"*/radius.conf", "\n", " ", "\n", true},
     {"*/ldap.conf", "\nbindpw ", "", "\n"},
-    {"*/pam.conf", " [secret=", "", "] "},
+    {"*/pam.conf", " [secret=", "", "]", false, true},
     {nullptr, nullptr, nullptr, nullptr},
 };
 
@@ -116,7 +114,11 @@ void add_place(const Place &place, std::string_view text, Spans &spans) {
       if (skipped >= text.find('\n', start)) continue;
       start = skipped + strlen(place.skip);
     }
-    size_t end = std::min(text.find(place.until, start), text.size());
+    size_t end = text.find(place.until, start);
+    while (place.has_escapes && end != std::string_view::npos && text[end - 1] == '\\') {
+      end = text.find(place.until, end + 1);
+    }
+    end = std::min(end, text.size());
     from = end;
     if (place.but_last_word) end = std::min(end, text.substr(0, end).rfind(' '));
     if (end > start) spans.push_back({start, end});
@@ -133,15 +135,86 @@ void add_whole(const std::string &path, std::string_view text, Spans &spans) {
   if (name_end != std::string_view::npos) spans.push_back({name_end, text.size()});
 }
 
-// The options of a UCI file with secret names.
+// The blocks of an OpenVPN file, between a <name> and a </name> that start lines, but for those that are public.
+void add_blocks(std::string_view text, Spans &spans) {
+  static constexpr std::string_view not_secret[] = {"ca",         "cert",       "extra-certs",     "dh",
+                                                    "crl-verify", "connection", "peer-fingerprint"};
+  std::string end_tag;  // of the block that the line is in
+  size_t first = 0;
+  for (size_t start = 0, end; start < text.size(); start = end + 1) {
+    end = std::min(text.find('\n', start), text.size());
+    std::string_view line = text.substr(start, end - start);
+    line.remove_prefix(std::min(line.find_first_not_of(" \t\"'"), line.size()));
+    size_t close = line.find('>');
+    if (!end_tag.empty()) {
+      if (line.substr(0, end_tag.size()) != end_tag) continue;
+      spans.push_back({first, start});
+      end_tag.clear();
+    } else if (!line.empty() && line[0] == '<' && close != std::string_view::npos) {
+      std::string_view name = line.substr(1, close - 1);
+      bool is_end = name.rfind('/', 0) == 0;
+      if (is_end || std::find(std::begin(not_secret), std::end(not_secret), name) != std::end(not_secret)) continue;
+      end_tag = "</" + std::string(name) + ">";
+      first = end;
+    }
+  }
+  if (!end_tag.empty()) spans.push_back({first, text.size()});
+}
+
+// True for the words that a secret follows in files of the PPP daemon and in its chats: "password", "ssword:".
+bool announces_secret(std::string_view view) {
+  std::string word(view);
+  std::transform(word.begin(), word.end(), word.begin(), [](unsigned char letter) { return tolower(letter); });
+  if (!word.empty() && word.back() == ':') word.pop_back();
+  bool is_switch = word.rfind("hide-", 0) == 0 || word.rfind("show-", 0) == 0;
+  return !is_switch && (is_secret_name(word) || (word.size() >= 4 && word.compare(word.size() - 4, 4, "word") == 0));
+}
+
+// The rest of each line after a word that announces a secret, in a file that is the value of an option, from `at` to
+// `end`. What the line lacks is on the next one.
+void add_announced(std::string_view text, size_t at, size_t end, Spans &spans) {
+  constexpr std::string_view line_end = "\\\\n";
+  text = text.substr(0, end);
+  while (at < end) {
+    size_t word_end = std::min(text.find_first_of(" \t=\\", at), end);
+    bool is_announced = announces_secret(text.substr(at, word_end - at));
+    at = word_end;
+    for (bool skips = true; skips && at < end;) {
+      bool is_line_end = text.compare(at, line_end.size(), line_end) == 0;
+      skips = is_line_end || strchr(" \t=", text[at]) != nullptr;
+      if (skips) at += is_line_end ? line_end.size() : 1;
+    }
+    if (at == word_end) at++;
+    if (!is_announced) continue;
+    size_t start = at;
+    at = std::min(text.find(line_end, at), end);
+    if (at > start) spans.push_back({start, at});
+  }
+}
+
+// The options of a UCI file with secret names, and what others hold of secrets.
 void add_options(std::string_view text, Spans &spans) {
   constexpr std::string_view option = "\n\toption ";
   for (size_t found = text.find(option); found != std::string_view::npos; found = text.find(option, found + 1)) {
     size_t name = found + option.size();
     size_t quote = std::min(text.find('"', name), text.size());
     size_t end = std::min(text.find('\n', name), text.size());
-    if (quote + 1 >= end || !is_secret_name(text.substr(name, quote - name - 1))) continue;
-    spans.push_back({quote + 1, end - 1});
+    if (quote + 1 >= end) continue;
+    std::string_view given = text.substr(name, quote - name - 1);
+    if (given == "custom_config_file") {
+      add_announced(text, quote + 1, end - 1, spans);
+    } else if (given == "connect_script" || is_secret_name(given)) {
+      spans.push_back({quote + 1, end - 1});
+    }
+  }
+}
+
+// The values of the runtime store's keys with secret names.
+void add_facts(std::string_view text, Spans &spans) {
+  for (const auto &[key, value] : flat_members(text)) {
+    if (!is_secret_name(key.substr(1, key.size() - 2))) continue;
+    auto start = static_cast<size_t>(value.data() - text.data());
+    spans.push_back({start + 1, start + value.size() - 1});
   }
 }
 
@@ -166,7 +239,9 @@ Spans secret_spans(const Secrets &secrets, const std::string &path, const std::s
   for (const Place *place = places; place->files != nullptr; place++) {
     if (is_named(path, place->files)) add_place(*place, lines, spans);
   }
+  if (is_named(path, "*/config_file_*")) add_blocks(lines, spans);
   if (is_named(path, "*/uci/*")) add_options(lines, spans);
+  if (path == runtime_dump) add_facts(lines, spans);
   add_known(secrets, lines, spans);
   std::sort(spans.begin(), spans.end(), [](Span one, Span other) { return one.start < other.start; });
   Spans apart;

@@ -15,7 +15,7 @@ struct Secrets {
   std::unordered_multimap<uint64_t, std::string_view> by_start;  // the same by their first bytes
 };
 
-// True for the name of a configuration key or file option whose value is a secret: its last word tells.
+// True for the name of a configuration key, runtime key or file option whose value is a secret: its last word tells.
 bool is_secret_name(std::string_view name);
 
 // The secrets of the JSON document `config`: the texts under secret names. Of a document with an error, those before
