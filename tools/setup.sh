@@ -13,7 +13,7 @@ test_packages='
   freeradius libpam-radius-auth libpam0g-dev pamtester
   libcharon-extauth-plugins libcharon-extra-plugins libstrongswan-extra-plugins strongswan-charon strongswan-pki strongswan-starter
   openssl openvpn
-  jq python3 python3-jsonschema strace
+  dpkg-dev file jq python3 python3-jsonschema strace
 '
 bench_packages='
   busybox-static netplan.io python3-jinja2
