@@ -7,7 +7,7 @@ A run with harmless texts is what the others are measured by. Each runs on a cop
 that nothing it writes goes unseen: no hostile text adds a file, a line or an option, none is executed, the UCI file
 gives back each exactly, and no secret is told.
 """
-import importlib.util
+import importlib
 import json
 import os
 import re
@@ -107,9 +107,8 @@ PROGRAMS, SOURCE = sys.argv[1:3]
 if len(sys.argv) == 3:
     os.execvp("unshare", ["unshare", "-m", "-n", "-u", sys.executable, *sys.argv, "inside"])
 del sys.argv[3]
-SPEC = importlib.util.spec_from_file_location("network_file_test", f"{SOURCE}/tests/network/network_file_test.py")
-NETWORK_FILE = importlib.util.module_from_spec(SPEC)
-SPEC.loader.exec_module(NETWORK_FILE)
+sys.path.insert(0, f"{SOURCE}/tests/network")
+NETWORK_FILE = importlib.import_module("network_file_test")
 subprocess.run(["hostname", "router"], check=True)
 SCHEMA = json.loads(subprocess.run([f"{PROGRAMS}/tessera-config", "schema"], check=True, stdout=subprocess.PIPE).stdout)
 
