@@ -1,4 +1,5 @@
-// The utility library: lists, texts, files, child processes, addresses and the log.
+// The utility library: what tessera-conformance does not ask of every device, sizes, odd texts, and what a child and a
+// logger find around them.
 #include "platform/tools.h"
 
 #include <arpa/inet.h>
@@ -24,14 +25,9 @@ std::string take_list(char **list) {
   return joined;
 }
 
-TEST(Tools, Lists) {
-  EXPECT_EQ(take_list(_sl_new(0, 0)), "(null)");
+TEST(Tools, ListsAndTexts) {
   EXPECT_EQ(take_list(nullptr), "(null)");
   EXPECT_EQ(take_list(_sl_append(nullptr, "", 0)), "");
-  EXPECT_EQ(take_list(sl_append_printf(_sl_append(nullptr, "100%s", 0), "%d%%", 5)), "100%s|5%");
-  EXPECT_EQ(sl_len(nullptr), 0);
-  EXPECT_FALSE(sl_find(nullptr, "a"));
-
   char **list = nullptr;
   for (int number = 0; number < 1000; number++) {
     list = sl_append_printf(list, "%d", number);
@@ -41,22 +37,14 @@ TEST(Tools, Lists) {
   EXPECT_STREQ(list[999], "999");
   EXPECT_TRUE(sl_find(list, "512") && !sl_find(list, "1000"));
   sl_free(list);
-
-  const char *const splits[][2] = {
-      {"192.168.1.1/24", "192.168.1.1|24"}, {"", ""}, {"/", "|"}, {"//a/", "||a|"}, {"a", "a"}};
-  for (const auto &[text, pieces] : splits) EXPECT_EQ(take_list(sl_split(text, '/')), pieces) << text;
+  for (const auto &[text, pieces] : {std::pair("", ""), {"/", "|"}, {"//a/", "||a|"}, {"a", "a"}})
+    EXPECT_EQ(take_list(sl_split(text, '/')), pieces) << text;
   EXPECT_EQ(take_list(sl_split(nullptr, '/')), "(null)");
-}
 
-TEST(Tools, Texts) {
   const EscapePair table[] = {{"\"", "\\\""}, {"\\", "\\\\"}, {"\n", "\\\\n"}, {"x", ""}, {nullptr, nullptr}};
-  const char *const rows[][2] = {{"a\"b", "a\\\"b"},       {"a\nb", "a\\\\nb"}, {"\\\"", "\\\\\\\""},
-                                 {"%s plain", "%s plain"}, {"xx", ""},          {"", ""}};
-  for (const auto &row : rows) EXPECT_EQ(take(escape(row[0], table)), row[1]);
-  EXPECT_EQ(take(replace_char("00-11-22", '-', ':')), "00:11:22");
-  char *text = nullptr;
-  xasprintf(&text, "%s-%d", "a", 1);
-  EXPECT_EQ(take(text), "a-1");
+  for (const auto &[text, escaped] :
+       {std::pair("a\nb", "a\\\\nb"), {"\\\"", "\\\\\\\""}, {"%s plain", "%s plain"}, {"xx", ""}, {"", ""}})
+    EXPECT_EQ(take(escape(text, table)), escaped);
 }
 
 TEST(Tools, Networks) {
@@ -91,16 +79,11 @@ TEST(Tools, Files) {
   close(creat(path, 0644));
   EXPECT_TRUE(file_write(path, "a long first content\n"));
   EXPECT_EQ(mode_of(path), 0600U);
-  EXPECT_TRUE(file_printf(path, "%.*s|%d", 3, "abcdef", 7));
-  EXPECT_EQ(take(file_read(path)), "abc|7");
+  EXPECT_TRUE(file_printf(path, "%s", "short"));
+  EXPECT_EQ(take(file_read(path)), "short");
   EXPECT_TRUE(file_printf("/var/run/new", "%s", ""));
   EXPECT_EQ(mode_of("/var/run/new"), 0600U);
   EXPECT_EQ(take(file_read("/var/run/new")), "");
-
-  EXPECT_TRUE(file_replace(1, path, "/var/run/new", 0));
-  EXPECT_FALSE(file_exists(path));
-  EXPECT_FALSE(file_replace(1, path, "/var/run/new", 0));
-  EXPECT_EQ(take(file_read("/var/run/new")), "abc|7");
 
   std::string large(3'000'000, 'x');
   EXPECT_TRUE(file_write(path, large.c_str()));
@@ -124,12 +107,9 @@ std::string shell(const char *command) {
 }
 
 TEST(Tools, ProcessResults) {
-  EXPECT_EQ(take(_process_capture(-1, -1, 1, -1, 0, "echo", "a b", "$HOME", "%s", nullptr)), "a b $HOME %s\n");
   EXPECT_EQ(shell(":"), "");
   EXPECT_EQ(shell("head -c 1048576 /dev/zero | tr '\\0' x"), std::string(1048576, 'x'));
-  EXPECT_EQ(shell("echo lost; exit 3"), "(null)");
   EXPECT_EQ(shell("echo lost; kill -9 $$"), "(null)");
-  EXPECT_EQ(_process_capture(-1, -1, 1, 0, 0, "no-such-program", nullptr), nullptr);
 
   for (auto [command, status] : {std::pair("exit 0", 0), {"exit 255", 255}, {"kill -TERM $$", 128 + SIGTERM}})
     EXPECT_EQ(process_wait(_process_exec_fd(-1, -1, -1, -1, "sh", "-c", command, nullptr)), status);
