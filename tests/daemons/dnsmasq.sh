@@ -1,12 +1,9 @@
 #!/bin/bash
 # The real forwarder accepts what is generated for the branch office and serves a client with it.
-# Usage: dnsmasq.sh BIN_DIR SOURCE_DIR
+# Usage: dnsmasq.sh BIN_DIR
 set -eu
-BIN=$1
-SOURCE=$2
-. "$SOURCE/tests/daemons/router.sh"
-router_enter "$0" "$@"
-router_root
+# shellcheck source=tests/daemons/router.sh
+. "${0%/*}/router.sh"
 
 example=$SOURCE/examples/branch-office
 router_configure "$example/config.json" "$example/runtime.json" "$example/rootfs"

@@ -1,14 +1,11 @@
 #!/bin/bash
 # The real PAM library reads the generated stack: the order of the modules, their arguments, and what the controls do.
 # The device's own modules are replaced by one that records its calls; then the real RADIUS module and a real server.
-# Usage: pam.sh BIN_DIR SOURCE_DIR RECORDING_MODULE
+# Usage: pam.sh BIN_DIR RECORDING_MODULE
 set -eu
-BIN=$1
-SOURCE=$2
-RECORD=$3
-. "$SOURCE/tests/daemons/router.sh"
-router_enter "$0" "$@"
-router_root
+# shellcheck source=tests/daemons/router.sh
+. "${0%/*}/router.sh"
+RECORD=$2
 
 modules=$(dirname "$(find /usr/lib -path '*/security/pam_deny.so' | head -n 1)")
 cp "$modules/pam_radius_auth.so" /run/real_pam_radius_auth.so

@@ -1,30 +1,27 @@
-# shellcheck shell=bash
-# A router to test on: sourced by the tests of real daemons, which run as root.
+# shellcheck shell=bash disable=SC2034 # the scripts use what is set here
+# A router to test on: sourced first by the tests of real daemons, which run as root, with their own arguments, of which
+# the first is the directory of the built programs. It restarts the script in namespaces of its own (mounts,
+# network, host name, processes), with a fresh /run and private copies of /etc and /usr, so that real paths can be used.
 #
-#   router_enter "$0" "$@"   restarts the script in mount, network and host-name namespaces of its own
-#   router_root              gives them a fresh /run and private copies of /etc and /usr, so that real paths can be used
+#   $BIN, $SOURCE            the built programs and the source tree
 #   router_configure CONFIG [FACTS [ROOTFS]]   puts a configuration, runtime facts and extra files in place
+#   start NAME COMMAND...    starts a process, whose output goes to /run/NAME.log; it ends with the script
+#   wait_for SECONDS COMMAND...   repeats the command until it succeeds
+#   expect WHAT ACTUAL EXPECTED   compares two texts
 #   fail MESSAGE             ends the test
-#
-# Needs BIN: the directory of the built programs. Processes are to be started with `start NAME COMMAND...`, whose output
-# goes to /run/NAME.log; they are stopped when the script ends.
+BIN=$1
+SOURCE=$(realpath "${0%/*}/../..")
+[ -n "${ROUTER_INSIDE:-}" ] ||
+  exec env ROUTER_INSIDE=1 unshare -m -n -u -p -f --kill-child --mount-proc --propagation private bash "$0" "$@"
 
-router_enter() {
-  [ -n "${ROUTER_INSIDE:-}" ] || exec env ROUTER_INSIDE=1 unshare -m -n -u --propagation private bash "$@"
-}
-
-router_root() {
-  mount -t tmpfs tmpfs /run
-  local directory
-  for directory in etc usr; do
-    mkdir -p "/run/.overlay/$directory/upper" "/run/.overlay/$directory/work"
-    mount -t overlay overlay "/$directory" \
-      -o "lowerdir=/$directory,upperdir=/run/.overlay/$directory/upper,workdir=/run/.overlay/$directory/work"
-  done
-  mkdir -p /etc/config /run/uci
-  ip link set lo up
-  trap router_stop EXIT
-}
+mount -t tmpfs tmpfs /run
+for directory in etc usr; do
+  mkdir -p "/run/.overlay/$directory/upper" "/run/.overlay/$directory/work"
+  mount -t overlay overlay "/$directory" \
+    -o "lowerdir=/$directory,upperdir=/run/.overlay/$directory/upper,workdir=/run/.overlay/$directory/work"
+done
+mkdir -p /etc/config /run/uci
+ip link set lo up
 
 router_configure() {
   cp "$1" /etc/config/config.json
@@ -32,19 +29,10 @@ router_configure() {
   if [ -n "${3:-}" ]; then cp -a "$3/etc/." /etc/; fi
 }
 
-started=()
 start() {
   local name=$1
   shift
   "$@" >"/run/$name.log" 2>&1 &
-  started+=($!)
-}
-
-router_stop() {
-  local pid
-  for pid in "${started[@]}"; do
-    if kill "$pid" 2>/dev/null; then wait "$pid" 2>/dev/null || true; fi
-  done
 }
 
 fail() {
@@ -52,7 +40,6 @@ fail() {
   exit 1
 }
 
-# wait_for SECONDS COMMAND...: repeats the command until it succeeds.
 wait_for() {
   local tries=$(($1 * 10))
   shift
@@ -63,7 +50,6 @@ wait_for() {
   done
 }
 
-# expect WHAT ACTUAL EXPECTED
 expect() {
   [ "$2" = "$3" ] || fail "$1: got '$2', expected '$3'"
 }

@@ -3,25 +3,23 @@
 
     hostile_test.py BIN_DIRECTORY SOURCE_DIRECTORY
 
-A run with harmless texts is what the others are measured by. Each runs on a copy of the whole system, laid over it, so
-that nothing it writes goes unseen: no hostile text adds a file, a line or an option, none is executed, the UCI file
-gives back each exactly, and no secret is told.
+A run with harmless texts is what the others are measured by. Each is a preview, which shows every file that a run makes
+anywhere: no hostile text adds a file, a line or an option, none is executed, the UCI file gives back each exactly, and
+no secret is told.
 """
 import importlib
 import json
 import os
 import re
-import socket
 import subprocess
 import sys
 import tempfile
-import threading
 
 TOUCH = "touch /executed"
 HARMLESS = "@"
 # "@" stands for the text that tells the member. Those of several lines go where several lines may stand.
-HOSTILE = [f"$({TOUCH})@`{TOUCH}`", f"@;{TOUCH};|{TOUCH}&{TOUCH}&&", f"'; {TOUCH}; '\"; {TOUCH}; \"@", "@\\", "--@",
-           "%s%n%d%99999s@%", "/../../../../executed/@", "@ # ] } > ) , : = !", "größe € 😀 @",
+HOSTILE = [f"$({TOUCH})@`{TOUCH}`", f"@;{TOUCH};|{TOUCH}&{TOUCH}&&", f"'; {TOUCH}; '\"; {TOUCH}; \"@", "\\n\\\"@\\",
+           "--@", "%s%n%d%99999s@%", "/../../../../executed/@", "@ # ] } > ) , : = !", "größe € 😀 @", "  @  ",
            "@" + "A" * 65536, f"@\n$({TOUCH})\n\tup /bin/sh\r\n`{TOUCH}`\n\n\nconfig interface x\n", "\n\n@\n"]
 SECRET = "GEHEIM"
 SECRET_NAMES = re.compile(r"password|secret|passphrase|private_key|server_key|^(cak|pin|key|cookie|peer_cookie)$")
@@ -37,8 +35,8 @@ SERVER = {"device_type": "tun", "server_address": "10.8.0.1/24", "autogenerate":
           "advanced_options.override": False}
 # The entries of a map or array with the words that make a service take the rest; one entry of texts only elsewhere.
 ENTRIES = {
-    "": [{"system.fips": False, "firewall.web_filter.service": "umbrella", "auth.method": [
-        "radius", "ldap", "tacacs+"]}],
+    "": [{"system.fips": False, "firewall.web_filter.service": "umbrella",
+          "auth.method": ["radius", "ldap", "tacacs+"]}],
     "network.device": [{"type": "ethernet", "name": "eth0"}, {"type": "usb_ethernet"}, {"type": "ethernet"}],
     "network.wlan": [{"type": "wlan", "mode": "client", "radio": ""}, {"type": "wlan", "radio": "/network/radio/v0"}],
     "network.vlan": [{"device": "/network/device/v0"}],
@@ -60,56 +58,46 @@ ENTRIES = {
     "service.multicast": [{"interface": ["/network/interface/v0", "/network/interface/v1"]}],
     "vpn.iptunnel": [{"local": "/network/interface/v0"}, {}], "vpn.l2tpeth": [{"local": "/network/interface/v0"}, {}],
     "vpn.nemo": [{"coaddress.type": "ip", "tun_local.type": "interface", "network": ["v0"]},
-    {"coaddress.type": "interface"}],
-    "vpn.openvpn.client": [{"use_file": True}, {"use_file": False}, {"use_file": False,
-    "advanced_options.enable": False}],
-    "vpn.openvpn.server": [SERVER, {**SERVER, "device_type": "tap", "authentication": "passwd"}, {**SERVER,
-    "autogenerate": True},
-                           {"advanced_options.override": True}],
+                 {"coaddress.type": "interface"}],
+    "vpn.openvpn.client": [{"use_file": True}, {"use_file": False},
+                           {"use_file": False, "advanced_options.enable": False}],
+    "vpn.openvpn.server": [SERVER, {**SERVER, "device_type": "tap", "authentication": "passwd"},
+                           {**SERVER, "autogenerate": True}, {"advanced_options.override": True}],
     "vpn.ipsec.tunnel": [{**TUNNEL, **more} for more in (
         {"auth.type": "secret"}, {"auth.type": "asymmetric-secrets", "local.id.type": "ipv4", "remote.id.type": "ipv6"},
-        {"auth.type": "rsasig", "local.id.type": "ipv6", "remote.id.type": "rfc822"}, {"auth.type": "rsasig",
-        "auth.public_key": ""},
+        {"auth.type": "rsasig", "local.id.type": "ipv6", "remote.id.type": "rfc822"},
+        {"auth.type": "rsasig", "auth.public_key": ""},
         {"auth.type": "x509", "auth.peer_verify": "cert", "local.id.type": "keyid", "remote.id.type": "raw"},
         {"auth.type": "x509", "auth.peer_verify": "ca", "local.id.type": "rfc822", "remote.id.type": "keyid"},
         {"auth.type": "scep"},
         {"auth.type": "secret", "remote.peers": [], "local.id.type": "fqdn", "remote.id.type": "ipv4"},
         {"auth.type": "secret", "remote.ip_version": "ipv6", "local.type": "interface", "local.interface": "v0"},
         {"local.type": "@"})],
-    "vpn.ipsec.tunnel.remote.peers": [{"peer_id.enable": False}] + [
-        {"peer_id.id.type": t} for t in ("raw", "ipv4", "ipv6", "rfc822", "fqdn", "keyid", "mac_address")],
-    "vpn.ipsec.tunnel.policy": [{"local.type": "custom"}, {"local.type": "request"}, {"local.type": "address",
-    "local.address": "v0"},
+    "vpn.ipsec.tunnel.remote.peers": [{"peer_id.enable": False}, *(
+        {"peer_id.id.type": t} for t in ("raw", "ipv4", "ipv6", "rfc822", "fqdn", "keyid", "mac_address"))],
+    "vpn.ipsec.tunnel.policy": [{"local.type": "custom"}, {"local.type": "request"},
+                                {"local.type": "address", "local.address": "v0"},
                                 {"local.type": "network", "local.network": "v0"}],
     "serial": [{"mode": "ppp_dialin"}, {}],
 }
 FACTS = {"network.interface.v0.ipv4.ready": "1", "network.route.default.metric.ipv4.1": "network.interface.v0",
-    "hybrid.lanmode": "true", "mm.map.interface_idx.v3": "1",
-         "network.interface.v0.ipv6.ready": "1", "network.interface.v0.ipv6.address": "fd00::1",
-         "network.interface.v0.ipv6.netmask": "64"}
+         "hybrid.lanmode": "true", "mm.map.interface_idx.v3": "1", "network.interface.v0.ipv6.ready": "1",
+         "network.interface.v0.ipv6.address": "fd00::1", "network.interface.v0.ipv6.netmask": "64"}
 HOSTILE_FACTS = ["network.interface.v0.ipv4.address", "network.interface.v0.ipv4.netmask", "system.mac",
-    "system.serial",
-                 "seriald.v0.device", "remote_builtin.speedtest.interface"]
+                 "system.serial", "seriald.v0.device", "remote_builtin.speedtest.interface"]
 DOCUMENTED = re.compile(
-    r"/run(|/runt|/runt/(data|lock)\.mdb|/uci|/uci/network|/openvpn|/openvpn/router-v\d\.ovpn|"
-    r"/config_file_(server_)?v\d|"
-    r"/userpass_v\d\.cfg|/serviceproviders-v\d\.txt|/dnsmasq\.conf|/hostnamesniffer\.cfg|/(pam|radius|ldap)\.conf|"
-    r"/ipsec\.(conf|secrets)|"
-    r"/ipsec\.d(|/(conf|private|[ao]?a?certs|cacerts|ocspcerts|crls|secrets)"
-    r"(|/v\d\d*(\.\d+)?\.(conf|secret|rsa|pub|peerpub|cert|peercert|cacert|crl))))")
+    r"runtime\.json|var/run/(uci/network|openvpn/router-v\d\.ovpn|config_file_(server_)?v\d|userpass_v\d\.cfg|"
+    r"serviceproviders-v\d\.txt|dnsmasq\.conf|hostnamesniffer\.cfg|(pam|radius|ldap)\.conf|ipsec\.(conf|secrets)|"
+    r"ipsec\.d/(a?acerts|ocspcerts|(conf|private|certs|cacerts|crls|secrets)"
+    r"(/v\d\d*(\.\d+)?\.(conf|secret|rsa|pub|peerpub|cert|peercert|cacert|crl))?))")
 # Texts whose line is cut in two when they are as long as the longest hostile one, by the entry that the note is about.
 CUT_IN_TWO = """auth.ldap auth.radius auth.radius.server auth.tacacs+ network.interface.ipv4.dhcp_server
 network.interface.ipv4.dhcp_server.advanced.custom_option network.interface.ipv4.dhcp_server.advanced.static_lease
-network.route.policy
-service.dns.allowlist service.dns.host service.dns.server vpn.openvpn.client""".split()
+network.route.policy service.dns.allowlist service.dns.host service.dns.server vpn.openvpn.client""".split()
 
-PROGRAMS, SOURCE = sys.argv[1:3]
-if len(sys.argv) == 3:
-    os.execvp("unshare", ["unshare", "-m", "-n", "-u", sys.executable, *sys.argv, "inside"])
-del sys.argv[3]
+PROGRAMS, SOURCE = (os.path.abspath(argument) for argument in sys.argv[1:])
 sys.path.insert(0, f"{SOURCE}/tests/network")
 NETWORK_FILE = importlib.import_module("network_file_test")
-subprocess.run(["hostname", "router"], check=True)
 SCHEMA = json.loads(subprocess.run([f"{PROGRAMS}/tessera-config", "schema"], check=True, stdout=subprocess.PIPE).stdout)
 
 
@@ -133,8 +121,8 @@ class Document:
         kind = schema.get("type", "duration")
         if kind == "object":
             return {key: self.build(member, f"{place}.{key}".strip("."), key,
-                                    {path[len(key):].strip("."): value for path,
-                                    value in fixed.items() if f"{path}.".startswith(f"{key}.")})
+                                    {path[len(key):].strip("."): value for path, value in fixed.items()
+                                     if f"{path}.".startswith(f"{key}.")})
                     for key, member in schema.get("properties", {}).items()}
         if kind == "array":
             return self.entries(schema["items"], place, name)
@@ -152,62 +140,30 @@ class Document:
         return {**FACTS, **{key: hostile for key in HOSTILE_FACTS}}
 
 
-def tree(top):
-    return {f"{directory}/{name}"[len(top):] for directory, names, files in os.walk(top) for name in names + files}
-
-
 def run(pattern):
-    """What all services make of the document: files by path, and all that was said."""
-    document, scratch = Document(pattern), tempfile.mkdtemp()
-    subprocess.run(["mount", "-t", "tmpfs", "tmpfs", scratch], check=True)
-    for name in ("upper", "work", "root"):
-        os.mkdir(f"{scratch}/{name}")
-    root, upper = f"{scratch}/root", f"{scratch}/upper"
-    subprocess.run(["mount", "-t", "overlay", "overlay", "-o", f"lowerdir=/,upperdir={upper},workdir={scratch}/work",
-        root], check=True)
-    for source, target in ((PROGRAMS, "programs"), ("/proc", "proc"), ("tmpfs", "dev"), ("tmpfs", "run")):
-        os.makedirs(f"{root}/{target}", exist_ok=True)
-        if source != "tmpfs":
-            subprocess.run(["mount", "--bind", source, f"{root}/{target}"], check=True)
-    subprocess.run(["mount", "-t", "tmpfs", "tmpfs", f"{root}/dev"], check=True)
-    os.mknod(f"{root}/dev/null", 0o20666, os.makedev(1, 3))
-    os.mknod(f"{root}/dev/urandom", 0o20666, os.makedev(1, 9))
-    log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-    log.bind(f"{root}/dev/log")
-    logged = []
-    reader = threading.Thread(target=lambda: logged.extend(iter(lambda: log.recv(1 << 20), b"end")))
-    reader.start()
-    for directory in ("etc/config", "run/uci"):
-        os.makedirs(f"{root}/{directory}", exist_ok=True)
-    for path, value in (("config.json", document.root), ("facts.json", document.facts())):
-        with open(f"{root}/etc/config/{path}", "w", encoding="utf-8") as file:
-            json.dump(value, file)
-    before, said, lines = tree(upper), "", []
-    for command in ("runt load /etc/config/facts.json", "tessera-config check /etc/config/config.json", *(
-            f"tessera {service}" for service in ("pam", "dnsmasq", "ipsec", "network"))):
-        done = subprocess.run(f"/programs/{command}".split(), check=False, text=True, stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT,
-                              preexec_fn=lambda: os.chroot(root) or os.chdir("/"), timeout=60,
-                                  env={"PATH": os.environ["PATH"]})
-        expect(done.returncode == 0, f"{command} ended with {done.returncode}: {done.stdout[-500:]}")
-        said += done.stdout
-        lines = done.stdout.splitlines() if "check" in command else lines
-    written = {}
-    for path in tree(upper) - before:
-        if os.path.isfile(upper + path) and not os.path.islink(upper + path):
-            with open(upper + path, "rb") as file:
-                written[path] = file.read()
-        else:
-            written[path] = b""
-    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as end:
-        end.sendto(b"end", f"{root}/dev/log")
-    reader.join()
-    log.close()
-    said += b"\n".join(logged).decode(errors="replace")
-    subprocess.run(["umount", "-R", root], check=True)
-    subprocess.run(["umount", scratch], check=True)
-    os.rmdir(scratch)
-    return document, written, said, lines
+    """What all services make of the document: files by path, and all that was said, the checker's lines alone too."""
+    document = Document(pattern)
+    with tempfile.TemporaryDirectory() as scratch:
+        os.makedirs(f"{scratch}/rootfs/etc")
+        for path, text in (("config.json", json.dumps(document.root)), ("facts.json", json.dumps(document.facts())),
+                           ("rootfs/etc/hostname", "router\n")):
+            with open(f"{scratch}/{path}", "w", encoding="utf-8") as file:
+                file.write(text)
+        said = []
+        for command in ("tessera-config check config.json",
+                        "tessera-preview -c config.json -r facts.json -f rootfs --show-secrets -o out all"):
+            done = subprocess.run(f"{PROGRAMS}/{command}".split(), cwd=scratch, check=False, text=True, timeout=300,
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+            expect(done.returncode == 0, f"{command} ended with {done.returncode}: {done.stdout[-500:]}")
+            said.append(done.stdout)
+        written = {}
+        for directory, names, files in os.walk(f"{scratch}/out"):
+            for path in (os.path.join(directory, name) for name in [*names, *files]):
+                if not os.path.isdir(path) or not os.listdir(path):
+                    is_file = os.path.isfile(path) and not os.path.islink(path)
+                    with open(path if is_file else os.devnull, "rb") as file:
+                        written[os.path.relpath(path, f"{scratch}/out")] = file.read()
+    return document, written, "".join(said), said[0].splitlines()
 
 
 def expect(truth, message):
@@ -228,17 +184,17 @@ def compare_network(pattern, texts, harmless, hostile):
             wanted = re.sub(rf"b\d{{4}}({SECRET})?", lambda match: texts[match[0]].replace("\n", "\\n"), value)
             wanted = wanted.replace("fact", pattern.replace("@", "fact") if "\n" not in pattern else "fact")
             expect(got.get(option) in (wanted, wanted.split("/")[0]),
-                f"{pattern!r}: {name}.{option} is {str(got.get(option))[:99]!r}")
+                   f"{pattern!r}: {name}.{option} is {str(got.get(option))[:99]!r}")
 
 
 FAILURES = []
 BASE, HARMLESS_FILES, _, _ = run(HARMLESS)
 SURPRISES = sorted(path for path in HARMLESS_FILES if not DOCUMENTED.fullmatch(path))
 expect(not SURPRISES, f"not documented: {SURPRISES}")
-for wanted in ("pam.conf", "radius.conf", "ldap.conf", "dnsmasq.conf", "uci/network", "serviceproviders-v3.txt",
-    "config_file_v0", "openvpn/router-v0.ovpn",
-               *(f"ipsec.d/conf/v{i}.conf" for i in (0, 1, 2, 4, 5, 7, 8))):
-    expect(f"/run/{wanted}" in HARMLESS_FILES, f"{wanted} is missing, texts in it are not tested")
+for wanted_path in ("pam.conf", "radius.conf", "ldap.conf", "dnsmasq.conf", "uci/network", "serviceproviders-v3.txt",
+                    "config_file_v0", "openvpn/router-v0.ovpn",
+                    *(f"ipsec.d/conf/v{i}.conf" for i in (0, 1, 2, 4, 5, 7, 8))):
+    expect(f"var/run/{wanted_path}" in HARMLESS_FILES, f"{wanted_path} is missing, texts in it are not tested")
 ALL_WRITTEN = b"".join(HARMLESS_FILES.values())
 # The rest are words that choose, secrets in base64, references, and members of the other family or kind.
 UNREACHED = set(BASE.places.values()) - {place for told, place in BASE.places.items() if told.encode() in ALL_WRITTEN}
@@ -249,14 +205,14 @@ for hostile_pattern in HOSTILE:
     expect(set(files) == set(HARMLESS_FILES), f"{shown}: other files: {sorted(set(files) ^ set(HARMLESS_FILES))}")
     expect(SECRET not in told, f"{shown}: a secret was told: {told[max(0, told.find(SECRET) - 200):][:300]!r}")
     for file_path in sorted(set(files) & set(HARMLESS_FILES)):
-        several = re.search(r"ipsec\.d/(private|certs|crls|cacerts)|runt/", file_path) or (
+        several = re.search(r"ipsec\.d/(private|certs|crls|cacerts)", file_path) or (
             "config_file" in file_path or "openvpn" in file_path) and re.search("\n|--", hostile_pattern)
         # A list of peers has no way to write a ";": each piece is a peer then, and has a line.
         several = several or "uci/" in file_path or "secrets/" in file_path and ";" in hostile_pattern
         expect(several or files[file_path].count(b"\n") == HARMLESS_FILES[file_path].count(b"\n"),
-            f"{shown}: other lines in {file_path}")
-    if "/run/uci/network" in files:
-        compare_network(hostile_pattern, tried.texts, HARMLESS_FILES["/run/uci/network"], files["/run/uci/network"])
+               f"{shown}: other lines in {file_path}")
+    if "var/run/uci/network" in files:
+        compare_network(hostile_pattern, tried.texts, *(kind["var/run/uci/network"] for kind in (HARMLESS_FILES, files)))
     if len(hostile_pattern) > 65536:
         places = {re.sub(r"\.(v?\d+)\b", "", line.split(": ")[2]) for line in notes if "its reader takes" in line}
         missing = [place for place in CUT_IN_TWO if place not in places]

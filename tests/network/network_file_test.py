@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whole runs of `tessera network`: values read back, digests, faults, and growth of the cost."""
+"""Whole runs of `tessera network`: numbers of slices, digests, children that fail, and growth of the cost."""
 import glob
 import hashlib
 import json
@@ -10,35 +10,12 @@ import sys
 import tempfile
 import unittest
 
-PROGRAMS, SOURCE = sys.argv.pop(1), sys.argv.pop(1)
+PROGRAMS = sys.argv.pop(1)
 INSTALLED = "var/run/uci/network"
 TESSERA = f"/.host{PROGRAMS}/tessera"  # where a preview reaches the machine's files
 RUN = f'exec {TESSERA} "$@"'
 LINE = re.compile(r'config ([a-z]+)(?: ([A-Za-z0-9_]+))?|'
                   r'\t(option|list) ([a-z0-9_]+) (?:"((?:[^"\\]|\\.)*)"|(-?[0-9]+))')
-
-
-def preview(config, runtime=None, files=None, tessera=RUN):
-    """Runs the shell script `tessera` on a router; gives its status and what it wrote, by path. `files` are there."""
-    with tempfile.TemporaryDirectory() as scratch:
-        tables = {"config.json": json.dumps(config), "runtime.json": json.dumps(runtime or {}),
-                  "tessera": f"#!/bin/sh\n{tessera}\n"}
-        tables.update({f"files/{path}": text for path, text in (files or {}).items()})
-        for path, text in tables.items():
-            os.makedirs(os.path.dirname(f"{scratch}/{path}"), exist_ok=True)
-            with open(f"{scratch}/{path}", "w", encoding="utf-8") as out:
-                out.write(text)
-        os.chmod(f"{scratch}/tessera", 0o755)
-        command = [f"{PROGRAMS}/tessera-preview", "-c", f"{scratch}/config.json", "-r", f"{scratch}/runtime.json",
-                   "--tessera", f"{scratch}/tessera", *(["-f", f"{scratch}/files"] if files else []),
-                   "-o", f"{scratch}/out", "network"]
-        status = subprocess.run(command, check=False, stderr=subprocess.DEVNULL).returncode
-        written = {}
-        for path in glob.glob(f"{scratch}/out/**/*", recursive=True):
-            if os.path.isfile(path):
-                with open(path, encoding="utf-8", newline="") as file:
-                    written[os.path.relpath(path, f"{scratch}/out")] = file.read()
-        return status, written
 
 
 def read(text):
@@ -59,41 +36,30 @@ def read(text):
     return sections
 
 
-def sections(config, runtime=None, **arguments):
-    status, written = preview(config, runtime, **arguments)
-    assert status == 0
-    return dict(read(written[INSTALLED])), written
+def sections(config, runtime=None, tessera=RUN):
+    """Runs the shell script `tessera` on a router; gives the sections by name, and all that it wrote by path."""
+    with tempfile.TemporaryDirectory() as scratch:
+        for path, text in {"config.json": json.dumps(config), "runtime.json": json.dumps(runtime or {}),
+                           "tessera": f"#!/bin/sh\n{tessera}\n"}.items():
+            with open(f"{scratch}/{path}", "w", encoding="utf-8") as out:
+                out.write(text)
+        os.chmod(f"{scratch}/tessera", 0o755)
+        subprocess.run([f"{PROGRAMS}/tessera-preview", "-c", f"{scratch}/config.json", "-r", f"{scratch}/runtime.json",
+                        "--tessera", f"{scratch}/tessera", "-o", f"{scratch}/out", "network"],
+                       check=True, stderr=subprocess.DEVNULL)
+        written = {}
+        for path in filter(os.path.isfile, glob.glob(f"{scratch}/out/**/*", recursive=True)):
+            with open(path, encoding="utf-8", newline="") as file:
+                written[os.path.relpath(path, f"{scratch}/out")] = file.read()
+        return dict(read(written[INSTALLED])), written
 
 
 def modem(**settings):
     return {"type": "modem", "enable": True, "modem": {"device": "m", **settings}}
 
 
-NASTY = ['a"b', "back\\slash", "end\\", '\\"', "it's", "# no comment", "$(x) `y` %s%n%%", "  blanks  ", "größe", "\\n"]
-
-
 class Values(unittest.TestCase):
-    """What an ordinary reader gets is what was configured."""
-
-    def test_texts(self):
-        for text in [*NASTY, "two\nlines\n", "carriage\r\n\treturn"]:
-            line = text.split("\n")[0].rstrip("\r")
-            pppoe = {"username": line, "custom": {"enable": True, "config_file": text}}
-            read_back, _ = sections({"network": {"interface": {
-                "s": {"type": "ethernet", "enable": True, "ipv4": {
-                    "enable": True, "type": "static", "address": "192.0.2.1/24", "gateway": line, "dns": [line, "::"]}},
-                "p": {"type": "pppoe", "enable": True, "pppoe": pppoe},
-                "t": {"type": "passthrough", "enable": True, "ipv4": {"enable": True},
-                      "passthrough": {"src": ["s"], "type": line, "pppoe_server": pppoe}}}}},
-                {"network.interface.s.ipv4.up": "1", "network.interface.s.ipv4.dns.0": line})
-            # By design: a line feed arrives as a backslash and an n.
-            file = text.replace("\n", "\\n")
-            for section, expected in [
-                    ("ipv4_interface_s", {"gateway": line, "dns": f"{line} ::", "passthrough": "t"}),
-                    ("interface_p", {"username": line, "custom_config_file": file}),
-                    ("ipv4_interface_t", {"type": line, "username": line, "custom_config_file": file,
-                                          "dns_server": line, "passthrough_src": "interface_s"})]:
-                self.assertEqual(read_back[section], {**read_back[section], **expected}, text)
+    """What is calculated, and what fails and is left out."""
 
     def test_slices(self):
         cases = [("EMBB", 9, 0, "01", ""), ("URLLC", 9, -1, "02", ""), ("MIOT", 9, 1, "03", "000001"),
@@ -105,38 +71,15 @@ class Values(unittest.TestCase):
         self.assertEqual([(*case[:3], read_back[f"interface_s{i}"]["sst"], read_back[f"interface_s{i}"]["sd"])
                           for i, case in enumerate(cases)], cases)
 
-    def test_l2tp_service_is_off(self):
-        for enable in (False, True):
-            read_back, _ = sections({"vpn": {"l2tp": {"enable": enable, "lac": {"a": {}}, "lns": {"b": {}}}}})
-            self.assertEqual(len(read_back), 1 + 2 * enable)
-
-    def test_every_recorded_file_is_well_formed(self):
-        files = glob.glob(f"{SOURCE}/tests/golden/*/expected/{INSTALLED}")
-        self.assertTrue(files)
-        for path in files:
-            with self.subTest(path), open(path, encoding="utf-8", newline="") as file:
-                self.assertTrue(read(file.read()))
-
-
-class Digests(unittest.TestCase):
-    """The digest is the MD5 of the settings as sorted compact JSON and a line end, and md5sum is told no setting."""
-
-    def test_openvpn_settings(self):
-        for text in [*NASTY, "", "-n", "-----BEGIN\nKEY\n", "secret'" * 30000]:
+    def test_digests(self):
+        """The digest is the MD5 of the settings as sorted compact JSON and a line end."""
+        for text in ["", "-n", "größe \"\\ ' %s $(x)", "-----BEGIN\nKEY\n", "secret'" * 30000]:
             entry = {"username": "u", "password": text.replace("\n", ""), "port": 1194, "enable": True,
                      "config_file": text}
-            read_back, written = sections({"vpn": {"openvpn": {"client": {"c": entry}}}}, tessera=(
-                'mkdir /var/run/bin && printf \'#!/bin/sh\\necho "$*" >>/var/run/told\\nexec %s "$@"\\n\' '
-                '"$(command -v md5sum)" >/var/run/bin/md5sum && chmod +x /var/run/bin/md5sum && '
-                f'PATH=/var/run/bin:$PATH {RUN}'))
+            read_back, _ = sections({"vpn": {"openvpn": {"client": {"c": entry}}}})
             dump = json.dumps(entry, sort_keys=True, separators=(",", ":"), ensure_ascii=False) + "\n"
             self.assertEqual([options["conf_md5sum"] for options in read_back.values() if "conf_md5sum" in options],
                              [hashlib.md5(dump.encode()).hexdigest()], text[:40])
-            self.assertRegex(written["var/run/told"], r"\A/proc/[0-9]+/fd/[0-9]+\n\Z")
-
-
-class Faults(unittest.TestCase):
-    """What fails is left out, the rest is there; the installed file is the old one or the whole new one."""
 
     def test_what_fails_is_left_out(self):
         no_hostname = ("ipv4_interface_d", {"proto"}, {"hostname", "dhcp_hostname"})
@@ -158,24 +101,6 @@ class Faults(unittest.TestCase):
             self.assertFalse(absent & set(read_back[section]), obstacle)
             self.assertIn("var/run/config_file_c", written)
         self.assertFalse([path for path in written if path.endswith(".ovpn")], "a template of a server without a file")
-
-    def test_killed_at_any_point(self):
-        config = {"network": {"device": {f"e{i}": {"type": "ethernet", "name": f"eth{i}"} for i in range(100)}}}
-        before = {INSTALLED: "old\n", f"{INSTALLED}.new": "unfinished"}
-        read_back, complete = sections(config, files=before)
-        self.assertEqual(len(read_back), 101)
-        outcomes = set()
-        for call in ["openat", "read", "newfstatat", "mkdir", "fchmod", "write", "fcntl", "pwrite64", "close", "rename",
-                     "exit_group"]:
-            step, status = 0, 137
-            while status == 137:
-                step += 1
-                status, written = preview(config, files=before, tessera=(
-                    f'exec strace -o /dev/null -E ASAN_OPTIONS=detect_leaks=0 -e inject={call}:signal=KILL:when={step} '
-                    f'{TESSERA} "$@"'))
-                outcomes.add((status, written.get(INSTALLED)))
-        whole = complete[INSTALLED]
-        self.assertTrue(outcomes == {(137, None), (137, whole), (0, whole)}, [(s, len(t or "")) for s, t in outcomes])
 
 
 class Growth(unittest.TestCase):

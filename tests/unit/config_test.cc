@@ -218,9 +218,9 @@ TEST(ConfigTree, TextsAreHeldEmptyOrUndefined) {
         "network.route.static.0.dst 10.0.0.0/8", "network.wlan.client.type x",
         "vpn.ipsec.tunnel.t.auth.crls.0.crl a\nb",
         // Defined, but not written; of any entry, past the end and naming nothing.
-        "network.device.eth0.mode ", "network.device.eth9.mode ", "network.interface.lan.ipv6.dhcp_server.lease_start ",
-        "network.route.static.0.interface ", "network.route.static.7.dst ", "network.interface.lan.ipv4.dns.2 ",
-        "network.bridge.br0.device.3 ",
+        "network.device.eth0.mode ", "network.device.eth9.mode ", "network.wlan.a.mode ",
+        "network.interface.lan.ipv6.dhcp_server.lease_start ", "network.route.static.0.interface ",
+        "network.route.static.7.dst ", "network.interface.lan.ipv4.dns.2 ", "network.bridge.br0.device.3 ",
         // Always held.
         "network.wlan.ap.type wlan", "vpn.openvpn.client.c.username ",
         // No index, no member of this variant, no text, no member, no name.
