@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <string>
 
 #include "platform/runt.h"
 #include "platform/tools.h"
@@ -24,6 +23,11 @@ namespace {
 // Address space, not memory: of the file, which is as long, only the pages in use take room. Large enough for a map of
 // 100,000 devices while the old map is still being read, small enough for a 32-bit router.
 constexpr size_t map_size = size_t{128} << 20;
+
+// LMDB's own names, and its size for 126 readers.
+constexpr char data_path[] = "/var/run/runt/data.mdb";
+constexpr char lock_path[] = "/var/run/runt/lock.mdb";
+constexpr off_t reader_table_size = 8192;
 
 // A connection starts as a reader: most programs never write, and LMDB's reader opens with half the effort.
 struct Connection {
@@ -94,15 +98,21 @@ int settle_size(bool writable) {
   return !writable || size >= map_size || ftruncate(fd, map_size) == 0 ? 0 : errno;
 }
 
-// LMDB registers readers through a mapping, and on a full file system that kills the program: the room for them is
-// taken beforehand.
+// LMDB makes its table of readers through a mapping, and on a full file system that kills the program: the room for it
+// is taken beforehand. On a file system that nobody can write to LMDB does without the table.
 int reserve_reader_table() {
-  constexpr off_t table_size = 8192;  // LMDB's own size
-  int fd = open((std::string(runt_directory) + "/lock.mdb").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (fd < 0) return errno;
-  int error = posix_fallocate(fd, 0, table_size);
+  int fd = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) return errno == EROFS ? 0 : errno;
+  int error = posix_fallocate(fd, 0, reader_table_size);
   close(fd);
   return error;
+}
+
+// The table that goes with existing data may have been removed or cut.
+int settle_reader_table() {
+  struct stat file;
+  if (stat(lock_path, &file) == 0 && file.st_size >= reader_table_size) return 0;
+  return stat(data_path, &file) != 0 ? errno : reserve_reader_table();
 }
 
 // Opens the store's files and takes a snapshot. Nothing stays open after a failure.
@@ -123,7 +133,8 @@ int open_environment(unsigned access) {
 }
 
 int connect() {
-  int error = open_environment(MDB_RDONLY);
+  int error = settle_reader_table();
+  if (error == 0) error = open_environment(MDB_RDONLY);
   if (error == 0) return 0;
   // Without a file there is nothing to read; the first change will make it.
   if (error == ENOENT && (mkdir(runt_directory, 0700) == 0 || errno == EEXIST)) {

@@ -369,6 +369,8 @@ ROWS = [
         whole=None),
     Row('store: never made, nothing left', each('network', 'reported'), lambda: (shell('rm -r /run/runt/*'), room(0)()),
         whole=None),
+    Row('store: no lock file, nothing left', each('dnsmasq network ipsec', 'reported'),
+        lambda: (os.unlink('/run/runt/lock.mdb'), room(0)()), whole=None),
     Row('child writes without end', each('network', 'reported'), program('md5sum', 'yes'), whole='', text=LOGGING),
     Row('no program to remove the old tree', each('ipsec', 'silent'), program('rm', 'exit 1'), whole=None),
     Row('standard streams are closed', each('dnsmasq ipsec', 'same'), None, lambda: os.closerange(0, 3), text=LOGGING),
