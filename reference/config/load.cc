@@ -201,8 +201,9 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     const SchemaRow *row = begin(fraction ? Found::fraction : Found::integer, position);
     if (row == nullptr) return !halted;
     if (row->kind == Kind::number) {
-      // What follows the number in the document ends it for strtod too.
-      push(current->member, position)->value.number = strtod(digits, nullptr);
+      // What follows the number in the document ends it for strtod too. An integer has no negative zero.
+      double number = strtod(digits, nullptr);
+      push(current->member, position)->value.number = number == 0 && !fraction ? 0 : number;
     } else {
       add_integer(*row, digits, length, position);
     }

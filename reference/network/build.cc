@@ -496,8 +496,7 @@ void lay_loose_interfaces(Builder &build, const LooseSource &source) {
   for (; entry != nullptr; entry = config_object_next(entry)) {
     const ConfigNode *config = source.member != nullptr ? config_object(entry, source.member) : entry;
     if (config == nullptr) continue;
-    const char *key = config_key(entry);
-    open(build, 0, {config, key, key, NETWORK_NODE_INTERFACE, source.type, source.prefix});
+    open(build, 0, {config, config_key(config), config_key(entry), NETWORK_NODE_INTERFACE, source.type, source.prefix});
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <fstream>
 
 #include "config/report.h"
@@ -426,6 +427,8 @@ TEST(ConfigDump, IsTheSameForEqualSettings) {
                           written + "}}}}}");
     EXPECT_STREQ(config_dump(config_lookup(tree.get(), "vpn.ipsec.advanced.connection_try_interval.base")), dumped);
   }
+  OwnedTree zero = load(R"({"vpn":{"ipsec":{"advanced":{"connection_try_interval":{"base":-0}}}}})");
+  EXPECT_FALSE(std::signbit(config_get_number(zero.get(), "vpn.ipsec.advanced.connection_try_interval.base")));
 }
 
 TEST(ConfigLoad, TakesWhatIsAtTheLimits) {
