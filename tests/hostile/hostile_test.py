@@ -18,7 +18,7 @@ import tempfile
 TOUCH = "touch /executed"
 HARMLESS = "@"
 # "@" stands for the text that tells the member. Those of several lines go where several lines may stand.
-HOSTILE = [f"$({TOUCH})@`{TOUCH}`", f"@;{TOUCH};|{TOUCH}&{TOUCH}&&", f"'; {TOUCH}; '\"; {TOUCH}; \"@", "\\n\\\"@\\",
+HOSTILE = [f"$({TOUCH})@`{TOUCH}`", f"@;{TOUCH};|{TOUCH}&{TOUCH}&&", f"'; {TOUCH}; '\"; {TOUCH}; \"@", "\\n@\\",
            "--@", "%s%n%d%99999s@%", "/../../../../executed/@", "@ # ] } > ) , : = !", "größe € 😀 @", "  @  ",
            "@" + "A" * 65536, f"@\n$({TOUCH})\n\tup /bin/sh\r\n`{TOUCH}`\n\n\nconfig interface x\n", "\n\n@\n"]
 SECRET = "GEHEIM"

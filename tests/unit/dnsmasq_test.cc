@@ -12,7 +12,9 @@ using fake::platform;
 using fake::set;
 
 struct DnsmasqTest : testing::Test {
-  DnsmasqTest() {
+  DnsmasqTest() { start_afresh(); }
+
+  static void start_afresh() {
     fake::reset();
     dnsmasq_forget_model();
     dnsmasq_network_model = &platform->model;
@@ -20,14 +22,7 @@ struct DnsmasqTest : testing::Test {
 };
 
 std::string walked(const NetworkNode *node) {
-  char *text = nullptr;
-  size_t size = 0;
-  FILE *file = open_memstream(&text, &size);
-  dnsmasq_walk_interface(file, node);
-  fclose(file);
-  std::string result(text, size);
-  free(text);
-  return result;
+  return fake::written([node](FILE *out) { dnsmasq_walk_interface(out, node); });
 }
 
 // A device with a part that relays: whoever visits the part leaves a line.
@@ -38,37 +33,24 @@ NetworkNode *add_relaying_part(NetworkNode *interface) {
 }
 
 TEST_F(DnsmasqTest, PartsAreVisitedBelowContainersOnly) {
-  struct Case {
-    uint32_t kind;
-    const char *text;
-  };
-  const char *const relay = "dhcp-relay=10.0.0.1,10.9.9.9\n";
-  const Case cases[] = {
-      {NETWORK_INTERFACE_ETHERNET, relay},
-      {NETWORK_INTERFACE_MODEM, relay},
-      {NETWORK_INTERFACE_PPPOE, relay},
-      {16, relay},
-      {18, relay},
-      {21, relay},
-      {UINT32_MAX - 1, relay},
-      {NETWORK_INTERFACE_PASSTHROUGH4, relay},
-      {NETWORK_INTERFACE_STATIC, ""},
-      {NETWORK_INTERFACE_HYBRID, ""},
-      {NETWORK_INTERFACE_PREFIX_DELEGATION, ""},
-      {NETWORK_INTERFACE_PASSTHROUGH, "except-interface=eth0\n"},
-      {NETWORK_INTERFACE_HOTSPOT, "except-interface=eth0\n"},
-      {NETWORK_INTERFACE_WISUN, ""},
-  };
-  for (const Case &c : cases) {
-    fake::reset();
-    dnsmasq_forget_model();
-    dnsmasq_network_model = &platform->model;
-    NetworkNode *device = add(nullptr, NETWORK_NODE_DEVICE, NETWORK_DEVICE_ETHERNET, "eth0");
-    NetworkNode *interface = add(device, NETWORK_NODE_INTERFACE, c.kind, "lan");
-    add_relaying_part(interface);
-    // A passthrough interface on the device silences its parts anyway; here the visit itself is of interest.
-    if (c.kind == NETWORK_INTERFACE_PASSTHROUGH) interface->children.clear();
-    EXPECT_EQ(walked(interface), c.text) << "interface type " << c.kind;
+  const std::pair<std::string, std::vector<uint32_t>> cases[] = {
+      {"dhcp-relay=10.0.0.1,10.9.9.9\n",
+       {NETWORK_INTERFACE_ETHERNET, NETWORK_INTERFACE_MODEM, NETWORK_INTERFACE_PPPOE, 16, 18, 21, UINT32_MAX - 1,
+        NETWORK_INTERFACE_PASSTHROUGH4}},
+      {"except-interface=eth0\n", {NETWORK_INTERFACE_PASSTHROUGH, NETWORK_INTERFACE_HOTSPOT}},
+      {"",
+       {NETWORK_INTERFACE_STATIC, NETWORK_INTERFACE_HYBRID, NETWORK_INTERFACE_PREFIX_DELEGATION,
+        NETWORK_INTERFACE_WISUN}}};
+  for (const auto &[text, kinds] : cases) {
+    for (uint32_t kind : kinds) {
+      start_afresh();
+      NetworkNode *device = add(nullptr, NETWORK_NODE_DEVICE, NETWORK_DEVICE_ETHERNET, "eth0");
+      NetworkNode *interface = add(device, NETWORK_NODE_INTERFACE, kind, "lan");
+      add_relaying_part(interface);
+      // A passthrough interface on the device silences its parts anyway; here the visit itself is of interest.
+      if (kind == NETWORK_INTERFACE_PASSTHROUGH) interface->children.clear();
+      EXPECT_EQ(walked(interface), text) << "interface type " << kind;
+    }
   }
 }
 

@@ -18,8 +18,6 @@ using fake::platform;
 using fake::set;
 using fake::written;
 
-const testing::Environment *const environment = testing::AddGlobalTestEnvironment(new PrivateMounts);
-
 struct NetworkTest : testing::Test {
   NetworkTest() {
     fake::reset();
@@ -71,8 +69,6 @@ TEST_F(NetworkTest, PrimitivesWriteExactLines) {
             "\nconfig route\n\toption max 2147483647\n\toption list \"a b,a b\"\n\tlist ip6addr \"a\"b\"\n"
             "\tlist ip6addr \"\"\n\toption a \"1.2.3.4\"\n\toption a \"1.2.3.4\"\n\toption n \"\"\n"
             "\toption a \"1.2.3.4\"\n\toption n \"8\"\n\nconfig interface \n");
-  EXPECT_STREQ(shell_quote_single("it's ''").get(), "it'\\''s '\\'''\\''");
-  EXPECT_STREQ(shell_quote_single("").get(), "");
   EXPECT_EQ(shell_quote_single(nullptr), nullptr);
 }
 
@@ -195,19 +191,6 @@ TEST_F(NetworkTest, DumpNamesEveryType) {
       EXPECT_NE(text.find(expected), std::string::npos) << value << text;
     }
   }
-}
-
-TEST_F(NetworkTest, DumpShowsTheTree) {
-  EXPECT_EQ(dumped(&platform->model), "----------\nkey: ''\nname: ''\ntype: NETWORK_NODE_ROOT\n");
-  set("D.I");
-  add_interface(add_device(NETWORK_DEVICE_ETHERNET, "eth0", "D"), NETWORK_INTERFACE_DHCP, "lan", "D.I");
-  EXPECT_EQ(dumped(&platform->model),
-            "----------\nkey: ''\nname: ''\ntype: NETWORK_NODE_ROOT\nchildren:\n"
-            "| ----------\n| key: 'D'\n| name: 'eth0'\n| type: NETWORK_NODE_DEVICE\n"
-            "| device type: NETWORK_DEVICE_ETHERNET\n| config: 'D'\n| children:\n"
-            "| | ----------\n| | key: 'I'\n| | name: 'lan'\n| | type: NETWORK_NODE_INTERFACE\n"
-            "| | interface type: NETWORK_INTERFACE_DHCP\n| | interface name: 'lan'\n| | config: 'D.I'\n"
-            "| | ----------\n| ----------\n");
 }
 
 int run_mapper(std::vector<const char *> arguments) {

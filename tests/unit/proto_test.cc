@@ -18,8 +18,6 @@ using fake::platform;
 using fake::set;
 using fake::written;
 
-const testing::Environment *const environment = testing::AddGlobalTestEnvironment(new PrivateMounts);
-
 // A test has a /bin/hostname of its own that knows no name; ctest gives each test a process.
 struct ProtoTest : testing::Test {
   ProtoTest() {
