@@ -36,10 +36,10 @@ int64_t moment_after(int milliseconds) {
   return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000 + milliseconds;
 }
 
-bool wait_readable(int fd, int64_t deadline) {
+bool wait_ready(int fd, short event, int64_t deadline) {
   for (;;) {
     int64_t remaining = std::max<int64_t>(deadline - moment_after(0), 0);
-    pollfd waited = {fd, POLLIN, 0};
+    pollfd waited = {fd, event, 0};
     int ready = poll(&waited, 1, static_cast<int>(std::min<int64_t>(remaining, INT_MAX)));
     if (ready > 0) return true;
     if ((ready < 0 && errno != EINTR) || remaining == 0) return false;
@@ -52,7 +52,7 @@ bool read_all(int fd, size_t expected, size_t limit, int64_t deadline, char **te
   char *buffer = static_cast<char *>(xrealloc(nullptr, capacity + 1));
   for (;;) {
     if (length == capacity) buffer = static_cast<char *>(xrealloc(buffer, (capacity *= 2) + 1));
-    bool ready = length <= limit && (deadline == no_deadline || wait_readable(fd, deadline));
+    bool ready = length <= limit && (deadline == no_deadline || wait_ready(fd, POLLIN, deadline));
     ssize_t got = ready ? read(fd, buffer + length, capacity - length) : -1;
     if (ready && got < 0 && errno == EINTR) continue;
     if (got < 0) {

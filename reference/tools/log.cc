@@ -1,11 +1,14 @@
 // The log: one line per message on standard error, and the system log.
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -52,6 +55,21 @@ void tell_system_log(int priority, const char *message) {
   free(line);
 }
 
+// A reader that has stopped reading is waited for once, then it counts as gone: it holds up no boot for ever either. A
+// pipe that has room at all has it for PIPE_BUF bytes; a line within them is one write, so that the lines of services
+// that run side by side do not mix.
+void tell_standard_error(const char *line) {
+  constexpr int patience = 10'000;  // milliseconds
+  static bool gone = false;
+  for (size_t left = strlen(line); left > 0 && !gone;) {
+    size_t length = std::min<size_t>(left, PIPE_BUF);
+    gone = !wait_ready(STDERR_FILENO, POLLOUT, moment_after(patience));
+    if (gone || !write_all(STDERR_FILENO, line, length)) return;
+    line += length;
+    left -= length;
+  }
+}
+
 void log_message(int priority, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
 void log_message(int priority, const char *format, va_list arguments) {
   int reason = errno;
@@ -62,10 +80,9 @@ void log_message(int priority, const char *format, va_list arguments) {
     message = xvasprintf(format, arguments);
     blank_control_bytes(message);
     if (priority == LOG_ERR) {
-      // One write, so that the lines of services that run side by side do not mix.
       char *line = nullptr;
       xasprintf(&line, "%s: %s\n", identifier, message);
-      write_all(STDERR_FILENO, line, strlen(line));
+      tell_standard_error(line);
       free(line);
     }
     if (to_system_log) tell_system_log(priority, message);

@@ -9,9 +9,9 @@
 int64_t moment_after(int milliseconds);
 constexpr int64_t no_deadline = INT64_MAX;
 
-// Waits until there is something to read, or for a process descriptor until the process has ended. False when that has
-// not come about at the deadline.
-bool wait_readable(int fd, int64_t deadline);
+// Waits for the event of poll(2): something to read, or room to write. False when that has not come about at the
+// deadline.
+bool wait_ready(int fd, short event, int64_t deadline);
 
 // Reads everything up to the end of input into a new text that the caller frees; `expected` bytes are likely. False,
 // and nothing stored, when reading fails, goes beyond `limit` bytes or is not over at the deadline.

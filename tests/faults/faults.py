@@ -20,6 +20,7 @@ import json
 import os
 import re
 import resource
+import select
 import shutil
 import signal
 import subprocess
@@ -322,13 +323,22 @@ def lose_reader():
     os.dup2(writer, 2)
 
 
-# A duplicate lease makes the DNS mapper log, a tunnel without an interface the IPsec mapper; one child of the network's.
+def fill_log():
+    """The reader of the log is there, but reads no more."""
+    reader, writer = os.pipe()
+    os.set_inheritable(reader, True)
+    while select.select([], [writer], [], 0)[1]:
+        os.write(writer, bytes(select.PIPE_BUF))
+    os.dup2(writer, 2)
+
+
+# A duplicate lease makes the DNS mapper log, a tunnel without an interface the IPsec mapper; four children of the network's.
 LEASE = '{"type": "mac", "mac": "00:11:22:33:44:55", "ip": "10.0.0.9"}'
 LOGGING = '''{"network": {"device": {"eth1": {"type": "ethernet"}}, "interface": {"lan": {"type": "ethernet", "enable": true,
   "device": "/network/device/eth1", "ipv4": {"enable": true, "type": "static", "address": "10.0.0.1/24", "dhcp_server":
   {"enable": true, "lease_start": "10", "lease_end": "20", "advanced": {"static_lease": [%s, %s]}}}}}},
- "vpn": {"ipsec": {"tunnel": {"t": {"enable": true}}}, "openvpn": {"client": {"c": {"enable": true, "server": "a"}}}}}
-''' % (LEASE, LEASE)
+ "vpn": {"ipsec": {"tunnel": {"t": {"enable": true}}}, "openvpn": {"client": {%s}}}}
+''' % (LEASE, LEASE, ', '.join('"c%d": {"enable": true, "server": "a"}' % number for number in range(4)))
 ANY = {'pam': 'same silent reported', 'network': 'same silent reported', 'dnsmasq': 'same reported', 'ipsec': 'same reported'}
 ALL = ' '.join(SERVICES)
 
@@ -345,8 +355,9 @@ WAITS = [
     Row('store: a writer is stuck', each('network', 'reported'), lambda: hold('/run/runt/data.mdb')),
     Row('a run is stuck', each('network', 'reported'), lambda: hold('/run/uci/network.new')),
     Row('a run is stuck', each('ipsec', 'reported'), lambda: hold('/run/ipsec.conf')),
-    Row('child hangs', each('network', 'reported'), program('md5sum', 'echo $$ >/media/child; sleep 1000'),
+    Row('children hang', each('network', 'reported'), program('md5sum', 'echo $$ >/media/child; sleep 1000'),
         whole='', text=LOGGING),
+    Row('the log is not read', each('dnsmasq ipsec', 'same'), None, fill_log, text=LOGGING),
 ]
 ROWS = [
     Row('no room left', {**ANY, 'pam': 'silent'}, room(0), whole='exact pam'),
