@@ -1,11 +1,45 @@
 #!/bin/sh
-# What tessera-config says about each document here: NAME.expected, what it is to say about NAME.json.
+# What tessera-config says about each document here, NAME.expected about NAME.json, and how it answers a person or a
+# pipeline: what it prints where, and its exit status.
 #
 #   check.sh BIN_DIRECTORY
 set -u
 cd "$(dirname "$0")" || exit 1
-failures=0
+program=$1/tessera-config
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failed=0
+
+# expect STATUS ERRORS ARGUMENTS...: the output comes from standard input.
+expect() {
+  status=$1
+  printf '%s' "$2" >"$work/errors"
+  shift 2
+  "$program" "$@" >"$work/out" 2>"$work/err"
+  got=$?
+  [ "$got" = "$status" ] || { echo "$*: exit status $got, expected $status"; failed=1; }
+  { diff -u - "$work/out" && diff -u "$work/errors" "$work/err"; } || { echo "$*: other output"; failed=1; }
+}
+
 for document in *.json; do
-  "$1/tessera-config" check "$document" 2>&1 | diff -u "${document%.json}.expected" - || failures=1
+  expected=${document%.json}.expected
+  if grep -q ': error: ' "$expected"; then status=1; else status=0; fi
+  expect "$status" '' check "$document" <"$expected"
 done
-exit "$failures"
+
+usage='Usage: tessera-config check FILE
+       tessera-config schema [--strict]
+'
+for arguments in '' check 'check a b' 'schema --lax'; do
+  # shellcheck disable=SC2086 # a list of words
+  expect 2 "$usage" $arguments </dev/null
+done
+expect 2 "tessera-config: 'chekc' is no command
+$usage" chekc all.json </dev/null
+expect 1 '' check absent.json <<OUTPUT
+absent.json: error: cannot be opened: No such file or directory
+OUTPUT
+"$program" --help | grep -q 'Exit status' || { echo "--help explains no exit status"; failed=1; }
+"$program" schema 2>"$work/err" >/dev/full && { echo "a full disk goes unnoticed"; failed=1; }
+[ -s "$work/err" ] || { echo "a full disk goes unreported"; failed=1; }
+exit $failed

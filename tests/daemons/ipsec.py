@@ -93,11 +93,7 @@ def configure(host, tunnels, more=None):
             ("wan.ipv6", "fd00:9::1", "64"), ("lan.ipv6", "fd00:1::1", "64"), ("inner.ipv4", "192.0.2.77", "24")):
         facts |= {f"network.interface.{part}.{key}": value for key, value in (
             ("ready", "1"), ("address", address), ("netmask", netmask), ("passthrough", str(int("inner" in part))))}
-    return run_tessera(host, merged({"vpn": {"ipsec": {"tunnel": tunnels}}}, more or {}), facts)
-
-
-def run_tessera(host, config, facts):
-    """Runs tessera on the host with a whole configuration; gives the names of the connections that it wrote."""
+    config = merged({"vpn": {"ipsec": {"tunnel": tunnels}}}, more or {})
     write(host, "/etc/config/config.json", json.dumps(config))
     on(host, runt, "load", "/dev/stdin", input=json.dumps(facts))
     said = on(host, tessera, "ipsec").replace("writing RSA key\n", "")  # openssl reports what it does
@@ -220,18 +216,6 @@ def main():
     for name, (sides, signs) in cases.items():
         run_case(hosts, name, sides, signs)
     load_every_kind(hosts[0], keys)
-    load_hub(hosts[1])
-
-
-def load_hub(host):
-    """The daemon loads the example's tunnels, with the files that the SCEP client left."""
-    on(host, "cp", "-a", f"{hub}/rootfs/etc/config/.", "/etc/config")
-    config, facts = (json.load(open(f"{hub}/{name}.json")) for name in ("config", "runtime"))
-    starter, said = start_daemon(host, run_tessera(host, config, facts))
-    expect("hub", said, r"loaded RSA private key from '/.*spoke01\.rsa'", r"loaded RSA private key from '/.*spoke10\.rsa'",
-           'loaded ca certificate "O=Example Partner, CN=Example Partner CA"', 'loaded certificate "O=Example Hub, CN=hub')
-    stop_daemon(starter)
-    print("hub: loaded")
 
 
 def bring_up(hosts, connections):
@@ -330,6 +314,5 @@ if sys.argv[1] != "--inside":
     with tempfile.TemporaryDirectory() as scratch:
         inside = ["unshare", "-m", "-n", "-u", "-p", "-f", "--kill-child", "--mount-proc", sys.executable, __file__]
         sys.exit(subprocess.run([*inside, "--inside", *sys.argv[1:]], env=os.environ | {"TMPDIR": scratch}).returncode)
-hub = os.path.abspath(f"{os.path.dirname(__file__)}/../../examples/ipsec-hub")
 tessera, runt = (os.path.abspath(f"{sys.argv[2]}/{name}") for name in ("tessera", "runt"))
 main()
