@@ -27,18 +27,19 @@ expect() {
   diff -u "$work/wanted" "$work/output" || fail "$*: wrong output"
 }
 
-# refuse MESSAGE ARGUMENTS...: what cannot be done is refused in one line.
-refuse() {
-  message=$1
-  shift
-  expect 3 -c config.json "$@" <<OUTPUT
-$message
-OUTPUT
+# says STATUS OUTPUT ARGUMENTS...: an output of few lines.
+says() {
+  wanted=$1
+  output=$2
+  shift 2
+  printf '%s' "${output:+$output
+}" >"$work/said"
+  expect "$wanted" "$@" <"$work/said"
 }
 
-# stand_in NAME: takes tessera's place; its script comes from standard input.
+# stand_in NAME [SCRIPT]: takes tessera's place; the script may come from standard input.
 stand_in() {
-  { echo '#!/bin/sh'; cat; } >"$work/$1"
+  { echo '#!/bin/sh'; if [ $# -gt 1 ]; then echo "$2"; else cat; fi; } >"$work/$1"
   chmod 755 "$work/$1"
 }
 
@@ -105,21 +106,14 @@ done
 for file in /etc/trespasser /trespasser /tmp/trespasser; do : >$file; done
 exit 0
 TRESPASS
-stand_in killed <<'KILLED'
-kill -ABRT $$
-KILLED
+stand_in killed 'kill -ABRT $$'
 stand_in by_name <<'BY_NAME'
 echo "ran $1"
 [ "$1" = pam ] && exit 3
 [ "$1" != ipsec ]
 BY_NAME
-stand_in silent <<'SILENT'
-exit 1
-SILENT
-stand_in look_around <<'AROUND'
-readlink -f /var/run
-[ -e /proc/self/stat ]
-AROUND
+stand_in silent 'exit 1'
+stand_in look_around 'readlink -f /var/run; [ -e /proc/self/stat ]'
 stand_in wait_for_end <<'WAIT'
 exec 3>"$(dirname "$0")/pipe"
 sleep 60 &
@@ -131,10 +125,7 @@ printf 'base dc=example\nbindpw new\nssl on\n' >/var/run/ldap.conf
 printf '%s : PSK %s\n' a 0sYQ== b 0sYg== >/var/run/ipsec.secrets
 chmod 644 /var/run/*
 ROTATE
-stand_in complain <<'COMPLAIN'
-echo 'complain: /etc/config/config.json:1:2: password: "open sesame" is too long' >&2
-exit 1
-COMPLAIN
+stand_in complain 'echo "complain: /etc/config/config.json:1:2: password: \"open sesame\" is too long" >&2; exit 1'
 
 run_checks() {
   set -- -c config.json -r runtime.json -f rootfs
@@ -146,15 +137,11 @@ run_checks() {
   expect 7 "$@" --tessera write dnsmasq <"$expected/write"
 
   # Stored, with modes and unfollowed links; then compared with what a later run does.
-  expect 7 "$@" --tessera write -o stored dnsmasq <<'OUTPUT'
-problem
-OUTPUT
+  says 7 problem "$@" --tessera write -o stored dnsmasq
   (cd stored && find . ! -name . -printf '%M %p %l\n' | LC_ALL=C sort -k2) >"$work/listing"
   diff -u - "$work/listing" <"$expected/listing" || fail "stored otherwise"
-  expect 7 "$@" --tessera write -d stored dnsmasq <<'OUTPUT'
-problem
-6 files unchanged
-OUTPUT
+  says 7 "problem
+6 files unchanged" "$@" --tessera write -d stored dnsmasq
   mkdir empty
   : >stored/var/run/blank
   chmod 600 stored/var/run/dnsmasq.conf
@@ -186,45 +173,38 @@ removed /hostname -1
 removed /ssl/certs/ca.crt -1
 2 files removed
 OUTPUT
-  expect 0 -c '' -f whole --tessera look_around pam <<'OUTPUT'
-/var/run
-OUTPUT
-  expect 134 -c '' --tessera killed pam </dev/null
+  says 0 /var/run -c '' -f whole --tessera look_around pam
+  says 134 '' -c '' --tessera killed pam
 
   # What differs, in short, in colour and as a status.
-  expect 0 -c '' --tessera look_around --exit-code -d quiet pam <<'OUTPUT'
-/var/run
-no files
-OUTPUT
+  says 0 "/var/run
+no files" -c '' --tessera look_around --exit-code -d quiet pam
   expect 4 -c '' --tessera trespass --exit-code --summary -d quiet pam <"$expected/summary"
   expect 0 -c '' -f rootfs --tessera rotate --color=always -d rotated pam <"$expected/colour"
-  expect 1 -c config.json --tessera complain pam <<'OUTPUT'
-complain: config.json:1:2: password: "<secret>" is too long
-OUTPUT
+  says 1 'complain: config.json:1:2: password: "<secret>" is too long' -c config.json --tessera complain pam
 
-  # Of what is refused, nothing is left behind.
+  # Of what cannot be done, nothing is left behind.
   echo '{"a": 1}' >bad.json
   mkfifo rootfs/pipe
-  refuse 'tessera-preview: absent.json: No such file or directory' -c absent.json pam
-  refuse 'tessera-preview: /dev/zero: File too large' -c /dev/zero pam
-  refuse 'tessera-preview: absent: No such file or directory' --tessera absent pam
-  refuse "tessera-preview: cannot start $work/config.json: Permission denied" --tessera config.json pam
-  refuse 'tessera-preview: config.json: Not a directory' -f config.json pam
-  refuse 'tessera-preview: stored: is not empty' --tessera look -o stored pam
-  refuse 'tessera-preview: absent/below: No such file or directory' --tessera look -o absent/below pam
-  refuse 'runt: bad.json:1:7: a: expected a text' -r bad.json --tessera look -o never pam
-  message='only files, directories and symbolic links can be laid over the preview'
-  refuse "tessera-preview: /pipe: $message" -f rootfs --tessera look -o never pam
-  rm rootfs/pipe
-  [ ! -e never ] || fail "a directory was left behind"
+  plain='only files, directories and symbolic links can be laid over the preview'
   usage='Usage: tessera-preview [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [-o OUTDIR] [-d OLDDIR] [OPTIONS] NAME [ARGS]'
   while IFS='|' read -r arguments message; do
     # shellcheck disable=SC2086 # a list of words
-    expect 2 $arguments <<OUTPUT
-tessera-preview: $message
-$usage
-OUTPUT
-  done <<'ROWS'
+    case $message in
+      *:*) says 3 "$message" -c config.json $arguments pam ;;
+      *) says 2 "tessera-preview: $message
+$usage" $arguments ;;
+    esac
+  done <<ROWS
+-c absent.json|tessera-preview: absent.json: No such file or directory
+-c /dev/zero|tessera-preview: /dev/zero: File too large
+--tessera absent|tessera-preview: absent: No such file or directory
+--tessera config.json|tessera-preview: cannot start $work/config.json: Permission denied
+-f config.json|tessera-preview: config.json: Not a directory
+--tessera look -o stored|tessera-preview: stored: is not empty
+--tessera look -o absent/below|tessera-preview: absent/below: No such file or directory
+--tessera look -o never -r bad.json|runt: bad.json:1:7: a: expected a text
+--tessera look -o never -f rootfs|tessera-preview: /pipe: $plain
 |no service is named
 all -p|ARGS are for a single service
 pam,,network|a list of services holds names only
@@ -232,6 +212,8 @@ pam,,network|a list of services holds names only
 --color=often pam|--color takes auto, always or never
 --nope pam|unrecognized option '--nope'
 ROWS
+  rm rootfs/pipe
+  [ ! -e never ] || fail "a directory was left behind"
 
   # Ended from outside, even without warning, it takes all along that runs below it.
   for ending in TERM:143 KILL:137; do
