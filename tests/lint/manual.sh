@@ -1,6 +1,5 @@
 #!/bin/sh
-# The manual pages: their markup, whether a page and its program's --help name the same commands and options, and
-# whether the configuration that one shows is sound.
+# The manual pages: their markup, and whether a page and its program's --help name the same commands and options.
 #
 #   manual.sh BIN_DIRECTORY PAGE...
 set -u
@@ -17,12 +16,6 @@ named() {
 }
 
 for page; do
-  case $page in
-    *.json.5)
-      sed -n '/^\.Bd/,/^\.Ed/{/^\./d;p}' "$page" >"$work/example.json"
-      [ -s "$work/example.json" ] && "$programs/tessera-config" check "$work/example.json" | diff /dev/null - || failed=1
-      ;;
-  esac
   program=$(basename "$page" .8)
   "$programs/$program" --help >"$work/help" 2>/dev/null
   [ -s "$work/help" ] || continue # tessera takes any word for a service, and the page of a file has no program

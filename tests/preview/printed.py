@@ -62,17 +62,6 @@ def check_examples():
         expect(report["exit_status"] == 0 and not refused, name, refused)
         expect(not any(run["messages"] for run in report["services"]), name, report["services"])
         expect({verdict["checker"] for verdict in report["verification"]} == checkers, name, report["verification"])
-        check_readme(name, report)
-
-
-def check_readme(name, report):
-    """Every line that an example's page explains is written; "..." stands for more of it."""
-    written = "\n".join(file["path"] + "\n" + file.get("content", file.get("target", "")) for file in report["files"])
-    with open(f"{SOURCE}/examples/{name}/README.md", encoding="utf-8") as page:
-        table = page.read().partition("| Line |")[2]
-    for row in re.findall(r"^\| (.*?) \| ", table, re.M):
-        for line in re.findall("`(.*?)`", row):
-            expect(all(piece in written for piece in line.split("...")), name, "README explains what is not there:", line)
 
 
 # ---- One error for each checker, and where it has to be found. A tunnel for those of IPsec:
