@@ -16,6 +16,7 @@
 
 #include "platform/runt.h"
 #include "platform/tools.h"
+#include "runt/replacement.h"
 #include "tools/memory.h"
 
 namespace {
@@ -33,10 +34,11 @@ constexpr off_t reader_table_size = 8192;
 struct Connection {
   bool open;
   bool writable;
-  MDB_env *env;       // null while the store has no file yet
-  MDB_txn *snapshot;  // what reads see outside a batch; null like `env`
-  MDB_txn *batch;     // null outside a batch
-  int batch_error;    // the first failure of a change in the batch
+  MDB_env *env;              // null while the store has no file yet
+  MDB_txn *snapshot;         // what reads see outside a batch; null like `env`
+  MDB_txn *batch;            // null outside a batch
+  int batch_error;           // the first failure of a change in the batch
+  Replacement *replacement;  // of the subtree that the batch removed last, not in the store yet; or null
   MDB_dbi values;
 };
 Connection store;
@@ -166,7 +168,21 @@ int renew_snapshot() {
   return begin(MDB_RDONLY, &store.snapshot);
 }
 
+void drop_replacement() {
+  delete store.replacement;
+  store.replacement = nullptr;
+}
+
+// Brings all changes of the batch into the store.
+void settle_batch() {
+  if (store.replacement == nullptr) return;
+  int error = store.replacement->store(store.batch, store.values);
+  if (store.batch_error == 0) store.batch_error = error;
+  drop_replacement();
+}
+
 MDB_txn *visible() {
+  settle_batch();
   return store.batch != nullptr ? store.batch : store.snapshot;
 }
 
@@ -177,28 +193,20 @@ bool find_value(const char *key, MDB_val *value) {
   return mdb_get(visible(), store.values, &stored, value) == 0;
 }
 
+std::string_view bytes_of(const MDB_val &value) {
+  return {static_cast<const char *>(value.mv_data), value.mv_size};
+}
+
 int put(MDB_val *key, MDB_val *value) {
+  if (store.replacement != nullptr && store.replacement->add(bytes_of(*key), bytes_of(*value))) return 0;
   return mdb_put(store.batch, store.values, key, value, 0);
 }
 
 // Removes `key` and all that follow it in its subtree.
 int remove_subtree(MDB_val *key, MDB_val * /*value*/) {
-  const MDB_val root = *key;
-  MDB_cursor *cursor;
-  int error = mdb_cursor_open(store.batch, store.values, &cursor);
-  if (error != 0) return error;
-  MDB_val found = root;
-  error = mdb_cursor_get(cursor, &found, nullptr, MDB_SET_RANGE);
-  while (error == 0) {
-    const char *bytes = static_cast<const char *>(found.mv_data);
-    bool below = found.mv_size >= root.mv_size && memcmp(bytes, root.mv_data, root.mv_size) == 0 &&
-                 (found.mv_size == root.mv_size || bytes[root.mv_size] == '\0');
-    if (!below) break;
-    error = mdb_cursor_del(cursor, 0);
-    if (error == 0) error = mdb_cursor_get(cursor, &found, nullptr, MDB_NEXT);
-  }
-  mdb_cursor_close(cursor);
-  return error == MDB_NOTFOUND ? 0 : error;
+  settle_batch();
+  if (store.batch_error == 0) store.replacement = new Replacement(bytes_of(*key));
+  return store.batch_error;
 }
 
 // Makes one change: in the open batch, else in a batch of its own.
@@ -286,6 +294,7 @@ int runt_init(void) {
 }
 
 void runt_deinit(void) {
+  drop_replacement();
   mdb_txn_abort(store.batch);
   close_environment();
 }
@@ -369,6 +378,7 @@ int runt_set_string_pathf(const char *value, const char *format, ...) {
 
 int runt_edit_commit(void) {
   if (store.batch == nullptr) return EINVAL;
+  if (store.batch_error == 0) settle_batch();
   int error = store.batch_error;
   if (error != 0) {
     mdb_txn_abort(store.batch);
@@ -376,6 +386,7 @@ int runt_edit_commit(void) {
     error = mdb_txn_commit(store.batch);
   }
   store.batch = nullptr;
+  drop_replacement();
   unlock_writers();
   if (error != 0) {
     log_debug("cannot change the runtime store: %s", runt_error_text(error));
