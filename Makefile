@@ -78,7 +78,7 @@ bench: setup-bench
 ARCHITECTURES = arm64 armhf mipsel s390x
 cross: setup-cross
 	@mkdir -p build
-	@{ $(CONFIGURE) release && $(BUILD) release; } $(call quiet,release)
+	@{ $(CONFIGURE) release && $(BUILD) release --target tessera-preview; } $(call quiet,release)
 	@tools/cross.sh $(ARCHITECTURES)
 
 setup-build:

@@ -15,11 +15,11 @@ add_compile_options(-ffunction-sections -fdata-sections -fstack-protector-strong
 add_link_options(-Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro,-z,now)
 # Pages of their own for code would be read and mapped one by one at every start, and addresses that move with the
 # program would take up 24 bytes each.
-foreach(flag -Wl,-O1 -Wl,--hash-style=gnu -Wl,-z,noseparate-code -Wl,-z,pack-relative-relocs)
-  string(MAKE_C_IDENTIFIER linker${flag} known)
-  check_linker_flag(CXX ${flag} ${known})
+foreach(flag -O1 --hash-style=gnu -z,noseparate-code -z,pack-relative-relocs)
+  string(MAKE_C_IDENTIFIER linker_takes${flag} known)
+  check_linker_flag(CXX -Wl,--fatal-warnings,${flag} ${known})  # what a linker ignores is only warned about
   if(${known})
-    add_link_options(${flag})
+    add_link_options(-Wl,${flag})
   endif()
 endforeach()
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
