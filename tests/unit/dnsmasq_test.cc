@@ -98,10 +98,4 @@ TEST_F(DnsmasqTest, NullTextsReadAsEmpty) {
             "dhcp-host=id:,,net:lan\n");
 }
 
-TEST(EscapeQuoted, EscapesOnlyWhereNeeded) {
-  EXPECT_EQ(dnsmasq_escape_quoted(""), nullptr);
-  EXPECT_EQ(dnsmasq_escape_quoted("plain %s 'text'"), nullptr);
-  EXPECT_STREQ(dnsmasq_escape_quoted("\"a\\b\"").get(), "\\\"a\\\\b\\\"");
-}
-
 }  // namespace

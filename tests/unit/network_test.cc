@@ -146,21 +146,6 @@ TEST_F(NetworkTest, BridgeReadsAddressesBelowItsDirectoryOnly) {
   EXPECT_EQ(members(), "\toption ifname \"../net/lo lo\"\n\toption macaddr \"00:00:00:00:00:00\"\n");
 }
 
-TEST_F(NetworkTest, AncillaryAddressIsSplitAtItsFirstSlash) {
-  set("p.passthrough.ancillary.enable", "true");
-  NetworkNode *interface = add_interface(nullptr, NETWORK_INTERFACE_PASSTHROUGH, "p", "p");
-  add(interface, NETWORK_NODE_PROTO, NETWORK_INTERFACE_PASSTHROUGH4, "ipv4_p");
-  for (auto [address, before, after] :
-       {std::tuple{"a/b/c", "a", "b/c"}, {"a/", "a", ""}, {"a", "a", ""}, {"", "", ""}}) {
-    set("p.passthrough.ancillary.address", address);
-    EXPECT_NE(interface_text(interface).find(format("\toption ancillary_ipaddr \"%s\"\n"
-                                                    "\toption ancillary_netmask \"%s\"\n",
-                                                    before, after)),
-              std::string::npos)
-        << address;
-  }
-}
-
 std::string dumped(const NetworkNode *node) {
   testing::internal::CaptureStdout();
   dump_network_node(node, 0);
