@@ -147,7 +147,8 @@ on_client ip addr add 192.168.7.2/24 dev over_bridged
 on_client ip link set over_bridged up
 ip link set bridged up
 
-for way in tapclient:192.168.5.1 over_subnet:192.168.5.1 uploaded:10.8.0.1 tunclient:10.9.0.1 over_bridged:192.168.7.1; do
+for way in tapclient:192.168.5.1 over_subnet:192.168.5.1 uploaded:10.8.0.1 tunclient:10.9.0.1 \
+  over_bridged:192.168.7.1; do
   on_client busybox ping -q -c 1 -w 10 -I "${way%:*}" "${way#*:}" >/run/ping || fail "no way through $way"
 done
 

@@ -6,6 +6,7 @@ set -eu
 # shellcheck source=tests/daemons/router.sh
 . "${0%/*}/router.sh"
 RECORD=$2
+exec </dev/null
 
 modules=$(dirname "$(find /usr/lib -path '*/security/pam_deny.so' | head -n 1)")
 cp "$modules/pam_radius_auth.so" /run/real_pam_radius_auth.so
@@ -28,13 +29,16 @@ configure() {
 # verdict MODULE.TYPE NUMBER
 verdict() { echo "$2" >"/run/pam-verdict/pam_$1"; }
 
-# attempt SERVICE OPERATION: prints "yes" or "no" and leaves the record of the device's modules in /run/pam.log.
-attempt() {
+# answer SERVICE OPERATION: prints "yes" or "no" and leaves the record of the device's modules in /run/pam.log.
+answer() {
   rm -f /run/pam.log
-  if pamtester "$1" "$user" "$2" >/run/pamtester.log 2>&1 </dev/null; then echo yes; else echo no; fi
+  if pamtester "$1" "$user" "$2" >/run/pamtester.log 2>&1; then echo yes; else echo no; fi
 }
 
-calls() { sed 's/ .*//; s/\.so$//; s/^pam_//' /run/pam.log 2>/dev/null | tr '\n' ' '; }
+# attempt WHAT EXPECTED SERVICE OPERATION: the answer and the modules that were asked.
+attempt() {
+  expect "$1" "$(answer "$3" "$4") $(sed 's/ .*//; s/\.so$//; s/^pam_//' /run/pam.log 2>/dev/null | paste -sd' ')" "$2"
+}
 
 configure_servers() { # AUTHORITATIVE
   configure "{\"method\": [\"radius\", \"tacacs+\", \"local\"],
@@ -48,66 +52,60 @@ servers_in_order='|server=10.0.0.1:49|secret=a ]b c|server=10.0.0.2:50|secret=x'
 
 # Local users alone: success ends the stack before the closing deny, any other answer reaches it.
 configure '{}'
-expect "local login" "$(attempt sshd authenticate)" yes
+attempt "local login" "yes acc" sshd authenticate
 expect "local login calls" "$(cat /run/pam.log)" "pam_acc.so auth|admin|-o|shell|-o|serial"
-expect "local account" "$(attempt sshd acct_mgmt)" yes
+attempt "local account" "yes acc" sshd acct_mgmt
 verdict acc.so.auth $auth_err
-expect "local refusal" "$(attempt httpd_login authenticate)" no
-expect "a service without a stack" "$(attempt unheard_of authenticate)" no
+attempt "local refusal" "no acc" httpd_login authenticate
+attempt "a service without a stack" "no " unheard_of authenticate
 rm /run/pam-verdict/*
-expect "other is refused" "$(attempt other authenticate)" no
-expect "tunnel user" "$(attempt openvpn authenticate)" yes
+attempt "other is refused" "no " other authenticate
+attempt "tunnel user" "yes acc" openvpn authenticate
 
 # The stacks of the example routers.
 for example in "$SOURCE"/examples/*/config.json; do
   configure "$(jq '.auth // {}' "$example")"
-  expect "$example" "$(attempt sshd authenticate) $(attempt httpd acct_mgmt) $(attempt other authenticate)" "yes yes no"
+  expect "$example" "$(answer sshd authenticate) $(answer httpd acct_mgmt) $(answer other authenticate)" "yes yes no"
 done
 
 # Not authoritative: whatever the servers say but yes, the next method is asked.
 configure_servers false
 verdict radius_auth.so.auth $auth_err
 verdict tacplus.so.auth $authinfo_unavail
-expect "fall through to local" "$(attempt sshd authenticate)" yes
-expect "fall through order" "$(calls)" "radius_auth tacplus acc "
+attempt "fall through to local" "yes radius_auth tacplus acc" sshd authenticate
 expect "RADIUS arguments" "$(head -n 1 /run/pam.log)" \
   "pam_radius_auth.so auth|try_first_pass|localifdown|client_id=branch|conf=/var/run/radius.conf"
 expect "bracketed secrets arrive whole" "$(sed -n 2p /run/pam.log)" \
   "pam_tacplus.so auth|debug|try_first_pass|login=pap|prompt=Password:_$servers_in_order"
 verdict radius_auth.so.auth 0
-expect "RADIUS accepts" "$(attempt httpd_login authenticate)" yes
-expect "acceptance ends the stack" "$(calls)" "radius_auth "
-expect "account of a RADIUS user" "$(attempt sshd acct_mgmt)" yes
-expect "the alias follows the account" "$(calls)" "radius_auth group_alias "
+attempt "RADIUS accepts, which ends the stack" "yes radius_auth" httpd_login authenticate
+attempt "the alias follows the account of a RADIUS user" "yes radius_auth group_alias" sshd acct_mgmt
 verdict radius_auth.so.account $auth_err
 verdict tacplus.so.account $auth_err
-expect "account of a local user" "$(attempt sshd acct_mgmt)" yes
-expect "an unknown account skips the alias" "$(calls)" "radius_auth tacplus acc "
+attempt "an account unknown to servers skips the alias" "yes radius_auth tacplus acc" sshd acct_mgmt
 rm /run/pam-verdict/*
-expect "command session" "$(attempt cli open_session)" yes
+attempt "command session" "yes tacplus acc" cli open_session
 expect "command session arguments" "$(head -n 1 /run/pam.log)" \
   "pam_tacplus.so session|debug|try_first_pass|login=pap|service=cli|protocol=unknown$servers_in_order"
 
 # Authoritative: a refusal is final, a server that cannot be reached is not.
 configure_servers true
 verdict radius_auth.so.auth $auth_err
-expect "authoritative refusal" "$(attempt openvpn authenticate)" no
-expect "nobody else is asked" "$(calls)" "radius_auth "
+attempt "authoritative refusal" "no radius_auth" openvpn authenticate
 verdict radius_auth.so.auth $authinfo_unavail
 verdict tacplus.so.auth $authinfo_unavail
-expect "server out of reach" "$(attempt sshd authenticate)" yes
-expect "the next methods are asked" "$(calls)" "radius_auth tacplus acc "
+attempt "server out of reach" "yes radius_auth tacplus acc" sshd authenticate
 rm /run/pam-verdict/*
 
 # Two factors: the code is asked first, and a bad one is remembered to the end of the stack.
 configure '{"user": {"admin": {"2fa": {"enable": true}}}, "idle_timeout": 900}'
 verdict google_authenticator.so.auth $auth_err
 verdict token_decrypt.so.auth 25
-expect "wrong code" "$(attempt sshd authenticate)" no
-expect "web token without verdict goes on to local" "$(attempt httpd authenticate)" yes
+attempt "wrong code" "no google_authenticator acc" sshd authenticate
+attempt "web token without verdict goes on to local" "yes token_decrypt acc" httpd authenticate
 expect "idle seconds reach the token module" "$(head -n 1 /run/pam.log)" "pam_token_decrypt.so auth|900"
 verdict token_decrypt.so.auth $auth_err
-expect "bad token" "$(attempt httpd authenticate)" no
+attempt "bad token" "no token_decrypt" httpd authenticate
 rm /run/pam-verdict/*
 
 # A real RADIUS server and module. The module knows no escapes: it takes the backslash before "]" as part of the secret.
@@ -157,8 +155,5 @@ RADIUS
 printf '%s Cleartext-Password := "right"\n' "$user" >/run/radius/users
 start freeradius freeradius -f -l stdout -d /run/radius -n radiusd
 wait_for 15 grep -q 'Ready to process' /run/freeradius.log || fail "no RADIUS server: $(cat /run/freeradius.log)"
-login() {
-  if printf '%s\n' "$1" | pamtester sshd "$user" authenticate >/run/pamtester.log 2>&1; then echo yes; else echo no; fi
-}
-expect "RADIUS accepts the right password" "$(login right)" yes
-expect "RADIUS rejects a wrong password" "$(login wrong)" no
+expect "RADIUS accepts the right password" "$(echo right | answer sshd authenticate)" yes
+expect "RADIUS rejects a wrong password" "$(echo wrong | answer sshd authenticate)" no

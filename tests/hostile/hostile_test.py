@@ -134,7 +134,7 @@ for hostile_pattern in HOSTILE:
         expect(several or files[file_path].count(b"\n") == HARMLESS_FILES[file_path].count(b"\n"),
                f"{shown}: other lines in {file_path}")
     if "var/run/uci/network" in files:
-        compare_network(hostile_pattern, tried.texts, *(kind["var/run/uci/network"] for kind in (HARMLESS_FILES, files)))
+        compare_network(hostile_pattern, tried.texts, *(of["var/run/uci/network"] for of in (HARMLESS_FILES, files)))
     if len(hostile_pattern) > 65536:
         places = {re.sub(r"\.(v?\d+)\b", "", line.split(": ")[2]) for line in notes if "its reader takes" in line}
         missing = [place for place in CUT_IN_TWO if place not in places]

@@ -1,4 +1,4 @@
-"""A router that uses everything: a configuration with a text in every text member, for which the services make files."""
+"""A router that uses everything: a configuration with a text in every text member, which the services make files of."""
 import re
 
 SECRETS = re.compile(r"pass(word|phrase)|secret|key|psk|pin$|cak|cookie|token")
