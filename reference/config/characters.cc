@@ -111,9 +111,10 @@ bool is_entry_name(const char *name, size_t length, bool hyphen) {
          std::all_of(name, name + length, [hyphen](char c) { return may_stand_in_name(c, hyphen); });
 }
 
-unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length) {
+unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length, unsigned limit) {
   constexpr size_t longest = 40;
-  if (from_length > longest || to_length > longest) return UINT_MAX;
+  size_t difference = from_length > to_length ? from_length - to_length : to_length - from_length;
+  if (from_length > longest || to_length > longest || difference >= limit) return UINT_MAX;
   unsigned rows[3][longest + 1];
   unsigned *before = rows[0];
   unsigned *last = rows[1];
@@ -122,7 +123,8 @@ unsigned edit_distance(const char *from, size_t from_length, const char *to, siz
   for (size_t i = 1; i <= from_length; i++) {
     now[0] = static_cast<unsigned>(i);
     for (size_t j = 1; j <= to_length; j++) {
-      now[j] = std::min({last[j] + 1, now[j - 1] + 1, last[j - 1] + (from[i - 1] != to[j - 1] ? 1 : 0)});
+      unsigned changed = last[j - 1] + (from[i - 1] != to[j - 1] ? 1 : 0);
+      now[j] = std::min(changed, std::min(last[j], now[j - 1]) + 1);
       if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
         now[j] = std::min(now[j], before[j - 2] + 1);
       }

@@ -28,7 +28,8 @@ bool holds_control_but_lines(const char *text, size_t length);
 // True for a name that an entry of a map may have.
 bool is_entry_name(const char *name, size_t length, bool hyphen);
 
-// How many edits of one letter, or swaps of neighbours, lie between two names; many for long ones.
-unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length);
+// How many edits of one letter, or swaps of neighbours, lie between two names; many for long ones, and for those whose
+// lengths alone take `limit` edits.
+unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length, unsigned limit);
 
 #endif

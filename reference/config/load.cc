@@ -54,7 +54,7 @@ constexpr DurationUnit duration_units[] = {
   unsigned least = static_cast<unsigned>(std::min<size_t>(2, (length + 1) / 3)) + 1;
   for (unsigned i = 0; i < object.count; i++) {
     const char *candidate = schema_name(schema_row(static_cast<uint16_t>(object.child + i)));
-    unsigned distance = edit_distance(name, length, candidate, strlen(candidate));
+    unsigned distance = edit_distance(name, length, candidate, strlen(candidate), least);
     if (distance < least) {
       least = distance;
       closest = candidate;

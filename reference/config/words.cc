@@ -25,7 +25,7 @@ std::string closest_word(const char *words, const char *text, size_t length) {
   unsigned least = 3;
   for (const char *word = words; *word != '\0'; word += strspn(word, " ")) {
     size_t word_length = strcspn(word, " ");
-    unsigned distance = edit_distance(text, length, word, word_length);
+    unsigned distance = edit_distance(text, length, word, word_length, least);
     if (distance < least && distance < word_length) {
       least = distance;
       closest.assign(word, word_length);
