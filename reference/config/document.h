@@ -126,6 +126,11 @@ inline const BlockHeader &header_of(const ConfigNode *node) {
   return (cell_at(node) - node->index - 1)->header;
 }
 
+// The number of the cell that the node stands in.
+inline uint32_t cell_number(const ConfigNode *node) {
+  return static_cast<uint32_t>(cell_at(node) - header_of(node).document->cells.data.get());
+}
+
 inline const ConfigNode *node_at(const Document &document, uint32_t cell) {
   return &document.cells.data.get()[cell].node;
 }

@@ -52,7 +52,7 @@ void resolve_references(Document &document, const Growing<uint32_t> &references)
       node->value.text = "";
       node->flags |= node_broken;
     } else {
-      node->link = static_cast<uint32_t>(config_node_id(target));
+      node->link = cell_number(target);
     }
   }
   // They were collected from the inside of the document outwards.

@@ -289,8 +289,11 @@ const ConfigNode *config_node_parent(const ConfigNode *node) {
   return block->header.parent != 0 ? &block[block->header.parent].node : nullptr;
 }
 
+// All have ten digits: files are named after an entry with a number behind it, and with numbers of any length the first
+// of "site12" could be the second of "site1".
 size_t config_node_id(const ConfigNode *node) {
-  return node != nullptr ? static_cast<size_t>(cell_at(node) - document_of(node).cells.data.get()) : 0;
+  constexpr size_t first = 1'000'000'000;
+  return node != nullptr ? first + cell_number(node) : 0;
 }
 
 const char *config_key(const ConfigNode *node) {

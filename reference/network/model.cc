@@ -42,11 +42,14 @@ bool has_interface_type(const NetworkNode *node) {
 
 void fill_made_from(ModelStore &store) {
   store.made_from.resize(1);
+  store.lowest_id = SIZE_MAX;
+  for (size_t index = 1; index < store.nodes.size(); ++index)
+    store.lowest_id = std::min(store.lowest_id, config_node_id(store.nodes[index].config));
   // Backwards, so that a device is entered over the interface below it that is made from the same node.
   for (size_t index = store.nodes.size() - 1; index > 0; --index) {
     const NetworkNode &node = store.nodes[index];
     if (node.type == NETWORK_NODE_BRIDGE_PORT || node.type == NETWORK_NODE_BOND_SLAVE) continue;
-    const size_t id = config_node_id(node.config);
+    const size_t id = config_node_id(node.config) - store.lowest_id;
     if (id >= store.made_from.size()) store.made_from.resize(std::max(id + 1, store.made_from.size() * 2));
     store.made_from[id] = static_cast<uint32_t>(index);
   }
@@ -55,7 +58,7 @@ void fill_made_from(ModelStore &store) {
 // The node of `type` that was made from `config`, of the types that have at most one.
 const NetworkNode *find_made_from(ModelStore &store, uint32_t type, const ConfigNode *config) {
   if (store.made_from.empty()) fill_made_from(store);
-  const size_t id = config_node_id(config);
+  const size_t id = config_node_id(config) - store.lowest_id;
   if (id >= store.made_from.size() || store.made_from[id] == 0) return nullptr;
   const NetworkNode *node = &store.nodes[store.made_from[id]];
   if (node->config != config) return nullptr;

@@ -46,9 +46,11 @@ struct ModelStore {
   std::vector<NetworkNode> nodes;           // the first is the root
   uint32_t first_of_type[kNodeTypes] = {};  // index; 0 for none
   TextArena texts;
-  // Index of the device, interface, radio or modem made from a configuration node, by the number of that node; 0 for
-  // none. Of a device and the interface made from the same node it is the device. Empty until a search needs it.
+  // Index of the device, interface, radio or modem made from a configuration node, by the number of that node less
+  // the lowest; 0 for none. Of a device and the interface made from the same node it is the device. Empty until a
+  // search needs it.
   std::vector<uint32_t> made_from;
+  size_t lowest_id = 0;
 };
 
 #endif

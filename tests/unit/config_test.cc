@@ -307,6 +307,7 @@ TEST(ConfigTree, NodesKnowTheirPlace) {
   EXPECT_EQ(ids, again);
   std::sort(ids.begin(), ids.end());
   EXPECT_GT(ids.front(), 0U);
+  EXPECT_EQ(std::to_string(ids.front()).size(), std::to_string(ids.back()).size());
   EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end());
   EXPECT_EQ(config_node_parent(root.get()), nullptr);
   EXPECT_STREQ(config_key(root.get()), "");
