@@ -277,10 +277,6 @@ Place *find_place(Builder &build, const ConfigNode *config, NetworkNodeType type
   return nullptr;
 }
 
-bool is_vlan(const Place *place) {
-  return place->device_type == NETWORK_DEVICE_VLAN;
-}
-
 Place *base_of(Builder &build, const Place *vlan) {
   return find_place(build, config_get_ref(vlan->config, "device"), NETWORK_NODE_DEVICE);
 }
@@ -309,8 +305,8 @@ void name_vlan(Builder &build, Place *vlan, std::vector<Place *> &chain) {
       leave_out_vlan(place, "it has no base device");
     else if (circle != nullptr)
       leave_out_vlan(place, "its base device leads back to itself");
-    else if (is_vlan(base) && !base->in_model)
-      leave_out_vlan(place, "its base VLAN is left out");
+    else if (!base->in_model)
+      leave_out_vlan(place, "its base device is left out");
     else
       place->name = build.store.texts.join(base->name, ".", decimal(id, config_get_int(place->config, "id")));
     if (place == circle) circle = nullptr;
