@@ -1,6 +1,7 @@
 // Loading a document: one pass over its text that checks every value against the schema and stores it.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdarg>
 #include <cstring>
 #include <string_view>
@@ -203,6 +204,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     if (row->kind == Kind::number) {
       // What follows the number in the document ends it for strtod too. An integer has no negative zero.
       double number = strtod(digits, nullptr);
+      if (!std::isfinite(number)) refuse(position, "expected a number from -1.8e308 to 1.8e308");
       push(current->member, position)->value.number = number == 0 && !fraction ? 0 : number;
     } else {
       add_integer(*row, digits, length, position);
