@@ -73,7 +73,8 @@ pid_t start(int fd_out, char *const *argv) {
 #endif
       posix_spawnattr_setsigmask(&attributes, &none) == 0 && posix_spawnattr_setsigdefault(&attributes, &all) == 0 &&
       posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF) == 0;
-  if (!ready || posix_spawnp(&pid, argv[0], &actions, &attributes, argv, environ) != 0) pid = -1;
+  errno = ready ? posix_spawnp(&pid, argv[0], &actions, &attributes, argv, environ) : ENOMEM;
+  if (errno != 0) pid = -1;
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return pid;
@@ -138,19 +139,24 @@ char *_process_capture(int /*fd_in*/, int /*fd_err*/, int /*capture*/, int /*res
   va_end(arguments);
 
   // Callers do without the output, and what they write then lacks something: the log has to tell why. A program that
-  // ends with a status of its own has told it itself.
+  // ends with a status of its own has told it itself, and one that a firmware does not have is nothing to be told of at
+  // every boot.
   int ends[2];
   int status = status_not_run;
   char *output = nullptr;
+  bool missing = false;
   if (pipe2(ends, O_CLOEXEC) == 0) {
     pid_t pid = start(ends[1], argv.data());
+    missing = pid < 0 && errno == ENOENT;
     close(ends[1]);
     int64_t deadline = child_deadline();
     if (pid >= 0 && !read_all(ends[0], 0, largest_output, deadline, &output)) kill_session(pid);
     close(ends[0]);
     status = reap(pid, deadline);
   }
-  if (output == nullptr || status >= status_not_run)
+  if (missing)
+    log_debug("there is no %s", program);
+  else if (output == nullptr || status >= status_not_run)
     log_error("%s did not run to its end", program != nullptr ? program : "a program");
   if (status == 0) return output;
   free(output);

@@ -1,5 +1,6 @@
 // The secrets file of a tunnel, its keys, certificates and revocation lists, and the name of the peer's authority.
 #include <glob.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -149,7 +150,7 @@ void place_private_key(const ConfigNode *config, TunnelContext &tunnel) {
 
 // Has the public key computed from the private key.
 void derive_public_key(TunnelContext &tunnel, const std::string &path, const char *passphrase) {
-  // The file is there first, or the program would create it with a mode of its own.
+  // The file is there first, or the program would create it with a mode of its own; it goes when nothing came into it.
   if (!place_text(tunnel, path, "")) return;
   SecretText source;
   if (*passphrase != '\0') {
@@ -162,8 +163,9 @@ void derive_public_key(TunnelContext &tunnel, const std::string &path, const cha
   pid_t child = _process_exec_fd(-1, -1, -1, -1, "openssl", "rsa", "-in", key.c_str(), "-pubout", "-out", path.c_str(),
                                  source != nullptr ? "-passin" : nullptr, source.get(), nullptr);
   int status = process_wait(child);
+  struct stat made;
+  if (stat(path.c_str(), &made) == 0 && made.st_size == 0) unlink(path.c_str());
   if (status == 0) return;
-  unlink(path.c_str());
   log_error("public key generation failed for tunnel '%s' (exit %d)", tunnel.name, status);
   tunnel.credentials_ok = false;
 }

@@ -122,7 +122,7 @@ def miss_everything(keys):
     use(good | {"rsa": tunnel(own), "ca": tunnel(authority)})
     check("commands are there", run() == (0, "") and included(CONF) == ["good", "rsa", "ca"])
     check("commands are missing", run(env={"PATH": "/mnt/bin"}) == (
-        0, no_key.format("rsa", 127) + "\nipsec did not run to its end\n" + no_name.format("ca") + "\n") and included(CONF) == ["good"])
+        0, no_key.format("rsa", 127) + "\n" + no_name.format("ca") + "\n") and included(CONF) == ["good"])
 
     use(good | {"rsa": tunnel(own | {"private_key": "garbage"}),
                 "locked": tunnel(own | {"private_key": keys["locked"]}),
