@@ -30,6 +30,13 @@ constexpr char data_path[] = "/var/run/runt/data.mdb";
 constexpr char lock_path[] = "/var/run/runt/lock.mdb";
 constexpr off_t reader_table_size = 8192;
 
+// What a snapshot gave for a key. Mappers ask the same question for each of many interfaces.
+struct Answer {
+  StoredKey key;  // of length 0 before the first question
+  bool found;
+  MDB_val value;
+};
+
 // A connection starts as a reader: most programs never write, and LMDB's reader opens with half the effort.
 struct Connection {
   bool open;
@@ -40,6 +47,7 @@ struct Connection {
   int batch_error;           // the first failure of a change in the batch
   Replacement *replacement;  // of the subtree that the batch removed last, not in the store yet; or null
   MDB_dbi values;
+  Answer last;  // of the snapshot
 };
 Connection store;
 
@@ -160,6 +168,7 @@ int become_writer() {
 
 // Lets the reads outside a batch see the present state.
 int renew_snapshot() {
+  store.last.key.length = 0;
   mdb_txn_reset(store.snapshot);
   int error = mdb_txn_renew(store.snapshot);
   if (error == 0) return 0;
@@ -186,15 +195,23 @@ MDB_txn *visible() {
   return store.batch != nullptr ? store.batch : store.snapshot;
 }
 
-bool find_value(const char *key, MDB_val *value) {
-  StoredKey encoded;
-  if (visible() == nullptr || !runt_encode_key(key, &encoded)) return false;
-  MDB_val stored = {encoded.length, encoded.bytes};
-  return mdb_get(visible(), store.values, &stored, value) == 0;
-}
-
 std::string_view bytes_of(const MDB_val &value) {
   return {static_cast<const char *>(value.mv_data), value.mv_size};
+}
+
+bool find_value(const char *key, MDB_val *value) {
+  MDB_txn *view = visible();
+  StoredKey encoded;
+  if (view == nullptr || !runt_encode_key(key, &encoded)) return false;
+  MDB_val stored = {encoded.length, encoded.bytes};
+  if (view == store.batch) return mdb_get(view, store.values, &stored, value) == 0;
+  Answer &last = store.last;
+  if (bytes_of(stored) != std::string_view(last.key.bytes, last.key.length)) {
+    last.found = mdb_get(view, store.values, &stored, &last.value) == 0;
+    last.key = encoded;
+  }
+  *value = last.value;
+  return last.found;
 }
 
 int put(MDB_val *key, MDB_val *value) {
@@ -259,17 +276,20 @@ bool equals(const MDB_val &value, const char *text) {
 }  // namespace
 
 bool runt_encode_key(const char *key, StoredKey *encoded) {
-  if (key == nullptr) return false;
-  bool component_empty = true;
-  size_t length = 0;
-  for (; key[length] != '\0'; length++) {
-    bool dot = key[length] == '.';
-    if (length == runt_key_limit || (dot && component_empty)) return false;
-    encoded->bytes[length] = dot ? '\0' : key[length];
-    component_empty = dot;
+  size_t length = key != nullptr ? strlen(key) : 0;
+  if (length == 0 || length > runt_key_limit) return false;
+  char *bytes = encoded->bytes;
+  char *end = bytes + length;
+  memcpy(bytes, key, length + 1);
+  for (char *component = bytes;; component++) {
+    char *dot = static_cast<char *>(memchr(component, '.', static_cast<size_t>(end - component)));
+    if (dot == component || component == end) return false;
+    if (dot == nullptr) break;
+    *dot = '\0';
+    component = dot;
   }
   encoded->length = length;
-  return !component_empty;
+  return true;
 }
 
 MDB_cursor *runt_open_cursor() {
