@@ -8,7 +8,9 @@ if(NOT TESSERA_REFERENCE_SHARED)
 endif()
 
 # Where a C long has 32 bits: inode numbers, sizes and times beyond that would make stat fail.
-add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 
 # Functions of their own sections let the linker drop what no service uses.
 add_compile_options(-ffunction-sections -fdata-sections -fstack-protector-strong -fvisibility=hidden)

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -30,7 +29,8 @@ int system_log = unknown;  // or a connected socket
 void blank_control_bytes(char *text) {
   for (char *byte = text; *byte != '\0'; byte++) {
     if (byte[0] == '\xC2' && (byte[1] & 0xE0) == 0x80) byte[0] = byte[1] = '?';
-    if (iscntrl(static_cast<unsigned char>(*byte)) != 0 && *byte != '\t') *byte = '?';
+    auto code = static_cast<unsigned char>(*byte);
+    if ((code < 0x20 && code != '\t') || code == 0x7F) *byte = '?';
   }
 }
 
@@ -94,7 +94,10 @@ void log_message(int priority, const char *format, va_list arguments) {
 }  // namespace
 
 void log_init(const char *new_identifier, int /*reserved1*/, int /*reserved2*/) {
-  if (new_identifier != nullptr) snprintf(identifier, sizeof identifier, "%s", new_identifier);
+  if (new_identifier == nullptr) return;
+  size_t length = std::min(strlen(new_identifier), sizeof identifier - 1);
+  memcpy(identifier, new_identifier, length);
+  identifier[length] = '\0';
 }
 
 void log_error(const char *format, ...) {

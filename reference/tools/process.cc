@@ -44,7 +44,10 @@ std::vector<char *> argument_vector(const char *program, va_list &arguments) {
 // A parent that ignores SIGCHLD hands that on to us, and the kernel would then throw our children's statuses away.
 void keep_child_statuses() {
   struct sigaction action;
-  if (sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) signal(SIGCHLD, SIG_DFL);
+  if (sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
+    action.sa_handler = SIG_DFL;
+    sigaction(SIGCHLD, &action, nullptr);
+  }
 }
 
 // Starts the program with standard output to `fd_out` (-1: inherited). -1 when it could not be started.

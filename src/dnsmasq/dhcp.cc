@@ -58,12 +58,12 @@ std::string_view head_of(std::string_view text, char separator) {
 }
 
 void write_text(FILE *file, std::string_view text) {
-  fwrite(text.data(), 1, text.size(), file);
+  fwrite_unlocked(text.data(), 1, text.size(), file);
 }
 
 void write_escaped(FILE *file, const char *text) {
   OwnedText escaped = dnsmasq_escape_quoted(text);
-  fputs(escaped != nullptr ? escaped.get() : text, file);
+  print(file, escaped != nullptr ? escaped.get() : text);
 }
 
 void write_relays(FILE *file, const ConfigNode *config, std::string_view address) {
@@ -78,7 +78,7 @@ void write_relays(FILE *file, const ConfigNode *config, std::string_view address
 void write_bound(FILE *file, std::string_view bound, std::string_view other, std::string_view network) {
   if (bound.find('.') == bound.npos) {
     write_text(file, other.find('.') != other.npos ? head_of(other, '.') : network);
-    putc_unlocked('.', file);
+    print(file, ".");
   }
   write_text(file, bound);
 }
@@ -89,7 +89,7 @@ void write_range(FILE *file, const char *name, const ConfigNode *server, std::st
   int32_t seconds = config_get_duration(server, "lease_time");
   fprintf(file, "dhcp-range=%s,", name);
   write_bound(file, start, end, network);
-  putc_unlocked(',', file);
+  print(file, ",");
   write_bound(file, end, start, network);
   fprintf(file, ",%ds\n", seconds < minimum_lease_seconds ? minimum_lease_seconds : seconds);
 }
@@ -98,7 +98,7 @@ void write_range(FILE *file, const char *name, const ConfigNode *server, std::st
 void write_server(FILE *file, const ConfigNode *advanced, const char *key, const char *custom_key) {
   const char *choice = config_get_string(advanced, key);
   if (equals(choice, "auto")) {
-    fputs(",0.0.0.0", file);
+    print(file, ",0.0.0.0");
   } else if (equals(choice, "custom")) {
     fprintf(file, ",%s", text_at(advanced, custom_key));
   }
@@ -136,7 +136,7 @@ void write_server_options(FILE *file, const char *name, const ConfigNode *advanc
 void write_gateway(FILE *file, const char *name, const ConfigNode *advanced) {
   fprintf(file, "dhcp-option=net:%s,%d", name, option_router);
   write_server(file, advanced, "gateway", "gateway_custom");
-  fputs(" # gateway address\n", file);
+  print(file, " # gateway address\n");
 }
 
 void write_mtu(FILE *file, const char *name, const ConfigNode *advanced) {
@@ -144,14 +144,14 @@ void write_mtu(FILE *file, const char *name, const ConfigNode *advanced) {
   if (equals(choice, "auto")) return;
   fprintf(file, "dhcp-option-force=net:%s,option:mtu", name);
   if (equals(choice, "custom")) fprintf(file, ",%d", config_get_int(advanced, "mtu_custom"));
-  fputs(" # mtu value\n", file);
+  print(file, " # mtu value\n");
 }
 
 void write_hex_value(FILE *file, const char *digits) {
-  putc_unlocked(',', file);
+  print(file, ",");
   for (size_t i = 0; digits[i] != '\0'; i++) {
-    if (i > 0 && i % 2 == 0) putc_unlocked(':', file);
-    putc_unlocked(digits[i], file);
+    if (i > 0 && i % 2 == 0) print(file, ":");
+    fwrite_unlocked(digits + i, 1, 1, file);
   }
 }
 
@@ -165,7 +165,7 @@ const WidthRow number_widths[] = {{"1byte", "b"}, {"2byte", "s"}, {"4byte", "i"}
 void write_number_value(FILE *file, int32_t value, const char *datatype) {
   fprintf(file, ",%d", value);
   for (const WidthRow *row = number_widths; row->datatype != nullptr; row++)
-    if (equals(datatype, row->datatype)) fputs(row->suffix, file);
+    if (equals(datatype, row->datatype)) print(file, row->suffix);
 }
 
 void write_option_value(FILE *file, const ConfigNode *option) {
@@ -175,9 +175,9 @@ void write_option_value(FILE *file, const ConfigNode *option) {
     OwnedText joined(sl_join(addresses.get(), ","));
     fprintf(file, ",%s", or_empty(joined.get()));
   } else if (equals(datatype, "str")) {
-    fputs(",\"", file);
+    print(file, ",\"");
     write_escaped(file, text_at(option, "value_str"));
-    putc_unlocked('"', file);
+    print(file, "\"");
   } else if (equals(datatype, "hex")) {
     write_hex_value(file, text_at(option, "value_hex"));
   } else {
@@ -194,15 +194,13 @@ void write_custom_options(FILE *file, const char *name, const ConfigNode *advanc
     write_option_value(file, option);
     const char *comment = config_get_string(option, "name");
     if (is_set(comment)) fprintf(file, " # %s", comment);
-    putc_unlocked('\n', file);
+    print(file, "\n");
   }
 }
 
-// Thousands of leases are usual: put together as one text, they reach the file in one write.
 void write_static_leases(FILE *file, const char *name, const ConfigNode *advanced) {
   const ConfigNode *leases = config_array(advanced, "static_lease");
-  TextSet used;
-  std::string text;
+  TextSet used(config_array_count(leases));
   std::string mac;
   const std::string line_end = std::string(",net:") + name + "\n";
   for (const ConfigNode *lease = config_array_first(leases); lease != nullptr; lease = config_array_next(lease)) {
@@ -219,10 +217,9 @@ void write_static_leases(FILE *file, const char *name, const ConfigNode *advance
       log_error("Duplicate static IP detected; IP address '%s' for '%s' ignored.", ip, is_set(host) ? host : id);
       continue;
     }
-    append_pieces(
-        text, {by_mac ? "dhcp-host=" : "dhcp-host=id:", id, is_set(host) ? "," : "", host, ",", ip, line_end.c_str()});
+    print(file,
+          {by_mac ? "dhcp-host=" : "dhcp-host=id:", id, is_set(host) ? "," : "", host, ",", ip, line_end.c_str()});
   }
-  write_text(file, text);
 }
 
 void write_boot_server(FILE *file, const char *name, const ConfigNode *advanced) {
@@ -247,7 +244,7 @@ void write_server_section(FILE *file, const char *name, const ConfigNode *config
   write_range(file, name, server, network);
   const char *suffix = config_get_string(advanced, "domain_suffix");
   if (is_set(suffix)) {
-    fputs("domain=", file);
+    print(file, "domain=");
     write_escaped(file, suffix);
     fprintf(file, ",%s # domain name suffix\n", text_at(config, "address"));
   }
@@ -335,7 +332,7 @@ void dnsmasq_forget_model() {
 }
 
 OwnedText dnsmasq_escape_quoted(const char *text) {
-  if (strpbrk(text, "\\\"") == nullptr) return nullptr;
+  if (text[strcspn(text, "\\\"")] == '\0') return nullptr;
   std::string escaped;
   for (; *text != '\0'; text++) {
     if (*text == '\\' || *text == '"') escaped += '\\';

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "main/mappers.h"
+#include "main/print.h"
 #include "main/text.h"
 #include "platform/config.h"
 #include "platform/network.h"
@@ -34,29 +35,27 @@ bool web_filter_enabled(const ConfigNode *root) {
 }
 
 void write_global_options(FILE *file, const ConfigNode *root) {
-  fputs(web_filter_enabled(root) ? "resolv-file=/var/run/web-filter-resolv.dnsmasq\n"
-                                 : "resolv-file=/var/run/resolv.dnsmasq\n",
-        file);
-  fputs(
-      "cache-size=150\n"
-      "domain-needed\n"
-      "bogus-priv\n"
-      "no-hosts\n"
-      "dhcp-script=/bin/dnsmasq-script.sh\n"
-      "bind-dynamic\n",
-      file);
-  fputs(config_get_bool(root, "network.advanced.dhcp_persistent_lease") ? "dhcp-leasefile=/etc/config/dhcp.leases\n"
-                                                                        : "dhcp-leasefile=/var/run/dhcp.leases\n",
-        file);
-  if (config_get_bool(root, "network.advanced.sequential_dhcp_allocation")) fputs("dhcp-sequential-ip\n", file);
+  print(file, web_filter_enabled(root) ? "resolv-file=/var/run/web-filter-resolv.dnsmasq\n"
+                                       : "resolv-file=/var/run/resolv.dnsmasq\n");
+  print(file,
+        "cache-size=150\n"
+        "domain-needed\n"
+        "bogus-priv\n"
+        "no-hosts\n"
+        "dhcp-script=/bin/dnsmasq-script.sh\n"
+        "bind-dynamic\n");
+  print(file, config_get_bool(root, "network.advanced.dhcp_persistent_lease")
+                  ? "dhcp-leasefile=/etc/config/dhcp.leases\n"
+                  : "dhcp-leasefile=/var/run/dhcp.leases\n");
+  if (config_get_bool(root, "network.advanced.sequential_dhcp_allocation")) print(file, "dhcp-sequential-ip\n");
 }
 
 void write_dns_options(FILE *file, const ConfigNode *dns) {
-  if (!config_get_bool(dns, "cache_negative_responses")) fputs("no-negcache\n", file);
-  if (config_get_bool(dns, "query_all_servers")) fputs("all-servers\n", file);
+  if (!config_get_bool(dns, "cache_negative_responses")) print(file, "no-negcache\n");
+  if (config_get_bool(dns, "query_all_servers")) print(file, "all-servers\n");
   if (config_get_bool(dns, "stop_dns_rebind")) {
-    fputs("stop-dns-rebind\n", file);
-    if (config_get_bool(dns, "rebind_localhost_ok")) fputs("rebind-localhost-ok\n", file);
+    print(file, "stop-dns-rebind\n");
+    if (config_get_bool(dns, "rebind_localhost_ok")) print(file, "rebind-localhost-ok\n");
   }
 }
 
@@ -88,12 +87,12 @@ void write_upstream_servers(FILE *file, const ConfigNode *dns) {
 void write_allowlist(FILE *file, const ConfigNode *dns) {
   const ConfigNode *allowlist = config_array(dns, "allowlist");
   size_t count = config_array_count(allowlist);
-  if (count > 0) fputs("address=/#/\n", file);
+  if (count > 0) print(file, "address=/#/\n");
   for (size_t i = 0; i < count; i++) fprintf(file, "server=/%s/#\n", or_empty(config_array_get_string(allowlist, i)));
 }
 
 void write_host_records(FILE *file, const ConfigNode *dns) {
-  fputs("host-record=localhost,127.0.0.1\n", file);
+  print(file, "host-record=localhost,127.0.0.1\n");
   for (const ConfigNode *host = config_array_first(config_array(dns, "host")); host != nullptr;
        host = config_array_next(host)) {
     fprintf(file, "host-record=%s,%s\n", text_at(host, "name"), text_at(host, "address"));
@@ -112,7 +111,7 @@ void write_interfaces(FILE *file) {
 void write_policy_route(FILE *file, FILE *sniffer, const ConfigNode *policy, int index) {
   const ConfigNode *domains = config_array(policy, "dst.domain");
   size_t count = config_array_count(domains);
-  fputs("ipset=", file);
+  print(file, "ipset=");
   for (size_t i = 0; i < count; i++) {
     const char *domain = or_empty(config_array_get_string(domains, i));
     fprintf(file, "/%s", domain);

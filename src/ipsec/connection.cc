@@ -86,7 +86,7 @@ void write_kind(const Section &section) {
   print(section.out, {"\tkeyexchange=", text_at(section.config, "ike.version"), "\n"});
   print(section.out, {"\tfragmentation=",
                       daemon_word(fragmentation_words, text_at(section.config, "ike.fragmentation"), "yes"), "\n"});
-  fputs("\tkeyingtries=1\n", section.out);
+  print(section.out, "\tkeyingtries=1\n");
   if (!equals(mode, "transport")) print(section.out, {"\tif_id=", Decimal(section.tunnel.index), "\n"});
 }
 
@@ -117,7 +117,7 @@ void write_certificates(const Section &section) {
   fprintf(section.out, "\tleftcert=\"%s.cert\"\n\tleftsendcert=always\n", section.tunnel.name);
   if (!auth_is(section, "scep") && equals(text_at(section.config, "auth.peer_verify"), "cert"))
     fprintf(section.out, "\trightcert=\"%s.peercert\"\n", section.tunnel.name);
-  fputs("\trightsendcert=always\n", section.out);
+  print(section.out, "\trightsendcert=always\n");
   if (!section.tunnel.rightca.empty()) fprintf(section.out, "\trightca=%s\n", section.tunnel.rightca.c_str());
 }
 
@@ -127,7 +127,7 @@ void write_authentication(const Section &section) {
             text_at(section.config, "xauth_client.username"));
   }
   bool shared_secret = auth_is(section, "secret") || auth_is(section, "asymmetric-secrets");
-  fputs(shared_secret ? "\tleftauth=psk\n\trightauth=psk\n" : "\tleftauth=pubkey\n\trightauth=pubkey\n", section.out);
+  print(section.out, shared_secret ? "\tleftauth=psk\n\trightauth=psk\n" : "\tleftauth=pubkey\n\trightauth=pubkey\n");
   if (auth_is(section, "rsasig"))
     fprintf(section.out, "\tleftsigkey=\"%s.pub\"\n\trightsigkey=\"%s.peerpub\"\n", section.tunnel.name,
             section.tunnel.name);
@@ -135,8 +135,8 @@ void write_authentication(const Section &section) {
 }
 
 void write_exchange(const Section &section) {
-  if (config_get_bool(section.config, "modecfg_client.enable")) fputs("\tmodeconfig=pull\n", section.out);
-  if (equals(text_at(section.config, "ike.mode"), "aggressive")) fputs("\taggressive=yes\n", section.out);
+  if (config_get_bool(section.config, "modecfg_client.enable")) print(section.out, "\tmodeconfig=pull\n");
+  if (equals(text_at(section.config, "ike.mode"), "aggressive")) print(section.out, "\taggressive=yes\n");
   print(section.out, {"\tikelifetime=", Decimal(section.lifetimes.phase1), "s\n\tlifetime=",
                       Decimal(section.lifetimes.phase2), "s\n\tmargintime=", Decimal(section.lifetimes.margin), "s\n"});
 }
@@ -202,11 +202,11 @@ Step write_subnets(Section &section) {
 // What the daemon runs when the connection comes up or goes down.
 void write_updown(const Section &section) {
   const TunnelContext &tunnel = section.tunnel;
-  fputs("\tleftupdown=\"/bin/ipsec-updown.sh", section.out);
+  print(section.out, "\tleftupdown=\"/bin/ipsec-updown.sh");
   if (!section.local_subnet.empty()) {
     if (config_get_bool(section.config, "modecfg_client.enable"))
       fprintf(section.out, " -l %s", section.local_subnet.c_str());
-    if (policy_requests_address(section)) fputs(" -r", section.out);
+    if (policy_requests_address(section)) print(section.out, " -r");
   }
   int32_t management = config_get_int(section.config, "mgmt");
   if (management != 0) fprintf(section.out, " -m %d", management);
@@ -225,9 +225,9 @@ Step write_section(Section &section) {
   if (write_proposals(section, 2, text_at(section.config, "type")) == Step::skip) return Step::skip;
   write_dead_peer_detection(section);
   if (write_subnets(section) == Step::skip) return Step::skip;
-  if (config_get_bool(section.config, "force_udp_encap")) fputs("\tforceencaps=yes\n", section.out);
+  if (config_get_bool(section.config, "force_udp_encap")) print(section.out, "\tforceencaps=yes\n");
   write_updown(section);
-  fputs("\tauto=add\n\n", section.out);
+  print(section.out, "\tauto=add\n\n");
   return Step::go_on;
 }
 
@@ -237,7 +237,7 @@ Step write_connections(FILE *out, const ConfigNode *config, const TunnelContext 
   Lifetimes lifetimes = read_lifetimes(config);
   if (tunnel_managed_by_nhrp(config_node_get_root(config), tunnel.name)) {
     log_debug("Tunnel %s is managed by NHRP, setting uniqueids", tunnel.name);
-    fputs("config setup\n\tuniqueids=never\n\n", out);
+    print(out, "config setup\n\tuniqueids=never\n\n");
   }
   const ConfigNode *policies = config_array(config, "policy");
   size_t policy_count = config_array_count(policies);

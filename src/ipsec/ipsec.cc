@@ -8,6 +8,7 @@
 #include "ipsec/staging.h"
 #include "ipsec/tunnel.h"
 #include "main/mappers.h"
+#include "main/print.h"
 #include "main/turn.h"
 
 bool fips_mode;
@@ -80,7 +81,7 @@ int32_t generate(const ConfigNode *root) {
   if (runt_init() != 0) log_error("failed to initialize runt interface");
 
   create_staging_tree();
-  fputs("config setup\n\n", conf.get());
+  print(conf.get(), "config setup\n\n");
   Run run = {model.get(), conf.get(), secrets.get()};
   bool any_complete = false;
   int32_t index = 0;

@@ -5,12 +5,12 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "main/mappers.h"
 #include "main/owned.h"
+#include "main/print.h"
 #include "platform/config.h"
 
 namespace {
@@ -31,16 +31,18 @@ void protect_streams() {
   if (poll(streams, 3, 0) < 0) _exit(1);
   for (const pollfd &stream : streams)
     if ((stream.revents & POLLNVAL) != 0 && open("/dev/null", O_RDWR) < 0) _exit(1);
-  signal(SIGPIPE, SIG_IGN);
-  signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
+  struct sigaction ignore = {};
+  ignore.sa_handler = SIG_IGN;
+  sigaction(SIGPIPE, &ignore, nullptr);
+  sigaction(SIGXFSZ, &ignore, nullptr);  // a limit on the size of files is an error like a full file system
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
   if (argc < 2) {
-    fputs("Usage: tessera <name>\n", stderr);
-    exit(1);
+    print(stderr, "Usage: tessera <name>\n");
+    return 1;
   }
   for (const MapperRow *row = mapper_table; row->name != nullptr; row++) {
     if (strcmp(row->name, argv[1]) != 0) continue;

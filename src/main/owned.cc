@@ -38,15 +38,16 @@ static bool set_mode(int fd, unsigned mode) {
   return !S_ISREG(status.st_mode) || (status.st_mode & 07777) == mode || fchmod(fd, mode) == 0;
 }
 
-// The descriptor that a stream's handle stands for.
-static int descriptor_of(void *handle) {
-  return static_cast<int>(reinterpret_cast<intptr_t>(handle));
-}
+// What a stream writes to, and what it holds back until a write is worth its system call.
+struct Output {
+  int fd;
+  char buffer[32768];
+};
 
 // All or nothing, as a stream takes anything less for a failure.
-static ssize_t write_whole(void *handle, const char *bytes, size_t length) {
+static ssize_t write_whole(void *output, const char *bytes, size_t length) {
   for (size_t done = 0; done < length;) {
-    ssize_t written = write(descriptor_of(handle), bytes + done, length - done);
+    ssize_t written = write(static_cast<Output *>(output)->fd, bytes + done, length - done);
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return 0;
     done += static_cast<size_t>(written);
@@ -54,15 +55,26 @@ static ssize_t write_whole(void *handle, const char *bytes, size_t length) {
   return static_cast<ssize_t>(length);
 }
 
-static int close_descriptor(void *handle) {
-  return close(descriptor_of(handle));
+// The last that a stream does with its buffer lies behind it then.
+static int close_descriptor(void *output) {
+  int fd = static_cast<Output *>(output)->fd;
+  free(output);
+  return close(fd);
 }
 
 // A stream that writes to the descriptor and owns it. That of fdopen asks the kernel twice what is known already.
 static FILE *open_stream(int fd) {
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): never followed
-  return fopencookie(reinterpret_cast<void *>(intptr_t{fd}), "w",
-                     {.read = nullptr, .write = write_whole, .seek = nullptr, .close = close_descriptor});
+  auto *output = static_cast<Output *>(malloc(sizeof(Output)));
+  if (output == nullptr) return nullptr;
+  output->fd = fd;
+  FILE *stream =
+      fopencookie(output, "w", {.read = nullptr, .write = write_whole, .seek = nullptr, .close = close_descriptor});
+  if (stream == nullptr) {
+    free(output);
+  } else {
+    setvbuf(stream, output->buffer, _IOFBF, sizeof output->buffer);
+  }
+  return stream;
 }
 
 OwnedStream open_output(const char *path, unsigned mode) {

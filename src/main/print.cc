@@ -34,6 +34,10 @@ void print(FILE *out, std::initializer_list<const char *> pieces) {
   gather(pieces, [out](const char *text, size_t length) { fwrite_unlocked(text, 1, length, out); });
 }
 
+void print(FILE *out, const char *text) {
+  fwrite_unlocked(text, 1, strlen(text), out);
+}
+
 void append_pieces(std::string &text, std::initializer_list<const char *> pieces) {
   gather(pieces, [&text](const char *part, size_t length) { text.append(part, length); });
 }

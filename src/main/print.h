@@ -21,6 +21,7 @@ class Decimal {
 
 // Writes the pieces one after the other; none may be null.
 void print(FILE *out, std::initializer_list<const char *> pieces);
+void print(FILE *out, const char *text);
 
 // The same at the end of a text.
 void append_pieces(std::string &text, std::initializer_list<const char *> pieces);

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "main/owned.h"
 #include "platform/config.h"
@@ -20,8 +21,8 @@ inline const char *text_at(const ConfigNode *node, const char *path) {
 
 // A copy of what stands before the first such character, or of the whole text without one.
 inline std::string text_before(const char *text, char character) {
-  text = or_empty(text);
-  return {text, strchrnul(text, character)};
+  std::string_view whole = or_empty(text);
+  return std::string(whole.substr(0, whole.find(character)));
 }
 
 #endif

@@ -10,6 +10,13 @@
 
 class TextSet {
  public:
+  // With room for that many texts; more are taken.
+  explicit TextSet(size_t expected = 0) {
+    size_t size = 16;
+    while (size * 3 < expected * 4) size *= 2;
+    slots_.resize(size);
+  }
+
   // Adds a text; false when the set holds it already.
   bool insert(std::string_view text) {
     if ((count_ + 1) * 4 > slots_.size() * 3) grow();
@@ -20,7 +27,7 @@ class TextSet {
     return true;
   }
 
-  bool contains(std::string_view text) const { return count_ > 0 && slots_[place_of(text)].data() != nullptr; }
+  bool contains(std::string_view text) const { return slots_[place_of(text)].data() != nullptr; }
 
  private:
   using Slot = std::string_view;  // one without data is free
@@ -40,7 +47,7 @@ class TextSet {
   }
 
   void grow() {
-    std::vector<Slot> old(slots_.empty() ? 16 : 2 * slots_.size());
+    std::vector<Slot> old(2 * slots_.size());
     old.swap(slots_);
     for (const Slot &slot : old)
       if (slot.data() != nullptr) slots_[place_of(slot)] = slot;

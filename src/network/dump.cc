@@ -1,7 +1,7 @@
-#include <cstdarg>
 #include <iterator>
 
 #include "main/owned.h"
+#include "main/print.h"
 #include "network/network.h"
 
 namespace {
@@ -65,39 +65,36 @@ const char *type_name(const char *const (&names)[count], uint32_t type) {
   return type < count ? names[type] : unnamed;
 }
 
-__attribute__((format(printf, 2, 3))) void dump_print_indented(int depth, const char *format, ...) {
-  for (int i = 0; i < depth; i++) fputs("| ", stdout);
-  va_list arguments;
-  va_start(arguments, format);
-  vprintf(format, arguments);
-  va_end(arguments);
+void dump_line(int depth, std::initializer_list<const char *> pieces) {
+  for (int i = 0; i < depth; i++) print(stdout, "| ");
+  print(stdout, pieces);
 }
 
 void dump_type(const NetworkNode *node, int depth) {
   uint32_t type = network_type(node);
-  dump_print_indented(depth, "type: %s\n", type_name(node_types, type));
+  dump_line(depth, {"type: ", type_name(node_types, type), "\n"});
   if (type == NETWORK_NODE_DEVICE)
-    dump_print_indented(depth, "device type: %s\n", type_name(device_types, network_device_type(node)));
+    dump_line(depth, {"device type: ", type_name(device_types, network_device_type(node)), "\n"});
   if (type == NETWORK_NODE_INTERFACE || type == NETWORK_NODE_PROTO) {
-    dump_print_indented(depth, "interface type: %s\n", type_name(interface_types, network_interface_type(node)));
-    dump_print_indented(depth, "interface name: '%s'\n", or_empty(network_interface_name(node)));
+    dump_line(depth, {"interface type: ", type_name(interface_types, network_interface_type(node)), "\n"});
+    dump_line(depth, {"interface name: '", or_empty(network_interface_name(node)), "'\n"});
   }
 }
 
 }  // namespace
 
 void dump_network_node(const NetworkNode *node, int depth) {
-  dump_print_indented(depth, separator);
-  dump_print_indented(depth, "key: '%s'\n", or_empty(network_key(node)));
-  dump_print_indented(depth, "name: '%s'\n", or_empty(network_name(node)));
+  dump_line(depth, {separator});
+  dump_line(depth, {"key: '", or_empty(network_key(node)), "'\n"});
+  dump_line(depth, {"name: '", or_empty(network_name(node)), "'\n"});
   dump_type(node, depth);
   if (const ConfigNode *config = network_config(node)) {
     OwnedText path(config_path(config));
-    dump_print_indented(depth, "config: '%s'\n", or_empty(path.get()));
+    dump_line(depth, {"config: '", or_empty(path.get()), "'\n"});
   }
   const NetworkNode *child = network_first(node);
   if (child == nullptr) return;
-  dump_print_indented(depth, "children:\n");
+  dump_line(depth, {"children:\n"});
   for (; child != nullptr; child = network_next_child(child)) dump_network_node(child, depth + 1);
-  dump_print_indented(depth + 1, separator);
+  dump_line(depth + 1, {separator});
 }

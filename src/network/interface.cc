@@ -130,9 +130,10 @@ bool lan_mode() {
 // True for the interface that the runtime store names as the one that changes between LAN and WAN use.
 bool is_hybrid_interface(const NetworkNode *node) {
   OwnedText device(runt_get_string("hybrid.device"));
-  const char *dot = strrchr(or_empty(device.get()), '.');
-  if (dot == nullptr) return false;
-  return format("ipv4_interface_%s", dot + 1) == or_empty(network_interface_name(node));
+  std::string_view path = or_empty(device.get());
+  size_t dot = path.rfind('.');
+  if (dot == path.npos) return false;
+  return format("ipv4_interface_%s", path.data() + dot + 1) == or_empty(network_interface_name(node));
 }
 
 // The kind that the interface is written as: a hybrid one works as a static LAN port or as a DHCP client.

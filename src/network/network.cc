@@ -6,6 +6,7 @@
 
 #include "main/mappers.h"
 #include "main/owned.h"
+#include "main/print.h"
 #include "main/turn.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
@@ -60,20 +61,20 @@ bool publish_device_map() {
 // Prints the name of the device that `--device PATH` asks for; returns the exit status.
 int32_t print_device_name(const ConfigNode *root, int32_t argc, char **argv) {
   if (argc != 2) {
-    fputs("error: expected single parameter for --device PATH\n", stderr);
+    print(stderr, "error: expected single parameter for --device PATH\n");
     return 1;
   }
   const ConfigNode *config = config_lookup(root, argv[1]);
   if (config == nullptr) {
-    fputs("error: config lookup failed\n", stderr);
+    print(stderr, "error: config lookup failed\n");
     return 1;
   }
   const NetworkNode *device = network_find_device(network_model, config);
   if (device == nullptr) {
-    fputs("error: network node lookup failed\n", stderr);
+    print(stderr, "error: network node lookup failed\n");
     return 1;
   }
-  printf("%s\n", or_empty(network_name(device)));
+  print(stdout, {or_empty(network_name(device)), "\n"});
   return 0;
 }
 

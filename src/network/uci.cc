@@ -80,7 +80,7 @@ void uci_write_option(FILE *out, const char *name, const char *value_format, ...
   const char *value = format_text(built, value_format, arguments);
   va_end(arguments);
   OwnedText escaped;
-  if (strpbrk(value, "\"\\\n") != nullptr) {
+  if (value[strcspn(value, "\"\\\n")] != '\0') {
     escaped.reset(escape(value, uci_escape_table));
     value = or_empty(escaped.get());
   }

@@ -200,7 +200,7 @@ void pam_write_ldap(FILE *stream, const ConfigNode *ldap, const char *service) {
 void write_ldap_client(FILE *stream, const ConfigNode *ldap) {
   const char *tls = or_empty(config_get_string(ldap, "tls"));
   const char *scheme_suffix = strcmp(tls, "on") == 0 ? "s" : "";
-  fputs("uri", stream);
+  print(stream, "uri");
   for (const ConfigNode *server = config_array_first(config_array(ldap, "server")); server != nullptr;
        server = config_array_next(server)) {
     print(stream, {" ldap", scheme_suffix, "://", or_empty(config_get_string(server, "hostname")), ":",
@@ -210,7 +210,7 @@ void write_ldap_client(FILE *stream, const ConfigNode *ldap) {
   fprintf(stream, "pam_login_attribute %s\n", or_empty(config_get_string(ldap, "login_attribute")));
   fprintf(stream, "ssl %s\n", tls);
   fprintf(stream, "tls_checkpeer %s\n", config_get_bool(ldap, "verify_server_cert") ? "yes" : "no");
-  fputs("tls_cacertfile /etc/ssl/certs/ca-certificates.crt\n", stream);
+  print(stream, "tls_cacertfile /etc/ssl/certs/ca-certificates.crt\n");
   const char *bind_dn = config_get_string(ldap, "bind_dn");
   if (is_set(bind_dn)) {
     fprintf(stream, "binddn %s\n", bind_dn);

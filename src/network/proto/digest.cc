@@ -17,7 +17,9 @@ void uci_write_config_digest(FILE *out, const ConfigNode *config) {
   // The settings hold private keys and may be longer than a command line: md5sum reads them from memory of ours, where
   // no other user sees them.
   int fd = memfd_create("settings", MFD_CLOEXEC);
-  if (fd < 0 || dprintf(fd, "%s\n", or_empty(config_dump(config))) <= 0) {
+  std::string settings = or_empty(config_dump(config));
+  settings += '\n';
+  if (fd < 0 || write(fd, settings.data(), settings.size()) != static_cast<ssize_t>(settings.size())) {
     log_error("error digesting settings: %s", strerror(errno));
   } else {
     std::string path = format("/proc/%d/fd/%d", static_cast<int>(getpid()), fd);

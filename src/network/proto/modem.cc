@@ -1,4 +1,5 @@
 // Sections of cellular interfaces, and their lists of access points.
+#include "main/print.h"
 #include "main/text.h"
 #include "network/proto/digest.h"
 #include "network/proto/proto.h"
@@ -125,7 +126,7 @@ void write_access_point(FILE *file, const ConfigNode *access_point) {
           or_empty(carrier.get()), text_at(access_point, "match_plmn"));
   int32_t context = config_get_int(access_point, "cid");
   if (context != 0) fprintf(file, " cid=%d", context);
-  fputc('\n', file);
+  print(file, "\n");
 }
 
 bool write_access_points(const char *path, const ConfigNode *modem) {
