@@ -11,16 +11,17 @@ scratch=$2
 output=$3
 shift 3
 
-build() { # NAME CMAKE_ARGUMENT...
+build() { # NAME TARGET CMAKE_ARGUMENT...
   directory=$scratch/$1
-  shift
-  { cmake -S "$source" -B "$directory" -G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel "$@" && cmake --build "$directory"; } \
-    >"$directory.log" 2>&1 || { cat "$directory.log" >&2; exit 1; }
+  target=$2
+  shift 2
+  { cmake -S "$source" -B "$directory" -G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel "$@" &&
+    cmake --build "$directory" --target "$target"; } >"$directory.log" 2>&1 || { cat "$directory.log" >&2; exit 1; }
 }
 mkdir -p "$scratch" "$output"
 scratch=$(cd "$scratch" && pwd)
-build platform -DTESSERA_REFERENCE_SHARED=ON "$@"
+build platform all -DTESSERA_REFERENCE_SHARED=ON "$@"
 cmake --install "$scratch/platform" --prefix "$scratch/sysroot/usr" >/dev/null
-build tessera -DTESSERA_PLATFORM=device -DTESSERA_SYSROOT="$scratch/sysroot" "$@"
+build tessera tessera -DTESSERA_PLATFORM=device -DTESSERA_SYSROOT="$scratch/sysroot" "$@"
 "${STRIP:-strip}" -o "$output/tessera" "$program"
 "${STRIP:-strip}" -o "$output/tessera-device" "$scratch/tessera/bin/tessera"

@@ -25,6 +25,9 @@ macro(tessera_toolchain architecture triplet processor emulator)
         "-isystem ${TESSERA_LIBRARIES}/usr/include -isystem ${TESSERA_LIBRARIES}/usr/include/${triplet}")
   endforeach()
 
+  # The kernels of routers have pages of 4 KB. Some linkers expect up to 64 KB and leave a hole of as much in the file.
+  set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-z,max-page-size=4096)
+
   set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator} -L /usr/${triplet}
       -E LD_LIBRARY_PATH=${TESSERA_LIBRARIES}/usr/lib/${triplet})
 endmacro()
