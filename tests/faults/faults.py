@@ -422,7 +422,8 @@ def together(router, service):
         file.write(rich(old=True, servers=400))
     restore(router.old)
     states = [run(service, prepare=lambda: None) for text in (rich(old=True, servers=400), router.text) if not configure(text)]
-    loops = [subprocess.Popen(['unshare', '-m', 'bash', '-c', f'{bind}for ((i = 0; i < {rounds}; i++)); do {command} || exit 1; done'])
+    loops = [subprocess.Popen(['unshare', '-m', 'bash', '-c', f'{bind}for ((i = 0; i < {rounds}; i++)); do {command} || exit 1; done'],
+                              close_fds=False)
              for bind, command in (('', f'{BIN}/tessera {service}'), ('', f'{BIN}/runt set writer.x $i'),
                                    (f'mount --bind /media/old.json {CONFIG}; ', f'{BIN}/tessera {service}'))]
     reads = 0
