@@ -106,10 +106,10 @@ void write_server(FILE *file, const ConfigNode *advanced, const char *key, const
 
 // Options that name a primary and a secondary server.
 struct ServerOptionRow {
-  const char *option;
-  const char *primary, *primary_custom;
-  const char *secondary, *secondary_custom;
-  const char *comment;
+  char option[18];  // "" ends the table
+  char primary[13], primary_custom[20];
+  char secondary[15], secondary_custom[22];
+  char comment[12];
   bool may_be_left_out;  // when both servers are "none"
 };
 
@@ -118,11 +118,11 @@ const ServerOptionRow server_options[] = {
     {"option:ntp-server", "primary_ntp", "primary_ntp_custom", "secondary_ntp", "secondary_ntp_custom", "ntp server",
      true},
     {"44", "primary_wins", "primary_wins_custom", "secondary_wins", "secondary_wins_custom", "wins server", true},
-    {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, false},
+    {"", "", "", "", "", "", false},
 };
 
 void write_server_options(FILE *file, const char *name, const ConfigNode *advanced) {
-  for (const ServerOptionRow *row = server_options; row->option != nullptr; row++) {
+  for (const ServerOptionRow *row = server_options; *row->option != '\0'; row++) {
     if (row->may_be_left_out && equals(config_get_string(advanced, row->primary), "none") &&
         equals(config_get_string(advanced, row->secondary), "none"))
       continue;
@@ -157,14 +157,14 @@ void write_hex_value(FILE *file, const char *digits) {
 
 // Suffixes that tell the daemon the width of a number.
 struct WidthRow {
-  const char *datatype;
-  const char *suffix;
+  char datatype[6];  // "" ends the table
+  char suffix[2];
 };
-const WidthRow number_widths[] = {{"1byte", "b"}, {"2byte", "s"}, {"4byte", "i"}, {nullptr, nullptr}};
+const WidthRow number_widths[] = {{"1byte", "b"}, {"2byte", "s"}, {"4byte", "i"}, {"", ""}};
 
 void write_number_value(FILE *file, int32_t value, const char *datatype) {
   fprintf(file, ",%d", value);
-  for (const WidthRow *row = number_widths; row->datatype != nullptr; row++)
+  for (const WidthRow *row = number_widths; *row->datatype != '\0'; row++)
     if (equals(datatype, row->datatype)) print(file, row->suffix);
 }
 

@@ -13,16 +13,15 @@ constexpr double margin_share = 0.25;  // of the shorter lifetime, in place of a
 
 // A configured word and what the daemon calls it.
 struct WordRow {
-  const char *word;  // null ends the table
-  const char *value;
+  char word[14];  // "" ends the table
+  char value[21];
 };
-const WordRow fragmentation_words[] = {{"always", "force"}, {"never", "no"}, {"accept", "accept"}, {nullptr, nullptr}};
-const WordRow sequence_words[] = {
-    {"round_robin", "roundrobin"}, {"weighted", "weighted_roundrobin"}, {nullptr, nullptr}};
+const WordRow fragmentation_words[] = {{"always", "force"}, {"never", "no"}, {"accept", "accept"}, {"", ""}};
+const WordRow sequence_words[] = {{"round_robin", "roundrobin"}, {"weighted", "weighted_roundrobin"}, {"", ""}};
 
 // The daemon's word; `unknown` for a word that is not in the table.
 const char *daemon_word(const WordRow *row, const char *word, const char *unknown) {
-  for (; row->word != nullptr; row++)
+  for (; *row->word != '\0'; row++)
     if (strcmp(row->word, word) == 0) return row->value;
   return unknown;
 }

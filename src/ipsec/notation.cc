@@ -6,26 +6,29 @@ namespace {
 
 // An identity kind whose value the configuration holds.
 struct IdentityRow {
-  const char *type;  // null ends the table
-  const char *key;
-  const char *prefix;
+  char type[7];  // "" ends the table
+  char key[13];
+  char prefix[7];
 };
 const IdentityRow configured_identities[] = {
-    {"raw", "id.raw_id", ""},       {"ipv4", "id.ipv4_id", "ipv4"},
-    {"ipv6", "id.ipv6_id", "ipv6"}, {"rfc822", "id.rfc822_id", "rfc822"},
-    {"fqdn", "id.fqdn_id", "fqdn"}, {"keyid", "id.keyid_id", "keyid"},
-    {nullptr, nullptr, nullptr},
+    {"raw", "id.raw_id", ""},
+    {"ipv4", "id.ipv4_id", "ipv4"},
+    {"ipv6", "id.ipv6_id", "ipv6"},
+    {"rfc822", "id.rfc822_id", "rfc822"},
+    {"fqdn", "id.fqdn_id", "fqdn"},
+    {"keyid", "id.keyid_id", "keyid"},
+    {"", "", ""},
 };
 
 // An identity kind whose value is a fact about this device.
 struct FactRow {
-  const char *type;  // null ends the table
-  const char *key;
+  char type[14];  // "" ends the table
+  char key[14];
 };
 const FactRow fact_identities[] = {
     {"mac_address", "system.mac"},
     {"serial_number", "system.serial"},
-    {nullptr, nullptr},
+    {"", ""},
 };
 
 constexpr size_t quoted_item_size = 251;  // longest list item, quotes and terminator included
@@ -69,12 +72,12 @@ void add_quoted(std::string &list, const char *item) {
 std::string ipsec_identity(const ConfigNode *owner) {
   const char *type = text_at(owner, "id.type");
   if (equals(type, "any")) return "%any";
-  for (const IdentityRow *row = configured_identities; row->type != nullptr; row++) {
+  for (const IdentityRow *row = configured_identities; *row->type != '\0'; row++) {
     if (strcmp(type, row->type) != 0) continue;
     std::string value = bare_value(text_at(owner, row->key));
     return *row->prefix == '\0' ? value : std::string(row->prefix) + ":" + value;
   }
-  for (const FactRow *row = fact_identities; row->type != nullptr; row++)
+  for (const FactRow *row = fact_identities; *row->type != '\0'; row++)
     if (strcmp(type, row->type) == 0) return fact_identity(row->key);
   return {};
 }

@@ -41,7 +41,7 @@ static bool set_mode(int fd, unsigned mode) {
 // What a stream writes to, and what it holds back until a write is worth its system call.
 struct Output {
   int fd;
-  char buffer[32768];
+  char buffer[49152];
 };
 
 // All or nothing, as a stream takes anything less for a failure.

@@ -36,7 +36,7 @@ const OptionRow pppoe_server_options[] = {
     {"service_name", "service_name", OptionKind::text},
     {"ac_name", "ac_name", OptionKind::text},
     {"auth", "auth", OptionKind::text},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 void write_pppoe_server(FILE *out, const ConfigNode *passthrough) {

@@ -109,7 +109,7 @@ void uci_write_list_entry(FILE *out, const char *name, const char *value) {
 }
 
 void uci_write_options(FILE *out, const ConfigNode *config, const OptionRow *rows) {
-  for (const OptionRow *row = rows; row->option != nullptr; row++) {
+  for (const OptionRow *row = rows; *row->option != '\0'; row++) {
     switch (row->kind) {
       case OptionKind::text:
         uci_write_option_text(out, row->option, config, row->key);

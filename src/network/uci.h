@@ -28,11 +28,12 @@ void uci_write_option_list(FILE *out, const char *name, char *const *list, const
 // One unescaped entry of a UCI list.
 void uci_write_list_entry(FILE *out, const char *name, const char *value);
 
-// What a row of an option table reads from the configuration and how it is written.
-enum class OptionKind { text, integer, boolean, seconds };
+// What a row of an option table reads from the configuration and how it is written. The texts are part of the row: the
+// pointers to them would have to be set right at every start, also of services that write no such option.
+enum class OptionKind : char { text, integer, boolean, seconds };
 struct OptionRow {
-  const char *option;  // UCI name; null ends a table
-  const char *key;     // configuration path, relative to the node that is passed
+  char option[22];  // UCI name; "" ends a table
+  char key[26];     // configuration path, relative to the node that is passed
   OptionKind kind;
 };
 

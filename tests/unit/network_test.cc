@@ -46,7 +46,7 @@ TEST_F(NetworkTest, PrimitivesWriteExactLines) {
   const OptionRow rows[] = {{"text", "t", OptionKind::text},     {"int", "i", OptionKind::integer},
                             {"bool", "b", OptionKind::boolean},  {"secs", "d", OptionKind::seconds},
                             {"none", "none", OptionKind::text},  {"zero", "none", OptionKind::integer},
-                            {"no", "none", OptionKind::boolean}, {nullptr, nullptr, OptionKind::text}};
+                            {"no", "none", OptionKind::boolean}, {"", "", OptionKind::text}};
   platform->absent_text = nullptr;
   char entry[] = "a b";
   char *list[] = {entry, entry, nullptr};

@@ -11,22 +11,22 @@ namespace {
 
 // How an attempt to connect is spaced out, and the options that say so.
 struct BackoffRow {
-  const char *path;  // null ends the table
-  const char *initial;
-  const char *limit;
-  const char *jitter;
-  const char *base;
+  char path[46];  // "" ends the table
+  char initial[22];
+  char limit[20];
+  char jitter[21];
+  char base[19];
 };
 const BackoffRow backoffs[] = {
     {"vpn.ipsec.advanced.connection_retry_timeout", "retry_timeout_initial", "retry_timeout_limit",
      "retry_timeout_jitter", "retry_timeout_base"},
     {"vpn.ipsec.advanced.connection_try_interval", "try_interval_initial", "try_interval_limit", "try_interval_jitter",
      "try_interval_base"},
-    {nullptr, nullptr, nullptr, nullptr, nullptr},
+    {"", "", "", "", ""},
 };
 
 void write_backoffs(FILE *out, const ConfigNode *root) {
-  for (const BackoffRow *row = backoffs; row->path != nullptr; row++) {
+  for (const BackoffRow *row = backoffs; *row->path != '\0'; row++) {
     const ConfigNode *settings = config_lookup(root, row->path);
     uci_write_option_int(out, row->initial, config_get_duration(settings, "duration"));
     uci_write_option_int(out, row->limit, config_get_duration(settings, "limit"));

@@ -20,42 +20,42 @@ const OptionRow modem_rows[] = {
     {"operator_technology", "operator_technology", OptionKind::text},
     {"apn_push_timeout", "apn_push_timeout", OptionKind::integer},
     {"skip_cached_apns", "skip_cached_apns", OptionKind::boolean},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 const OptionRow ipv4_rows[] = {
     {"metric4", "ipv4.metric", OptionKind::integer},
     {"mtu4", "ipv4.mtu", OptionKind::integer},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 const OptionRow ipv6_rows[] = {
     {"metric6", "ipv6.metric", OptionKind::integer},
     {"mtu6", "ipv6.mtu", OptionKind::integer},
     {"ip6_method", "ipv6.modem_type", OptionKind::text},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 const OptionRow failover_rows[] = {
     {"sim_failover_retries", "sim_failover_retries", OptionKind::integer},
     {"sim_failover_alt", "sim_failover_alt", OptionKind::text},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 // The modem manager's numbers of the standard slice types.
 struct SliceRow {
-  const char *type;
-  const char *code;
+  char type[6];  // "" ends the table
+  char code[3];
 };
-const SliceRow slice_table[] = {{"EMBB", "01"}, {"URLLC", "02"}, {"MIOT", "03"}, {nullptr, nullptr}};
+const SliceRow slice_table[] = {{"EMBB", "01"}, {"URLLC", "02"}, {"MIOT", "03"}, {"", ""}};
 
 // The modem manager's codes of the access-point lists to try; the last row stands for any other selection.
 struct SelectionRow {
-  const char *selection;
+  char selection[20];
   int32_t code;
 };
 const SelectionRow selection_table[] = {
-    {"corvo_list_only", 4}, {"built_in_list_only", 1}, {"apn_list_only", 2}, {nullptr, 3}};
+    {"corvo_list_only", 4}, {"built_in_list_only", 1}, {"apn_list_only", 2}, {"", 3}};
 
 bool has_runtime_index(const char *key) {
   OwnedText index(runt_get_string_pathf("mm.map.interface_idx.%s", key));
@@ -94,8 +94,8 @@ bool ends_try_when_up(const ConfigNode *interface) {
 void write_slice(FILE *out, const ConfigNode *modem) {
   const char *type = text_at(modem, "sst");
   const SliceRow *row = slice_table;
-  while (row->type != nullptr && !equals(type, row->type)) row++;
-  std::string code = or_empty(row->code);
+  while (*row->type != '\0' && !equals(type, row->type)) row++;
+  std::string code = row->code;
   if (equals(type, "custom"))
     code = format("%02x", static_cast<unsigned>(config_get_int(modem, "custom_sst"))).substr(0, 2);
   uci_write_option(out, "sst", "%s", code.c_str());
@@ -148,7 +148,7 @@ void write_service_providers(FILE *out, const char *key, const ConfigNode *modem
   uci_write_md5sum(out, "service_providers_md5sum", output.get());
   const char *selection = text_at(modem, "apn_selection");
   const SelectionRow *row = selection_table;
-  while (row->selection != nullptr && !equals(selection, row->selection)) row++;
+  while (*row->selection != '\0' && !equals(selection, row->selection)) row++;
   uci_write_option_int(out, "service_providers_override", row->code);
 }
 

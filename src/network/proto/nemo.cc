@@ -12,7 +12,7 @@ const OptionRow mobility_rows[] = {
     {"lifetime", "lifetime", OptionKind::integer},
     {"metric", "metric", OptionKind::integer},
     {"mtu_discovery", "mtu_discovery", OptionKind::boolean},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 void write_care_of_address(FILE *out, const ConfigNode *config) {

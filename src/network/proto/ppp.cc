@@ -11,7 +11,7 @@ const OptionRow account_rows[] = {
     {"custom_enable", "custom.enable", OptionKind::boolean},
     {"custom_override", "custom.override", OptionKind::boolean},
     {"custom_config_file", "custom.config_file", OptionKind::text},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 const OptionRow pppoe_rows[] = {
@@ -27,13 +27,13 @@ const OptionRow pppoe_rows[] = {
     {"custom_enable", "pppoe.custom.enable", OptionKind::boolean},
     {"custom_override", "pppoe.custom.override", OptionKind::boolean},
     {"custom_config_file", "pppoe.custom.config_file", OptionKind::text},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 const OptionRow concentrator_rows[] = {
     {"lns", "lns", OptionKind::text},
     {"port", "port", OptionKind::integer},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 const OptionRow server_rows[] = {
@@ -42,14 +42,14 @@ const OptionRow server_rows[] = {
     {"remote_ip", "remote_address", OptionKind::text},
     {"auth", "auth", OptionKind::text},
     {"default_route", "default_route", OptionKind::boolean},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 const OptionRow port_rows[] = {
     {"baudrate", "baudrate", OptionKind::text},
     {"flow", "flow", OptionKind::text},
     {"idle_timeout", "idle_timeout", OptionKind::seconds},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 const OptionRow dialin_rows[] = {
@@ -65,7 +65,7 @@ const OptionRow dialin_rows[] = {
     {"custom_config_file", "custom.config_file", OptionKind::text},
     {"connect_enable", "connect.enable", OptionKind::boolean},
     {"connect_script", "connect.script", OptionKind::text},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 }  // namespace

@@ -12,7 +12,7 @@ const OptionRow l2tpeth_tunnel_rows[] = {
     {"udp_source_port", "udp_source_port", OptionKind::integer},
     {"udp_destination_port", "udp_destination_port", OptionKind::integer},
     {"udp_checksum", "udp_checksum", OptionKind::boolean},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 const OptionRow l2tpeth_session_rows[] = {
@@ -22,7 +22,7 @@ const OptionRow l2tpeth_session_rows[] = {
     {"peer_cookie", "peer_cookie", OptionKind::text},
     {"l2spec_type", "l2spec_type", OptionKind::text},
     {"seq", "seq", OptionKind::text},
-    {nullptr, nullptr, OptionKind::text},
+    {"", "", OptionKind::text},
 };
 
 // The runtime text `item` of the interface that the tunnel's `local` names; null when there is none.
