@@ -152,6 +152,8 @@ bool is_uci_line(std::string_view line) {
   if (!take(line, "\toption ") && !take(line, "\tlist ")) return false;
   size_t name = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_");
   if (name == line.npos || line[name] != ' ') return false;
+  // One value is written as it stands: a quote in it stays within its line, and a check tells of it.
+  if (line.substr(0, name) == "ip6addr") return line.size() > name + 2 && line[name + 1] == '"' && line.back() == '"';
   line.remove_prefix(name + 1);
   if (is_quoted(line)) return true;
   take(line, "-");
