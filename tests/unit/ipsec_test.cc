@@ -30,29 +30,6 @@ void set_all(const std::string &prefix, const std::string &settings) {
     if (char *value = strchr(*setting, '=')) set((prefix + std::string(*setting, value)).c_str(), value + 1);
 }
 
-TEST_F(IpsecTest, IdentitiesCarryTheirKindAndLoseTheirBrackets) {
-  // Type, value, identity.
-  for (const char *row : {"any|ignored|%any", "raw|C=CH, CN=x|C=CH, CN=x", "raw|@[xy|x", "raw|@[x|", "raw||",
-                          "raw|x@[y]|x@[y]", "fqdn|@[abc]|fqdn:abc", "fqdn|@[|fqdn:", "fqdn|@abc|fqdn:@abc",
-                          "ipv4|%s|ipv4:%s", "ipv6||ipv6:", "FQDN|x|", "|x|"}) {
-    OwnedList cells(sl_split(row, '|'));
-    fake::reset();
-    set("owner.id.type", cells.get()[0]);
-    set((std::string("owner.id.") + cells.get()[0] + "_id").c_str(), cells.get()[1]);
-    EXPECT_EQ(ipsec_identity(config_object(&platform->tree, "owner")), cells.get()[2]) << row;
-  }
-  EXPECT_EQ(ipsec_identity(nullptr), "");
-  for (auto [type, fact] : {std::pair("mac_address", "system.mac"), {"serial_number", "system.serial"}}) {
-    set("owner.id.type", type);
-    testing::internal::CaptureStderr();
-    platform->facts[fact] = "";
-    EXPECT_EQ(ipsec_identity(config_object(&platform->tree, "owner")), "");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string("tessera: Unable to determine ") + fact + "\n");
-    platform->facts[fact] = "@[00]";
-    EXPECT_EQ(ipsec_identity(config_object(&platform->tree, "owner")), "keyid:@[00]");
-  }
-}
-
 TEST_F(IpsecTest, HostsAndIdentitiesOfPeers) {
   const std::string name(300, 'x');
   const std::string cut_list = "\"" + name.substr(0, 249) + ";\"b;c\"";
