@@ -80,7 +80,7 @@ void dump_node(std::string &out, const Document &document, const ConfigNode *nod
       out += node->value.boolean ? "true" : "false";
       break;
     case Kind::integer:
-      out += std::to_string(node->value.integer);
+      out += std::to_string(int64_t{node->value.integer});
       break;
     case Kind::number:
       dump_number(out, node->value.number);

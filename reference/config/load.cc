@@ -124,7 +124,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     std::string path;
     for (const Frame *at = frames + 1; at <= current; at++) {
       if (at->array) {
-        if (at->counted > 0) append_component(path, std::to_string(at->counted - 1));
+        if (at->counted > 0) append_component(path, std::to_string(int64_t{at->counted} - 1));
       } else if (at->name != 0) {
         append_component(path, printable(text + at->name));
       }

@@ -311,7 +311,7 @@ const char *config_key(const ConfigNode *node) {
     const ConfigNode *at = line[--depth];
     if (!path.empty()) path += '.';
     if (is_array(config_node_parent(at))) {
-      path += std::to_string(at->index);
+      path += std::to_string(int64_t{at->index});
     } else {
       path += config_key(at);
     }

@@ -138,7 +138,7 @@ bool set(const char *text) {
 }
 
 std::string_view decimal(char (&buffer)[12], int32_t number) {
-  return {buffer, std::to_chars(buffer, buffer + sizeof buffer, number).ptr};
+  return {buffer, std::to_chars(buffer, buffer + sizeof buffer, int64_t{number}).ptr};
 }
 
 // Step 1: places.

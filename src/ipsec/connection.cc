@@ -74,7 +74,7 @@ std::string weight_list(const ConfigNode *config, const TunnelContext &tunnel) {
     if (peer_is_skipped(peer, count, tunnel.skip_host.get(), tunnel.is_ipv6)) continue;
     const ConfigNode *weight = config_object_get(peer, "weight");
     if (!list.empty()) list += ',';
-    list += std::to_string(weight != nullptr ? config_int_get(weight) : 1);
+    list += Decimal(weight != nullptr ? config_int_get(weight) : 1);
   }
   return list;
 }

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "main/print.h"
+
 namespace {
 
 // An identity kind whose value the configuration holds.
@@ -154,7 +156,7 @@ std::string ipsec_traffic_selector(const ConfigNode *selector) {
   if (protocol == "any") {
     protocol = "%any";
   } else if (protocol == "other") {
-    protocol = std::to_string(config_get_int(selector, "protocol_other"));
+    protocol = Decimal(config_get_int(selector, "protocol_other"));
   }
   const char *port = text_at(selector, "port");
   return "[" + protocol + "/" + (equals(port, "any") ? "%any" : port) + "]";
