@@ -8,6 +8,7 @@
 
 #include "fake_platform.h"
 #include "main/mappers.h"
+#include "main/text_set.h"
 #include "network/uci.h"
 #include "private_mounts.h"
 
@@ -255,6 +256,14 @@ TEST_F(NetworkTest, DeviceMapIsPublishedWhateverElseFails) {
   set("network.advanced.ula_prefix", "fd00::/48");
   EXPECT_EQ(run_mapper({}), 0);
   EXPECT_EQ(installed(), "\nconfig globals globals\n\toption ula_prefix \"fd00::/48\"\n");
+}
+
+TEST(TextSet, TakesMoreThanItHasRoomFor) {
+  std::vector<std::string> texts;
+  for (int i = 0; i < 1000; i++) texts.push_back(std::to_string(i));
+  TextSet set;
+  for (const std::string &text : texts) EXPECT_TRUE(!set.contains(text) && set.insert(text)) << text;
+  for (const std::string &text : texts) EXPECT_TRUE(set.contains(text) && !set.insert(text)) << text;
 }
 
 }  // namespace
