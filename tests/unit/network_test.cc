@@ -259,8 +259,8 @@ TEST_F(NetworkTest, DeviceMapIsPublishedWhateverElseFails) {
 }
 
 TEST(TextSet, TakesMoreThanItHasRoomFor) {
-  std::vector<std::string> texts;
-  for (int i = 0; i < 1000; i++) texts.push_back(std::to_string(i));
+  std::vector<std::string> texts(1000);
+  for (size_t i = 0; i < texts.size(); i++) texts[i] = std::to_string(i);
   TextSet set;
   for (const std::string &text : texts) EXPECT_TRUE(!set.contains(text) && set.insert(text)) << text;
   for (const std::string &text : texts) EXPECT_TRUE(set.contains(text) && !set.insert(text)) << text;
