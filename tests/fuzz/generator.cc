@@ -90,11 +90,13 @@ bool is_line_character(char c) {
 }
 
 // Every character that may be more than itself somewhere becomes "Q" and two digits, and so does "Q".
+// What stands in texts of several lines decides only what `network` makes of them: no other file of lines holds them.
 std::string tame(std::string_view text) {
   static constexpr char digits[] = "0123456789abcdef";
   std::string harmless;
   for (char c : text) {
-    bool kept = is_letter_or_digit(c) || is_line_character(c) || strchr(" ./:-_,@[]+#;\"", c) != nullptr;
+    bool kept =
+        is_letter_or_digit(c) || (lines_decide && is_line_character(c)) || strchr(" ./:-_,@[]+#;\"", c) != nullptr;
     if (kept && c != 'Q') {
       harmless += c;
     } else {
@@ -167,11 +169,10 @@ struct Walk {
     return name.empty() ? "x" : name;
   }
 
-  void add_text(const SchemaRow &row, const char *parent) {
+  void add_text(const SchemaRow &row) {
     std::string value = text((row.flags & row_many_lines) != 0);
     if (!value.empty() && contains(secret_names, schema_name(row))) value = std::string(secret_mark) + value;
-    // By design the address beside others of an interface goes into its file as it is.
-    quote(out.hostile, strcmp(parent, "static") == 0 ? tame(value) : value);
+    quote(out.hostile, value);
     quote(out.tame, tame(value));
   }
 
@@ -210,15 +211,15 @@ struct Walk {
       put(used.empty() ? "" : ",");
       used.push_back(key);
       if (!array) put('"' + key + "\":");
-      add(*below, schema_name(row));
+      add(*below);
     }
     put(array ? "]" : "}");
   }
 
-  void add(const SchemaRow &row, const char *parent) {
+  void add(const SchemaRow &row) {
     switch (row.kind) {
       case Kind::text:
-        return add_text(row, parent);
+        return add_text(row);
       case Kind::reference:
         return add_reference();
       case Kind::boolean:
@@ -249,7 +250,7 @@ Case generate(const uint8_t *bytes, size_t size) {
   Case made{.options = static_cast<unsigned>(walk.choose(256)), .document = {}, .facts = {}};
   size_t facts = walk.choose(64);
   for (size_t i = 0; i < facts && walk.left > 0; i++) made.facts.push_back(walk.fact());
-  walk.add(schema_row(schema_root), "");
+  walk.add(schema_row(schema_root));
   made.document = std::move(walk.out);
   return made;
 }

@@ -15,6 +15,7 @@
 
 std::string_view document_text;
 std::string_view secret_mark;
+bool lines_decide;
 ProgramOutcome program_outcome = {true, ""};
 
 // Much of the time would go into stack traces of allocations and into keeping what is freed.

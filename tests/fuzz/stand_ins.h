@@ -11,6 +11,7 @@ extern std::string_view document_text;
 
 // Stands before the text of every secret that a generated document holds; empty when documents are not generated.
 extern std::string_view secret_mark;
+extern bool lines_decide;  // whether the lines of a text change what a mapper writes for it
 
 // How programs that a mapper runs end.
 struct ProgramOutcome {
