@@ -27,6 +27,7 @@ test: setup-test
 
 lint: setup-test
 	$(CONFIGURE) ci
+	$(BUILD) ci
 	ctest --preset ci -L lint
 
 format: setup-test

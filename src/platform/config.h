@@ -78,7 +78,8 @@ const ConfigNode *config_lookup(const ConfigNode *node, const char *path);
 const ConfigNode *config_node_get_root(const ConfigNode *node);
 const ConfigNode *config_node_parent(const ConfigNode *node);
 
-// A number that no other node of the tree has, the same at every load of the same document; 0 for null.
+// A number that no other node of the tree has, the same at every load of the same document, and with as many digits as
+// all others, as files are named after an entry with such a number behind it; 0 for null.
 size_t config_node_id(const ConfigNode *node);
 
 // The borrowed name of the node within its object; "" for the root and for the elements of an array, null for a null

@@ -1,6 +1,6 @@
 #!/bin/sh
-# The platform's libraries keep every promise, every operation of the headers is asked for at least one and named in the manual, and the
-# program needs a device that holds its configuration.
+# The platform's libraries keep every promise, every operation of the headers is asked for at least once and named in
+# the manual, and the program needs a device that holds its configuration.
 #
 #   conformance.sh CONFORMANCE CONFIGURATION [MANUAL OPERATION...]
 set -eu

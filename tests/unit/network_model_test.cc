@@ -121,6 +121,7 @@ TEST(NetworkModel, SearchesWithinAScope) {
 
 TEST(NetworkModel, AnswersForNothing) {
   const std::unique_ptr<NetworkModel, decltype(&network_free)> empty(network_load(nullptr), network_free);
+  ASSERT_NE(empty, nullptr);
   for (const NetworkNode *node :
        {static_cast<const NetworkNode *>(nullptr), static_cast<const NetworkNode *>(empty.get())}) {
     for (const NetworkNode *found :

@@ -107,6 +107,8 @@ static void check_nodes(const ConfigNode *root) {
         config_node_parent(route) == config_array(root, "network.route.static") && config_node_parent(root) == nullptr);
   size_t id = config_node_id(route);
   check("config_node_id", "differs between nodes", id != 0 && id != config_node_id(config_node_parent(route)));
+  check("config_node_id", "has as many digits as any other",
+        std::to_string(id).size() == std::to_string(config_node_id(root)).size());
   check("config_node_id", "gives 0 for null", config_node_id(nullptr) == 0);
   OwnedTree again(config_load());
   check("config_node_id", "is the same in every load",
