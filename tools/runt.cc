@@ -1,17 +1,21 @@
 // The program runt: reads and edits the runtime store by hand and in scripts.
 #include "platform/runt.h"
 
+#include <fcntl.h>
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -20,6 +24,7 @@
 #include "config/characters.h"
 #include "platform/tools.h"
 #include "runt/store.h"
+#include "tools/memory.h"
 
 namespace {
 
@@ -311,9 +316,19 @@ int run(const Command &command, char **arguments) {
   return failed;
 }
 
+// Whoever starts the program may have closed its standard streams: no file of the store may get such a number, or a
+// message would be written into it.
+void protect_streams() {
+  for (int fd = 0; fd <= 2; fd++)
+    if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) _exit(failed);
+  signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
+  std::set_new_handler(end_without_memory);
+  protect_streams();
   if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
     fputs(usage, stdout);
     return done;

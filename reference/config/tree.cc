@@ -290,7 +290,8 @@ const ConfigNode *config_node_parent(const ConfigNode *node) {
 }
 
 // All have ten digits: files are named after an entry with a number behind it, and with numbers of any length the first
-// of "site12" could be the second of "site1".
+// of "site12" could be the second of "site1". Only a name that itself ends in such a number can still be taken for
+// both.
 size_t config_node_id(const ConfigNode *node) {
   constexpr size_t first = 1'000'000'000;
   return node != nullptr ? first + cell_number(node) : 0;

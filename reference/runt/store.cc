@@ -118,6 +118,19 @@ int reserve_reader_table() {
   return error;
 }
 
+// Nor does LMDB take back the first pages of a new file when there was no room for all of them, and such a file is no
+// store for ever after. Their room is taken while the file is still empty.
+int reserve_first_pages() {
+  int fd = open(data_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) return errno == EROFS ? 0 : errno;
+  struct stat file;
+  int error = fstat(fd, &file) != 0 ? errno : 0;
+  if (error == 0 && file.st_size == 0 && fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, 2 * sysconf(_SC_PAGESIZE)) != 0)
+    error = errno == EOPNOTSUPP ? 0 : errno;
+  close(fd);
+  return error;
+}
+
 // The table that goes with existing data may have been removed or cut.
 int settle_reader_table() {
   struct stat file;
@@ -127,7 +140,8 @@ int settle_reader_table() {
 
 // Opens the store's files and takes a snapshot. Nothing stays open after a failure.
 int open_environment(unsigned access) {
-  int error = mdb_env_create(&store.env);
+  int error = access != MDB_RDONLY ? reserve_first_pages() : 0;
+  if (error == 0) error = mdb_env_create(&store.env);
   if (error != 0) return error;
   // Nothing outlives a boot, so nothing is flushed; a program that is killed leaves the last whole batch all the same.
   constexpr unsigned flags = MDB_NOTLS | MDB_NOSYNC;

@@ -1,4 +1,5 @@
 // The log: one line per message on standard error, and the system log.
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -11,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "platform/tools.h"
 #include "tools/memory.h"
@@ -55,18 +57,36 @@ void tell_system_log(int priority, const char *message) {
   free(line);
 }
 
+// Standard error. A terminal says that it has room when it has not enough for a line, so it is opened once more, to
+// take what it can and no more: the way it was opened is shared with other programs and has to stay.
+int standard_error() {
+  static int fd = -1;
+  if (fd < 0 && isatty(STDERR_FILENO) == 1) fd = open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) fd = STDERR_FILENO;
+  return fd;
+}
+
 // A reader that has stopped reading is waited for once, then it counts as gone: it holds up no boot for ever either. A
 // pipe that has room at all has it for PIPE_BUF bytes; a line within them is one write, so that the lines of services
 // that run side by side do not mix.
 void tell_standard_error(const char *line) {
   constexpr int patience = 10'000;  // milliseconds
+  constexpr timespec pause = {0, 10'000'000};
   static bool gone = false;
+  int64_t deadline = moment_after(patience);
   for (size_t left = strlen(line); left > 0 && !gone;) {
-    size_t length = std::min<size_t>(left, PIPE_BUF);
-    gone = !wait_ready(STDERR_FILENO, POLLOUT, moment_after(patience));
-    if (gone || !write_all(STDERR_FILENO, line, length)) return;
-    line += length;
-    left -= length;
+    gone = !wait_ready(standard_error(), POLLOUT, deadline);
+    if (gone) return;
+    ssize_t written = write(standard_error(), line, std::min<size_t>(left, PIPE_BUF));
+    if (written >= 0) {
+      line += written;
+      left -= static_cast<size_t>(written);
+    } else if (errno == EAGAIN) {
+      gone = moment_after(0) >= deadline;
+      nanosleep(&pause, nullptr);
+    } else if (errno != EINTR) {
+      return;
+    }
   }
 }
 

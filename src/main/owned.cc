@@ -1,6 +1,7 @@
 #include "main/owned.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,7 +11,8 @@
 
 void end_without_memory() {
   static const char message[] = "tessera: out of memory\n";
-  ssize_t written = write(STDERR_FILENO, message, sizeof message - 1);
+  pollfd stream = {STDERR_FILENO, POLLOUT, 0};
+  ssize_t written = poll(&stream, 1, 1000) == 1 ? write(STDERR_FILENO, message, sizeof message - 1) : 0;
   static_cast<void>(written);  // nothing else is left to tell it to
   _exit(1);
 }

@@ -332,6 +332,23 @@ def fill_log():
     os.dup2(writer, 2)
 
 
+def fill_terminal():
+    """A terminal that nobody reads any more: it says that it has room, for less than a line."""
+    ends, room = None, 0
+    for least in (0, 1):
+        ends = os.openpty()
+        os.set_blocking(ends[1], False)
+        try:
+            while least == 0 or room > 1:
+                os.write(ends[1], b'x')
+                room += 1 - 2 * least
+        except BlockingIOError:
+            pass
+    os.set_blocking(ends[1], True)
+    os.set_inheritable(ends[0], True)
+    os.dup2(ends[1], 2)
+
+
 # A duplicate lease makes the DNS mapper log, a tunnel without an interface the IPsec mapper; four children of the network's.
 LEASE = '{"type": "mac", "mac": "00:11:22:33:44:55", "ip": "10.0.0.9"}'
 LOGGING = '''{"network": {"device": {"eth1": {"type": "ethernet"}}, "interface": {"lan": {"type": "ethernet", "enable": true,
@@ -358,6 +375,7 @@ WAITS = [
     Row('children hang', each('network', 'reported'), program('md5sum', 'echo $$ >/media/child; sleep 1000'),
         whole='', text=LOGGING),
     Row('the log is not read', each('dnsmasq ipsec', 'same'), None, fill_log, text=LOGGING),
+    Row('the terminal is not read', each('dnsmasq', 'same'), None, fill_terminal, text=LOGGING),
 ]
 ROWS = [
     Row('no room left', {**ANY, 'pam': 'silent'}, room(0), whole='exact pam'),

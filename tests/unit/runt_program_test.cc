@@ -77,4 +77,16 @@ TEST(RuntProgram, RefusesBadInputWhole) {
   EXPECT_EQ(shell("$R dump"), "{\n  \"old\": \"1\"\n}\n0");
 }
 
+TEST(RuntProgram, KeepsTheStoreWhole) {
+  // However little room there is when the store is made, it can be made once there is some.
+  const char make[] =
+      "rm -rf /var/run/runt; mkdir /var/run/small && for pages in 0 1 2 3 4 5; do\n"
+      "mount -t tmpfs -o size=64k none /var/run/small && mkdir /var/run/small/runt && ln -s small/runt /var/run/runt\n"
+      "cat /dev/zero >/var/run/small/fill; truncate -s -$((pages * 4096)) /var/run/small/fill; $R set k v\n"
+      "rm /var/run/small/fill; $R set k $pages && $R get k; umount /var/run/small; rm /var/run/runt; done 2>/dev/null";
+  EXPECT_EQ(shell(make), "0\n1\n2\n3\n4\n5\n0");
+  // A message never lands in a file that got the number of a closed stream.
+  EXPECT_EQ(shell("$R set k v; $R get '' >&- 2>&-; grep -l runt: /var/run/runt/*; $R get k"), "v\n0");
+}
+
 }  // namespace
