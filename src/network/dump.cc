@@ -1,7 +1,7 @@
+#include <cstdarg>
 #include <iterator>
 
 #include "main/owned.h"
-#include "main/print.h"
 #include "network/network.h"
 
 namespace {
@@ -10,13 +10,13 @@ const char separator[] = "----------\n";
 const char unnamed[] = "???";
 
 // Indexed by value.
-const char node_types[][25] = {
+const char *const node_types[] = {
     "NETWORK_NODE_ROOT",       "NETWORK_NODE_NAMESPACE", "NETWORK_NODE_DEVICE",
     "NETWORK_NODE_INTERFACE",  "NETWORK_NODE_PROTO",     "NETWORK_NODE_BRIDGE_PORT",
     "NETWORK_NODE_BOND_SLAVE", "NETWORK_NODE_RADIO",     "NETWORK_NODE_MODEM",
 };
 static_assert(std::size(node_types) == NETWORK_NODE_MODEM + 1);
-const char interface_types[][36] = {
+const char *const interface_types[] = {
     "NETWORK_INTERFACE_ETHERNET",
     "NETWORK_INTERFACE_STATIC",
     "NETWORK_INTERFACE_HYBRID",
@@ -33,14 +33,14 @@ const char interface_types[][36] = {
     "NETWORK_INTERFACE_PASSTHROUGH4",
     "NETWORK_INTERFACE_PASSTHROUGH6",
     "NETWORK_INTERFACE_HOTSPOT",
-    "???",
+    unnamed,
     "NETWORK_INTERFACE_PPPOL2TP",
-    "???",
+    unnamed,
     "NETWORK_INTERFACE_PPP_DIALIN",
     "NETWORK_INTERFACE_WISUN",
 };
 static_assert(std::size(interface_types) == NETWORK_INTERFACE_WISUN + 1);
-const char device_types[][25] = {
+const char *const device_types[] = {
     "NETWORK_DEVICE_LOOPBACK",
     "NETWORK_DEVICE_ETHERNET",
     "NETWORK_DEVICE_VNET",
@@ -53,48 +53,51 @@ const char device_types[][25] = {
     "NETWORK_DEVICE_IPTUNNEL",
     "NETWORK_DEVICE_VRRP",
     "NETWORK_DEVICE_L2TPETH",
-    "???",
+    unnamed,
     "NETWORK_DEVICE_MACSEC",
     "NETWORK_DEVICE_WIREGUARD",
     "NETWORK_DEVICE_WISUN",
 };
 static_assert(std::size(device_types) == NETWORK_DEVICE_WISUN + 1);
 
-template <size_t count, size_t size>
-const char *type_name(const char (&names)[count][size], uint32_t type) {
+template <size_t count>
+const char *type_name(const char *const (&names)[count], uint32_t type) {
   return type < count ? names[type] : unnamed;
 }
 
-void dump_line(int depth, std::initializer_list<const char *> pieces) {
-  for (int i = 0; i < depth; i++) print(stdout, "| ");
-  print(stdout, pieces);
+__attribute__((format(printf, 2, 3))) void dump_print_indented(int depth, const char *format, ...) {
+  for (int i = 0; i < depth; i++) fputs("| ", stdout);
+  va_list arguments;
+  va_start(arguments, format);
+  vprintf(format, arguments);
+  va_end(arguments);
 }
 
 void dump_type(const NetworkNode *node, int depth) {
   uint32_t type = network_type(node);
-  dump_line(depth, {"type: ", type_name(node_types, type), "\n"});
+  dump_print_indented(depth, "type: %s\n", type_name(node_types, type));
   if (type == NETWORK_NODE_DEVICE)
-    dump_line(depth, {"device type: ", type_name(device_types, network_device_type(node)), "\n"});
+    dump_print_indented(depth, "device type: %s\n", type_name(device_types, network_device_type(node)));
   if (type == NETWORK_NODE_INTERFACE || type == NETWORK_NODE_PROTO) {
-    dump_line(depth, {"interface type: ", type_name(interface_types, network_interface_type(node)), "\n"});
-    dump_line(depth, {"interface name: '", or_empty(network_interface_name(node)), "'\n"});
+    dump_print_indented(depth, "interface type: %s\n", type_name(interface_types, network_interface_type(node)));
+    dump_print_indented(depth, "interface name: '%s'\n", or_empty(network_interface_name(node)));
   }
 }
 
 }  // namespace
 
 void dump_network_node(const NetworkNode *node, int depth) {
-  dump_line(depth, {separator});
-  dump_line(depth, {"key: '", or_empty(network_key(node)), "'\n"});
-  dump_line(depth, {"name: '", or_empty(network_name(node)), "'\n"});
+  dump_print_indented(depth, separator);
+  dump_print_indented(depth, "key: '%s'\n", or_empty(network_key(node)));
+  dump_print_indented(depth, "name: '%s'\n", or_empty(network_name(node)));
   dump_type(node, depth);
   if (const ConfigNode *config = network_config(node)) {
     OwnedText path(config_path(config));
-    dump_line(depth, {"config: '", or_empty(path.get()), "'\n"});
+    dump_print_indented(depth, "config: '%s'\n", or_empty(path.get()));
   }
   const NetworkNode *child = network_first(node);
   if (child == nullptr) return;
-  dump_line(depth, {"children:\n"});
+  dump_print_indented(depth, "children:\n");
   for (; child != nullptr; child = network_next_child(child)) dump_network_node(child, depth + 1);
-  dump_line(depth + 1, {separator});
+  dump_print_indented(depth + 1, separator);
 }
