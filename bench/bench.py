@@ -384,6 +384,7 @@ def main():
     options = parser.parse_args()
     options.bin, options.programs = os.path.abspath(options.bin), os.path.abspath(options.programs)
     enter_namespaces()
+    os.environ.clear()  # as at boot: the dynamic loader looks at every variable that there is
     os.environ.update(LC_ALL='C', PATH='/usr/sbin:/usr/bin:/sbin:/bin')
     make_router()
 

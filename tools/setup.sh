@@ -4,7 +4,7 @@
 set -eu
 
 build_packages='
-  g++ cmake ninja-build
+  g++ cmake ninja-build patchelf
   rapidjson-dev liblmdb-dev libssl-dev
 '
 test_packages='

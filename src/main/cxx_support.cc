@@ -78,3 +78,11 @@ void __throw_out_of_range_fmt(const char *operation, ...) {
 }
 
 }  // namespace std
+
+// Offers of profilers and of transactional memory: what starts and ends every C program looks for them. The dynamic
+// loader would search all libraries for each, in vain.
+extern "C" {  // NOLINTBEGIN(bugprone-reserved-identifier): the names are the compiler's
+void __gmon_start__() {}
+void _ITM_deregisterTMCloneTable() {}
+void _ITM_registerTMCloneTable() {}
+}  // NOLINTEND(bugprone-reserved-identifier)
