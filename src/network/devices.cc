@@ -1,4 +1,4 @@
-#include <map>
+#include <vector>
 
 #include "main/text.h"
 #include "network/network.h"
@@ -11,7 +11,7 @@ const size_t mac_text_length = 17;
 
 // An interface that only keeps a device up.
 void write_link_interface(FILE *out, const char *section_prefix, const NetworkNode *device) {
-  uci_write_section(out, "interface", "%s_%s", section_prefix, or_empty(network_key(device)));
+  uci_write_named_interface(out, section_prefix, network_key(device));
   uci_write_option(out, "proto", "link");
   uci_write_option(out, "ifname", "%s", or_empty(network_name(device)));
 }
@@ -19,7 +19,7 @@ void write_link_interface(FILE *out, const char *section_prefix, const NetworkNo
 void uci_write_ethernet_link(FILE *out, const NetworkNode *device) {
   bool adapter_missing =
       equals(config_get_string(network_config(device), "type"), "usb_ethernet") && !is_set(network_name(device));
-  if (!adapter_missing) write_link_interface(out, "link_eth", device);
+  if (!adapter_missing) write_link_interface(out, "link_eth_", device);
 }
 
 // The kernel's MAC address of a device; empty when it cannot be read.
@@ -32,37 +32,52 @@ std::string read_mac_address(const char *device_name) {
   return text;
 }
 
-// The first position of each member in the configured order, by the dotted path that its port has as key. Looked up per
-// port, so that a large bridge does not walk the whole list for each of its ports.
-using MemberOrder = std::map<std::string, size_t>;
+template <typename Visit>
+void for_each_port(const NetworkNode *bridge, Visit visit) {
+  for (const NetworkNode *port = network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT); port != nullptr;
+       port = network_next_type(bridge, port, NETWORK_NODE_BRIDGE_PORT))
+    visit(port);
+}
 
-MemberOrder index_members(const ConfigNode *members) {
-  MemberOrder order;
+struct Port {
+  const char *key;
+  const char *name;
+};
+
+int compare_ports(const void *first, const void *second) {
+  return strcmp(static_cast<const Port *>(first)->key, static_cast<const Port *>(second)->key);
+}
+
+// The ports by the dotted path that each has as key, so that a large bridge does not walk all of them for each member.
+std::vector<Port> sort_ports(const NetworkNode *bridge) {
+  size_t count = 0;
+  for_each_port(bridge, [&count](const NetworkNode *) { count++; });
+  std::vector<Port> ports(count);
+  Port *next = ports.data();
+  for_each_port(bridge, [&next](const NetworkNode *port) {
+    *next++ = {or_empty(network_key(port)), or_empty(network_name(port))};
+  });
+  qsort(ports.data(), count, sizeof(Port), compare_ports);
+  return ports;
+}
+
+// The address of the member that is configured first among those whose address can be read; empty without one.
+std::string choose_mac_address(const NetworkNode *bridge) {
+  if (network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT) == nullptr) return {};
+  std::vector<Port> ports = sort_ports(bridge);
+  const ConfigNode *members = config_array(network_config(bridge), "device");
   size_t count = config_array_count(members);
   for (size_t i = 0; i < count; i++) {
     const char *reference = config_array_get_string(members, i);
     if (!is_set(reference)) continue;
     OwnedText path(replace_char(reference + 1, '/', '.'));
-    order.emplace(path.get(), i);
+    const Port wanted = {path.get(), nullptr};
+    const void *port = bsearch(&wanted, ports.data(), ports.size(), sizeof(Port), compare_ports);
+    if (port == nullptr) continue;
+    std::string address = read_mac_address(static_cast<const Port *>(port)->name);
+    if (!address.empty()) return address;
   }
-  return order;
-}
-
-// The address of the member that is configured first among those whose address can be read; empty without one.
-std::string choose_mac_address(const NetworkNode *bridge) {
-  MemberOrder order = index_members(config_array(network_config(bridge), "device"));
-  std::string chosen;
-  size_t lowest = SIZE_MAX;
-  for (const NetworkNode *port = network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT); port != nullptr;
-       port = network_next_type(bridge, port, NETWORK_NODE_BRIDGE_PORT)) {
-    auto position = order.find(or_empty(network_key(port)));
-    if (position == order.end() || position->second >= lowest) continue;
-    std::string address = read_mac_address(or_empty(network_name(port)));
-    if (address.empty()) continue;
-    chosen = std::move(address);
-    lowest = position->second;
-  }
-  return chosen;
+  return {};
 }
 
 bool is_wireless_client(const ConfigNode *config) {
@@ -97,10 +112,7 @@ void uci_write_bridge(FILE *out, const NetworkNode *bridge) {
   const char *name = or_empty(network_name(bridge));
   bool is_switch = equals(config_get_string(config, "mode"), "switch");
   OwnedList members;
-  if (!is_switch)
-    for (const NetworkNode *port = network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT); port != nullptr;
-         port = network_next_type(bridge, port, NETWORK_NODE_BRIDGE_PORT))
-      write_bridge_port(out, name, port, members);
+  if (!is_switch) for_each_port(bridge, [&](const NetworkNode *port) { write_bridge_port(out, name, port, members); });
   uci_write_section_anon(out, "device");
   uci_write_option(out, "name", "%s", name);
   uci_write_option(out, "type", "bridge");
@@ -113,7 +125,7 @@ void uci_write_bridge(FILE *out, const NetworkNode *bridge) {
     std::string address = config_get_bool(config, "auto_mac_assignment") ? choose_mac_address(bridge) : std::string();
     if (!address.empty()) uci_write_option(out, "macaddr", "%s", address.c_str());
   }
-  if (network_first_type(bridge, NETWORK_NODE_INTERFACE) == nullptr) write_link_interface(out, "link_bridge", bridge);
+  if (network_first_type(bridge, NETWORK_NODE_INTERFACE) == nullptr) write_link_interface(out, "link_bridge_", bridge);
 }
 
 // The kernel's name of a configured bond mode; null for one that is not supported.

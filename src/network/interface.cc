@@ -182,8 +182,9 @@ void uci_write_hostname(FILE *out, const ConfigNode *config) {
 }
 
 void uci_write_mtu(FILE *out, const ConfigNode *config) {
-  if (!config_has_key(config, "mtu")) return;
-  uci_write_option_int(out, "mtu", config_get_int(config, "mtu"));
+  const ConfigNode *mtu = config_object_get(config, "mtu");
+  if (mtu == nullptr) return;
+  uci_write_option_int(out, "mtu", config_int_get(mtu));
   uci_write_option(out, "reqopts", "mtu");
 }
 

@@ -84,7 +84,7 @@ void write_ancillary(FILE *out, const ConfigNode *passthrough) {
 }
 
 void write_loopback_companion(FILE *out, const NetworkNode *part, const ConfigNode *passthrough) {
-  uci_write_section(out, "interface", "passthrough_ancillary_%s", or_empty(network_interface_name(part)));
+  uci_write_named_interface(out, "passthrough_ancillary_", network_interface_name(part));
   uci_write_option(out, "proto", "static");
   uci_write_option(out, "ifname", "lo");
   uci_write_option_text(out, "ipaddr", passthrough, "ancillary.gw");

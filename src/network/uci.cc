@@ -38,10 +38,47 @@ std::unique_ptr<PassthroughIndex> index_passthrough_sources(const NetworkNode *r
   return index;
 }
 
+// An option, the line that most of the file is made of: put together here, it goes to the stream in one call.
+void write_line(FILE *out, const char *name, const char *quote, const char *value, size_t value_length) {
+  static const char start[] = "\toption ";
+  char line[256];
+  size_t name_length = strlen(name);
+  if (name_length + value_length > sizeof line - sizeof "\toption  \"\"\n")
+    return print(out, {start, name, " ", quote, value, quote, "\n"});
+  memcpy(line, start, sizeof start - 1);
+  char *end = line + sizeof start - 1;
+  memmove(end, name, name_length);
+  end += name_length;
+  *end++ = ' ';
+  if (*quote != '\0') *end++ = *quote;
+  memmove(end, value, value_length);
+  end += value_length;
+  if (*quote != '\0') *end++ = *quote;
+  *end++ = '\n';
+  fwrite_unlocked(line, 1, static_cast<size_t>(end - line), out);
+}
+
+// The option with an escaped value.
+void write_value(FILE *out, const char *name, const char *value) {
+  OwnedText escaped;
+  size_t length = strcspn(value, "\"\\\n");
+  if (value[length] != '\0') {
+    escaped.reset(escape(value, uci_escape_table));
+    value = or_empty(escaped.get());
+    length = strlen(value);
+  }
+  write_line(out, name, "\"", value, length);
+}
+
+// The option with a value that needs no quotes.
+void write_bare_value(FILE *out, const char *name, const char *value) {
+  write_line(out, name, "", value, strlen(value));
+}
+
 // A formatted text. Most are one plain text, which is borrowed; `built` holds the others.
 const char *format_text(OwnedText &built, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
 const char *format_text(OwnedText &built, const char *format, va_list arguments) {
-  if (strcmp(format, "%s") == 0) return or_empty(va_arg(arguments, const char *));
+  if (format[0] == '%' && format[1] == 's' && format[2] == '\0') return or_empty(va_arg(arguments, const char *));
   if (strchr(format, '%') == nullptr) return format;
   char *text = nullptr;
   if (vasprintf(&text, format, arguments) < 0) end_without_memory();
@@ -66,7 +103,11 @@ void uci_write_section(FILE *out, const char *type, const char *name_format, ...
   va_start(arguments, name_format);
   const char *name = format_text(built, name_format, arguments);
   va_end(arguments);
-  print(out, {"\nconfig ", type, " ", or_empty(name), "\n"});
+  print(out, {"\nconfig ", type, " ", name, "\n"});
+}
+
+void uci_write_named_interface(FILE *out, const char *prefix, const char *name) {
+  print(out, {"\nconfig interface ", prefix, or_empty(name), "\n"});
 }
 
 void uci_write_section_anon(FILE *out, const char *type) {
@@ -79,29 +120,24 @@ void uci_write_option(FILE *out, const char *name, const char *value_format, ...
   va_start(arguments, value_format);
   const char *value = format_text(built, value_format, arguments);
   va_end(arguments);
-  OwnedText escaped;
-  if (value[strcspn(value, "\"\\\n")] != '\0') {
-    escaped.reset(escape(value, uci_escape_table));
-    value = or_empty(escaped.get());
-  }
-  print(out, {"\toption ", name, " \"", value, "\"\n"});
+  write_value(out, name, value);
 }
 
 void uci_write_option_int(FILE *out, const char *name, int32_t value) {
-  print(out, {"\toption ", name, " ", Decimal(value), "\n"});
+  write_bare_value(out, name, Decimal(value));
 }
 
 void uci_write_option_bool(FILE *out, const char *name, bool value) {
-  print(out, {"\toption ", name, value ? " 1\n" : " 0\n"});
+  write_bare_value(out, name, value ? "1" : "0");
 }
 
 void uci_write_option_text(FILE *out, const char *name, const ConfigNode *config, const char *key) {
-  uci_write_option(out, name, "%s", text_at(config, key));
+  write_value(out, name, text_at(config, key));
 }
 
 void uci_write_option_list(FILE *out, const char *name, char *const *list, const char *separator) {
   OwnedText joined(sl_join(list, separator));
-  if (joined != nullptr) uci_write_option(out, name, "%s", joined.get());
+  if (joined != nullptr) write_value(out, name, joined.get());
 }
 
 void uci_write_list_entry(FILE *out, const char *name, const char *value) {
@@ -135,7 +171,7 @@ void uci_write_address(FILE *out, const char *address_option, const char *length
 }
 
 void uci_write_interface_section(FILE *out, const NetworkNode *node) {
-  uci_write_section(out, "interface", "%s", or_empty(network_interface_name(node)));
+  uci_write_named_interface(out, "", network_interface_name(node));
 }
 
 void uci_write_ifname(FILE *out, const NetworkNode *node) {

@@ -12,9 +12,11 @@
 #include "platform/config.h"
 #include "platform/network.h"
 
-// Section headers, each after an empty line.
+// Section headers, each after an empty line; the last one is that of an interface whose name is `prefix` and `name`,
+// null standing for "".
 void uci_write_section(FILE *out, const char *type, const char *name_format, ...) __attribute__((format(printf, 3, 4)));
 void uci_write_section_anon(FILE *out, const char *type);
+void uci_write_named_interface(FILE *out, const char *prefix, const char *name);
 
 // One option line each; the last one takes the text at `key`, "" when there is none.
 void uci_write_option(FILE *out, const char *name, const char *value_format, ...) __attribute__((format(printf, 3, 4)));

@@ -64,13 +64,27 @@ TEST_F(NetworkTest, PrimitivesWriteExactLines) {
               for (const char *address : {"1.2.3.4", "1.2.3.4/", "1.2.3.4/8/9"})
                 uci_write_address(out, "a", "n", address);
               uci_write_interface_section(out, nullptr);
+              uci_write_named_interface(out, "link_", nullptr);
             }),
             "\nconfig interface a%s\"_7\n\toption text \"\\\"\\\\\\\\n%s\"\n\toption int -1\n\toption bool 1\n"
             "\toption secs 2\n\toption none \"\"\n\toption zero 0\n\toption no 0\n"
             "\nconfig route\n\toption max 2147483647\n\toption list \"a b,a b\"\n\tlist ip6addr \"a\"b\"\n"
             "\tlist ip6addr \"\"\n\toption a \"1.2.3.4\"\n\toption a \"1.2.3.4\"\n\toption n \"\"\n"
-            "\toption a \"1.2.3.4\"\n\toption n \"8\"\n\nconfig interface \n");
+            "\toption a \"1.2.3.4\"\n\toption n \"8\"\n\nconfig interface \n"
+            "\nconfig interface link_\n");
   EXPECT_EQ(shell_quote_single(nullptr), nullptr);
+}
+
+TEST_F(NetworkTest, LinesHaveAnyLength) {
+  for (size_t length = 0; length < 600; length++) {
+    std::string text(length, 'v');
+    EXPECT_EQ(written([&](FILE *out) {
+                uci_write_option(out, "a", "%s", text.c_str());
+                uci_write_option(out, text.c_str(), "\n");
+                uci_write_option_bool(out, text.c_str(), true);
+              }),
+              "\toption a \"" + text + "\"\n\toption " + text + " \"\\\\n\"\n\toption " + text + " 1\n");
+  }
 }
 
 TEST_F(NetworkTest, MetricOfAnUnhealthyTunnelIsTheWorst) {

@@ -20,7 +20,7 @@ TextSet modems_of_interfaces(const NetworkModel *model) {
 }
 
 void write_idle_modem(FILE *out, const char *name) {
-  uci_write_section(out, "interface", "mm_no_interface_%s", name);
+  uci_write_named_interface(out, "mm_no_interface_", name);
   uci_write_option(out, "proto", "mm");
   uci_write_option(out, "modem_name", "%s", name);
   uci_write_option_bool(out, "no_interface", true);
@@ -33,7 +33,7 @@ void write_idle_modem(FILE *out, const char *name) {
 void write_modem_update(FILE *out, const char *name) {
   OwnedText interface(runt_get_string_pathf("mm.sh.update.modem.%s.iface", name));
   OwnedText host(runt_get_string_pathf("mm.sh.update.modem.%s.host", name));
-  uci_write_section(out, "interface", "interface_%s", name);
+  uci_write_named_interface(out, "interface_", name);
   uci_write_option(out, "proto", "mm_update");
   uci_write_option_bool(out, "update_interface", true);
   uci_write_option(out, "modem", "%s", name);
