@@ -1,6 +1,7 @@
 #include "main/print.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 
 namespace {
@@ -29,6 +30,10 @@ void gather(std::initializer_list<const char *> pieces, Flush flush) {
 }
 
 }  // namespace
+
+Decimal::Decimal(int64_t number) {
+  *std::to_chars(text_, text_ + sizeof text_, number).ptr = '\0';
+}
 
 void print(FILE *out, std::initializer_list<const char *> pieces) {
   gather(pieces, [out](const char *text, size_t length) { fwrite_unlocked(text, 1, length, out); });

@@ -3,7 +3,6 @@
 #ifndef TESSERA_MAIN_PRINT_H
 #define TESSERA_MAIN_PRINT_H
 
-#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <initializer_list>
@@ -12,7 +11,7 @@
 // A number as a piece of a line.
 class Decimal {
  public:
-  explicit Decimal(int64_t number) { *std::to_chars(text_, text_ + sizeof text_, number).ptr = '\0'; }
+  explicit Decimal(int64_t number);
   operator const char *() const { return text_; }
 
  private:
