@@ -258,10 +258,11 @@ int change(int step(MDB_val *, MDB_val *), const char *key, const char *text) {
   return alone ? runt_edit_commit() : store.batch_error;
 }
 
-// The formatted key; one that does not fit is none at all, and null stands for it.
+// The formatted key; one that does not fit is none at all, and null stands for it. A finished one is taken as it is.
 const char *format_key(char (&buffer)[runt_key_limit + 1], const char *format, va_list arguments)
     __attribute__((format(printf, 2, 0)));
 const char *format_key(char (&buffer)[runt_key_limit + 1], const char *format, va_list arguments) {
+  if (strcmp(format, "%s") == 0) return va_arg(arguments, const char *);
   int length = vsnprintf(buffer, sizeof buffer, format, arguments);
   return length >= 0 && static_cast<size_t>(length) < sizeof buffer ? buffer : nullptr;
 }
