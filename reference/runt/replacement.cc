@@ -30,10 +30,10 @@ bool Replacement::add(std::string_view key, std::string_view value) {
   return true;
 }
 
-// Where the number of the row with that key stands, or would stand.
+// Where the number of the row with that key stands, or would stand. All keys begin alike.
 uint32_t &Replacement::slot_of(std::string_view key) {
   size_t mask = slots_.size() - 1;
-  size_t slot = hash_of(key) & mask;
+  size_t slot = hash_of(key.substr(root_.size())) & mask;
   while (slots_[slot] != 0 && key_of(rows_[slots_[slot] - 1]) != key) slot = (slot + 1) & mask;
   return slots_[slot];
 }

@@ -34,7 +34,7 @@ class Replacement {
   std::string_view key_of(const Row &row) const { return {texts_.data() + row.key, row.key_length}; }
   std::string_view value_of(const Row &row) const { return {key_of(row).end(), row.value_length}; }
   bool holds(std::string_view key) const;
-  uint32_t &slot_of(std::string_view key);
+  uint32_t &slot_of(std::string_view key);  // must be one that it holds
   void index_rows();
   int match(MDB_cursor *cursor);
 
