@@ -22,14 +22,17 @@ void uci_write_ethernet_link(FILE *out, const NetworkNode *device) {
   if (!adapter_missing) write_link_interface(out, "link_eth_", device);
 }
 
-// The kernel's MAC address of a device; empty when it cannot be read.
-std::string read_mac_address(const char *device_name) {
-  if (!is_path_component(device_name)) return {};
+struct MacText {
+  char text[mac_text_length + 1];  // "" when it is not known
+};
+
+// The kernel's MAC address of a device.
+MacText read_mac_address(const char *device_name) {
+  MacText address = {};
+  if (!is_path_component(device_name)) return address;
   OwnedStream file(fopen(format("/sys/class/net/%s/address", device_name).c_str(), "re"));
-  if (file == nullptr) return {};
-  char text[mac_text_length + 1];
-  text[fread(text, 1, mac_text_length, file.get())] = '\0';
-  return text;
+  if (file != nullptr) address.text[fread(address.text, 1, mac_text_length, file.get())] = '\0';
+  return address;
 }
 
 template <typename Visit>
@@ -62,7 +65,7 @@ std::vector<Port> sort_ports(const NetworkNode *bridge) {
 }
 
 // The address of the member that is configured first among those whose address can be read; empty without one.
-std::string choose_mac_address(const NetworkNode *bridge) {
+MacText choose_mac_address(const NetworkNode *bridge) {
   if (network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT) == nullptr) return {};
   std::vector<Port> ports = sort_ports(bridge);
   const ConfigNode *members = config_array(network_config(bridge), "device");
@@ -74,8 +77,8 @@ std::string choose_mac_address(const NetworkNode *bridge) {
     const Port wanted = {path.get(), nullptr};
     const void *port = bsearch(&wanted, ports.data(), ports.size(), sizeof(Port), compare_ports);
     if (port == nullptr) continue;
-    std::string address = read_mac_address(static_cast<const Port *>(port)->name);
-    if (!address.empty()) return address;
+    MacText address = read_mac_address(static_cast<const Port *>(port)->name);
+    if (is_set(address.text)) return address;
   }
   return {};
 }
@@ -122,8 +125,8 @@ void uci_write_bridge(FILE *out, const NetworkNode *bridge) {
     uci_write_option_bool(out, "vlan_filtering", true);
   } else {
     uci_write_option_list(out, "ifname", members.get(), " ");
-    std::string address = config_get_bool(config, "auto_mac_assignment") ? choose_mac_address(bridge) : std::string();
-    if (!address.empty()) uci_write_option(out, "macaddr", "%s", address.c_str());
+    MacText address = config_get_bool(config, "auto_mac_assignment") ? choose_mac_address(bridge) : MacText();
+    if (is_set(address.text)) uci_write_option(out, "macaddr", "%s", address.text);
   }
   if (network_first_type(bridge, NETWORK_NODE_INTERFACE) == nullptr) write_link_interface(out, "link_bridge_", bridge);
 }

@@ -46,8 +46,7 @@ void write_static(FILE *out, const NetworkNode *node) {
   if (is_set(address)) uci_write_address(out, "ipaddr", "netmask", address);
   const char *gateway = config_get_string(config, "gateway");
   if (is_set(gateway)) uci_write_option(out, "gateway", "%s", gateway);
-  OwnedList dns(config_get_string_list(config, "dns"));
-  uci_write_option_list(out, "dns", dns.get(), " ");
+  uci_write_option_texts(out, "dns", config, "dns");
   uci_write_link_options(out, config);
   uci_write_option_bool(out, "force_link", config_get_bool(config, "force_link"));
 }

@@ -43,8 +43,11 @@ void write_line(FILE *out, const char *name, const char *quote, const char *valu
   static const char start[] = "\toption ";
   char line[256];
   size_t name_length = strlen(name);
-  if (name_length + value_length > sizeof line - sizeof "\toption  \"\"\n")
-    return print(out, {start, name, " ", quote, value, quote, "\n"});
+  if (name_length + value_length > sizeof line - sizeof "\toption  \"\"\n") {
+    print(out, {start, name, " ", quote});
+    fwrite_unlocked(value, 1, value_length, out);
+    return print(out, {quote, "\n"});
+  }
   memcpy(line, start, sizeof start - 1);
   char *end = line + sizeof start - 1;
   memmove(end, name, name_length);
@@ -58,14 +61,18 @@ void write_line(FILE *out, const char *name, const char *quote, const char *valu
   fwrite_unlocked(line, 1, static_cast<size_t>(end - line), out);
 }
 
-// The option with an escaped value.
-void write_value(FILE *out, const char *name, const char *value) {
+enum class Extent { whole, before_slash };
+
+// The option with an escaped value: the text, or what stands before its first "/".
+void write_value(FILE *out, const char *name, const char *value, Extent extent = Extent::whole) {
+  static const char slash_and_escaped[] = "/\"\\\n";
+  const char *stops = slash_and_escaped + (extent == Extent::whole ? 1 : 0);
   OwnedText escaped;
-  size_t length = strcspn(value, "\"\\\n");
-  if (value[length] != '\0') {
+  size_t length = strcspn(value, stops);
+  if (value[length] != '\0' && value[length] != '/') {
     escaped.reset(escape(value, uci_escape_table));
     value = or_empty(escaped.get());
-    length = strlen(value);
+    length = strcspn(value, extent == Extent::whole ? "" : "/");
   }
   write_line(out, name, "\"", value, length);
 }
@@ -140,6 +147,17 @@ void uci_write_option_list(FILE *out, const char *name, char *const *list, const
   if (joined != nullptr) write_value(out, name, joined.get());
 }
 
+void uci_write_option_texts(FILE *out, const char *name, const ConfigNode *config, const char *key) {
+  const ConfigNode *text = config_array_first(config_array(config, key));
+  const ConfigNode *next = config_array_next(text);
+  if (text == nullptr) return;
+  if (next == nullptr) return write_value(out, name, or_empty(config_string_get(text)));
+  std::string joined = or_empty(config_string_get(text));
+  for (; next != nullptr; next = config_array_next(next))
+    append_pieces(joined, {" ", or_empty(config_string_get(next))});
+  write_value(out, name, joined.c_str());
+}
+
 void uci_write_list_entry(FILE *out, const char *name, const char *value) {
   print(out, {"\tlist ", name, " \"", or_empty(value), "\"\n"});
 }
@@ -165,9 +183,9 @@ void uci_write_options(FILE *out, const ConfigNode *config, const OptionRow *row
 
 void uci_write_address(FILE *out, const char *address_option, const char *length_option, const char *address) {
   if (address == nullptr) return;
-  uci_write_option(out, address_option, "%s", text_before(address, '/').c_str());
+  write_value(out, address_option, address, Extent::before_slash);
   const char *slash = strchr(address, '/');
-  if (slash != nullptr) uci_write_option(out, length_option, "%s", text_before(slash + 1, '/').c_str());
+  if (slash != nullptr) write_value(out, length_option, slash + 1, Extent::before_slash);
 }
 
 void uci_write_interface_section(FILE *out, const NetworkNode *node) {

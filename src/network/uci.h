@@ -27,6 +27,9 @@ void uci_write_option_text(FILE *out, const char *name, const ConfigNode *config
 // The list as one value with `separator` between its entries; an empty or null list writes no line.
 void uci_write_option_list(FILE *out, const char *name, char *const *list, const char *separator);
 
+// The texts of the array at `key` as one value with blanks between them; an absent or empty array writes no line.
+void uci_write_option_texts(FILE *out, const char *name, const ConfigNode *config, const char *key);
+
 // One unescaped entry of a UCI list.
 void uci_write_list_entry(FILE *out, const char *name, const char *value);
 
