@@ -1,5 +1,7 @@
 #include "runt/replacement.h"
 
+#include <cstring>
+
 namespace {
 
 std::string_view bytes_of(const MDB_val &value) {
@@ -10,32 +12,38 @@ MDB_val as_value(std::string_view bytes) {
   return {bytes.size(), const_cast<char *>(bytes.data())};  // only read
 }
 
-uint32_t hash_of(std::string_view text) {
-  uint32_t hash = 2166136261U;
-  for (char byte : text) hash = (hash ^ static_cast<unsigned char>(byte)) * 16777619U;
-  return hash ^ hash >> 15;
-}
-
 }  // namespace
 
 bool Replacement::holds(std::string_view key) const {
-  return key.starts_with(root_) && (key.size() == root_.size() || key[root_.size()] == '\0');
+  size_t length = root_.size();
+  return key.size() >= length && memcmp(key.data(), root_.data(), length) == 0 &&
+         (key.size() == length || key[length] == '\0');
 }
 
 bool Replacement::add(std::string_view key, std::string_view value) {
   if (!holds(key)) return false;
-  rows_.push_back({texts_.size(), key.size(), value.size(), false});
+  rows_.push_back({texts_.size(), key.size(), value.size(), hash_of(key), false});
   texts_.append(key);
   texts_.append(value);
   return true;
 }
 
-// Where the number of the row with that key stands, or would stand. All keys begin alike.
-uint32_t &Replacement::slot_of(std::string_view key) {
+// Of what comes after the root, with which all keys begin.
+uint32_t Replacement::hash_of(std::string_view key) const {
+  uint32_t hash = 2166136261U;
+  for (char byte : key.substr(root_.size())) hash = (hash ^ static_cast<unsigned char>(byte)) * 16777619U;
+  return hash ^ hash >> 15;
+}
+
+// Where the number of the row with that key stands, or would stand.
+uint32_t &Replacement::slot_of(std::string_view key, uint32_t hash) {
   size_t mask = slots_.size() - 1;
-  size_t slot = hash_of(key.substr(root_.size())) & mask;
-  while (slots_[slot] != 0 && key_of(rows_[slots_[slot] - 1]) != key) slot = (slot + 1) & mask;
-  return slots_[slot];
+  for (size_t slot = hash & mask;; slot = (slot + 1) & mask) {
+    uint32_t &number = slots_[slot];
+    if (number == 0) return number;
+    const Row &row = rows_[number - 1];
+    if (row.hash == hash && key_of(row) == key) return number;
+  }
 }
 
 void Replacement::index_rows() {
@@ -43,7 +51,8 @@ void Replacement::index_rows() {
   while (size < 2 * rows_.size()) size *= 2;
   slots_.assign(size, 0);
   for (uint32_t number = 1; number <= rows_.size(); number++) {
-    uint32_t &slot = slot_of(key_of(rows_[number - 1]));
+    const Row &row = rows_[number - 1];
+    uint32_t &slot = slot_of(key_of(row), row.hash);
     if (slot != 0) rows_[slot - 1].done = true;
     slot = number;
   }
@@ -55,7 +64,7 @@ int Replacement::match(MDB_cursor *cursor) {
   MDB_val value;
   int error = mdb_cursor_get(cursor, &key, &value, MDB_SET_RANGE);
   while (error == 0 && holds(bytes_of(key))) {
-    uint32_t number = slot_of(bytes_of(key));
+    uint32_t number = slot_of(bytes_of(key), hash_of(bytes_of(key)));
     if (number == 0) {
       error = mdb_cursor_del(cursor, 0);
     } else {

@@ -28,13 +28,15 @@ class Replacement {
     size_t key;  // where it stands in the texts; its value follows it
     size_t key_length;
     size_t value_length;
-    bool done;  // already in the store, or replaced by a later row
+    uint32_t hash;  // of the key
+    bool done;      // already in the store, or replaced by a later row
   };
 
   std::string_view key_of(const Row &row) const { return {texts_.data() + row.key, row.key_length}; }
   std::string_view value_of(const Row &row) const { return {key_of(row).end(), row.value_length}; }
   bool holds(std::string_view key) const;
-  uint32_t &slot_of(std::string_view key);  // must be one that it holds
+  uint32_t hash_of(std::string_view key) const;
+  uint32_t &slot_of(std::string_view key, uint32_t hash);
   void index_rows();
   int match(MDB_cursor *cursor);
 
