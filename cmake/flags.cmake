@@ -28,12 +28,17 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
 
+# The linker sees all of a program at once: a tenth less of it is left.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT TESSERA_REFERENCE_SHARED)
+  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION_MINSIZEREL ON)
+endif()
+
 # For the program and the platform, whose functions throw nothing and run in one thread: without the tables that an
 # exception would need, and without locks around static objects.
 set(tessera_lean_options $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
                          $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  list(APPEND tessera_lean_options -fno-asynchronous-unwind-tables)
+  list(APPEND tessera_lean_options -fno-asynchronous-unwind-tables -fno-unwind-tables)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Wundef -Wcast-qual -Wcast-align
