@@ -12,8 +12,8 @@ const size_t mac_text_length = 17;
 // An interface that only keeps a device up.
 void write_link_interface(FILE *out, const char *section_prefix, const NetworkNode *device) {
   uci_write_named_interface(out, section_prefix, network_key(device));
-  uci_write_option(out, "proto", "link");
-  uci_write_option(out, "ifname", "%s", or_empty(network_name(device)));
+  uci_write_value(out, "proto", "link");
+  uci_write_value(out, "ifname", network_name(device));
 }
 
 void uci_write_ethernet_link(FILE *out, const NetworkNode *device) {
@@ -97,9 +97,9 @@ void write_bridge_port(FILE *out, const char *bridge_name, const NetworkNode *po
   }
   std::string tap = format("tap-%s", name);
   uci_write_section(out, "interface", "tap_%s_%s", bridge_name, name);
-  uci_write_option(out, "proto", "wlan_tap");
-  uci_write_option(out, "ifname", "%s", name);
-  uci_write_option(out, "tap", "%s", tap.c_str());
+  uci_write_value(out, "proto", "wlan_tap");
+  uci_write_value(out, "ifname", name);
+  uci_write_value(out, "tap", tap.c_str());
   append(members, tap.c_str());
 }
 
@@ -117,8 +117,8 @@ void uci_write_bridge(FILE *out, const NetworkNode *bridge) {
   OwnedList members;
   if (!is_switch) for_each_port(bridge, [&](const NetworkNode *port) { write_bridge_port(out, name, port, members); });
   uci_write_section_anon(out, "device");
-  uci_write_option(out, "name", "%s", name);
-  uci_write_option(out, "type", "bridge");
+  uci_write_value(out, "name", name);
+  uci_write_value(out, "type", "bridge");
   uci_write_option_bool(out, "bridge_empty", true);
   write_spanning_tree(out, config);
   if (is_switch) {
@@ -126,7 +126,7 @@ void uci_write_bridge(FILE *out, const NetworkNode *bridge) {
   } else {
     uci_write_option_list(out, "ifname", members.get(), " ");
     MacText address = config_get_bool(config, "auto_mac_assignment") ? choose_mac_address(bridge) : MacText();
-    if (is_set(address.text)) uci_write_option(out, "macaddr", "%s", address.text);
+    if (is_set(address.text)) uci_write_value(out, "macaddr", address.text);
   }
   if (network_first_type(bridge, NETWORK_NODE_INTERFACE) == nullptr) write_link_interface(out, "link_bridge_", bridge);
 }
@@ -154,12 +154,12 @@ void uci_write_bond(FILE *out, const NetworkNode *bond) {
        slave = network_next_type(bond, slave, NETWORK_NODE_BOND_SLAVE))
     append(members, or_empty(network_name(slave)));
   uci_write_section_anon(out, "device");
-  uci_write_option(out, "name", "%s", or_empty(network_name(bond)));
-  uci_write_option(out, "type", "bond");
-  uci_write_option(out, "mode", "%s", mode);
+  uci_write_value(out, "name", network_name(bond));
+  uci_write_value(out, "type", "bond");
+  uci_write_value(out, "mode", mode);
   uci_write_option_list(out, "ifname", members.get(), " ");
   uci_write_option_bool(out, "bond_empty", true);
-  if (primary != nullptr) uci_write_option(out, "primary", "%s", or_empty(network_name(primary)));
+  if (primary != nullptr) uci_write_value(out, "primary", network_name(primary));
   int32_t interval = config_get_duration_ms(config, "link_poll_interval");
   if (interval != 0) uci_write_option_int(out, "link_poll_interval", interval);
 }

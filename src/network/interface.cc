@@ -23,10 +23,10 @@ void write_vlan_companion(FILE *out, const NetworkNode *node) {
   const char *name = or_empty(network_interface_name(node));
   int family = strncmp(name, "ipv6", 4) == 0 ? 6 : 4;
   uci_write_section(out, "interface", "vlan%d_%s_%s", family, base.c_str(), id.c_str());
-  uci_write_option(out, "ifname", "%s", base.c_str());
-  uci_write_option(out, "proto", "vlan");
-  uci_write_option(out, "vid", "%s", id.c_str());
-  uci_write_option(out, "name", "%s", name);
+  uci_write_value(out, "ifname", base.c_str());
+  uci_write_value(out, "proto", "vlan");
+  uci_write_value(out, "vid", id.c_str());
+  uci_write_value(out, "name", name);
 }
 
 // Not escaped: an IPv6 address holds nothing to escape.
@@ -39,13 +39,13 @@ void write_static(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   uci_write_interface_section(out, node);
   bool passed_through = uci_write_passthrough(out, node);
-  uci_write_option(out, "proto", passed_through ? "passthrough_static4" : "static");
+  uci_write_value(out, "proto", passed_through ? "passthrough_static4" : "static");
   uci_write_ifname(out, device_of(node));
   uci_write_metric(out, config);
   const char *address = config_get_string(config, "address");
   if (is_set(address)) uci_write_address(out, "ipaddr", "netmask", address);
   const char *gateway = config_get_string(config, "gateway");
-  if (is_set(gateway)) uci_write_option(out, "gateway", "%s", gateway);
+  if (is_set(gateway)) uci_write_value(out, "gateway", gateway);
   uci_write_option_texts(out, "dns", config, "dns");
   uci_write_link_options(out, config);
   uci_write_option_bool(out, "force_link", config_get_bool(config, "force_link"));
@@ -64,12 +64,12 @@ void write_dhcp_client(FILE *out, const NetworkNode *node) {
 
 void write_dhcp(FILE *out, const NetworkNode *node) {
   write_dhcp_client(out, node);
-  uci_write_option(out, "proto", "dhcp");
+  uci_write_value(out, "proto", "dhcp");
 }
 
 void write_dhcpv6(FILE *out, const NetworkNode *node) {
   write_dhcp_client(out, node);
-  uci_write_option(out, "proto", "dhcpv6");
+  uci_write_value(out, "proto", "dhcpv6");
   uci_write_option_bool(out, "sourcerouting", false);
   write_static_ipv6_address(out, network_config(node));
 }
@@ -78,10 +78,10 @@ void write_prefix_delegation(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   uci_write_interface_section(out, node);
   uci_write_ifname(out, device_of(node));
-  uci_write_option(out, "proto", "static");
+  uci_write_value(out, "proto", "static");
   uci_write_option_int(out, "ip6assign", config_get_int(config, "prefix_length"));
   const char *prefix_id = config_get_string(config, "prefix_id");
-  if (is_set(prefix_id)) uci_write_option(out, "ip6hint", "%s", prefix_id);
+  if (is_set(prefix_id)) uci_write_value(out, "ip6hint", prefix_id);
   uci_write_link_options(out, config);
   uci_write_option_bool(out, "force_link", false);
   write_static_ipv6_address(out, config);
@@ -176,7 +176,7 @@ void uci_write_hostname(FILE *out, const ConfigNode *config) {
     length = strcspn(name, separators);
   }
   if (length == 0) return;
-  uci_write_option(out, "hostname", "%s", std::string(name, length).c_str());
+  uci_write_value(out, "hostname", std::string(name, length).c_str());
   uci_write_option_bool(out, "dhcp_hostname", config_get_bool(config, "dhcp_hostname"));
 }
 
@@ -184,12 +184,12 @@ void uci_write_mtu(FILE *out, const ConfigNode *config) {
   const ConfigNode *mtu = config_object_get(config, "mtu");
   if (mtu == nullptr) return;
   uci_write_option_int(out, "mtu", config_int_get(mtu));
-  uci_write_option(out, "reqopts", "mtu");
+  uci_write_value(out, "reqopts", "mtu");
 }
 
 void uci_write_link_options(FILE *out, const ConfigNode *config) {
   const char *mac = config_has_key(config, "mac") ? config_get_string(config, "mac") : nullptr;
-  if (is_set(mac)) uci_write_option(out, "macaddr", "%s", mac);
+  if (is_set(mac)) uci_write_value(out, "macaddr", mac);
   uci_write_mtu(out, config);
   if (config_has_key(config, "promisc")) uci_write_option_bool(out, "promisc", config_get_bool(config, "promisc"));
 }

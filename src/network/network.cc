@@ -29,7 +29,7 @@ void write_each(FILE *out, uint32_t node_type, NodeWriter *writer) {
 void write_globals(FILE *out, const ConfigNode *root) {
   uci_write_section(out, "globals", "globals");
   const char *ula_prefix = config_get_string(root, "network.advanced.ula_prefix");
-  if (is_set(ula_prefix)) uci_write_option(out, "ula_prefix", "%s", ula_prefix);
+  if (is_set(ula_prefix)) uci_write_value(out, "ula_prefix", ula_prefix);
 }
 
 void write_network_file(FILE *out, const ConfigNode *root) {

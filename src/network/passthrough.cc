@@ -50,7 +50,7 @@ void write_pppoe_server(FILE *out, const ConfigNode *passthrough) {
 void write_fact(FILE *out, const char *option, const char *source, const Family &family, const char *fact,
                 const char *fallback) {
   OwnedText value(runt_get_string_pathf("network.interface.%s.%s.%s", source, family.name, fact));
-  uci_write_option(out, option, "%s", value != nullptr ? value.get() : fallback);
+  uci_write_value(out, option, value != nullptr ? value.get() : fallback);
 }
 
 void write_fact_list(FILE *out, const char *option, const char *source, const Family &family, const char *fact) {
@@ -77,18 +77,18 @@ void write_source(FILE *out, const char *source, const Family &family) {
 void write_ancillary(FILE *out, const ConfigNode *passthrough) {
   const char *address = text_at(passthrough, "ancillary.address");
   const char *slash = strchr(address, '/');
-  uci_write_option(out, "ancillary_ipaddr", "%s", text_before(address, '/').c_str());
-  uci_write_option(out, "ancillary_netmask", "%s", slash != nullptr ? slash + 1 : "");
+  uci_write_value(out, "ancillary_ipaddr", text_before(address, '/').c_str());
+  uci_write_value(out, "ancillary_netmask", slash != nullptr ? slash + 1 : "");
   uci_write_option_text(out, "ancillary_gateway", passthrough, "ancillary.gw");
   uci_write_option_bool(out, "ancillary_dns_redirect", config_get_bool(passthrough, "ancillary.dns"));
 }
 
 void write_loopback_companion(FILE *out, const NetworkNode *part, const ConfigNode *passthrough) {
   uci_write_named_interface(out, "passthrough_ancillary_", network_interface_name(part));
-  uci_write_option(out, "proto", "static");
-  uci_write_option(out, "ifname", "lo");
+  uci_write_value(out, "proto", "static");
+  uci_write_value(out, "ifname", "lo");
   uci_write_option_text(out, "ipaddr", passthrough, "ancillary.gw");
-  uci_write_option(out, "netmask", "32");
+  uci_write_value(out, "netmask", "32");
 }
 
 void write_part(FILE *out, const NetworkNode *part, const NetworkNode *device, const ConfigNode *passthrough) {

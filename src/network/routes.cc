@@ -14,7 +14,7 @@ void write_target(FILE *out, const char *destination) {
   if (!xip4_parse_network(destination, &address, &prefix_length) ||
       inet_ntop(AF_INET, &address, text, sizeof text) == nullptr)
     return;
-  uci_write_option(out, "target", "%s", text);
+  uci_write_value(out, "target", text);
   if (prefix_length != 32) uci_write_option_int(out, "netmask", prefix_length);
 }
 
@@ -22,10 +22,10 @@ void write_interface(FILE *out, const ConfigNode *interface) {
   if (interface == nullptr) return;
   const NetworkNode *proto = network_find_proto(network_model, interface, "ipv4");
   if (proto == nullptr) return;
-  uci_write_option(out, "interface", "%s", or_empty(network_interface_name(proto)));
+  uci_write_value(out, "interface", network_interface_name(proto));
   if (network_interface_type(proto) != NETWORK_INTERFACE_STATIC) return;
   const char *address = config_get_string(network_config(proto), "address");
-  if (is_set(address)) uci_write_option(out, "source", "%s", text_before(address, '/').c_str());
+  if (is_set(address)) uci_write_value(out, "source", text_before(address, '/').c_str());
 }
 
 }  // namespace
@@ -36,7 +36,7 @@ void uci_write_route(FILE *out, const ConfigNode *route, const ConfigNode *inter
   write_interface(out, interface);
   const char *gateway = config_get_string(route, "gateway");
   if (is_set(gateway)) {
-    uci_write_option(out, "gateway", "%s", gateway);
+    uci_write_value(out, "gateway", gateway);
     uci_write_option_bool(out, "onlink", config_get_bool(route, "onlink"));
   }
   int32_t mtu = config_get_int(route, "mtu");

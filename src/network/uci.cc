@@ -64,7 +64,7 @@ void write_line(FILE *out, const char *name, const char *quote, const char *valu
 enum class Extent { whole, before_slash };
 
 // The option with an escaped value: the text, or what stands before its first "/".
-void write_value(FILE *out, const char *name, const char *value, Extent extent = Extent::whole) {
+void write_escaped(FILE *out, const char *name, const char *value, Extent extent) {
   static const char slash_and_escaped[] = "/\"\\\n";
   const char *stops = slash_and_escaped + (extent == Extent::whole ? 1 : 0);
   OwnedText escaped;
@@ -82,15 +82,11 @@ void write_bare_value(FILE *out, const char *name, const char *value) {
   write_line(out, name, "", value, strlen(value));
 }
 
-// A formatted text. Most are one plain text, which is borrowed; `built` holds the others.
-const char *format_text(OwnedText &built, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
-const char *format_text(OwnedText &built, const char *format, va_list arguments) {
-  if (format[0] == '%' && format[1] == 's' && format[2] == '\0') return or_empty(va_arg(arguments, const char *));
-  if (strchr(format, '%') == nullptr) return format;
+OwnedText format_text(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
+OwnedText format_text(const char *format, va_list arguments) {
   char *text = nullptr;
   if (vasprintf(&text, format, arguments) < 0) end_without_memory();
-  built.reset(text);
-  return text;
+  return OwnedText(text);
 }
 
 // False for an IPsec tunnel whose watched link did not pass; nothing else is judged by it.
@@ -105,12 +101,11 @@ bool tunnel_is_healthy(const ConfigNode *config) {
 }  // namespace
 
 void uci_write_section(FILE *out, const char *type, const char *name_format, ...) {
-  OwnedText built;
   va_list arguments;
   va_start(arguments, name_format);
-  const char *name = format_text(built, name_format, arguments);
+  OwnedText name = format_text(name_format, arguments);
   va_end(arguments);
-  print(out, {"\nconfig ", type, " ", name, "\n"});
+  print(out, {"\nconfig ", type, " ", name.get(), "\n"});
 }
 
 void uci_write_named_interface(FILE *out, const char *prefix, const char *name) {
@@ -121,13 +116,16 @@ void uci_write_section_anon(FILE *out, const char *type) {
   print(out, {"\nconfig ", type, "\n"});
 }
 
+void uci_write_value(FILE *out, const char *name, const char *value) {
+  write_escaped(out, name, or_empty(value), Extent::whole);
+}
+
 void uci_write_option(FILE *out, const char *name, const char *value_format, ...) {
-  OwnedText built;
   va_list arguments;
   va_start(arguments, value_format);
-  const char *value = format_text(built, value_format, arguments);
+  OwnedText value = format_text(value_format, arguments);
   va_end(arguments);
-  write_value(out, name, value);
+  uci_write_value(out, name, value.get());
 }
 
 void uci_write_option_int(FILE *out, const char *name, int32_t value) {
@@ -139,23 +137,23 @@ void uci_write_option_bool(FILE *out, const char *name, bool value) {
 }
 
 void uci_write_option_text(FILE *out, const char *name, const ConfigNode *config, const char *key) {
-  write_value(out, name, text_at(config, key));
+  uci_write_value(out, name, config_get_string(config, key));
 }
 
 void uci_write_option_list(FILE *out, const char *name, char *const *list, const char *separator) {
   OwnedText joined(sl_join(list, separator));
-  if (joined != nullptr) write_value(out, name, joined.get());
+  if (joined != nullptr) uci_write_value(out, name, joined.get());
 }
 
 void uci_write_option_texts(FILE *out, const char *name, const ConfigNode *config, const char *key) {
   const ConfigNode *text = config_array_first(config_array(config, key));
   const ConfigNode *next = config_array_next(text);
   if (text == nullptr) return;
-  if (next == nullptr) return write_value(out, name, or_empty(config_string_get(text)));
+  if (next == nullptr) return uci_write_value(out, name, config_string_get(text));
   std::string joined = or_empty(config_string_get(text));
   for (; next != nullptr; next = config_array_next(next))
     append_pieces(joined, {" ", or_empty(config_string_get(next))});
-  write_value(out, name, joined.c_str());
+  uci_write_value(out, name, joined.c_str());
 }
 
 void uci_write_list_entry(FILE *out, const char *name, const char *value) {
@@ -183,9 +181,9 @@ void uci_write_options(FILE *out, const ConfigNode *config, const OptionRow *row
 
 void uci_write_address(FILE *out, const char *address_option, const char *length_option, const char *address) {
   if (address == nullptr) return;
-  write_value(out, address_option, address, Extent::before_slash);
+  write_escaped(out, address_option, address, Extent::before_slash);
   const char *slash = strchr(address, '/');
-  if (slash != nullptr) write_value(out, length_option, slash + 1, Extent::before_slash);
+  if (slash != nullptr) write_escaped(out, length_option, slash + 1, Extent::before_slash);
 }
 
 void uci_write_interface_section(FILE *out, const NetworkNode *node) {
@@ -194,7 +192,7 @@ void uci_write_interface_section(FILE *out, const NetworkNode *node) {
 
 void uci_write_ifname(FILE *out, const NetworkNode *node) {
   if (node == nullptr || network_find_parent(node, NETWORK_NODE_RADIO) != nullptr) return;
-  uci_write_option(out, "ifname", "%s", or_empty(network_name(node)));
+  uci_write_value(out, "ifname", network_name(node));
 }
 
 void uci_write_metric(FILE *out, const ConfigNode *config) {
@@ -211,7 +209,7 @@ bool uci_write_passthrough(FILE *out, const NetworkNode *node) {
       network_type(node) == NETWORK_NODE_PROTO ? network_find_parent(node, NETWORK_NODE_INTERFACE) : node;
   auto found = passthrough_index->find(config_node_id(network_config(owner)));
   if (found == passthrough_index->end()) return false;
-  uci_write_option(out, "passthrough", "%s", found->second);
+  uci_write_value(out, "passthrough", found->second);
   return true;
 }
 

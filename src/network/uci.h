@@ -18,8 +18,11 @@ void uci_write_section(FILE *out, const char *type, const char *name_format, ...
 void uci_write_section_anon(FILE *out, const char *type);
 void uci_write_named_interface(FILE *out, const char *prefix, const char *name);
 
-// One option line each; the last one takes the text at `key`, "" when there is none.
+// One option line each, with a formatted text, a text (null is ""), a number or a truth value, or with the text at
+// `key`,
+// "" when there is none.
 void uci_write_option(FILE *out, const char *name, const char *value_format, ...) __attribute__((format(printf, 3, 4)));
+void uci_write_value(FILE *out, const char *name, const char *value);
 void uci_write_option_int(FILE *out, const char *name, int32_t value);
 void uci_write_option_bool(FILE *out, const char *name, bool value);
 void uci_write_option_text(FILE *out, const char *name, const ConfigNode *config, const char *key);

@@ -10,7 +10,7 @@
 #include "network/uci.h"
 
 void uci_write_md5sum(FILE *out, const char *option, const char *md5sum_output) {
-  if (is_set(md5sum_output)) uci_write_option(out, option, "%s", text_before(md5sum_output, ' ').c_str());
+  if (is_set(md5sum_output)) uci_write_value(out, option, text_before(md5sum_output, ' ').c_str());
 }
 
 void uci_write_config_digest(FILE *out, const ConfigNode *config) {

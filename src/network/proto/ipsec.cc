@@ -64,10 +64,10 @@ void uci_write_ipsec_interface(FILE *out, const NetworkNode *node) {
   if (!file_exists(format("/var/run/ipsec.d/conf/%s.conf", name).c_str())) return;
 
   uci_write_interface_section(out, node);
-  uci_write_option(out, "proto", "ipsec");
+  uci_write_value(out, "proto", "ipsec");
   uci_write_ifname(out, network_find_device(network_find_parent(node, NETWORK_NODE_ROOT), config));
   uci_write_metric(out, config);
-  uci_write_option(out, "initiate", config_get_bool(config, "ike.initiate") ? "initiate" : "route");
+  uci_write_value(out, "initiate", config_get_bool(config, "ike.initiate") ? "initiate" : "route");
   size_t policies = config_array_count(config_array(config, "policy"));
   uci_write_option_int(out, "policies", static_cast<int32_t>(std::max<size_t>(policies, 1)));
   uci_write_option_int(out, "num_hosts", count_hosts(config, name));

@@ -72,7 +72,7 @@ void write_ip_options(FILE *out, const ConfigNode *interface, const ConfigNode *
   bool ipv6 = config_get_bool(interface, "ipv6.enable");
   if (ipv4) {
     uci_write_options(out, interface, ipv4_rows);
-    uci_write_option(out, "reqopts", "mtu");
+    uci_write_value(out, "reqopts", "mtu");
     uci_write_option_text(out, "ip4_method", interface, "ipv4.modem_type");
     const char *gateway = config_get_string(modem, "custom_gw.gateway");
     if (config_get_bool(modem, "custom_gw.enable") && is_set(gateway))
@@ -80,7 +80,7 @@ void write_ip_options(FILE *out, const ConfigNode *interface, const ConfigNode *
   }
   if (ipv6) uci_write_options(out, interface, ipv6_rows);
   const char *version = ipv4 && ipv6 ? "auto" : ipv6 ? "ipv6" : "ipv4";
-  uci_write_option(out, "ip_version", "%s", version);
+  uci_write_value(out, "ip_version", version);
 }
 
 // Whether the try ends as soon as the protocol is up. An interface whose link is watched counts as working only once
@@ -98,12 +98,12 @@ void write_slice(FILE *out, const ConfigNode *modem) {
   std::string code = row->code;
   if (equals(type, "custom"))
     code = format("%02x", static_cast<unsigned>(config_get_int(modem, "custom_sst"))).substr(0, 2);
-  uci_write_option(out, "sst", "%s", code.c_str());
+  uci_write_value(out, "sst", code.c_str());
 
   std::string differentiator;
   int32_t configured = config_get_int(modem, "sd");
   if (configured >= 1) differentiator = format("%06x", static_cast<unsigned>(configured)).substr(0, 6);
-  uci_write_option(out, "sd", "%s", differentiator.c_str());
+  uci_write_value(out, "sd", differentiator.c_str());
 }
 
 const char *carrier_to_match(const ConfigNode *access_point) {
@@ -143,7 +143,7 @@ void write_service_providers(FILE *out, const char *key, const ConfigNode *modem
   if (!is_path_component(key)) return;
   std::string path = format("/var/run/serviceproviders-%s.txt", key);
   if (!write_access_points(path.c_str(), modem)) return;
-  uci_write_option(out, "service_providers", "%s", path.c_str());
+  uci_write_value(out, "service_providers", path.c_str());
   OwnedText output(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr));
   uci_write_md5sum(out, "service_providers_md5sum", output.get());
   const char *selection = text_at(modem, "apn_selection");
@@ -162,7 +162,7 @@ void modem_write_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *modem = config_object(interface, "modem");
 
   uci_write_interface_section(out, node);
-  uci_write_option(out, "proto", "mm");
+  uci_write_value(out, "proto", "mm");
   uci_write_options(out, modem, modem_rows);
   uci_write_option_bool(out, "multi_bearer", has_several_interfaces(modem_node));
   uci_write_option_int(out, "interface_number", runt_get_int_pathf(0, "mm.map.interface_number.%s", key));

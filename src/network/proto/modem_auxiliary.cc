@@ -21,8 +21,8 @@ TextSet modems_of_interfaces(const NetworkModel *model) {
 
 void write_idle_modem(FILE *out, const char *name) {
   uci_write_named_interface(out, "mm_no_interface_", name);
-  uci_write_option(out, "proto", "mm");
-  uci_write_option(out, "modem_name", "%s", name);
+  uci_write_value(out, "proto", "mm");
+  uci_write_value(out, "modem_name", name);
   uci_write_option_bool(out, "no_interface", true);
   uci_write_option_int(out, "sim_failover_retries", 2);
   uci_write_option_int(out, "retry_seconds", 20);
@@ -34,11 +34,11 @@ void write_modem_update(FILE *out, const char *name) {
   OwnedText interface(runt_get_string_pathf("mm.sh.update.modem.%s.iface", name));
   OwnedText host(runt_get_string_pathf("mm.sh.update.modem.%s.host", name));
   uci_write_named_interface(out, "interface_", name);
-  uci_write_option(out, "proto", "mm_update");
+  uci_write_value(out, "proto", "mm_update");
   uci_write_option_bool(out, "update_interface", true);
-  uci_write_option(out, "modem", "%s", name);
-  uci_write_option(out, "iface", "%s", or_empty(interface.get()));
-  uci_write_option(out, "host", "%s", or_empty(host.get()));
+  uci_write_value(out, "modem", name);
+  uci_write_value(out, "iface", interface.get());
+  uci_write_value(out, "host", host.get());
 }
 
 }  // namespace

@@ -17,7 +17,7 @@ const OptionRow mobility_rows[] = {
 
 void write_care_of_address(FILE *out, const ConfigNode *config) {
   const char *type = text_at(config, "coaddress.type");
-  uci_write_option(out, "coaddress_type", "%s", type);
+  uci_write_value(out, "coaddress_type", type);
   if (equals(type, "interface"))
     uci_write_option_text(out, "coaddress", config, "coaddress.interface");
   else if (equals(type, "ip"))
@@ -50,7 +50,7 @@ void nemo_write_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   if (!config_get_bool(config, "enable")) return;
   uci_write_interface_section(out, node);
-  uci_write_option(out, "proto", "nemo");
+  uci_write_value(out, "proto", "nemo");
   uci_write_option_text(out, "home_address", config, "home_address");
   write_care_of_address(out, config);
   write_local_end(out, config);

@@ -14,7 +14,7 @@ void openvpn_write_interface(FILE *out, const NetworkNode *node) {
   bool is_client = config_has_key(config, "username");
 
   uci_write_interface_section(out, node);
-  uci_write_option(out, "proto", "%s", is_client ? "openvpn" : "openvpn_server");
+  uci_write_value(out, "proto", is_client ? "openvpn" : "openvpn_server");
   uci_write_ifname(out, device);
   uci_write_option_int(out, "metric", config_get_int(config, "metric"));
   if (!is_client) uci_write_option_text(out, "server_network", config, "server_address");

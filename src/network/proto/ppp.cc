@@ -80,7 +80,7 @@ void pppoe_write_interface(FILE *out, const NetworkNode *node) {
   uci_write_ifname(out, network_find_parent(node, NETWORK_NODE_DEVICE));
   // Without a protocol the section only keeps the name of a disabled interface known.
   if (!config_get_bool(config, "enable")) return;
-  uci_write_option(out, "proto", "pppoe");
+  uci_write_value(out, "proto", "pppoe");
   uci_write_options(out, config, pppoe_rows);
 }
 
@@ -96,7 +96,7 @@ void l2tp_write_interface(FILE *out, const NetworkNode *node) {
   ppp_write_account(out, config);
   // Only an access concentrator has a network server to call, configured or not.
   bool is_concentrator = config_has_key(config, "lns");
-  uci_write_option(out, "proto", "%s", is_concentrator ? "pppol2tp_lac" : "pppol2tp_lns");
+  uci_write_value(out, "proto", is_concentrator ? "pppol2tp_lac" : "pppol2tp_lns");
   uci_write_options(out, config, is_concentrator ? concentrator_rows : server_rows);
 }
 
@@ -105,9 +105,9 @@ void ppp_dialin_write_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *port = config_node_parent(config);
   if (!config_get_bool(port, "enable") || !equals(config_get_string(port, "mode"), "ppp_dialin")) return;
   uci_write_interface_section(out, node);
-  uci_write_option(out, "proto", "ppp_dialin");
+  uci_write_value(out, "proto", "ppp_dialin");
   OwnedText device(runt_get_string_pathf("seriald.%s.device", or_empty(config_key(port))));
-  if (device != nullptr) uci_write_option(out, "device", "%s", device.get());
+  if (device != nullptr) uci_write_value(out, "device", device.get());
   uci_write_options(out, port, port_rows);
   uci_write_options(out, config, dialin_rows);
 }

@@ -42,12 +42,12 @@ OwnedText begin_tunnel(FILE *out, const NetworkNode *device, const ConfigNode *t
 }
 
 void write_name(FILE *out, const NetworkNode *device) {
-  uci_write_option(out, "name", "%s", or_empty(network_name(device)));
+  uci_write_value(out, "name", network_name(device));
 }
 
 void write_local_device(FILE *out, const ConfigNode *tunnel) {
   OwnedText device = local_fact(tunnel, "device");
-  if (device != nullptr) uci_write_option(out, "device", "%s", device.get());
+  if (device != nullptr) uci_write_value(out, "device", device.get());
 }
 
 }  // namespace
@@ -57,10 +57,10 @@ void iptunnel_write_device(FILE *out, const NetworkNode *device) {
   OwnedText address = begin_tunnel(out, device, config);
   if (address == nullptr) return;
   write_name(out, device);
-  uci_write_option(out, "proto", "iptunnel");
+  uci_write_value(out, "proto", "iptunnel");
   uci_write_option_text(out, "mode", config, "type");
   uci_write_option_text(out, "remote", config, "remote");
-  uci_write_option(out, "local", "%s", address.get());
+  uci_write_value(out, "local", address.get());
   write_local_device(out, config);
   uci_write_option_bool(out, "keepalive", config_get_bool(config, "keepalive"));
   if (is_set(config_get_string(config, "key"))) uci_write_option_text(out, "key", config, "key");
@@ -74,10 +74,10 @@ void macsec_write_device(FILE *out, const NetworkNode *device) {
     uci_write_option_text(out, "cak", config, "association.cak");
     uci_write_option_text(out, "ckn", config, "association.ckn");
   }
-  uci_write_option(out, "local_ip", "%s", address.get());
+  uci_write_value(out, "local_ip", address.get());
   uci_write_option_text(out, "type", config, "type");
   write_name(out, device);
-  uci_write_option(out, "proto", "macsec");
+  uci_write_value(out, "proto", "macsec");
   write_local_device(out, config);
 }
 
@@ -86,9 +86,9 @@ void l2tpeth_write_device(FILE *out, const NetworkNode *device) {
   const ConfigNode *tunnel = config_node_parent(config_node_parent(session));
   OwnedText address = begin_tunnel(out, device, tunnel);
   if (address == nullptr) return;
-  uci_write_option(out, "proto", "l2tpeth");
+  uci_write_value(out, "proto", "l2tpeth");
   uci_write_option_text(out, "remote", tunnel, "remote");
-  uci_write_option(out, "local", "%s", address.get());
+  uci_write_value(out, "local", address.get());
   uci_write_options(out, tunnel, l2tpeth_tunnel_rows);
   uci_write_options(out, session, l2tpeth_session_rows);
 }
@@ -99,6 +99,6 @@ void wireguard_write_device(FILE *out, const NetworkNode *device) {
   const NetworkNode *created = network_find_device(network_find_parent(device, NETWORK_NODE_ROOT), config);
   uci_write_section(out, "interface", "%s", or_empty(network_name(device)));
   write_name(out, created);
-  uci_write_option(out, "proto", "wireguard");
+  uci_write_value(out, "proto", "wireguard");
   uci_write_ifname(out, created);
 }
