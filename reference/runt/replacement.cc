@@ -8,6 +8,11 @@ std::string_view bytes_of(const MDB_val &value) {
   return {static_cast<const char *>(value.mv_data), value.mv_size};
 }
 
+// In place of the library's comparison, which is made for size.
+bool equal(std::string_view one, std::string_view other) {
+  return one.size() == other.size() && memcmp(one.data(), other.data(), one.size()) == 0;
+}
+
 MDB_val as_value(std::string_view bytes) {
   return {bytes.size(), const_cast<char *>(bytes.data())};  // only read
 }
@@ -42,7 +47,7 @@ uint32_t &Replacement::slot_of(std::string_view key, uint32_t hash) {
     uint32_t &number = slots_[slot];
     if (number == 0) return number;
     const Row &row = rows_[number - 1];
-    if (row.hash == hash && key_of(row) == key) return number;
+    if (row.hash == hash && equal(key_of(row), key)) return number;
   }
 }
 
@@ -69,7 +74,7 @@ int Replacement::match(MDB_cursor *cursor) {
       error = mdb_cursor_del(cursor, 0);
     } else {
       Row &row = rows_[number - 1];
-      row.done = value_of(row) == bytes_of(value);
+      row.done = equal(value_of(row), bytes_of(value));
     }
     if (error == 0) error = mdb_cursor_get(cursor, &key, &value, MDB_NEXT);
   }
