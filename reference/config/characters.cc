@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "config/blocks.h"
+
 namespace {
 
 constexpr size_t longest_entry_name = 63;
@@ -35,11 +37,9 @@ unsigned utf8_length(const unsigned char *text) {
   return 0;
 }
 
-// True when all of 32 bytes are ASCII.
+// True when all bytes of two blocks are ASCII.
 bool is_plain(const char *text) {
-  uint64_t words[4];
-  memcpy(words, text, sizeof words);
-  return ((words[0] | words[1] | words[2] | words[3]) & 0x8080808080808080) == 0;
+  return set_bytes((block_at(text) | block_at(text + block_size)) > 0x7F) == 0;
 }
 
 bool may_stand_in_name(char character, bool hyphen) {
@@ -50,10 +50,11 @@ bool may_stand_in_name(char character, bool hyphen) {
 }  // namespace
 
 uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from) {
+  constexpr uint32_t step = 2 * block_size;
   uint32_t at = from;
   while (at < size) {
-    while (size - at >= 32 && is_plain(text + at)) at += 32;
-    for (uint32_t stop = size - at > 32 ? at + 32 : size; at < stop;) {
+    while (size - at >= step && is_plain(text + at)) at += step;
+    for (uint32_t stop = size - at > step ? at + step : size; at < stop;) {
       if (static_cast<unsigned char>(text[at]) < 0x80) {
         at++;
         continue;

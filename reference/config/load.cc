@@ -19,26 +19,26 @@ enum class Found : uint8_t { object, array, text, boolean, integer, fraction, nu
 const char *const found_names[] = {
     "an object", "an array", "a text", "a boolean", "an integer", "a number with a fraction or exponent", "null"};
 
+// By kind: what a value of that kind is called.
+const char *const kind_names[] = {"a value",    "an object", "an object",
+                                  "an array",   "a text",    "a boolean",
+                                  "an integer", "a number",  "a duration (seconds, or a text such as \"90s\")",
+                                  "a text"};
+
 template <typename... Each>
-constexpr uint8_t takes(Each... found) {
-  return static_cast<uint8_t>((0U | ... | (1U << static_cast<unsigned>(found))));
+constexpr unsigned set_of(Each... members) {
+  return (0U | ... | (1U << static_cast<unsigned>(members)));
 }
 
-// By kind: what a value of that kind is called and written as.
-struct {
-  const char *name;
-  uint8_t takes;
-} constexpr kinds[] = {
-    {"a value", takes(Found::object, Found::array, Found::text, Found::boolean, Found::integer, Found::fraction)},
-    {"an object", takes(Found::object)},
-    {"an object", takes(Found::object)},
-    {"an array", takes(Found::array)},
-    {"a text", takes(Found::text)},
-    {"a boolean", takes(Found::boolean)},
-    {"an integer", takes(Found::integer)},
-    {"a number", takes(Found::integer, Found::fraction)},
-    {"a duration (seconds, or a text such as \"90s\")", takes(Found::integer, Found::text)},
-    {"a text", takes(Found::text)},
+// By what is found: the kinds that are written so.
+constexpr unsigned fitting_kinds[] = {
+    set_of(Kind::ignored, Kind::object, Kind::map),
+    set_of(Kind::ignored, Kind::array),
+    set_of(Kind::ignored, Kind::text, Kind::duration, Kind::reference),
+    set_of(Kind::ignored, Kind::boolean),
+    set_of(Kind::ignored, Kind::integer, Kind::number, Kind::duration),
+    set_of(Kind::ignored, Kind::number),
+    0,
 };
 
 struct DurationUnit {
@@ -91,7 +91,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   bool halted = false;
 
   // Texts that reach past this place have to be looked at: it is the first of the following three.
-  uint32_t suspect = 0;
+  const char *suspect = nullptr;
   uint32_t invalid_utf8 = 0;
   uint32_t backslash = 0;  // the parser lets control characters pass when they are escaped
   uint32_t delete_character = 0;
@@ -117,7 +117,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     if (invalid_utf8 <= from) invalid_utf8 = find_invalid_utf8(text, document.size, from);
     if (backslash <= from) backslash = find_character('\\', from);
     if (delete_character <= from) delete_character = find_character('\x7F', from);
-    suspect = std::min({invalid_utf8, backslash, delete_character});
+    suspect = text + std::min({invalid_utf8, backslash, delete_character, document.size});
   }
 
   [[gnu::cold]] std::string path() const {
@@ -168,17 +168,17 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     if (found == Found::null) {
       refuse(position, "null is not allowed, leave the key out instead");
     } else {
-      refuse(position, "expected %s, found %s", kinds[static_cast<unsigned>(schema_row(current->member).kind)].name,
+      refuse(position, "expected %s, found %s", kind_names[static_cast<unsigned>(schema_row(current->member).kind)],
              found_names[static_cast<unsigned>(found)]);
     }
     push_broken(position);
   }
 
   // Begins a value that is neither object nor array: its row when it is of a fitting kind; else it has been dealt with.
-  const SchemaRow *begin(Found found, uint32_t position) {
+  [[gnu::always_inline]] const SchemaRow *begin(Found found, uint32_t position) {
     current->counted++;
     const SchemaRow &row = schema_row(current->member);
-    if ((kinds[static_cast<unsigned>(row.kind)].takes >> static_cast<unsigned>(found) & 1U) == 0) [[unlikely]] {
+    if ((fitting_kinds[static_cast<unsigned>(found)] & set_of(row.kind)) == 0) [[unlikely]] {
       refuse_found(found, position);
       return nullptr;
     }
@@ -230,10 +230,10 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     }
   }
 
-  bool String(const char *string, rapidjson::SizeType length, bool) {
+  [[gnu::always_inline]] bool String(const char *string, rapidjson::SizeType length, bool) {
     uint32_t start = offset(string);
     const SchemaRow *row = begin(Found::text, start - 1);
-    if (start + length > suspect) [[unlikely]]
+    if (string + length > suspect) [[unlikely]]
       inspect(row, string, length);
     if (row == nullptr) return !halted;
     if (row->kind == Kind::duration) {
@@ -246,7 +246,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   }
 
   // Looks at the characters of a text, or (without a row) of a name or an ignored text.
-  void inspect(const SchemaRow *row, const char *string, uint32_t length) {
+  [[gnu::noinline]] void inspect(const SchemaRow *row, const char *string, uint32_t length) {
     uint32_t start = offset(string);
     if (invalid_utf8 < start) invalid_utf8 = find_invalid_utf8(text, document.size, start);
     // What stood in the file is not UTF-8 when, and only when, what the parser made of it is not.
@@ -267,7 +267,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     suspect_from(start + length);
   }
 
-  void add_duration(const char *string, size_t length, uint32_t position) {
+  [[gnu::noinline]] void add_duration(const char *string, size_t length, uint32_t position) {
     constexpr int64_t most = int64_t{INT32_MAX} * 1000 + 999;
     const char *unit = string;
     int64_t count = 0;
@@ -285,10 +285,10 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     }
   }
 
-  bool Key(const char *name, rapidjson::SizeType length, bool) {
+  [[gnu::always_inline]] bool Key(const char *name, rapidjson::SizeType length, bool) {
     uint32_t start = offset(name);
     current->name = start;
-    if (start + length > suspect) [[unlikely]]
+    if (name + length > suspect) [[unlikely]]
       inspect(nullptr, name, length);
     if (current->kind == Kind::object) {
       known_key(name, length);
@@ -305,7 +305,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
 
   void known_key(const char *name, size_t length) {
     const SchemaRow &object = schema_row(current->row);
-    unsigned member = schema_member(object, name, length, current->next_member);
+    unsigned member = schema_member(object, name, length, current->next_member, same_blocks);
     if (member == object.count) [[unlikely]] {
       unknown_key(object, name, length);
       return;
@@ -317,7 +317,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     current->member = static_cast<uint16_t>(object.child + member);
   }
 
-  [[gnu::cold]] void unknown_key(const SchemaRow &object, const char *name, size_t length) {
+  [[gnu::cold, gnu::noinline]] void unknown_key(const SchemaRow &object, const char *name, size_t length) {
     const char *meant = closest_member(object, name, length);
     std::string hint = meant != nullptr ? std::string(", did you mean '") + meant + "'?" : "";
     report_at(document, Grade::ignored, current->name - 1, path(), "%s%s", unknown_key_message, hint.c_str());
@@ -379,7 +379,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
 
   // Moves pending nodes into a block of cells. On the stack a node knows the cell of its first child; from now on it
   // and its children know how far they lie apart.
-  uint32_t lay_down(uint32_t start, uint32_t count) {
+  [[gnu::always_inline]] uint32_t lay_down(uint32_t start, uint32_t count) {
     if (count == 0) return 0;
     Cell *block = document.cells.add(count + 1);
     Cell *cells = document.cells.data.get();

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "config/blocks.h"
 #include "config/keys.h"
 
 namespace {
@@ -90,6 +91,7 @@ constexpr Layout lay_out() {
   layout.schema.rows[schema_ignored].kind = Kind::ignored;
   layout.row_count = schema_root + 1;
   layout.set(schema_root, keys::object("", "", keys::root));
+  if (layout.name_size + block_size > sizeof layout.schema.names) does_not_compile("no block to read behind the names");
   return layout;
 }
 constexpr Layout layout = lay_out();

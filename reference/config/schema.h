@@ -51,7 +51,7 @@ inline constexpr uint16_t schema_root = 1;
 inline constexpr size_t schema_room = 552;
 struct Schema {
   SchemaRow rows[schema_room];
-  char names[4608];
+  char names[4608];  // not quite full: they are read in blocks
 };
 extern const Schema schema;
 
@@ -95,17 +95,23 @@ inline bool same_characters(const char *one, const char *other, size_t count) {
 }
 
 // The number of the object's member of that name; row.count for a name that the object does not define. The search
-// starts at member number `hint` (at most row.count) and wraps: documents mostly follow the order of the table.
-inline unsigned schema_member(const SchemaRow &object, const char *name, size_t length, unsigned hint) {
+// starts at member number `hint` (at most row.count) and wraps: documents mostly follow the order of the table. Names
+// of one length are compared with `same`.
+template <typename Same>
+inline unsigned schema_member(const SchemaRow &object, const char *name, size_t length, unsigned hint, Same same) {
   unsigned count = object.count;
   if (length > longest_key) return count;
   uint16_t tag = schema_tag(name, length);
   const SchemaRow *members = schema.rows + object.child;
   for (unsigned left = count, i = hint; left > 0; left--, i++) {
     if (i >= count) i = 0;
-    if (members[i].tag == tag && same_characters(schema_name(members[i]), name, length)) return i;
+    if (members[i].tag == tag && same(schema_name(members[i]), name, length)) return i;
   }
   return count;
+}
+
+inline unsigned schema_member(const SchemaRow &object, const char *name, size_t length) {
+  return schema_member(object, name, length, 0, same_characters);
 }
 
 #endif

@@ -10,34 +10,51 @@
 #include <stdint.h>
 #include <string.h>
 
-#include <bit>
+#include "config/blocks.h"
 
-// As many bytes may be read behind the end of a text.
-inline constexpr size_t block_size = 16;
-
-using Block = unsigned char __attribute__((vector_size(block_size)));
-
-inline Block block_at(const char *text) {
-  Block block;
-  memcpy(&block, text, sizeof block);
-  return block;
+// The bytes of a block that mean something to the parser within a string.
+inline unsigned special_bytes(Block block) {
+  return set_bytes((block == '"') | (block == '\\') | (block < 0x20));
 }
 
-// How many bytes stand before the first one that is set in a mask of 0x00 and 0xFF bytes.
-inline size_t bytes_before_set(const void *mask) {
-  uint64_t words[2];
-  memcpy(words, mask, sizeof words);
-  bool first = words[0] != 0;
-  uint64_t word = first ? words[0] : words[1];
-  if (word == 0) return block_size;
-  int bits = std::endian::native == std::endian::little ? std::countr_zero(word) : std::countl_zero(word);
-  return (first ? 0 : sizeof word) + static_cast<size_t>(bits) / 8;
+// The first byte from `at` on that means something to the parser within a string; a zero byte at the latest.
+inline char *plain_end(char *at) {
+  for (;; at += block_size) {
+    unsigned special = special_bytes(block_at(at));
+    if (special != 0) return at + std::countr_zero(special);
+  }
 }
 
-// How many of the bytes at `text`, up to a block, mean nothing to the parser within a string.
-inline size_t plain_bytes(Block block) {
-  auto special = (block == '"') | (block == '\\') | (block < 0x20);
-  return bytes_before_set(&special);
+// What is read next, and where what the parser makes of it is written.
+struct Places {
+  char *source;
+  char *target;
+};
+
+// Takes plain bytes over. In a string with escapes, whose target lies behind, only whole blocks: the parser gets the
+// loose ends.
+[[gnu::noinline]] inline Places take_plain(Places at) {
+  if (at.source == at.target) {
+    char *end = plain_end(at.source);
+    return {end, end};
+  }
+  for (;; at.source += block_size, at.target += block_size) {
+    Block block = block_at(at.source);
+    if (special_bytes(block) != 0) return at;
+    memcpy(at.target, &block, sizeof block);
+  }
+}
+
+// The first byte from `at` on that is no blank.
+[[gnu::noinline]] inline char *blanks_end(char *at) {
+  while (static_cast<unsigned char>(*at) <= ' ') {
+    if (*at != ' ' && *at != '\n' && *at != '\r' && *at != '\t') break;
+    if (*at++ != '\n') continue;
+    unsigned others = 0;
+    while ((others = set_bytes(block_at(at) != ' ')) == 0) at += block_size;
+    at += std::countr_zero(others);
+  }
+  return at;
 }
 
 struct TextStream {
@@ -61,23 +78,21 @@ struct TextStream {
   char Take() { return *source++; }
   size_t Tell() const { return static_cast<size_t>(source - start); }
 
-  char *PutBegin() { return target = source; }
+  // Also goes to the end of the plain bytes that a string starts with.
+  char *PutBegin() {
+    char *begin = source;
+    source = target = plain_end(source);
+    return begin;
+  }
   size_t PutEnd(const char *begin) const { return static_cast<size_t>(target - begin); }
 
-  // Besides the character also takes over the plain ones that follow it. (A zero byte ends the string.)
+  // Besides the character also takes over plain ones that follow it. (A zero byte ends the string.)
   void Put(char character) {
     *target++ = character;
     if (character == '\0') return;
-    for (size_t taken = block_size; taken == block_size;) {
-      Block block = block_at(source);
-      taken = plain_bytes(block);
-      if (target != source) {
-        if (taken < block_size) return;  // a string with escapes: leave its loose ends to the parser
-        memcpy(target, &block, sizeof block);
-      }
-      source += taken;
-      target += taken;
-    }
+    Places places = take_plain({source, target});
+    source = places.source;
+    target = places.target;
   }
 };
 
@@ -113,18 +128,11 @@ struct StreamTraits<TextStream> {
   enum { copyOptimization = 1 };
 };
 
+// Mostly there is one blank or none, or a new line.
 template <>
 inline void SkipWhitespace(TextStream &stream) {
-  char *at = stream.source;
-  while (static_cast<unsigned char>(*at) <= ' ') {
-    if (*at != ' ' && *at != '\n' && *at != '\r' && *at != '\t') break;
-    if (*at++ != '\n') continue;
-    for (size_t blanks = block_size; blanks == block_size; at += blanks) {
-      auto others = block_at(at) != ' ';
-      blanks = bytes_before_set(&others);
-    }
-  }
-  stream.source = at;
+  if (*stream.source == ' ') stream.source++;
+  if (static_cast<unsigned char>(*stream.source) <= ' ') stream.source = blanks_end(stream.source);
 }
 
 }  // namespace rapidjson

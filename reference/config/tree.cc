@@ -17,36 +17,32 @@ const ConfigNode *child_at(const ConfigNode *node, size_t index) {
   return index < node->value.children.count ? nth_child(node, static_cast<uint32_t>(index)) : nullptr;
 }
 
-// The component of a path, up to `separator` or the end.
-struct Component {
-  const char *name;
-  char separator;
-  const char *end = nullptr;  // null until it is looked for
-
-  size_t length() {
-    if (end == nullptr) {
-      for (end = name; *end != '\0' && *end != separator;) end++;
-    }
-    return static_cast<size_t>(end - name);
-  }
+// One step of a path: the child that it leads to, null when the document does not hold it, and the end of its name in
+// the path. Small enough to be returned in registers.
+struct Step {
+  const ConfigNode *node;
+  const char *end;
 };
 
-// The member of an object by its name. Objects are small, and what is asked for is mostly there.
-inline const ConfigNode *find_member(const ConfigNode *object, Component &component) {
-  const char *name = component.name;
+// The end of the name that starts a path.
+const char *name_end(const char *path, char separator) {
+  while (*path != '\0' && *path != separator) path++;
+  return path;
+}
+
+// To a member of an object. Objects are small, and what is asked for is mostly there.
+inline Step step_to_member(const ConfigNode *object, const char *path, char separator) {
   uint32_t count = object->value.children.count;
-  const auto first = static_cast<unsigned char>(*name);
+  const auto first = static_cast<unsigned char>(*path);
   for (const Cell *cell = cell_at(nth_child(object, 0)); count > 0; count--, cell++) {
     const SchemaRow &row = row_of(&cell->node);
     if (static_cast<unsigned char>(row.tag) != first) continue;
     const char *own = schema_name(row);
     size_t at = 1;
-    while (own[at] != '\0' && own[at] == name[at]) at++;
-    if (own[at] != '\0' || (name[at] != '\0' && name[at] != component.separator)) continue;
-    component.end = name + at;
-    return &cell->node;
+    while (own[at] != '\0' && own[at] == path[at]) at++;
+    if (own[at] == '\0' && (path[at] == '\0' || path[at] == separator)) return {&cell->node, path + at};
   }
-  return nullptr;
+  return {nullptr, path};
 }
 
 const ConfigNode *find_entry(const ConfigNode *map, const char *name, size_t length) {
@@ -82,47 +78,66 @@ bool read_index(const char *digits, size_t length, size_t *index) {
   return true;
 }
 
-// One step down; null when the document does not hold that child.
-[[gnu::always_inline]] inline const ConfigNode *find_child(const ConfigNode *node, Component &component) {
+// To an entry of a map or an element of an array.
+Step step_to_entry(const ConfigNode *node, const char *path, char separator) {
+  const char *end = name_end(path, separator);
+  auto length = static_cast<size_t>(end - path);
   Kind kind = row_of(node).kind;
-  if (kind == Kind::object) return find_member(node, component);
-  size_t length = component.length();
-  if (length == 0) return nullptr;
-  if (kind == Kind::map) return find_entry(node, component.name, length);
   size_t index = 0;
-  return kind == Kind::array && read_index(component.name, length, &index) ? child_at(node, index) : nullptr;
+  const ConfigNode *child = nullptr;
+  if (length > 0 && kind == Kind::map) {
+    child = find_entry(node, path, length);
+  } else if (kind == Kind::array && read_index(path, length, &index)) {
+    child = child_at(node, index);
+  }
+  return {child, end};
+}
+
+const ConfigNode *find_below_entry(const ConfigNode *node, const char *path, char separator);
+
+// The node at a path that is not empty; null when the document does not hold it. Most paths lead through objects alone:
+// they are followed without a call.
+const ConfigNode *find_below(const ConfigNode *node, const char *path, char separator) {
+  while (row_of(node).kind == Kind::object) {
+    Step step = step_to_member(node, path, separator);
+    if (step.node == nullptr || *step.end == '\0') return step.node;
+    node = step.node;
+    path = step.end + 1;
+  }
+  return find_below_entry(node, path, separator);
+}
+
+// The same for a path that starts at a map or array.
+[[gnu::noinline]] const ConfigNode *find_below_entry(const ConfigNode *node, const char *path, char separator) {
+  Step step = step_to_entry(node, path, separator);
+  if (step.node == nullptr || *step.end == '\0') return step.node;
+  return find_below(step.node, step.end + 1, separator);
 }
 
 // The node at a path; null when the document does not hold it.
-const ConfigNode *find(const ConfigNode *node, const char *path, char separator = '.') {
-  if (node == nullptr || *path == '\0') return node;
-  for (;;) {
-    Component component{path, separator};
-    node = find_child(node, component);
-    if (node == nullptr || component.end[0] == '\0') return node;
-    path = component.end + 1;
-  }
+inline const ConfigNode *find(const ConfigNode *node, const char *path, char separator = '.') {
+  return node == nullptr || *path == '\0' ? node : find_below(node, path, separator);
 }
 
 // What the schema says about a path of which the document holds nothing, or only a part.
 uint16_t find_row(uint16_t from, const char *path) {
   for (;;) {
-    Component component{path, '.'};
-    size_t length = component.length();
+    const char *end = name_end(path, '.');
+    auto length = static_cast<size_t>(end - path);
     if (length == 0) return schema_ignored;
     const SchemaRow &row = schema_row(from);
     size_t index = 0;
     if (row.kind == Kind::object) {
-      unsigned number = schema_member(row, component.name, length, 0);
+      unsigned number = schema_member(row, path, length);
       if (number == row.count) return schema_ignored;
       from = static_cast<uint16_t>(row.child + number);
-    } else if (row.kind == Kind::map || (row.kind == Kind::array && read_index(component.name, length, &index))) {
+    } else if (row.kind == Kind::map || (row.kind == Kind::array && read_index(path, length, &index))) {
       from = row.child;
     } else {
       return schema_ignored;
     }
-    if (*component.end == '\0') return from;
-    path = component.end + 1;
+    if (*end == '\0') return from;
+    path = end + 1;
   }
 }
 
@@ -153,6 +168,11 @@ const ConfigNode *referenced(const ConfigNode *node) {
   return node_at(document_of(node), node->link);
 }
 
+// What a text reads as that the document does not hold.
+[[gnu::noinline]] const char *absent_text(const ConfigNode *node, const char *path) {
+  return node == nullptr || holds_text(schema_row(find_row(node->row, path)).kind) ? "" : nullptr;
+}
+
 int64_t milliseconds(const ConfigNode *node, const char *path) {
   const ConfigNode *found = leaf(node, path, Kind::duration);
   return found != nullptr ? found->value.milliseconds : 0;
@@ -165,10 +185,9 @@ const ConfigNode *find_by_reference(const ConfigNode *root, const char *text) {
 }
 
 const char *config_get_string(const ConfigNode *node, const char *path) {
-  if (node == nullptr) return "";
   const ConfigNode *found = find(node, path);
-  if (found != nullptr) return holds_text(row_of(found).kind) ? found->value.text : nullptr;
-  return holds_text(schema_row(find_row(node->row, path)).kind) ? "" : nullptr;
+  if (found == nullptr) return absent_text(node, path);
+  return holds_text(row_of(found).kind) ? found->value.text : nullptr;
 }
 
 bool config_get_bool(const ConfigNode *node, const char *path) {
@@ -232,9 +251,7 @@ const ConfigNode *config_object_next(const ConfigNode *member) {
 }
 
 const ConfigNode *config_object_get(const ConfigNode *object, const char *key) {
-  if (!is_object(object)) return nullptr;
-  Component component{key, '\0'};
-  return find_child(object, component);
+  return is_object(object) ? find_below(object, key, '\0') : nullptr;
 }
 
 const char *config_string_get(const ConfigNode *leaf) {

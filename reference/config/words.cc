@@ -60,8 +60,7 @@ void check_word(const ConfigNode *node, const Paths &found) {
 bool is_off(const ConfigNode *node) {
   constexpr char key[] = "enable";
   const SchemaRow &row = row_of(node);
-  return row.kind == Kind::object && schema_member(row, key, sizeof key - 1, 0) < row.count &&
-         !config_get_bool(node, key);
+  return row.kind == Kind::object && schema_member(row, key, sizeof key - 1) < row.count && !config_get_bool(node, key);
 }
 
 void check_below(const ConfigNode *node, const Paths &found) {
