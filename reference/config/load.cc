@@ -553,11 +553,15 @@ bool parse(Document &document) {
 }  // namespace
 
 const ConfigNode *config_load_file(const char *path, std::vector<Finding> *findings) {
+  // The text comes first: what is read tells how large the heap has to be.
+  std::string problem;
+  uint32_t size = 0;
+  char *text = read_padded(path, text_padding, &size, &problem);
   auto document = std::make_unique<Document>();
   document->file = path;
   document->findings = findings;
-  std::string problem;
-  document->text.reset(read_padded(path, text_padding, &document->size, &problem));
+  document->size = size;
+  document->text.reset(text);
   if (document->text == nullptr) {
     report_at(*document, Grade::refused, no_position, {}, "%s", problem.c_str());
     return nullptr;

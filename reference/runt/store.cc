@@ -94,17 +94,20 @@ void unlock_writers() {
 }
 
 // A program that reads beyond the end of a mapped file is killed. Every writer makes the file as long as the map before
-// its first batch, so one that is shorter than the pages it speaks of has been cut.
-int settle_size(bool writable) {
+// its first batch, so one that is shorter than the pages it speaks of has been cut. `seen` is how long a reader found
+// it before it was opened: it only grows.
+int settle_size(bool writable, size_t seen) {
   struct stat file;
   MDB_envinfo info;
   MDB_stat pages;
-  int fd = data_fd();
-  if (fstat(fd, &file) != 0) return errno;
   mdb_env_info(store.env, &info);
   mdb_env_stat(store.env, &pages);
+  size_t used = (info.me_last_pgno + 1) * pages.ms_psize;
+  if (!writable && seen >= used) return 0;
+  int fd = data_fd();
+  if (fstat(fd, &file) != 0) return errno;
   auto size = static_cast<size_t>(file.st_size);
-  if (size < (info.me_last_pgno + 1) * pages.ms_psize) return MDB_CORRUPTED;
+  if (size < used) return MDB_CORRUPTED;
   return !writable || size >= map_size || ftruncate(fd, map_size) == 0 ? 0 : errno;
 }
 
@@ -134,12 +137,11 @@ int reserve_first_pages() {
 // The table that goes with existing data may have been removed or cut.
 int settle_reader_table() {
   struct stat file;
-  if (stat(lock_path, &file) == 0 && file.st_size >= reader_table_size) return 0;
-  return stat(data_path, &file) != 0 ? errno : reserve_reader_table();
+  return stat(lock_path, &file) == 0 && file.st_size >= reader_table_size ? 0 : reserve_reader_table();
 }
 
 // Opens the store's files and takes a snapshot. Nothing stays open after a failure.
-int open_environment(unsigned access) {
+int open_environment(unsigned access, size_t seen = 0) {
   int error = access != MDB_RDONLY ? reserve_first_pages() : 0;
   if (error == 0) error = mdb_env_create(&store.env);
   if (error != 0) return error;
@@ -147,7 +149,7 @@ int open_environment(unsigned access) {
   constexpr unsigned flags = MDB_NOTLS | MDB_NOSYNC;
   if (access != MDB_RDONLY) mdb_env_set_mapsize(store.env, map_size);
   error = mdb_env_open(store.env, runt_directory, flags | access, 0600);
-  if (error == 0) error = settle_size(access != MDB_RDONLY);
+  if (error == 0) error = settle_size(access != MDB_RDONLY, seen);
   if (error == 0) error = begin(MDB_RDONLY, &store.snapshot);
   if (error == 0) error = mdb_dbi_open(store.snapshot, nullptr, 0, &store.values);
   if (error != 0) close_environment();
@@ -157,22 +159,28 @@ int open_environment(unsigned access) {
 }
 
 int connect() {
-  int error = settle_reader_table();
-  if (error == 0) error = open_environment(MDB_RDONLY);
-  if (error == 0) return 0;
+  struct stat file;
+  int error = stat(data_path, &file) == 0 ? 0 : errno;
   // Without a file there is nothing to read; the first change will make it.
-  if (error == ENOENT && (mkdir(runt_directory, 0700) == 0 || errno == EEXIST)) {
-    store.open = true;
-    return 0;
-  }
+  store.open = error == ENOENT;
+  if (store.open) return 0;
+  if (error == 0) error = settle_reader_table();
+  if (error == 0) error = open_environment(MDB_RDONLY, static_cast<size_t>(file.st_size));
+  if (error == 0) return 0;
   // A program that was killed while it made the file left one that only a writer can complete.
   error = reserve_reader_table();
   return error != 0 ? error : open_environment(0);
 }
 
+// For a store that has no file yet.
+int make_place() {
+  if (mkdir(runt_directory, 0700) != 0 && errno != EEXIST) return errno;
+  return reserve_reader_table();
+}
+
 int become_writer() {
   if (store.writable) return 0;
-  int error = store.env == nullptr ? reserve_reader_table() : 0;
+  int error = store.env == nullptr ? make_place() : 0;
   if (error != 0) return error;
   close_environment();
   error = open_environment(0);
@@ -337,9 +345,7 @@ void runt_deinit(void) {
 char *runt_get_string(const char *key) {
   MDB_val value;
   if (!find_value(key, &value)) return nullptr;
-  char *text = strndup(static_cast<const char *>(value.mv_data), value.mv_size);
-  if (text == nullptr) end_without_memory();
-  return text;
+  return copy_bytes(static_cast<const char *>(value.mv_data), value.mv_size);
 }
 
 char *runt_get_string_pathf(const char *format, ...) {

@@ -46,12 +46,6 @@ char **append_owned(char **list, char *text) {
   return list;
 }
 
-char *copy_bytes(const char *text, size_t length) {
-  char *copy = static_cast<char *>(memcpy(xrealloc(nullptr, length + 1), text, length));
-  copy[length] = '\0';
-  return copy;
-}
-
 }  // namespace
 
 char **_sl_new(int /*reserved1*/, int /*reserved2*/) {
@@ -82,8 +76,9 @@ char *sl_join(char *const *list, const char *separator) {
   size_t size = 0;
   for (char *const *entry = list; *entry != nullptr; entry++) size += strlen(*entry) + separator_length;
   char *joined = static_cast<char *>(xrealloc(nullptr, size + 1));
-  char *end = stpcpy(joined, list[0]);
-  for (char *const *entry = list + 1; *entry != nullptr; entry++) end = stpcpy(stpcpy(end, separator), *entry);
+  char *end = append_text(joined, list[0]);
+  for (char *const *entry = list + 1; *entry != nullptr; entry++)
+    end = append_text(append_text(end, separator), *entry);
   return joined;
 }
 

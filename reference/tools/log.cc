@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -53,15 +54,18 @@ bool system_log_listens() {
 void tell_system_log(int priority, const char *message) {
   char *line = nullptr;
   xasprintf(&line, "<%d>%s: %s", LOG_DAEMON | priority, identifier, message);
-  send(system_log, line, strlen(line), MSG_NOSIGNAL);
+  ssize_t written = write(system_log, line, strlen(line));  // a socket of datagrams sends no signal
+  static_cast<void>(written);
   free(line);
 }
 
-// Standard error. A terminal says that it has room when it has not enough for a line, so it is opened once more, to
-// take what it can and no more: the way it was opened is shared with other programs and has to stay.
+// Standard error. A terminal says that it has room when it has not enough for a line, so a device is opened once more,
+// to take what it can and no more: the way it was opened is shared with other programs and has to stay.
 int standard_error() {
   static int fd = -1;
-  if (fd < 0 && isatty(STDERR_FILENO) == 1) fd = open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  struct stat status;
+  if (fd < 0 && fstat(STDERR_FILENO, &status) == 0 && S_ISCHR(status.st_mode))
+    fd = open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0) fd = STDERR_FILENO;
   return fd;
 }

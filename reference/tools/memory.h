@@ -7,6 +7,8 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <cstdlib>
+#include <cstring>
 
 // Ends the program with a message.
 [[noreturn]] inline void end_without_memory() {
@@ -16,8 +18,20 @@
   _exit(1);
 }
 
+// A new text of `length` bytes.
+inline char *copy_bytes(const char *bytes, size_t length) {
+  char *text = static_cast<char *>(malloc(length + 1));
+  if (text == nullptr) end_without_memory();
+  memcpy(text, bytes, length);
+  text[length] = '\0';
+  return text;
+}
+
 // As realloc; never null for a size above 0.
 void *xrealloc(void *memory, size_t size);
+
+// Puts a text at the end of another and returns the new end; there has to be room for it.
+char *append_text(char *end, const char *text);
 
 // As vasprintf; the new text belongs to the caller and is never null.
 char *xvasprintf(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));

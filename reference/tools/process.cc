@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <vector>
 
@@ -56,10 +57,10 @@ pid_t start(int fd_out, char *const *argv) {
   keep_child_statuses();
   posix_spawn_file_actions_t actions;
   posix_spawnattr_t attributes;
-  sigset_t none;
+  // A bit for each signal: what sigemptyset and sigfillset make of them, too, would be two more functions to look up.
+  sigset_t none = {};
   sigset_t all;
-  sigemptyset(&none);
-  sigfillset(&all);
+  memset(&all, 0xFF, sizeof all);
   if (posix_spawn_file_actions_init(&actions) != 0) return -1;
   if (posix_spawnattr_init(&attributes) != 0) {
     posix_spawn_file_actions_destroy(&actions);

@@ -12,6 +12,12 @@ void *xrealloc(void *memory, size_t size) {
   return moved;
 }
 
+char *append_text(char *place, const char *text) {
+  size_t length = strlen(text);
+  memcpy(place, text, length + 1);
+  return place + length;
+}
+
 char *xvasprintf(const char *format, va_list arguments) {
   char *text = nullptr;
   if (vasprintf(&text, format, arguments) < 0) end_without_memory();
@@ -49,7 +55,7 @@ char *escape(const char *text, const EscapePair *table) {
   for (const char *byte = text; *byte != '\0'; byte++) {
     const char *to = replacement(*byte, table);
     if (to != nullptr) {
-      end = stpcpy(end, to);
+      end = append_text(end, to);
     } else {
       *end++ = *byte;
     }

@@ -186,7 +186,8 @@ void write_files(FILE *file, const ConfigNode *root) {
 }  // namespace
 
 int32_t map_dnsmasq(const ConfigNode *root, int32_t, char **) {
-  OwnedStream conf = open_output(conf_path, public_mode);
+  // A line for each of any number of leases goes out in a few long writes: the document that it comes from is longer.
+  OwnedStream conf = open_output(conf_path, public_mode, SIZE_MAX);
   if (conf == nullptr) return 1;
 
   write_files(conf.get(), root);

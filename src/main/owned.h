@@ -62,8 +62,8 @@ inline bool is_path_component(const char *text) {
 std::string format(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // Opens `path` for writing from scratch with exactly `mode`, whatever the umask says and also when the file existed.
-// Null when that fails; errno then tells why.
-OwnedStream open_output(const char *path, unsigned mode = 0600);
+// Up to `most_held` bytes are held back before they are written. Null when that fails; errno then tells why.
+OwnedStream open_output(const char *path, unsigned mode = 0600, size_t most_held = 49152);
 
 // Closes a stream; true when everything written to it has reached the file, else errno tells what went wrong.
 bool close_output(OwnedStream stream);

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
+#include <cstring>
 #include <vector>
 
 class TextSet {
@@ -18,42 +18,40 @@ class TextSet {
   }
 
   // Adds a text; false when the set holds it already.
-  bool insert(std::string_view text) {
+  bool insert(const char *text) {
     if ((count_ + 1) * 4 > slots_.size() * 3) grow();
-    Slot &slot = slots_[place_of(text)];
-    if (slot.data() != nullptr) return false;
-    slot = text.data() != nullptr ? text : std::string_view("");
+    const char *&slot = slots_[place_of(text)];
+    if (slot != nullptr) return false;
+    slot = text;
     count_++;
     return true;
   }
 
-  bool contains(std::string_view text) const { return slots_[place_of(text)].data() != nullptr; }
+  bool contains(const char *text) const { return slots_[place_of(text)] != nullptr; }
 
  private:
-  using Slot = std::string_view;  // one without data is free
-
-  static size_t hash(std::string_view text) {
+  static size_t hash(const char *text) {
     uint32_t hash = 2166136261U;
-    for (char character : text) hash = (hash ^ static_cast<unsigned char>(character)) * 16777619U;
+    for (; *text != '\0'; text++) hash = (hash ^ static_cast<unsigned char>(*text)) * 16777619U;
     return hash ^ hash >> 15;
   }
 
   // Where the text is, or the free slot where it belongs.
-  size_t place_of(std::string_view text) const {
+  size_t place_of(const char *text) const {
     size_t mask = slots_.size() - 1;
     size_t place = hash(text) & mask;
-    while (slots_[place].data() != nullptr && slots_[place] != text) place = (place + 1) & mask;
+    while (slots_[place] != nullptr && strcmp(slots_[place], text) != 0) place = (place + 1) & mask;
     return place;
   }
 
   void grow() {
-    std::vector<Slot> old(2 * slots_.size());
+    std::vector<const char *> old(2 * slots_.size());
     old.swap(slots_);
-    for (const Slot &slot : old)
-      if (slot.data() != nullptr) slots_[place_of(slot)] = slot;
+    for (const char *text : old)
+      if (text != nullptr) slots_[place_of(text)] = text;
   }
 
-  std::vector<Slot> slots_;  // a power of two, a quarter of them free
+  std::vector<const char *> slots_;  // null where free; a power of two, a quarter of them free
   size_t count_ = 0;
 };
 

@@ -276,8 +276,8 @@ TEST(TextSet, TakesMoreThanItHasRoomFor) {
   std::vector<std::string> texts(1000);
   for (size_t i = 0; i < texts.size(); i++) texts[i] = std::to_string(i);
   TextSet set;
-  for (const std::string &text : texts) EXPECT_TRUE(!set.contains(text) && set.insert(text)) << text;
-  for (const std::string &text : texts) EXPECT_TRUE(set.contains(text) && !set.insert(text)) << text;
+  for (const std::string &text : texts) EXPECT_TRUE(!set.contains(text.c_str()) && set.insert(text.c_str())) << text;
+  for (const std::string &text : texts) EXPECT_TRUE(set.contains(text.c_str()) && !set.insert(text.c_str())) << text;
 }
 
 }  // namespace
