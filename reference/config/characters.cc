@@ -96,9 +96,8 @@ std::string printable(std::string_view text) {
     auto byte = static_cast<unsigned char>(ended[at]);
     if (shown.size() >= longest && (byte & 0xC0) != 0x80) return shown + "...";
     if (is_control(ended[at]) || is_second_control(ended, at) || at == invalid) {
-      char code[8];
-      snprintf(code, sizeof code, "\\x%02x", byte);
-      shown += code;
+      static const char digits[] = "0123456789abcdef";
+      shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
       if (at == invalid) invalid = find_invalid_utf8(ended.c_str(), size, at + 1);
     } else {
       shown += ended[at];

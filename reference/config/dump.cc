@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "config/document.h"
+#include "platform/tools.h"
 
 namespace {
 
@@ -24,12 +25,15 @@ void dump_text(std::string &out, const char *text) {
 
 // The shortest digits that read back as the same number.
 void dump_number(std::string &out, double number) {
-  char text[40];
-  for (int digits = 1; digits <= 17; digits++) {
-    snprintf(text, sizeof text, "%.*g", digits, number + 0.0);  // also makes -0 a 0
-    if (strtod(text, nullptr) == number) break;
+  constexpr int always_enough = 17;
+  for (int digits = 1; digits <= always_enough; digits++) {
+    char *text;
+    xasprintf(&text, "%.*g", digits, number + 0.0);  // also makes -0 a 0
+    const std::unique_ptr<char, void (*)(void *)> owner(text, free);
+    if (digits < always_enough && strtod(text, nullptr) != number) continue;
+    out += text;
+    break;
   }
-  out += text;
 }
 
 void dump_node(std::string &out, const Document &document, const ConfigNode *node);

@@ -529,8 +529,8 @@ bool parse(Document &document) {
     return false;
   }
   // Room for more nodes than most documents of that size have: memory that is never touched costs nothing.
-  loader.pending.reserve(document.size / 24 + 64);
-  document.cells.reserve(document.size / 12 + 64);
+  loader.pending.reserve(document.size / 24 + 16);
+  document.cells.reserve(document.size / 12 + 16);
   document.cells.add();  // 0 stands for no cell
 
   rapidjson::GenericReader<TextEncoding, TextEncoding> reader;

@@ -67,8 +67,7 @@ void report_list(Document &document, Grade grade, uint32_t position, const std::
     finding.line = document.place.line;
     finding.column = position - document.place.line_start + 1;
   }
-  char *message = nullptr;
-  if (vasprintf(&message, format, arguments) < 0) end_without_memory();
+  char *message = xvasprintf(format, arguments);
   finding.message = message;
   free(message);
   if (document.findings != nullptr) {
@@ -102,8 +101,7 @@ void config_report(const ConfigNode *node, Grade grade, const char *format, ...)
   va_list arguments;
   va_start(arguments, format);
   if (node == nullptr) {
-    char *message = nullptr;
-    if (vasprintf(&message, format, arguments) < 0) end_without_memory();
+    char *message = xvasprintf(format, arguments);
     if (grade != Grade::questionable) log_error("%s", message);
     free(message);
   } else if ((node->flags & node_broken) == 0) {

@@ -7,6 +7,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -34,6 +35,16 @@ void *xrealloc(void *memory, size_t size);
 char *append_text(char *end, const char *text);
 
 // As vasprintf; the new text belongs to the caller and is never null.
-char *xvasprintf(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
+inline char *xvasprintf(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
+inline char *xvasprintf(const char *format, va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  int length = vsnprintf(nullptr, 0, format, arguments);
+  char *text = length >= 0 ? static_cast<char *>(malloc(static_cast<size_t>(length) + 1)) : nullptr;
+  if (text == nullptr) end_without_memory();
+  vsnprintf(text, static_cast<size_t>(length) + 1, format, again);
+  va_end(again);
+  return text;
+}
 
 #endif

@@ -87,7 +87,18 @@ pid_t start(int fd_out, char *const *argv) {
 // Kills the child's session. The process has to be a child of ours that has not been waited for: no other number is
 // safe, and that of a negated 1 would mean every process there is.
 void kill_session(pid_t child) {
-  if (child > 1 && getpgid(child) == child) kill(-child, SIGKILL);
+  if (child > 1) kill(-child, SIGKILL);
+}
+
+// Waits for the child's end, whatever interrupts; false when it is none of ours. Its number stays 0 in `end` when
+// WNOHANG is among the options and it goes on.
+bool wait_for(pid_t child, siginfo_t *end, int options) {
+  *end = {};
+  int failed;
+  do {
+    failed = waitid(P_PID, static_cast<id_t>(child), end, WEXITED | options);
+  } while (failed != 0 && errno == EINTR);
+  return failed == 0;
 }
 
 // Whether the child has ended before the deadline. It is asked for again and again, as not every kernel and tool knows
@@ -96,21 +107,12 @@ bool ends_before(pid_t child, int64_t deadline) {
   constexpr long longest_pause = 20'000'000;
   timespec pause = {0, 100'000};
   for (;;) {
-    siginfo_t end = {};
-    if (waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid != 0) return true;
+    siginfo_t end;
+    if (wait_for(child, &end, WNOHANG | WNOWAIT) && end.si_pid != 0) return true;
     if (moment_after(0) >= deadline) return false;
     nanosleep(&pause, nullptr);
     pause.tv_nsec = pause.tv_nsec * 2 < longest_pause ? pause.tv_nsec * 2 : longest_pause;
   }
-}
-
-// As waitpid, whatever interrupts.
-pid_t wait_for(pid_t pid, int *status, int options) {
-  pid_t ended;
-  do {
-    ended = waitpid(pid, status, options);
-  } while (ended < 0 && errno == EINTR);
-  return ended;
 }
 
 int64_t child_deadline() {
@@ -120,17 +122,17 @@ int64_t child_deadline() {
 // Waits for the child and returns its exit status. What is no child of ours is left alone.
 int reap(pid_t pid, int64_t deadline) {
   if (pid <= 1) return status_not_run;
-  int status;
-  pid_t ended = wait_for(pid, &status, WNOHANG);
-  if (ended == 0 && !ends_before(pid, deadline)) kill_session(pid);
+  siginfo_t end;
+  if (!wait_for(pid, &end, WNOHANG)) return status_not_run;
+  bool running = end.si_pid == 0;
+  if (running && !ends_before(pid, deadline)) kill_session(pid);
   bool late = moment_after(0) >= deadline;
   if (late) hangs++;
-  if (ended == 0) {
+  if (running) {
     if (late && !ends_before(pid, moment_after(death_limit))) return status_not_run;
-    ended = wait_for(pid, &status, 0);
+    if (!wait_for(pid, &end, 0)) return status_not_run;
   }
-  if (ended < 0) return status_not_run;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : status_signal + WTERMSIG(status);
+  return end.si_code == CLD_EXITED ? end.si_status : status_signal + end.si_status;
 }
 
 }  // namespace

@@ -18,12 +18,6 @@ char *append_text(char *place, const char *text) {
   return place + length;
 }
 
-char *xvasprintf(const char *format, va_list arguments) {
-  char *text = nullptr;
-  if (vasprintf(&text, format, arguments) < 0) end_without_memory();
-  return text;
-}
-
 void xasprintf(char **text, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);

@@ -49,7 +49,7 @@ const NetworkNode *device_of(const NetworkNode *node) {
 }
 
 void write_header(FILE *file, const char *name) {
-  fprintf(file, "\n# network interface '%s' configurations\n", name);
+  print(file, {"\n# network interface '", name, "' configurations\n"});
 }
 
 // The text up to the last `separator`; all of it when there is none.
@@ -87,11 +87,11 @@ void write_range(FILE *file, const char *name, const ConfigNode *server, std::st
   std::string_view start = text_at(server, "lease_start");
   std::string_view end = text_at(server, "lease_end");
   int32_t seconds = config_get_duration(server, "lease_time");
-  fprintf(file, "dhcp-range=%s,", name);
+  print(file, {"dhcp-range=", name, ","});
   write_bound(file, start, end, network);
   print(file, ",");
   write_bound(file, end, start, network);
-  fprintf(file, ",%ds\n", seconds < minimum_lease_seconds ? minimum_lease_seconds : seconds);
+  print(file, {",", Decimal(std::max(seconds, minimum_lease_seconds)), "s\n"});
 }
 
 // ",ADDRESS" of one server: the router itself, a configured one, or nothing.
@@ -100,7 +100,7 @@ void write_server(FILE *file, const ConfigNode *advanced, const char *key, const
   if (equals(choice, "auto")) {
     print(file, ",0.0.0.0");
   } else if (equals(choice, "custom")) {
-    fprintf(file, ",%s", text_at(advanced, custom_key));
+    print(file, {",", text_at(advanced, custom_key)});
   }
 }
 
@@ -126,15 +126,15 @@ void write_server_options(FILE *file, const char *name, const ConfigNode *advanc
     if (row->may_be_left_out && equals(config_get_string(advanced, row->primary), "none") &&
         equals(config_get_string(advanced, row->secondary), "none"))
       continue;
-    fprintf(file, "dhcp-option=net:%s,%s", name, row->option);
+    print(file, {"dhcp-option=net:", name, ",", row->option});
     write_server(file, advanced, row->primary, row->primary_custom);
     write_server(file, advanced, row->secondary, row->secondary_custom);
-    fprintf(file, " # %s\n", row->comment);
+    print(file, {" # ", row->comment, "\n"});
   }
 }
 
 void write_gateway(FILE *file, const char *name, const ConfigNode *advanced) {
-  fprintf(file, "dhcp-option=net:%s,%d", name, option_router);
+  print(file, {"dhcp-option=net:", name, ",", Decimal(option_router)});
   write_server(file, advanced, "gateway", "gateway_custom");
   print(file, " # gateway address\n");
 }
@@ -142,8 +142,8 @@ void write_gateway(FILE *file, const char *name, const ConfigNode *advanced) {
 void write_mtu(FILE *file, const char *name, const ConfigNode *advanced) {
   const char *choice = config_get_string(advanced, "mtu");
   if (equals(choice, "auto")) return;
-  fprintf(file, "dhcp-option-force=net:%s,option:mtu", name);
-  if (equals(choice, "custom")) fprintf(file, ",%d", config_get_int(advanced, "mtu_custom"));
+  print(file, {"dhcp-option-force=net:", name, ",option:mtu"});
+  if (equals(choice, "custom")) print(file, {",", Decimal(config_get_int(advanced, "mtu_custom"))});
   print(file, " # mtu value\n");
 }
 
@@ -264,12 +264,12 @@ void write_delegated_prefix(FILE *file, const NetworkNode *node) {
   if (device == nullptr || dnsmasq_is_passthrough_source(device)) return;
   const char *name = or_empty(network_name(node));
   write_header(file, name);
-  fprintf(file, "dhcp-range=%s,::,constructor:%s,ra-stateless\n", name, or_empty(network_name(device)));
+  print(file, {"dhcp-range=", name, ",::,constructor:", or_empty(network_name(device)), ",ra-stateless\n"});
 }
 
 void write_exception(FILE *file, const NetworkNode *node) {
   const NetworkNode *device = device_of(node);
-  if (device != nullptr) fprintf(file, "except-interface=%s\n", or_empty(network_name(device)));
+  if (device != nullptr) print(file, {"except-interface=", or_empty(network_name(device)), "\n"});
 }
 
 }  // namespace

@@ -63,10 +63,8 @@ const char *peer_hostname(const ConfigNode *peer, bool is_ipv6) {
 
 // Adds to a list of quoted items, cut to what one item may hold.
 void add_quoted(std::string &list, const char *item) {
-  char quoted[quoted_item_size];
-  snprintf(quoted, sizeof quoted, "\"%s\"", item);
   if (!list.empty()) list += ';';
-  list += quoted;
+  list.append(format("\"%s\"", item), 0, quoted_item_size - 1);
 }
 
 }  // namespace

@@ -79,9 +79,11 @@ void __throw_out_of_range_fmt(const char *operation, ...) {
 
 }  // namespace std
 
-// Offers of profilers and of transactional memory: what starts and ends every C program looks for them. The dynamic
-// loader would search all libraries for each, in vain.
+// What starts and ends every C program looks for profilers, for transactional memory, and for destructors that a
+// library leaves behind when it is closed. The dynamic loader would search all libraries for them: there are none, or
+// exit calls them anyway.
 extern "C" {  // NOLINTBEGIN(bugprone-reserved-identifier): the names are the compiler's
+void __cxa_finalize(void * /*library*/) {}
 void __gmon_start__() {}
 void _ITM_deregisterTMCloneTable() {}
 void _ITM_registerTMCloneTable() {}

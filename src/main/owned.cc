@@ -18,18 +18,25 @@ void end_without_memory() {
   _exit(1);
 }
 
-std::string format(const char *format, ...) {
+std::string format_arguments(const char *format, va_list arguments) {
   char stack_buffer[256];
+  va_list again;
+  va_copy(again, arguments);
+  int length = vsnprintf(stack_buffer, sizeof stack_buffer, format, arguments);
+  std::string text(static_cast<size_t>(std::max(length, 0)), '\0');
+  if (text.size() < sizeof stack_buffer) {
+    memcpy(text.data(), stack_buffer, text.size());
+  } else {
+    vsnprintf(text.data(), text.size() + 1, format, again);
+  }
+  va_end(again);
+  return text;
+}
+
+std::string format(const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  int length = vsnprintf(stack_buffer, sizeof stack_buffer, format, arguments);
-  va_end(arguments);
-  if (length < 0) return {};
-  auto size = static_cast<size_t>(length);
-  if (size < sizeof stack_buffer) return {stack_buffer, size};
-  std::string text(size, '\0');
-  va_start(arguments, format);
-  vsnprintf(text.data(), size + 1, format, arguments);
+  std::string text = format_arguments(format, arguments);
   va_end(arguments);
   return text;
 }

@@ -2,6 +2,7 @@
 #ifndef TESSERA_MAIN_OWNED_H
 #define TESSERA_MAIN_OWNED_H
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -60,6 +61,9 @@ inline bool is_path_component(const char *text) {
 
 // A printf-built text.
 std::string format(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// The same of arguments that a function was given.
+std::string format_arguments(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
 
 // Opens `path` for writing from scratch with exactly `mode`, whatever the umask says and also when the file existed.
 // Up to `most_held` bytes are held back before they are written. Null when that fails; errno then tells why.

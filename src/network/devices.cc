@@ -1,3 +1,7 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <vector>
 
 #include "main/text.h"
@@ -30,8 +34,11 @@ struct MacText {
 MacText read_mac_address(const char *device_name) {
   MacText address = {};
   if (!is_path_component(device_name)) return address;
-  OwnedStream file(fopen(format("/sys/class/net/%s/address", device_name).c_str(), "re"));
-  if (file != nullptr) address.text[fread(address.text, 1, mac_text_length, file.get())] = '\0';
+  int fd = open(format("/sys/class/net/%s/address", device_name).c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return address;
+  ssize_t length = read(fd, address.text, mac_text_length);
+  close(fd);
+  address.text[std::max<ssize_t>(length, 0)] = '\0';
   return address;
 }
 
@@ -47,8 +54,8 @@ struct Port {
   const char *name;
 };
 
-int compare_ports(const void *first, const void *second) {
-  return strcmp(static_cast<const Port *>(first)->key, static_cast<const Port *>(second)->key);
+bool comes_before(const Port &first, const Port &second) {
+  return strcmp(first.key, second.key) < 0;
 }
 
 // The ports by the dotted path that each has as key, so that a large bridge does not walk all of them for each member.
@@ -60,7 +67,7 @@ std::vector<Port> sort_ports(const NetworkNode *bridge) {
   for_each_port(bridge, [&next](const NetworkNode *port) {
     *next++ = {or_empty(network_key(port)), or_empty(network_name(port))};
   });
-  qsort(ports.data(), count, sizeof(Port), compare_ports);
+  std::sort(ports.begin(), ports.end(), comes_before);
   return ports;
 }
 
@@ -75,9 +82,9 @@ MacText choose_mac_address(const NetworkNode *bridge) {
     if (!is_set(reference)) continue;
     OwnedText path(replace_char(reference + 1, '/', '.'));
     const Port wanted = {path.get(), nullptr};
-    const void *port = bsearch(&wanted, ports.data(), ports.size(), sizeof(Port), compare_ports);
-    if (port == nullptr) continue;
-    MacText address = read_mac_address(static_cast<const Port *>(port)->name);
+    auto port = std::lower_bound(ports.begin(), ports.end(), wanted, comes_before);
+    if (port == ports.end() || !equals(port->key, wanted.key)) continue;
+    MacText address = read_mac_address(port->name);
     if (is_set(address.text)) return address;
   }
   return {};

@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include "main/owned.h"
+#include "main/print.h"
 #include "network/network.h"
 
 namespace {
@@ -66,10 +67,10 @@ const char *type_name(const char *const (&names)[count], uint32_t type) {
 }
 
 __attribute__((format(printf, 2, 3))) void dump_print_indented(int depth, const char *format, ...) {
-  for (int i = 0; i < depth; i++) fputs("| ", stdout);
+  for (int i = 0; i < depth; i++) print(stdout, "| ");
   va_list arguments;
   va_start(arguments, format);
-  vprintf(format, arguments);
+  print(stdout, format_arguments(format, arguments).c_str());
   va_end(arguments);
 }
 

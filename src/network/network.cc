@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "main/mappers.h"
@@ -47,13 +48,14 @@ void write_network_file(FILE *out, const ConfigNode *root) {
 bool publish_device_map() {
   if (runt_edit_start() != 0) return false;
   runt_delete("network.device_map");
-  char key[sizeof "network.device_map.-2147483648.device"];
-  char *const digits = stpcpy(key, "network.device_map.");
+  char key[sizeof "network.device_map.-2147483648.device"] = "network.device_map.";
+  char *const digits = key + strlen(key);
   int32_t row = 0;
   for (const NetworkNode *device = network_first_type(network_model, NETWORK_NODE_DEVICE); device != nullptr;
        device = network_next_type(network_model, device, NETWORK_NODE_DEVICE)) {
     OwnedText path(config_path(network_config(device)));
-    char *const column = stpcpy(digits, Decimal(row++));
+    const Decimal number(row++);
+    char *const column = std::copy_n(static_cast<const char *>(number), strlen(number), digits);
     memcpy(column, ".device", sizeof ".device");
     runt_set_string_pathf(or_empty(network_name(device)), "%s", key);
     memcpy(column, ".path", sizeof ".path");

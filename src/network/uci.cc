@@ -1,5 +1,6 @@
 #include "network/uci.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 #include <map>
@@ -50,12 +51,10 @@ void write_line(FILE *out, const char *name, const char *quote, const char *valu
   }
   memcpy(line, start, sizeof start - 1);
   char *end = line + sizeof start - 1;
-  memmove(end, name, name_length);
-  end += name_length;
+  end = std::copy_n(name, name_length, end);
   *end++ = ' ';
   if (*quote != '\0') *end++ = *quote;
-  memmove(end, value, value_length);
-  end += value_length;
+  end = std::copy_n(value, value_length, end);
   if (*quote != '\0') *end++ = *quote;
   *end++ = '\n';
   fwrite_unlocked(line, 1, static_cast<size_t>(end - line), out);
@@ -82,13 +81,6 @@ void write_bare_value(FILE *out, const char *name, const char *value) {
   write_line(out, name, "", value, strlen(value));
 }
 
-OwnedText format_text(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
-OwnedText format_text(const char *format, va_list arguments) {
-  char *text = nullptr;
-  if (vasprintf(&text, format, arguments) < 0) end_without_memory();
-  return OwnedText(text);
-}
-
 // False for an IPsec tunnel whose watched link did not pass; nothing else is judged by it.
 bool tunnel_is_healthy(const ConfigNode *config) {
   OwnedText path(config_path(config));
@@ -103,9 +95,9 @@ bool tunnel_is_healthy(const ConfigNode *config) {
 void uci_write_section(FILE *out, const char *type, const char *name_format, ...) {
   va_list arguments;
   va_start(arguments, name_format);
-  OwnedText name = format_text(name_format, arguments);
+  const std::string name = format_arguments(name_format, arguments);
   va_end(arguments);
-  print(out, {"\nconfig ", type, " ", name.get(), "\n"});
+  print(out, {"\nconfig ", type, " ", name.c_str(), "\n"});
 }
 
 void uci_write_named_interface(FILE *out, const char *prefix, const char *name) {
@@ -123,9 +115,9 @@ void uci_write_value(FILE *out, const char *name, const char *value) {
 void uci_write_option(FILE *out, const char *name, const char *value_format, ...) {
   va_list arguments;
   va_start(arguments, value_format);
-  OwnedText value = format_text(value_format, arguments);
+  const std::string value = format_arguments(value_format, arguments);
   va_end(arguments);
-  uci_write_value(out, name, value.get());
+  uci_write_value(out, name, value.c_str());
 }
 
 void uci_write_option_int(FILE *out, const char *name, int32_t value) {
@@ -225,7 +217,7 @@ OwnedText shell_quote_single(const char *text) {
   char *end = quoted.get();
   for (; *text != '\0'; text++) {
     if (*text == '\'')
-      end = stpcpy(end, quoted_quote);
+      end = std::copy_n(quoted_quote, sizeof quoted_quote - 1, end);
     else
       *end++ = *text;
   }

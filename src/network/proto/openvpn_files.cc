@@ -1,6 +1,8 @@
 #include "network/proto/openvpn_files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <string_view>
@@ -153,11 +155,12 @@ void write_extra_options(FILE *file, const char *extra) {
 void copy_file(FILE *file, const char *path) {
   struct stat status;
   if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) return;  // a pipe or device might never end
-  OwnedStream source(fopen(path, "re"));
-  if (source == nullptr) return;
+  int fd = open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return;
   char buffer[4096];
-  size_t length;
-  while ((length = fread(buffer, 1, sizeof buffer, source.get())) > 0) fwrite_unlocked(buffer, 1, length, file);
+  ssize_t length;
+  while ((length = read(fd, buffer, sizeof buffer)) > 0) fwrite_unlocked(buffer, 1, static_cast<size_t>(length), file);
+  close(fd);
 }
 
 void write_template_credentials(FILE *file, const ConfigNode *config) {
@@ -190,7 +193,7 @@ TunnelAddress parse_tunnel_address(const char *text) {
   TunnelAddress tunnel;
   tunnel.address = text_before(text, '/');
   tunnel.network = tunnel.address.substr(0, tunnel.address.rfind('.'));
-  tunnel.netmask = format("%u.%u.%u.%u", mask >> 24, mask >> 16 & 255, mask >> 8 & 255, mask & 255);
+  tunnel.netmask = ipv4_text(mask);
   return tunnel;
 }
 
