@@ -301,7 +301,7 @@ def goals(results):
         name = f'{series}, {size:,}' if size > 1 else series
         if series == 'start-up':
             found.append(Goal('start-up, processor time / doing nothing', 1.3, over_floor(row, 'cpu')))
-        elif series in ('example, pam', 'example, network', 'network, interfaces'):
+        elif series in ('example, pam', 'example, network'):
             found += floor_goals(name, row, 4)
         elif series == 'dnsmasq, leases':
             found += floor_goals(name, row, 5 if size <= 10 else 4)
