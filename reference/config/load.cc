@@ -16,14 +16,14 @@ constexpr unsigned deepest = 64;
 
 // What the document holds in a place, as the parser tells it.
 enum class Found : uint8_t { object, array, text, boolean, integer, fraction, null };
-const char *const found_names[] = {
+const char found_names[][38] = {
     "an object", "an array", "a text", "a boolean", "an integer", "a number with a fraction or exponent", "null"};
 
 // By kind: what a value of that kind is called.
-const char *const kind_names[] = {"a value",    "an object", "an object",
-                                  "an array",   "a text",    "a boolean",
-                                  "an integer", "a number",  "a duration (seconds, or a text such as \"90s\")",
-                                  "a text"};
+const char kind_names[][46] = {"a value",    "an object", "an object",
+                               "an array",   "a text",    "a boolean",
+                               "an integer", "a number",  "a duration (seconds, or a text such as \"90s\")",
+                               "a text"};
 
 template <typename... Each>
 constexpr unsigned set_of(Each... members) {
@@ -42,11 +42,11 @@ constexpr unsigned fitting_kinds[] = {
 };
 
 struct DurationUnit {
-  const char *name;
+  char name[3];  // "" ends the table
   int64_t milliseconds;
 };
 constexpr DurationUnit duration_units[] = {
-    {"ms", 1}, {"s", 1000}, {"m", 60000}, {"h", 3600000}, {"d", 86400000}, {"w", 604800000}, {nullptr, 0},
+    {"ms", 1}, {"s", 1000}, {"m", 60000}, {"h", 3600000}, {"d", 86400000}, {"w", 604800000}, {"", 0},
 };
 
 // The member of the object whose name is closest to a misspelt one; null when none is close.
@@ -273,8 +273,8 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     int64_t count = 0;
     for (; *unit >= '0' && *unit <= '9'; unit++) count = std::min(count * 10 + (*unit - '0'), most + 1);
     const DurationUnit *known = duration_units;
-    while (known->name != nullptr && strcmp(known->name, unit) != 0) known++;
-    if (unit == string || known->name == nullptr || strlen(string) != length) {
+    while (*known->name != '\0' && strcmp(known->name, unit) != 0) known++;
+    if (unit == string || *known->name == '\0' || strlen(string) != length) {
       refuse(position, "expected a duration: a number of ms, s, m, h, d or w, such as \"90s\"");
       push_broken(position);
     } else if (count > most / known->milliseconds) {

@@ -45,7 +45,7 @@ enum class PartRule { without, by_type, passthrough };
 
 // What an entry of network.interface becomes.
 struct InterfaceKind {
-  const char *type;  // null ends the table
+  char type[12];  // "" ends the table
   NetworkInterfaceType interface_type;
   PartRule parts;
 };
@@ -58,11 +58,11 @@ constexpr InterfaceKind interface_kinds[] = {
     {"hotspot", NETWORK_INTERFACE_HOTSPOT, PartRule::without},
     {"wisun", NETWORK_INTERFACE_WISUN, PartRule::without},
     {"dialin", NETWORK_INTERFACE_DIALIN, PartRule::without},
-    {nullptr, NETWORK_INTERFACE_ETHERNET, PartRule::without},
+    {"", NETWORK_INTERFACE_ETHERNET, PartRule::without},
 };
 
 struct PartKind {
-  const char *type;  // null ends the table
+  char type[18];  // "" ends the table
   NetworkInterfaceType interface_type;
 };
 
@@ -70,12 +70,12 @@ constexpr PartKind ipv4_kinds[] = {
     {"static", NETWORK_INTERFACE_STATIC},
     {"dhcp", NETWORK_INTERFACE_DHCP},
     {"hybrid", NETWORK_INTERFACE_HYBRID},
-    {nullptr, NETWORK_INTERFACE_STATIC},
+    {"", NETWORK_INTERFACE_STATIC},
 };
 constexpr PartKind ipv6_kinds[] = {
     {"dhcpv6", NETWORK_INTERFACE_DHCPV6},
     {"prefix_delegation", NETWORK_INTERFACE_PREFIX_DELEGATION},
-    {nullptr, NETWORK_INTERFACE_DHCPV6},
+    {"", NETWORK_INTERFACE_DHCPV6},
 };
 
 struct Family {
@@ -129,8 +129,8 @@ void enqueue(Queue &queue, std::vector<Element> &elements, uint32_t index) {
 template <typename Row>
 const Row *find_row(const Row *row, const char *type) {
   if (type == nullptr) return nullptr;
-  while (row->type != nullptr && strcmp(row->type, type) != 0) ++row;
-  return row->type != nullptr ? row : nullptr;
+  while (*row->type != '\0' && strcmp(row->type, type) != 0) ++row;
+  return *row->type != '\0' ? row : nullptr;
 }
 
 bool set(const char *text) {
@@ -175,7 +175,7 @@ void add_plain(Builder &build, const ConfigNode *entry, const Source &source) {
 template <typename Row>
 void report_type(const ConfigNode *entry, const char *type, const char *what, const Row *row, const char *outcome) {
   std::string known;
-  for (; row->type != nullptr; ++row) known += std::string(" ") + row->type;
+  for (; *row->type != '\0'; ++row) known += std::string(" ") + row->type;
   if (set(type))
     config_report(config_lookup(entry, "type"), Grade::ignored, "unknown %s '%s', expected one of:%s; %s", what,
                   printable(type).c_str(), known.c_str(), outcome);
@@ -186,13 +186,13 @@ void report_type(const ConfigNode *entry, const char *type, const char *what, co
 
 void add_hardware(Builder &build, const ConfigNode *entry, const Source &source) {
   struct Row {
-    const char *type;
+    char type[13];
     NetworkDeviceType device_type;
   };
   static constexpr Row rows[] = {
       {"ethernet", NETWORK_DEVICE_ETHERNET}, {"usb_ethernet", NETWORK_DEVICE_ETHERNET},
       {"loopback", NETWORK_DEVICE_LOOPBACK}, {"vnet", NETWORK_DEVICE_VNET},
-      {nullptr, NETWORK_DEVICE_ETHERNET},
+      {"", NETWORK_DEVICE_ETHERNET},
   };
   Place &place = add_place(build, entry, source);
   const char *type = config_get_string(entry, "type");
@@ -474,23 +474,23 @@ void lay_place(Builder &build, const Place &place) {
 
 // Interfaces that belong to no device, after those of network.interface.
 struct LooseSource {
-  const char *path;
-  const char *member;  // what the interface is made from; null: the entry itself
+  char path[13];
+  char member[11];  // what the interface is made from; "": the entry itself
   NetworkInterfaceType type;
-  const char *prefix;
+  char prefix[10];
 };
 
 constexpr LooseSource loose_sources[] = {
-    {"vpn.nemo", nullptr, NETWORK_INTERFACE_NEMO, "nemo_"},
-    {"vpn.l2tp.lac", nullptr, NETWORK_INTERFACE_PPPOL2TP, "l2tp_lac_"},
-    {"vpn.l2tp.lns", nullptr, NETWORK_INTERFACE_PPPOL2TP, "l2tp_lns_"},
+    {"vpn.nemo", "", NETWORK_INTERFACE_NEMO, "nemo_"},
+    {"vpn.l2tp.lac", "", NETWORK_INTERFACE_PPPOL2TP, "l2tp_lac_"},
+    {"vpn.l2tp.lns", "", NETWORK_INTERFACE_PPPOL2TP, "l2tp_lns_"},
     {"serial", "ppp_dialin", NETWORK_INTERFACE_PPP_DIALIN, "ppp_"},
 };
 
 void lay_loose_interfaces(Builder &build, const LooseSource &source) {
   const ConfigNode *entry = config_object_first(config_object(build.root, source.path));
   for (; entry != nullptr; entry = config_object_next(entry)) {
-    const ConfigNode *config = source.member != nullptr ? config_object(entry, source.member) : entry;
+    const ConfigNode *config = set(source.member) ? config_object(entry, source.member) : entry;
     if (config == nullptr) continue;
     open(build, 0, {config, config_key(config), config_key(entry), NETWORK_NODE_INTERFACE, source.type, source.prefix});
   }

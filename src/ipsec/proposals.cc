@@ -6,17 +6,19 @@
 
 namespace {
 
-const char *const fips_ciphers[] = {"aes128",       "aes192",       "aes256",      "3des",
-                                    "aes128gcm96",  "aes192gcm96",  "aes256gcm96", "aes128gcm128",
-                                    "aes192gcm128", "aes256gcm128", nullptr};
+using Algorithm = char[13];  // "" ends a table
 
-const char *const fips_hashes[] = {"sha1", "sha256", "sha384", "sha512", nullptr};
+const Algorithm fips_ciphers[] = {
+    "aes128",       "aes192",       "aes256",       "3des", "aes128gcm96", "aes192gcm96", "aes256gcm96",
+    "aes128gcm128", "aes192gcm128", "aes256gcm128", ""};
 
-const char *const fips_dh_groups[] = {"modp2048", "modp3072", "modp4096", "modp6144",   "modp8192", "ecp224",
-                                      "ecp256",   "ecp384",   "ecp521",   "curve25519", "curve448", nullptr};
+const Algorithm fips_hashes[] = {"sha1", "sha256", "sha384", "sha512", ""};
 
-bool fips_accepts_one(const char *const *allowed, const char *kind, const char *value) {
-  for (; *allowed != nullptr; allowed++)
+const Algorithm fips_dh_groups[] = {"modp2048", "modp3072", "modp4096", "modp6144",   "modp8192", "ecp224",
+                                    "ecp256",   "ecp384",   "ecp521",   "curve25519", "curve448", ""};
+
+bool fips_accepts_one(const Algorithm *allowed, const char *kind, const char *value) {
+  for (; **allowed != '\0'; allowed++)
     if (strcmp(*allowed, value) == 0) return true;
   log_error("%s '%s' is not FIPS compliant", kind, value);
   return false;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned directory_mode = 0755;
 
-const char *const staging_directories[] = {
+const char staging_directories[][32] = {
     IPSEC_STAGING_TREE,
     IPSEC_STAGING_TREE "/conf",
     IPSEC_STAGING_TREE "/secrets",
@@ -22,7 +22,7 @@ const char *const staging_directories[] = {
     IPSEC_STAGING_TREE "/aacerts",
     IPSEC_STAGING_TREE "/ocspcerts",
     IPSEC_STAGING_TREE "/crls",
-    nullptr,
+    "",
 };
 
 // Whether a directory, and no link to one, is at `path`.
@@ -52,7 +52,7 @@ bool clear_path(const char *path) {
 }  // namespace
 
 void create_staging_tree() {
-  for (const char *const *path = staging_directories; *path != nullptr; path++) ensure_directory(*path);
+  for (auto path = staging_directories; **path != '\0'; path++) ensure_directory(*path);
 }
 
 void swap_staging_tree() {

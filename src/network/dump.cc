@@ -8,16 +8,15 @@
 namespace {
 
 const char separator[] = "----------\n";
-const char unnamed[] = "???";
 
 // Indexed by value.
-const char *const node_types[] = {
+const char node_types[][25] = {
     "NETWORK_NODE_ROOT",       "NETWORK_NODE_NAMESPACE", "NETWORK_NODE_DEVICE",
     "NETWORK_NODE_INTERFACE",  "NETWORK_NODE_PROTO",     "NETWORK_NODE_BRIDGE_PORT",
     "NETWORK_NODE_BOND_SLAVE", "NETWORK_NODE_RADIO",     "NETWORK_NODE_MODEM",
 };
 static_assert(std::size(node_types) == NETWORK_NODE_MODEM + 1);
-const char *const interface_types[] = {
+const char interface_types[][36] = {
     "NETWORK_INTERFACE_ETHERNET",
     "NETWORK_INTERFACE_STATIC",
     "NETWORK_INTERFACE_HYBRID",
@@ -34,14 +33,14 @@ const char *const interface_types[] = {
     "NETWORK_INTERFACE_PASSTHROUGH4",
     "NETWORK_INTERFACE_PASSTHROUGH6",
     "NETWORK_INTERFACE_HOTSPOT",
-    unnamed,
+    "???",
     "NETWORK_INTERFACE_PPPOL2TP",
-    unnamed,
+    "???",
     "NETWORK_INTERFACE_PPP_DIALIN",
     "NETWORK_INTERFACE_WISUN",
 };
 static_assert(std::size(interface_types) == NETWORK_INTERFACE_WISUN + 1);
-const char *const device_types[] = {
+const char device_types[][25] = {
     "NETWORK_DEVICE_LOOPBACK",
     "NETWORK_DEVICE_ETHERNET",
     "NETWORK_DEVICE_VNET",
@@ -54,16 +53,16 @@ const char *const device_types[] = {
     "NETWORK_DEVICE_IPTUNNEL",
     "NETWORK_DEVICE_VRRP",
     "NETWORK_DEVICE_L2TPETH",
-    unnamed,
+    "???",
     "NETWORK_DEVICE_MACSEC",
     "NETWORK_DEVICE_WIREGUARD",
     "NETWORK_DEVICE_WISUN",
 };
 static_assert(std::size(device_types) == NETWORK_DEVICE_WISUN + 1);
 
-template <size_t count>
-const char *type_name(const char *const (&names)[count], uint32_t type) {
-  return type < count ? names[type] : unnamed;
+template <size_t count, size_t size>
+const char *type_name(const char (&names)[count][size], uint32_t type) {
+  return type < count ? names[type] : "???";
 }
 
 __attribute__((format(printf, 2, 3))) void dump_print_indented(int depth, const char *format, ...) {

@@ -51,11 +51,11 @@ const char *const method_services[] = {"sshd", "login", "serial", "openvpn", "ht
 // Served by TACACS+: login services with the protocol that the server knows them by, then command services that only
 // account for a session, then the tunnel's users.
 struct TacacsRow {
-  const char *service;
-  const char *protocol;
+  char service[12];  // "" ends the table
+  char protocol[7];
 };
 const TacacsRow tacacs_logins[] = {
-    {"sshd", "ssh"}, {"login", "telnet"}, {"httpd", "https"}, {"httpd_login", "https"}, {nullptr, nullptr}};
+    {"sshd", "ssh"}, {"login", "telnet"}, {"httpd", "https"}, {"httpd_login", "https"}, {"", ""}};
 const char *const tacacs_sessions[] = {"cli", "shell", "serial", nullptr};
 
 const char *const login_services[] = {"sshd", "login", "httpd", "httpd_login", nullptr};
@@ -271,7 +271,7 @@ bool write_tacacs_method(FILE *stream, const ConfigNode *root) {
       .authoritative = config_get_bool(config, "authoritative"),
       .servers = tacacs_servers_text(config_array(config, "server")),
   };
-  for (const TacacsRow *row = tacacs_logins; row->service != nullptr; row++)
+  for (const TacacsRow *row = tacacs_logins; *row->service != '\0'; row++)
     pam_write_tacacs(stream, tacacs, row->service, row->protocol);
   for (const char *const *service = tacacs_sessions; *service != nullptr; service++) {
     fprintf(stream, "%s session optional pam_tacplus.so debug try_first_pass login=pap service=%s protocol=unknown%s",

@@ -22,8 +22,8 @@ const char client_hooks[] =
 const char server_ca_path[] = "/etc/ssl/certs/ca.crt";
 
 // Lines of an uploaded file that would name files of another machine, or get in the way of our device and hooks.
-const char *const dropped_prefixes[] = {"ca ",  "cert ",           "key ",   "up ",  "down ", "dev ",
-                                        "dev-", "script-security", "nobind", nullptr};
+const char dropped_prefixes[][16] = {"ca ",  "cert ",           "key ",   "up ", "down ", "dev ",
+                                     "dev-", "script-security", "nobind", ""};
 
 bool text_is(const ConfigNode *config, const char *key, const char *word) {
   return equals(config_get_string(config, key), word);
@@ -55,7 +55,7 @@ void write_userpass_line(FILE *file, const char *key) {
 }
 
 bool is_dropped(std::string_view line) {
-  for (const char *const *prefix = dropped_prefixes; *prefix != nullptr; prefix++)
+  for (auto prefix = dropped_prefixes; **prefix != '\0'; prefix++)
     if (line.starts_with(*prefix)) return true;
   return false;
 }
