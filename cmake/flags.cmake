@@ -28,9 +28,10 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
 
-# The linker sees all of a program at once: a twentieth less of it is left. Where files are compiled for size and for
-# speed, and one level lets the compiler assume more about types than another, the code that GCC makes of the whole was
-# seen to be wrong: none may assume it.
+# The linker sees all of a program at once: a twentieth less of it is left. GCC 12 made wrong code of files of which some
+# may assume that pointers to different types point to different places and some may not (-O1 for all and -O2 for
+# load.cc: copies of tree nodes lost their content; not with -O1 -fstrict-aliasing, -O2 or -O3 for all, nor without this
+# optimization). So none may assume it, whatever levels are given.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT TESSERA_REFERENCE_SHARED)
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION_MINSIZEREL ON)
   add_compile_options(-fno-strict-aliasing)

@@ -1,6 +1,6 @@
 # libc by its path. A program that asks for "libc.so.6" has the dynamic loader open, map and search the list of all of
-# the system's libraries at every start: five of its 30 system calls. Where the loader lies is fixed in every program,
-# so where libc lies may be too.
+# the system's libraries at every start: five of its 30 system calls. The price: the program starts only where libc has
+# that path, and LD_LIBRARY_PATH leads to no other. A firmware, or a distribution's package, is built for one place.
 set(TESSERA_LIBC "detect" CACHE STRING
     "where libc.so.6 is on the router (needs patchelf); empty: the loader searches; detect: as here, unless for a device")
 
@@ -18,8 +18,15 @@ function(tessera_locate_libc target)
       string(REGEX MATCH "/[^ ]*/libc\\.so\\.6" path "${lines}")
     endif()
   endif()
+  if(path STREQUAL "")
+    return()
+  endif()
   find_program(PATCHELF patchelf)
-  if(path STREQUAL "" OR NOT PATCHELF OR NOT EXISTS "${library}")
+  if(NOT PATCHELF OR NOT EXISTS "${library}")
+    if(NOT TESSERA_LIBC STREQUAL "detect")
+      message(FATAL_ERROR "TESSERA_LIBC needs patchelf and GNU libc")
+    endif()
+    message(STATUS "patchelf not found: the loader will search for libc at every start")
     return()
   endif()
   set(copy ${CMAKE_BINARY_DIR}/libc.so)

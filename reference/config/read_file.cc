@@ -29,14 +29,15 @@ bool has_news(int fd) {
 // A program that reads a document takes about five times its room and ends soon after. All of that is one stretch of
 // heap, asked for once and left for the kernel to take back, instead of a system call or two for each large block. What
 // of it is not used costs nothing. Yet a block that has to be cleared, as LMDB's two megabytes for changes, is cheapest
-// fresh from the kernel: beside a small document there is no room for it, and it gets a mapping of its own.
+// fresh from the kernel: beside a small document there is no room for it, and it gets a mapping of its own. (Its size
+// goes with that of a pointer, one megabyte where those have 32 bits.)
 void expect_document([[maybe_unused]] size_t size) {
 #ifdef __GLIBC__
-  constexpr size_t mebibyte = 1U << 20;
-  bool small = size < mebibyte;
+  constexpr size_t unit = sizeof(void *) << 17;  // half of what LMDB clears
+  bool small = size < unit;
   mallopt(M_TRIM_THRESHOLD, -1);
-  mallopt(M_MMAP_THRESHOLD, small ? 2 * mebibyte : 32 * mebibyte);
-  mallopt(M_TOP_PAD, static_cast<int>(small ? 4 * size + 5 * mebibyte / 4 : 5 * size + 4 * mebibyte));
+  mallopt(M_MMAP_THRESHOLD, static_cast<int>(small ? 2 * unit : 32 * unit));
+  mallopt(M_TOP_PAD, static_cast<int>(small ? 4 * size + 5 * unit / 4 : 5 * size + 4 * unit));
 #endif
 }
 

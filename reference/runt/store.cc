@@ -95,7 +95,7 @@ void unlock_writers() {
 
 // A program that reads beyond the end of a mapped file is killed. Every writer makes the file as long as the map before
 // its first batch, so one that is shorter than the pages it speaks of has been cut. `seen` is how long a reader found
-// it before it was opened: it only grows.
+// it before it was opened: that is enough when it is, as no writer shortens it.
 int settle_size(bool writable, size_t seen) {
   struct stat file;
   MDB_envinfo info;
@@ -161,26 +161,22 @@ int open_environment(unsigned access, size_t seen = 0) {
 int connect() {
   struct stat file;
   int error = stat(data_path, &file) == 0 ? 0 : errno;
-  // Without a file there is nothing to read; the first change will make it.
-  store.open = error == ENOENT;
-  if (store.open) return 0;
   if (error == 0) error = settle_reader_table();
   if (error == 0) error = open_environment(MDB_RDONLY, static_cast<size_t>(file.st_size));
   if (error == 0) return 0;
+  // Without a file there is nothing to read; the first change will make it.
+  if (error == ENOENT) {
+    store.open = mkdir(runt_directory, 0700) == 0 || errno == EEXIST;
+    return store.open ? 0 : errno;
+  }
   // A program that was killed while it made the file left one that only a writer can complete.
   error = reserve_reader_table();
   return error != 0 ? error : open_environment(0);
 }
 
-// For a store that has no file yet.
-int make_place() {
-  if (mkdir(runt_directory, 0700) != 0 && errno != EEXIST) return errno;
-  return reserve_reader_table();
-}
-
 int become_writer() {
   if (store.writable) return 0;
-  int error = store.env == nullptr ? make_place() : 0;
+  int error = store.env == nullptr ? reserve_reader_table() : 0;
   if (error != 0) return error;
   close_environment();
   error = open_environment(0);

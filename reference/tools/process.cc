@@ -57,7 +57,7 @@ pid_t start(int fd_out, char *const *argv) {
   keep_child_statuses();
   posix_spawn_file_actions_t actions;
   posix_spawnattr_t attributes;
-  // A bit for each signal: what sigemptyset and sigfillset make of them, too, would be two more functions to look up.
+  // A bit for each signal, as sigfillset sets them: it and sigemptyset would be two more functions to look up.
   sigset_t none = {};
   sigset_t all;
   memset(&all, 0xFF, sizeof all);

@@ -186,7 +186,8 @@ void write_files(FILE *file, const ConfigNode *root) {
 }  // namespace
 
 int32_t map_dnsmasq(const ConfigNode *root, int32_t, char **) {
-  // A line for each of any number of leases goes out in a few long writes: the document that it comes from is longer.
+  // A line for each of any number of leases goes out in a few long writes. What they hold back is less than the
+  // document that it is made from, which is in memory anyway.
   OwnedStream conf = open_output(conf_path, public_mode, SIZE_MAX);
   if (conf == nullptr) return 1;
 

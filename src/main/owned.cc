@@ -56,7 +56,6 @@ struct Output {
   char *held;
   size_t used;   // bytes that are held
   size_t limit;  // how many are held until they are written
-  size_t room;   // how many could be
   size_t most;   // how many may ever be
   char buffer[2048];
 };
@@ -78,18 +77,17 @@ static void write_held(Output *output) {
 }
 
 // Makes room for more than was held before. Each write is five times as long as the one before it, as far as it may be,
-// so that their number hardly depends on the length of the file; the second one finds its memory where the first one's
-// lies. Without memory there is no room, and the stream goes on with its buffer alone.
+// so that their number hardly depends on the length of the file. Without memory there is no room, and the stream goes
+// on with its buffer alone.
 static void make_room(Output *output) {
-  constexpr size_t first = 200 << 10;
+  constexpr size_t first = 1 << 20;
   constexpr size_t growth = 5;
   write_held(output);
-  output->limit = std::min(output->limit > 0 ? growth * output->limit : first, output->most);
-  if (output->limit <= output->room) return;
+  size_t limit = std::min(output->limit > 0 ? growth * output->limit : first, output->most);
+  if (limit == output->limit) return;
   free(output->held);
-  output->room = std::min(output->limit > first ? output->limit : growth * first, output->most);
-  output->held = static_cast<char *>(malloc(output->room));
-  if (output->held == nullptr) output->limit = output->room = 0;
+  output->held = static_cast<char *>(malloc(limit));
+  output->limit = output->held != nullptr ? limit : 0;
 }
 
 // All or nothing, as a stream takes anything less for a failure.
@@ -131,7 +129,7 @@ static FILE *open_stream(int fd, size_t most_held) {
   output->fd = fd;
   output->failure = 0;
   output->held = nullptr;
-  output->used = output->limit = output->room = 0;
+  output->used = output->limit = 0;
   output->most = most_held;
   FILE *stream = fopencookie(output, "w", {.read = nullptr, .write = take, .seek = nullptr, .close = close_descriptor});
   if (stream == nullptr) {

@@ -139,8 +139,8 @@ void uci_write_option_list(FILE *out, const char *name, char *const *list, const
 
 void uci_write_option_texts(FILE *out, const char *name, const ConfigNode *config, const char *key) {
   const ConfigNode *text = config_array_first(config_array(config, key));
-  const ConfigNode *next = config_array_next(text);
   if (text == nullptr) return;
+  const ConfigNode *next = config_array_next(text);
   if (next == nullptr) return uci_write_value(out, name, config_string_get(text));
   std::string joined = or_empty(config_string_get(text));
   for (; next != nullptr; next = config_array_next(next))

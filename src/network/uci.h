@@ -18,9 +18,8 @@ void uci_write_section(FILE *out, const char *type, const char *name_format, ...
 void uci_write_section_anon(FILE *out, const char *type);
 void uci_write_named_interface(FILE *out, const char *prefix, const char *name);
 
-// One option line each, with a formatted text, a text (null is ""), a number or a truth value, or with the text at
-// `key`,
-// "" when there is none.
+// One option line each: with a formatted text; with a finished one (null is ""), for which no format has to be read;
+// with a number; with a truth value; with the text at `key`, "" when there is none.
 void uci_write_option(FILE *out, const char *name, const char *value_format, ...) __attribute__((format(printf, 3, 4)));
 void uci_write_value(FILE *out, const char *name, const char *value);
 void uci_write_option_int(FILE *out, const char *name, int32_t value);

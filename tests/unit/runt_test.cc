@@ -66,6 +66,7 @@ TEST_F(Runt, CreatesPrivateFiles) {
   ASSERT_EQ(system("rm -rf /var/run/runt"), 0);
   runt_deinit();
   ASSERT_EQ(runt_init(), 0);
+  EXPECT_EQ(system("[ \"$(stat -c %a /var/run/runt)\" = 700 ]"), 0);
   EXPECT_EQ(names(""), "(null)");
   ASSERT_EQ(put("a", "1"), 0);
   EXPECT_EQ(system("[ \"$(stat -c %a /var/run/runt /var/run/runt/data.mdb | tr -d '\\n')\" = 700600 ]"), 0);
