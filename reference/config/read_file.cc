@@ -26,19 +26,28 @@ bool has_news(int fd) {
   return ready > 0;
 }
 
+// The text's memory, `document` bytes of it for the text itself.
+//
 // A program that reads a document takes about five times its room and ends soon after. All of that is one stretch of
 // heap, asked for once and left for the kernel to take back, instead of a system call or two for each large block. What
-// of it is not used costs nothing. Yet a block that has to be cleared, as LMDB's two megabytes for changes, is cheapest
-// fresh from the kernel: beside a small document there is no room for it, and it gets a mapping of its own. (Its size
-// goes with that of a pointer, one megabyte where those have 32 bits.)
-void expect_document([[maybe_unused]] size_t size) {
+// of it is not used costs nothing, but counts where a program's address space is limited: there the heap grows by small
+// steps as usual. Yet a block that has to be cleared, as LMDB's for changes (two megabytes, or one where pointers have
+// 32 bits), is cheapest fresh from the kernel: beside a small document there is no room for it, and it gets a mapping
+// of its own.
+char *allocate_text(size_t size, [[maybe_unused]] size_t document) {
 #ifdef __GLIBC__
-  constexpr size_t unit = sizeof(void *) << 17;  // half of what LMDB clears
-  bool small = size < unit;
+  constexpr size_t unit = sizeof(void *) << 17;
+  bool small = document < unit;
   mallopt(M_TRIM_THRESHOLD, -1);
   mallopt(M_MMAP_THRESHOLD, static_cast<int>(small ? 2 * unit : 32 * unit));
-  mallopt(M_TOP_PAD, static_cast<int>(small ? 4 * size + 5 * unit / 4 : 5 * size + 4 * unit));
+  mallopt(M_TOP_PAD, static_cast<int>(small ? 4 * document + 5 * unit / 4 : 5 * document + 4 * unit));
+  auto *text = static_cast<char *>(malloc(size));
+  constexpr int usual = 128 << 10;
+  mallopt(M_TOP_PAD, text != nullptr ? 8 * usual : usual);
+  if (text != nullptr) return text;
+  mallopt(M_MMAP_THRESHOLD, usual);
 #endif
+  return static_cast<char *>(malloc(size));
 }
 
 }  // namespace
@@ -58,10 +67,9 @@ char *read_padded(const char *path, size_t padding, uint32_t *size, std::string 
     *problem = "is larger than 256 MiB";
     return nullptr;
   }
-  if (regular) expect_document(static_cast<size_t>(status.st_size));
   size_t room = regular ? static_cast<size_t>(status.st_size) : 65536;
   size_t used = 0;
-  std::unique_ptr<char, void (*)(void *)> text(static_cast<char *>(malloc(room + padding)), free);
+  std::unique_ptr<char, void (*)(void *)> text(allocate_text(room + padding, room), free);
   while (text != nullptr && !(regular && used == room)) {
     ssize_t got = regular || has_news(fd) ? read(fd, text.get() + used, room - used) : -1;
     if (got < 0 && errno == EINTR) continue;

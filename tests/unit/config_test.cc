@@ -2,6 +2,7 @@
 #include "platform/config.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -147,6 +148,22 @@ TEST(ConfigLoad, ReadsPipes) {
   OwnedTree root(config_load_file(("/dev/fd/" + std::to_string(ends[0])).c_str(), nullptr));
   close(ends[0]);
   EXPECT_STREQ(config_get_string(root.get(), "system.name"), "gw");
+}
+
+// Memory is asked for in advance, but where a program may not have that much it gets by with what it needs.
+TEST(ConfigLoad, NeedsNoMoreAddressSpaceThanItUses) {
+  constexpr rlim_t size = 4 << 20;
+  rlim_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  const rlim_t most = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + 6 * size;
+  if (most > rlim_t{1} << 40) GTEST_SKIP() << "a sanitizer takes more address space than anybody limits";
+  TempFile file("{\"system\":{\"name\":\"gw\"}" + repeat(" ", size) + "}");
+  auto load_limited = [&file, most] {
+    const rlimit limit = {most, most};
+    OwnedTree root(setrlimit(RLIMIT_AS, &limit) == 0 ? config_load_file(file.path.c_str(), nullptr) : nullptr);
+    _exit(root != nullptr ? 0 : 1);
+  };
+  EXPECT_EXIT(load_limited(), testing::ExitedWithCode(0), "");
 }
 
 TEST(ConfigLoad, GoesOnWithoutWhatItDoesNotKnow) {
