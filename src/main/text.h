@@ -2,7 +2,6 @@
 #ifndef TESSERA_MAIN_TEXT_H
 #define TESSERA_MAIN_TEXT_H
 
-#include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -24,11 +23,6 @@ inline const char *text_at(const ConfigNode *node, const char *path) {
 inline std::string text_before(const char *text, char character) {
   std::string_view whole = or_empty(text);
   return std::string(whole.substr(0, whole.find(character)));
-}
-
-// An IPv4 address, in the byte order of the machine, as people write it.
-inline std::string ipv4_text(uint32_t address) {
-  return format("%u.%u.%u.%u", address >> 24, address >> 16 & 255, address >> 8 & 255, address & 255);
 }
 
 #endif

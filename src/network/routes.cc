@@ -10,8 +10,11 @@ void write_target(FILE *out, const char *destination) {
   if (!is_set(destination)) return;
   in_addr address;
   int32_t prefix_length;
-  if (!xip4_parse_network(destination, &address, &prefix_length)) return;
-  uci_write_value(out, "target", ipv4_text(ntohl(address.s_addr)).c_str());
+  char text[INET_ADDRSTRLEN];
+  if (!xip4_parse_network(destination, &address, &prefix_length) ||
+      inet_ntop(AF_INET, &address, text, sizeof text) == nullptr)
+    return;
+  uci_write_value(out, "target", text);
   if (prefix_length != 32) uci_write_option_int(out, "netmask", prefix_length);
 }
 

@@ -193,7 +193,7 @@ TunnelAddress parse_tunnel_address(const char *text) {
   TunnelAddress tunnel;
   tunnel.address = text_before(text, '/');
   tunnel.network = tunnel.address.substr(0, tunnel.address.rfind('.'));
-  tunnel.netmask = ipv4_text(mask);
+  tunnel.netmask = format("%u.%u.%u.%u", mask >> 24, mask >> 16 & 255, mask >> 8 & 255, mask & 255);
   return tunnel;
 }
 
