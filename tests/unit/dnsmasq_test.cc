@@ -2,10 +2,7 @@
 #include "dnsmasq/dnsmasq.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <string>
 
 #include "fake_platform.h"
@@ -102,33 +99,6 @@ TEST_F(DnsmasqTest, NullTextsReadAsEmpty) {
             "dhcp-option=net:lan,44 # wins server\n"
             "dhcp-option=net:lan,0,0\n"
             "dhcp-host=id:,,net:lan\n");
-}
-
-TEST(Output, TakesFilesOfAnyLengthWhole) {
-  const std::string path = testing::TempDir() + "dnsmasq_test_output";
-  const size_t lengths[] = {0, 1, 2047, 2048, 50'000, 204'800, 204'801, 1'300'000, 8'000'000};
-  for (size_t most_held : {size_t{100}, size_t{49152}, SIZE_MAX}) {
-    for (size_t length : lengths) {
-      OwnedStream stream = open_output(path.c_str(), 0600, most_held);
-      std::string whole;
-      for (size_t piece = 1; whole.size() < length; piece = piece * 3 % 70'001) {
-        std::string text(std::min(piece, length - whole.size()), static_cast<char>('a' + piece % 26));
-        fputs(text.c_str(), stream.get());
-        whole += text;
-      }
-      ASSERT_TRUE(close_output(std::move(stream))) << length;
-      OwnedStream file(fopen(path.c_str(), "re"));
-      std::string found(length + 1, '\0');
-      found.resize(fread(found.data(), 1, found.size(), file.get()));
-      EXPECT_TRUE(found == whole) << length << ", " << most_held;
-      OwnedStream full = open_output("/dev/full", 0600, most_held);
-      fputs(whole.c_str(), full.get());
-      errno = 0;
-      EXPECT_EQ(close_output(std::move(full)), whole.empty());
-      EXPECT_EQ(errno, whole.empty() ? 0 : ENOSPC) << length << ", " << most_held;
-    }
-  }
-  unlink(path.c_str());
 }
 
 }  // namespace

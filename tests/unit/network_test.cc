@@ -8,7 +8,6 @@
 
 #include "fake_platform.h"
 #include "main/mappers.h"
-#include "main/text_set.h"
 #include "network/uci.h"
 #include "private_mounts.h"
 
@@ -270,14 +269,6 @@ TEST_F(NetworkTest, DeviceMapIsPublishedWhateverElseFails) {
   set("network.advanced.ula_prefix", "fd00::/48");
   EXPECT_EQ(run_mapper({}), 0);
   EXPECT_EQ(installed(), "\nconfig globals globals\n\toption ula_prefix \"fd00::/48\"\n");
-}
-
-TEST(TextSet, TakesMoreThanItHasRoomFor) {
-  std::vector<std::string> texts(1000);
-  for (size_t i = 0; i < texts.size(); i++) texts[i] = std::to_string(i);
-  TextSet set;
-  for (const std::string &text : texts) EXPECT_TRUE(!set.contains(text.c_str()) && set.insert(text.c_str())) << text;
-  for (const std::string &text : texts) EXPECT_TRUE(set.contains(text.c_str()) && !set.insert(text.c_str())) << text;
 }
 
 }  // namespace
