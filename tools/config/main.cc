@@ -1,0 +1,69 @@
+// The program tessera-config: checks a configuration file, and prints the JSON Schema of such files.
+#include <cstdio>
+#include <cstring>
+
+#include "config/report.h"
+#include "tools/config/commands.h"
+
+namespace {
+
+constexpr char usage[] =
+    "Usage: tessera-config check FILE\n"
+    "       tessera-config schema [--strict]\n";
+
+constexpr char help[] =
+    "\n"
+    "check   reads FILE as tessera would and prints every finding as FILE:LINE:COLUMN: GRADE: PATH: MESSAGE.\n"
+    "        GRADE is\n"
+    "          error    the file cannot be used: tessera stops and leaves what it wrote before\n"
+    "          warning  a run goes on without what the finding names, and logs it\n"
+    "          note     a run says nothing, but a daemon may refuse or misread the outcome\n"
+    "        Exit status: 0, or 1 when there is an error.\n"
+    "schema  prints the JSON Schema (draft 2020-12) of configuration files. It takes what tessera takes, also\n"
+    "        keys that tessera does not know and ignores; with --strict, for editors, it does not.\n";
+
+Status schema_command(int count, char **arguments) {
+  bool strict = count == 1 && strcmp(arguments[0], "--strict") == 0;
+  if (count > 1 || (count == 1 && !strict)) return misuse();
+  config_print_json_schema(stdout, strict);
+  return sound;
+}
+
+struct Command {
+  const char *name;
+  Status (*run)(int count, char **arguments);
+};
+
+constexpr Command commands[] = {
+    {"check", check_command},
+    {"schema", schema_command},
+};
+
+Status run(int argc, char **argv) {
+  if (argc == 2 && strcmp(argv[1], "--help") == 0) {
+    printf("%s%s", usage, help);
+    return sound;
+  }
+  if (argc < 2) return misuse();
+  for (const Command &command : commands) {
+    if (strcmp(argv[1], command.name) == 0) return command.run(argc - 2, argv + 2);
+  }
+  fprintf(stderr, "tessera-config: '%s' is no command\n", argv[1]);
+  return misuse();
+}
+
+}  // namespace
+
+Status misuse() {
+  fputs(usage, stderr);
+  return misused;
+}
+
+int main(int argc, char **argv) {
+  Status status = run(argc, argv);
+  if (fflush(stdout) != 0 && status == sound) {
+    perror("tessera-config: standard output");
+    return unusable;
+  }
+  return status;
+}
