@@ -208,6 +208,7 @@ $usage" $arguments ;;
 |no service is named
 all -p|ARGS are for a single service
 pam,,network|a list of services holds names only
+pam,|a list of services holds names only
 --exit-code pam|--exit-code needs an OLDDIR to differ from
 --color=often pam|--color takes auto, always or never
 --nope pam|unrecognized option '--nope'

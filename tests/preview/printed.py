@@ -14,7 +14,7 @@ import sys
 import tempfile
 
 BIN, SOURCE = (os.path.abspath(argument) for argument in sys.argv[1:])
-sys.path.insert(0, f"{SOURCE}/tests/hostile")
+sys.path.insert(0, f"{SOURCE}/tests/preview")
 router = importlib.import_module("router")
 WITHOUT_IPSEC = "pam,dnsmasq,network"  # the service has no tunnel to write, which is its status
 EVERYWHERE = {"dnsmasq", "PAM reader", "UCI reader"}

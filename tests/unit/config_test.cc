@@ -211,7 +211,8 @@ constexpr char sample[] = R"({
     "interface": {"lan": {"ipv4": {"dns": ["1.1.1.1", "9.9.9.9"], "dhcp_server": {"lease_time": "12h"}}},
                   "pass": {"passthrough": {"src": ["lan", "pass"]}}}
   },
-  "service": {"dns": {"allowlist": []}},
+  "service": {"dns": {"allowlist": []},
+              "multicast": {"m": {"interface": ["", "", "", "", "", "", "", "", "", "/network/interface/lan"]}}},
   "vpn": {
     "ipsec": {"tunnel": {"t": {"auth": {"crls": [{"crl": "a\nb"}]}}},
               "advanced": {"connection_retry_timeout": {"base": 1.5}}},
@@ -233,8 +234,8 @@ TEST(ConfigTree, TextsAreHeldEmptyOrUndefined) {
   for (const std::string row :
        {"system.name gw", "network.device.eth1.name ", "network.interface.lan.ipv4.dns.1 9.9.9.9",
         "network.bridge.br0.device.0 /network/device/eth1", "network.interface.pass.passthrough.src.0 lan",
-        "network.route.static.0.dst 10.0.0.0/8", "network.wlan.client.type x",
-        "vpn.ipsec.tunnel.t.auth.crls.0.crl a\nb",
+        "network.route.static.0.dst 10.0.0.0/8", "service.multicast.m.interface.9 /network/interface/lan",
+        "network.wlan.client.type x", "vpn.ipsec.tunnel.t.auth.crls.0.crl a\nb",
         // Defined, but not written; of any entry, past the end and naming nothing.
         "network.device.eth0.mode ", "network.device.eth9.mode ", "network.wlan.a.mode ",
         "network.interface.lan.ipv6.dhcp_server.lease_start ", "network.route.static.0.interface ",
@@ -312,13 +313,14 @@ std::string outline(const ConfigNode *root, const ConfigNode *node, std::vector<
 TEST(ConfigTree, NodesKnowTheirPlace) {
   OwnedTree root = load_sample();
   std::vector<size_t> ids, again;
-  EXPECT_EQ(outline(root.get(), root.get(), &ids),
-            "{system{name fips} network{device{eth0{type} eth1{name}} bridge{br0{device{- - - -}}} "
-            "wlan{ap{mode type} client{type}} route{static{-{dst} -{interface metric}}} "
-            "interface{lan{ipv4{dns{- -} dhcp_server{lease_time}}} pass{passthrough{src{- -}}}}} "
-            "service{dns{allowlist}} vpn{ipsec{tunnel{t{auth{crls{-{crl}}}}} "
-            "advanced{connection_retry_timeout{base}}} openvpn{client{c{username}} server{s}} "
-            "l2tp{lac{a{port lns}} lns{n}}}}");
+  EXPECT_EQ(
+      outline(root.get(), root.get(), &ids),
+      "{system{name fips} network{device{eth0{type} eth1{name}} bridge{br0{device{- - - -}}} "
+      "wlan{ap{mode type} client{type}} route{static{-{dst} -{interface metric}}} "
+      "interface{lan{ipv4{dns{- -} dhcp_server{lease_time}}} pass{passthrough{src{- -}}}}} "
+      "service{dns{allowlist} multicast{m{interface{- - - - - - - - - -}}}} vpn{ipsec{tunnel{t{auth{crls{-{crl}}}}} "
+      "advanced{connection_retry_timeout{base}}} openvpn{client{c{username}} server{s}} "
+      "l2tp{lac{a{port lns}} lns{n}}}}");
   OwnedTree other = load_sample();
   outline(other.get(), other.get(), &again);
   EXPECT_EQ(ids, again);

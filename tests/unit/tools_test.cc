@@ -52,7 +52,7 @@ TEST(Tools, Networks) {
   int32_t length = 99;
   // Network; address and length.
   for (const char *row : {"10.0.0.0/8|10.0.0.0|8", "192.168.1.77/24|192.168.1.77|24", "1.2.3.4|1.2.3.4|32",
-                          "0.0.0.0/0|0.0.0.0|0", "255.255.255.255/32|255.255.255.255|32", "1.2.3.4/08|1.2.3.4|8"}) {
+                          "0.0.0.0/0|0.0.0.0|0", "255.255.255.255/32|255.255.255.255|32", "1.2.3.4/19|1.2.3.4|19", "1.2.3.4/9|1.2.3.4|9", "1.2.3.4/08|1.2.3.4|8"}) {
     char **cells = sl_split(row, '|');
     EXPECT_TRUE(xip4_parse_network(cells[0], &address, &length)) << row;
     EXPECT_STREQ(inet_ntoa(address), cells[1]);

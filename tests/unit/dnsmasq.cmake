@@ -1,1 +1,0 @@
-tessera_unit_test(dnsmasq_test SOURCES dnsmasq_test.cc LIBRARIES tessera_mappers fake_platform)

@@ -1,1 +1,0 @@
-tessera_unit_test(ipsec_test SOURCES ipsec_test.cc LIBRARIES tessera_mappers fake_platform)

@@ -1,1 +1,0 @@
-tessera_unit_test(main_test SOURCES main_test.cc LIBRARIES tessera_mappers fake_platform)

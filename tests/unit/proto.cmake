@@ -1,1 +1,0 @@
-tessera_unit_test(proto_test SOURCES proto_test.cc LIBRARIES tessera_mappers fake_platform)
