@@ -1,4 +1,5 @@
 # Compiler and linker flags of everything that is built here.
+include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 include(CheckPIESupported)
 check_pie_supported()
@@ -12,38 +13,36 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 
-# Functions of their own sections let the linker drop what no service uses.
-add_compile_options(-ffunction-sections -fdata-sections -fstack-protector-strong -fvisibility=hidden)
+# Functions in sections of their own let the linker drop what no service uses. The tables for unwinding stay, so that a
+# crash can be traced.
+add_compile_options(-ffunction-sections -fdata-sections -funwind-tables -fvisibility=hidden -fstack-protector-strong)
 add_link_options(-Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro,-z,now)
-# Pages of their own for code would be read and mapped one by one at every start, and addresses that move with the
-# program would take up 24 bytes each.
-foreach(flag -O1 --hash-style=gnu -z,noseparate-code -z,pack-relative-relocs)
-  string(MAKE_C_IDENTIFIER linker_takes${flag} known)
-  check_linker_flag(CXX -Wl,--fatal-warnings,${flag} ${known})  # what a linker ignores is only warned about
+
+# What some processors, compilers and linkers lack. Code on pages of its own keeps constants from being executed.
+foreach(flag -fstack-clash-protection -fcf-protection)
+  string(MAKE_C_IDENTIFIER compiler_takes${flag} known)
+  check_cxx_compiler_flag(${flag} ${known})
   if(${known})
-    add_link_options(-Wl,${flag})
+    add_compile_options(${flag})
   endif()
 endforeach()
-if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+check_linker_flag(CXX -Wl,--fatal-warnings,-z,separate-code linker_separates_code)
+if(linker_separates_code)
+  add_link_options(-Wl,-z,separate-code)
 endif()
 
-# The linker sees all of a program at once: a twentieth less of it is left. GCC 12 made wrong code of files of which some
-# may assume that pointers to different types point to different places and some may not (-O1 for all and -O2 for
-# load.cc: copies of tree nodes lost their content; not with -O1 -fstrict-aliasing, -O2 or -O3 for all, nor without this
-# optimization). So none may assume it, whatever levels are given.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT TESSERA_REFERENCE_SHARED)
-  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION_MINSIZEREL ON)
-  add_compile_options(-fno-strict-aliasing)
+# A sanitizer checks more than these do, and wants the functions of the C library as they are.
+set(optimized $<NOT:$<CONFIG:Debug>>)
+set(fortify 3)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 12)
+  set(fortify 2)
 endif()
+add_compile_options("$<${optimized}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify}>")
+add_compile_definitions($<$<COMPILE_LANGUAGE:CXX>:_GLIBCXX_ASSERTIONS>)
 
-# For the program and the platform, whose functions throw nothing and run in one thread: without the tables that an
-# exception would need, and without locks around static objects.
+# For the program and the platform, whose functions throw nothing and run in one thread.
 set(tessera_lean_options $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
                          $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
-if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  list(APPEND tessera_lean_options -fno-asynchronous-unwind-tables -fno-unwind-tables)
-endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Wundef -Wcast-qual -Wcast-align
                     -Wwrite-strings -Wimplicit-fallthrough -Wvla

@@ -1,19 +1,18 @@
-# tessera_operations(VARIABLE HEADER...): the names of the functions that the headers of src/platform declare.
-function(tessera_operations variable)
-  set(operations "")
-  foreach(header IN LISTS ARGN)
-    file(READ ${CMAKE_SOURCE_DIR}/src/platform/${header} text)
-    string(REGEX REPLACE "//[^\n]*" "" text "${text}")
-    # From the inside out, each pair of parentheses becomes a mark behind the name that it belongs to.
-    set(before "")
-    while(NOT text STREQUAL before)
-      set(before "${text}")
-      string(REGEX REPLACE "\\([^()]*\\)" "@" text "${text}")
-    endwhile()
-    string(REGEX MATCHALL "[A-Za-z_][A-Za-z0-9_]*@" names "${text}")
-    list(TRANSFORM names REPLACE "@" "")
-    list(REMOVE_ITEM names __attribute__)
-    list(APPEND operations ${names})
-  endforeach()
-  set(${variable} ${operations} PARENT_SCOPE)
-endfunction()
+# The operations that src/platform/*.h declare, by the library of a device that offers them.
+set(config_operations
+  config_array config_array_count config_array_first config_array_get_ref config_array_get_string
+  config_array_next config_array_object config_dump config_free config_get_bool config_get_duration
+  config_get_duration_ms config_get_int config_get_number config_get_ref config_get_string config_get_string_list
+  config_has_key config_int_get config_key config_load config_lookup config_node_get_root config_node_id
+  config_node_parent config_object config_object_first config_object_get config_object_has_key config_object_next
+  config_path config_string_get network_config network_device_type network_find network_find_device
+  network_find_parent network_find_proto network_first network_first_type network_free network_interface_name
+  network_interface_type network_key network_load network_name network_next_child network_next_type network_type)
+set(runt_operations
+  runt_deinit runt_delete runt_edit_commit runt_edit_start runt_entries_free runt_get_bool runt_get_entries
+  runt_get_int32 runt_get_int_pathf runt_get_string runt_get_string_pathf runt_init runt_keys runt_keys_pathf
+  runt_set_string_pathf)
+set(tools_operations
+  _process_capture _process_exec_fd _sl_append _sl_new escape file_exists file_printf file_read file_replace
+  file_write log_debug log_error log_init process_wait replace_char sl_append_printf sl_find sl_free sl_join
+  sl_len sl_split xasprintf xip4_parse_network)

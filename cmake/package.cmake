@@ -17,8 +17,6 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Where a library lies that is needed by its whole path, as libc may be.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS /)
 # Opened when a secret has to be encoded, so no linker knows of it.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS libssl3)
 # Run for tunnels with keys and certificates, and the daemons whose files are written.

@@ -4,12 +4,12 @@
 set -eu
 
 build_packages='
-  g++ cmake ninja-build patchelf
+  g++ cmake ninja-build
   rapidjson-dev liblmdb-dev libssl-dev
 '
 test_packages='
   clang clang-format clang-tidy cppcheck libclang-rt-14-dev libgtest-dev valgrind shellcheck mandoc
-  bind9-dnsutils busybox-static dnsmasq-base iproute2
+  bind9-dnsutils busybox-static dnsmasq-base iproute2 netbase
   freeradius libpam-radius-auth libpam0g-dev pamtester
   libcharon-extauth-plugins libcharon-extra-plugins libstrongswan-extra-plugins strongswan-charon strongswan-pki strongswan-starter
   openssl openvpn

@@ -77,14 +77,8 @@ void __throw_out_of_range_fmt(const char *operation, ...) {
   give_up(operation);
 }
 
-}  // namespace std
+void __glibcxx_assert_fail(const char * /*file*/, int /*line*/, const char *function, const char * /*condition*/) {
+  give_up(function);
+}
 
-// What starts and ends every C program looks for profilers, for transactional memory, and for destructors that a
-// library leaves behind when it is closed. The dynamic loader would search all libraries for them: there are none, or
-// exit calls them anyway.
-extern "C" {  // NOLINTBEGIN(bugprone-reserved-identifier): the names are the compiler's
-void __cxa_finalize(void * /*library*/) {}
-void __gmon_start__() {}
-void _ITM_deregisterTMCloneTable() {}
-void _ITM_registerTMCloneTable() {}
-}  // NOLINTEND(bugprone-reserved-identifier)
+}  // namespace std

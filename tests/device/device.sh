@@ -66,4 +66,4 @@ echo 'no library' >"$library"
 refused "librunt.so cannot be read as a shared library"
 nm -D --defined-only --format=posix "$libraries/librunt.so" | sed -n '/^runt_edit_commit /d; /^runt_keys /d; s/^\([a-z_0-9]*\) .*/void \1(void) {}/p' |
   cc -shared -fPIC -x c -o "$library" -
-refused "does not offer all that tessera needs; missing: runt_keys, runt_edit_commit"
+refused "does not offer all that tessera needs; missing: runt_edit_commit, runt_keys"

@@ -16,15 +16,23 @@ lacks() {
   lack 'GNU_RELRO' 'read-only tables of addresses'
   lack 'Flags:.* NOW' 'addresses that are final at the start'
   lack 'GNU_STACK .* RW +0x' 'a stack without code'
+  lack 'GNU_EH_FRAME' 'tables for tracing a crash'
+  echo "$headers" | grep -q ' \.text .*\.rodata' && echo 'constants that cannot be executed'
   echo "$symbols" | grep -q '^__stack_chk_fail' || echo 'a guarded stack'
   echo "$symbols" | grep -q '^__[a-z]*_chk[ @]' || echo 'checked sizes'
+  case $(uname -m) in
+    x86_64) objdump --disassemble=main "$1" | grep -q endbr64 || echo 'marked targets of jumps' ;;
+  esac
 }
+
+marks=
+[ "$(uname -m)" != x86_64 ] || marks=-fcf-protection
 
 # check EXPECTED FLAG: what a program that is built as ours, but with the flag, lacks.
 check() {
   printf '%s\n' '#include <stdio.h>' 'int main(int c, char **v) { char t[9]; return sprintf(t, "%s", v[c - 1]); }' |
-    $cc -x c -O1 -fPIE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 \
-      -pie -Wl,-z,relro,-z,now -Wl,-z,noexecstack "$2" -o "$scratch" -
+    $cc -x c -O1 -fPIE -fstack-protector-strong $marks -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 \
+      -pie -Wl,-z,relro,-z,now,-z,noexecstack,-z,separate-code "$2" -o "$scratch" -
   found=$(lacks "$scratch")
   [ "$found" = "$1" ] || { echo "hardening: with $2 found '$found', expected '$1'"; exit 1; }
 }
@@ -33,6 +41,9 @@ check 'a random address' -no-pie
 check 'read-only tables of addresses' -Wl,-z,norelro
 check 'addresses that are final at the start' -Wl,-z,lazy
 check 'a stack without code' -Wl,-z,execstack
+check 'tables for tracing a crash' -Wl,--no-eh-frame-hdr
+check 'constants that cannot be executed' -Wl,-z,noseparate-code
+[ -z "$marks" ] || check 'marked targets of jumps' -fcf-protection=none
 check 'a guarded stack' -fno-stack-protector
 check 'checked sizes' -U_FORTIFY_SOURCE
 
