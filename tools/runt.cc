@@ -24,7 +24,7 @@
 #include "config/characters.h"
 #include "platform/tools.h"
 #include "runt/store.h"
-#include "tools/memory.h"
+#include "util/memory.h"
 
 namespace {
 

@@ -19,7 +19,7 @@
 #include "config/characters.h"
 #include "config/report.h"
 #include "config/schema.h"
-#include "tools/memory.h"
+#include "util/memory.h"
 
 struct Document;
 

@@ -10,7 +10,7 @@
 #include "platform/runt.h"
 #include "platform/tools.h"
 #include "runt/store.h"
-#include "tools/memory.h"
+#include "util/memory.h"
 
 namespace {
 

@@ -17,7 +17,7 @@
 #include "platform/runt.h"
 #include "platform/tools.h"
 #include "runt/replacement.h"
-#include "tools/memory.h"
+#include "util/memory.h"
 
 namespace {
 

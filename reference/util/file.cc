@@ -13,8 +13,8 @@
 #include <ctime>
 
 #include "platform/tools.h"
-#include "tools/memory.h"
-#include "tools/stream.h"
+#include "util/memory.h"
+#include "util/stream.h"
 
 namespace {
 

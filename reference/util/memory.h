@@ -1,7 +1,7 @@
 // Memory that is always there: a router that cannot give a few bytes to a start-up helper has nothing better to do than
 // to end it, so running out ends the program at once.
-#ifndef TESSERA_REFERENCE_TOOLS_MEMORY_H
-#define TESSERA_REFERENCE_TOOLS_MEMORY_H
+#ifndef TESSERA_REFERENCE_UTIL_MEMORY_H
+#define TESSERA_REFERENCE_UTIL_MEMORY_H
 
 #include <unistd.h>
 

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "platform/tools.h"
-#include "tools/stream.h"
+#include "util/stream.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "platform/tools.h"
-#include "tools/memory.h"
+#include "util/memory.h"
 
 void *xrealloc(void *memory, size_t size) {
   void *moved = realloc(memory, size);

@@ -1,6 +1,6 @@
 // Reading and writing descriptors to their end, whatever interrupts.
-#ifndef TESSERA_REFERENCE_TOOLS_STREAM_H
-#define TESSERA_REFERENCE_TOOLS_STREAM_H
+#ifndef TESSERA_REFERENCE_UTIL_STREAM_H
+#define TESSERA_REFERENCE_UTIL_STREAM_H
 
 #include <cstddef>
 #include <cstdint>
