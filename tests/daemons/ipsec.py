@@ -5,14 +5,17 @@
 
 Two hosts in namespaces of their own, each configured by its own run from its own configuration, set up tunnels of every
 way to authenticate; then one daemon loads a connection of every kind there is. Debian's daemon does not know three
-keywords of the device's: exactly these lines are taken out, and any other complaint fails the test.
+keywords of the device's: exactly these lines are taken out, and any other complaint fails the test. Last, the tree of
+files is replaced while it is read, on a full disk, over what others left there, and without the keys and commands.
 """
+import glob
 import json
 import os
 import re
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 UNKNOWN_KEYWORDS = re.compile(r"^\t(if_id|righthostsweight|righthostssequence)=.*\n", re.M)
@@ -63,7 +66,7 @@ def start_host(number):
     holder.stdout.readline()
     scratch = tempfile.mkdtemp()
     host = {"number": number, "enter": ["nsenter", "-t", str(holder.pid), "-m", "-n", "-u", "--"],
-            "log": f"{scratch}.log"}
+            "root": f"/proc/{holder.pid}/root", "log": f"{scratch}.log"}
     if number == 1:
         subprocess.run("ip link add wan1 type veth peer name wan2".split(), check=True)
     subprocess.run(["ip", "link", "set", f"wan{number}", "netns", str(holder.pid)], check=True)
@@ -216,6 +219,9 @@ def main():
     for name, (sides, signs) in cases.items():
         run_case(hosts, name, sides, signs)
     load_every_kind(hosts[0], keys)
+    on(hosts[0], "mount", "-o", "remount,size=1m", "/run")
+    replace_the_tree(hosts[0], keys)
+    miss_everything(hosts[0], keys)
 
 
 def bring_up(hosts, connections):
@@ -308,6 +314,131 @@ def load_every_kind(host, keys):
         "scep_client": {"ca": {"crl": {"enable": True}}}}})
     stop_daemon(start_daemon(host, connections)[0])
     print(f"{len(connections)} connections loaded")
+
+
+TREE, CONF, SECRETS = "/run/ipsec.d", "/run/ipsec.conf", "/run/ipsec.secrets"
+# What a run that was killed, or somebody else, may have left in the places of the tree.
+LEFTOVERS = """cd /run && mkdir -p other ipsec.d.new/private ipsec.d.new/conf ipsec.d.old/x && mkfifo ipsec.d.new/secrets
+echo kept >other/key && cp other/key other/rsa.pub && ln other/key ipsec.d.new/conf/rsa.conf
+ln -s ../../other/key ipsec.d.new/private/rsa.rsa && ln -s ../other ipsec.d.new/certs"""
+
+
+def use(host, tunnels):
+    with open(host["root"] + "/etc/config/config.json", "w") as file:
+        json.dump({"vpn": {"ipsec": {"tunnel": tunnels}}}, file)
+
+
+def attempt(host, *wrapper):
+    """Runs tessera on the host and gives its exit status and messages."""
+    done = subprocess.run([*host["enter"], *wrapper, tessera, "ipsec"], text=True, stdin=subprocess.DEVNULL, timeout=60,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    return done.returncode, done.stdout.replace("writing RSA key\n", "").replace("tessera_ipsec: ", "")
+
+
+def read(path):
+    return open(path).read() if os.path.isfile(path) else ""
+
+
+def snapshot(host):
+    """Mode and content of all that a run leaves."""
+    paths = glob.glob(host["root"] + "/run/ipsec*") + glob.glob(host["root"] + "/run/ipsec*/**", recursive=True)
+    return {path[len(host["root"]):].rstrip("/"): (
+        oct(os.lstat(path).st_mode), os.readlink(path) if os.path.islink(path) else read(path)) for path in paths}
+
+
+def included(host, path=CONF):
+    return re.findall(r"^include .*/(.*)\.", read(host["root"] + path), re.M)
+
+
+def check(what, good, *details):
+    if not good:
+        sys.exit(f"{what}: " + "\n".join(map(str, details)))
+    print(f"{what}: good")
+
+
+def replace_the_tree(host, keys):
+    tunnels = {"psk": tunnel(1, 2, {"auth": {"secret": "x" * 3000}}), "scep": tunnel(1, 2, {
+        "auth": {"type": "scep", "scep_client": "ca"}}), "rsa": tunnel(1, 2, {
+            "auth": {"type": "rsasig", "private_key": keys["1"]["key"], "peer_public_key": "x"}})}
+    use(host, tunnels)
+    attempt(host)
+    reference = snapshot(host)
+    outcomes = set()
+    for pages in range(30):  # of room: what is included is complete, and what is not was complained about
+        with open(host["root"] + "/run/other", "wb") as filler:
+            room = os.statvfs(host["root"] + "/run")
+            os.posix_fallocate(filler.fileno(), 0, max(1, room.f_bavail - pages) * room.f_bsize)
+        status, messages = attempt(host)
+        os.unlink(host["root"] + "/run/other")
+        after, names = snapshot(host), included(host)
+        whole = all(after.get(path) == reference[path] for name in names for path in reference if f"/{name}." in path)
+        agreed = names == included(host, SECRETS) and after[CONF][1].startswith("config setup\n\n")
+        if not whole or (messages == "") != (after == reference) or (status == 0) != (agreed and bool(names)):
+            sys.exit(f"with {pages} pages of room: status {status}, {messages}, {after}")
+        outcomes.add((status, len(names), bool(messages)))
+        attempt(host)
+    check(f"on a full disk: {sorted(outcomes)}", (0, 3, False) in outcomes and (1, 0, True) in outcomes)
+    on(host, "sh", "-c", LEFTOVERS)
+    check("over leftovers", attempt(host) == (0, "") and snapshot(host) == reference, snapshot(host))
+    check("others' files", on(host, "sh", "-c", "cd /run/other && cat * && rm -r ../other") == "kept\nkept\n")
+
+    seen = {"old": 0, "new": 0, "none": 0, "partial": 0}
+    sets = {kind: {f"{kind}_{number}" for number in range(30)} for kind in ("old", "new")}
+    switching = True
+
+    def look():
+        """Who looks the tree up by its path sees all of the old one, all of the new one, or none."""
+        tree = host["root"] + TREE
+        while switching:
+            try:
+                before = os.stat(tree).st_ino
+                names = {name[:-5] for name in os.listdir(tree + "/conf")}
+                whole = all(read(f"{tree}/conf/{name}.conf").endswith("\tauto=add\n\n") for name in names)
+                if os.stat(tree).st_ino == before:  # else it was replaced and removed meanwhile
+                    seen[next((kind for kind in sets if whole and names == sets[kind]), "partial")] += 1
+            except FileNotFoundError:
+                seen["none"] += 1
+
+    reader = threading.Thread(target=look)
+    for number in range(41):
+        use(host, {name: tunnel(1, 2, {}) for name in sets["new" if number % 2 else "old"]})
+        attempt(host)
+        if number == 0:
+            reader.start()
+    switching = False
+    reader.join()
+    check(f"seen by a reader: {seen}", seen["old"] > 0 and seen["new"] > 0 and seen["partial"] == 0)
+
+
+def miss_everything(host, keys):
+    """Every tunnel that lacks something is skipped with one message of ours; the others do not suffer."""
+    own = {"type": "rsasig", "private_key": keys["1"]["key"], "peer_public_key": "x"}
+    authority = {"type": "x509", "private_key": "x", "cert": "x", "peer_verify": "ca", "peer_ca": keys["1"]["cert"]}
+    locked = own | {"private_key": keys["locked"]}
+    no_key = "public key generation failed for tunnel '{}' (exit {})"
+    no_name = "failed to extract Distinguished Name from first certificate in CA chain for tunnel '{}'"
+
+    def use_beside_a_good_one(**ways):
+        use(host, {name: tunnel(1, 2, {"auth": auth}) for name, auth in {"good": {}, **ways}.items()})
+
+    use_beside_a_good_one(rsa=own, ca=authority)
+    check("commands are there", attempt(host) == (0, "") and included(host) == ["good", "rsa", "ca"])
+    on(host, "sh", "-c", "mkdir /run/bin && ln -s $(command -v rm) /run/bin/rm")
+    said = attempt(host, "env", "PATH=/run/bin")
+    check("commands are missing", said == (0, no_key.format("rsa", 127) + "\n" + no_name.format("ca") + "\n") and
+          included(host) == ["good"], said)
+
+    use_beside_a_good_one(
+        rsa=own | {"private_key": "garbage"}, locked=locked, wrong=locked | {"private_key_passphrase": "wrong"},
+        ca=authority | {"peer_ca": "garbage"},
+        pem=authority | {"peer_ca": "-----BEGIN CERTIFICATE-----\n-----END CERTIFICATE-----"})
+    said = on(host, "timeout", "30", "script", "-qec", tessera + " ipsec", "/dev/null")  # a terminal to prompt on
+    expected = [no_key.format(name, 1) for name in ("rsa", "locked", "wrong")]
+    expected += [no_name.format(name) for name in ("ca", "pem")]
+    check("garbage and locked keys", re.findall("tessera_ipsec: ([^\r\n]*)", said) == expected, said)
+    left = glob.glob(host["root"] + TREE + "/certs/*.pub")
+    check("no public key of a failed tunnel", left == [] and included(host) == ["good"], left)
+    check("keys of other services", on(host, "cat", "/etc/config/scep_client/ca/scep_key.pem") == keys["1"]["key"])
 
 
 if sys.argv[1] != "--inside":

@@ -21,7 +21,7 @@ const char plain_words[] =
     "corvo_list_only built_in_list_only apn_list_only esp aes128 sha256 modp2048 1 0 2 true false y n -1 2147483648 "
     "192.0.2.1 192.0.2.1/24 198.51.100.7 10.0.0.0/8 0.0.0.0/0 2001:db8::1 2001:db8::/32 /33 00:40:9D:11:22:33 100 "
     "200 network.interface.lan network.interface.wan /network/interface/lan host.example";
-// ... and values that no one should have to expect. "\x01" stands for a text of 64 KiB.
+// ... and values that no one should have to expect. "\x01" stands for a text of 64 KiB, then for shorter ones.
 const char nasty_words[] =
     "-----BEGIN CERTIFICATE-----\nMIIB\n-----END CERTIFICATE-----\n\0"
     "-----END CERTIFICATE----------END CERTIFICATE-----\0client\ndev tun0\nup /bin/x\nauth-user-pass\ncert c\n\nca d\0"
@@ -131,7 +131,7 @@ struct Walk {
   const uint8_t *bytes;
   size_t left;
   Variants out = {};
-  bool had_large_text = false;
+  unsigned large_texts = 0;
 
   size_t choose(size_t count) {
     if (left == 0) return 0;
@@ -147,9 +147,7 @@ struct Walk {
   std::string text(bool many_lines) {
     size_t word = choose(words.size() + 1);
     if (word < words.size() && words[word] == "\x01") {
-      size_t length = had_large_text ? 300 : 65536;
-      had_large_text = true;
-      return "%s" + std::string(length, 'x');
+      return "%s" + std::string(size_t{65536} >> std::min(2 * large_texts++, 8U), 'x');
     }
     if (word < words.size()) {
       bool fits = many_lines || words[word].find_first_of("\t\n\r") == std::string::npos;

@@ -1,6 +1,6 @@
 // Fuzz target: the mapper SERVICE on valid configurations and runtime facts, on a file system of its own. Its output is
 // checked: which files there are, with what modes, that no value makes a line more or less, that lines of the UCI file
-// are whole, and where secrets show.
+// are whole, that null reads as the empty text, and where secrets show.
 #include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
@@ -184,6 +184,7 @@ void check_file(const FTSENT *entry, const std::string &path, LineCounts &counts
   if ((entry->fts_statp->st_mode & 07777) != rule->mode) wrong("wrong mode", path);
   std::string text = rule->lines != Lines::several ? read_file(entry->fts_accpath) : "";
   if (rule->mode != 0600) expect_no_secret("a public file shows a secret", text);
+  if (trouble.null_texts && text.find("(null)") != text.npos) wrong("null is written", path);
   counts[path] = check_lines(path, text, rule->lines);
 }
 
@@ -232,7 +233,8 @@ void run_network_diagnostic(const ConfigNode *root, unsigned choice) {
   network_model = nullptr;
 }
 
-LineCounts run(const Case &made, std::string Variants::*variant) {
+LineCounts run(const Case &made, std::string Variants::*variant, Trouble in_run = {}) {
+  trouble = {};
   set_facts(made, variant);
   static const char *const identities[] = {nullptr, "0123456789abcdef", "0123456789abcdefg", "$(reboot) \"\n"};
   static const char identity_path[] = "/etc/config/web-filter-id";
@@ -249,6 +251,7 @@ LineCounts run(const Case &made, std::string Variants::*variant) {
   if (root == nullptr) wrong("the document is not valid", document_text);
   if (service == "network" && (made.options & 0xf0) == 0xf0) run_network_diagnostic(root, made.options & 1);
   char *const arguments[] = {nullptr};
+  trouble = in_run;
   MAPPER(SERVICE)(root, 0, const_cast<char **>(arguments));
   config_free(root);
   if ((made.options & 3) != 0) unlink(identity_path);
@@ -268,6 +271,9 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
   Case made = generate(bytes, size);
   LineCounts counts = run(made, &Variants::hostile);
-  if (run(made, &Variants::tame) != counts) wrong("values make lines more or less", made.document.hostile);
+  if (run(made, &Variants::tame, {.null_texts = true}) != counts)
+    wrong("values make lines more or less", made.document.hostile);
+  if (size % 4 == 0) run(made, &Variants::hostile, {.no_model = true});
+  if (size % 4 == 1) run(made, &Variants::hostile, {.no_store = true});
   return 0;
 }

@@ -11,12 +11,16 @@
 #include <cstring>
 
 #include "config/document.h"
+#include "platform/config.h"
+#include "platform/network.h"
+#include "platform/runt.h"
 #include "platform/tools.h"
 
 std::string_view document_text;
 std::string_view secret_mark;
 bool lines_decide;
 ProgramOutcome program_outcome = {true, ""};
+Trouble trouble;
 
 // Much of the time would go into stack traces of allocations and into keeping what is freed.
 extern "C" const char *__asan_default_options() {
@@ -38,6 +42,36 @@ char *read_padded(const char *, size_t padding, uint32_t *size, std::string *) {
   *size = static_cast<uint32_t>(document_text.size());
   return text;
 }
+
+// The linker sends the mappers' calls of these operations here.
+extern "C" {
+
+const char *__real_config_get_string(const ConfigNode *node, const char *path);
+const char *__wrap_config_get_string(const ConfigNode *node, const char *path);
+NetworkModel *__real_network_load(const ConfigNode *root);
+NetworkModel *__wrap_network_load(const ConfigNode *root);
+int __real_runt_init();
+int __wrap_runt_init();
+
+const char *__wrap_config_get_string(const ConfigNode *node, const char *path) {
+  const char *text = __real_config_get_string(node, path);
+  return trouble.null_texts && text != nullptr && *text == '\0' ? nullptr : text;
+}
+
+NetworkModel *__wrap_network_load(const ConfigNode *root) {
+  if (trouble.no_model) return nullptr;
+  Trouble kept = trouble;
+  trouble = {};  // the reference platform knows what its own texts are
+  NetworkModel *model = __real_network_load(root);
+  trouble = kept;
+  return model;
+}
+
+int __wrap_runt_init() {
+  return trouble.no_store ? 1 : __real_runt_init();
+}
+
+}  // extern "C"
 
 static void look_through(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
 static void look_through(const char *format, va_list arguments) {

@@ -20,6 +20,14 @@ struct ProgramOutcome {
 };
 extern ProgramOutcome program_outcome;
 
+// What a device's platform may do and the reference platform does not.
+struct Trouble {
+  bool null_texts;  // null for an empty text
+  bool no_model;    // no network model can be loaded
+  bool no_store;    // the runtime store cannot be opened
+};
+extern Trouble trouble;
+
 // Ends the target: what was found is wrong, and `detail` shows it.
 [[noreturn]] void wrong(const char *what, std::string_view detail);
 
