@@ -8,6 +8,7 @@
 #include "main/mappers.h"
 #include "main/print.h"
 #include "main/text.h"
+#include "output/files.h"
 #include "platform/config.h"
 #include "platform/network.h"
 #include "platform/runt.h"
@@ -21,9 +22,6 @@ const char conf_path[] = "/var/run/dnsmasq.conf";
 const char sniffer_path[] = "/var/run/hostnamesniffer.cfg";
 const char web_filter_id_path[] = "/etc/config/web-filter-id";
 const size_t web_filter_id_length = 16;
-
-// The daemon and the sniffer drop their privileges before they read these files again, and neither holds a secret.
-const unsigned public_mode = 0644;
 
 // The fixed host names of the built-in speed test, and its sets: above every number that a policy route can have.
 const char *const speedtest_hosts[] = {"speedtest-1.tessera.example", "speedtest-2.tessera.example"};
@@ -63,7 +61,7 @@ void write_dns_options(FILE *file, const ConfigNode *dns) {
 void write_web_filter_identity(FILE *file, const ConfigNode *root) {
   if (!web_filter_enabled(root)) return;
   if (!equals(config_get_string(root, "firewall.web_filter.service"), "umbrella")) return;
-  if (!file_exists(web_filter_id_path)) {
+  if (!is_there(web_filter_id_path)) {
     log_debug("Umbrella device ID has not been obtained yet");
     return;
   }
@@ -186,9 +184,8 @@ void write_files(FILE *file, const ConfigNode *root) {
 }  // namespace
 
 int32_t map_dnsmasq(const ConfigNode *root, int32_t, char **) {
-  // A line for each of any number of leases goes out in a few long writes. What they hold back is less than the
-  // document that it is made from, which is in memory anyway.
-  OwnedStream conf = open_output(conf_path, public_mode, SIZE_MAX);
+  // The daemon and the sniffer drop their privileges before they read their files again, and neither holds a secret.
+  OwnedStream conf = open_output(conf_path, public_mode);
   if (conf == nullptr) return 1;
 
   write_files(conf.get(), root);

@@ -10,6 +10,7 @@
 #include "ipsec/notation.h"
 #include "ipsec/staging.h"
 #include "ipsec/tunnel.h"
+#include "output/files.h"
 
 namespace {
 

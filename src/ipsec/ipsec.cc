@@ -1,7 +1,5 @@
 // The IKE daemon's configuration: two main files that include, per tunnel, a connection file and a secrets file out of
 // a tree that is built aside and swapped into place at the end.
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 
@@ -9,7 +7,7 @@
 #include "ipsec/tunnel.h"
 #include "main/mappers.h"
 #include "main/print.h"
-#include "main/turn.h"
+#include "output/files.h"
 
 bool fips_mode;
 
@@ -59,7 +57,7 @@ bool write_tunnel(const Run &run, const ConfigNode *config, int32_t index) {
     fprintf(run.conf, "include " IPSEC_TREE "/conf/%s.conf\n", tunnel.name);
     fprintf(run.secrets, "include " IPSEC_TREE "/secrets/%s.secret\n", tunnel.name);
   } else if (!tunnel.conf_path.empty()) {
-    unlink(tunnel.conf_path.c_str());
+    remove_file(tunnel.conf_path.c_str());
   }
   return complete;
 }
@@ -100,9 +98,5 @@ int32_t generate(const ConfigNode *root) {
 
 int32_t map_ipsec(const ConfigNode *root, int32_t /*argc*/, char ** /*argv*/) {
   log_init("tessera_ipsec", 0, 0);
-  int turn;
-  if (!begin_turn(main_conf_path, &turn)) return 1;
-  int32_t status = generate(root);
-  end_turn(turn);
-  return status;
+  return generate(root);
 }

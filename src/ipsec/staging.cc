@@ -1,11 +1,14 @@
 #include "ipsec/staging.h"
 
+#include <dirent.h>
 #include <linux/close_range.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
+
+#include "output/files.h"
 
 namespace {
 
@@ -31,10 +34,23 @@ bool is_directory(const char *path) {
   return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// A directory that is there is used as it is; anything else makes way.
+// Removes the files of tunnels that an interrupted run has left in a directory: their secrets must not come into use
+// with those of this run.
+void remove_leftovers(const char *path) {
+  DIR *directory = opendir(path);
+  if (directory == nullptr) return;
+  while (const dirent *entry = readdir(directory))
+    if (entry->d_type != DT_DIR) remove_file(format("%s/%s", path, entry->d_name).c_str());
+  closedir(directory);
+}
+
+// A directory that is there is used, without its files; anything else makes way.
 void ensure_directory(const char *path) {
-  if (create_directory(path, directory_mode) || errno != EEXIST || is_directory(path)) return;
-  if (unlink(path) == 0) create_directory(path, directory_mode);
+  if (create_directory(path, directory_mode) || errno != EEXIST) return;
+  if (is_directory(path))
+    remove_leftovers(path);
+  else if (unlink(path) == 0)
+    create_directory(path, directory_mode);
 }
 
 void remove_replaced_tree() {

@@ -1,7 +1,7 @@
 // The tree of daemon files in the making. It takes the place of the tree in use when the run is over.
 //
-// An interrupted run may have left a tree behind. It is built upon, but nothing is ever written through what it holds:
-// a leftover link would lead into the files of another service.
+// An interrupted run may have left a tree behind. Its directories are used again, and nothing is ever written through
+// what they hold: a leftover link would lead into the files of another service.
 #ifndef TESSERA_IPSEC_STAGING_H
 #define TESSERA_IPSEC_STAGING_H
 
@@ -13,7 +13,8 @@
 #define IPSEC_STAGING_TREE IPSEC_TREE ".new"
 #define IPSEC_REPLACED_TREE IPSEC_TREE ".old"
 
-// Makes sure that the directories of the staging tree are there. Failures show when files are written into them.
+// Makes sure that the directories of the staging tree are there and hold no files. Failures show when files are written
+// into them.
 void create_staging_tree();
 
 // Puts the staging tree into place. Readers see the previous tree, then for a moment none, then the new one, or the

@@ -1,6 +1,8 @@
 // Entry of the program: finds the mapper of the named service, loads the configuration and runs the mapper on it.
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -10,7 +12,7 @@
 
 #include "main/mappers.h"
 #include "main/owned.h"
-#include "main/print.h"
+#include "output/lock.h"
 #include "platform/config.h"
 
 namespace {
@@ -37,22 +39,38 @@ void protect_streams() {
   sigaction(SIGXFSZ, &ignore, nullptr);  // a limit on the size of files is an error like a full file system
 }
 
+// The configuration is full of secrets: no core file, and no other process of this user, shall get at the memory.
+void keep_memory_private() {
+  const rlimit nothing = {0, 0};
+  setrlimit(RLIMIT_CORE, &nothing);
+  prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
+}
+
+// The configuration is read under the lock: a run that has waited must not write an older one than the run before it.
+int32_t run_mapper(const MapperRow &row, int32_t argc, char **argv) {
+  ServiceLock lock;
+  bool writes = row.handler != map_network || !is_network_query(argc, argv);
+  if (writes && !take_lock(lock, row.name)) return 1;
+  const ConfigNode *root = config_load();
+  if (root == nullptr) return 1;
+  int32_t status = row.handler(root, argc, argv);
+  config_free(root);
+  return status;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
   if (argc < 2) {
-    print(stderr, "Usage: tessera <name>\n");
+    fprintf(stderr, "Usage: tessera <name>\n");
     return 1;
   }
   for (const MapperRow *row = mapper_table; row->name != nullptr; row++) {
     if (strcmp(row->name, argv[1]) != 0) continue;
     std::set_new_handler(end_without_memory);
     protect_streams();
-    const ConfigNode *root = config_load();
-    if (root == nullptr) return 1;
-    int32_t status = row->handler(root, argc - 2, argv + 2);
-    config_free(root);
-    return status;
+    keep_memory_private();
+    return run_mapper(*row, argc - 2, argv + 2);
   }
   return 0;  // An unknown service is nobody's business here: a firmware may name services that other programs serve.
 }

@@ -65,15 +65,4 @@ std::string format(const char *format, ...) __attribute__((format(printf, 1, 2))
 // The same of arguments that a function was given.
 std::string format_arguments(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
 
-// Opens `path` for writing from scratch with exactly `mode`, whatever the umask says and also when the file existed.
-// Up to `most_held` bytes are held back before they are written. Null when that fails; errno then tells why.
-OwnedStream open_output(const char *path, unsigned mode = 0600, size_t most_held = 49152);
-
-// Closes a stream; true when everything written to it has reached the file, else errno tells what went wrong.
-bool close_output(OwnedStream stream);
-
-// Creates a directory with exactly `mode`, whatever the umask says. False, with the reason in errno, when that fails;
-// one that exists keeps its mode and counts as failed with EEXIST.
-bool create_directory(const char *path, unsigned mode);
-
 #endif

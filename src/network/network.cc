@@ -1,16 +1,14 @@
 #include "network/network.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 
 #include "main/mappers.h"
 #include "main/owned.h"
 #include "main/print.h"
-#include "main/turn.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
+#include "output/files.h"
 
 NetworkModel *network_model;
 
@@ -87,31 +85,33 @@ int32_t print_device_name(const ConfigNode *root, int32_t argc, char **argv) {
 // Writes and installs the network file and publishes the device map; returns the exit status. Without a working file
 // the map is still published: the devices are there whether or not their settings could be written.
 int32_t generate(const ConfigNode *root) {
-  int turn;
-  if (!begin_turn(working_path, &turn)) return 1;
   bool connected = runt_init() == 0;
   if (!connected) log_error("failed to initialize runt interface");
   if (OwnedStream out = open_output(working_path)) {
     write_network_file(out.get(), root);
   } else {
-    unlink(working_path);  // what a killed run has left must not be installed
+    remove_file(working_path);  // what a killed run has left must not be installed
   }
   if (!publish_device_map() && connected) log_error("failed to publish the device map");
   uci_forget_passthrough_sources();
   network_free(network_model);
   network_model = nullptr;
   runt_deinit();
-  bool installed = file_replace(1, working_path, installed_path, 0);
-  end_turn(turn);
-  return installed ? 0 : 1;
+  return file_replace(1, working_path, installed_path, 0) ? 0 : 1;
 }
 
 }  // namespace
 
+bool is_network_query(int32_t argc, char **argv) {
+  for (int32_t i = 0; i < argc; i++)
+    if (strcmp(argv[i], "-p") == 0 || strcmp(argv[i], "--device") == 0) return true;
+  return false;
+}
+
 int32_t map_network(const ConfigNode *root, int32_t argc, char **argv) {
   network_model = network_load(root);
   log_init("tessera_network", 0, 0);
-  // The process ends right after a diagnostic, so its model is left to the exit.
+  // The process ends right after a query, so its model is left to the exit.
   for (int32_t i = 0; i < argc; i++) {
     if (strcmp(argv[i], "-p") == 0) {
       dump_network_node(network_model, 0);

@@ -9,6 +9,7 @@
 #include "main/mappers.h"
 #include "main/owned.h"
 #include "main/print.h"
+#include "output/files.h"
 #include "platform/config.h"
 #include "platform/tools.h"
 

@@ -371,8 +371,8 @@ Row = collections.namedtuple('Row', 'what outcomes router start whole text', def
 WAITS = [
     Row('configuration: a pipe', each(ALL, 'reported'), in_place_of(CONFIG, os.mkfifo), whole='untouched'),
     Row('store: a writer is stuck', each('network', 'reported'), lambda: hold('/run/runt/data.mdb')),
-    Row('a run is stuck', each('network', 'reported'), lambda: hold('/run/uci/network.new')),
-    Row('a run is stuck', each('ipsec', 'reported'), lambda: hold('/run/ipsec.conf')),
+    *(Row('a run is stuck', each(service, 'reported'), lambda path=f'/run/tessera-{service}.lock': hold(path))
+      for service in SERVICES),
     Row('children hang', each('network', 'reported'), program('md5sum', 'echo $$ >/media/child; sleep 1000'),
         whole='', text=LOGGING),
     Row('the log is not read', each('dnsmasq ipsec', 'same'), None, fill_log, text=LOGGING),

@@ -6,6 +6,7 @@
 #include "network/proto/digest.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
+#include "output/files.h"
 
 namespace {
 
@@ -61,7 +62,7 @@ void uci_write_ipsec_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *root = config_node_get_root(config);
   const char *name = or_empty(config_key(config));
   if (tunnel_managed_by_nhrp(root, name)) return;
-  if (!file_exists(format("/var/run/ipsec.d/conf/%s.conf", name).c_str())) return;
+  if (!is_there(format("/var/run/ipsec.d/conf/%s.conf", name).c_str())) return;
 
   uci_write_interface_section(out, node);
   uci_write_value(out, "proto", "ipsec");

@@ -4,6 +4,7 @@
 #include "network/proto/digest.h"
 #include "network/proto/proto.h"
 #include "network/uci.h"
+#include "output/files.h"
 
 namespace {
 

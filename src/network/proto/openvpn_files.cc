@@ -9,6 +9,7 @@
 
 #include "main/print.h"
 #include "main/text.h"
+#include "output/files.h"
 
 namespace {
 
