@@ -14,22 +14,21 @@ constexpr unsigned short_shape = 3;  // an object with no more members than thes
 
 struct Section {
   std::string path;
-  uint16_t row;  // of the object
-  const char *description;
+  const SchemaKey *key;  // of the object
 };
 using Sections = std::vector<Section>;
 
-// Where shapes are described, by the row of their first member.
-using Described = std::map<uint16_t, std::string>;
+// Where shapes are described, by their members.
+using Described = std::map<const SchemaKey *, std::string>;
 
-const char *type_name(const SchemaRow &row) {
-  switch (row.kind) {
+const char *type_name(const SchemaKey &key) {
+  switch (key.kind) {
     case Kind::object:
       return "object";
     case Kind::map:
       return "map";
     case Kind::array:
-      switch (schema_row(row.child).kind) {
+      switch (key.element) {
         case Kind::object:
           return "list of objects";
         case Kind::reference:
@@ -37,8 +36,8 @@ const char *type_name(const SchemaRow &row) {
         default:
           return "list of texts";
       }
-    case Kind::text:
-      return (row.flags & row_many_lines) != 0 ? "text of several lines" : "text";
+    case Kind::string:
+      return key.many_lines ? "text of several lines" : "text";
     case Kind::boolean:
       return "boolean";
     case Kind::integer:
@@ -70,12 +69,12 @@ void print_text(const char *text) {
   putchar('\n');
 }
 
-void print_words(const SchemaText &about) {
-  if (*about.words == '\0') return;
+void print_words(const SchemaKey &key) {
+  if (key.words == nullptr) return;
   static const char *const titles[] = {"Words:", "Known words:", "Special words:"};
-  puts(titles[static_cast<size_t>(about.others)]);
+  puts(titles[static_cast<size_t>(key.others)]);
   fputs(".Cm ", stdout);
-  for (const char *at = about.words; *at != '\0'; at++) {
+  for (const char *at = key.words; *at != '\0'; at++) {
     if (*at == ' ')
       fputs(" , ", stdout);
     else
@@ -88,12 +87,12 @@ void print_members(const std::string &prefix, const Section &section, Described 
 
 // What lies in a value: in its place, in a subsection to come, or where it has been described already.
 void print_inside(const std::string &name, const Section &inside, Described &described, Sections &below) {
-  const SchemaRow &object = schema_row(inside.row);
-  if (object.kind != Kind::object || object.count == 0) return;
-  auto [known, is_new] = described.emplace(object.child, inside.path);
+  const SchemaKey &key = *inside.key;
+  if (key.member_count == 0) return;
+  auto [known, is_new] = described.emplace(key.members, inside.path);
   if (!is_new) {
     printf("The keys are those of\n.Sx %s .\n", known->second.c_str());
-  } else if (object.count > short_shape) {
+  } else if (key.member_count > short_shape) {
     printf("See\n.Sx %s .\n", inside.path.c_str());
     below.push_back(inside);
   } else {
@@ -102,25 +101,20 @@ void print_inside(const std::string &name, const Section &inside, Described &des
 }
 
 void print_members(const std::string &prefix, const Section &section, Described &described, Sections &below) {
-  const SchemaRow &object = schema_row(section.row);
-  for (unsigned i = 0; i < object.count; i++) {
-    auto row = static_cast<uint16_t>(object.child + i);
-    const SchemaRow &member = schema_row(row);
-    std::string name = prefix + schema_name(member);
-    const SchemaText &about = schema_texts[row];
-    printf(".It Ic %s Pq %s%s%s\n", name.c_str(), type_name(member), *about.unit != '\0' ? ", " : "", about.unit);
-    print_text(about.description);
-    print_words(about);
-    std::string path = section.path + "." + schema_name(member);
-    if (member.kind == Kind::object) print_inside(name, {path, row, about.description}, described, below);
-    const char *any = member.kind == Kind::map ? ".KEY" : member.kind == Kind::array ? ".N" : nullptr;
-    if (any != nullptr) print_inside(name + any, {path + any, member.child, about.description}, described, below);
+  for (const SchemaKey &member : members_of(*section.key)) {
+    std::string name = prefix + member.name;
+    printf(".It Ic %s Pq %s%s%s\n", name.c_str(), type_name(member), member.unit != nullptr ? ", " : "",
+           member.unit != nullptr ? member.unit : "");
+    print_text(member.description);
+    print_words(member);
+    std::string any = member.kind == Kind::map ? ".KEY" : member.kind == Kind::array ? ".N" : "";
+    print_inside(name + any, {section.path + "." + member.name + any, &member}, described, below);
   }
 }
 
 void print_section(const Section &section, Described &described) {
   printf(".Ss %s\n", section.path.c_str());
-  print_text(section.description);
+  print_text(section.key->description);
   puts(".Bl -tag -width Ds");
   Sections below;
   print_members("", section, described, below);
@@ -130,15 +124,8 @@ void print_section(const Section &section, Described &described) {
 
 void print_keys() {
   Described described;
-  const SchemaRow &root = schema_row(schema_root);
-  for (unsigned i = 0; i < root.count; i++) {
-    auto row = static_cast<uint16_t>(root.child + i);
-    const SchemaRow &member = schema_row(row);
-    bool map = member.kind == Kind::map;
-    print_section({std::string(schema_name(member)) + (map ? ".KEY" : ""), map ? member.child : row,
-                   schema_texts[row].description},
-                  described);
-  }
+  for (const SchemaKey &member : members_of(described_schema))
+    print_section({member.name + std::string(member.kind == Kind::map ? ".KEY" : ""), &member}, described);
 }
 
 }  // namespace

@@ -8,12 +8,12 @@
 namespace {
 
 // What a value of that kind looks like in the document, where its type does not tell.
-const char *form_of(const SchemaRow &row) {
-  switch (row.kind) {
+const char *form_of(const SchemaKey &key, Kind kind) {
+  switch (kind) {
     case Kind::duration:
       return " Seconds, or a text with a unit out of ms s m h d w, such as \"90s\".";
     case Kind::reference:
-      return (row.flags & row_interface_name) != 0 ? "" : " The path of an entry, such as \"/network/device/eth0\".";
+      return key.interface_name ? "" : " The path of an entry, such as \"/network/device/eth0\".";
     default:
       return "";
   }
@@ -50,19 +50,16 @@ struct Search {
     for (const std::string &step : place) found += (found.empty() ? "" : ".") + step;
   }
 
-  void visit(const SchemaRow &row, Path &place) {
-    if (row.kind == Kind::map || row.kind == Kind::array) {
-      place.emplace_back(row.kind == Kind::map ? "KEY" : "N");
-      visit(schema_row(row.child), place);
-      place.pop_back();
-    }
-    for (unsigned i = 0; row.kind == Kind::object && i < row.count; i++) {
-      const SchemaRow &member = schema_row(static_cast<uint16_t>(row.child + i));
-      if (written.back() == schema_name(member)) consider(place);
-      place.emplace_back(schema_name(member));
+  void visit(const SchemaKey &key, Path &place) {
+    bool many = key.kind == Kind::map || key.kind == Kind::array;
+    if (many) place.emplace_back(key.kind == Kind::map ? "KEY" : "N");
+    for (const SchemaKey &member : members_of(key)) {
+      if (written.back() == member.name) consider(place);
+      place.emplace_back(member.name);
       visit(member, place);
       place.pop_back();
     }
+    if (many) place.pop_back();
   }
 };
 
@@ -71,17 +68,14 @@ struct Search {
 std::string config_place_of_key(const std::string &path) {
   Search search{.written = split_path(path)};
   Path root;
-  if (!search.written.empty()) search.visit(schema_row(schema_root), root);
+  if (!search.written.empty()) search.visit(schema, root);
   return search.ambiguous && search.least > 1 ? "" : search.found;
 }
 
-std::string schema_description(uint16_t index) {
-  const SchemaRow &row = schema_row(index);
-  const SchemaText &about = schema_texts[index];
-  if (*about.description == '\0') return {};
-  bool list = row.kind == Kind::array;
-  std::string text = about.description;
-  text += form_of(list ? schema_row(row.child) : row);
-  if (*about.unit != '\0') text += std::string(" Unit: ") + about.unit + ".";
+std::string schema_description(const SchemaKey &key) {
+  if (key.description == nullptr) return {};
+  std::string text = key.description;
+  text += form_of(key, key.kind == Kind::array ? key.element : key.kind);
+  if (key.unit != nullptr) text += std::string(" Unit: ") + key.unit + ".";
   return text;
 }

@@ -34,7 +34,7 @@ struct ConfigNode {
       uint32_t back;  // how many cells before this one the first child lies
       uint32_t count;
     } children;        // object, map, array
-    const char *text;  // text, reference
+    const char *text;  // string, reference
     bool boolean;
     int32_t integer;
     double number;
@@ -44,8 +44,9 @@ struct ConfigNode {
   uint32_t position;  // of the value in the document's text, for messages
   uint32_t link;      // map entry: where its name lies in the text; reference: cell of the node it names; else 0
   uint32_t index;     // among its siblings
-  uint16_t row;       // in the schema
+  Kind kind;
   uint8_t flags;
+  const SchemaKey *key;  // entries of maps and elements of arrays have that of the map or array
   Value value;
 };
 
@@ -93,6 +94,7 @@ struct Place {
 };
 
 struct Document {
+  const SchemaKey *schema = nullptr;
   std::string file;
   std::unique_ptr<char, void (*)(void *)> text{nullptr, free};
   uint32_t size = 0;
@@ -113,10 +115,6 @@ struct Document {
 
 // Bytes past the end of the text that may be read (and hold 0), for reading in words and vectors.
 inline constexpr size_t text_padding = 64;
-
-inline const SchemaRow &row_of(const ConfigNode *node) {
-  return schema_row(node->row);
-}
 
 inline const Cell *cell_at(const ConfigNode *node) {
   return reinterpret_cast<const Cell *>(node);
@@ -142,8 +140,8 @@ inline const ConfigNode *nth_child(const ConfigNode *node, uint32_t index) {
 
 // The name of a map entry or of an object's member; "" for elements of arrays and the root.
 inline const char *name_of(const Document &document, const ConfigNode *node) {
-  const SchemaRow &row = row_of(node);
-  return row.kind == Kind::object && node->link != 0 ? document.text.get() + node->link : schema_name(row);
+  if (node->kind == Kind::object && node->link != 0) return document.text.get() + node->link;
+  return node->kind == node->key->kind ? node->key->name : "";
 }
 
 // Maps of more entries than this have an index of their names.

@@ -68,7 +68,7 @@ void dump_members(std::string &out, const Document &document, const ConfigNode *
 }
 
 void dump_node(std::string &out, const Document &document, const ConfigNode *node) {
-  switch (row_of(node).kind) {
+  switch (node->kind) {
     case Kind::object:
     case Kind::map:
       dump_members(out, document, node);
@@ -76,7 +76,7 @@ void dump_node(std::string &out, const Document &document, const ConfigNode *nod
     case Kind::array:
       dump_array(out, document, node);
       break;
-    case Kind::text:
+    case Kind::string:
     case Kind::reference:
       dump_text(out, node->value.text);
       break;

@@ -33,7 +33,7 @@ void close_object(Printer &printer) {
   fputs("}", printer.out);
 }
 
-void print_value(Printer &printer, uint16_t index);
+void print_value(Printer &printer, const SchemaKey &key, Kind kind);
 
 void print_quoted(FILE *out, const char *text, size_t length) {
   fputc('"', out);
@@ -44,27 +44,26 @@ void print_quoted(FILE *out, const char *text, size_t length) {
   fputc('"', out);
 }
 
-// The start of a value's schema, with its description.
-void start_value(Printer &printer, uint16_t index) {
+// The start of a value's schema, with its description. Entries and elements have none of their own.
+void start_value(Printer &printer, const SchemaKey &key, Kind kind) {
   fputs("{", printer.out);
-  std::string description = schema_description(index);
+  std::string description = kind == key.kind ? schema_description(key) : "";
   if (description.empty()) return;
   fputs("\"description\": ", printer.out);
   print_quoted(printer.out, description.data(), description.size());
   fputs(", ", printer.out);
 }
 
-void print_members(Printer &printer, const SchemaRow &row) {
-  if (row.count > 0) {
+void print_members(Printer &printer, const SchemaKey &key) {
+  if (key.member_count > 0) {
     fputs(",", printer.out);
     start_line(printer);
     open_object(printer, "\"properties\": {");
-    for (unsigned i = 0; i < row.count; i++) {
-      auto member = static_cast<uint16_t>(row.child + i);
-      if (i > 0) fputs(",", printer.out);
+    for (const SchemaKey &member : members_of(key)) {
+      if (&member != key.members) fputs(",", printer.out);
       start_line(printer);
-      fprintf(printer.out, "\"%s\": ", schema_name(schema_row(member)));
-      print_value(printer, member);
+      fprintf(printer.out, "\"%s\": ", member.name);
+      print_value(printer, member, member.kind);
     }
     close_object(printer);
   }
@@ -74,31 +73,30 @@ void print_members(Printer &printer, const SchemaRow &row) {
         printer.out);
 }
 
-void print_nested(Printer &printer, const char *type, const char *keyword, uint16_t child) {
-  open_object(printer, type);
+void print_array(Printer &printer, const SchemaKey &key) {
+  open_object(printer, "\"type\": \"array\",");
   start_line(printer);
-  fprintf(printer.out, "\"%s\": ", keyword);
-  print_value(printer, child);
+  fputs("\"items\": ", printer.out);
+  print_value(printer, key, key.element);
   close_object(printer);
 }
 
-void print_map(Printer &printer, const SchemaRow &row) {
-  bool hyphen = (row.flags & row_hyphen) != 0;
+void print_map(Printer &printer, const SchemaKey &key) {
   open_object(printer, "\"type\": \"object\",");
   start_line(printer);
   fprintf(printer.out, R"("propertyNames": {"minLength": 1, "maxLength": 63, "not": {"pattern": "[^A-Za-z0-9_%s]"}},)",
-          hyphen ? "-" : "");
+          key.hyphen ? "-" : "");
   start_line(printer);
   fputs("\"additionalProperties\": ", printer.out);
-  print_value(printer, row.child);
+  print_value(printer, key, key.element);
   close_object(printer);
 }
 
 // The words that a text may be. Where others do too, editors offer these all the same.
-void print_words(const Printer &printer, const SchemaText &about) {
-  bool others = about.others != OtherTexts::useless || !printer.strict;
+void print_words(const Printer &printer, const SchemaKey &key) {
+  bool others = key.others != OtherWords::useless || !printer.strict;
   fputs(others ? ", \"anyOf\": [{\"enum\": [" : ", \"enum\": [\"\", ", printer.out);
-  for (const char *word = about.words; *word != '\0';) {
+  for (const char *word = key.words; *word != '\0';) {
     size_t length = strcspn(word, " ");
     print_quoted(printer.out, word, length);
     word += length;
@@ -109,43 +107,40 @@ void print_words(const Printer &printer, const SchemaText &about) {
   fputs(others ? "]}, {\"type\": \"string\"}]" : "]", printer.out);
 }
 
-void print_text(Printer &printer, const SchemaRow &row, const SchemaText &about) {
-  bool many_lines = (row.flags & row_many_lines) != 0;
+void print_string(Printer &printer, const SchemaKey &key, Kind kind) {
   fputs("\"type\": \"string\"", printer.out);
-  if (*about.words != '\0') print_words(printer, about);
-  if ((row.flags & row_always) != 0) fprintf(printer.out, ", \"default\": \"%s\"", schema.names + row.child);
+  if (key.words != nullptr) print_words(printer, key);
+  if (key.fallback != nullptr) fprintf(printer.out, ", \"default\": \"%s\"", key.fallback);
   fprintf(printer.out, R"(, "not": {"pattern": "[\\x00-\\x%s\\x7F]"})",
-          many_lines ? R"(08\\x0B\\x0C\\x0E-\\x1F)" : "1F");
-  if (row.kind == Kind::reference && printer.strict) {
-    fprintf(printer.out, ", \"pattern\": \"%s\"",
-            (row.flags & row_interface_name) != 0 ? "^[A-Za-z0-9_]*$" : "^$|^/[^/]");
+          key.many_lines ? R"(08\\x0B\\x0C\\x0E-\\x1F)" : "1F");
+  if (kind == Kind::reference && printer.strict) {
+    fprintf(printer.out, ", \"pattern\": \"%s\"", key.interface_name ? "^[A-Za-z0-9_]*$" : "^$|^/[^/]");
   }
   fputs("}", printer.out);
 }
 
-void print_object(Printer &printer, const SchemaRow &row) {
+void print_object(Printer &printer, const SchemaKey &key) {
   open_object(printer, "\"type\": \"object\"");
-  print_members(printer, row);
+  print_members(printer, key);
   close_object(printer);
 }
 
-void print_value(Printer &printer, uint16_t index) {
+void print_value(Printer &printer, const SchemaKey &key, Kind kind) {
   constexpr const char *integer = R"("type": "integer", "minimum": -2147483648, "maximum": 2147483647})";
-  const SchemaRow &row = schema_row(index);
-  start_value(printer, index);
-  switch (row.kind) {
+  start_value(printer, key, kind);
+  switch (kind) {
     case Kind::object:
-      print_object(printer, row);
+      print_object(printer, key);
       break;
     case Kind::map:
-      print_map(printer, row);
+      print_map(printer, key);
       break;
     case Kind::array:
-      print_nested(printer, "\"type\": \"array\",", "items", row.child);
+      print_array(printer, key);
       break;
-    case Kind::text:
+    case Kind::string:
     case Kind::reference:
-      print_text(printer, row, schema_texts[index]);
+      print_string(printer, key, kind);
       break;
     case Kind::boolean:
       fputs("\"type\": \"boolean\"}", printer.out);
@@ -182,7 +177,7 @@ void config_print_json_schema(FILE *out, bool strict) {
   }
   start_line(printer);
   fputs("\"type\": \"object\"", out);
-  print_members(printer, schema_row(schema_root));
+  print_members(printer, described_schema);
   close_object(printer);
   fputs("\n", out);
 }

@@ -34,7 +34,7 @@ constexpr unsigned set_of(Each... members) {
 constexpr unsigned fitting_kinds[] = {
     set_of(Kind::ignored, Kind::object, Kind::map),
     set_of(Kind::ignored, Kind::array),
-    set_of(Kind::ignored, Kind::text, Kind::duration, Kind::reference),
+    set_of(Kind::ignored, Kind::string, Kind::duration, Kind::reference),
     set_of(Kind::ignored, Kind::boolean),
     set_of(Kind::ignored, Kind::integer, Kind::number, Kind::duration),
     set_of(Kind::ignored, Kind::number),
@@ -50,15 +50,14 @@ constexpr DurationUnit duration_units[] = {
 };
 
 // The member of the object whose name is closest to a misspelt one; null when none is close.
-[[gnu::cold]] const char *closest_member(const SchemaRow &object, const char *name, size_t length) {
+const char *closest_member(const SchemaKey &object, const char *name, size_t length) {
   const char *closest = nullptr;
   unsigned least = static_cast<unsigned>(std::min<size_t>(2, (length + 1) / 3)) + 1;
-  for (unsigned i = 0; i < object.count; i++) {
-    const char *candidate = schema_name(schema_row(static_cast<uint16_t>(object.child + i)));
-    unsigned distance = edit_distance(name, length, candidate, strlen(candidate), least);
+  for (const SchemaKey &member : members_of(object)) {
+    unsigned distance = edit_distance(name, length, member.name, strlen(member.name), least);
     if (distance < least) {
       least = distance;
-      closest = candidate;
+      closest = member.name;
     }
   }
   return closest;
@@ -66,18 +65,18 @@ constexpr DurationUnit duration_units[] = {
 
 // An object or array that is being read.
 struct Frame {
-  uint16_t row = schema_ignored;     // of the container; schema_ignored below an unknown key
-  uint16_t member = schema_ignored;  // of the value that comes next
+  const SchemaKey *key = nullptr;  // of the container; null below an unknown key
   Kind kind = Kind::ignored;
+  const SchemaKey *member = nullptr;  // of the value that comes next
+  Kind member_kind = Kind::ignored;
   bool array = false;          // as written in the document
   bool unknown_names = false;  // an object with members that the schema does not know
   bool references = false;     // some child is a reference that is set
   uint32_t position = 0;
-  uint32_t name = 0;         // where the name of the current member stands
-  uint32_t counted = 0;      // values begun
-  uint32_t first = 0;        // of its children on the pending stack
-  unsigned next_member = 0;  // number of the member that is likely to come next
-  uint64_t seen = 0;         // members of an object, by their number
+  uint32_t name = 0;     // where the name of the current member stands
+  uint32_t counted = 0;  // values begun
+  uint32_t first = 0;    // of its children on the pending stack
+  uint64_t seen = 0;     // members of an object, by their number
 };
 
 // Receives the parser's events. Children wait on the pending stack until their container ends, and are then laid down
@@ -101,7 +100,8 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
 
   Loader(Document &into, const TextStream &from)
       : document(into), stream(from), text(into.text.get()), current(frames) {
-    frames[0].member = schema_root;
+    frames[0].member = document.schema;
+    frames[0].member_kind = document.schema->kind;
     suspect_from(0);
   }
 
@@ -144,45 +144,48 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   // The name of the value that is read when it is an entry of a map: the schema does not know it.
   uint32_t entry_name() const { return current->kind == Kind::map ? current->name : 0; }
 
-  ConfigNode *push(uint16_t row, uint32_t position, uint32_t link = 0) {
+  ConfigNode *push(const SchemaKey *key, Kind kind, uint32_t position, uint32_t link = 0) {
     ConfigNode *node = pending.add();
-    *node = ConfigNode{.position = position, .link = link, .index = 0, .row = row, .flags = 0, .value = {}};
+    *node =
+        ConfigNode{.position = position, .link = link, .index = 0, .kind = kind, .flags = 0, .key = key, .value = {}};
     return node;
+  }
+
+  ConfigNode *push_value(uint32_t position, uint32_t link = 0) {
+    return push(current->member, current->member_kind, position, link);
   }
 
   // What stands for a value that is refused, so that a check can go on.
   void push_broken(uint32_t position) {
-    Kind kind = schema_row(current->member).kind;
+    Kind kind = current->member_kind;
     if (kind == Kind::ignored) return;
-    ConfigNode *node = push(current->member, position, entry_name());
+    ConfigNode *node = push_value(position, entry_name());
     node->flags = node_broken;
-    if (kind == Kind::text || kind == Kind::reference) node->value.text = "";
+    if (kind == Kind::string || kind == Kind::reference) node->value.text = "";
   }
 
   // Names of unknown keys and below are kept until their object ends, to be compared.
   void push_name(uint32_t name, size_t length) {
-    push(schema_ignored, name - 1, name)->value.integer = static_cast<int32_t>(length);
+    push(nullptr, Kind::ignored, name - 1, name)->value.integer = static_cast<int32_t>(length);
   }
 
   [[gnu::cold]] void refuse_found(Found found, uint32_t position) {
     if (found == Found::null) {
       refuse(position, "null is not allowed, leave the key out instead");
     } else {
-      refuse(position, "expected %s, found %s", kind_names[static_cast<unsigned>(schema_row(current->member).kind)],
+      refuse(position, "expected %s, found %s", kind_names[static_cast<unsigned>(current->member_kind)],
              found_names[static_cast<unsigned>(found)]);
     }
     push_broken(position);
   }
 
-  // Begins a value that is neither object nor array: its row when it is of a fitting kind; else it has been dealt with.
-  [[gnu::always_inline]] const SchemaRow *begin(Found found, uint32_t position) {
+  // Begins a value: its kind; Kind::ignored when it has been dealt with.
+  Kind begin(Found found, uint32_t position) {
     current->counted++;
-    const SchemaRow &row = schema_row(current->member);
-    if ((fitting_kinds[static_cast<unsigned>(found)] & set_of(row.kind)) == 0) [[unlikely]] {
-      refuse_found(found, position);
-      return nullptr;
-    }
-    return row.kind != Kind::ignored ? &row : nullptr;
+    Kind kind = current->member_kind;
+    if ((fitting_kinds[static_cast<unsigned>(found)] & set_of(kind)) != 0) return kind;
+    refuse_found(found, position);
+    return Kind::ignored;
   }
 
   bool Null() {
@@ -192,27 +195,27 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
 
   bool Bool(bool value) {
     uint32_t position = here() - (value ? 4 : 5);
-    if (begin(Found::boolean, position) != nullptr) push(current->member, position)->value.boolean = value;
+    if (begin(Found::boolean, position) != Kind::ignored) push_value(position)->value.boolean = value;
     return !halted;
   }
 
   bool RawNumber(const char *digits, rapidjson::SizeType length, bool) {
     uint32_t position = offset(digits);
     bool fraction = std::any_of(digits, digits + length, [](char c) { return c == '.' || c == 'e' || c == 'E'; });
-    const SchemaRow *row = begin(fraction ? Found::fraction : Found::integer, position);
-    if (row == nullptr) return !halted;
-    if (row->kind == Kind::number) {
+    Kind kind = begin(fraction ? Found::fraction : Found::integer, position);
+    if (kind == Kind::ignored) return !halted;
+    if (kind == Kind::number) {
       // What follows the number in the document ends it for strtod too. An integer has no negative zero.
       double number = strtod(digits, nullptr);
       if (!std::isfinite(number)) refuse(position, "expected a number from -1.8e308 to 1.8e308");
-      push(current->member, position)->value.number = number == 0 && !fraction ? 0 : number;
+      push_value(position)->value.number = number == 0 && !fraction ? 0 : number;
     } else {
-      add_integer(*row, digits, length, position);
+      add_integer(kind, digits, length, position);
     }
     return !halted;
   }
 
-  void add_integer(const SchemaRow &row, const char *digits, size_t length, uint32_t position) {
+  void add_integer(Kind kind, const char *digits, size_t length, uint32_t position) {
     constexpr int64_t too_large = int64_t{1} << 32;
     int64_t value = 0;
     for (const char *digit = digits + (*digits == '-' ? 1 : 0); digit < digits + length; digit++) {
@@ -221,32 +224,32 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     if (*digits == '-') value = -value;
     if (value < INT32_MIN || value > INT32_MAX) {
       refuse(position, "expected %s from -2147483648 to 2147483647",
-             row.kind == Kind::integer ? "an integer" : "a duration in seconds");
+             kind == Kind::integer ? "an integer" : "a duration in seconds");
       push_broken(position);
-    } else if (row.kind == Kind::integer) {
-      push(current->member, position)->value.integer = static_cast<int32_t>(value);
+    } else if (kind == Kind::integer) {
+      push_value(position)->value.integer = static_cast<int32_t>(value);
     } else {
-      push(current->member, position)->value.milliseconds = value * 1000;
+      push_value(position)->value.milliseconds = value * 1000;
     }
   }
 
   [[gnu::always_inline]] bool String(const char *string, rapidjson::SizeType length, bool) {
     uint32_t start = offset(string);
-    const SchemaRow *row = begin(Found::text, start - 1);
+    Kind kind = begin(Found::text, start - 1);
     if (string + length > suspect) [[unlikely]]
-      inspect(row, string, length);
-    if (row == nullptr) return !halted;
-    if (row->kind == Kind::duration) {
+      inspect(kind, string, length);
+    if (kind == Kind::ignored) return !halted;
+    if (kind == Kind::duration) {
       add_duration(string, length, start - 1);
     } else {
-      push(current->member, start - 1)->value.text = string;
-      if (row->kind == Kind::reference && length > 0) current->references = true;
+      push_value(start - 1)->value.text = string;
+      if (kind == Kind::reference && length > 0) current->references = true;
     }
     return !halted;
   }
 
-  // Looks at the characters of a text, or (without a row) of a name or an ignored text.
-  [[gnu::noinline]] void inspect(const SchemaRow *row, const char *string, uint32_t length) {
+  // Looks at the characters of a string; Kind::ignored: of a name, or of a string below an unknown key.
+  [[gnu::noinline]] void inspect(Kind kind, const char *string, uint32_t length) {
     uint32_t start = offset(string);
     if (invalid_utf8 < start) invalid_utf8 = find_invalid_utf8(text, document.size, start);
     // What stood in the file is not UTF-8 when, and only when, what the parser made of it is not.
@@ -256,8 +259,8 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     } else if (invalid != no_position) {
       refuse(invalid_utf8, "not UTF-8");
     }
-    if (row != nullptr && row->kind != Kind::duration && holds_control(string, length)) {
-      bool many_lines = (row->flags & row_many_lines) != 0;
+    if (kind != Kind::ignored && kind != Kind::duration && holds_control(string, length)) {
+      bool many_lines = current->member->many_lines;
       if (!many_lines) {
         refuse(start - 1, "control character in a text of one line");
       } else if (holds_control_but_lines(string, length)) {
@@ -281,7 +284,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
       refuse(position, "expected a duration of at most 2147483647 seconds");
       push_broken(position);
     } else {
-      push(current->member, position)->value.milliseconds = count * known->milliseconds;
+      push_value(position)->value.milliseconds = count * known->milliseconds;
     }
   }
 
@@ -289,11 +292,11 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     uint32_t start = offset(name);
     current->name = start;
     if (name + length > suspect) [[unlikely]]
-      inspect(nullptr, name, length);
+      inspect(Kind::ignored, name, length);
     if (current->kind == Kind::object) {
       known_key(name, length);
     } else if (current->kind == Kind::map) {
-      bool hyphen = (schema_row(current->row).flags & row_hyphen) != 0;
+      bool hyphen = current->key->hyphen;
       if (!is_entry_name(name, length, hyphen)) {
         refuse(start - 1, "entry names are 1 to 63 of the characters A-Z a-z 0-9 _%s", hyphen ? " -" : "");
       }
@@ -304,26 +307,27 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   }
 
   void known_key(const char *name, size_t length) {
-    const SchemaRow &object = schema_row(current->row);
-    unsigned member = schema_member(object, name, length, current->next_member, same_blocks);
-    if (member == object.count) [[unlikely]] {
+    const SchemaKey &object = *current->key;
+    const SchemaKey *member = schema_member(object, {name, length});
+    if (member == nullptr) {
       unknown_key(object, name, length);
       return;
     }
-    uint64_t bit = uint64_t{1} << member;
+    uint64_t bit = uint64_t{1} << (member - object.members);
     if ((current->seen & bit) != 0) refuse_repeated(current->name);
     current->seen |= bit;
-    current->next_member = member + 1;
-    current->member = static_cast<uint16_t>(object.child + member);
+    current->member = member;
+    current->member_kind = member->kind;
   }
 
-  [[gnu::cold, gnu::noinline]] void unknown_key(const SchemaRow &object, const char *name, size_t length) {
+  [[gnu::cold, gnu::noinline]] void unknown_key(const SchemaKey &object, const char *name, size_t length) {
     const char *meant = closest_member(object, name, length);
     std::string hint = meant != nullptr ? std::string(", did you mean '") + meant + "'?" : "";
     report_at(document, Grade::ignored, current->name - 1, path(), "%s%s", unknown_key_message, hint.c_str());
     push_name(current->name, length);
     current->unknown_names = true;
-    current->member = schema_ignored;
+    current->member = nullptr;
+    current->member_kind = Kind::ignored;
   }
 
   [[gnu::cold]] void refuse_repeated(uint32_t name) {
@@ -344,13 +348,16 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
       halted = true;
       return false;
     }
-    const SchemaRow *row = begin(found, position);
-    uint16_t own = row != nullptr ? current->member : schema_ignored;
+    Kind kind = begin(found, position);
+    const SchemaKey *key = current->member;
     current++;
-    *current = Frame{.row = own, .array = found == Found::array, .position = position, .first = pending.used};
-    if (row != nullptr) {
-      current->kind = row->kind;
-      if (row->kind != Kind::object) current->member = row->child;
+    *current = Frame{.array = found == Found::array, .position = position, .first = pending.used};
+    if (kind == Kind::ignored) return !halted;
+    current->key = key;
+    current->kind = kind;
+    if (kind != Kind::object) {
+      current->member = key;
+      current->member_kind = key->element;
     }
     return !halted;
   }
@@ -363,15 +370,14 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
       current--;
       return !halted;
     }
-    const SchemaRow &row = schema_row(at.row);
     if (at.unknown_names) drop_unknown();
-    if ((row.flags & row_holds_always) != 0) add_held(row);
+    if (at.kind == Kind::object && at.key->has_fallbacks) add_held(*at.key);
     uint32_t count = pending.used - at.first;
     uint32_t first = lay_down(at.first, count);
     if (at.kind == Kind::map && count > 1) index_names(first, count);
     pending.used = at.first;
     current--;
-    ConfigNode *node = push(at.row, at.position, entry_name());
+    ConfigNode *node = push_value(at.position, entry_name());
     node->value.children = {first, count};
     if (count > 0) node->flags = node_nests;
     return !halted;
@@ -402,24 +408,23 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   void note_references(uint32_t first, uint32_t count) {
     for (uint32_t cell = first; cell < first + count; cell++) {
       const ConfigNode *node = node_at(document, cell);
-      if (row_of(node).kind == Kind::reference && *node->value.text != '\0') *references.add() = cell;
+      if (node->kind == Kind::reference && *node->value.text != '\0') *references.add() = cell;
     }
   }
 
   // Members that are held even when they are not written.
-  void add_held(const SchemaRow &object) {
-    for (unsigned i = 0; i < object.count; i++) {
-      auto row = static_cast<uint16_t>(object.child + i);
-      const SchemaRow &member = schema_row(row);
-      if ((member.flags & row_always) == 0 || (current->seen & uint64_t{1} << i) != 0) continue;
-      push(row, current->position)->value.text = schema.names + member.child;
+  void add_held(const SchemaKey &object) {
+    for (const SchemaKey &member : members_of(object)) {
+      bool seen = (current->seen & uint64_t{1} << (&member - object.members)) != 0;
+      if (member.fallback == nullptr || seen) continue;
+      push(&member, member.kind, current->position)->value.text = member.fallback;
     }
   }
 
   [[gnu::cold]] void drop_unknown() {
     ConfigNode *begin = pending.data.get() + current->first;
     ConfigNode *end = pending.data.get() + pending.used;
-    ConfigNode *names = std::stable_partition(begin, end, [](const ConfigNode &n) { return n.row != schema_ignored; });
+    ConfigNode *names = std::stable_partition(begin, end, [](const ConfigNode &n) { return n.kind != Kind::ignored; });
     auto kept = static_cast<uint32_t>(names - pending.data.get());
     compare_pending_names(kept);
     pending.used = kept;
@@ -552,12 +557,13 @@ bool parse(Document &document) {
 
 }  // namespace
 
-const ConfigNode *config_load_file(const char *path, std::vector<Finding> *findings) {
+static const ConfigNode *load_file(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
   // The text comes first: what is read tells how large the heap has to be.
   std::string problem;
   uint32_t size = 0;
   char *text = read_padded(path, text_padding, &size, &problem);
   auto document = std::make_unique<Document>();
+  document->schema = &table;
   document->file = path;
   document->findings = findings;
   document->size = size;
@@ -572,8 +578,16 @@ const ConfigNode *config_load_file(const char *path, std::vector<Finding> *findi
   return node_at(*loaded, loaded->root);
 }
 
+const ConfigNode *config_load_file(const char *path) {
+  return load_file(path, schema, nullptr);
+}
+
+const ConfigNode *config_check_file(const char *path, std::vector<Finding> *findings) {
+  return load_file(path, described_schema, findings);
+}
+
 const ConfigNode *config_load() {
-  return config_load_file("/etc/config/config.json", nullptr);
+  return config_load_file("/etc/config/config.json");
 }
 
 void config_free(const ConfigNode *root) {

@@ -6,8 +6,7 @@
 namespace {
 
 bool is_device(const ConfigNode *node) {
-  const SchemaRow &row = row_of(node);
-  return row.kind == Kind::object && (row.flags & row_device) != 0;
+  return node->kind == Kind::object && node->key->device;
 }
 
 // A reference that names nothing, and the text that it has in the document.
@@ -24,13 +23,10 @@ const char *expected_form(const char *text, bool bare) {
 
 void report_unset(Document &document, const Unset &unset) {
   const ConfigNode *node = unset.node;
-  unsigned flags = row_of(node).flags;
   std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
-  bool bare = (flags & row_interface_name) != 0;
+  bool bare = node->key->interface_name;
   const char *form = expected_form(unset.text, bare);
-  const char *missing = bare                        ? "entry of network.interface"
-                        : (flags & row_device) != 0 ? "device"
-                                                    : "node of the document";
+  const char *missing = bare ? "entry of network.interface" : node->key->device ? "device" : "node of the document";
   report_at(document, Grade::ignored, node->position, path.get(), "'%s' %s %s, it counts as unset",
             printable(unset.text).c_str(), form != nullptr ? "is not" : "names no", form != nullptr ? form : missing);
 }
@@ -44,10 +40,9 @@ void resolve_references(Document &document, const Growing<uint32_t> &references)
   for (uint32_t i = 0; i < references.used; i++) {
     ConfigNode *node = &document.cells.data.get()[references.data.get()[i]].node;
     const char *text = node->value.text;
-    unsigned flags = row_of(node).flags;
-    bool bare = (flags & row_interface_name) != 0;
+    bool bare = node->key->interface_name;
     const ConfigNode *target = bare ? config_object_get(interfaces, text) : find_by_reference(root, text);
-    if (target == nullptr || ((flags & row_device) != 0 && !is_device(target))) {
+    if (target == nullptr || (node->key->device && !is_device(target))) {
       unset.push_back({node, text});
       node->value.text = "";
       node->flags |= node_broken;

@@ -28,11 +28,14 @@ struct Finding {
 // doing.
 void config_report(const ConfigNode *node, Grade grade, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
-// Loads the document at `path`. Without `findings` this is what a run does: the first refused finding is logged and
-// null returned. With it every finding is added to the list, and a refused document still gives a tree, in which empty
-// values stand for the refused ones, unless its syntax is broken; later config_report calls on its nodes are collected
-// in the same list, which must outlive the tree. A tree is released with config_free.
-const ConfigNode *config_load_file(const char *path, std::vector<Finding> *findings);
+// Loads the document at `path` as a run does: null after the first refused finding, which is logged. A tree is released
+// with config_free.
+const ConfigNode *config_load_file(const char *path);
+
+// Loads the document at `path` to check it: every finding is added to the list, and a refused document still gives a
+// tree, in which empty values stand for the refused ones, unless its syntax is broken. Later config_report calls on its
+// nodes add to the same list, which must outlive the tree. The keys of the tree are those of described_schema.
+const ConfigNode *config_check_file(const char *path, std::vector<Finding> *findings);
 
 // The message about a key that the schema does not know, and knows none of a similar name in its place.
 inline constexpr char unknown_key_message[] = "unknown key";

@@ -1,23 +1,21 @@
-// Every key of the configuration document with its type: the one list that the loader, the getters, the checker and the
-// JSON Schema go by.
-//
-// The table is flat and free of pointers, so that it costs a start nothing: no relocation, no constructor.
+// Every key of the configuration document with its type: the only list of keys. The loader, the getters, the checker,
+// the JSON Schema, the manual and the tools read it. The files in keys/ declare it.
 #ifndef TESSERA_REFERENCE_CONFIG_SCHEMA_H
 #define TESSERA_REFERENCE_CONFIG_SCHEMA_H
 
 #include <stddef.h>
 #include <stdint.h>
-#include <string.h>
 
-#include <array>
+#include <span>
 #include <string>
+#include <string_view>
 
 enum class Kind : uint8_t {
-  ignored,  // what stands under an unknown key
+  ignored,  // what lies below an unknown key
   object,   // fixed members
-  map,      // entries named by the user, all objects of one shape
+  map,      // entries named by the user: objects of one shape
   array,
-  text,
+  string,
   boolean,
   integer,
   number,
@@ -25,93 +23,57 @@ enum class Kind : uint8_t {
   reference,
 };
 
-// What else a row says about its value.
-enum RowFlag : uint8_t {
-  row_many_lines = 1,      // a text that may hold tabs and line ends
-  row_device = 2,          // an object: is a device; a reference: has to name one
-  row_interface_name = 4,  // a reference by the bare name of an entry of network.interface
-  row_hyphen = 8,          // a map: entry names may hold '-'
-  row_always = 16,         // a text that is held even when it is not written
-  row_holds_always = 32,   // an object with such a member
-};
-
-struct SchemaRow {
-  uint16_t name;   // offset in Schema::names; elements of arrays, entries of maps and the root have an empty name
-  uint16_t tag;    // schema_tag of the name
-  uint16_t child;  // object: its first member; map and array: the element; text held always: offset of its default
-  uint8_t count;   // object: how many members follow from `child` on
-  Kind kind;
-  uint8_t flags;
-};
-
-inline constexpr uint16_t schema_ignored = 0;
-inline constexpr uint16_t schema_root = 1;
-
-// The tables have a little room to grow; a key too many does not compile.
-inline constexpr size_t schema_room = 552;
-struct Schema {
-  SchemaRow rows[schema_room];
-  char names[4608];  // not quite full: they are read in blocks
-};
-extern const Schema schema;
-
-// What texts do that are none of the words listed for a key.
-enum class OtherTexts : uint8_t {
+// What strings do that are not among the words listed for a key.
+enum class OtherWords : uint8_t {
   useless,   // nothing: the writers compare with the words
   doubtful,  // go to a daemon that may know them, or do what the description says
-  usual,     // what is mostly written: the words have a meaning of their own
+  usual,     // what most documents hold: the words have a meaning of their own
 };
 
-// What a row is for, in words. The linker leaves the table out of programs that do not print it, tessera among them.
-struct SchemaText {
-  const char *description = "";  // of elements of arrays, entries of maps and the root empty
-  const char *unit = "";         // of integers that count something
-  const char *words = "";        // of texts, and arrays of them, the known ones, separated by blanks
-  OtherTexts others = OtherTexts::useless;
+struct SchemaKey {
+  const char *name = "";  // of the root ""
+  // Of an object, of each entry of a map, or of each object in an array; see members_of.
+  const SchemaKey *members = nullptr;
+  uint8_t member_count = 0;
+  Kind kind = Kind::ignored;     // of the value
+  Kind element = Kind::ignored;  // of the entries of a map (object) or the elements of an array
+  OtherWords others = OtherWords::useless;
+
+  bool many_lines = false;      // a string that may hold tabs and line ends
+  bool secret = false;          // a string that is not shown to people
+  bool device = false;          // a map: its entries are devices; a reference: has to name one
+  bool interface_name = false;  // a reference by the bare name of an entry of network.interface
+  bool hyphen = false;          // a map whose entry names may hold '-'
+  bool has_fallbacks = false;   // some member has a fallback
+
+  int32_t low = INT32_MIN;  // the integers that make sense; all by default
+  int32_t high = INT32_MAX;
+
+  const char *fallback = nullptr;  // the string that is held when the document does not; null for all other keys
+
+  // Strings for people. All are null in `schema`.
+  const char *description = nullptr;  // of all keys but the root
+  const char *unit = nullptr;         // of integers that count something, else null
+  const char *words = nullptr;        // the known strings, separated by spaces; null when none are listed
+  const char *example = nullptr;      // a value in JSON, or null
 };
-extern const std::array<SchemaText, schema_room> schema_texts;
 
-// The description of a row with what its kind and unit add to it; empty where the row has none.
-std::string schema_description(uint16_t row);
+// The root of the document. Both are the same table; only the second has the strings for people. A program that does
+// not show them does without their 40 KB.
+extern const SchemaKey schema;
+extern const SchemaKey described_schema;
 
-inline const SchemaRow &schema_row(uint16_t row) {
-  return schema.rows[row];
+inline constexpr size_t most_members = 64;
+
+inline std::span<const SchemaKey> members_of(const SchemaKey &key) {
+  return {key.members, key.member_count};
 }
 
-inline constexpr size_t longest_key = 63;
+// The member of that name; null when there is none. Of a map and of an array of objects it is a member of the entries
+// and elements.
+const SchemaKey *schema_member(const SchemaKey &key, std::string_view name);
 
-// Tells most different names apart without looking at them whole. Names of at most longest_key characters.
-constexpr uint16_t schema_tag(const char *name, size_t length) {
-  return static_cast<uint16_t>(length << 8 | static_cast<unsigned char>(*name));
-}
-
-inline const char *schema_name(const SchemaRow &row) {
-  return schema.names + row.name;
-}
-
-inline bool same_characters(const char *one, const char *other, size_t count) {
-  while (count > 0 && one[count - 1] == other[count - 1]) count--;
-  return count == 0;
-}
-
-// The number of the object's member of that name; row.count for a name that the object does not define. The search
-// starts at member number `hint` (at most row.count) and wraps: documents mostly follow the order of the table. Names
-// of one length are compared with `same`.
-template <typename Same>
-inline unsigned schema_member(const SchemaRow &object, const char *name, size_t length, unsigned hint, Same same) {
-  unsigned count = object.count;
-  if (length > longest_key) return count;
-  uint16_t tag = schema_tag(name, length);
-  const SchemaRow *members = schema.rows + object.child;
-  for (unsigned left = count, i = hint; left > 0; left--, i++) {
-    if (i >= count) i = 0;
-    if (members[i].tag == tag && same(schema_name(members[i]), name, length)) return i;
-  }
-  return count;
-}
-
-inline unsigned schema_member(const SchemaRow &object, const char *name, size_t length) {
-  return schema_member(object, name, length, 0, same_characters);
-}
+// The description of a key with what its kind and unit add to it; empty where the key has none.
+std::string schema_description(const SchemaKey &key);
 
 #endif

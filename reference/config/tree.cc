@@ -33,12 +33,9 @@ const char *name_end(const char *path, char separator) {
 // To a member of an object. Objects are small, and what is asked for is mostly there.
 inline Step step_to_member(const ConfigNode *object, const char *path, char separator) {
   uint32_t count = object->value.children.count;
-  const auto first = static_cast<unsigned char>(*path);
   for (const Cell *cell = cell_at(nth_child(object, 0)); count > 0; count--, cell++) {
-    const SchemaRow &row = row_of(&cell->node);
-    if (static_cast<unsigned char>(row.tag) != first) continue;
-    const char *own = schema_name(row);
-    size_t at = 1;
+    const char *own = cell->node.key->name;
+    size_t at = 0;
     while (own[at] != '\0' && own[at] == path[at]) at++;
     if (own[at] == '\0' && (path[at] == '\0' || path[at] == separator)) return {&cell->node, path + at};
   }
@@ -82,7 +79,7 @@ bool read_index(const char *digits, size_t length, size_t *index) {
 Step step_to_entry(const ConfigNode *node, const char *path, char separator) {
   const char *end = name_end(path, separator);
   auto length = static_cast<size_t>(end - path);
-  Kind kind = row_of(node).kind;
+  Kind kind = node->kind;
   size_t index = 0;
   const ConfigNode *child = nullptr;
   if (length > 0 && kind == Kind::map) {
@@ -98,7 +95,7 @@ const ConfigNode *find_below_entry(const ConfigNode *node, const char *path, cha
 // The node at a path that is not empty; null when the document does not hold it. Most paths lead through objects alone:
 // they are followed without a call.
 const ConfigNode *find_below(const ConfigNode *node, const char *path, char separator) {
-  while (row_of(node).kind == Kind::object) {
+  while (node->kind == Kind::object) {
     Step step = step_to_member(node, path, separator);
     if (step.node == nullptr || *step.end == '\0') return step.node;
     node = step.node;
@@ -119,24 +116,23 @@ inline const ConfigNode *find(const ConfigNode *node, const char *path, char sep
   return node == nullptr || *path == '\0' ? node : find_below(node, path, separator);
 }
 
-// What the schema says about a path of which the document holds nothing, or only a part.
-uint16_t find_row(uint16_t from, const char *path) {
+// The kind of value that the schema has at a path of which the document holds nothing, or only a part.
+Kind defined_kind(const SchemaKey *key, Kind kind, const char *path) {
   for (;;) {
     const char *end = name_end(path, '.');
-    auto length = static_cast<size_t>(end - path);
-    if (length == 0) return schema_ignored;
-    const SchemaRow &row = schema_row(from);
+    std::string_view name(path, static_cast<size_t>(end - path));
+    if (name.empty()) return Kind::ignored;
     size_t index = 0;
-    if (row.kind == Kind::object) {
-      unsigned number = schema_member(row, path, length);
-      if (number == row.count) return schema_ignored;
-      from = static_cast<uint16_t>(row.child + number);
-    } else if (row.kind == Kind::map || (row.kind == Kind::array && read_index(path, length, &index))) {
-      from = row.child;
+    if (kind == Kind::object) {
+      key = schema_member(*key, name);
+      if (key == nullptr) return Kind::ignored;
+      kind = key->kind;
+    } else if (kind == Kind::map || (kind == Kind::array && read_index(path, name.size(), &index))) {
+      kind = key->element;
     } else {
-      return schema_ignored;
+      return Kind::ignored;
     }
-    if (*end == '\0') return from;
+    if (*end == '\0') return kind;
     path = end + 1;
   }
 }
@@ -144,19 +140,19 @@ uint16_t find_row(uint16_t from, const char *path) {
 // The leaf at a path when it is of that kind and the document holds it.
 const ConfigNode *leaf(const ConfigNode *node, const char *path, Kind kind) {
   const ConfigNode *found = find(node, path);
-  return found != nullptr && row_of(found).kind == kind ? found : nullptr;
+  return found != nullptr && found->kind == kind ? found : nullptr;
 }
 
 bool holds_text(Kind kind) {
-  return kind == Kind::text || kind == Kind::reference;
+  return kind == Kind::string || kind == Kind::reference;
 }
 
 bool is_object(const ConfigNode *node) {
-  return node != nullptr && (row_of(node).kind == Kind::object || row_of(node).kind == Kind::map);
+  return node != nullptr && (node->kind == Kind::object || node->kind == Kind::map);
 }
 
 bool is_array(const ConfigNode *node) {
-  return node != nullptr && row_of(node).kind == Kind::array;
+  return node != nullptr && node->kind == Kind::array;
 }
 
 const ConfigNode *sibling_after(const ConfigNode *node) {
@@ -164,13 +160,13 @@ const ConfigNode *sibling_after(const ConfigNode *node) {
 }
 
 const ConfigNode *referenced(const ConfigNode *node) {
-  if (node == nullptr || row_of(node).kind != Kind::reference || node->link == 0) return nullptr;
+  if (node == nullptr || node->kind != Kind::reference || node->link == 0) return nullptr;
   return node_at(document_of(node), node->link);
 }
 
 // What a text reads as that the document does not hold.
 [[gnu::noinline]] const char *absent_text(const ConfigNode *node, const char *path) {
-  return node == nullptr || holds_text(schema_row(find_row(node->row, path)).kind) ? "" : nullptr;
+  return node == nullptr || holds_text(defined_kind(node->key, node->kind, path)) ? "" : nullptr;
 }
 
 int64_t milliseconds(const ConfigNode *node, const char *path) {
@@ -187,7 +183,7 @@ const ConfigNode *find_by_reference(const ConfigNode *root, const char *text) {
 const char *config_get_string(const ConfigNode *node, const char *path) {
   const ConfigNode *found = find(node, path);
   if (found == nullptr) return absent_text(node, path);
-  return holds_text(row_of(found).kind) ? found->value.text : nullptr;
+  return holds_text(found->kind) ? found->value.text : nullptr;
 }
 
 bool config_get_bool(const ConfigNode *node, const char *path) {
@@ -220,7 +216,7 @@ char **config_get_string_list(const ConfigNode *node, const char *path) {
   const ConfigNode *array = config_array(node, path);
   for (const ConfigNode *element = config_array_first(array); element != nullptr;
        element = config_array_next(element)) {
-    if (holds_text(row_of(element).kind)) list = _sl_append(list, element->value.text, 0);
+    if (holds_text(element->kind)) list = _sl_append(list, element->value.text, 0);
   }
   return list;
 }
@@ -255,11 +251,11 @@ const ConfigNode *config_object_get(const ConfigNode *object, const char *key) {
 }
 
 const char *config_string_get(const ConfigNode *leaf) {
-  return leaf != nullptr && holds_text(row_of(leaf).kind) ? leaf->value.text : nullptr;
+  return leaf != nullptr && holds_text(leaf->kind) ? leaf->value.text : nullptr;
 }
 
 int32_t config_int_get(const ConfigNode *leaf) {
-  return leaf != nullptr && row_of(leaf).kind == Kind::integer ? leaf->value.integer : 0;
+  return leaf != nullptr && leaf->kind == Kind::integer ? leaf->value.integer : 0;
 }
 
 const ConfigNode *config_array(const ConfigNode *node, const char *path) {

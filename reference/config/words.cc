@@ -13,7 +13,7 @@ using Paths = std::unordered_set<std::string>;
 bool is_listed(const char *words, const char *text, size_t length) {
   for (const char *word = words; *word != '\0'; word += strspn(word, " ")) {
     size_t word_length = strcspn(word, " ");
-    if (word_length == length && same_characters(word, text, length)) return true;
+    if (word_length == length && strncmp(word, text, length) == 0) return true;
     word += word_length;
   }
   return false;
@@ -35,36 +35,35 @@ std::string closest_word(const char *words, const char *text, size_t length) {
   return closest;
 }
 
-void report_word(const ConfigNode *node, const SchemaText &about, const char *text) {
+void report_word(const ConfigNode *node, const SchemaKey &key, const char *text) {
   constexpr size_t longest_list = 80;
   const std::string shown = printable(text);
-  if (strlen(about.words) <= longest_list) {
-    config_report(node, Grade::questionable, "'%s' is not one of: %s", shown.c_str(), about.words);
+  if (strlen(key.words) <= longest_list) {
+    config_report(node, Grade::questionable, "'%s' is not one of: %s", shown.c_str(), key.words);
     return;
   }
-  std::string hint = closest_word(about.words, text, strlen(text));
+  std::string hint = closest_word(key.words, text, strlen(text));
   if (!hint.empty()) hint = ", did you mean '" + hint + "'?";
   config_report(node, Grade::questionable, "'%s' is no known word%s", shown.c_str(), hint.c_str());
 }
 
 void check_word(const ConfigNode *node, const Paths &found) {
-  const SchemaText &about = schema_texts[node->row];
-  if (*about.words == '\0' || about.others == OtherTexts::usual) return;
+  const SchemaKey &key = *node->key;
+  if (key.words == nullptr || key.others == OtherWords::usual) return;
   const char *text = config_string_get(node);
-  if (text == nullptr || *text == '\0' || is_listed(about.words, text, strlen(text))) return;
+  if (text == nullptr || *text == '\0' || is_listed(key.words, text, strlen(text))) return;
   std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
-  if (found.count(path.get()) == 0) report_word(node, about, text);
+  if (found.count(path.get()) == 0) report_word(node, key, text);
 }
 
 // True for what has a switch, and is off.
 bool is_off(const ConfigNode *node) {
-  constexpr char key[] = "enable";
-  const SchemaRow &row = row_of(node);
-  return row.kind == Kind::object && schema_member(row, key, sizeof key - 1) < row.count && !config_get_bool(node, key);
+  return node->kind == Kind::object && schema_member(*node->key, "enable") != nullptr &&
+         !config_get_bool(node, "enable");
 }
 
 void check_below(const ConfigNode *node, const Paths &found) {
-  if (row_of(node).kind == Kind::text) check_word(node, found);
+  if (node->kind == Kind::string) check_word(node, found);
   if ((node->flags & node_nests) == 0 || is_off(node)) return;
   for (uint32_t i = 0; i < node->value.children.count; i++) check_below(nth_child(node, i), found);
 }

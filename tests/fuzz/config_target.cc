@@ -18,7 +18,7 @@ using Tree = std::unique_ptr<const ConfigNode, FreeTree>;
 
 Tree load(std::string_view text, std::vector<Finding> *findings = nullptr) {
   document_text = text;
-  return Tree(config_load_file("fuzz", findings));
+  return Tree(findings != nullptr ? config_check_file("fuzz", findings) : config_load_file("fuzz"));
 }
 
 std::string duration_text(int64_t milliseconds) {
@@ -31,7 +31,7 @@ std::string duration_text(int64_t milliseconds) {
 void write(std::string &out, const ConfigNode *root, const ConfigNode *node) {
   std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
   if (config_lookup(root, path.get()) != node) wrong("a path leads elsewhere", path.get());
-  Kind kind = row_of(node).kind;
+  Kind kind = node->kind;
   bool array = kind == Kind::array;
   if (kind == Kind::duration) {
     out += duration_text(node->value.milliseconds);

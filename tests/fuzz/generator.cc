@@ -167,9 +167,9 @@ struct Walk {
     return name.empty() ? "x" : name;
   }
 
-  void add_text(const SchemaRow &row) {
-    std::string value = text((row.flags & row_many_lines) != 0);
-    if (!value.empty() && contains(secret_names, schema_name(row))) value = std::string(secret_mark) + value;
+  void add_text(const SchemaKey &key) {
+    std::string value = text(key.many_lines);
+    if (!value.empty() && contains(secret_names, key.name)) value = std::string(secret_mark) + value;
     quote(out.hostile, value);
     quote(out.tame, tame(value));
   }
@@ -195,29 +195,28 @@ struct Walk {
   }
 
   // The members of an object, the entries of a map or the elements of an array.
-  void add_children(const SchemaRow &row) {
-    bool array = row.kind == Kind::array;
-    size_t count = choose(row.kind == Kind::object ? row.count + 1U : 24);
+  void add_children(const SchemaKey &parent, Kind kind) {
+    bool array = kind == Kind::array;
+    size_t count = choose(kind == Kind::object ? parent.member_count + 1 : 24);
     std::vector<std::string> used;
     put(array ? "[" : "{");
     for (size_t i = 0; i < count; i++) {
-      const SchemaRow *below = &schema_row(row.child);
-      if (row.kind == Kind::object) below += choose(row.count);
-      std::string key = row.kind == Kind::map ? name() : schema_name(*below);
-      if (contains(used, key) && row.kind == Kind::object) continue;
-      while (contains(used, key) && row.kind == Kind::map) key += std::to_string(i);
+      const SchemaKey &below = kind == Kind::object ? parent.members[choose(parent.member_count)] : parent;
+      std::string key = kind == Kind::map ? name() : below.name;
+      if (contains(used, key) && kind == Kind::object) continue;
+      while (contains(used, key) && kind == Kind::map) key += std::to_string(i);
       put(used.empty() ? "" : ",");
       used.push_back(key);
       if (!array) put('"' + key + "\":");
-      add(*below);
+      add(below, kind == Kind::object ? below.kind : below.element);
     }
     put(array ? "]" : "}");
   }
 
-  void add(const SchemaRow &row) {
-    switch (row.kind) {
-      case Kind::text:
-        return add_text(row);
+  void add(const SchemaKey &key, Kind kind) {
+    switch (kind) {
+      case Kind::string:
+        return add_text(key);
       case Kind::reference:
         return add_reference();
       case Kind::boolean:
@@ -229,7 +228,7 @@ struct Walk {
       case Kind::duration:
         return add_duration();
       default:
-        return add_children(row);
+        return add_children(key, kind);
     }
   }
 
@@ -248,7 +247,7 @@ Case generate(const uint8_t *bytes, size_t size) {
   Case made{.options = static_cast<unsigned>(walk.choose(256)), .document = {}, .facts = {}};
   size_t facts = walk.choose(64);
   for (size_t i = 0; i < facts && walk.left > 0; i++) made.facts.push_back(walk.fact());
-  walk.add(schema_row(schema_root));
+  walk.add(schema, schema.kind);
   made.document = std::move(walk.out);
   return made;
 }

@@ -247,7 +247,7 @@ LineCounts run(const Case &made, std::string Variants::*variant, Trouble in_run 
       write_file(std::string("/var/run/ipsec.d/conf/") + name + ".conf", "");
   }
   document_text = made.document.*variant;
-  const ConfigNode *root = config_load_file("fuzz", nullptr);
+  const ConfigNode *root = config_load_file("fuzz");
   if (root == nullptr) wrong("the document is not valid", document_text);
   if (service == "network" && (made.options & 0xf0) == 0xf0) run_network_diagnostic(root, made.options & 1);
   char *const arguments[] = {nullptr};

@@ -33,7 +33,7 @@ struct TempFile {
 OwnedTree run(const std::string &content, std::string *logged) {
   TempFile file(content);
   testing::internal::CaptureStderr();
-  OwnedTree root(config_load_file(file.path.c_str(), nullptr));
+  OwnedTree root(config_load_file(file.path.c_str()));
   *logged = testing::internal::GetCapturedStderr();
   for (const std::string prefix = "tessera: " + file.path + ":"; logged->find(prefix) != std::string::npos;) {
     logged->erase(logged->find(prefix), prefix.size());
@@ -51,7 +51,7 @@ std::string line_of(const Finding &finding) {
 std::string check(const std::string &content, Grade grade) {
   TempFile file(content);
   std::vector<Finding> findings;
-  OwnedTree root(config_load_file(file.path.c_str(), &findings));
+  OwnedTree root(config_check_file(file.path.c_str(), &findings));
   std::string lines;
   for (const Finding &finding : findings) lines += finding.grade == grade ? line_of(finding) : "";
   return lines;
@@ -124,17 +124,17 @@ TEST(ConfigLoad, RefusesFilesThatItCannotRead) {
   };
   for (const auto &[path, message] : cases) {
     testing::internal::CaptureStderr();
-    EXPECT_EQ(config_load_file(path.c_str(), nullptr), nullptr);
+    EXPECT_EQ(config_load_file(path.c_str()), nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "tessera: " + path + ": " + message + "\n");
     std::vector<Finding> findings;
-    EXPECT_EQ(config_load_file(path.c_str(), &findings), nullptr);
+    EXPECT_EQ(config_check_file(path.c_str(), &findings), nullptr);
     ASSERT_EQ(findings.size(), 1U);
     EXPECT_EQ(line_of(findings[0]), " " + message + "\n");
   }
   TempFile large("{}");
   ASSERT_EQ(truncate(large.path.c_str(), (256 << 20) + 1), 0);
   std::vector<Finding> findings;
-  EXPECT_EQ(config_load_file(large.path.c_str(), &findings), nullptr);
+  EXPECT_EQ(config_check_file(large.path.c_str(), &findings), nullptr);
   EXPECT_EQ(line_of(findings.at(0)), " is larger than 256 MiB\n");
 }
 
@@ -144,7 +144,7 @@ TEST(ConfigLoad, ReadsPipes) {
   std::string document = "{\"system\":{\"name\":\"gw\"}" + repeat(" ", 60000) + "}";
   ASSERT_EQ(write(ends[1], document.data(), document.size()), static_cast<ssize_t>(document.size()));
   close(ends[1]);
-  OwnedTree root(config_load_file(("/dev/fd/" + std::to_string(ends[0])).c_str(), nullptr));
+  OwnedTree root(config_load_file(("/dev/fd/" + std::to_string(ends[0])).c_str()));
   close(ends[0]);
   EXPECT_STREQ(config_get_string(root.get(), "system.name"), "gw");
 }
@@ -166,7 +166,7 @@ TEST(ConfigLoad, TakesLaterFindings) {
   TempFile file(R"({"network":{"vlan":{"v1":{"id":"5","device":"/network/vlan/no"}},
     "bond":{"b":{"device":["/network/vlan/v1"]}}}})");
   std::vector<Finding> findings;
-  OwnedTree checked(config_load_file(file.path.c_str(), &findings));
+  OwnedTree checked(config_check_file(file.path.c_str(), &findings));
   ASSERT_EQ(findings.size(), 2U);
   for (const char *path : {"network.vlan.v1.id", "network.vlan.v1.device", "network.bond.b.device.0"})
     config_report(config_lookup(checked.get(), path), Grade::questionable, "%s", "odd");
@@ -174,7 +174,7 @@ TEST(ConfigLoad, TakesLaterFindings) {
   EXPECT_EQ(line_of(findings[2]), "2:28: network.bond.b.device.0: odd\n");
 
   TempFile lines("{\n\"system\":{\"name\":\"a\"}}");
-  OwnedTree root(config_load_file(lines.path.c_str(), nullptr));
+  OwnedTree root(config_load_file(lines.path.c_str()));
   const ConfigNode *name = config_lookup(root.get(), "system.name");
   testing::internal::CaptureStderr();
   config_report(name, Grade::questionable, "silent");

@@ -20,7 +20,7 @@ struct LoadedDocument {
   NetworkModel *model;
 
   explicit LoadedDocument(const std::string &path)
-      : root(config_load_file(path.c_str(), &findings)), model(root != nullptr ? network_load(root) : nullptr) {}
+      : root(config_check_file(path.c_str(), &findings)), model(root != nullptr ? network_load(root) : nullptr) {}
   ~LoadedDocument() {
     network_free(model);
     config_free(root);

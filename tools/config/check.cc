@@ -47,7 +47,7 @@ void print_finding(const char *file, const Finding &finding) {
 
 Status check(const char *file) {
   std::vector<Finding> findings;
-  std::unique_ptr<const ConfigNode, FreeTree> root(config_load_file(file, &findings));
+  std::unique_ptr<const ConfigNode, FreeTree> root(config_check_file(file, &findings));
   if (root != nullptr) {
     std::unique_ptr<NetworkModel, FreeModel> model(network_load(root.get()));
     network_check(root.get(), model.get());

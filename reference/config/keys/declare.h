@@ -1,0 +1,181 @@
+// How keys are declared.
+//
+// Two tables are compiled from the declarations: one with the strings that describe keys to people, and one without
+// them for programs that only load a document. The including file says which with KEYS_DESCRIBED, 1 or 0; all
+// functions here are its own.
+#ifndef TESSERA_REFERENCE_CONFIG_KEYS_DECLARE_H
+#define TESSERA_REFERENCE_CONFIG_KEYS_DECLARE_H
+
+#ifndef KEYS_DESCRIBED
+#error "define KEYS_DESCRIBED"
+#endif
+
+#include <stddef.h>
+
+#include <array>
+
+#include "config/schema.h"
+
+namespace keys {
+
+using Key = SchemaKey;
+
+// A call is no constant expression, so a table that needs one does not compile.
+static void does_not_compile(const char * /*reason*/) {}
+
+static constexpr const char *described(const char *string) {
+  return KEYS_DESCRIBED != 0 && *string != '\0' ? string : nullptr;
+}
+
+static constexpr Key key(Kind kind, const char *name, const char *description) {
+  if (*description == '\0') does_not_compile("the key has no description");
+  return {.name = name, .kind = kind, .description = described(description)};
+}
+
+static constexpr Key string(const char *name, const char *description) {
+  return key(Kind::string, name, description);
+}
+
+static constexpr Key with_words(Key key, const char *words, OtherWords others) {
+  key.words = described(words);
+  key.others = others;
+  return key;
+}
+// A string that the writers compare with `words`, separated by spaces; any other has no effect.
+static constexpr Key word(const char *name, const char *words, const char *description) {
+  return with_words(string(name, description), words, OtherWords::useless);
+}
+// A string for which a daemon may know more than `words`.
+static constexpr Key term(const char *name, const char *words, const char *description) {
+  return with_words(string(name, description), words, OtherWords::doubtful);
+}
+// Any string; `words` have a meaning of their own.
+static constexpr Key string_or(const char *name, const char *words, const char *description) {
+  return with_words(string(name, description), words, OtherWords::usual);
+}
+static constexpr Key lines(const char *name, const char *description) {
+  Key key = string(name, description);
+  key.many_lines = true;
+  return key;
+}
+static constexpr Key held(Key string, const char *fallback) {
+  string.fallback = fallback;
+  return string;
+}
+static constexpr Key boolean(const char *name, const char *description) {
+  return key(Kind::boolean, name, description);
+}
+// `unit` is "" for plain numbers.
+static constexpr Key integer(const char *name, const char *unit, const char *description) {
+  Key key = keys::key(Kind::integer, name, description);
+  key.unit = described(unit);
+  return key;
+}
+static constexpr Key number(const char *name, const char *description) {
+  return key(Kind::number, name, description);
+}
+static constexpr Key duration(const char *name, const char *description) {
+  return key(Kind::duration, name, description);
+}
+static constexpr Key reference(const char *name, const char *description) {
+  return key(Kind::reference, name, description);
+}
+// A reference that has to name a device.
+static constexpr Key device(const char *name, const char *description) {
+  Key key = reference(name, description);
+  key.device = true;
+  return key;
+}
+
+static constexpr Key nest(Key key, const Key *members, size_t count) {
+  if (count > most_members) does_not_compile("the loader marks the members that it has seen in one word of bits");
+  key.members = members;
+  key.member_count = static_cast<uint8_t>(count);
+  for (size_t i = 0; i < count; i++) key.has_fallbacks = key.has_fallbacks || members[i].fallback != nullptr;
+  return key;
+}
+template <size_t n>
+static constexpr Key object(const char *name, const char *description, const Key (&members)[n]) {
+  return nest(key(Kind::object, name, description), members, n);
+}
+
+static constexpr Key entries(Key map) {
+  map.kind = Kind::map;
+  map.element = Kind::object;
+  return map;
+}
+template <size_t n>
+static constexpr Key map(const char *name, const char *description, const Key (&members)[n]) {
+  return entries(object(name, description, members));
+}
+template <size_t n>
+static constexpr Key map(const char *name, const char *description, const std::array<Key, n> &members) {
+  return entries(nest(key(Kind::object, name, description), members.data(), n));
+}
+// A map whose entries have no members.
+static constexpr Key bare_map(const char *name, const char *description) {
+  return entries(key(Kind::object, name, description));
+}
+
+// An array of what `element` is.
+static constexpr Key array_of(Key element) {
+  element.element = element.kind;
+  element.kind = Kind::array;
+  return element;
+}
+template <size_t n>
+static constexpr Key objects(const char *name, const char *description, const Key (&members)[n]) {
+  return array_of(object(name, description, members));
+}
+static constexpr Key strings(const char *name, const char *description) {
+  return array_of(string(name, description));
+}
+static constexpr Key references(const char *name, const char *description) {
+  return array_of(reference(name, description));
+}
+
+// What a key is besides.
+
+// A string that is not shown to people, such as a password.
+static constexpr Key secret(Key string) {
+  string.secret = true;
+  return string;
+}
+// A map whose entries are devices, or references that have to name one.
+static constexpr Key of_devices(Key key) {
+  key.device = true;
+  return key;
+}
+// References by the bare name of an entry of network.interface.
+static constexpr Key by_interface_name(Key key) {
+  key.interface_name = true;
+  return key;
+}
+// A map whose entry names may hold '-'.
+static constexpr Key hyphened(Key map) {
+  map.hyphen = true;
+  return map;
+}
+// An integer that makes sense from `low` to `high` only.
+[[maybe_unused]] static constexpr Key within(int32_t low, int32_t high, Key integer) {
+  integer.low = low;
+  integer.high = high;
+  return integer;
+}
+// With a value as it may stand in a document, in JSON.
+[[maybe_unused]] static constexpr Key such_as(const char *example, Key key) {
+  key.example = described(example);
+  return key;
+}
+
+template <size_t n, size_t more>
+static constexpr std::array<Key, n + more> join(const Key (&common)[n], const Key (&own)[more]) {
+  std::array<Key, n + more> all{};
+  for (size_t i = 0; i < n; i++) all[i] = common[i];
+  for (size_t i = 0; i < more; i++) all[n + i] = own[i];
+  return all;
+}
+
+}  // namespace keys
+
+#endif

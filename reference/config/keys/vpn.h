@@ -1,0 +1,80 @@
+// The section "vpn".
+#ifndef TESSERA_REFERENCE_CONFIG_KEYS_VPN_H
+#define TESSERA_REFERENCE_CONFIG_KEYS_VPN_H
+
+#include "config/keys/declare.h"
+#include "config/keys/vpn_ipsec.h"
+#include "config/keys/vpn_l2tp.h"
+#include "config/keys/vpn_openvpn.h"
+
+namespace keys {
+
+constexpr char about_local[] =
+    "Interface below: its IPv4 address gives UCI option local. No section while it has none.";
+constexpr Key iptunnel[] = {
+    boolean("enable", "Write the section."),
+    reference("local", about_local),
+    term("type", "gre ipip", "Kind of tunnel: UCI option mode."),
+    string("remote", "Address of the other end: UCI option remote."),
+    secret(string("key", "Key in the packets: UCI option key, empty: not written.")),
+    boolean("keepalive", "Ask whether the other end is there: UCI option keepalive."),
+};
+constexpr Key l2tpeth_session[] = {
+    string("session_id", "Number here: UCI option session_id."),
+    string("peer_session_id", "Number at the other end: UCI option peer_session_id."),
+    secret(string("cookie", "Cookie expected, hexadecimal: UCI option cookie.")),
+    secret(string("peer_cookie", "Cookie sent, hexadecimal: UCI option peer_cookie.")),
+    term("l2spec_type", "none default", "Header between: UCI option l2spec_type."),
+    term("seq", "none send recv both", "Numbering of packets: UCI option seq."),
+};
+constexpr Key l2tpeth[] = {
+    boolean("enable", "Write the sections of its sessions."),
+    reference("local", about_local),
+    string("remote", "Address of the other end: UCI option remote."),
+    string("tunnel_id", "Number here: UCI option tunnel_id."),
+    string("peer_tunnel_id", "Number at the other end: UCI option peer_tunnel_id."),
+    term("encapsulation", "udp ip", "What carries the packets: UCI option encapsulation."),
+    integer("udp_source_port", "port", "Port here: UCI option udp_source_port."),
+    integer("udp_destination_port", "port", "Port at the other end: UCI option udp_destination_port."),
+    boolean("udp_checksum", "Checksums in UDP: UCI option udp_checksum."),
+    of_devices(map("session", "Sessions: the section TUNNEL_KEY each.", l2tpeth_session)),
+};
+constexpr Key wireguard[] = {boolean("enable", "Write the section.")};
+constexpr Key care_of_address[] = {
+    string_or("type", "interface ip", "Where it comes from: UCI option coaddress_type."),
+    string("interface", "Key of the interface, of type interface: UCI option coaddress."),
+    string("address", "Address, of type ip: UCI option coaddress."),
+};
+constexpr Key tunnel_local[] = {
+    string_or("type", "interface", "interface, or any text that goes to UCI option tun_local itself."),
+    string("interface", "Key of the interface, of type interface: UCI option tun_local."),
+};
+constexpr Key nemo[] = {
+    boolean("enable", "Write the section."),
+    string("home_address", "Own address at home: UCI option home_address."),
+    object("coaddress", "Own address abroad.", care_of_address),
+    object("tun_local", "Own end of the tunnel.", tunnel_local),
+    string("home_agent", "Address of the home agent: UCI option home_agent."),
+    secret(string("key", "Key shared with it: UCI option key.")),
+    string("spi", "Index of the key: UCI option spi."),
+    integer("lifetime", "seconds", "How long a registration holds: UCI option lifetime."),
+    integer("metric", "", "Metric of its routes, lower is preferred: UCI option metric."),
+    boolean("mtu_discovery", "Find the MTU of the path: UCI option mtu_discovery."),
+    integer("mtu", "bytes", "Largest packet: UCI option mtu, without mtu_discovery only."),
+    strings("network",
+            "Keys of interfaces whose networks the home agent learns: UCI options adv_networks and "
+            "num_adv_networks."),
+};
+constexpr Key vpn[] = {
+    object("ipsec", "IPsec.", ipsec),
+    object("openvpn", "OpenVPN. A client is told from a server by the map it stands in.", openvpn),
+    of_devices(map("iptunnel", "IP tunnels: the section KEY each, of proto iptunnel.", iptunnel)),
+    map("l2tpeth", "Ethernet over L2TP version 3.", l2tpeth),
+    of_devices(map("wireguard", "WireGuard devices: the section KEY each, without keys and peers.", wireguard)),
+    map("nemo", "Mobile networks: the section nemo_KEY each.", nemo),
+    object("l2tp", "PPP over L2TP.", l2tp),
+};
+
+}  // namespace keys
+
+#endif
