@@ -106,9 +106,8 @@ struct Document {
   bool refused = false;
   bool accepted = false;      // nothing can refuse the document any more
   std::vector<Finding> held;  // in a run, until the document is accepted: a refused one gets its one message only
-  std::string pristine;       // the file as it was before the parser wrote into its text; read when a message needs it
-  bool pristine_known = false;
-  Place place;
+  uint32_t file_size = 0;
+  std::vector<uint32_t> line_starts;  // empty until a finding needs them
 
   std::map<const ConfigNode *, std::string> dumps;
 };

@@ -1,9 +1,9 @@
 // Findings: where they are in the document and where they go.
 #include "config/report.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 #include "config/characters.h"
 #include "config/document.h"
@@ -11,36 +11,26 @@
 
 namespace {
 
-// The lines of a document are counted in a copy of its file: the parser has written into the loaded text.
-const std::string &pristine_text(Document &document) {
-  if (!document.pristine_known) {
-    document.pristine_known = true;
-    std::string problem;
-    uint32_t size = 0;
-    std::unique_ptr<char, void (*)(void *)> text(read_padded(document.file.c_str(), 1, &size, &problem), free);
-    if (text != nullptr) document.pristine.assign(text.get(), size);
+// Where the lines of the file start. They are counted in the file itself: the parser has written into the loaded copy.
+const std::vector<uint32_t> &line_starts(Document &document) {
+  if (!document.line_starts.empty()) return document.line_starts;
+  document.line_starts.push_back(0);
+  std::string problem;
+  std::unique_ptr<char, void (*)(void *)> text(read_padded(document.file.c_str(), 1, &document.file_size, &problem),
+                                               free);
+  for (uint32_t at = 0; text != nullptr && at < document.file_size; at++) {
+    if (text.get()[at] == '\n') document.line_starts.push_back(at + 1);
   }
-  return document.pristine;
+  return document.line_starts;
 }
 
-// Moves the document's place to `position`; false when it lies past the end of the file as it is now.
-bool locate(Document &document, uint32_t position) {
-  const std::string &text = pristine_text(document);
-  if (position > text.size()) return false;
-  Place &place = document.place;
-  if (position < place.position) place = Place{};
-  const char *start = text.data();
-  const char *from = start + place.position;
-  const char *end = start + position;
-  while (from < end) {
-    const auto *line_end = static_cast<const char *>(memchr(from, '\n', static_cast<size_t>(end - from)));
-    if (line_end == nullptr) break;
-    from = line_end + 1;
-    place.line++;
-    place.line_start = static_cast<uint32_t>(from - start);
-  }
-  place.position = position;
-  return true;
+// Fills in the line and column of a position. They stay 0 when it lies past the end of the file as it is now.
+void locate(Document &document, uint32_t position, Finding &finding) {
+  const std::vector<uint32_t> &starts = line_starts(document);
+  if (position > document.file_size) return;
+  auto next = std::upper_bound(starts.begin(), starts.end(), position);
+  finding.line = static_cast<unsigned>(next - starts.begin());
+  finding.column = position - next[-1] + 1;
 }
 
 void log_finding(const Document &document, const Finding &finding) {
@@ -63,10 +53,7 @@ void report_list(Document &document, Grade grade, uint32_t position, const std::
   }
   if (grade == Grade::refused) document.refused = true;
   Finding finding{.grade = grade, .line = 0, .column = 0, .path = path, .message = {}};
-  if (position != no_position && locate(document, position)) {
-    finding.line = document.place.line;
-    finding.column = position - document.place.line_start + 1;
-  }
+  if (position != no_position) locate(document, position, finding);
   char *message = xvasprintf(format, arguments);
   finding.message = message;
   free(message);
