@@ -91,21 +91,21 @@ std::string installed_program(const std::string &name, const std::vector<std::st
 
 // ---- Services of tessera
 
-inline constexpr const char *config_path = "/etc/config/config.json";
+inline constexpr const char *config_document = "/etc/config/config.json";
 inline constexpr const char *facts_path = "/.facts.json";
 
 // The router that services run on.
 struct Router {
   std::string tessera;  // paths of the programs on the machine
   std::string runt;
-  std::optional<std::string> config;  // content of config_path; without it there is no such file
+  std::optional<std::string> config;  // content of config_document; without it there is no such file
   std::string facts;                  // the runtime store as a flat JSON object; "" for an empty store
   Tree files;                         // more files, relative to "/"; an etc/hostname among them gives the host name
   std::string host_name = "router";
 };
 
 // Adds what this machine holds for the services as a router: the files that they read (below /etc/config, but not
-// config_path, and the addresses of network devices), those that they have written, and the host name. Configuration
+// config_document, and the addresses of network devices), those that they have written, and the host name. Configuration
 // and facts are left to the caller; "runt dump" prints the facts. Returns "", or why a file cannot be read.
 std::string read_machine(Router &router);
 

@@ -36,7 +36,7 @@ constexpr const char *machine_directories[] = {"etc/config", "etc/ssl/certs", "v
 
 bool is_of_router(const std::string &path) {
   bool is_read = path == "etc/ssl/certs/ca.crt" ||
-                 (fnmatch("etc/config/*", path.c_str(), 0) == 0 && "/" + path != config_path) ||
+                 (fnmatch("etc/config/*", path.c_str(), 0) == 0 && "/" + path != config_document) ||
                  fnmatch("sys/class/net/*/address", path.c_str(), FNM_PATHNAME) == 0;
   return is_read || service_of(path) != nullptr;
 }
@@ -90,7 +90,7 @@ std::string read_machine(Router &router) {
 Job services_job(const Router &router, const std::vector<std::vector<std::string>> &services) {
   Job job;
   job.files = router.files;
-  if (router.config) job.files[&config_path[1]] = {S_IFREG | 0600, *router.config};
+  if (router.config) job.files[&config_document[1]] = {S_IFREG | 0600, *router.config};
   const std::string &name = content_of(router.files, "etc/hostname");
   job.host_name = router.files.count("etc/hostname") > 0 ? first_word(name) : router.host_name;
   if (!router.facts.empty()) {
