@@ -4,7 +4,7 @@ CONFIGURE = cmake --preset
 EXAMPLE = examples/branch-office
 quiet = >build/$(1).log 2>&1 || { cat build/$(1).log >&2; exit 1; }
 
-.PHONY: run build test lint format fuzz faults coverage bench cross setup-build setup-test setup-bench setup-cross clean
+.PHONY: run build test lint format package fuzz faults coverage bench cross clean
 
 # The files of every service for the example router, from the shipped build.
 run: setup-build
@@ -16,23 +16,29 @@ build: setup-build
 	$(CONFIGURE) release
 	$(BUILD) release
 
-# The sanitized build first, so that the last line is the summary of the full run.
+# Both builds, then all their tests in one run: one summary.
 test: setup-test
-	$(CONFIGURE) ci
-	$(BUILD) ci
 	$(CONFIGURE) asan
+	$(CONFIGURE) ci
 	$(BUILD) asan
-	ctest --preset asan
-	ctest --preset ci
-
-lint: setup-test
-	$(CONFIGURE) ci
 	$(BUILD) ci
-	ctest --preset ci -L lint
+	@echo 'subdirs(asan ci)' >build/CTestTestfile.cmake
+	PYTHONDONTWRITEBYTECODE=1 ctest --test-dir build -j $$(nproc) --output-on-failure --no-tests=error --timeout 600
 
-format: setup-test
-	$(CONFIGURE) ci
-	cmake --build --preset ci --target format
+lint: setup-lint
+	@mkdir -p build
+	@$(CONFIGURE) release $(call quiet,lint)
+	@tests/lint/lint.sh build/release
+
+format: setup-lint
+	@tests/lint/lint.sh --format
+
+# The Debian package of the shipped build.
+package: setup-package
+	@mkdir -p build
+	@{ $(CONFIGURE) release && $(BUILD) release; } $(call quiet,release)
+	@(cd build/release && cpack -B ..) $(call quiet,package)
+	@ls build/*.deb
 
 # Each fuzz target for TIME seconds. What is new goes to build/fuzz/found, what fails to build/fuzz/failed.
 TIME = 60
@@ -66,14 +72,14 @@ coverage: setup-test
 	llvm-cov-14 show "$$@" 2>/dev/null | grep -E '^[^ ]+:$$|^ +[0-9]+\| +0\|' >$(COVERAGE)/uncovered; \
 	llvm-cov-14 report "$$@" -show-functions=false 2>/dev/null
 
-# Times, costs and sizes beside others', about five minutes; SIZES=full takes much longer.
+# Times, costs and sizes beside others' and beside their gates, some minutes; SIZES=full takes much longer.
 SIZES = small
 bench: setup-bench
 	@mkdir -p build
-	@{ $(CONFIGURE) release && $(BUILD) release && $(BUILD) release --target bench_programs; } $(call quiet,release)
-	@bench/bench.py --sizes $(SIZES) build/release/bin build/release/bench >build/bench.md
-	@bench/sizes.sh build >>build/bench.md
+	@{ $(CONFIGURE) release && $(BUILD) release; } $(call quiet,release)
+	@{ bench/bench.py --sizes $(SIZES) build/release/bin && bench/sizes.sh build; } >build/bench.md
 	@cat build/bench.md
+	@! grep -q missed build/bench.md
 
 # Builds for other processors, and runs the unit and golden tests in emulators. "make bench" then shows those sizes too.
 ARCHITECTURES = arm64 armhf mipsel s390x
@@ -85,14 +91,8 @@ cross: setup-cross
 setup-build:
 	@tools/setup.sh build
 
-setup-test:
-	@tools/setup.sh build test
-
-setup-bench:
-	@tools/setup.sh build bench
-
-setup-cross:
-	@tools/setup.sh build cross
+setup-%:
+	@tools/setup.sh build $*
 
 clean:
 	rm -rf build

@@ -1,12 +1,11 @@
 #!/usr/bin/python3
-"""Measures tessera beside its peers and a floor below all of them, and prints the tables in Markdown.
+"""Measures tessera beside its peers, and prints the tables in Markdown.
 
-    bench.py [--sizes smoke|small|full] [--only SERIES,...] BIN_DIRECTORY PROGRAM_DIRECTORY
+    bench.py [--sizes smoke|small|full] [--only SERIES,...] BIN_DIRECTORY
 
-BIN_DIRECTORY holds the programs as built, PROGRAM_DIRECTORY `measure`, `floor` and `nothing`. Everything runs in a mount
-namespace of its own, with empty file systems in memory over /var/run, /etc/config and wherever files are written.
-doc/performance.md tells what the columns mean. "smoke" runs everything once on tiny inputs, without peers or tools that
-may be missing, and fails when something does not work; it measures nothing worth reading.
+Everything runs in a mount namespace of its own, with empty file systems in memory over /var/run, /etc/config and wherever
+files are written. performance.md tells what the columns mean. "smoke" runs everything once on tiny inputs, without peers
+or tools that may be missing, and fails when something does not work; it measures nothing worth reading.
 """
 import argparse
 import datetime
@@ -24,7 +23,7 @@ PEERS = os.path.join(SOURCE, 'bench', 'peers')
 EXAMPLE = os.path.join(SOURCE, 'examples', 'branch-office')
 CONFIG = '/etc/config/config.json'
 SCRATCH = '/run/.bench'
-OUTPUTS = SCRATCH + '/outputs'
+MEASURE = '/run/.etc/measure'
 NETPLAN = '/usr/libexec/netplan/generate'
 
 SIZES = {
@@ -65,6 +64,7 @@ def make_router():
     def mount(where):
         run('mount', '-t', 'tmpfs', '-o', 'mode=0755', 'tmpfs', where)
     mount('/run')
+    os.mkdir('/run/.etc')
     if not os.path.isdir('/etc/config'):
         for part in ('upper', 'work'):
             os.makedirs(f'/run/.etc/{part}')
@@ -89,35 +89,13 @@ def clear_run():
     os.mkdir('/run/uci')
 
 
-def written_files():
-    found = []
-    for directory, directories, names in os.walk('/run'):
-        directories[:] = [name for name in directories if name not in ('runt', '.bench', '.etc')]
-        paths = (os.path.join(directory, name) for name in names)
-        found += [path for path in paths if not os.path.islink(path)]
-    return found
-
-
-def save_outputs(paths):
-    """Packs files for the floor, which writes them again."""
-    with open(OUTPUTS, 'wb') as pack:
-        for path in sorted(paths):
-            with open(path, 'rb') as file:
-                content = file.read()
-            pack.write(f'{path}\t{len(content)}\n'.encode() + content)
-
-
 # --- Measuring ---
 
 class Measurer:
     def __init__(self, options):
         self.tessera = os.path.join(options.bin, 'tessera')
         self.runt = os.path.join(options.bin, 'runt')
-        self.programs = options.programs
         self.smoke = options.sizes == 'smoke'
-
-    def program(self, name):
-        return os.path.join(self.programs, name)
 
     def cost(self, runs, commands):
         """The least of each cost over the runs, for each of the commands."""
@@ -125,54 +103,30 @@ class Measurer:
         words = []
         for command in commands:
             words += ['--', *command] if words else command
-        done = run(self.program('measure'), str(runs), *words)
+        done = run(MEASURE, str(runs), *words)
         if done.stderr:
             raise Failure(done.stderr)
-        keys = ('wall', 'cpu', 'faults', 'peak')
+        keys = ('wall', 'cpu', 'peak')
         return [dict(zip(keys, map(int, line.split()))) for line in done.stdout.splitlines()]
 
     def instructions(self, command):
         """Of the process itself: no child's are counted."""
         if self.smoke:
-            return None
+            return 1
         done = run('valgrind', '--tool=callgrind', '--callgrind-out-file=/dev/null', '--vgdb=no', *command)
         return int(re.search(r'Collected : (\d+)', done.stderr).group(1))
 
-    def system_calls(self, command):
-        """Of the process and its children, the execve of each included; and how many children there were."""
-        if self.smoke:
-            return None, None
-        trace = SCRATCH + '/trace'
-        run('strace', '-f', '-qq', '-e', 'signal=none', '-o', trace, *command)
-        processes = set()
-        calls = 0
-        with open(trace, encoding='utf-8', errors='replace') as file:
-            for line in file:
-                process, call = line.split(None, 1)
-                processes.add(process)
-                calls += not call.startswith('<... ')
-        return calls, len(processes) - 1
-
-    def measure(self, command, floor, runs):
-        mine, below = self.cost(runs, [command, floor])
-        for row, words in ((mine, command), (below, floor)):
-            row['instructions'] = self.instructions(words)
-            row['calls'], row['children'] = self.system_calls(words)
-        mine['floor'] = below
-        return mine
+    def measure(self, command, runs):
+        return {**self.cost(runs, [command])[0], 'instructions': self.instructions(command)}
 
     def service(self, name, runs, before=()):
-        """A service on the configuration that is in place, after the services `before`, and the floor of what it writes."""
+        """A service on the configuration that is in place, after the services `before`."""
         for other in before:
             run(self.tessera, other)
-        others = set(written_files())
         done = run(self.tessera, name)
         if done.stdout or done.stderr:
             raise Failure(f'{name}: unexpected output\n{done.stdout}{done.stderr}')
-        paths = set(written_files()) - others
-        save_outputs(paths)
-        row = self.measure([self.tessera, name], [self.program('floor'), CONFIG, OUTPUTS], runs)
-        return {**row, 'files': len(paths)}
+        return self.measure([self.tessera, name], runs)
 
     def configure(self, document, facts=None):
         clear_run()
@@ -203,8 +157,7 @@ def same_file(path, other):
 
 def measure_start(measurer, results):
     clear_run()
-    command = [measurer.tessera, 'nothing']
-    results.costs['start-up', 1] = measurer.measure(command, [measurer.program('nothing')], 2000)
+    results.costs['start-up', 1] = measurer.measure([measurer.tessera, 'nothing'], 2000)
 
 
 def measure_example(measurer, results):
@@ -273,64 +226,44 @@ def measure_users(measurer, results, sizes):
         results.costs['pam, users and servers', size] = measurer.service('pam', runs_for(size))
 
 
-# --- Goals ---
+# --- Gates ---
 
-class Goal:
-    def __init__(self, what, limit, value, unit=''):
-        self.what, self.limit, self.value, self.unit = what, limit, value, unit
+# Millions of instructions, by series and size.
+INSTRUCTIONS = {('dnsmasq, leases', 10): 0.4, ('dnsmasq, leases', 1000): 6.5, ('dnsmasq, leases', 10000): 60,
+                ('network, interfaces', 1000): 50}
+SLOWER_BY = 10  # what each peer has to be at least
+GATED_PEERS = {'netplan generate': 1, 'busybox ash': 1000, 'Python + Jinja2': 1000}  # from which size on
+
+
+class Gate:
+    def __init__(self, what, limit, value, unit='', at_least=False):
+        self.what, self.limit, self.value, self.unit, self.at_least = what, limit, value, unit, at_least
 
     def row(self):
-        met = 'met' if self.value <= self.limit else '**missed**'
-        return [self.what, f'{self.limit:g}{self.unit}', f'{number(self.value)}{self.unit}', met]
+        limit = f'at {"least" if self.at_least else "most"} {self.limit:g}{self.unit}'
+        met = self.value >= self.limit if self.at_least else self.value <= self.limit
+        return [self.what, limit, f'{number(self.value)}{self.unit}', 'met' if met else '**missed**']
 
 
-def over_floor(row, key):
-    return row[key] / max(1, row['floor'][key])
-
-
-def floor_goals(name, row, limit):
-    """Of the process itself where it has children: their number and kind is fixed by what is configured."""
-    found = [Goal(f'{name}, instructions / floor', limit, over_floor(row, 'instructions'))]
-    if not row['children']:
-        found.insert(0, Goal(f'{name}, processor time / floor', limit, over_floor(row, 'cpu')))
-    return found
-
-
-def goals(results):
-    costs = results.costs
-    found = []
-    absolute = {10: (0.25, 1.5), 1000: (4, 2), 10000: (40, 6)}
-    for (series, size), row in costs.items():
-        name = f'{series}, {size:,}' if size > 1 else series
-        if series == 'start-up':
-            found.append(Goal('start-up, processor time / doing nothing', 1.3, over_floor(row, 'cpu')))
-        elif series in ('example, pam', 'example, network'):
-            found += floor_goals(name, row, 4)
-        elif series.startswith('dnsmasq, leases'):
-            found += floor_goals(name, row, 5 if size <= 10 else 4)
-            if size in absolute:
-                instructions, peak = absolute[size]
-                found += [Goal(f'{name}, instructions', instructions, row['instructions'] / 1e6, ' M'),
-                          Goal(f'{name}, peak memory', peak, row['peak'] * 1024 / 1e6, ' MB')]
-            found.append(Goal(f'{name}, system calls', 45, row['calls']))
-            if size == 10:
-                found.append(Goal(f'{name}, minor faults', 60, row['faults']))
-    for (series, size), row in costs.items():
+def gates(results):
+    found = [Gate(f'{series}, {size:,}: instructions', INSTRUCTIONS[series, size], row['instructions'] / 1e6, ' M')
+             for (series, size), row in results.costs.items() if (series, size) in INSTRUCTIONS]
+    found += [Gate(f'{series}, {size:,}: peak memory', 2.5, row['peak'] * 1024 / 1e6, ' MB')
+              for (series, size), row in results.costs.items() if (series, size) == ('dnsmasq, leases', 10)]
+    for (series, size), row in results.costs.items():
         for times in (2, 10):
-            more = costs.get((series, size * times))
+            more = results.costs.get((series, size * times))
             if size >= 1000 and more:
-                found.append(Goal(f'{series}, instructions for {size * times:,} / for {size:,}', 1.05 * times,
+                found.append(Gate(f'{series}: instructions for {size * times:,} / for {size:,}', 1.05 * times,
                                   more['instructions'] / row['instructions']))
-    for series, size, peer, mine, theirs in results.peers:
-        found.append(Goal(f'{series}, {size:,}, wall time / {peer}', 0.1, mine['wall'] / theirs['wall']))
+    found += [Gate(f'{series}, {size:,}: faster than {peer} by', SLOWER_BY, theirs['wall'] / mine['wall'], '', True)
+              for series, size, peer, mine, theirs in results.peers if size >= GATED_PEERS[peer]]
     return found
 
 
 # --- Tables ---
 
 def number(value):
-    if value is None:
-        return '-'
     if isinstance(value, int):
         return f'{value:,}'
     return f'{value:,.3f}' if value < 1 else f'{value:,.2f}' if value < 100 else f'{value:,.1f}'
@@ -344,22 +277,11 @@ def print_table(title, head, rows):
         print('| ' + ' | '.join(row) + ' |')
 
 
-def millions(count):
-    return '-' if count is None else number(count / 1e6)
-
-
 def print_costs(results):
-    rows = []
-    for (series, size), row in results.costs.items():
-        floor = row['floor']
-        instructions = '-' if row['instructions'] is None else number(over_floor(row, 'instructions'))
-        rows.append([series, number(size), number(row['wall'] / 1000), number(floor['wall'] / 1000),
-                     number(over_floor(row, 'wall')), number(row['cpu'] / 1000), number(over_floor(row, 'cpu')),
-                     millions(row['instructions']), millions(floor['instructions']), instructions,
-                     number(row['calls']), number(row['children']), number(row['faults']), number(row['peak'])])
-    print_table('Cost of a run',
-                ['run', 'size', 'wall ms', 'floor ms', 'ratio', 'processor ms', 'ratio', 'M instructions', 'floor M',
-                 'ratio', 'system calls', 'children', 'minor faults', 'peak KiB'], rows)
+    rows = [[series, number(size), number(row['wall'] / 1000), number(row['cpu'] / 1000),
+             number(row['instructions'] / 1e6), number(row['peak'])]
+            for (series, size), row in results.costs.items()]
+    print_table('Cost of a run', ['run', 'size', 'wall ms', 'CPU ms', 'M instructions', 'peak KiB'], rows)
 
 
 def print_peers(results):
@@ -384,13 +306,13 @@ def main():
     parser.add_argument('--sizes', choices=SIZES, default='small')
     parser.add_argument('--only', default='start-up,example,leases,interfaces,tunnels,users')
     parser.add_argument('bin')
-    parser.add_argument('programs')
     options = parser.parse_args()
-    options.bin, options.programs = os.path.abspath(options.bin), os.path.abspath(options.programs)
+    options.bin = os.path.abspath(options.bin)
     enter_namespaces()
     os.environ.clear()  # as at boot: the dynamic loader looks at every variable that there is
     os.environ.update(LC_ALL='C', PATH='/usr/sbin:/usr/bin:/sbin:/bin')
     make_router()
+    run('cc', '-O2', '-static', '-o', MEASURE, os.path.join(SOURCE, 'bench', 'measure.c'))
 
     measurer, results, sizes = Measurer(options), Results(), SIZES[options.sizes]
     series = {'start-up': lambda: measure_start(measurer, results),
@@ -404,9 +326,10 @@ def main():
         series[name]()
     print_head()
     print_costs(results)
-    if not measurer.smoke:
-        print_peers(results)
-        print_table('Goals', ['what', 'at most', 'measured', ''], [goal.row() for goal in goals(results)])
+    if measurer.smoke:
+        return
+    print_peers(results)
+    print_table('Gates', ['what', 'gate', 'measured', ''], [gate.row() for gate in gates(results)])
 
 
 if __name__ == '__main__':

@@ -1,10 +1,10 @@
 // Runs commands in turn and tells what the cheapest run of each took: measure RUNS COMMAND [ARG...] [-- COMMAND
 // [ARG...]]...
 //
-// Prints a line per command: wall time and processor time (user and system, children that were waited for included) in
-// microseconds, minor page faults, and the peak resident memory in KiB. The commands take turns, so that a busy moment
-// of the machine meets all of them. Small, static and started by vfork: what the kernel counts for a child begins with
-// the memory of the process that starts it, and a big parent would be measured instead of its child.
+// Prints a line per command: wall time and CPU time (user and system, children that were waited for included) in
+// microseconds, and the peak resident memory in KiB. The commands take turns, so that a busy moment of the machine
+// meets all of them. Small, static and started by vfork: what the kernel counts for a child begins with the memory of
+// the process that starts it, and a big parent would be measured instead of its child.
 #include <errno.h>
 #include <spawn.h>
 #include <stdio.h>
@@ -19,7 +19,6 @@ enum { most_commands = 16 };
 struct Cost {
   long wall_us;
   long cpu_us;
-  long faults;
   long peak_kib;
 };
 
@@ -47,7 +46,7 @@ static struct Cost run(char **command) {
     exit(1);
   }
   return (struct Cost){(end.tv_sec - begin.tv_sec) * 1000000L + (end.tv_nsec - begin.tv_nsec) / 1000,
-                       microseconds(usage.ru_utime) + microseconds(usage.ru_stime), usage.ru_minflt, usage.ru_maxrss};
+                       microseconds(usage.ru_utime) + microseconds(usage.ru_stime), usage.ru_maxrss};
 }
 
 static void keep_least(long *least, long value) {
@@ -77,11 +76,9 @@ int main(int argc, char **argv) {
       if (n == 0) least[i] = cost;
       keep_least(&least[i].wall_us, cost.wall_us);
       keep_least(&least[i].cpu_us, cost.cpu_us);
-      keep_least(&least[i].faults, cost.faults);
       keep_least(&least[i].peak_kib, cost.peak_kib);
     }
   }
-  for (int i = 0; i < count; i++)
-    printf("%ld %ld %ld %ld\n", least[i].wall_us, least[i].cpu_us, least[i].faults, least[i].peak_kib);
+  for (int i = 0; i < count; i++) printf("%ld %ld %ld\n", least[i].wall_us, least[i].cpu_us, least[i].peak_kib);
   return 0;
 }

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Installs the Debian packages that are missing for the given purposes (build, test, bench, cross); says nothing and
+# Installs the Debian packages that are missing for the given purposes (build, test, lint, package, bench, cross); says nothing and
 # calls no package manager when all are there.
 set -eu
 
@@ -8,13 +8,15 @@ build_packages='
   rapidjson-dev liblmdb-dev libssl-dev
 '
 test_packages='
-  clang clang-format clang-tidy cppcheck libclang-rt-14-dev libgtest-dev valgrind shellcheck mandoc
-  bind9-dnsutils busybox-static dnsmasq-base iproute2 netbase
+  clang libclang-rt-14-dev libgtest-dev valgrind mandoc
+  bind9-dnsutils busybox-static dnsmasq-base iproute2 kmod netbase procps
   freeradius libpam-radius-auth libpam0g-dev pamtester
   libcharon-extauth-plugins libcharon-extra-plugins libstrongswan-extra-plugins strongswan-charon strongswan-pki strongswan-starter
   openssl openvpn
-  dpkg-dev file jq python3 python3-jsonschema strace
+  dpkg-dev file jq python3 python3-jsonschema strace util-linux
 '
+lint_packages='clang-format clang-tidy cppcheck shellcheck'
+package_packages='dpkg-dev file'
 bench_packages='
   busybox-static netplan.io python3-jinja2
   python3 strace valgrind
@@ -29,9 +31,11 @@ for purpose in "$@"; do
   case $purpose in
     build) wanted="$wanted $build_packages" ;;
     test) wanted="$wanted $test_packages" ;;
+    lint) wanted="$wanted $lint_packages" ;;
+    package) wanted="$wanted $package_packages" ;;
     bench) wanted="$wanted $bench_packages" ;;
     cross) wanted="$wanted $cross_packages" ;;
-    *) echo "usage: setup.sh [build] [test] [bench] [cross]" >&2; exit 2 ;;
+    *) echo "usage: setup.sh [build] [test] [lint] [package] [bench] [cross]" >&2; exit 2 ;;
   esac
 done
 
@@ -39,13 +43,18 @@ missing=
 for package in $wanted; do
   [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing="$missing $package"
 done
-[ -n "$missing" ] || exit 0
 
+# An ordinary user installs by sudo, and so do the tests become root that need to be.
 as_root=
 if [ "$(id -u)" -ne 0 ]; then
-  command -v sudo >/dev/null || { echo "setup: as root, install:$missing" >&2; exit 1; }
   as_root=sudo
+  why=${missing:+"install as root:$missing"}
+  case " $* " in *' test '*) why=${why:-some tests need root} ;; esac
+  [ -n "$why" ] || exit 0
+  command -v sudo >/dev/null || { echo "setup: there is no sudo: $why" >&2; exit 1; }
+  sudo -n true 2>/dev/null || sudo -v || exit 1
 fi
+[ -n "$missing" ] || exit 0
 
 echo "Installing:$missing"
 log=$(mktemp)

@@ -22,15 +22,17 @@ configure() {
 }
 
 build() {
-  cmake --build "$scratch/$1"
+  directory=$1
+  shift
+  cmake --build "$scratch/$directory" --target "$@"
 }
 
 rm -rf "$sysroot" "$sysroot.bad"
 configure platform -DTESSERA_REFERENCE_SHARED=ON
-build platform
+build platform all
 cmake --install "$scratch/platform" --prefix "$sysroot/usr" >/dev/null
 configure device -DTESSERA_PLATFORM=device -DTESSERA_SYSROOT="$sysroot"
-build device
+build device tessera tessera-conformance
 libraries=$(dirname "$(find "$sysroot" -name libconfig.so)")
 tessera=$scratch/device/bin/tessera
 
@@ -46,10 +48,9 @@ for name in config runt tools; do
 done
 readelf -d "$tessera" | grep -E 'RPATH|RUNPATH' && fail "tessera looks for libraries where it was built"
 
-export LD_LIBRARY_PATH="$libraries"
-"$source/tests/golden/run.sh" --tessera "$tessera" "$bin" "$case"
-"$source/tests/install/conformance.sh" "$scratch/device/bin/tessera-conformance" "$source/tools/conformance/config.json"
-unset LD_LIBRARY_PATH
+LD_LIBRARY_PATH=$libraries "$source/tests/golden/run.sh" --tessera "$tessera" "$bin" "$case"
+"$source/tests/as_root.sh" env LD_LIBRARY_PATH="$libraries" "$source/tests/install/conformance.sh" \
+  "$scratch/device/bin/tessera-conformance" "$source/tools/conformance/config.json"
 
 # refused MESSAGE: the configuration against $sysroot.bad fails with the message.
 refused() {

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Runs tessera on the router of a case directory and compares all that comes of it with the case's expected/.
 #
-#   run.sh [--update] [--tessera PROGRAM] BIN_DIRECTORY CASE_DIRECTORY
+#   run.sh [--update] [--tessera PROGRAM] [--watch] BIN_DIRECTORY CASE_DIRECTORY
 #
 # A case holds `args`, a command line of tessera in each line (several run one after the other on the same router), and
 # when it needs them `config.json`, `runtime.json` and `rootfs/`. Its expected/ holds, when there is something to hold:
@@ -11,27 +11,36 @@
 #   runtime.json   the runtime store, when the run changed it
 #   stdout, stderr what tessera printed
 #   status         the exit status, when it is not 0
-# --update writes expected/ instead, for review. PROGRAM takes the place of BIN_DIRECTORY/tessera.
+# --update writes expected/ instead, for review. PROGRAM takes the place of BIN_DIRECTORY/tessera. --watch looks for leaks
+# and for uses of memory without a value.
 set -eu
 umask 022
 
 update=
 program=
+watch=
 while [ $# -gt 2 ]; do
   case $1 in
     --update) update=yes ;;
     --tessera) shift; program=$1 ;;
+    --watch) watch=yes ;;
     *) echo "run.sh: unknown option $1" >&2; exit 2 ;;
   esac
   shift
 done
-[ $# -eq 2 ] || { echo "usage: run.sh [--update] [--tessera PROGRAM] BIN_DIRECTORY CASE_DIRECTORY" >&2; exit 2; }
+[ $# -eq 2 ] || { echo "usage: run.sh [--update] [--tessera PROGRAM] [--watch] BIN_DIRECTORY CASE_DIRECTORY" >&2; exit 2; }
 bin=$1
 case=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 trap 'exit 1' INT TERM HUP
 actual=$work/actual
+if [ -n "$watch" ]; then
+  program=$work/tessera
+  echo '#!/bin/sh' >"$program"
+  echo "exec valgrind -q --vgdb=no --leak-check=full --error-exitcode=99 $(realpath "$bin")/tessera \"\$@\"" >>"$program"
+  chmod 700 "$program"
+fi
 
 preview() {
   set -- -o "$@"

@@ -2,21 +2,20 @@
 # The Debian package: what it holds and needs, and that it works on a system where it alone was installed and leaves
 # nothing when it goes.
 #
-#   package.sh BUILD_DIRECTORY SCRATCH_DIRECTORY
+#   package.sh BUILD_DIRECTORY
 set -eu
 if [ "${TESSERA_OWN_MOUNTS-}" != yes ]; then
   TESSERA_OWN_MOUNTS=yes exec unshare -m "$0" "$@"
 fi
 build=$1
-scratch=$2
+scratch=$(mktemp -d)
+trap 'umount -R "$scratch/root" 2>/dev/null; rm -rf "$scratch"' EXIT
 
 fail() {
   echo "package: $*" >&2
   exit 1
 }
 
-rm -rf "$scratch"
-mkdir -p "$scratch"
 (cd "$scratch" && cpack --config "$build/CPackConfig.cmake" -B "$scratch") >"$scratch/log" 2>&1 ||
   { cat "$scratch/log" >&2; fail "cpack failed"; }
 package=$(find "$scratch" -maxdepth 1 -name 'tessera_*.deb')
@@ -28,7 +27,7 @@ for need in libc6 libssl3; do
   field Depends | grep -qw "$need" || fail "does not say that it needs $need: $(field Depends)"
 done
 dpkg-deb -c "$package" | awk '{print $6}' >"$scratch/list"
-for path in sbin/tessera sbin/runt sbin/tessera-config bin/tessera-preview lib/tmpfiles.d/tessera.conf \
+for path in sbin/tessera bin/runt bin/tessera-config bin/tessera-preview lib/tmpfiles.d/tessera.conf \
   share/man/man8/tessera.8 share/man/man5/tessera.json.5 \
   share/doc/tessera/copyright share/doc/tessera/examples/branch-office/config.json; do
   grep -q "^\./usr/$path\(\.gz\)\{0,1\}$" "$scratch/list" || fail "lacks $path"

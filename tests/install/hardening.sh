@@ -2,11 +2,12 @@
 # Tells which protections against the abuse of memory errors each program lacks; fails when one lacks any. Beforehand it
 # makes sure of itself with programs that lack one each.
 #
-#   hardening.sh CC SCRATCH_FILE PROGRAM...
+#   hardening.sh CC PROGRAM...
 set -eu
 cc=$1
-scratch=$2
-shift 2
+shift
+scratch=$(mktemp)
+trap 'rm -f "$scratch"' EXIT
 
 lacks() {
   headers=$(readelf -hldW "$1")

@@ -1,4 +1,0 @@
-// What starting any program costs: a statically linked one that does nothing.
-int main(void) {
-  return 0;
-}

@@ -1,6 +1,0 @@
-tessera_unit_test(runt_test SOURCES ${CMAKE_CURRENT_LIST_DIR}/runt_test.cc LIBRARIES runt tools)
-tessera_unit_test(runt_program_test SOURCES ${CMAKE_CURRENT_LIST_DIR}/runt_program_test.cc LIBRARIES tools)
-foreach(test runt_test runt_program_test)
-  target_compile_definitions(${test} PRIVATE RUNT_PROGRAM="${TESSERA_PROGRAMS}/runt")
-  add_dependencies(${test} runt_program)
-endforeach()
