@@ -14,7 +14,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -24,27 +23,16 @@
 #include "config/characters.h"
 #include "platform/tools.h"
 #include "runt/store.h"
+#include "util/file.h"
 #include "util/memory.h"
+#include "util/owned.h"
 
 namespace {
 
 enum Status { done = 0, failed = 1, misused = 2 };
 
-struct FreeText {
-  void operator()(char *text) const { free(text); }
-};
-struct FreeList {
-  void operator()(char **list) const { sl_free(list); }
-};
-struct CloseStream {
-  void operator()(FILE *stream) const { fclose(stream); }
-};
-using OwnedText = std::unique_ptr<char, FreeText>;
-using OwnedList = std::unique_ptr<char *, FreeList>;
-using OwnedStream = std::unique_ptr<FILE, CloseStream>;
-
-bool is_utf8(const std::string &text) {
-  return find_invalid_utf8(text.c_str(), static_cast<uint32_t>(text.size()), 0) == no_position;
+bool is_utf8(const std::string &string) {
+  return find_invalid_utf8(string.c_str(), static_cast<uint32_t>(string.size()), 0) == no_position;
 }
 
 constexpr char key_rule[] = "expected a key of at most 500 bytes, one or more names joined by \".\"";
@@ -61,27 +49,27 @@ bool check_key(const char *key) {
   return false;
 }
 
-// What keeps a key from being stored here, though the store would take it: no one could name it. Null for a good key.
+// Why a key is refused; null for a good one. The store would take more keys, but nobody could type them.
 const char *key_trouble(const std::string &key) {
   StoredKey encoded;
   if (holds_control(key.data(), key.size()) || !is_utf8(key)) return stored_key_rule;
   return runt_encode_key(key.c_str(), &encoded) ? nullptr : key_rule;
 }
 
-// The text with U+FFFD for every byte that is not UTF-8.
-std::string repair_utf8(const std::string &text) {
-  const auto size = static_cast<uint32_t>(text.size());
+// The string with U+FFFD for every byte that is not UTF-8.
+std::string repair_utf8(const std::string &string) {
+  const auto size = static_cast<uint32_t>(string.size());
   std::string repaired;
   for (uint32_t at = 0;; at++) {
-    uint32_t invalid = find_invalid_utf8(text.c_str(), size, at);
-    repaired.append(text, at, (invalid == no_position ? size : invalid) - at);
+    uint32_t invalid = find_invalid_utf8(string.c_str(), size, at);
+    repaired.append(string, at, (invalid == no_position ? size : invalid) - at);
     if (invalid == no_position) return repaired;
     repaired += "\xEF\xBF\xBD";
     at = invalid;
   }
 }
 
-// Ends a change: reports its failure.
+// Reports the failure of a change; the exit status.
 int finish(int error, const char *what) {
   if (error == 0) return done;
   fprintf(stderr, "runt: cannot change %s: %s\n", what, runt_error_text(error));
@@ -90,7 +78,7 @@ int finish(int error, const char *what) {
 
 int get(char **arguments) {
   if (!check_key(arguments[0])) return failed;
-  OwnedText value(runt_get_string(arguments[0]));
+  OwnedString value(runt_get_string(arguments[0]));
   if (value == nullptr) return failed;
   puts(value.get());
   return done;
@@ -121,21 +109,21 @@ int keys(char **arguments) {
 
 using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
-void write_text(Writer &writer, std::string_view text) {
-  writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+void write_string(Writer &writer, std::string_view string) {
+  writer.String(string.data(), static_cast<rapidjson::SizeType>(string.size()));
 }
 
-// Writes what lies at and below `key`; false when a text had to be repaired.
+// Writes what lies at and below `key`; false when a string had to be repaired.
 bool dump_below(Writer &writer, const std::string &key) {
   bool faithful = true;
-  OwnedText value(key.empty() ? nullptr : runt_get_string(key.c_str()));
+  OwnedString value(key.empty() ? nullptr : runt_get_string(key.c_str()));
   if (value != nullptr) {
     std::string shown_key = repair_utf8(key);
     std::string shown_value = repair_utf8(value.get());
     faithful = shown_key == key && shown_value == value.get();
     if (!faithful) fprintf(stderr, "runt: %s: not UTF-8, bad bytes are shown as U+FFFD\n", shown_key.c_str());
-    write_text(writer, shown_key);
-    write_text(writer, shown_value);
+    write_string(writer, shown_key);
+    write_string(writer, shown_value);
   }
   OwnedList names(runt_keys(key.c_str()));
   for (char **name = names.get(); name != nullptr && *name != nullptr; name++) {
@@ -160,9 +148,9 @@ struct Fact {
   std::string value;
 };
 
-// Takes the events of the JSON reader: one flat object of texts, anything else ends the reading.
+// Takes the events of the JSON reader: one flat object of strings; anything else ends the reading.
 struct FactsReader {
-  const char *text;
+  const char *input;
   rapidjson::MemoryStream stream;
   std::vector<Fact> facts = {};
   std::unordered_set<std::string> seen = {};
@@ -171,10 +159,10 @@ struct FactsReader {
   size_t trouble_offset = 0;  // where the one that was refused starts
   std::string trouble = {};
 
-  FactsReader(const char *bytes, size_t size) : text(bytes), stream(bytes, size) {}
+  FactsReader(const char *bytes, size_t size) : input(bytes), stream(bytes, size) {}
 
   bool refuse(const std::string &reason) {
-    trouble_offset = token_end + strspn(text + token_end, " \t\r\n,:");
+    trouble_offset = token_end + strspn(input + token_end, " \t\r\n,:");
     trouble = reason;
     return false;
   }
@@ -183,8 +171,8 @@ struct FactsReader {
     return true;
   }
   bool refuse_value() {
-    if (!inside) return refuse("expected an object of keys and texts");
-    return refuse(facts.back().key + ": expected a text");
+    if (!inside) return refuse("expected an object of keys and strings");
+    return refuse(facts.back().key + ": expected a string");
   }
 
   bool StartObject() {
@@ -202,9 +190,9 @@ struct FactsReader {
   bool String(const char *bytes, rapidjson::SizeType length, bool /*copy*/) {
     if (!inside) return refuse_value();
     if (memchr(bytes, '\0', length) != nullptr)
-      return refuse(facts.back().key + ": expected a text without zero bytes");
+      return refuse(facts.back().key + ": expected a string without zero bytes");
     facts.back().value.assign(bytes, length);
-    // The reader lets the second half of a pair pass that has no first one.
+    // The reader accepts the second half of a pair without the first one.
     if (!is_utf8(facts.back().value))
       return refuse(facts.back().key + ": half of a surrogate pair, which is no character");
     return accept();
@@ -222,11 +210,11 @@ struct FactsReader {
   bool RawNumber(const char * /*bytes*/, rapidjson::SizeType /*length*/, bool /*copy*/) { return refuse_value(); }
 };
 
-int report(const char *path, std::string_view text, size_t offset, const char *trouble) {
+int report(const char *path, std::string_view input, size_t offset, const char *trouble) {
   unsigned line = 1;
   size_t line_start = 0;
-  for (size_t index = 0; index < offset && index < text.size(); index++) {
-    if (text[index] != '\n') continue;
+  for (size_t index = 0; index < offset && index < input.size(); index++) {
+    if (input[index] != '\n') continue;
     line++;
     line_start = index + 1;
   }
@@ -234,24 +222,14 @@ int report(const char *path, std::string_view text, size_t offset, const char *t
   return failed;
 }
 
-// More than the store could hold; an input without an end is refused before it fills the memory.
+// More than the store could hold, so that an input without an end does not fill the memory.
 constexpr size_t largest_input = 128U << 20;
 
 // The whole input; false, with errno, when it cannot be read or is too large.
-bool read_input(const char *path, std::string *text) {
-  OwnedStream opened(strcmp(path, "-") != 0 ? fopen(path, "re") : nullptr);
-  FILE *stream = strcmp(path, "-") != 0 ? opened.get() : stdin;
-  if (stream == nullptr) return false;
-  char block[16384];
-  size_t length;
-  while ((length = fread(block, 1, sizeof block, stream)) > 0) {
-    if (text->size() + length > largest_input) {
-      errno = EFBIG;
-      return false;
-    }
-    text->append(block, length);
-  }
-  return ferror(stream) == 0;
+bool read_input(const char *path, std::string *input) {
+  if (strcmp(path, "-") == 0) return read_all(STDIN_FILENO, largest_input, no_deadline, input);
+  Fd file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  return file.is_open() && read_all(file.get(), largest_input, no_deadline, input);
 }
 
 int store_facts(const std::vector<Fact> &facts) {
@@ -265,18 +243,18 @@ int store_facts(const std::vector<Fact> &facts) {
 
 int load(char **arguments) {
   const char *path = arguments[0];
-  std::string text;
-  if (!read_input(path, &text)) {
+  std::string input;
+  if (!read_input(path, &input)) {
     fprintf(stderr, "runt: %s: %s\n", path, strerror(errno));
     return failed;
   }
-  FactsReader facts(text.data(), text.size());
+  FactsReader facts(input.data(), input.size());
   rapidjson::Reader reader;
   rapidjson::ParseResult result = reader.Parse<rapidjson::kParseValidateEncodingFlag>(facts.stream, facts);
-  if (!facts.trouble.empty()) return report(path, text, facts.trouble_offset, facts.trouble.c_str());
-  if (result.IsError()) return report(path, text, result.Offset(), rapidjson::GetParseError_En(result.Code()));
-  if (facts.stream.Tell() != text.size())
-    return report(path, text, facts.stream.Tell(), "expected the end of the text");
+  if (!facts.trouble.empty()) return report(path, input, facts.trouble_offset, facts.trouble.c_str());
+  if (result.IsError()) return report(path, input, result.Offset(), rapidjson::GetParseError_En(result.Code()));
+  if (facts.stream.Tell() != input.size())
+    return report(path, input, facts.stream.Tell(), "expected the end of the input");
   return store_facts(facts.facts);
 }
 
@@ -288,8 +266,8 @@ struct Command {
 };
 
 const Command commands[] = {
-    {"get", 1, 1, get},   {"set", 2, 2, set},   {"delete", 1, 1, remove}, {"keys", 0, 1, keys},
-    {"dump", 0, 0, dump}, {"load", 1, 1, load}, {nullptr, 0, 0, nullptr},
+    {"get", 1, 1, get},   {"set", 2, 2, set},   {"delete", 1, 1, remove},
+    {"keys", 0, 1, keys}, {"dump", 0, 0, dump}, {"load", 1, 1, load},
 };
 
 constexpr char usage[] =
@@ -297,7 +275,7 @@ constexpr char usage[] =
     "       runt set KEY VALUE    store a value\n"
     "       runt delete KEY       remove a key and all below it\n"
     "       runt keys [KEY]       list the names below a key, or at the top\n"
-    "       runt dump             print the whole store as a JSON object of keys and texts\n"
+    "       runt dump             print the whole store as a JSON object of keys and strings\n"
     "       runt load FILE        store every member of such an object, or none (FILE \"-\": standard input)\n"
     "\n"
     "Reads and edits the runtime store in /var/run/runt.\n"
@@ -316,8 +294,13 @@ int run(const Command &command, char **arguments) {
   return failed;
 }
 
-// Whoever starts the program may have closed its standard streams: no file of the store may get such a number, or a
-// message would be written into it.
+int misuse() {
+  fputs(usage, stderr);
+  return misused;
+}
+
+// A caller may have closed the standard streams. No file of the store may get such a number, or a message would be
+// written into it.
 void protect_streams() {
   for (int fd = 0; fd <= 2; fd++)
     if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) _exit(failed);
@@ -328,17 +311,18 @@ void protect_streams() {
 
 int main(int argc, char **argv) {
   std::set_new_handler(end_without_memory);
+  log_init("runt", 0, 0);
   protect_streams();
   if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
     fputs(usage, stdout);
     return done;
   }
-  const Command *command = commands;
-  while (argc >= 2 && command->name != nullptr && strcmp(command->name, argv[1]) != 0) command++;
-  if (argc >= 2 && command->name == nullptr) fprintf(stderr, "runt: '%s' is no command\n", argv[1]);
-  if (argc >= 2 && command->name != nullptr && argc - 2 >= command->least_arguments &&
-      argc - 2 <= command->most_arguments)
-    return run(*command, argv + 2);
-  fputs(usage, stderr);
-  return misused;
+  if (argc < 2) return misuse();
+  for (const Command &command : commands) {
+    if (strcmp(command.name, argv[1]) != 0) continue;
+    bool fits = argc - 2 >= command.least_arguments && argc - 2 <= command.most_arguments;
+    return fits ? run(command, argv + 2) : misuse();
+  }
+  fprintf(stderr, "runt: there is no command '%s'\n", argv[1]);
+  return misuse();
 }

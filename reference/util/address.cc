@@ -1,4 +1,4 @@
-// IPv4 networks in text form.
+// IPv4 networks as strings.
 #include <arpa/inet.h>
 
 #include <cstring>
@@ -9,7 +9,7 @@ namespace {
 
 constexpr int32_t address_bits = 32;
 
-// A length of one or two digits, "08" included; -1 for any other text.
+// A length of one or two digits, "08" included; -1 for any other string.
 int32_t parse_length(const char *text) {
   int32_t length = 0;
   size_t digits = 0;

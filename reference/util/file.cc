@@ -1,4 +1,6 @@
 // Whole files.
+#include "util/file.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -8,24 +10,24 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
 
 #include "platform/tools.h"
 #include "util/memory.h"
-#include "util/stream.h"
+#include "util/owned.h"
 
 namespace {
 
-constexpr size_t smallest_buffer = 1000;
 constexpr size_t largest_file = 64U << 20;
 
-// Keeps others out; a device or pipe that stands in the place of a file keeps its own mode.
+// Makes a file readable for this user alone, also one that belonged to another; a device or pipe that stands in the
+// place of a file keeps its owner and mode.
 bool make_private(int fd) {
   struct stat status;
   if (fstat(fd, &status) != 0) return false;
-  return !S_ISREG(status.st_mode) || (status.st_mode & 07777) == 0600 || fchmod(fd, 0600) == 0;
+  if (!S_ISREG(status.st_mode)) return true;
+  if (status.st_uid != geteuid() && fchown(fd, geteuid(), getegid()) != 0) return false;
+  return (status.st_mode & 07777) == 0600 || fchmod(fd, 0600) == 0;
 }
 
 }  // namespace
@@ -46,34 +48,30 @@ bool wait_ready(int fd, short event, int64_t deadline) {
   }
 }
 
-bool read_all(int fd, size_t expected, size_t limit, int64_t deadline, char **text) {
-  size_t capacity = std::max(expected + 1, smallest_buffer);
-  size_t length = 0;
-  char *buffer = static_cast<char *>(xrealloc(nullptr, capacity + 1));
+bool read_all(int fd, size_t limit, int64_t deadline, std::string *content) {
+  char block[16384];
   for (;;) {
-    if (length == capacity) buffer = static_cast<char *>(xrealloc(buffer, (capacity *= 2) + 1));
-    bool ready = length <= limit && (deadline == no_deadline || wait_ready(fd, POLLIN, deadline));
-    ssize_t got = ready ? read(fd, buffer + length, capacity - length) : -1;
-    if (ready && got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      free(buffer);
+    if (deadline != no_deadline && !wait_ready(fd, POLLIN, deadline)) {
+      errno = ETIMEDOUT;
       return false;
     }
-    if (got == 0) break;
-    length += static_cast<size_t>(got);
+    ssize_t got = read(fd, block, sizeof block);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return got == 0;
+    content->append(block, static_cast<size_t>(got));
+    if (content->size() > limit) {
+      errno = EFBIG;
+      return false;
+    }
   }
-  buffer[length] = '\0';
-  *text = buffer;
-  return true;
 }
 
-bool write_all(int fd, const char *bytes, size_t length) {
-  while (length > 0) {
-    ssize_t written = write(fd, bytes, length);
+bool write_all(int fd, std::string_view content) {
+  while (!content.empty()) {
+    ssize_t written = write(fd, content.data(), content.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return false;
-    bytes += written;
-    length -= static_cast<size_t>(written);
+    content.remove_prefix(static_cast<size_t>(written));
   }
   return true;
 }
@@ -86,17 +84,12 @@ bool file_exists(const char *path) {
 char *file_read(const char *path) {
   if (path == nullptr) return nullptr;
   // Without O_NONBLOCK a FIFO in the place of a file would hold up the run for ever.
-  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  if (fd < 0) return nullptr;
+  Fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status;
-  char *text = nullptr;
-  // The size is a hint only: files of the kernel have none, or one that they do not fill.
-  if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
-    auto expected = std::min(static_cast<size_t>(status.st_size), largest_file);
-    read_all(fd, expected, largest_file, no_deadline, &text);
-  }
-  close(fd);
-  return text;
+  if (!fd.is_open() || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+  std::string content;
+  if (!read_all(fd.get(), largest_file, no_deadline, &content)) return nullptr;
+  return copy_bytes(content.data(), content.size());
 }
 
 bool file_write(const char *path, const char *text) {
@@ -105,18 +98,16 @@ bool file_write(const char *path, const char *text) {
   // place that nobody reads would hold up the run for ever.
   int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
   if (fd < 0) return false;
-  bool complete = make_private(fd) && (text == nullptr || write_all(fd, text, strlen(text)));
+  bool complete = make_private(fd) && (text == nullptr || write_all(fd, text));
   return close(fd) == 0 && complete;
 }
 
 bool file_printf(const char *path, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  char *text = xvasprintf(format, arguments);
+  OwnedString content(xvasprintf(format, arguments));
   va_end(arguments);
-  bool complete = file_write(path, text);
-  free(text);
-  return complete;
+  return file_write(path, content.get());
 }
 
 bool file_replace(int /*mode*/, const char *new_path, const char *final_path, int /*reserved*/) {

@@ -2,6 +2,7 @@
 // moves it only when its room has doubled.
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "platform/tools.h"
 #include "util/memory.h"
@@ -32,7 +33,7 @@ Header *resize(Header *header, int32_t capacity) {
   return header;
 }
 
-// Appends a text that the list owns from then on.
+// Appends a string that the list owns from then on.
 char **append_owned(char **list, char *text) {
   if (list == nullptr) list = _sl_new(0, 0);
   Header *header = header_of(list);
@@ -72,14 +73,9 @@ char **sl_append_printf(char **list, const char *format, ...) {
 char *sl_join(char *const *list, const char *separator) {
   if (list == nullptr || *list == nullptr) return nullptr;
   if (separator == nullptr) separator = "";
-  size_t separator_length = strlen(separator);
-  size_t size = 0;
-  for (char *const *entry = list; *entry != nullptr; entry++) size += strlen(*entry) + separator_length;
-  char *joined = static_cast<char *>(xrealloc(nullptr, size + 1));
-  char *end = append_text(joined, list[0]);
-  for (char *const *entry = list + 1; *entry != nullptr; entry++)
-    end = append_text(append_text(end, separator), *entry);
-  return joined;
+  std::string joined = *list;
+  for (char *const *entry = list + 1; *entry != nullptr; entry++) joined.append(separator).append(*entry);
+  return copy_bytes(joined.data(), joined.size());
 }
 
 char **sl_split(const char *text, char separator) {

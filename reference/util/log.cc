@@ -16,8 +16,9 @@
 #include <ctime>
 
 #include "platform/tools.h"
+#include "util/file.h"
 #include "util/memory.h"
-#include "util/stream.h"
+#include "util/owned.h"
 
 namespace {
 
@@ -27,17 +28,26 @@ constexpr int unknown = -2;
 constexpr int absent = -1;
 int system_log = unknown;  // or a connected socket
 
-// A message may show configuration data: no byte of it may start a line of its own or command a terminal, as U+0080 to
-// U+009F do too.
-void blank_control_bytes(char *text) {
-  for (char *byte = text; *byte != '\0'; byte++) {
+char *formatted(const char *format, ...) __attribute__((format(printf, 1, 2)));
+char *formatted(const char *format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  char *string = xvasprintf(format, arguments);
+  va_end(arguments);
+  return string;
+}
+
+// A message may show configuration data: none of its bytes may start another line or control a terminal. The characters
+// U+0080 to U+009F control terminals too.
+void replace_control_bytes(char *message) {
+  for (char *byte = message; *byte != '\0'; byte++) {
     if (byte[0] == '\xC2' && (byte[1] & 0xE0) == 0x80) byte[0] = byte[1] = '?';
     auto code = static_cast<unsigned char>(*byte);
     if ((code < 0x20 && code != '\t') || code == 0x7F) *byte = '?';
   }
 }
 
-// Early in a boot and in containers nobody listens: one look, and no attempt to connect for each message.
+// Early in a boot and in containers nobody listens: the first message looks, the others go by what it found.
 bool system_log_listens() {
   if (system_log == unknown) {
     static const sockaddr_un address = {AF_UNIX, "/dev/log"};
@@ -50,17 +60,15 @@ bool system_log_listens() {
   return system_log >= 0;
 }
 
-// Unlike syslog(3) this waits for nobody: a logger that has stopped reading loses the message and holds up no boot.
-void tell_system_log(int priority, const char *message) {
-  char *line = nullptr;
-  xasprintf(&line, "<%d>%s: %s", LOG_DAEMON | priority, identifier, message);
-  ssize_t written = write(system_log, line, strlen(line));  // a socket of datagrams sends no signal
+// Unlike syslog(3) this does not wait: a logger that has stopped reading loses the message and does not hold up a boot.
+void send_to_system_log(int priority, const char *message) {
+  OwnedString line(formatted("<%d>%s: %s", LOG_DAEMON | priority, identifier, message));
+  ssize_t written = write(system_log, line.get(), strlen(line.get()));  // a socket of datagrams sends no signal
   static_cast<void>(written);
-  free(line);
 }
 
-// Standard error. A terminal says that it has room when it has not enough for a line, so a device is opened once more,
-// to take what it can and no more: the way it was opened is shared with other programs and has to stay.
+// Standard error. A terminal reports room also when a line does not fit, and a write would wait. So a device is opened
+// once more, without waiting; its first opening is shared with other programs and has to stay as it is.
 int standard_error() {
   static int fd = -1;
   struct stat status;
@@ -70,10 +78,10 @@ int standard_error() {
   return fd;
 }
 
-// A reader that has stopped reading is waited for once, then it counts as gone: it holds up no boot for ever either. A
-// pipe that has room at all has it for PIPE_BUF bytes; a line within them is one write, so that the lines of services
-// that run side by side do not mix.
-void tell_standard_error(const char *line) {
+// Waits once for a reader that has stopped reading, then counts it as gone, so that it does not hold up a boot for
+// ever. A pipe that has room at all has it for PIPE_BUF bytes; a line within them is one write, so that the lines of
+// services that run side by side do not mix.
+void write_to_standard_error(const char *line) {
   constexpr int patience = 10'000;  // milliseconds
   constexpr timespec pause = {0, 10'000'000};
   static bool gone = false;
@@ -99,18 +107,14 @@ void log_message(int priority, const char *format, va_list arguments) {
   int reason = errno;
   bool to_system_log = system_log_listens();
   if (priority == LOG_ERR || to_system_log) {
-    char *message = nullptr;
     errno = reason;  // for "%m"
-    message = xvasprintf(format, arguments);
-    blank_control_bytes(message);
+    OwnedString message(xvasprintf(format, arguments));
+    replace_control_bytes(message.get());
     if (priority == LOG_ERR) {
-      char *line = nullptr;
-      xasprintf(&line, "%s: %s\n", identifier, message);
-      tell_standard_error(line);
-      free(line);
+      OwnedString line(formatted("%s: %s\n", identifier, message.get()));
+      write_to_standard_error(line.get());
     }
-    if (to_system_log) tell_system_log(priority, message);
-    free(message);
+    if (to_system_log) send_to_system_log(priority, message.get());
   }
   errno = reason;
 }

@@ -15,36 +15,37 @@
 [[noreturn]] inline void end_without_memory() {
   static const char message[] = "out of memory\n";
   ssize_t written = write(STDERR_FILENO, message, sizeof message - 1);
-  static_cast<void>(written);  // nothing else is left to tell it to
+  static_cast<void>(written);  // there is no other place for a message
   _exit(1);
 }
 
-// A new text of `length` bytes.
-inline char *copy_bytes(const char *bytes, size_t length) {
-  char *text = static_cast<char *>(malloc(length + 1));
-  if (text == nullptr) end_without_memory();
-  memcpy(text, bytes, length);
-  text[length] = '\0';
-  return text;
+// As realloc; never null for a size above 0.
+inline void *xrealloc(void *memory, size_t size) {
+  void *moved = realloc(memory, size);
+  if (moved == nullptr) end_without_memory();
+  return moved;
 }
 
-// As realloc; never null for a size above 0.
-void *xrealloc(void *memory, size_t size);
+// A copy of `length` bytes as a string that the caller frees.
+inline char *copy_bytes(const char *bytes, size_t length) {
+  auto *string = static_cast<char *>(xrealloc(nullptr, length + 1));
+  memcpy(string, bytes, length);
+  string[length] = '\0';
+  return string;
+}
 
-// Puts a text at the end of another and returns the new end; there has to be room for it.
-char *append_text(char *end, const char *text);
-
-// As vasprintf; the new text belongs to the caller and is never null.
+// As vasprintf; the new string belongs to the caller and is never null.
 inline char *xvasprintf(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
 inline char *xvasprintf(const char *format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
   int length = vsnprintf(nullptr, 0, format, arguments);
-  char *text = length >= 0 ? static_cast<char *>(malloc(static_cast<size_t>(length) + 1)) : nullptr;
-  if (text == nullptr) end_without_memory();
-  vsnprintf(text, static_cast<size_t>(length) + 1, format, again);
+  if (length < 0) end_without_memory();
+  size_t size = static_cast<size_t>(length) + 1;
+  auto *string = static_cast<char *>(xrealloc(nullptr, size));
+  vsnprintf(string, size, format, again);
   va_end(again);
-  return text;
+  return string;
 }
 
 #endif

@@ -1,6 +1,6 @@
 // Child processes. A child has a session of its own, so that nothing can prompt on a terminal; it reads from /dev/null,
-// inherits no descriptor but standard output and standard error, and starts with default signal handling. A child that
-// hangs, or never stops writing, is killed with all that it has started: a boot goes on without it.
+// inherits only the descriptors of standard output and standard error, and starts with default signal handling. A child
+// that hangs, or never stops writing, is killed with all that it has started: a boot goes on without it.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -12,37 +12,39 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string>
 #include <vector>
 
 #include "platform/tools.h"
-#include "util/stream.h"
+#include "util/file.h"
+#include "util/memory.h"
 
 namespace {
 
-constexpr int status_not_run = 127;  // as a shell tells of a program that it cannot run
+constexpr int status_not_run = 127;  // what a shell gives for a program that it cannot run
 constexpr int status_signal = 128;   // plus the signal's number
 
-// Milliseconds; a slow processor needs many for a key of 4096 bits. Where one child hangs most others do, and a boot
-// does not wait so long for each of a thousand.
+// Milliseconds; a slow processor needs many for a key of 4096 bits. Where one child hangs most others do: after two, a
+// boot waits less for each of the others.
 constexpr int time_limit = 30'000;
 constexpr int shorter_limit = 5'000;
 constexpr int hangs_before_shorter = 2;
 int hangs = 0;
 
-constexpr int death_limit = 1'000;  // a killed process that the kernel cannot end yet is not waited for
+constexpr int death_limit = 1'000;  // the longest wait for a killed process, which the kernel may be unable to end
 constexpr size_t largest_output = 1U << 20;
 
-// The argument vector: the program's name, then the texts of `arguments` up to the null pointer.
+// The argument vector: the program's name, then `arguments` up to the null pointer.
 std::vector<char *> argument_vector(const char *program, va_list &arguments) {
   std::vector<char *> vector;
-  for (const char *text = program; text != nullptr; text = va_arg(arguments, const char *)) {
-    vector.push_back(const_cast<char *>(text));  // the interface of exec is older than const
+  for (const char *string = program; string != nullptr; string = va_arg(arguments, const char *)) {
+    vector.push_back(const_cast<char *>(string));  // the interface of exec is older than const
   }
   vector.push_back(nullptr);
   return vector;
 }
 
-// A parent that ignores SIGCHLD hands that on to us, and the kernel would then throw our children's statuses away.
+// A parent that ignores SIGCHLD passes that on to us, and the kernel would then drop the statuses of our children.
 void keep_child_statuses() {
   struct sigaction action;
   if (sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
@@ -57,10 +59,10 @@ pid_t start(int fd_out, char *const *argv) {
   keep_child_statuses();
   posix_spawn_file_actions_t actions;
   posix_spawnattr_t attributes;
-  // A bit for each signal, as sigfillset sets them: it and sigemptyset would be two more functions to look up.
-  sigset_t none = {};
+  sigset_t none;
   sigset_t all;
-  memset(&all, 0xFF, sizeof all);
+  sigemptyset(&none);
+  sigfillset(&all);
   if (posix_spawn_file_actions_init(&actions) != 0) return -1;
   if (posix_spawnattr_init(&attributes) != 0) {
     posix_spawn_file_actions_destroy(&actions);
@@ -84,14 +86,14 @@ pid_t start(int fd_out, char *const *argv) {
   return pid;
 }
 
-// Kills the child's session. The process has to be a child of ours that has not been waited for: no other number is
-// safe, and that of a negated 1 would mean every process there is.
+// Kills the child's session. The process has to be a child of ours that has not been waited for, as the number of any
+// other may have gone to a new process. The number 1, negated, would mean every process.
 void kill_session(pid_t child) {
   if (child > 1) kill(-child, SIGKILL);
 }
 
-// Waits for the child's end, whatever interrupts; false when it is none of ours. Its number stays 0 in `end` when
-// WNOHANG is among the options and it goes on.
+// Waits for the child's end, whatever interrupts; false for a process that is not our child. With WNOHANG among the
+// options the number in `end` stays 0 while the child goes on.
 bool wait_for(pid_t child, siginfo_t *end, int options) {
   *end = {};
   int failed;
@@ -101,8 +103,8 @@ bool wait_for(pid_t child, siginfo_t *end, int options) {
   return failed == 0;
 }
 
-// Whether the child has ended before the deadline. It is asked for again and again, as not every kernel and tool knows
-// descriptors of processes; most have ended before the second time.
+// True when the child ends before the deadline. The child is looked at again and again, as not every kernel has
+// descriptors of processes; most children have ended before the second look.
 bool ends_before(pid_t child, int64_t deadline) {
   constexpr long longest_pause = 20'000'000;
   timespec pause = {0, 100'000};
@@ -119,7 +121,7 @@ int64_t child_deadline() {
   return moment_after(hangs < hangs_before_shorter ? time_limit : shorter_limit);
 }
 
-// Waits for the child and returns its exit status. What is no child of ours is left alone.
+// Waits for the child and returns its exit status. A process that is not our child is left alone.
 int reap(pid_t pid, int64_t deadline) {
   if (pid <= 1) return status_not_run;
   siginfo_t end;
@@ -144,29 +146,28 @@ char *_process_capture(int /*fd_in*/, int /*fd_err*/, int /*capture*/, int /*res
   std::vector<char *> argv = argument_vector(program, arguments);
   va_end(arguments);
 
-  // Callers do without the output, and what they write then lacks something: the log has to tell why. A program that
-  // ends with a status of its own has told it itself, and one that a firmware does not have is nothing to be told of at
-  // every boot.
+  // Callers go on without the output, and write files that lack something, so the log has to say why. A program that
+  // ends with a status of its own has reported it, and one that the firmware does not have is not an error.
   int ends[2];
   int status = status_not_run;
-  char *output = nullptr;
+  std::string output;
+  bool complete = false;
   bool missing = false;
   if (pipe2(ends, O_CLOEXEC) == 0) {
     pid_t pid = start(ends[1], argv.data());
     missing = pid < 0 && errno == ENOENT && file_exists("/dev/null");
     close(ends[1]);
     int64_t deadline = child_deadline();
-    if (pid >= 0 && !read_all(ends[0], 0, largest_output, deadline, &output)) kill_session(pid);
+    complete = pid >= 0 && read_all(ends[0], largest_output, deadline, &output);
+    if (pid >= 0 && !complete) kill_session(pid);
     close(ends[0]);
     status = reap(pid, deadline);
   }
   if (missing)
     log_debug("there is no %s", program);
-  else if (output == nullptr || status >= status_not_run)
+  else if (!complete || status >= status_not_run)
     log_error("%s did not run to its end", program != nullptr ? program : "a program");
-  if (status == 0) return output;
-  free(output);
-  return nullptr;
+  return complete && status == 0 ? copy_bytes(output.data(), output.size()) : nullptr;
 }
 
 pid_t _process_exec_fd(int /*fd_in*/, int /*fd_out*/, int /*fd_err*/, int /*reserved*/, const char *program, ...) {

@@ -203,7 +203,7 @@ $usage" $arguments ;;
 -f config.json|tessera-preview: config.json: Not a directory
 --tessera look -o stored|tessera-preview: stored: is not empty
 --tessera look -o absent/below|tessera-preview: absent/below: No such file or directory
---tessera look -o never -r bad.json|runt: bad.json:1:7: a: expected a text
+--tessera look -o never -r bad.json|runt: bad.json:1:7: a: expected a string
 --tessera look -o never -f rootfs|tessera-preview: /pipe: $plain
 |no service is named
 all -p|ARGS are for a single service

@@ -42,7 +42,7 @@ TEST(RuntProgram, ReadsAndEdits) {
       {"$R get bad", "1"},
       {"$R dump >/dev/full", "runt: cannot write: No space left on device\n1"},
       {"$R --help | head -n1", "Usage: runt get KEY          print the value at a key\n0"},
-      {"$R frobnicate 2>&1 | head -n1; $R >/dev/null 2>&1", "runt: 'frobnicate' is no command\n2"},
+      {"$R frobnicate 2>&1 | head -n1; $R >/dev/null 2>&1", "runt: there is no command 'frobnicate'\n2"},
       {"$R set only-key >/dev/null 2>&1", "2"},
       {"rm -r /var/run/runt && : >/var/run/runt && $R dump",
        "runt: cannot open the store in /var/run/runt: Not a directory\n1"},
@@ -53,21 +53,21 @@ TEST(RuntProgram, ReadsAndEdits) {
 TEST(RuntProgram, RefusesBadInputWhole) {
   const char *const rows[][2] = {
       {"", "1:1: The document is empty."},
-      {"[]", "1:1: expected an object of keys and texts"},
-      {"\"a\"", "1:1: expected an object of keys and texts"},
-      {"{\"new\":\"1\",\\n  \"c\": 5}", "2:8: c: expected a text"},
-      {"{\"new\":\"1\",\\n\\n \"c\" : {\"d\":\"e\"}}", "3:8: c: expected a text"},
+      {"[]", "1:1: expected an object of keys and strings"},
+      {"\"a\"", "1:1: expected an object of keys and strings"},
+      {"{\"new\":\"1\",\\n  \"c\": 5}", "2:8: c: expected a string"},
+      {"{\"new\":\"1\",\\n\\n \"c\" : {\"d\":\"e\"}}", "3:8: c: expected a string"},
       {"{\"new\":\"1\", \"new\":\"2\"}", "1:13: new: expected each key once"},
       {"{\"new\":\"1\", \"c.\":\"2\"}",
        "1:13: \"c.\": expected a key of at most 500 bytes, one or more names joined by \".\""},
-      {"{\"new\":\"a\\\\u0000\"}", "1:8: new: expected a text without zero bytes"},
+      {"{\"new\":\"a\\\\u0000\"}", "1:8: new: expected a string without zero bytes"},
       {"{\"new\":\"a\\\\udc00\"}", "1:8: new: half of a surrogate pair, which is no character"},
       {"{\"new\":\"1\", \"c\\\\u0000d\":\"2\"}",
        "1:13: \"c\\x00d\": expected a key in UTF-8 without control characters"},
       {"{\"new\":\"\\377\"}", "1:9: Invalid encoding in string."},
       {"{\"new\":\"1\"", "1:11: Missing a comma or '}' after an object member."},
       {"{\"new\":\"1\"} {}", "1:13: The document root must not be followed by other values."},
-      {"{\"new\":\"1\"}\\000", "1:12: expected the end of the text"},
+      {"{\"new\":\"1\"}\\000", "1:12: expected the end of the input"},
   };
   ASSERT_EQ(shell("rm -rf /var/run/runt; $R set old 1"), "0");
   for (const auto &[input, message] : rows)

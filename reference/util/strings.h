@@ -1,0 +1,33 @@
+// Taking strings apart.
+#ifndef TESSERA_REFERENCE_UTIL_STRINGS_H
+#define TESSERA_REFERENCE_UTIL_STRINGS_H
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+// The pieces between separators, empty ones included; one piece when there is no separator.
+inline std::vector<std::string_view> split(std::string_view string, char separator) {
+  std::vector<std::string_view> pieces;
+  for (;;) {
+    size_t end = std::min(string.find(separator), string.size());
+    pieces.push_back(string.substr(0, end));
+    if (end == string.size()) return pieces;
+    string.remove_prefix(end + 1);
+  }
+}
+
+// The lines without their ends; an end behind the last line starts no further one.
+inline std::vector<std::string_view> lines_of(std::string_view string) {
+  std::vector<std::string_view> lines = split(string, '\n');
+  if (lines.back().empty()) lines.pop_back();
+  return lines;
+}
+
+// True for one of `words`, which are separated by single spaces.
+inline bool is_word_of(std::string_view string, std::string_view words) {
+  std::vector<std::string_view> all = split(words, ' ');
+  return std::find(all.begin(), all.end(), string) != all.end();
+}
+
+#endif
