@@ -1,14 +1,14 @@
 // What lies directly below a key, in natural order.
-#include <lmdb.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/runt.h"
 #include "platform/tools.h"
+#include "runt/connection.h"
 #include "runt/store.h"
 #include "util/memory.h"
 
@@ -36,12 +36,8 @@ bool naturally_before(const Child &left, const Child &right) {
   return left.name.size() < right.name.size();
 }
 
-std::string_view bytes_of(const MDB_val &value) {
-  return {static_cast<const char *>(value.mv_data), value.mv_size};
-}
-
-// The children of `key` ("" for the top level) in natural order. Their texts lie in the store and are valid until the
-// next change.
+// The children of `key` ("" for the top level) in natural order. Their strings lie in the store and are valid until
+// the next change.
 std::vector<Child> find_children(const char *key) {
   std::vector<Child> children;
   StoredKey seek = {};
@@ -73,26 +69,22 @@ std::vector<Child> find_children(const char *key) {
   return children;
 }
 
-char *put_text(char *place, std::string_view text) {
-  memcpy(place, text.data(), text.size());
-  place[text.size()] = '\0';
-  return place + text.size() + 1;
+RuntEntry *make_entry(const char *parent, const Child &child) {
+  auto *entry = static_cast<RuntEntry *>(xrealloc(nullptr, sizeof(RuntEntry)));
+  std::string key = parent;
+  if (!key.empty()) key += '.';
+  size_t name = key.size();
+  key += child.name;
+  entry->key = copy_bytes(key.data(), key.size());
+  entry->name = entry->key + name;
+  entry->value = copy_bytes(child.value.data(), child.value.size());
+  return entry;
 }
 
-// One block holds the entry and its texts.
-RuntEntry *make_entry(std::string_view parent, const Child &child) {
-  size_t key_size = parent.size() + (parent.empty() ? 0 : 1) + child.name.size() + 1;
-  char *block = static_cast<char *>(malloc(sizeof(RuntEntry) + key_size + child.value.size() + 1));
-  if (block == nullptr) end_without_memory();
-  char *key = block + sizeof(RuntEntry);
-  char *name = key;
-  if (!parent.empty()) {
-    name = put_text(name, parent);
-    name[-1] = '.';
-  }
-  char *value = put_text(name, child.name);
-  put_text(value, child.value);
-  return new (block) RuntEntry{key, name, value};
+void free_entry(RuntEntry *entry) {
+  free(const_cast<char *>(entry->key));  // made by make_entry
+  free(const_cast<char *>(entry->value));
+  free(entry);
 }
 
 }  // namespace
@@ -110,8 +102,7 @@ RuntEntry **runt_get_entries(const char *key, int /*reserved1*/, int /*reserved2
   std::vector<Child> children = find_children(key);
   std::erase_if(children, [](const Child &child) { return !child.has_value; });
   if (children.empty()) return nullptr;
-  RuntEntry **entries = static_cast<RuntEntry **>(malloc((children.size() + 1) * sizeof(RuntEntry *)));
-  if (entries == nullptr) end_without_memory();
+  auto **entries = static_cast<RuntEntry **>(xrealloc(nullptr, (children.size() + 1) * sizeof(RuntEntry *)));
   RuntEntry **end = entries;
   for (const Child &child : children) *end++ = make_entry(key, child);
   *end = nullptr;
@@ -120,6 +111,6 @@ RuntEntry **runt_get_entries(const char *key, int /*reserved1*/, int /*reserved2
 
 void runt_entries_free(RuntEntry **entries) {
   if (entries == nullptr) return;
-  for (RuntEntry **entry = entries; *entry != nullptr; entry++) free(*entry);
+  for (RuntEntry **entry = entries; *entry != nullptr; entry++) free_entry(*entry);
   free(entries);
 }

@@ -1,4 +1,4 @@
-// The store behind platform/runt.h: its place, its keys and its connection.
+// The store behind platform/runt.h: its place and its keys.
 //
 // It is one LMDB database. A key is stored with a zero byte in place of each dot. No other byte sorts before it, so a
 // key and all below it lie next to each other, and one step of the search tree leads past them.
@@ -6,8 +6,6 @@
 #define TESSERA_REFERENCE_RUNT_STORE_H
 
 #include <cstddef>
-
-struct MDB_cursor;
 
 // Lives in memory on a router and is empty after each boot.
 inline constexpr char runt_directory[] = "/var/run/runt";
@@ -22,9 +20,6 @@ struct StoredKey {
 
 // False for a key that no value can have: null, empty, too long, or with an empty component.
 bool runt_encode_key(const char *key, StoredKey *encoded);
-
-// A cursor on what this connection sees, for the caller to close before the next change; null without a connection.
-MDB_cursor *runt_open_cursor();
 
 // The meaning of a non-zero result of runt_init and of the changes, in words.
 const char *runt_error_text(int error);

@@ -2,8 +2,10 @@
 // has to do, tessera-conformance asks.
 #include "platform/runt.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -278,6 +280,49 @@ TEST_F(Runt, KilledReadersLeaveRoom) {
   EXPECT_TRUE(rows_alike());
   kill(holder, SIGKILL);
   EXPECT_EQ(ended_by(holder), -SIGKILL);
+}
+
+// Starts the program and leaves it stopped where it has just got LMDB's lock for opening the store. 0 when this system
+// cannot trace programs.
+pid_t stop_while_opening() {
+  pid_t pid = fork_child([] {
+    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) execl(RUNT_PROGRAM, "runt", "set", "a", "2", nullptr);
+    return 1;
+  });
+  for (bool asked = false, got = false; !got;) {
+    int status;
+    __ptrace_syscall_info call = {};
+    if (waitpid(pid, &status, 0) != pid || !WIFSTOPPED(status)) return 0;
+    if (ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof call, &call) < 0) return 0;
+    got = asked && call.op == PTRACE_SYSCALL_INFO_EXIT;
+    asked = call.op == PTRACE_SYSCALL_INFO_ENTRY && call.entry.nr == SYS_fcntl && call.entry.args[1] == F_SETLK;
+    if (!got) ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr);
+  }
+  return pid;
+}
+
+TEST_F(Runt, StoppedProgramsAreWaitedForOnce) {
+  ASSERT_EQ(put("row.0", "1"), 0);
+  runt_deinit();
+  EXPECT_EQ(ended_by(fork_child([] {
+              alarm(60);  // the end of a test that hangs
+              pid_t writer = fork_child([] { return runt_init() + write_batch(-1, [] { raise(SIGSTOP); }); });
+              waitpid(writer, nullptr, WUNTRACED);
+              if (freopen("/var/run/messages", "w", stderr) == nullptr || runt_init() != 0) return 1;
+              for (int change = 0; change < 20; change++) {
+                if (runt_delete("hybrid") == 0 || runt_edit_start() == 0) return 2;
+              }
+              if (take(runt_get_string("row.0")) != "1") return 3;
+              runt_deinit();
+              kill(writer, SIGKILL);
+              pid_t opener = stop_while_opening();
+              if (opener != 0 && runt_init() == 0) return 4;
+              kill(opener != 0 ? opener : writer, SIGKILL);
+              return runt_init() + put("row.0", "2");
+            })),
+            0);
+  EXPECT_EQ(take(file_read("/var/run/messages")),
+            "tessera: another program keeps the runtime store /var/run/runt locked, giving up after 10 seconds\n");
 }
 
 }  // namespace
