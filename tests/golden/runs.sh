@@ -1,11 +1,12 @@
 #!/bin/sh
-# What a run finds that came before it: another run, and files of other users.
+# What a run finds that came before it, another run and files of other users, and how tessera answers command lines.
 #
 #   runs.sh BIN_DIRECTORY
 set -eu
 bin=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+devices=$(realpath "${0%/*}")/network-devices/config.json
 tessera=/.host$bin/tessera # where a preview reaches the machine's files
 
 # Previews SERVICE for the configuration CONFIG with the commands that come on standard input in the place of tessera.
@@ -21,6 +22,28 @@ fail() {
   echo "runs.sh: $*" >&2
   exit 1
 }
+
+answer=$("$bin/tessera" 2>&1 || echo "status $?")
+[ "$answer" = 'Usage: tessera <name>
+status 1' ] || fail "without a service: $answer"
+answer=$("$bin/tessera" 2>/dev/null) || :
+[ -z "$answer" ] || fail "without a service, on standard output: $answer"
+while IFS='|' read -r arguments status output errors; do
+  got=0
+  # shellcheck disable=SC2086 # a list of words
+  "$bin/tessera-preview" -c "$devices" -o "$work/shown" network $arguments >"$work/stdout" 2>"$work/stderr" || got=$?
+  [ "$got|$(cat "$work/stdout")|$(cat "$work/stderr")" = "$status|$output|$errors" ] ||
+    fail "network $arguments: $got, $(cat "$work/stdout" "$work/stderr")"
+  [ "$(find "$work/shown" -type f)" = "" ] || fail "network $arguments writes files"
+  rmdir "$work/shown"
+done <<'ROWS'
+--device network.device.dongle|0|usb0|
+--device|1||error: expected single parameter for --device PATH
+--device network.device.dongle -p|1||error: expected single parameter for --device PATH
+x --device|1||error: config lookup failed
+--device network.device.nothing|1||error: config lookup failed
+--device network|1||error: network node lookup failed
+ROWS
 
 # A run that has waited writes the configuration that is valid then.
 while read -r service path config; do
