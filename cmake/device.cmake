@@ -1,7 +1,9 @@
 # The device's own libraries, by full path: other packages use the name libconfig too. A library that lacks an operation
 # fails the configuration, not the boot of a router.
-if(NOT IS_DIRECTORY "${TESSERA_SYSROOT}")
+if(TESSERA_SYSROOT STREQUAL "")
   message(FATAL_ERROR "TESSERA_PLATFORM=device needs TESSERA_SYSROOT, the directory that holds the device's libraries")
+elseif(NOT IS_DIRECTORY "${TESSERA_SYSROOT}")
+  message(FATAL_ERROR "TESSERA_SYSROOT is '${TESSERA_SYSROOT}', which is no directory")
 endif()
 
 function(tessera_device_library name)

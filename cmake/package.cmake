@@ -1,6 +1,11 @@
-# What an installation holds besides the programs, and the Debian package of it.
+# What an installation holds besides the programs, and the Debian package of it. A device gets no examples: they hold
+# private keys, and it is configured by other means.
 install(FILES cmake/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME tessera.conf)
-install(FILES README.md doc/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES doc/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(TESSERA_PLATFORM STREQUAL "device")
+  return()
+endif()
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY doc/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/doc FILES_MATCHING PATTERN "*.md" PATTERN notes EXCLUDE)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
@@ -15,6 +20,7 @@ Linux-PAM. It starts and signals no daemon.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Opened when a secret has to be encoded, so no linker knows of it.
@@ -23,5 +29,7 @@ set(CPACK_DEBIAN_PACKAGE_DEPENDS libssl3)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "openssl, strongswan-pki")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "strongswan-starter, dnsmasq-base, openvpn")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/postinst)
-set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/compress_manual.cmake)
+set(CPACK_DEBIAN_SOURCE ${CMAKE_SOURCE_DIR})
+set(CPACK_DEBIAN_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/debian.sh)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian.cmake)
 include(CPack)

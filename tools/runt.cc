@@ -277,6 +277,7 @@ constexpr char usage[] =
     "       runt keys [KEY]       list the names below a key, or at the top\n"
     "       runt dump             print the whole store as a JSON object of keys and strings\n"
     "       runt load FILE        store every member of such an object, or none (FILE \"-\": standard input)\n"
+    "       runt --version        print the version\n"
     "\n"
     "Reads and edits the runtime store in /var/run/runt.\n"
     "Exit status: 0 done; 1 there is no such key, or it failed with a message; 2 wrong usage.\n";
@@ -315,6 +316,10 @@ int main(int argc, char **argv) {
   protect_streams();
   if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
     fputs(usage, stdout);
+    return done;
+  }
+  if (argc == 2 && strcmp(argv[1], "--version") == 0) {
+    puts("runt " TESSERA_VERSION);
     return done;
   }
   if (argc < 2) return misuse();

@@ -58,6 +58,17 @@ int32_t run_mapper(const MapperRow &row, int32_t argc, char **argv) {
   return status;
 }
 
+// --help and --version are answered for people; a firmware never names a service so.
+bool tells_about_itself(const char *word) {
+  if (strcmp(word, "--help") == 0) {
+    puts("Usage: tessera <name>\n"
+         "Writes the files of one service: dnsmasq, ipsec, network or pam. See tessera(8).");
+    return true;
+  }
+  if (strcmp(word, "--version") == 0) puts("tessera " TESSERA_VERSION);
+  return strcmp(word, "--version") == 0;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -65,6 +76,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "Usage: tessera <name>\n");
     return 1;
   }
+  if (tells_about_itself(argv[1])) return 0;
   for (const MapperRow *row = mapper_table; row->name != nullptr; row++) {
     if (strcmp(row->name, argv[1]) != 0) continue;
     std::set_new_handler(end_without_memory);

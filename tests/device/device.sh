@@ -58,7 +58,7 @@ refused() {
     fail "accepted, although: $1"
   tr -s ' \n' ' ' <"$scratch/refusal" | grep -qF "$1" || { cat "$scratch/refusal"; fail "no message: $1"; }
 }
-refused "TESSERA_SYSROOT, the directory that holds the device's libraries"
+refused "which is no directory"
 cp -R "$sysroot" "$sysroot.bad"
 library=$sysroot.bad${libraries#"$sysroot"}/librunt.so
 rm "$library"

@@ -22,6 +22,7 @@ mkdir -p /etc/config
 mount -t tmpfs none /etc/config
 "$conformance" >/var/run/without 2>&1 && fail "passed on a device without the configuration"
 grep -q '^not ok .* - config_load: ' /var/run/without || fail "did not say that the configuration is missing"
+grep -q 'config.h and network.h did not run$' /var/run/without || fail "did not say what was not checked"
 cp "$configuration" /etc/config/config.json
 "$conformance" >/var/run/lines 2>/var/run/messages || { grep '^not ok' /var/run/lines >&2; fail "a promise is broken"; }
 [ -s /var/run/messages ] && { cat /var/run/messages >&2; fail "messages besides the lines"; }

@@ -28,10 +28,12 @@ for need in libc6 libssl3; do
 done
 dpkg-deb -c "$package" | awk '{print $6}' >"$scratch/list"
 for path in sbin/tessera bin/runt bin/tessera-config bin/tessera-preview lib/tmpfiles.d/tessera.conf \
-  share/man/man8/tessera.8 share/man/man5/tessera.json.5 \
+  share/man/man8/tessera.8 share/man/man5/tessera.json.5 share/doc/tessera/changelog.Debian \
   share/doc/tessera/copyright share/doc/tessera/examples/branch-office/config.json; do
   grep -q "^\./usr/$path\(\.gz\)\{0,1\}$" "$scratch/list" || fail "lacks $path"
 done
+dpkg-deb --fsys-tarfile "$package" | tar -xO ./usr/share/doc/tessera/changelog.Debian.gz | gzip -d >"$scratch/changelog"
+[ "$(dpkg-parsechangelog -l "$scratch/changelog" -S Version)" = "$(field Version)" ] || fail "has the changelog of another version"
 if grep -vE '^\./(usr/((s?bin|lib|lib/tmpfiles\.d|share|share/(doc|man|bash-completion))/.*)?)?$' "$scratch/list"; then
   fail "holds what it should not"
 fi

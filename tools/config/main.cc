@@ -9,7 +9,8 @@ namespace {
 
 constexpr char usage[] =
     "Usage: tessera-config check FILE\n"
-    "       tessera-config schema [--strict]\n";
+    "       tessera-config schema [--strict]\n"
+    "       tessera-config --help | --version\n";
 
 constexpr char help[] =
     "\n"
@@ -39,9 +40,18 @@ constexpr Command commands[] = {
     {"schema", schema_command},
 };
 
+// Whether the option stands first, or right behind a command.
+bool asks_for(int argc, char **argv, const char *option) {
+  return (argc > 1 && strcmp(argv[1], option) == 0) || (argc > 2 && strcmp(argv[2], option) == 0);
+}
+
 Status run(int argc, char **argv) {
-  if (argc == 2 && strcmp(argv[1], "--help") == 0) {
+  if (asks_for(argc, argv, "--help")) {
     printf("%s%s", usage, help);
+    return sound;
+  }
+  if (argc == 2 && asks_for(argc, argv, "--version")) {
+    puts("tessera-config " TESSERA_VERSION);
     return sound;
   }
   if (argc < 2) return misuse();

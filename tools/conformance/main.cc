@@ -77,11 +77,19 @@ static void run_group(const Group &group) {
   check(where.c_str(), ended && WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "ended early", false);
 }
 
-int main(int argc, char **) {
-  if (argc != 1) {
-    fputs("usage: tessera-conformance\n", stderr);
-    return 2;
-  }
+static const char usage[] =
+    "Usage: tessera-conformance [--help | --version]\n"
+    "Checks the libraries of a device, which has to hold the configuration that is installed beside this program.\n";
+
+static int answer(const char *option) {
+  if (strcmp(option, "--version") == 0) return puts("tessera-conformance " TESSERA_VERSION) < 0;
+  bool help = strcmp(option, "--help") == 0;
+  fputs(usage, help ? stdout : stderr);
+  return help ? 0 : 2;
+}
+
+int main(int argc, char **argv) {
+  if (argc != 1) return answer(argc == 2 ? argv[1] : "");
   setvbuf(stdout, nullptr, _IOLBF, 0);  // a crash shall not take the lines before it along
   void *shared = mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED) {
@@ -91,6 +99,9 @@ int main(int argc, char **) {
   counts = static_cast<Counts *>(shared);
   for (const Group *group = groups; group->header != nullptr; ++group) run_group(*group);
   printf("1..%d\n", counts->checks);
+  if (!counts->prepared)
+    fputs("tessera-conformance: this device holds another configuration: the checks of config.h and network.h did not run\n",
+          stderr);
   if (counts->failures != 0)
     fprintf(stderr, "tessera-conformance: %d of %d checks failed\n", counts->failures, counts->checks);
   return counts->failures != 0 ? 1 : 0;

@@ -52,6 +52,7 @@ constexpr const char *help_text =
     "                         the programs to run; without it those beside tessera-preview, else\n"
     "                         those in PATH\n"
     "  --help                 prints this text\n"
+    "  --version              prints the version\n"
     "\n"
     "Ends with tessera's status (of several services the highest), 128 + N when signal N ended it;\n"
     "when that is 0, with 5 when --verify finds an error in a file, with 4 when --exit-code is given\n"
@@ -103,6 +104,7 @@ Options read_command_line(int argc, char **argv) {
     option_tessera = 256,
     option_runt,
     option_help,
+    option_version,
     option_summary,
     option_json,
     option_verify,
@@ -125,6 +127,7 @@ Options read_command_line(int argc, char **argv) {
       {"tessera", required_argument, nullptr, option_tessera},
       {"runt", required_argument, nullptr, option_runt},
       {"help", no_argument, nullptr, option_help},
+      {"version", no_argument, nullptr, option_version},
       {nullptr, 0, nullptr, 0},
   };
   // As getopt's messages call the program; so do the others.
@@ -176,6 +179,9 @@ Options read_command_line(int argc, char **argv) {
       case option_runt:
         options.runt = optarg;
         break;
+      case option_version:
+        puts("tessera-preview " TESSERA_VERSION);
+        exit(0);
       case option_help:
         printf("%s\n%s", usage_line, help_text);
         exit(0);
