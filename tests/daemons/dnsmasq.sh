@@ -29,7 +29,7 @@ echo "$ip $router $dns ${domain:-} ${mtu:-}" >/run/lease
 CLIENT
 chmod +x /run/client.sh
 
-# lease MAC: asks for an address and prints what the client was told.
+# lease MAC: asks for an address and prints what the client was given.
 lease() {
   rm -f /run/lease
   ip -n client link set eth0 down

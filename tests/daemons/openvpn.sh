@@ -153,7 +153,7 @@ for way in tapclient:192.168.5.1 over_subnet:192.168.5.1 uploaded:10.8.0.1 tuncl
 done
 
 for client in tapclient tunclient uploaded; do
-  [ -s "/run/up.$client" ] || fail "the interface manager was not told of $client"
+  [ -s "/run/up.$client" ] || fail "the interface manager was not called for $client"
 done
 for connection in subnet:client subnet:user ptp:client; do
   grep -q "^client-connect ${connection#*:} " "/run/client_updown.${connection%:*}" || fail "no notice of $connection"

@@ -1,6 +1,6 @@
-// A PAM module that records how it was called and answers as a file tells it. Installed under the names of the device's
-// own modules. The record is a line "MODULE TYPE|ARGUMENT|ARGUMENT..." in /run/pam.log; the answer is the number in
-// /run/pam-verdict/MODULE.TYPE, success when there is none.
+// A PAM module that records how it was called, installed under the names of the device's own modules. The record is a
+// line "MODULE TYPE|ARGUMENT|ARGUMENT..." in /run/pam.log; the answer is the number in /run/pam-verdict/MODULE.TYPE,
+// success when there is none.
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <security/pam_modules.h>

@@ -7,7 +7,7 @@
 #   router_configure CONFIG [FACTS [ROOTFS]]   puts a configuration, runtime facts and extra files in place
 #   start NAME COMMAND...    starts a process, whose output goes to /run/NAME.log; it ends with the script
 #   wait_for SECONDS COMMAND...   repeats the command until it succeeds
-#   expect WHAT ACTUAL EXPECTED   compares two texts
+#   expect WHAT ACTUAL EXPECTED   compares two strings
 #   fail MESSAGE             ends the test
 BIN=$1
 SOURCE=$(realpath "${0%/*}/../..")

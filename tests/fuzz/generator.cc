@@ -10,7 +10,7 @@
 
 namespace {
 
-// What texts are made of: words that the mappers know, names that entries and references share ...
+// What strings are made of: words that the mappers know, names that entries and references share ...
 const char plain_words[] =
     "lan wan a b tun1 m1 eth0 eth1 eth0.5 m_2 br0 ethernet usb_ethernet loopback vnet wlan ap client switch "
     "active-backup round-robin static dhcp hybrid dhcpv6 prefix_delegation passthrough modem pppoe hotspot wisun "
@@ -21,7 +21,7 @@ const char plain_words[] =
     "corvo_list_only built_in_list_only apn_list_only esp aes128 sha256 modp2048 1 0 2 true false y n -1 2147483648 "
     "192.0.2.1 192.0.2.1/24 198.51.100.7 10.0.0.0/8 0.0.0.0/0 2001:db8::1 2001:db8::/32 /33 00:40:9D:11:22:33 100 "
     "200 network.interface.lan network.interface.wan /network/interface/lan host.example";
-// ... and values that no one should have to expect. "\x01" stands for a text of 64 KiB, then for shorter ones.
+// ... and values that no one should have to expect. "\x01" stands for a string of 64 KiB, then for shorter ones.
 const char nasty_words[] =
     "-----BEGIN CERTIFICATE-----\nMIIB\n-----END CERTIFICATE-----\n\0"
     "-----END CERTIFICATE----------END CERTIFICATE-----\0client\ndev tun0\nup /bin/x\nauth-user-pass\ncert c\n\nca d\0"
@@ -90,7 +90,7 @@ bool is_line_character(char c) {
 }
 
 // Every character that may be more than itself somewhere becomes "Q" and two digits, and so does "Q".
-// What stands in texts of several lines decides only what `network` makes of them: no other file of lines holds them.
+// The lines of a string of several lines matter to `network` only: no other service writes it into a file of lines.
 std::string tame(std::string_view text) {
   static constexpr char digits[] = "0123456789abcdef";
   std::string harmless;
@@ -106,7 +106,7 @@ std::string tame(std::string_view text) {
   return harmless;
 }
 
-// Makes any bytes a text that the loader accepts.
+// Makes a string that the loader accepts from any bytes.
 std::string acceptable(std::string text, bool many_lines) {
   for (char &c : text) {
     bool control = (c >= 0 && c < 0x20) || c == 0x7f;

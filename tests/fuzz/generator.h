@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-// A text in the form to be tried, and with nothing but harmless characters: different texts stay different, empty ones
+// A string in the form to be tried, and with nothing but harmless characters: different ones stay different, empty ones
 // empty, and punctuation that the mappers look at stays where it was.
 struct Variants {
   std::string hostile, tame;

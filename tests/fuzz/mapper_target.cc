@@ -1,6 +1,6 @@
 // Fuzz target: the mapper SERVICE on valid configurations and runtime facts, on a file system of its own. Its output is
 // checked: which files there are, with what modes, that no value makes a line more or less, that lines of the UCI file
-// are whole, that null reads as the empty text, and where secrets show.
+// are whole, that null reads as the empty string, and where secrets show.
 #include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
@@ -152,7 +152,7 @@ bool is_uci_line(std::string_view line) {
   if (!take(line, "\toption ") && !take(line, "\tlist ")) return false;
   size_t name = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_");
   if (name == line.npos || line[name] != ' ') return false;
-  // One value is written as it stands: a quote in it stays within its line, and a check tells of it.
+  // One value is written as it stands: a quote in it stays within its line, and the checker reports it.
   if (line.substr(0, name) == "ip6addr") return line.size() > name + 2 && line[name + 1] == '"' && line.back() == '"';
   line.remove_prefix(name + 1);
   if (is_quoted(line)) return true;
@@ -184,7 +184,7 @@ void check_file(const FTSENT *entry, const std::string &path, LineCounts &counts
   if ((entry->fts_statp->st_mode & 07777) != rule->mode) wrong("wrong mode", path);
   std::string text = rule->lines != Lines::several ? read_file(entry->fts_accpath) : "";
   if (rule->mode != 0600) expect_no_secret("a public file shows a secret", text);
-  if (trouble.null_texts && text.find("(null)") != text.npos) wrong("null is written", path);
+  if (trouble.null_strings && text.find("(null)") != text.npos) wrong("null is written", path);
   counts[path] = check_lines(path, text, rule->lines);
 }
 
@@ -271,7 +271,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
   Case made = generate(bytes, size);
   LineCounts counts = run(made, &Variants::hostile);
-  if (run(made, &Variants::tame, {.null_texts = true}) != counts)
+  if (run(made, &Variants::tame, {.null_strings = true}) != counts)
     wrong("values make lines more or less", made.document.hostile);
   if (size % 4 == 0) run(made, &Variants::hostile, {.no_model = true});
   if (size % 4 == 1) run(made, &Variants::hostile, {.no_store = true});

@@ -55,13 +55,13 @@ int __wrap_runt_init();
 
 const char *__wrap_config_get_string(const ConfigNode *node, const char *path) {
   const char *text = __real_config_get_string(node, path);
-  return trouble.null_texts && text != nullptr && *text == '\0' ? nullptr : text;
+  return trouble.null_strings && text != nullptr && *text == '\0' ? nullptr : text;
 }
 
 NetworkModel *__wrap_network_load(const ConfigNode *root) {
   if (trouble.no_model) return nullptr;
   Trouble kept = trouble;
-  trouble = {};  // the reference platform knows what its own texts are
+  trouble = {};  // the reference platform itself gives no null
   NetworkModel *model = __real_network_load(root);
   trouble = kept;
   return model;

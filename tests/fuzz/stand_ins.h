@@ -9,9 +9,9 @@
 // The document that the loader reads instead of a file.
 extern std::string_view document_text;
 
-// Stands before the text of every secret that a generated document holds; empty when documents are not generated.
+// Stands at the start of every secret that a generated document holds; empty when documents are not generated.
 extern std::string_view secret_mark;
-extern bool lines_decide;  // whether the lines of a text change what a mapper writes for it
+extern bool lines_decide;  // whether the lines of a string change what a mapper writes for it
 
 // How programs that a mapper runs end.
 struct ProgramOutcome {
@@ -22,16 +22,16 @@ extern ProgramOutcome program_outcome;
 
 // What a device's platform may do and the reference platform does not.
 struct Trouble {
-  bool null_texts;  // null for an empty text
-  bool no_model;    // no network model can be loaded
-  bool no_store;    // the runtime store cannot be opened
+  bool null_strings;  // null for an empty string
+  bool no_model;      // no network model can be loaded
+  bool no_store;      // the runtime store cannot be opened
 };
 extern Trouble trouble;
 
 // Ends the target: what was found is wrong, and `detail` shows it.
 [[noreturn]] void wrong(const char *what, std::string_view detail);
 
-// Ends the target when the text shows a secret.
+// Ends the target when the string holds a secret.
 void expect_no_secret(const char *what, std::string_view text);
 
 #endif

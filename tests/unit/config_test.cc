@@ -106,7 +106,7 @@ std::vector<Case> read_cases(const std::string &name) {
 TEST(ConfigLoad, RefusesWhatItCannotUseWithOneMessage) {
   for (const Case &each : read_cases("refused.cases")) {
     const std::string message = each.at(1) + "\n";
-    // Of an unknown key the run tells first.
+    // A run reports an unknown key first.
     std::string logged;
     EXPECT_EQ(run(each[0], &logged), nullptr) << each[0];
     size_t last = logged.size() < 2 ? 0 : logged.rfind('\n', logged.size() - 2) + 1;
@@ -211,9 +211,9 @@ OwnedTree load_sample() {
   return root;
 }
 
-TEST(ConfigTree, TextsAreHeldEmptyOrUndefined) {
+TEST(ConfigTree, StringsAreHeldEmptyOrUndefined) {
   OwnedTree root = load_sample();
-  // Path and text; "(null)" where the schema defines no text.
+  // Path and string; "(null)" where the schema defines none.
   for (const std::string row :
        {"system.name gw", "network.device.eth1.name ", "network.interface.lan.ipv4.dns.1 9.9.9.9",
         "network.bridge.br0.device.0 /network/device/eth1", "network.interface.pass.passthrough.src.0 lan",
@@ -225,7 +225,7 @@ TEST(ConfigTree, TextsAreHeldEmptyOrUndefined) {
         "network.route.static.7.dst ", "network.interface.lan.ipv4.dns.2 ", "network.bridge.br0.device.3 ",
         // Always held.
         "network.wlan.ap.type wlan", "vpn.openvpn.client.c.username ",
-        // No index, no member of this variant, no text, no member, no name.
+        // No index, no member of this variant, no string, no member, no name.
         "network.interface.lan.ipv4.dns.01 (null)", "network.interface.lan.ipv4.dns.x (null)",
         "vpn.openvpn.server.s.username (null)", "vpn.openvpn.server.s.password (null)", "vpn.l2tp.lns.n.lns (null)",
         "vpn.l2tp.lac.a.lac (null)", "system.fips (null)", "system (null)", "network.vlan.v.id (null)",

@@ -1,5 +1,5 @@
-// The utility library: what tessera-conformance does not ask of every device, sizes, odd texts, and what a child and a
-// logger find around them.
+// The utility library: what tessera-conformance does not ask of every device, sizes, odd strings, and what a child and
+// a logger find around them.
 #include "platform/tools.h"
 
 #include <arpa/inet.h>
@@ -25,7 +25,7 @@ std::string take_list(char **list) {
   return joined;
 }
 
-TEST(Tools, ListsAndTexts) {
+TEST(Tools, ListsAndStrings) {
   EXPECT_EQ(take_list(nullptr), "(null)");
   EXPECT_EQ(take_list(_sl_append(nullptr, "", 0)), "");
   char **list = nullptr;
@@ -91,7 +91,7 @@ TEST(Tools, Files) {
   std::string large(3'000'000, 'x');
   EXPECT_TRUE(file_write(path, large.c_str()));
   EXPECT_EQ(take(file_read(path)), large);
-  // Files whose size tells nothing about their content.
+  // Files whose size says nothing about their content.
   EXPECT_EQ(take(file_read("/proc/self/status")).substr(0, 5), "Name:");
 
   ASSERT_EQ(system("cd /var/run && mkfifo fifo && ln -s nothing dangling && mkdir small && mount -t tmpfs -o size=16k "
