@@ -75,7 +75,7 @@ echo /etc/config/* /var/run/* /run/uci /tmp/* /sys/class/net/*
 cat /sys/class/net/eth0/address
 (cd /dev && echo *)
 stat -c '%a %n' /var/run/deep /var/run/same /tmp
-[ /run -ef /var/run ] && [ -e /etc/passwd ] && [ -e /etc/ssl/openssl.cnf ] && [ -e /sys/class/tty ] && [ -d /proc/$$ ]
+[ /run -ef /var/run ] && [ -e /etc/passwd ] && [ -e /etc/ssl/openssl.cnf ] && [ -d /proc/$$ ]
 LOOK
 stand_in write <<'WRITE'
 cd /var/run
@@ -186,7 +186,7 @@ no files" -c '' --tessera look_around --exit-code -d quiet pam
   # Of what cannot be done, nothing is left behind.
   echo '{"a": 1}' >bad.json
   mkfifo rootfs/pipe
-  plain='only files, directories and symbolic links can be laid over the preview'
+  plain='only files, directories and symbolic links can be laid over the root directory'
   usage='Usage: tessera-preview [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [-o OUTDIR] [-d OLDDIR] [OPTIONS] NAME [ARGS]'
   while IFS='|' read -r arguments message; do
     # shellcheck disable=SC2086 # a list of words

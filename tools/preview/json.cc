@@ -7,20 +7,21 @@
 
 #include <cstdio>
 
-#include "preview/encodings.h"
+#include "preview/strings.h"
+#include "sandbox/sandbox.h"
 
 namespace {
 
 using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
-void write_text(Writer &writer, const std::string &text) {
-  writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+void write_string(Writer &writer, const std::string &string) {
+  std::string repaired = repaired_utf8(string);
+  writer.String(repaired.data(), static_cast<rapidjson::SizeType>(repaired.size()));
 }
 
-void write_member(Writer &writer, const std::string &name, const std::string &text) {
-  bool is_text = is_utf8(text);
-  write_text(writer, is_text ? name : name + "_base64");
-  write_text(writer, is_text ? text : in_base64(text));
+void write_member(Writer &writer, const char *name, const std::string &string) {
+  writer.Key(name);
+  write_string(writer, string);
 }
 
 void write_member(Writer &writer, const char *name, int number) {
@@ -28,15 +29,11 @@ void write_member(Writer &writer, const char *name, int number) {
   writer.Int(number);
 }
 
-// A text of messages as an array of its lines.
-void write_lines(Writer &writer, const char *name, const std::string &text) {
+// The lines of a string as an array.
+void write_lines(Writer &writer, const char *name, const std::string &string) {
   writer.Key(name);
   writer.StartArray();
-  for (size_t start = 0; start < text.size();) {
-    size_t end = std::min(text.find('\n', start), text.size());
-    write_text(writer, repaired_utf8(text.substr(start, end - start)));
-    start = end + 1;
-  }
+  for (const std::string &line : lines_of(string)) write_string(writer, line);
   writer.EndArray();
 }
 
@@ -61,6 +58,13 @@ void write_mode(Writer &writer, const char *name, const File *file) {
   write_member(writer, name, std::string(mode));
 }
 
+// Points out that bytes which are not UTF-8 are written as "?".
+void write_exactness(Writer &writer, const PlannedFile &file) {
+  if (repaired_utf8(file.content) == file.content && repaired_utf8(file.difference) == file.difference) return;
+  writer.Key("is_exact");
+  writer.Bool(false);
+}
+
 void write_file(Writer &writer, const PlannedFile &file) {
   const File *state = file.after != nullptr ? file.after : file.before;
   writer.StartObject();
@@ -79,6 +83,7 @@ void write_file(Writer &writer, const PlannedFile &file) {
     writer.Key("only_secrets_differ");
     writer.Bool(file.only_secrets_differ);
   }
+  write_exactness(writer, file);
   writer.EndObject();
 }
 
@@ -106,18 +111,23 @@ void write_counts(Writer &writer, const std::vector<PlannedFile> &plan) {
   writer.EndObject();
 }
 
-// The texts are JSON already.
+void write_value(Writer &writer, const char *name, const std::optional<std::string> &value) {
+  writer.Key(name);
+  if (value) {
+    write_string(writer, *value);
+  } else {
+    writer.Null();
+  }
+}
+
 void write_runtime(Writer &writer, const std::vector<RuntimeChange> &changes) {
   writer.Key("runtime");
   writer.StartArray();
   for (const RuntimeChange &change : changes) {
     writer.StartObject();
-    const std::pair<const char *, const std::string &> members[] = {
-        {"key", change.key}, {"before", change.before}, {"after", change.after}};
-    for (const auto &[name, value] : members) {
-      writer.Key(name);
-      writer.RawValue(value.data(), value.size(), value == "null" ? rapidjson::kNullType : rapidjson::kStringType);
-    }
+    write_member(writer, "key", change.key);
+    write_value(writer, "before", change.before);
+    write_value(writer, "after", change.after);
     writer.EndObject();
   }
   writer.EndArray();
@@ -131,16 +141,17 @@ void write_verdicts(Writer &writer, const std::vector<Verdict> &verdicts) {
     write_member(writer, "checker", verdict.checker);
     write_member(writer, "file", verdict.file);
     write_member(writer, "result",
-                 std::string(!verdict.is_installed      ? "not installed"
-                             : verdict.findings.empty() ? "accepted"
-                                                        : "refused"));
+                 std::string(!verdict.is_installed ? "not installed"
+                             : is_refused(verdict) ? "refused"
+                                                   : "accepted"));
     writer.Key("findings");
     writer.StartArray();
     for (const Finding &finding : verdict.findings) {
       writer.StartObject();
       write_member(writer, "file", finding.file);
       if (finding.line > 0) write_member(writer, "line", static_cast<int>(finding.line));
-      write_member(writer, "message", repaired_utf8(finding.message));
+      write_member(writer, "grade", std::string(finding.is_warning ? "warning" : "error"));
+      write_member(writer, "message", finding.message);
       writer.EndObject();
     }
     writer.EndArray();

@@ -8,12 +8,14 @@
 #include "preview/plan.h"
 #include "preview/verify.h"
 
-// One run of tessera; its texts are masked.
+// One run of tessera; its strings are masked.
 struct ServiceRun {
   std::string service;
   int status;
   std::string output;
   std::string messages;
+  bool has_no_tunnel = false;  // it is ipsec, and failed because it wrote none
+  bool counts = true;          // in the exit status
 };
 
 // All that there is to tell.
@@ -26,7 +28,7 @@ struct Report {
   std::vector<Verdict> verdicts;
 };
 
-// Prints the object. A text that is not UTF-8 is given in base64, under a name that says so.
+// Prints the object. Bytes that are not UTF-8 are printed as "?".
 void print_json(const Report &report);
 
 #endif

@@ -58,6 +58,39 @@ constexpr const char *help_text =
     "when that is 0, with 5 when --verify finds an error in a file, with 4 when --exit-code is given\n"
     "and something differs. 2: the command line is wrong; 3: the preview cannot be set up or stored.\n";
 
+// The letters of options without a short one.
+enum Letter {
+  letter_tessera = 256,
+  letter_runt,
+  letter_help,
+  letter_version,
+  letter_summary,
+  letter_json,
+  letter_verify,
+  letter_secrets,
+  letter_colour,
+  letter_exit_code,
+};
+
+constexpr option long_options[] = {
+    {"config", required_argument, nullptr, 'c'},
+    {"runtime", required_argument, nullptr, 'r'},
+    {"rootfs", required_argument, nullptr, 'f'},
+    {"output", required_argument, nullptr, 'o'},
+    {"diff", required_argument, nullptr, 'd'},
+    {"summary", no_argument, nullptr, letter_summary},
+    {"json", no_argument, nullptr, letter_json},
+    {"verify", no_argument, nullptr, letter_verify},
+    {"show-secrets", no_argument, nullptr, letter_secrets},
+    {"color", required_argument, nullptr, letter_colour},
+    {"exit-code", no_argument, nullptr, letter_exit_code},
+    {"tessera", required_argument, nullptr, letter_tessera},
+    {"runt", required_argument, nullptr, letter_runt},
+    {"help", no_argument, nullptr, letter_help},
+    {"version", no_argument, nullptr, letter_version},
+    {nullptr, 0, nullptr, 0},
+};
+
 [[noreturn]] void refuse_usage(const char *problem) {
   if (problem != nullptr) fprintf(stderr, "tessera-preview: %s\n", problem);
   fputs(usage_line, stderr);
@@ -76,18 +109,16 @@ bool chooses_colour(const char *when) {
 
 // tessera takes any name, and does nothing for one that it does not know.
 void point_out_unknown(const Options &options) {
-  static const char *const known[] = {"dnsmasq", "ipsec", "network", "pam", nullptr};
+  static constexpr const char *known[] = {"dnsmasq", "ipsec", "network", "pam"};
   for (const std::string &service : options.services) {
-    const char *const *name = known;
-    while (*name != nullptr && service != *name) name++;
-    if (*name == nullptr)
-      fprintf(stderr, "tessera-preview: '%s' is no service of tessera: dnsmasq, ipsec, network, pam\n",
-              service.c_str());
+    if (std::find(std::begin(known), std::end(known), service) != std::end(known)) continue;
+    fprintf(stderr, "tessera-preview: '%s' is no service of tessera: dnsmasq, ipsec, network, pam\n", service.c_str());
   }
 }
 
 void read_services(const char *names, Options &options) {
-  std::string list = strcmp(names, "all") == 0 ? "pam,dnsmasq,ipsec,network" : names;
+  options.is_all = strcmp(names, "all") == 0;
+  std::string list = options.is_all ? "pam,dnsmasq,ipsec,network" : names;
   for (size_t start = 0; start <= list.size();) {
     size_t end = std::min(list.find(',', start), list.size());
     options.services.push_back(list.substr(start, end - start));
@@ -97,97 +128,70 @@ void read_services(const char *names, Options &options) {
   }
 }
 
+// Puts the argument of an option into its place.
+void read_option(int letter, Options &options, const char *&colour) {
+  switch (letter) {
+    case 'c':
+      options.config = optarg;
+      break;
+    case 'r':
+      options.runtime = optarg;
+      break;
+    case 'f':
+      options.rootfs = optarg;
+      break;
+    case 'o':
+      options.store = optarg;
+      break;
+    case 'd':
+      options.old = optarg;
+      break;
+    case letter_summary:
+      options.form = Form::summary;
+      break;
+    case letter_json:
+      options.form = Form::json;
+      break;
+    case letter_verify:
+      options.verifies = true;
+      break;
+    case letter_secrets:
+      options.shows_secrets = true;
+      break;
+    case letter_colour:
+      colour = optarg;
+      break;
+    case letter_exit_code:
+      options.reports_differences = true;
+      break;
+    case letter_tessera:
+      options.tessera = optarg;
+      break;
+    case letter_runt:
+      options.runt = optarg;
+      break;
+    case letter_help:
+      printf("%s\n%s", usage_line, help_text);
+      exit(0);
+    case letter_version:
+      puts("tessera-preview " TESSERA_VERSION);
+      exit(0);
+    default:
+      refuse_usage(nullptr);
+  }
+}
+
 }  // namespace
 
 Options read_command_line(int argc, char **argv) {
-  enum {
-    option_tessera = 256,
-    option_runt,
-    option_help,
-    option_version,
-    option_summary,
-    option_json,
-    option_verify,
-    option_secrets,
-    option_colour,
-    option_exit_code,
-  };
-  static const option long_options[] = {
-      {"config", required_argument, nullptr, 'c'},
-      {"runtime", required_argument, nullptr, 'r'},
-      {"rootfs", required_argument, nullptr, 'f'},
-      {"output", required_argument, nullptr, 'o'},
-      {"diff", required_argument, nullptr, 'd'},
-      {"summary", no_argument, nullptr, option_summary},
-      {"json", no_argument, nullptr, option_json},
-      {"verify", no_argument, nullptr, option_verify},
-      {"show-secrets", no_argument, nullptr, option_secrets},
-      {"color", required_argument, nullptr, option_colour},
-      {"exit-code", no_argument, nullptr, option_exit_code},
-      {"tessera", required_argument, nullptr, option_tessera},
-      {"runt", required_argument, nullptr, option_runt},
-      {"help", no_argument, nullptr, option_help},
-      {"version", no_argument, nullptr, option_version},
-      {nullptr, 0, nullptr, 0},
-  };
   // As getopt's messages call the program; so do the others.
   static char name[] = "tessera-preview";
   argv[0] = name;
   Options options;
   const char *colour = "auto";
-  for (;;) {
-    // "+": what follows NAME belongs to tessera.
-    int letter = getopt_long(argc, argv, "+c:r:f:o:d:", long_options, nullptr);
-    if (letter < 0) break;
-    switch (letter) {
-      case 'c':
-        options.config = optarg;
-        break;
-      case 'r':
-        options.runtime = optarg;
-        break;
-      case 'f':
-        options.rootfs = optarg;
-        break;
-      case 'o':
-        options.store = optarg;
-        break;
-      case 'd':
-        options.old = optarg;
-        break;
-      case option_summary:
-        options.form = Form::summary;
-        break;
-      case option_json:
-        options.form = Form::json;
-        break;
-      case option_verify:
-        options.verifies = true;
-        break;
-      case option_secrets:
-        options.shows_secrets = true;
-        break;
-      case option_colour:
-        colour = optarg;
-        break;
-      case option_exit_code:
-        options.reports_differences = true;
-        break;
-      case option_tessera:
-        options.tessera = optarg;
-        break;
-      case option_runt:
-        options.runt = optarg;
-        break;
-      case option_version:
-        puts("tessera-preview " TESSERA_VERSION);
-        exit(0);
-      case option_help:
-        printf("%s\n%s", usage_line, help_text);
-        exit(0);
-      default:
-        refuse_usage(nullptr);
-    }
+  // "+": what follows NAME belongs to tessera.
+  for (int letter; (letter = getopt_long(argc, argv, "+c:r:f:o:d:", long_options, nullptr)) >= 0;) {
+    read_option(letter, options, colour);
   }
   if (optind >= argc) refuse_usage("no service is named");
   if (options.reports_differences && options.old == nullptr) refuse_usage("--exit-code needs an OLDDIR to differ from");

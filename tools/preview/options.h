@@ -25,6 +25,7 @@ struct Options {
   std::string tessera;
   std::string runt;
   std::vector<std::string> services;
+  bool is_all = false;  // the services are those of "all"
   std::vector<std::string> arguments;
 };
 

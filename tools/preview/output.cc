@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <string_view>
 
+#include "preview/strings.h"
+#include "sandbox/sandbox.h"
+
 namespace {
 
 constexpr const char *bold = "1";
@@ -24,7 +27,7 @@ void print_line(std::string_view line, const char *colour) {
 // Something stands before the next section.
 bool has_printed = false;
 
-// Starts a section of the listing; a blank line parts it from what stands before.
+// Starts a section of the listing; an empty line parts it from what stands before.
 void print_heading(const std::string &line, bool is_coloured) {
   if (has_printed) putchar('\n');
   has_printed = true;
@@ -127,8 +130,9 @@ void print_runtime_changes(const std::vector<RuntimeChange> &changes, bool is_co
   if (changes.empty()) return;
   print_heading("==> " + shown_name(runtime_dump) + " <==", is_coloured);
   for (const RuntimeChange &change : changes) {
-    if (change.before != "null") print_line("- " + change.key + ": " + change.before, is_coloured ? red : nullptr);
-    if (change.after != "null") print_line("+ " + change.key + ": " + change.after, is_coloured ? green : nullptr);
+    std::string key = json_string(change.key) + ": ";
+    if (change.before) print_line("- " + key + json_string(*change.before), is_coloured ? red : nullptr);
+    if (change.after) print_line("+ " + key + json_string(*change.after), is_coloured ? green : nullptr);
   }
 }
 
@@ -164,12 +168,15 @@ void print_verdicts(const std::vector<Verdict> &verdicts, bool is_coloured) {
     if (!verdict.is_installed) {
       print_line("not verified, " + verdict.checker + " is not installed: " + verdict.file,
                  is_coloured ? yellow : nullptr);
-    } else if (verdict.findings.empty()) {
+    } else if (!is_refused(verdict)) {
       print_line("accepted by " + verdict.checker + ": " + verdict.file, is_coloured ? green : nullptr);
     }
     for (const Finding &finding : verdict.findings) {
       std::string place = finding.file + (finding.line > 0 ? ":" + std::to_string(finding.line) : "");
-      print_line(place + ": " + verdict.checker + ": " + finding.message, is_coloured ? red : nullptr);
+      const char *grade = finding.is_warning ? ": warning: " : ": ";
+      print_line(place + ": " + verdict.checker + grade + finding.message, !is_coloured         ? nullptr
+                                                                           : finding.is_warning ? yellow
+                                                                                                : red);
     }
   }
 }

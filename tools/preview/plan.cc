@@ -1,14 +1,20 @@
 #include "preview/plan.h"
 
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 #include <string_view>
 #include <unordered_map>
 
-#include "preview/child.h"
 #include "preview/fail.h"
+#include "preview/strings.h"
+#include "sandbox/fd.h"
+#include "sandbox/sandbox.h"
 
 namespace {
 
@@ -33,17 +39,38 @@ size_t count_lines(std::string_view text) {
   return lines + (!text.empty() && text.back() != '\n' ? 1 : 0);
 }
 
+// A nameless file with `content`, positioned at its start.
+Fd memory_file(const std::string &content) {
+  Fd fd(memfd_create("tessera-preview", 0));
+  if (!fd.is_open() || !write_all(fd.get(), content) || lseek(fd.get(), 0, SEEK_SET) != 0) {
+    fail_system("cannot make a file in memory");
+  }
+  return fd;
+}
+
 std::string unified_difference(const std::string &old_name, const std::string &new_name, const std::string &before,
                                const std::string &after) {
   Fd old_file = memory_file(before);
   Fd new_file = memory_file(after);
-  std::string difference;
-  int status =
-      capture_program({"diff", "-u", "-L", old_name, "-L", new_name, "/proc/self/fd/" + std::to_string(old_file.get()),
-                       "/proc/self/fd/" + std::to_string(new_file.get())},
-                      difference);
-  if (status > 1) fail("diff ended with status %d", status);
-  return difference;
+  Fd difference = memory_file("");
+  std::string paths[] = {"/proc/self/fd/" + std::to_string(old_file.get()),
+                         "/proc/self/fd/" + std::to_string(new_file.get())};
+  pid_t child = fork();
+  if (child == 0) {
+    if (dup2(difference.get(), STDOUT_FILENO) == STDOUT_FILENO) {
+      execlp("diff", "diff", "-u", "-L", old_name.c_str(), "-L", new_name.c_str(), paths[0].c_str(), paths[1].c_str(),
+             nullptr);
+    }
+    _exit(127);
+  }
+  int status = 0;
+  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+  std::string content;
+  if (child < 0 || lseek(difference.get(), 0, SEEK_SET) != 0 || !read_all(difference.get(), content)) {
+    fail_system("cannot compare files");
+  }
+  if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) fail("cannot compare files: diff is missing or fails");
+  return content;
 }
 
 void count_changed_lines(PlannedFile &file) {
@@ -78,14 +105,8 @@ PlannedFile compare(const Secrets &secrets, const std::string &path, const File 
   return file;
 }
 
-// The value of a runtime key, both as JSON texts, with its secrets masked; all of it when a mark would break its
-// syntax.
-std::string masked_json(const Secrets &secrets, std::string_view key, std::string_view json) {
-  if (secrets.masks && is_secret_name(key.substr(1, key.size() - 2))) return "\"<secret>\"";
-  std::string text = masked(secrets, "", json);
-  size_t at = 1;
-  while (at < text.size() && text[at] != '"') at += text[at] == '\\' ? 2 : 1;
-  return at + 1 == text.size() ? text : "\"<secret>\"";
+std::string masked_value(const Secrets &secrets, const Member &member) {
+  return secrets.masks && is_secret_name(member.name) ? "<secret>" : masked(secrets, "", member.value);
 }
 
 }  // namespace
@@ -148,20 +169,22 @@ bool differs(const std::vector<PlannedFile> &plan) {
 
 std::vector<RuntimeChange> runtime_changes(const Secrets &secrets, const std::string &before,
                                            const std::string &after) {
-  constexpr const char *none = "null";
-  auto old_members = flat_members(before);
-  auto new_members = flat_members(after);
-  std::unordered_map<std::string_view, std::string_view> old_values(old_members.begin(), old_members.end());
-  std::unordered_map<std::string_view, std::string_view> new_values(new_members.begin(), new_members.end());
+  std::vector<Member> old_members = read_members(before);
+  std::vector<Member> new_members = read_members(after);
+  std::unordered_map<std::string_view, const Member *> old_values;
+  std::unordered_map<std::string_view, const Member *> new_values;
+  for (const Member &member : old_members) old_values[member.name] = &member;
+  for (const Member &member : new_members) new_values[member.name] = &member;
   std::vector<RuntimeChange> changes;
-  for (const auto &[name, value] : old_members) {
-    auto now = new_values.find(name);
-    if (now != new_values.end() && now->second == value) continue;
-    changes.push_back({std::string(name), masked_json(secrets, name, value),
-                       now != new_values.end() ? masked_json(secrets, name, now->second) : none});
+  for (const Member &member : old_members) {
+    auto now = new_values.find(member.name);
+    bool is_there = now != new_values.end();
+    if (is_there && now->second->value == member.value) continue;
+    changes.push_back({member.name, masked_value(secrets, member), {}});
+    if (is_there) changes.back().after = masked_value(secrets, *now->second);
   }
-  for (const auto &[name, value] : new_members) {
-    if (old_values.count(name) == 0) changes.push_back({std::string(name), none, masked_json(secrets, name, value)});
+  for (const Member &member : new_members) {
+    if (old_values.count(member.name) == 0) changes.push_back({member.name, {}, masked_value(secrets, member)});
   }
   return changes;
 }

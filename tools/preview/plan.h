@@ -2,12 +2,15 @@
 #ifndef TESSERA_PREVIEW_PLAN_H
 #define TESSERA_PREVIEW_PLAN_H
 
+#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "preview/changes.h"
 #include "preview/secrets.h"
+#include "sandbox/tree.h"
+
+// The name, in a Tree, of the runtime store as a flat JSON object.
+inline constexpr const char *runtime_dump = "runtime.json";
 
 enum class Fate { written, created, changed, removed, unchanged };
 inline constexpr const char *fate_names[] = {"written", "created", "changed", "removed", "unchanged"};
@@ -41,11 +44,11 @@ std::string count_files(const std::vector<PlannedFile> &plan);
 // True when something differs from the earlier tree.
 bool differs(const std::vector<PlannedFile> &plan);
 
-// One key of the runtime store with its values as JSON texts, null where there is none.
+// One key of the runtime store with its masked values; none where it has no value.
 struct RuntimeChange {
   std::string key;
-  std::string before;
-  std::string after;
+  std::optional<std::string> before;
+  std::optional<std::string> after;
 };
 std::vector<RuntimeChange> runtime_changes(const Secrets &secrets, const std::string &before, const std::string &after);
 

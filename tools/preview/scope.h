@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "preview/changes.h"
+#include "sandbox/tree.h"
 
 // Leaves out of `old` the files that only other services than `services` write, their names in the list of removed
 // files, and their keys of the runtime store: a run of these services says nothing about them. What `produced`, the

@@ -1,7 +1,9 @@
 #include "preview/secrets.h"
 
 #include <fnmatch.h>
+#include <rapidjson/document.h>
 #include <rapidjson/memorystream.h>
+#include <rapidjson/pointer.h>
 #include <rapidjson/reader.h>
 
 #include <algorithm>
@@ -9,8 +11,8 @@
 #include <cstring>
 #include <vector>
 
-#include "preview/changes.h"
-#include "preview/encodings.h"
+#include "preview/plan.h"
+#include "preview/strings.h"
 
 namespace {
 
@@ -41,24 +43,18 @@ void add_form(Secrets &secrets, std::string form) {
   if (is_new) secrets.by_start.emplace(start_of(entry->data()), *entry);
 }
 
-// A line of a secret text, as the writers write it: as it is, in base64, in double quotes (of UCI and JSON), in single
+// A line of a secret text, as the writers write it: as it is, in double quotes (of UCI and JSON), in single
 // quotes of the shell, in square brackets.
 void add_line(Secrets &secrets, std::string_view line) {
   if (line.rfind("-----", 0) == 0) return;
   add_form(secrets, std::string(line));
-  add_form(secrets, in_base64(line));
   add_form(secrets, with_replaced(with_replaced(line, "\\", "\\\\"), "\"", "\\\""));
   add_form(secrets, with_replaced(line, "'", "'\\''"));
   add_form(secrets, with_replaced(line, "]", "\\]"));
 }
 
 void add_secret(Secrets &secrets, std::string_view text) {
-  if (text.find('\n') != std::string_view::npos) add_form(secrets, in_base64(text));
-  for (size_t start = 0; start < text.size();) {
-    size_t end = std::min(text.find('\n', start), text.size());
-    add_line(secrets, text.substr(start, end - start));
-    start = end + 1;
-  }
+  for (const std::string &line : lines_of(text)) add_line(secrets, line);
 }
 
 struct SecretReader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, SecretReader> {
@@ -211,10 +207,8 @@ void add_options(std::string_view text, Spans &spans) {
 
 // The values of the runtime store's keys with secret names.
 void add_facts(std::string_view text, Spans &spans) {
-  for (const auto &[key, value] : flat_members(text)) {
-    if (!is_secret_name(key.substr(1, key.size() - 2))) continue;
-    auto start = static_cast<size_t>(value.data() - text.data());
-    spans.push_back({start + 1, start + value.size() - 1});
+  for (const Member &member : read_members(text)) {
+    if (is_secret_name(member.name)) spans.push_back({member.start, member.end});
   }
 }
 
@@ -296,6 +290,13 @@ Secrets find_secrets(const std::string &config) {
   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>> reader;
   reader.Parse<rapidjson::kParseIterativeFlag>(stream, handler);
   return secrets;
+}
+
+bool configures_tunnels(const std::string &config) {
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseIterativeFlag>(config.data(), config.size());
+  const rapidjson::Value *tunnels = rapidjson::Pointer("/vpn/ipsec/tunnel").Get(document);
+  return tunnels != nullptr && tunnels->IsObject() && !tunnels->ObjectEmpty();
 }
 
 std::string masked(const Secrets &secrets, const std::string &path, std::string_view view) {

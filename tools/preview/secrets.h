@@ -22,6 +22,9 @@ bool is_secret_name(std::string_view name);
 // it.
 Secrets find_secrets(const std::string &config);
 
+// True when the JSON document `config` holds an IPsec tunnel.
+bool configures_tunnels(const std::string &config);
+
 // `text`, the content of the file `path` ("" for what is no file), with a mark in place of each secret: of those that
 // `secrets` knows, and of whatever stands where the programs write one.
 std::string masked(const Secrets &secrets, const std::string &path, std::string_view text);

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "preview/changes.h"
-#include "preview/fd.h"
+#include "sandbox/fd.h"
+#include "sandbox/tree.h"
 
 // The place for a stored tree, found before the machine's directories are left behind.
 struct Store {

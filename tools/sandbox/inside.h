@@ -38,6 +38,9 @@ Tree changed_files(const Snapshot &before);
 // Runs a command to its end.
 Ended run_command(const Command &command, Rights rights);
 
+// True for the machine's directories of programs and libraries, which the inside has under the same names.
+bool is_system_directory(const std::string &path);
+
 // The name by which a program of the machine is reached inside.
 std::string inside_program(const std::string &path);
 

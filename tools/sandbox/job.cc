@@ -141,9 +141,12 @@ std::vector<std::string> set_environment(Rights rights) {
   std::pair<const char *, std::string> lists[] = {{"LD_LIBRARY_PATH", ""}, {"PATH", "/usr/sbin:/usr/bin:/sbin:/bin"}};
   for (auto &[variable, list] : lists) {
     if (rights == Rights::checker) continue;
-    for (const std::string &directory : listed_directories(variable)) {
-      all.push_back(directory);
-      list.insert(0, list.empty() ? "" : ":").insert(0, inside_program(directory));
+    std::vector<std::string> directories = listed_directories(variable);
+    for (auto entry = directories.rbegin(); entry != directories.rend(); ++entry) {
+      const std::string &directory = *entry;
+      bool is_shown = is_system_directory(directory);
+      if (!is_shown) all.push_back(directory);
+      list.insert(0, list.empty() ? "" : ":").insert(0, is_shown ? directory : inside_program(directory));
     }
   }
   unsetenv("TMPDIR");

@@ -115,7 +115,7 @@ void lay_files(const Tree &files) {
     } else if (S_ISREG(file.mode) || S_ISLNK(file.mode)) {
       lay_file(path, file);
     } else {
-      give_up("/" + path + ": only files, directories and symbolic links can be laid over a root directory", 0);
+      give_up("/" + path + ": only files, directories and symbolic links can be laid over the root directory", 0);
     }
   }
   // Last, as a mode may forbid what was to be done before.

@@ -22,9 +22,9 @@ constexpr const char *program_directories[] = {"bin", "lib", "lib32", "lib64", "
 constexpr const char *library_directories[] = {
     "lib",       "lib32",     "lib64",       "libx32",     "usr/lib",
     "usr/lib32", "usr/lib64", "usr/libexec", "usr/libx32", "usr/share/strongswan"};
-constexpr const char *settings[] = {"etc/alternatives", "etc/group",         "etc/ld.so.cache",
-                                    "etc/localtime",    "etc/nsswitch.conf", "etc/passwd",
-                                    "etc/protocols",    "etc/services",      "etc/ssl/openssl.cnf"};
+constexpr const char *settings[] = {"etc/alternatives",    "etc/group",           "etc/ld.so.cache", "etc/localtime",
+                                    "etc/nsswitch.conf",   "etc/passwd",          "etc/protocols",   "etc/services",
+                                    "etc/ssl/openssl.cnf", "etc/strongswan.conf", "etc/strongswan.d"};
 constexpr const char *devices[] = {"full", "null", "random", "tty", "urandom", "zero"};
 
 // Leaves a root directory that is no mount point, as chroot(2) leaves one, for that of the mount namespace: only there
@@ -152,6 +152,13 @@ void show_programs(const Fd &machine, const Job &job) {
 }
 
 }  // namespace
+
+bool is_system_directory(const std::string &path) {
+  return std::any_of(std::begin(program_directories), std::end(program_directories), [&path](const char *name) {
+    return path.compare(1, strlen(name), name) == 0 &&
+           (path.size() == strlen(name) + 1 || path[strlen(name) + 1] == '/');
+  });
+}
 
 std::string inside_program(const std::string &path) {
   return MACHINE + path;
