@@ -8,8 +8,7 @@ umask 022
 work=$(realpath "$(mktemp -d)")
 trap 'chmod -R u+rwx "$work" && rm -rf "$work"' EXIT
 failures=0
-script=$(realpath "$0")
-expected=${script%/*}/expected
+here=$(dirname "$(realpath "$0")")
 
 fail() {
   echo "preview: $*"
@@ -47,6 +46,8 @@ stand_in() {
 bin=$work/bin
 mkdir "$bin"
 cp "$1/tessera-preview" "$1/runt" "$bin"
+cp -R "$here/preview.sh" "$here/expected" "$work"
+expected=$work/expected
 chmod 755 "$work"
 cd "$work" || exit 1
 echo '{"name": "configuration", "password": "open sesame"}' >config.json
@@ -239,6 +240,6 @@ ROWS
 
 run_checks
 if [ "$(id -u)" -eq 0 ] && [ -z "${PREVIEW_TEST_USER-}" ]; then
-  PREVIEW_TEST_USER=yes setpriv --reuid=65534 --regid=65534 --clear-groups "$script" "$bin" || fail "as an ordinary user"
+  PREVIEW_TEST_USER=yes setpriv --reuid=65534 --regid=65534 --clear-groups "$work/preview.sh" "$bin" || fail "as an ordinary user"
 fi
 [ "$failures" -eq 0 ]
