@@ -105,8 +105,9 @@ struct Router {
 };
 
 // Adds what this machine holds for the services as a router: the files that they read (below /etc/config, but not
-// config_document, and the addresses of network devices), those that they have written, and the host name. Configuration
-// and facts are left to the caller; "runt dump" prints the facts. Returns "", or why a file cannot be read.
+// config_document, and the addresses of network devices), those that they have written, and the host name.
+// Configuration and facts are left to the caller; "runt dump" prints the facts. Returns "", or why a file cannot be
+// read.
 std::string read_machine(Router &router);
 
 // The service that writes the file at `path`, relative to "/"; null when none does.
