@@ -3,12 +3,23 @@
 #define TESSERA_DNSMASQ_DNSMASQ_H
 
 #include <cstdio>
+#include <optional>
+#include <set>
 
-#include "main/owned.h"
 #include "platform/network.h"
 
 // The model of this run; null outside a run.
 extern NetworkModel *dnsmasq_network_model;
+
+// What is found out once in a run although every interface asks.
+struct DnsmasqRun {
+  std::set<const NetworkNode *> passthrough_devices;  // devices that a passthrough interface runs on
+  std::optional<bool> hybrid_lan_mode;                // unset before it is needed
+};
+extern DnsmasqRun *dnsmasq_run;  // null outside a run
+
+// What the model says, for the run's record.
+DnsmasqRun begin_dnsmasq_run(const NetworkModel *model);
 
 // Writes what one interface or protocol part needs, and for a kind that is only a container, what its parts need.
 void dnsmasq_walk_interface(FILE *file, const NetworkNode *node);
@@ -18,11 +29,5 @@ void dnsmasq_write_dhcp_section(FILE *file, const NetworkNode *node);
 
 // True when a passthrough interface runs on `device`: a client owns it, so the router serves nothing there.
 bool dnsmasq_is_passthrough_source(const NetworkNode *device);
-
-// Drops what the functions above remember of a model; called when the model goes.
-void dnsmasq_forget_model();
-
-// A copy with a backslash before every backslash and double quote; null when there is nothing to escape.
-OwnedText dnsmasq_escape_quoted(const char *text);
 
 #endif

@@ -51,7 +51,7 @@ using Chain = std::unique_ptr<BIO, FreeChain>;
 
 }  // namespace
 
-SecretText base64_encode(const void *bytes, int32_t length) {
+SecretString base64_encode(const void *bytes, int32_t length) {
   const Crypto *crypto = libcrypto();
   if (crypto == nullptr) return nullptr;
   Chain chain(crypto->bio_new(crypto->bio_f_base64()));
@@ -69,16 +69,16 @@ SecretText base64_encode(const void *bytes, int32_t length) {
   long encoded_length = crypto->bio_ctrl(memory, BIO_CTRL_INFO, 0, &encoded);
   if (encoded_length < 0) return nullptr;
   auto size = static_cast<size_t>(encoded_length);
-  SecretText text(static_cast<char *>(calloc(size + 1, 1)));
-  if (text != nullptr && size > 0) memcpy(text.get(), encoded, size);
-  return text;
+  SecretString copy(static_cast<char *>(calloc(size + 1, 1)));
+  if (copy != nullptr && size > 0) memcpy(copy.get(), encoded, size);
+  return copy;
 }
 
-SecretText base64_secret(const char *text) {
-  if (text == nullptr) return nullptr;
-  SecretText encoded = base64_encode(text, static_cast<int32_t>(strlen(text)));
+SecretString base64_secret(const char *string) {
+  if (string == nullptr) return nullptr;
+  SecretString encoded = base64_encode(string, static_cast<int32_t>(strlen(string)));
   if (encoded == nullptr) return nullptr;
   char *marked = nullptr;
   xasprintf(&marked, "0s%s", encoded.get());
-  return SecretText(marked);
+  return SecretString(marked);
 }

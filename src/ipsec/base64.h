@@ -10,19 +10,19 @@
 
 #include "main/owned.h"
 
-// A text that is overwritten before its memory is released.
-struct WipeText {
-  void operator()(char *text) const {
-    explicit_bzero(text, strlen(text));
-    free(text);
+// A string that is overwritten before its memory is released.
+struct WipeString {
+  void operator()(char *string) const {
+    explicit_bzero(string, strlen(string));
+    free(string);
   }
 };
-using SecretText = std::unique_ptr<char, WipeText>;
+using SecretString = std::unique_ptr<char, WipeString>;
 
 // Standard base64 of `length` bytes, padded, on one line. Null when the encoder is not available or fails.
-SecretText base64_encode(const void *bytes, int32_t length);
+SecretString base64_encode(const void *bytes, int32_t length);
 
-// The text marked as base64 for the daemon: "0s" and its encoding. Null for null and when encoding fails.
-SecretText base64_secret(const char *text);
+// The string marked as base64 for the daemon: "0s" and its encoding. Null for null and when encoding fails.
+SecretString base64_secret(const char *string);
 
 #endif

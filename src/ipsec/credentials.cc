@@ -7,10 +7,12 @@
 #include <cstring>
 
 #include "ipsec/base64.h"
-#include "ipsec/notation.h"
 #include "ipsec/staging.h"
 #include "ipsec/tunnel.h"
+#include "main/strings.h"
 #include "output/files.h"
+#include "output/quote.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -49,28 +51,18 @@ std::string scep_path(const char *client, const char *file) {
   return format("/etc/config/scep_client/%s/%s", client, file);
 }
 
-// The text as a pattern that matches nothing but itself.
-std::string glob_literal(const char *text) {
-  std::string pattern;
-  for (; *text != '\0'; text++) {
-    if (strchr("*?[\\", *text) != nullptr) pattern += '\\';
-    pattern += *text;
-  }
-  return pattern;
-}
-
 // Links a file of the SCEP client; false when it is missing.
 bool link_scep_file(const std::string &link, const char *client, const char *file) {
   if (!is_path_component(client)) return false;
   std::string target = scep_path(client, file);
-  return file_exists(target.c_str()) && stage_link(link.c_str(), target.c_str());
+  return is_there(target.c_str()) && stage_link(link.c_str(), target.c_str());
 }
 
 // Links the authorities of the SCEP client: all in one file, or one per numbered file. False when there are none.
 bool link_scep_authorities(const TunnelContext &tunnel, const char *client) {
   if (!is_path_component(client)) return false;
   const char *file = "scep_peer_ca.pem";
-  if (file_exists(scep_path(client, file).c_str()))
+  if (is_there(scep_path(client, file).c_str()))
     return link_scep_file(format(IPSEC_STAGING_TREE "/cacerts/%s.cacert", tunnel.name), client, file);
   ScepCaLinkState state = {0, tunnel.name, false};
   glob_foreach(scep_path(glob_literal(client).c_str(), "scep_peer_ca.pem-*").c_str(), link_scep_ca, &state);
@@ -83,8 +75,8 @@ void miss_scep(TunnelContext &tunnel, const char *what) {
   tunnel.credentials_ok = false;
 }
 
-Step place_scep_certificates(const ConfigNode *config, TunnelContext &tunnel) {
-  const char *client = text_at(config, "auth.scep_client");
+bool place_scep_certificates(const ConfigNode *config, TunnelContext &tunnel) {
+  const char *client = string_at(config, "auth.scep_client");
   if (!link_scep_file(format(IPSEC_STAGING_TREE "/certs/%s.cert", tunnel.name), client, "scep_cert.pem"))
     miss_scep(tunnel, "Certificate");
   if (!link_scep_authorities(tunnel, client)) miss_scep(tunnel, "CA");
@@ -92,9 +84,9 @@ Step place_scep_certificates(const ConfigNode *config, TunnelContext &tunnel) {
   if (config_get_bool(config_node_get_root(config), crl_enable.c_str()) &&
       !link_scep_file(format(IPSEC_STAGING_TREE "/crls/%s.crl", tunnel.name), client, "scep_crl.pem")) {
     miss_scep(tunnel, "CRL");
-    return Step::skip;
+    return false;
   }
-  return Step::go_on;
+  return true;
 }
 
 // Takes the result of writing a file of the tunnel; logs a failure against the tunnel.
@@ -105,9 +97,9 @@ bool placed(TunnelContext &tunnel, const std::string &path, bool written) {
   return false;
 }
 
-// Writes configured text to a file of the tunnel.
-bool place_text(TunnelContext &tunnel, const std::string &path, const char *text) {
-  return placed(tunnel, path, stage_text(path.c_str(), text));
+// Writes a configured string to a file of the tunnel.
+bool place_file(TunnelContext &tunnel, const std::string &path, const char *content) {
+  return placed(tunnel, path, stage_file(path.c_str(), content));
 }
 
 // One file per certificate: the daemon reads no more than the first of a file.
@@ -116,23 +108,23 @@ void place_ca_chain(TunnelContext &tunnel, const char *chain) {
   int number = 0;
   while (const char *end = strstr(start, certificate_end)) {
     end += certificate_end_length;
-    std::string path = format(IPSEC_STAGING_TREE "/cacerts/%s.%d.cacert", tunnel.name, number++);
-    placed(tunnel, path, stage_part(path.c_str(), start, static_cast<size_t>(end - start)));
+    place_file(tunnel, format(IPSEC_STAGING_TREE "/cacerts/%s.%d.cacert", tunnel.name, number++),
+               std::string(start, end).c_str());
     start = end;
   }
 }
 
 void place_x509_certificates(const ConfigNode *config, TunnelContext &tunnel) {
-  place_text(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.cert", tunnel.name), text_at(config, "auth.cert"));
-  const ConfigNode *crl = config_array_first(config_array(config, "auth.crls"));
-  for (; crl != nullptr; crl = config_array_next(crl)) {
-    place_text(tunnel, format(IPSEC_STAGING_TREE "/crls/%s%zu.crl", tunnel.name, config_node_id(crl)),
-               text_at(crl, "crl"));
+  place_file(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.cert", tunnel.name), string_at(config, "auth.cert"));
+  for (const ConfigNode *crl : elements(config_array(config, "auth.crls"))) {
+    place_file(tunnel, format(IPSEC_STAGING_TREE "/crls/%s%zu.crl", tunnel.name, config_node_id(crl)),
+               string_at(crl, "crl"));
   }
-  if (equals(text_at(config, "auth.peer_verify"), "cert")) {
-    place_text(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.peercert", tunnel.name), text_at(config, "auth.peer_cert"));
+  if (equals(string_at(config, "auth.peer_verify"), "cert")) {
+    place_file(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.peercert", tunnel.name),
+               string_at(config, "auth.peer_cert"));
   } else {
-    place_ca_chain(tunnel, text_at(config, "auth.peer_ca"));
+    place_ca_chain(tunnel, string_at(config, "auth.peer_ca"));
   }
 }
 
@@ -143,8 +135,8 @@ std::string private_key_path(const TunnelContext &tunnel) {
 void place_private_key(const ConfigNode *config, TunnelContext &tunnel) {
   std::string path = private_key_path(tunnel);
   if (!equals(tunnel.auth_type, "scep")) {
-    place_text(tunnel, path, text_at(config, "auth.private_key"));
-  } else if (!link_scep_file(path, text_at(config, "auth.scep_client"), "scep_key.pem")) {
+    place_file(tunnel, path, string_at(config, "auth.private_key"));
+  } else if (!link_scep_file(path, string_at(config, "auth.scep_client"), "scep_key.pem")) {
     miss_scep(tunnel, "Private key");
   }
 }
@@ -152,12 +144,12 @@ void place_private_key(const ConfigNode *config, TunnelContext &tunnel) {
 // Has the public key computed from the private key.
 void derive_public_key(TunnelContext &tunnel, const std::string &path, const char *passphrase) {
   // The file is there first, or the program would create it with a mode of its own; it goes when nothing came into it.
-  if (!place_text(tunnel, path, "")) return;
-  SecretText source;
-  if (*passphrase != '\0') {
-    char *text = nullptr;
-    xasprintf(&text, "pass:%s", passphrase);
-    source.reset(text);
+  if (!place_file(tunnel, path, "")) return;
+  SecretString source;
+  if (is_set(passphrase)) {
+    char *argument = nullptr;
+    xasprintf(&argument, "pass:%s", passphrase);
+    source.reset(argument);
   }
   std::string key = private_key_path(tunnel);
   // Without a passphrase the arguments end early.
@@ -173,76 +165,78 @@ void derive_public_key(TunnelContext &tunnel, const std::string &path, const cha
 
 void place_rsa_public_keys(const ConfigNode *config, TunnelContext &tunnel, const char *passphrase) {
   std::string path = format(IPSEC_STAGING_TREE "/certs/%s.pub", tunnel.name);
-  const char *own = text_at(config, "auth.public_key");
-  if (*own != '\0') {
-    place_text(tunnel, path, own);
+  const char *own = string_at(config, "auth.public_key");
+  if (is_set(own)) {
+    place_file(tunnel, path, own);
   } else {
     derive_public_key(tunnel, path, passphrase);
   }
-  place_text(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.peerpub", tunnel.name),
-             text_at(config, "auth.peer_public_key"));
+  place_file(tunnel, format(IPSEC_STAGING_TREE "/certs/%s.peerpub", tunnel.name),
+             string_at(config, "auth.peer_public_key"));
 }
 
-// One line for the tunnel's private key; an empty selector or passphrase is left out with its blank.
-void write_rsa_line(FILE *out, const TunnelContext &tunnel, const char *remote, const char *passphrase) {
-  fprintf(out, "%s%s%s : RSA \"%s.rsa\"%s%s\n", tunnel.secret_local.c_str(), *remote != '\0' ? " " : "", remote,
-          tunnel.name, *passphrase != '\0' ? " " : "", passphrase);
+// One line for the tunnel's private key; an empty selector or passphrase is left out with its space.
+void write_rsa_line(FILE *out, const TunnelContext &tunnel, const std::string &remote, const char *passphrase) {
+  fprintf(out, "%s%s%s : RSA \"%s.rsa\"%s%s\n", tunnel.secret_local.c_str(), remote.empty() ? "" : " ", remote.c_str(),
+          tunnel.name, is_set(passphrase) ? " " : "", passphrase);
+}
+
+// The peers that secrets are for: each by its identity, or all by the remote selector.
+std::vector<std::string> secret_peers(const ConfigNode *config, const TunnelContext &tunnel) {
+  std::optional<std::string> peers = find_peer_ids(config, tunnel.secret_remote, nullptr);
+  return peers ? split_peer_ids(*peers) : std::vector{tunnel.secret_remote};
 }
 
 void write_rsa_lines(FILE *out, const ConfigNode *config, const TunnelContext &tunnel, const char *passphrase) {
-  SecretText encoded;
-  if (*passphrase != '\0') {
+  SecretString encoded;
+  if (is_set(passphrase)) {
     encoded = base64_secret(passphrase);
     if (encoded == nullptr) log_error("Failed to allocate memory for passphrase formatting");
   }
-  const char *unlock = or_empty(encoded.get());
-  OwnedText peers = find_peer_ids(config, tunnel.secret_remote.c_str(), nullptr);
-  if (peers == nullptr) write_rsa_line(out, tunnel, tunnel.secret_remote.c_str(), unlock);
-  for (const std::string &peer : split_peer_ids(peers.get())) write_rsa_line(out, tunnel, peer.c_str(), unlock);
+  for (const std::string &peer : secret_peers(config, tunnel))
+    write_rsa_line(out, tunnel, peer, or_empty(encoded.get()));
 }
 
-Step write_key_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunnel) {
-  const char *passphrase = text_at(config, "auth.private_key_passphrase");
+bool write_key_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunnel) {
+  const char *passphrase = string_at(config, "auth.private_key_passphrase");
   place_private_key(config, tunnel);
   write_rsa_lines(out, config, tunnel, passphrase);
   if (equals(tunnel.auth_type, "rsasig")) place_rsa_public_keys(config, tunnel, passphrase);
   if (equals(tunnel.auth_type, "x509")) place_x509_certificates(config, tunnel);
-  if (equals(tunnel.auth_type, "scep") && place_scep_certificates(config, tunnel) == Step::skip) return Step::skip;
-  return tunnel.credentials_ok ? Step::go_on : Step::skip;
+  if (equals(tunnel.auth_type, "scep") && !place_scep_certificates(config, tunnel)) return false;
+  return tunnel.credentials_ok;
 }
 
 // The base64 of a configured secret; null after its message.
-SecretText encoded_secret(const ConfigNode *config, const char *key, const TunnelContext &tunnel) {
-  const char *secret = text_at(config, key);
-  SecretText encoded = base64_encode(secret, static_cast<int32_t>(strlen(secret)));
+SecretString encoded_secret(const ConfigNode *config, const char *key, const TunnelContext &tunnel) {
+  const char *secret = string_at(config, key);
+  SecretString encoded = base64_encode(secret, static_cast<int32_t>(strlen(secret)));
   if (encoded == nullptr) log_error("the secret of tunnel '%s' cannot be encoded. Skipping tunnel", tunnel.name);
   return encoded;
 }
 
-Step write_shared_secret(FILE *out, const ConfigNode *config, const TunnelContext &tunnel) {
-  SecretText secret = encoded_secret(config, "auth.secret", tunnel);
-  if (secret == nullptr) return Step::skip;
+bool write_shared_secret(FILE *out, const ConfigNode *config, const TunnelContext &tunnel) {
+  SecretString secret = encoded_secret(config, "auth.secret", tunnel);
+  if (secret == nullptr) return false;
   fprintf(out, "%s %s : PSK 0s%s\n", tunnel.secret_local.c_str(), tunnel.secret_remote.c_str(), secret.get());
-  return Step::go_on;
+  return true;
 }
 
 // Each end proves itself with a secret of its own, so each selector stands with the secret that it asks of the other.
-Step write_asymmetric_secrets(FILE *out, const ConfigNode *config, const TunnelContext &tunnel) {
-  SecretText remote = encoded_secret(config, "auth.remote_secret", tunnel);
-  SecretText local = remote != nullptr ? encoded_secret(config, "auth.local_secret", tunnel) : nullptr;
-  if (local == nullptr) return Step::skip;
+bool write_asymmetric_secrets(FILE *out, const ConfigNode *config, const TunnelContext &tunnel) {
+  SecretString remote = encoded_secret(config, "auth.remote_secret", tunnel);
+  SecretString local = remote != nullptr ? encoded_secret(config, "auth.local_secret", tunnel) : nullptr;
+  if (local == nullptr) return false;
   const char line[] = "%s : PSK 0s%s\n";
   fprintf(out, line, tunnel.secret_local.c_str(), remote.get());
-  OwnedText peers = find_peer_ids(config, tunnel.secret_remote.c_str(), nullptr);
-  if (peers == nullptr) fprintf(out, line, tunnel.secret_remote.c_str(), local.get());
-  for (const std::string &peer : split_peer_ids(peers.get())) fprintf(out, line, peer.c_str(), local.get());
-  return Step::go_on;
+  for (const std::string &peer : secret_peers(config, tunnel)) fprintf(out, line, peer.c_str(), local.get());
+  return true;
 }
 
-Step write_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunnel) {
+bool write_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunnel) {
   if (config_get_bool(config, "xauth_client.enable")) {
-    fprintf(out, "%s : XAUTH \"%s\"\n", text_at(config, "xauth_client.username"),
-            text_at(config, "xauth_client.password"));
+    fprintf(out, "%s : XAUTH \"%s\"\n", string_at(config, "xauth_client.username"),
+            string_at(config, "xauth_client.password"));
   }
   if (equals(tunnel.auth_type, "secret")) return write_shared_secret(out, config, tunnel);
   if (equals(tunnel.auth_type, "asymmetric-secrets")) return write_asymmetric_secrets(out, config, tunnel);
@@ -251,30 +245,28 @@ Step write_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunnel) {
 
 }  // namespace
 
-Step write_credentials(const ConfigNode *config, TunnelContext &tunnel) {
+bool write_credentials(const ConfigNode *config, TunnelContext &tunnel) {
   std::string path = format(IPSEC_STAGING_TREE "/secrets/%s.secret", tunnel.name);
   OwnedStream out = stage_stream(path.c_str());
   if (out == nullptr) {
     log_error("error opening tunnel secrets file %s: %s", path.c_str(), strerror(errno));
-    return Step::skip;
+    return false;
   }
-  if (write_secrets(out.get(), config, tunnel) == Step::skip) return Step::skip;
-  if (!close_output(std::move(out))) {
-    log_error("error writing tunnel secrets file %s: %s. Skipping tunnel", path.c_str(), strerror(errno));
-    return Step::skip;
-  }
-  return Step::go_on;
+  if (!write_secrets(out.get(), config, tunnel)) return false;
+  if (close_output(std::move(out))) return true;
+  log_error("error writing tunnel secrets file %s: %s. Skipping tunnel", path.c_str(), strerror(errno));
+  return false;
 }
 
-Step find_peer_ca(const ConfigNode *config, TunnelContext &tunnel) {
-  if (!equals(tunnel.auth_type, "x509") || !equals(text_at(config, "auth.peer_verify"), "ca")) return Step::go_on;
-  tunnel.rightca = text_at(config, "auth.peer_ca_dn");
-  if (!tunnel.rightca.empty()) return Step::go_on;
+bool find_peer_ca(const ConfigNode *config, TunnelContext &tunnel) {
+  if (!equals(tunnel.auth_type, "x509") || !equals(string_at(config, "auth.peer_verify"), "ca")) return true;
+  tunnel.rightca = string_at(config, "auth.peer_ca_dn");
+  if (!tunnel.rightca.empty()) return true;
   std::string path = format(IPSEC_STAGING_TREE "/cacerts/%s.0.cacert", tunnel.name);
-  OwnedText output(_process_capture(-1, -1, 1, -1, 0, "ipsec", "pki", "--dn", "--in", path.c_str(), nullptr));
+  OwnedString output(_process_capture(-1, -1, 1, -1, 0, "ipsec", "pki", "--dn", "--in", path.c_str(), nullptr));
   const char *name = or_empty(output.get());
   tunnel.rightca.assign(name, strcspn(name, "\n"));
-  if (!tunnel.rightca.empty()) return Step::go_on;
+  if (!tunnel.rightca.empty()) return true;
   log_error("failed to extract Distinguished Name from first certificate in CA chain for tunnel '%s'", tunnel.name);
-  return Step::skip;
+  return false;
 }

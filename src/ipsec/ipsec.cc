@@ -6,8 +6,9 @@
 #include "ipsec/staging.h"
 #include "ipsec/tunnel.h"
 #include "main/mappers.h"
-#include "main/print.h"
+#include "main/strings.h"
 #include "output/files.h"
+#include "platform/ranges.h"
 
 bool fips_mode;
 
@@ -16,32 +17,30 @@ namespace {
 const char main_conf_path[] = "/var/run/ipsec.conf";
 const char main_secrets_path[] = "/var/run/ipsec.secrets";
 
-// What the tunnels of one run are written into.
-struct Run {
-  const NetworkModel *model;
-  FILE *conf;
-  FILE *secrets;
-};
-
 // Writes the connection file of the tunnel and leaves it behind complete or not at all.
-Step write_connection_file(const Run &run, const ConfigNode *config, TunnelContext &tunnel) {
+bool write_connection_file(const IpsecRun &run, const ConfigNode *config, TunnelContext &tunnel) {
   tunnel.conf_path = format(IPSEC_STAGING_TREE "/conf/%s.conf", tunnel.name);
   OwnedStream out = stage_stream(tunnel.conf_path.c_str());
   if (out == nullptr) {
     log_error("error opening tunnel conf file %s: %s", tunnel.conf_path.c_str(), strerror(errno));
-    return Step::skip;
+    return false;
   }
-  const char *device = or_empty(network_name(network_find_device(run.model, config)));
-  if (write_connections(out.get(), config, tunnel, device) == Step::skip) return Step::skip;
-  if (!close_output(std::move(out))) {
-    log_error("error writing tunnel conf file %s: %s. Skipping tunnel", tunnel.conf_path.c_str(), strerror(errno));
-    return Step::skip;
-  }
-  return Step::go_on;
+  if (!write_connections(out.get(), run, config, tunnel)) return false;
+  if (close_output(std::move(out))) return true;
+  log_error("error writing tunnel conf file %s: %s. Skipping tunnel", tunnel.conf_path.c_str(), strerror(errno));
+  return false;
 }
 
-// Writes all files of one tunnel; true when it is complete.
-bool write_tunnel(const Run &run, const ConfigNode *config, int32_t index) {
+// Writes all files of one tunnel; true when they are complete.
+bool write_tunnel_files(IpsecRun &run, const ConfigNode *config, TunnelContext &tunnel) {
+  bool complete = resolve_endpoints(run, config, tunnel) && write_credentials(config, tunnel) &&
+                  find_peer_ca(config, tunnel) && write_connection_file(run, config, tunnel);
+  if (!complete && !tunnel.conf_path.empty()) remove_file(tunnel.conf_path.c_str());
+  return complete;
+}
+
+// Writes one tunnel, and its lines in the main files; true when it is complete.
+bool write_tunnel(IpsecRun &run, const ConfigNode *config, int32_t index, FILE *conf, FILE *secrets) {
   TunnelContext tunnel;
   tunnel.name = or_empty(config_key(config));
   tunnel.index = index;
@@ -50,16 +49,10 @@ bool write_tunnel(const Run &run, const ConfigNode *config, int32_t index) {
     log_error("tunnel '%s' has a name that cannot name files. Skipping tunnel", tunnel.name);
     return false;
   }
-  bool complete = resolve_endpoints(config, tunnel) == Step::go_on &&
-                  write_credentials(config, tunnel) == Step::go_on && find_peer_ca(config, tunnel) == Step::go_on &&
-                  write_connection_file(run, config, tunnel) == Step::go_on;
-  if (complete) {
-    fprintf(run.conf, "include " IPSEC_TREE "/conf/%s.conf\n", tunnel.name);
-    fprintf(run.secrets, "include " IPSEC_TREE "/secrets/%s.secret\n", tunnel.name);
-  } else if (!tunnel.conf_path.empty()) {
-    remove_file(tunnel.conf_path.c_str());
-  }
-  return complete;
+  if (!write_tunnel_files(run, config, tunnel)) return false;
+  fprintf(conf, "include " IPSEC_TREE "/conf/%s.conf\n", tunnel.name);
+  fprintf(secrets, "include " IPSEC_TREE "/secrets/%s.secret\n", tunnel.name);
+  return true;
 }
 
 bool close_main_file(OwnedStream stream, const char *path) {
@@ -70,7 +63,7 @@ bool close_main_file(OwnedStream stream, const char *path) {
 
 // Writes everything; returns the exit status.
 int32_t generate(const ConfigNode *root) {
-  OwnedModel model(network_load(root));
+  IpsecRun run(root);
   fips_mode = config_object_has_key(root, "system", "fips") && config_get_bool(root, "system.fips");
   OwnedStream conf = open_output(main_conf_path);
   if (conf == nullptr) return 1;
@@ -79,13 +72,11 @@ int32_t generate(const ConfigNode *root) {
   if (runt_init() != 0) log_error("failed to initialize runt interface");
 
   create_staging_tree();
-  print(conf.get(), "config setup\n\n");
-  Run run = {model.get(), conf.get(), secrets.get()};
+  fprintf(conf.get(), "config setup\n\n");
   bool any_complete = false;
   int32_t index = 0;
-  const ConfigNode *tunnel = config_object_first(config_object(root, "vpn.ipsec.tunnel"));
-  for (; tunnel != nullptr; tunnel = config_object_next(tunnel))
-    if (write_tunnel(run, tunnel, ++index)) any_complete = true;
+  for (const ConfigNode *tunnel : members(config_object(root, "vpn.ipsec.tunnel")))
+    if (write_tunnel(run, tunnel, ++index, conf.get(), secrets.get())) any_complete = true;
 
   bool conf_written = close_main_file(std::move(conf), main_conf_path);
   bool secrets_written = close_main_file(std::move(secrets), main_secrets_path);

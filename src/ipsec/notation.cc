@@ -1,41 +1,35 @@
 #include "ipsec/notation.h"
 
+#include <algorithm>
 #include <cstring>
 
-#include "main/print.h"
+#include "main/owned.h"
+#include "main/strings.h"
+#include "output/quote.h"
+#include "platform/ranges.h"
 
 namespace {
 
 // An identity kind whose value the configuration holds.
 struct IdentityRow {
-  char type[7];  // "" ends the table
-  char key[13];
-  char prefix[7];
+  const char *type;
+  const char *key;
+  const char *prefix;
 };
 const IdentityRow configured_identities[] = {
-    {"raw", "id.raw_id", ""},
-    {"ipv4", "id.ipv4_id", "ipv4"},
-    {"ipv6", "id.ipv6_id", "ipv6"},
-    {"rfc822", "id.rfc822_id", "rfc822"},
-    {"fqdn", "id.fqdn_id", "fqdn"},
-    {"keyid", "id.keyid_id", "keyid"},
-    {"", "", ""},
+    {"raw", "id.raw_id", ""},        {"ipv4", "id.ipv4_id", "ipv4:"},
+    {"ipv6", "id.ipv6_id", "ipv6:"}, {"rfc822", "id.rfc822_id", "rfc822:"},
+    {"fqdn", "id.fqdn_id", "fqdn:"}, {"keyid", "id.keyid_id", "keyid:"},
 };
 
 // An identity kind whose value is a fact about this device.
 struct FactRow {
-  char type[14];  // "" ends the table
-  char key[14];
+  const char *type;
+  const char *key;
 };
-const FactRow fact_identities[] = {
-    {"mac_address", "system.mac"},
-    {"serial_number", "system.serial"},
-    {"", ""},
-};
+const FactRow fact_identities[] = {{"mac_address", "system.mac"}, {"serial_number", "system.serial"}};
 
-constexpr size_t quoted_item_size = 251;  // longest list item, quotes and terminator included
-
-// The value as users may have written it for the daemon, "@[" VALUE "]", without that dress.
+// The value without the "@[" and "]" around it, with which users may have written it for the daemon.
 std::string bare_value(const char *value) {
   if (strncmp(value, "@[", 2) != 0) return value;
   std::string bare = value + 2;
@@ -44,7 +38,7 @@ std::string bare_value(const char *value) {
 }
 
 std::string fact_identity(const char *key) {
-  OwnedText value(runt_get_string(key));
+  OwnedString value(runt_get_string(key));
   if (!is_set(value.get())) {
     log_error("Unable to determine %s", key);
     return {};
@@ -61,24 +55,49 @@ const char *peer_hostname(const ConfigNode *peer, bool is_ipv6) {
   return config_string_get(config_object_get(peer, hostname_key(is_ipv6)));
 }
 
-// Adds to a list of quoted items, cut to what one item may hold.
-void add_quoted(std::string &list, const char *item) {
-  if (!list.empty()) list += ';';
-  list.append(format("\"%s\"", item), 0, quoted_item_size - 1);
+// The peers of one tunnel, and which of them to leave out.
+struct Peers {
+  const ConfigNode *array;
+  size_t count;
+  const char *skip_host;
+  bool is_ipv6;
+};
+
+// What a list of peer identities holds for one peer.
+struct PeerItem {
+  bool is_listed;
+  std::string identity;
+  bool is_own;  // not the fallback, nor empty
+};
+
+PeerItem peer_item(const Peers &peers, const ConfigNode *peer, const std::string &fallback) {
+  if (peer_is_skipped(peer, peers.count, peers.skip_host, peers.is_ipv6)) return {false, "", false};
+  const ConfigNode *peer_id = config_object_get(peer, "peer_id");
+  bool identifies_itself = config_get_bool(peer_id, "enable");
+  if (!identifies_itself && !fallback.empty()) return {true, fallback, false};
+  if (!identifies_itself && peers.count == 1) return {false, "", false};
+  std::string identity = identifies_itself ? ipsec_identity(peer_id) : "";
+  if (identity.empty()) identity = or_empty(peer_hostname(peer, peers.is_ipv6));
+  return {true, identity, !identity.empty()};
+}
+
+// The item between two separators, without leading spaces and tabs and without quotes.
+std::string unquoted_item(std::string_view item) {
+  item.remove_prefix(std::min(item.find_first_not_of(" \t"), item.size()));
+  if (!item.starts_with('"')) return std::string(item);
+  item.remove_prefix(1);
+  return std::string(item.substr(0, item.find('"')));
 }
 
 }  // namespace
 
 std::string ipsec_identity(const ConfigNode *owner) {
-  const char *type = text_at(owner, "id.type");
+  const char *type = string_at(owner, "id.type");
   if (equals(type, "any")) return "%any";
-  for (const IdentityRow *row = configured_identities; *row->type != '\0'; row++) {
-    if (strcmp(type, row->type) != 0) continue;
-    std::string value = bare_value(text_at(owner, row->key));
-    return *row->prefix == '\0' ? value : std::string(row->prefix) + ":" + value;
-  }
-  for (const FactRow *row = fact_identities; *row->type != '\0'; row++)
-    if (strcmp(type, row->type) == 0) return fact_identity(row->key);
+  for (const IdentityRow &row : configured_identities)
+    if (equals(type, row.type)) return row.prefix + bare_value(string_at(owner, row.key));
+  for (const FactRow &row : fact_identities)
+    if (equals(type, row.type)) return fact_identity(row.key);
   return {};
 }
 
@@ -95,8 +114,8 @@ std::string remote_host_list(const ConfigNode *tunnel, const char *skip_host, bo
   const ConfigNode *peers = config_array(tunnel, "remote.peers");
   size_t count = config_array_count(peers);
   std::string hosts;
-  const char *separator = "";  // a host name may be empty, so the text does not tell whether it is the first
-  for (const ConfigNode *peer = config_array_first(peers); peer != nullptr; peer = config_array_next(peer)) {
+  const char *separator = "";  // a host name may be empty, so the list does not show whether it is the first
+  for (const ConfigNode *peer : elements(peers)) {
     const char *name = peer_hostname(peer, is_ipv6);
     if (name == nullptr || peer_is_skipped(peer, count, skip_host, is_ipv6)) continue;
     hosts.append(separator).append(name);
@@ -105,68 +124,66 @@ std::string remote_host_list(const ConfigNode *tunnel, const char *skip_host, bo
   return hosts;
 }
 
-OwnedText find_peer_ids(const ConfigNode *tunnel, const char *fallback, const char *skip_host) {
-  bool is_ipv6 = equals(text_at(tunnel, "remote.ip_version"), "ipv6");
-  const ConfigNode *peers = config_array(tunnel, "remote.peers");
-  size_t count = config_array_count(peers);
-  std::string items;
+std::optional<std::string> find_peer_ids(const ConfigNode *tunnel, const std::string &fallback, const char *skip_host) {
+  const ConfigNode *array = config_array(tunnel, "remote.peers");
+  bool is_ipv6 = equals(string_at(tunnel, "remote.ip_version"), "ipv6");
+  const Peers peers = {array, config_array_count(array), skip_host, is_ipv6};
+  std::string list;
   bool own_identity_seen = false;
-  for (const ConfigNode *peer = config_array_first(peers); peer != nullptr; peer = config_array_next(peer)) {
-    if (peer_is_skipped(peer, count, skip_host, is_ipv6)) continue;
-    const ConfigNode *peer_id = config_object_get(peer, "peer_id");
-    bool identifies_itself = config_get_bool(peer_id, "enable");
-    if (!identifies_itself && is_set(fallback)) {
-      add_quoted(items, fallback);
-      continue;
-    }
-    if (!identifies_itself && count == 1) continue;
-    std::string identity = identifies_itself ? ipsec_identity(peer_id) : std::string();
-    const char *item = identity.empty() ? or_empty(peer_hostname(peer, is_ipv6)) : identity.c_str();
-    add_quoted(items, item);
-    if (*item != '\0') own_identity_seen = true;
+  for (const ConfigNode *peer : elements(peers.array)) {
+    PeerItem item = peer_item(peers, peer, fallback);
+    if (!item.is_listed) continue;
+    if (!list.empty()) list += ';';
+    list += quoted_peer_id(item.identity.c_str());
+    if (item.is_own) own_identity_seen = true;
   }
-  OwnedText list(own_identity_seen ? strdup(items.c_str()) : nullptr);
-  if (own_identity_seen && list == nullptr) end_without_memory();
-  log_debug("%s : %s", "find_peer_ids", list != nullptr ? list.get() : "null");
+  log_debug("%s : %s", "find_peer_ids", own_identity_seen ? list.c_str() : "null");
+  if (!own_identity_seen) return std::nullopt;
   return list;
 }
 
-std::vector<std::string> split_peer_ids(const char *list) {
+std::vector<std::string> split_peer_ids(const std::string &list) {
   std::vector<std::string> items;
-  const char *item = or_empty(list);
-  while (*item != '\0') {
-    const char *end = item + strcspn(item, ";");
-    const char *next = *end == ';' ? end + 1 : end;
-    while (item < end && (*item == ' ' || *item == '\t')) item++;
-    if (item < end && *item == '"') {
-      item++;
-      const void *quote = memchr(item, '"', static_cast<size_t>(end - item));
-      if (quote != nullptr) end = static_cast<const char *>(quote);
-    }
-    if (item < end) items.emplace_back(item, end);
-    item = next;
+  for (size_t start = 0; start < list.size();) {
+    size_t end = std::min(list.find(';', start), list.size());
+    std::string item = unquoted_item(std::string_view(list).substr(start, end - start));
+    if (!item.empty()) items.push_back(item);
+    start = end + 1;
   }
   return items;
 }
 
 std::string ipsec_traffic_selector(const ConfigNode *selector) {
-  std::string protocol = text_at(selector, "protocol");
+  std::string protocol = string_at(selector, "protocol");
   if (protocol == "any") {
     protocol = "%any";
   } else if (protocol == "other") {
-    protocol = Decimal(config_get_int(selector, "protocol_other"));
+    protocol = format("%d", config_get_int(selector, "protocol_other"));
   }
-  const char *port = text_at(selector, "port");
+  const char *port = string_at(selector, "port");
   return "[" + protocol + "/" + (equals(port, "any") ? "%any" : port) + "]";
 }
 
-bool tunnel_managed_by_nhrp(const ConfigNode *root, const char *tunnel_name) {
-  if (tunnel_name == nullptr || !config_object_has_key(root, "network.route.service", "nhrp")) return false;
-  const ConfigNode *network = config_array_first(config_array(root, "network.route.service.nhrp.network"));
-  for (; network != nullptr; network = config_array_next(network)) {
-    if (strstr(text_at(network, "ipsec"), tunnel_name) == nullptr) continue;
-    log_debug("Tunnel %s is managed by NHRP", tunnel_name);
-    return true;
+NhrpNetworks::NhrpNetworks(const ConfigNode *root) {
+  if (!config_object_has_key(root, "network.route.service", "nhrp")) return;
+  for (const ConfigNode *tunnel : members(config_object(root, "vpn.ipsec.tunnel")))
+    longest_name = std::max(longest_name, strlen(or_empty(config_key(tunnel))));
+  for (const ConfigNode *network : elements(config_array(root, "network.route.service.nhrp.network"))) {
+    const char *tail = string_at(network, "ipsec");
+    do tails.push_back(tail);
+    while (*tail++ != '\0');
   }
-  return false;
+  std::sort(tails.begin(), tails.end(),
+            [this](const char *first, const char *second) { return strncmp(first, second, longest_name) < 0; });
+}
+
+bool tunnel_managed_by_nhrp(const NhrpNetworks &networks, const char *tunnel_name) {
+  if (tunnel_name == nullptr) return false;
+  // Tails that begin with the name follow all that come before the name itself.
+  auto tail = std::lower_bound(
+      networks.tails.begin(), networks.tails.end(), tunnel_name,
+      [&networks](const char *each, const char *name) { return strncmp(each, name, networks.longest_name) < 0; });
+  if (tail == networks.tails.end() || strncmp(*tail, tunnel_name, strlen(tunnel_name)) != 0) return false;
+  log_debug("Tunnel %s is managed by NHRP", tunnel_name);
+  return true;
 }

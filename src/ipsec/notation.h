@@ -1,13 +1,11 @@
-// Configuration objects in the notation of the IKE daemon: identities, peers, traffic selectors. Returned texts belong
-// to the caller.
+// Configuration objects in the notation of the IKE daemon: identities, peers, traffic selectors.
 #ifndef TESSERA_IPSEC_NOTATION_H
 #define TESSERA_IPSEC_NOTATION_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "main/owned.h"
-#include "main/text.h"
 #include "platform/config.h"
 
 // The identity that the `id` object of `owner` (`local`, `remote` or a `peer_id`) describes; "" when there is none.
@@ -23,17 +21,26 @@ bool peer_hostname_matches(const ConfigNode *peer, const char *host, bool is_ipv
 // stays.
 bool peer_is_skipped(const ConfigNode *peer, size_t peer_count, const char *skip_host, bool is_ipv6);
 
-// The quoted identities of the peers, joined with ";"; null when no peer has an identity of its own. `fallback` stands
-// for peers without one and may be empty; `skip_host` may be null.
-OwnedText find_peer_ids(const ConfigNode *tunnel, const char *fallback, const char *skip_host);
+// The quoted identities of the peers, joined with ";"; nothing when no peer has an identity of its own. `fallback`
+// stands for peers without one and may be empty; `skip_host` may be null.
+std::optional<std::string> find_peer_ids(const ConfigNode *tunnel, const std::string &fallback, const char *skip_host);
 
 // The items of such a list, without their quotes.
-std::vector<std::string> split_peer_ids(const char *list);
+std::vector<std::string> split_peer_ids(const std::string &list);
 
 // "[PROTOCOL/PORT]" of a policy's `local` or `remote` object.
 std::string ipsec_traffic_selector(const ConfigNode *selector);
 
+// The tunnels that NHRP networks name, read from the root of the configuration. A name counts wherever it appears
+// within what a network holds, so that is kept from each of its characters on, in order; it is borrowed.
+struct NhrpNetworks {
+  explicit NhrpNetworks(const ConfigNode *root);
+
+  size_t longest_name = 0;  // of all tunnels; what follows so many characters does not matter
+  std::vector<const char *> tails;
+};
+
 // True when an NHRP network runs the tunnel of that name.
-bool tunnel_managed_by_nhrp(const ConfigNode *root, const char *tunnel_name);
+bool tunnel_managed_by_nhrp(const NhrpNetworks &networks, const char *tunnel_name);
 
 #endif

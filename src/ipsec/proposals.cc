@@ -1,25 +1,23 @@
 #include "ipsec/proposals.h"
 
-#include <cstring>
-
 #include "ipsec/tunnel.h"
+#include "main/strings.h"
+#include "platform/ranges.h"
 
 namespace {
 
-using Algorithm = char[13];  // "" ends a table
+const char *const fips_ciphers[] = {"aes128",       "aes192",       "aes256",      "3des",
+                                    "aes128gcm96",  "aes192gcm96",  "aes256gcm96", "aes128gcm128",
+                                    "aes192gcm128", "aes256gcm128", nullptr};
 
-const Algorithm fips_ciphers[] = {
-    "aes128",       "aes192",       "aes256",       "3des", "aes128gcm96", "aes192gcm96", "aes256gcm96",
-    "aes128gcm128", "aes192gcm128", "aes256gcm128", ""};
+const char *const fips_hashes[] = {"sha1", "sha256", "sha384", "sha512", nullptr};
 
-const Algorithm fips_hashes[] = {"sha1", "sha256", "sha384", "sha512", ""};
+const char *const fips_dh_groups[] = {"modp2048", "modp3072", "modp4096", "modp6144",   "modp8192", "ecp224",
+                                      "ecp256",   "ecp384",   "ecp521",   "curve25519", "curve448", nullptr};
 
-const Algorithm fips_dh_groups[] = {"modp2048", "modp3072", "modp4096", "modp6144",   "modp8192", "ecp224",
-                                    "ecp256",   "ecp384",   "ecp521",   "curve25519", "curve448", ""};
-
-bool fips_accepts_one(const Algorithm *allowed, const char *kind, const char *value) {
-  for (; **allowed != '\0'; allowed++)
-    if (strcmp(*allowed, value) == 0) return true;
+bool fips_accepts_one(const char *const *allowed, const char *kind, const char *value) {
+  for (const char *each : strings(allowed))
+    if (equals(value, each)) return true;
   log_error("%s '%s' is not FIPS compliant", kind, value);
   return false;
 }
@@ -36,10 +34,10 @@ bool fips_accepts(const char *cipher, const char *hash, const char *dh_group) {
 std::string proposal_list(const ConfigNode *tunnel, int phase) {
   const ConfigNode *proposals = config_array(tunnel, phase == 1 ? "ike.phase1_proposal" : "ike.phase2_proposal");
   std::string list;
-  for (const ConfigNode *node = config_array_first(proposals); node != nullptr; node = config_array_next(node)) {
-    const char *cipher = text_at(node, "cipher");
-    const char *hash = text_at(node, "hash");
-    const char *dh_group = text_at(node, "dh_group");
+  for (const ConfigNode *node : elements(proposals)) {
+    const char *cipher = string_at(node, "cipher");
+    const char *hash = string_at(node, "hash");
+    const char *dh_group = string_at(node, "dh_group");
     if (fips_mode && !fips_accepts(cipher, hash, dh_group)) continue;
     if (!list.empty()) list += ',';
     list.append(cipher).append("-").append(hash);

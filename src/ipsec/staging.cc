@@ -8,13 +8,14 @@
 
 #include <cerrno>
 
+#include "main/strings.h"
 #include "output/files.h"
 
 namespace {
 
 constexpr unsigned directory_mode = 0755;
 
-const char staging_directories[][32] = {
+const char *const staging_directories[] = {
     IPSEC_STAGING_TREE,
     IPSEC_STAGING_TREE "/conf",
     IPSEC_STAGING_TREE "/secrets",
@@ -25,7 +26,6 @@ const char staging_directories[][32] = {
     IPSEC_STAGING_TREE "/aacerts",
     IPSEC_STAGING_TREE "/ocspcerts",
     IPSEC_STAGING_TREE "/crls",
-    "",
 };
 
 // Whether a directory, and no link to one, is at `path`.
@@ -68,7 +68,7 @@ bool clear_path(const char *path) {
 }  // namespace
 
 void create_staging_tree() {
-  for (auto path = staging_directories; **path != '\0'; path++) ensure_directory(*path);
+  for (const char *path : staging_directories) ensure_directory(path);
 }
 
 void swap_staging_tree() {
@@ -89,12 +89,8 @@ OwnedStream stage_stream(const char *path) {
   return clear_path(path) ? open_output(path) : nullptr;
 }
 
-bool stage_text(const char *path, const char *text) {
-  return clear_path(path) && file_write(path, text);
-}
-
-bool stage_part(const char *path, const char *text, size_t length) {
-  return clear_path(path) && file_printf(path, "%.*s", static_cast<int>(length), text);
+bool stage_file(const char *path, const char *content) {
+  return clear_path(path) && file_write(path, content);
 }
 
 bool stage_link(const char *path, const char *target) {

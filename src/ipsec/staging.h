@@ -5,8 +5,6 @@
 #ifndef TESSERA_IPSEC_STAGING_H
 #define TESSERA_IPSEC_STAGING_H
 
-#include <string>
-
 #include "main/owned.h"
 
 #define IPSEC_TREE "/var/run/ipsec.d"
@@ -26,9 +24,8 @@ void swap_staging_tree();
 // Opens a new file with mode 0600; null on failure.
 OwnedStream stage_stream(const char *path);
 
-// Writes a whole new file from a text, or from the start of one.
-bool stage_text(const char *path, const char *text);
-bool stage_part(const char *path, const char *text, size_t length);
+// Writes a whole new file.
+bool stage_file(const char *path, const char *content);
 
 // Makes a symbolic link to `target`.
 bool stage_link(const char *path, const char *target);

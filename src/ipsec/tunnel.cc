@@ -5,7 +5,8 @@
 
 #include <cstring>
 
-#include "ipsec/notation.h"
+#include "main/strings.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -23,41 +24,42 @@ bool primary_is_up(const char *primary) {
 }
 
 // The interface that holds the best default route of the family.
-bool default_route_interface(const char *family, std::string &interface) {
-  std::string routes = format("network.route.default.metric.%s", family);
-  OwnedEntries entries(runt_get_entries(routes.c_str(), 0, 0, 0, 0));
-  if (entries == nullptr) return false;
-  for (RuntEntry **entry = entries.get(); *entry != nullptr; entry++) {
-    const char *value = or_empty((*entry)->value);
-    if (strncmp(value, interface_prefix, interface_prefix_length) != 0) continue;
-    interface = value + interface_prefix_length;
-    return true;
+std::optional<std::string> read_default_route_interface(const std::string &family) {
+  OwnedEntries routes(runt_get_entries(("network.route.default.metric." + family).c_str(), 0, 0, 0, 0));
+  for (const RuntEntry *route : entries(routes.get())) {
+    const char *value = or_empty(route->value);
+    if (strncmp(value, interface_prefix, interface_prefix_length) == 0) return value + interface_prefix_length;
   }
-  return false;
+  return std::nullopt;
 }
 
-// The interface of the tunnel's local end; false when there is none.
-bool local_interface(const ConfigNode *config, const char *family, std::string &interface) {
-  const char *type = text_at(config, "local.type");
-  if (equals(type, "defaultroute")) return default_route_interface(family, interface);
-  if (!equals(type, "interface")) return false;
-  interface = text_at(config, "local.interface");
-  return true;
+std::optional<std::string> default_route_interface(IpsecRun &run, const char *family) {
+  auto [place, is_new] = run.default_route_interfaces.try_emplace(family);
+  if (is_new) place->second = read_default_route_interface(family);
+  return place->second;
 }
 
-Step resolve_local_end(const ConfigNode *config, TunnelContext &tunnel) {
-  std::string interface;
-  if (!local_interface(config, tunnel.family, interface)) {
+// The interface of the tunnel's local end, when there is one.
+std::optional<std::string> local_interface(IpsecRun &run, const ConfigNode *config, const char *family) {
+  const char *type = string_at(config, "local.type");
+  if (equals(type, "defaultroute")) return default_route_interface(run, family);
+  if (equals(type, "interface")) return string_at(config, "local.interface");
+  return std::nullopt;
+}
+
+bool resolve_local_end(IpsecRun &run, const ConfigNode *config, TunnelContext &tunnel) {
+  std::optional<std::string> interface = local_interface(run, config, tunnel.family);
+  if (!interface) {
     log_error("tunnel '%s' local endpoint interface not available. Skipping tunnel", tunnel.name);
-    return Step::skip;
+    return false;
   }
-  if (runt_get_int_pathf(0, "network.interface.%s.%s.ready", interface.c_str(), tunnel.family) == 0) {
+  const std::string facts = format("network.interface.%s.%s", interface->c_str(), tunnel.family);
+  if (runt_get_int_pathf(0, "%s.ready", facts.c_str()) == 0) {
     log_error("tunnel '%s' local endpoint interface not ready. Skipping tunnel", tunnel.name);
-    return Step::skip;
+    return false;
   }
-  bool passthrough =
-      runt_get_int_pathf(0, "network.interface.%s.%s.passthrough", interface.c_str(), tunnel.family) != 0;
-  OwnedText address(runt_get_string_pathf("network.interface.%s.%s.address", interface.c_str(), tunnel.family));
+  bool passthrough = runt_get_int_pathf(0, "%s.passthrough", facts.c_str()) != 0;
+  OwnedString address(runt_get_string_pathf("%s.address", facts.c_str()));
   if (passthrough) {
     // The address belongs to the host behind this device.
     tunnel.left = tunnel.is_ipv6 ? "::" : "0.0.0.0";
@@ -65,11 +67,9 @@ Step resolve_local_end(const ConfigNode *config, TunnelContext &tunnel) {
   } else {
     tunnel.left = or_empty(address.get());
   }
-  if (tunnel.left.empty()) {
-    log_error("tunnel '%s' local endpoint address is not available. Skipping tunnel", tunnel.name);
-    return Step::skip;
-  }
-  return Step::go_on;
+  if (!tunnel.left.empty()) return true;
+  log_error("tunnel '%s' local endpoint address is not available. Skipping tunnel", tunnel.name);
+  return false;
 }
 
 void resolve_remote_end(const ConfigNode *config, TunnelContext &tunnel) {
@@ -86,22 +86,22 @@ void resolve_remote_end(const ConfigNode *config, TunnelContext &tunnel) {
 }  // namespace
 
 bool tunnel_is_wanted(const ConfigNode *config, const char *name) {
-  const char *primary = text_at(config, "ipsec_failover");
+  const char *primary = string_at(config, "ipsec_failover");
   if (*primary != '\0' && strcmp(primary, name) != 0 && primary_is_up(primary)) return false;
   return config_get_bool(config, "enable");
 }
 
-Step resolve_endpoints(const ConfigNode *config, TunnelContext &tunnel) {
-  tunnel.family = text_at(config, "remote.ip_version");
+bool resolve_endpoints(IpsecRun &run, const ConfigNode *config, TunnelContext &tunnel) {
+  tunnel.family = string_at(config, "remote.ip_version");
   tunnel.is_ipv6 = equals(tunnel.family, "ipv6");
   if (runt_get_int_pathf(0, "vpn.ipsec.tunnel.%s.skip_peer.active", tunnel.name) != 0)
     tunnel.skip_host.reset(runt_get_string_pathf("vpn.ipsec.tunnel.%s.skip_peer.hostname", tunnel.name));
-  if (resolve_local_end(config, tunnel) == Step::skip) return Step::skip;
+  if (!resolve_local_end(run, config, tunnel)) return false;
   resolve_remote_end(config, tunnel);
   tunnel.local_id = ipsec_identity(config_object(config, "local"));
   tunnel.remote_id = ipsec_identity(config_object(config, "remote"));
   tunnel.secret_local = tunnel.local_id.empty() ? tunnel.left : tunnel.local_id;
   tunnel.secret_remote = tunnel.remote_id.empty() ? tunnel.right : tunnel.remote_id;
-  tunnel.auth_type = text_at(config, "auth.type");
-  return Step::go_on;
+  tunnel.auth_type = string_at(config, "auth.type");
+  return true;
 }

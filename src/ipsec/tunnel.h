@@ -3,23 +3,31 @@
 #define TESSERA_IPSEC_TUNNEL_H
 
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 
+#include "ipsec/notation.h"
 #include "main/owned.h"
-#include "main/text.h"
 #include "platform/config.h"
 
-// A step either lets the tunnel go on or, after its message, has it skipped.
-enum class Step { go_on, skip };
+// What is read once in a run although every tunnel asks.
+struct IpsecRun {
+  explicit IpsecRun(const ConfigNode *root) : model(network_load(root)), nhrp(root) {}
 
-// The tunnel at hand. Borrowed texts belong to the configuration tree; texts that may be missing are empty then, but
-// for `skip_host`: a peer may well have an empty host name.
+  OwnedModel model;
+  NhrpNetworks nhrp;
+  std::map<std::string, std::optional<std::string>> default_route_interfaces;  // by family, those asked for so far
+};
+
+// The tunnel at hand. Borrowed strings belong to the configuration tree; strings that may be missing are empty then,
+// but for `skip_host`: a peer may well have an empty host name.
 struct TunnelContext {
   const char *name = "";            // key of the tunnel, in every file name
   int32_t index = 0;                // position among all tunnels, from 1
   const char *family = "";          // address family of both ends as configured
   bool is_ipv6 = false;             // whether that is "ipv6"
-  OwnedText skip_host;              // host name of the peer that is to be left out for now
+  OwnedString skip_host;            // host name of the peer that is to be left out for now
   std::string left;                 // local address, or the wildcard of the family for a passthrough interface
   std::string passthrough_address;  // real address of the passthrough interface
   std::string right;                // remote hosts, or "%any"
@@ -40,18 +48,19 @@ extern bool fips_mode;
 // Whether the configuration asks for this tunnel now: it is enabled, and no primary tunnel that it backs up is up.
 bool tunnel_is_wanted(const ConfigNode *config, const char *name);
 
+// The following steps of a tunnel give false, after a message, when the tunnel is to be skipped.
+
 // Resolves both ends of the tunnel and their identities into `tunnel`, of which `name` and `index` are set. Skips a
 // tunnel whose local end is not usable now.
-Step resolve_endpoints(const ConfigNode *config, TunnelContext &tunnel);
+bool resolve_endpoints(IpsecRun &run, const ConfigNode *config, TunnelContext &tunnel);
 
 // Writes the secrets file of the tunnel and puts its keys, certificates and revocation lists in place.
-Step write_credentials(const ConfigNode *config, TunnelContext &tunnel);
+bool write_credentials(const ConfigNode *config, TunnelContext &tunnel);
 
 // Finds out which authority the peer's certificate must come from, when that is asked for.
-Step find_peer_ca(const ConfigNode *config, TunnelContext &tunnel);
+bool find_peer_ca(const ConfigNode *config, TunnelContext &tunnel);
 
-// Writes the connection sections of the tunnel, one per policy, into the open file. `device` is the system's name of
-// the tunnel's network device.
-Step write_connections(FILE *out, const ConfigNode *config, const TunnelContext &tunnel, const char *device);
+// Writes the connection sections of the tunnel, one per policy, into the open file.
+bool write_connections(FILE *out, const IpsecRun &run, const ConfigNode *config, const TunnelContext &tunnel);
 
 #endif

@@ -49,7 +49,7 @@ void keep_memory_private() {
 // The configuration is read under the lock: a run that has waited must not write an older one than the run before it.
 int32_t run_mapper(const MapperRow &row, int32_t argc, char **argv) {
   ServiceLock lock;
-  bool writes = row.handler != map_network || !is_network_query(argc, argv);
+  bool writes = row.handler != map_network || !is_network_query(argv);
   if (writes && !take_lock(lock, row.name)) return 1;
   const ConfigNode *root = config_load();
   if (root == nullptr) return 1;

@@ -16,6 +16,6 @@ Mapper map_network;
 Mapper map_pam;
 
 // Whether `tessera network` with these arguments only prints something, and writes no file.
-bool is_network_query(int32_t argc, char **argv);
+bool is_network_query(char **argv);
 
 #endif

@@ -10,19 +10,3 @@ void end_without_memory() {
   static_cast<void>(written);  // there is nothing else to report it to
   _exit(1);
 }
-
-std::string format_arguments(const char *format, va_list arguments) {
-  char *text = nullptr;
-  int length = vasprintf(&text, format, arguments);
-  if (length < 0) end_without_memory();
-  OwnedText owner(text);
-  return std::string(text, static_cast<size_t>(length));
-}
-
-std::string format(const char *format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  std::string text = format_arguments(format, arguments);
-  va_end(arguments);
-  return text;
-}

@@ -1,22 +1,25 @@
+// Prints the network model as an indented tree.
 #include <cstdarg>
 #include <iterator>
+#include <span>
 
 #include "main/owned.h"
-#include "main/print.h"
+#include "main/strings.h"
 #include "network/network.h"
+#include "platform/ranges.h"
 
 namespace {
 
 const char separator[] = "----------\n";
 
 // Indexed by value.
-const char node_types[][25] = {
+const char *const node_types[] = {
     "NETWORK_NODE_ROOT",       "NETWORK_NODE_NAMESPACE", "NETWORK_NODE_DEVICE",
     "NETWORK_NODE_INTERFACE",  "NETWORK_NODE_PROTO",     "NETWORK_NODE_BRIDGE_PORT",
     "NETWORK_NODE_BOND_SLAVE", "NETWORK_NODE_RADIO",     "NETWORK_NODE_MODEM",
 };
 static_assert(std::size(node_types) == NETWORK_NODE_MODEM + 1);
-const char interface_types[][36] = {
+const char *const interface_types[] = {
     "NETWORK_INTERFACE_ETHERNET",
     "NETWORK_INTERFACE_STATIC",
     "NETWORK_INTERFACE_HYBRID",
@@ -40,7 +43,7 @@ const char interface_types[][36] = {
     "NETWORK_INTERFACE_WISUN",
 };
 static_assert(std::size(interface_types) == NETWORK_INTERFACE_WISUN + 1);
-const char device_types[][25] = {
+const char *const device_types[] = {
     "NETWORK_DEVICE_LOOPBACK",
     "NETWORK_DEVICE_ETHERNET",
     "NETWORK_DEVICE_VNET",
@@ -60,16 +63,15 @@ const char device_types[][25] = {
 };
 static_assert(std::size(device_types) == NETWORK_DEVICE_WISUN + 1);
 
-template <size_t count, size_t size>
-const char *type_name(const char (&names)[count][size], uint32_t type) {
-  return type < count ? names[type] : "???";
+const char *type_name(std::span<const char *const> names, uint32_t type) {
+  return type < names.size() ? names[type] : "???";
 }
 
 __attribute__((format(printf, 2, 3))) void dump_print_indented(int depth, const char *format, ...) {
-  for (int i = 0; i < depth; i++) print(stdout, "| ");
+  for (int i = 0; i < depth; i++) printf("| ");
   va_list arguments;
   va_start(arguments, format);
-  print(stdout, format_arguments(format, arguments).c_str());
+  vprintf(format, arguments);
   va_end(arguments);
 }
 
@@ -92,12 +94,11 @@ void dump_network_node(const NetworkNode *node, int depth) {
   dump_print_indented(depth, "name: '%s'\n", or_empty(network_name(node)));
   dump_type(node, depth);
   if (const ConfigNode *config = network_config(node)) {
-    OwnedText path(config_path(config));
+    OwnedString path(config_path(config));
     dump_print_indented(depth, "config: '%s'\n", or_empty(path.get()));
   }
-  const NetworkNode *child = network_first(node);
-  if (child == nullptr) return;
+  if (network_first(node) == nullptr) return;
   dump_print_indented(depth, "children:\n");
-  for (; child != nullptr; child = network_next_child(child)) dump_network_node(child, depth + 1);
+  for (const NetworkNode *child : children(node)) dump_network_node(child, depth + 1);
   dump_print_indented(depth + 1, separator);
 }

@@ -1,9 +1,11 @@
+// Sections of interfaces and their protocol parts.
 #include <cstring>
 
-#include "main/owned.h"
+#include "main/strings.h"
 #include "network/network.h"
 #include "network/proto/proto.h"
-#include "network/uci.h"
+#include "output/uci.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -23,10 +25,10 @@ void write_vlan_companion(FILE *out, const NetworkNode *node) {
   const char *name = or_empty(network_interface_name(node));
   int family = strncmp(name, "ipv6", 4) == 0 ? 6 : 4;
   uci_write_section(out, "interface", "vlan%d_%s_%s", family, base.c_str(), id.c_str());
-  uci_write_value(out, "ifname", base.c_str());
-  uci_write_value(out, "proto", "vlan");
-  uci_write_value(out, "vid", id.c_str());
-  uci_write_value(out, "name", name);
+  uci_write_option_string(out, "ifname", base.c_str());
+  uci_write_option_string(out, "proto", "vlan");
+  uci_write_option_string(out, "vid", id.c_str());
+  uci_write_option_string(out, "name", name);
 }
 
 // Not escaped: an IPv6 address holds nothing to escape.
@@ -39,14 +41,15 @@ void write_static(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   uci_write_interface_section(out, node);
   bool passed_through = uci_write_passthrough(out, node);
-  uci_write_value(out, "proto", passed_through ? "passthrough_static4" : "static");
+  uci_write_option_string(out, "proto", passed_through ? "passthrough_static4" : "static");
   uci_write_ifname(out, device_of(node));
   uci_write_metric(out, config);
   const char *address = config_get_string(config, "address");
   if (is_set(address)) uci_write_address(out, "ipaddr", "netmask", address);
   const char *gateway = config_get_string(config, "gateway");
-  if (is_set(gateway)) uci_write_value(out, "gateway", gateway);
-  uci_write_option_texts(out, "dns", config, "dns");
+  if (is_set(gateway)) uci_write_option_string(out, "gateway", gateway);
+  OwnedList servers(config_get_string_list(config, "dns"));
+  uci_write_option_list(out, "dns", servers.get(), " ");
   uci_write_link_options(out, config);
   uci_write_option_bool(out, "force_link", config_get_bool(config, "force_link"));
 }
@@ -64,12 +67,12 @@ void write_dhcp_client(FILE *out, const NetworkNode *node) {
 
 void write_dhcp(FILE *out, const NetworkNode *node) {
   write_dhcp_client(out, node);
-  uci_write_value(out, "proto", "dhcp");
+  uci_write_option_string(out, "proto", "dhcp");
 }
 
 void write_dhcpv6(FILE *out, const NetworkNode *node) {
   write_dhcp_client(out, node);
-  uci_write_value(out, "proto", "dhcpv6");
+  uci_write_option_string(out, "proto", "dhcpv6");
   uci_write_option_bool(out, "sourcerouting", false);
   write_static_ipv6_address(out, network_config(node));
 }
@@ -78,10 +81,10 @@ void write_prefix_delegation(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   uci_write_interface_section(out, node);
   uci_write_ifname(out, device_of(node));
-  uci_write_value(out, "proto", "static");
+  uci_write_option_string(out, "proto", "static");
   uci_write_option_int(out, "ip6assign", config_get_int(config, "prefix_length"));
   const char *prefix_id = config_get_string(config, "prefix_id");
-  if (is_set(prefix_id)) uci_write_value(out, "ip6hint", prefix_id);
+  if (is_set(prefix_id)) uci_write_option_string(out, "ip6hint", prefix_id);
   uci_write_link_options(out, config);
   uci_write_option_bool(out, "force_link", false);
   write_static_ipv6_address(out, config);
@@ -89,8 +92,7 @@ void write_prefix_delegation(FILE *out, const NetworkNode *node) {
 
 // An ethernet interface has no section of its own; its MTU holds for each of its parts.
 void write_ethernet(FILE *out, const NetworkNode *node) {
-  for (const NetworkNode *part = network_first_type(node, NETWORK_NODE_PROTO); part != nullptr;
-       part = network_next_type(node, part, NETWORK_NODE_PROTO)) {
+  for (const NetworkNode *part : nodes_of_type(node, NETWORK_NODE_PROTO)) {
     uci_write_interface(out, part);
     uci_write_mtu(out, network_config(node));
   }
@@ -119,7 +121,6 @@ const InterfaceRow interface_table[] = {
     {NETWORK_INTERFACE_PASSTHROUGH, write_passthrough},
     {NETWORK_INTERFACE_PPPOL2TP, l2tp_write_interface},
     {NETWORK_INTERFACE_PPP_DIALIN, ppp_dialin_write_interface},
-    {NETWORK_INTERFACE_ETHERNET, nullptr},
 };
 
 bool lan_mode() {
@@ -128,7 +129,7 @@ bool lan_mode() {
 
 // True for the interface that the runtime store names as the one that changes between LAN and WAN use.
 bool is_hybrid_interface(const NetworkNode *node) {
-  OwnedText device(runt_get_string("hybrid.device"));
+  OwnedString device(runt_get_string("hybrid.device"));
   std::string_view path = or_empty(device.get());
   size_t dot = path.rfind('.');
   if (dot == path.npos) return false;
@@ -151,45 +152,6 @@ uint32_t effective_type(const NetworkNode *node) {
 void uci_write_interface(FILE *out, const NetworkNode *node) {
   write_vlan_companion(out, node);
   uint32_t type = effective_type(node);
-  for (const InterfaceRow *row = interface_table; row->write != nullptr; row++)
-    if (row->type == type) return row->write(out, node);
-}
-
-const char *hostname_output() {
-  // A failure is remembered as well.
-  static bool asked = false;
-  static OwnedText output;
-  if (!asked) {
-    output.reset(_process_capture(-1, -1, 1, 0, 0, "/bin/hostname", nullptr));
-    asked = true;
-  }
-  return output.get();
-}
-
-void uci_write_hostname(FILE *out, const ConfigNode *config) {
-  static const char separators[] = " \n";
-  const char *name = config_get_string(config_lookup(config_node_get_root(config), "system"), "name");
-  size_t length = strlen(or_empty(name));
-  if (length == 0) {
-    name = or_empty(hostname_output());
-    name += strspn(name, separators);
-    length = strcspn(name, separators);
-  }
-  if (length == 0) return;
-  uci_write_value(out, "hostname", std::string(name, length).c_str());
-  uci_write_option_bool(out, "dhcp_hostname", config_get_bool(config, "dhcp_hostname"));
-}
-
-void uci_write_mtu(FILE *out, const ConfigNode *config) {
-  const ConfigNode *mtu = config_object_get(config, "mtu");
-  if (mtu == nullptr) return;
-  uci_write_option_int(out, "mtu", config_int_get(mtu));
-  uci_write_value(out, "reqopts", "mtu");
-}
-
-void uci_write_link_options(FILE *out, const ConfigNode *config) {
-  const char *mac = config_has_key(config, "mac") ? config_get_string(config, "mac") : nullptr;
-  if (is_set(mac)) uci_write_value(out, "macaddr", mac);
-  uci_write_mtu(out, config);
-  if (config_has_key(config, "promisc")) uci_write_option_bool(out, "promisc", config_get_bool(config, "promisc"));
+  for (const InterfaceRow &row : interface_table)
+    if (row.type == type) return row.write(out, node);
 }

@@ -1,41 +1,45 @@
 #include "network/network.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "main/mappers.h"
-#include "main/owned.h"
-#include "main/print.h"
+#include "main/strings.h"
 #include "network/proto/proto.h"
-#include "network/uci.h"
 #include "output/files.h"
+#include "output/uci.h"
+#include "platform/ranges.h"
 
-NetworkModel *network_model;
+NetworkRun *network_run;
 
 namespace {
 
 const char working_path[] = "/var/run/uci/network.new";
 const char installed_path[] = "/var/run/uci/network";
 
-using NodeWriter = void(FILE *out, const NetworkNode *node);
-
-void write_each(FILE *out, uint32_t node_type, NodeWriter *writer) {
-  for (const NetworkNode *node = network_first_type(network_model, node_type); node != nullptr;
-       node = network_next_type(network_model, node, node_type))
-    writer(out, node);
+// The first interface that lists a source keeps it.
+std::map<size_t, const char *> find_passthrough_keys(const NetworkModel *model) {
+  std::map<size_t, const char *> keys;
+  for (const NetworkNode *node : nodes_of_type(model, NETWORK_NODE_INTERFACE)) {
+    if (network_interface_type(node) != NETWORK_INTERFACE_PASSTHROUGH) continue;
+    const ConfigNode *config = network_config(node);
+    for (const ConfigNode *source : reference_elements(config_array(config, "passthrough.src")))
+      keys.emplace(config_node_id(source), or_empty(config_key(config)));
+  }
+  return keys;
 }
 
 void write_globals(FILE *out, const ConfigNode *root) {
   uci_write_section(out, "globals", "globals");
   const char *ula_prefix = config_get_string(root, "network.advanced.ula_prefix");
-  if (is_set(ula_prefix)) uci_write_value(out, "ula_prefix", ula_prefix);
+  if (is_set(ula_prefix)) uci_write_option_string(out, "ula_prefix", ula_prefix);
 }
 
 void write_network_file(FILE *out, const ConfigNode *root) {
+  const NetworkModel *model = network_run->model.get();
   write_globals(out, root);
-  write_each(out, NETWORK_NODE_DEVICE, uci_write_devices);
-  write_each(out, NETWORK_NODE_INTERFACE, uci_write_interface);
-  modem_write_no_interface(out, network_model);
+  for (const NetworkNode *device : nodes_of_type(model, NETWORK_NODE_DEVICE)) uci_write_devices(out, device);
+  for (const NetworkNode *interface : nodes_of_type(model, NETWORK_NODE_INTERFACE)) uci_write_interface(out, interface);
+  modem_write_no_interface(out, model);
   modem_write_update_interfaces(out);
   uci_write_static_routes(out, root);
   uci_write_multicast_routes(out, root);
@@ -46,39 +50,29 @@ void write_network_file(FILE *out, const ConfigNode *root) {
 bool publish_device_map() {
   if (runt_edit_start() != 0) return false;
   runt_delete("network.device_map");
-  char key[sizeof "network.device_map.-2147483648.device"] = "network.device_map.";
-  char *const digits = key + strlen(key);
   int32_t row = 0;
-  for (const NetworkNode *device = network_first_type(network_model, NETWORK_NODE_DEVICE); device != nullptr;
-       device = network_next_type(network_model, device, NETWORK_NODE_DEVICE)) {
-    OwnedText path(config_path(network_config(device)));
-    const Decimal number(row++);
-    char *const column = std::copy_n(static_cast<const char *>(number), strlen(number), digits);
-    memcpy(column, ".device", sizeof ".device");
-    runt_set_string_pathf(or_empty(network_name(device)), "%s", key);
-    memcpy(column, ".path", sizeof ".path");
-    runt_set_string_pathf(or_empty(path.get()), "%s", key);
+  for (const NetworkNode *device : nodes_of_type(network_run->model.get(), NETWORK_NODE_DEVICE)) {
+    OwnedString path(config_path(network_config(device)));
+    runt_set_string_pathf(or_empty(network_name(device)), "network.device_map.%d.device", row);
+    runt_set_string_pathf(or_empty(path.get()), "network.device_map.%d.path", row);
+    row++;
   }
   return runt_edit_commit() == 0;
 }
 
+int32_t fail_query(const char *reason) {
+  fprintf(stderr, "error: %s\n", reason);
+  return 1;
+}
+
 // Prints the name of the device that `--device PATH` asks for; returns the exit status.
 int32_t print_device_name(const ConfigNode *root, int32_t argc, char **argv) {
-  if (argc != 2) {
-    print(stderr, "error: expected single parameter for --device PATH\n");
-    return 1;
-  }
+  if (argc != 2) return fail_query("expected single parameter for --device PATH");
   const ConfigNode *config = config_lookup(root, argv[1]);
-  if (config == nullptr) {
-    print(stderr, "error: config lookup failed\n");
-    return 1;
-  }
-  const NetworkNode *device = network_find_device(network_model, config);
-  if (device == nullptr) {
-    print(stderr, "error: network node lookup failed\n");
-    return 1;
-  }
-  print(stdout, {or_empty(network_name(device)), "\n"});
+  if (config == nullptr) return fail_query("config lookup failed");
+  const NetworkNode *device = network_find_device(network_run->model.get(), config);
+  if (device == nullptr) return fail_query("network node lookup failed");
+  printf("%s\n", or_empty(network_name(device)));
   return 0;
 }
 
@@ -93,31 +87,45 @@ int32_t generate(const ConfigNode *root) {
     remove_file(working_path);  // what a killed run has left must not be installed
   }
   if (!publish_device_map() && connected) log_error("failed to publish the device map");
-  uci_forget_passthrough_sources();
-  network_free(network_model);
-  network_model = nullptr;
   runt_deinit();
   return file_replace(1, working_path, installed_path, 0) ? 0 : 1;
 }
 
+bool asks_for_dump(const char *argument) {
+  return equals(argument, "-p");
+}
+
+bool asks_for_device(const char *argument) {
+  return equals(argument, "--device");
+}
+
+// The first argument that asks for something decides; without one the network file is written.
+int32_t run_with_arguments(const ConfigNode *root, int32_t argc, char **argv) {
+  for (const char *argument : strings(argv)) {
+    if (asks_for_device(argument)) return print_device_name(root, argc, argv);
+    if (!asks_for_dump(argument)) continue;
+    dump_network_node(network_run->model.get(), 0);
+    return 0;
+  }
+  return generate(root);
+}
+
 }  // namespace
 
-bool is_network_query(int32_t argc, char **argv) {
-  for (int32_t i = 0; i < argc; i++)
-    if (strcmp(argv[i], "-p") == 0 || strcmp(argv[i], "--device") == 0) return true;
+NetworkRun::NetworkRun(const ConfigNode *root)
+    : model(network_load(root)), nhrp(root), passthrough_keys(find_passthrough_keys(model.get())) {}
+
+bool is_network_query(char **argv) {
+  for (const char *argument : strings(argv))
+    if (asks_for_dump(argument) || asks_for_device(argument)) return true;
   return false;
 }
 
 int32_t map_network(const ConfigNode *root, int32_t argc, char **argv) {
-  network_model = network_load(root);
+  NetworkRun run(root);
+  network_run = &run;
   log_init("tessera_network", 0, 0);
-  // The process ends right after a query, so its model is left to the exit.
-  for (int32_t i = 0; i < argc; i++) {
-    if (strcmp(argv[i], "-p") == 0) {
-      dump_network_node(network_model, 0);
-      return 0;
-    }
-    if (strcmp(argv[i], "--device") == 0) return print_device_name(root, argc, argv);
-  }
-  return generate(root);
+  int32_t status = run_with_arguments(root, argc, argv);
+  network_run = nullptr;
+  return status;
 }

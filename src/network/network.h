@@ -4,12 +4,27 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <map>
+#include <optional>
+#include <string>
 
+#include "ipsec/notation.h"
+#include "main/owned.h"
 #include "platform/config.h"
 #include "platform/network.h"
 
-// The model of this run: writers look at other interfaces through it. Null outside a run.
-extern NetworkModel *network_model;
+// The model of a run, through which writers look at other interfaces, and what is found out once although every
+// interface asks.
+struct NetworkRun {
+  explicit NetworkRun(const ConfigNode *root);
+
+  OwnedModel model;
+  NhrpNetworks nhrp;
+  std::map<size_t, const char *>
+      passthrough_keys;                 // of the passthrough interface, by the id of a source's configuration
+  std::optional<std::string> hostname;  // what /bin/hostname printed; unset before it is needed
+};
+extern NetworkRun *network_run;  // null outside a run
 
 // One anonymous route section for a static or multicast route; `interface` may be null.
 void uci_write_route(FILE *out, const ConfigNode *route, const ConfigNode *interface);
@@ -28,14 +43,26 @@ void uci_write_interface(FILE *out, const NetworkNode *node);
 // The sections of a passthrough interface on `device`, which may be null.
 void uci_write_passthrough_interface(FILE *out, const NetworkNode *node, const NetworkNode *device);
 
-// Option groups that several bodies share.
+// The header of an interface or part, named as the interface manager knows it.
+void uci_write_interface_section(FILE *out, const NetworkNode *node);
+
+// `ifname` with the node's name; nothing for a null node or a device that belongs to a radio.
+void uci_write_ifname(FILE *out, const NetworkNode *node);
+
+// `metric`, unless it is 0; the worst metric there is for an IPsec tunnel whose watched link did not pass.
+void uci_write_metric(FILE *out, const ConfigNode *config);
+
+// `passthrough` with the key of the first passthrough interface that takes this interface as a source; true when
+// there is one.
+bool uci_write_passthrough(FILE *out, const NetworkNode *node);
+
+// Option groups that several interfaces share.
 void uci_write_hostname(FILE *out, const ConfigNode *config);
 void uci_write_mtu(FILE *out, const ConfigNode *config);
 void uci_write_link_options(FILE *out, const ConfigNode *config);
 
-// What "/bin/hostname" printed, line end included; null when it failed. Asked at most once in a run; the text belongs
-// to the module.
-const char *hostname_output();
+// What "/bin/hostname" printed, line end included; "" when it failed. It runs at most once in a run.
+const std::string &hostname_output();
 
 // Prints the node and all below it on standard output.
 void dump_network_node(const NetworkNode *node, int depth);

@@ -1,9 +1,11 @@
+// Sections of passthrough interfaces, which hand what another interface has obtained on to a client.
 #include <cstring>
 
-#include "main/text.h"
+#include "main/strings.h"
 #include "network/network.h"
 #include "network/proto/proto.h"
-#include "network/uci.h"
+#include "output/uci.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -16,32 +18,27 @@ const Family ipv6 = {'6', "ipv6"};
 
 // A source whose watched link failed is out, even when it is up.
 bool is_usable(const char *source, const Family &family) {
-  OwnedText passed(runt_get_string_pathf("vigil.ipv%c_interface_%s.passed", family.digit, source));
+  OwnedString passed(runt_get_string_pathf("vigil.ipv%c_interface_%s.passed", family.digit, source));
   if (*or_empty(passed.get()) == 'n') return false;
   return runt_get_int_pathf(0, "network.interface.%s.ipv%c.up", source, family.digit) != 0;
 }
 
 // The first usable source in configured order, or null.
 const char *choose_source(const ConfigNode *passthrough, const Family &family) {
-  const ConfigNode *sources = config_array(passthrough, "src");
-  size_t count = config_array_count(sources);
-  for (size_t i = 0; i < count; i++) {
-    const char *source = or_empty(config_array_get_string(sources, i));
-    if (is_usable(source, family)) return source;
-  }
+  for (const char *source : string_elements(config_array(passthrough, "src")))
+    if (is_usable(or_empty(source), family)) return or_empty(source);
   return nullptr;
 }
 
 const OptionRow pppoe_server_options[] = {
-    {"service_name", "service_name", OptionKind::text},
-    {"ac_name", "ac_name", OptionKind::text},
-    {"auth", "auth", OptionKind::text},
-    {"", "", OptionKind::text},
+    {"service_name", "service_name"},
+    {"ac_name", "ac_name"},
+    {"auth", "auth"},
 };
 
 void write_pppoe_server(FILE *out, const ConfigNode *passthrough) {
   if (!config_has_key(passthrough, "type")) return;
-  uci_write_option_text(out, "type", passthrough, "type");
+  uci_write_option_string(out, "type", config_get_string(passthrough, "type"));
   const ConfigNode *server = config_object(passthrough, "pppoe_server");
   uci_write_options(out, server, pppoe_server_options);
   ppp_write_account(out, server);
@@ -49,15 +46,15 @@ void write_pppoe_server(FILE *out, const ConfigNode *passthrough) {
 
 void write_fact(FILE *out, const char *option, const char *source, const Family &family, const char *fact,
                 const char *fallback) {
-  OwnedText value(runt_get_string_pathf("network.interface.%s.%s.%s", source, family.name, fact));
-  uci_write_value(out, option, value != nullptr ? value.get() : fallback);
+  OwnedString value(runt_get_string_pathf("network.interface.%s.%s.%s", source, family.name, fact));
+  uci_write_option_string(out, option, value != nullptr ? value.get() : fallback);
 }
 
 void write_fact_list(FILE *out, const char *option, const char *source, const Family &family, const char *fact) {
   OwnedList names(runt_keys_pathf("network.interface.%s.%s.%s", source, family.name, fact));
   OwnedList values;
-  for (char **name = names.get(); name != nullptr && *name != nullptr; name++) {
-    OwnedText value(runt_get_string_pathf("network.interface.%s.%s.%s.%s", source, family.name, fact, *name));
+  for (const char *name : strings(names.get())) {
+    OwnedString value(runt_get_string_pathf("network.interface.%s.%s.%s.%s", source, family.name, fact, name));
     if (value != nullptr) append(values, value.get());
   }
   uci_write_option_list(out, option, values.get(), " ");
@@ -75,20 +72,20 @@ void write_source(FILE *out, const char *source, const Family &family) {
 }
 
 void write_ancillary(FILE *out, const ConfigNode *passthrough) {
-  const char *address = text_at(passthrough, "ancillary.address");
+  const char *address = string_at(passthrough, "ancillary.address");
   const char *slash = strchr(address, '/');
-  uci_write_value(out, "ancillary_ipaddr", text_before(address, '/').c_str());
-  uci_write_value(out, "ancillary_netmask", slash != nullptr ? slash + 1 : "");
-  uci_write_option_text(out, "ancillary_gateway", passthrough, "ancillary.gw");
+  uci_write_option_string(out, "ancillary_ipaddr", string_before(address, '/').c_str());
+  uci_write_option_string(out, "ancillary_netmask", slash != nullptr ? slash + 1 : "");
+  uci_write_option_string(out, "ancillary_gateway", config_get_string(passthrough, "ancillary.gw"));
   uci_write_option_bool(out, "ancillary_dns_redirect", config_get_bool(passthrough, "ancillary.dns"));
 }
 
 void write_loopback_companion(FILE *out, const NetworkNode *part, const ConfigNode *passthrough) {
-  uci_write_named_interface(out, "passthrough_ancillary_", network_interface_name(part));
-  uci_write_value(out, "proto", "static");
-  uci_write_value(out, "ifname", "lo");
-  uci_write_option_text(out, "ipaddr", passthrough, "ancillary.gw");
-  uci_write_value(out, "netmask", "32");
+  uci_write_section(out, "interface", "passthrough_ancillary_%s", or_empty(network_interface_name(part)));
+  uci_write_option_string(out, "proto", "static");
+  uci_write_option_string(out, "ifname", "lo");
+  uci_write_option_string(out, "ipaddr", config_get_string(passthrough, "ancillary.gw"));
+  uci_write_option_string(out, "netmask", "32");
 }
 
 void write_part(FILE *out, const NetworkNode *part, const NetworkNode *device, const ConfigNode *passthrough) {
@@ -112,7 +109,5 @@ void write_part(FILE *out, const NetworkNode *part, const NetworkNode *device, c
 
 void uci_write_passthrough_interface(FILE *out, const NetworkNode *node, const NetworkNode *device) {
   const ConfigNode *passthrough = config_object(network_config(node), "passthrough");
-  for (const NetworkNode *part = network_first_type(node, NETWORK_NODE_PROTO); part != nullptr;
-       part = network_next_type(node, part, NETWORK_NODE_PROTO))
-    write_part(out, part, device, passthrough);
+  for (const NetworkNode *part : nodes_of_type(node, NETWORK_NODE_PROTO)) write_part(out, part, device, passthrough);
 }

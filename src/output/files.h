@@ -8,9 +8,9 @@
 constexpr unsigned private_mode = 0600;
 constexpr unsigned public_mode = 0644;
 
-// Opens `path` for writing from scratch with exactly `mode`, whatever the umask says. A private file belongs to who runs
-// the program before anything is written: one that others could have open makes way for a new one. Null when that fails;
-// errno then says why.
+// Opens `path` for writing from scratch with exactly `mode`, whatever the umask says. A private file belongs to who
+// runs the program before anything is written: one that others could have open makes way for a new one. Null when that
+// fails; errno then says why.
 OwnedStream open_output(const char *path, unsigned mode = private_mode);
 
 // Closes a stream; true when everything written to it has reached the file, else errno says what went wrong.

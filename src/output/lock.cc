@@ -9,7 +9,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "main/owned.h"
+#include "main/strings.h"
+#include "platform/tools.h"
 
 namespace {
 

@@ -19,8 +19,9 @@ struct ServiceLock {
 // when the other run does not end or the lock cannot be taken: nothing may be written then. Where the file of the lock
 // cannot be opened, nobody else can hold it either: that is no failure, and the lock stays empty.
 //
-// The lock is a file of its own, which is there only during a run and which only root can open: the files of the service
-// may not be made before the configuration is known to be valid, and some of them every user can open, and lock.
+// The lock is a file of its own, which is there only during a run and which only root can open: the files of the
+// service may not be made before the configuration is known to be valid, and some of them every user can open, and
+// lock.
 bool take_lock(ServiceLock &lock, const char *service);
 
 #endif

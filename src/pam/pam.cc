@@ -4,14 +4,15 @@
 
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string>
 
 #include "main/mappers.h"
 #include "main/owned.h"
-#include "main/print.h"
+#include "main/strings.h"
 #include "output/files.h"
-#include "platform/config.h"
-#include "platform/tools.h"
+#include "output/quote.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -30,77 +31,63 @@ const char ctl_token_2fa[] = "[ success=done new_authtok_reqd=done ignore=ignore
 
 const char group_alias_rule[] = "account [success=done default=die] pam_group_alias.so";
 
-// The stacks at a glance: the rules of a list stand in the file for one service after the other.
-const char *const two_factor_services[] = {"sshd", "login", "httpd_login", nullptr};
+// The stacks at a glance: the file holds the rules of a list for one service after the other.
+const char *const two_factor_services[] = {"sshd", "login", "httpd_login"};
 const char *const two_factor_rules[] = {
-    "auth required pam_google_authenticator.so secret=/etc/config/2fa/${USER}.conf nullok user=root debug", nullptr};
+    "auth required pam_google_authenticator.so secret=/etc/config/2fa/${USER}.conf nullok user=root debug"};
 
-const char *const token_services[] = {"httpd", "shellinaboxd", nullptr};
+const char *const banner_services[] = {"sshd", "login", "other"};
+const char *const banner_rules[] = {"auth optional pam_echo.so noesc file=/var/run/issue"};
 
-const char *const banner_services[] = {"sshd", "login", "other", nullptr};
-const char *const banner_rules[] = {"auth optional pam_echo.so noesc file=/var/run/issue", nullptr};
-
-const char *const console_services[] = {"sshd", "login", nullptr};
+const char *const console_services[] = {"sshd", "login"};
 const char *const console_local_rules[] = {"auth " CTL_AUTH " pam_acc.so admin -o shell -o serial",
-                                           "account " CTL_AUTH " pam_acc.so admin -o shell -o serial", nullptr};
-const char *const web_services[] = {"httpd", "httpd_login", nullptr};
-const char *const web_local_rules[] = {"auth " CTL_AUTH " pam_acc.so", "account " CTL_AUTH " pam_acc.so", nullptr};
+                                           "account " CTL_AUTH " pam_acc.so admin -o shell -o serial"};
+const char *const web_services[] = {"httpd", "httpd_login"};
+const char *const web_local_rules[] = {"auth " CTL_AUTH " pam_acc.so", "account " CTL_AUTH " pam_acc.so"};
 
 // Served by RADIUS and by LDAP.
-const char *const method_services[] = {"sshd", "login", "serial", "openvpn", "httpd", "httpd_login", nullptr};
+const char *const method_services[] = {"sshd", "login", "serial", "openvpn", "httpd", "httpd_login"};
 
 // Served by TACACS+: login services with the protocol that the server knows them by, then command services that only
 // account for a session, then the tunnel's users.
 struct TacacsRow {
-  char service[12];  // "" ends the table
-  char protocol[7];
+  const char *service;
+  const char *protocol;
 };
-const TacacsRow tacacs_logins[] = {
-    {"sshd", "ssh"}, {"login", "telnet"}, {"httpd", "https"}, {"httpd_login", "https"}, {"", ""}};
-const char *const tacacs_sessions[] = {"cli", "shell", "serial", nullptr};
+const TacacsRow tacacs_logins[] = {{"sshd", "ssh"}, {"login", "telnet"}, {"httpd", "https"}, {"httpd_login", "https"}};
+const char *const tacacs_sessions[] = {"cli", "shell", "serial"};
 
-const char *const login_services[] = {"sshd", "login", "httpd", "httpd_login", nullptr};
-const char *const login_closing_rules[] = {"auth required pam_deny.so",
-                                           "account required pam_deny.so",
-                                           "session required pam_acc.so",
-                                           "session required pam_motd.so motd=/var/run/motd drop_priv=-1",
-                                           "session required pam_env.so readenv=0",
-                                           nullptr};
-const char *const command_services[] = {"cli", "shell", "serial", nullptr};
+const char *const login_services[] = {"sshd", "login", "httpd", "httpd_login"};
+const char *const login_closing_rules[] = {
+    "auth required pam_deny.so", "account required pam_deny.so", "session required pam_acc.so",
+    "session required pam_motd.so motd=/var/run/motd drop_priv=-1", "session required pam_env.so readenv=0"};
+const char *const command_services[] = {"cli", "shell", "serial"};
 const char *const command_closing_rules[] = {"auth required pam_deny.so", "account required pam_deny.so",
-                                             "password required pam_deny.so", "session required pam_acc.so", nullptr};
-const char *const tunnel_services[] = {"openvpn", nullptr};
+                                             "password required pam_deny.so", "session required pam_acc.so"};
+const char *const tunnel_services[] = {"openvpn"};
 const char *const tunnel_closing_rules[] = {"auth required pam_acc.so", "account required pam_acc.so",
-                                            "password required pam_deny.so", "session required pam_deny.so", nullptr};
-const char *const other_services[] = {"other", nullptr};
-const char *const other_closing_rules[] = {"auth required pam_warn.so",
-                                           "auth required pam_deny.so",
-                                           "account required pam_warn.so",
-                                           "account required pam_deny.so",
-                                           "session required pam_warn.so",
-                                           "session required pam_deny.so",
-                                           nullptr};
+                                            "password required pam_deny.so", "session required pam_deny.so"};
+const char *const other_services[] = {"other"};
+const char *const other_closing_rules[] = {"auth required pam_warn.so",    "auth required pam_deny.so",
+                                           "account required pam_warn.so", "account required pam_deny.so",
+                                           "session required pam_warn.so", "session required pam_deny.so"};
 
-const EscapePair bracket_escape_table[] = {{"]", "\\]"}, {nullptr, nullptr}};
-
-void write_rules(FILE *stream, const char *const *services, const char *const *rules) {
-  for (const char *const *service = services; *service != nullptr; service++)
-    for (const char *const *rule = rules; *rule != nullptr; rule++) print(stream, {*service, " ", *rule, "\n"});
+void write_rules(FILE *stream, std::span<const char *const> services, std::span<const char *const> rules) {
+  for (const char *service : services)
+    for (const char *rule : rules) fprintf(stream, "%s %s\n", service, rule);
 }
 
 bool has_entries(const ConfigNode *root, const char *path) {
   return config_array_count(config_array(root, path)) > 0;
 }
 
-OwnedText escape_secret(const ConfigNode *server) {
-  return OwnedText(escape(or_empty(config_get_string(server, "secret")), bracket_escape_table));
+std::string escaped_secret(const ConfigNode *server) {
+  return escaped(string_at(server, "secret"), bracket_escape_table);
 }
 
 bool pam_two_factor_enabled(const ConfigNode *root) {
-  for (const ConfigNode *user = config_object_first(config_object(root, "auth.user")); user != nullptr;
-       user = config_object_next(user)) {
+  for (const ConfigNode *user : members(config_object(root, "auth.user")))
     if (config_has_key(user, "2fa") && config_get_bool(user, "2fa.enable")) return true;
-  }
   return false;
 }
 
@@ -108,11 +95,11 @@ bool pam_two_factor_enabled(const ConfigNode *root) {
 void write_token_rules(FILE *stream, const ConfigNode *root, bool two_factor) {
   const char *control = two_factor ? ctl_token_2fa : ctl_auth;
   int32_t idle_seconds = config_get_duration(root, "auth.idle_timeout");
-  for (const char *const *service = token_services; *service != nullptr; service++) {
-    fprintf(stream, "%s auth %s pam_token_decrypt.so", *service, control);
-    if (service == token_services && idle_seconds != 0) fprintf(stream, " %d", idle_seconds);
-    fprintf(stream, "\n%s account %s pam_token_decrypt.so\n", *service, control);
-  }
+  std::string timeout = idle_seconds != 0 ? format(" %d", idle_seconds) : "";
+  fprintf(stream, "httpd auth %s pam_token_decrypt.so%s\n", control, timeout.c_str());
+  fprintf(stream, "httpd account %s pam_token_decrypt.so\n", control);
+  fprintf(stream, "shellinaboxd auth %s pam_token_decrypt.so\n", control);
+  fprintf(stream, "shellinaboxd account %s pam_token_decrypt.so\n", control);
 }
 
 void pam_write_local(FILE *stream) {
@@ -146,25 +133,22 @@ struct RadiusMethod {
 };
 
 void pam_write_radius(FILE *stream, const RadiusMethod &radius, const char *service) {
-  print(stream,
-        {service, " auth ", radius.authoritative ? ctl_auth_strict : ctl_auth, " pam_radius_auth.so try_first_pass ",
-         radius.debug, " ", radius.message_authenticator, " localifdown ", is_set(radius.nas_id) ? "client_id=" : "",
-         radius.nas_id, " conf=", radius_conf_path, "\n"});
-  print(stream,
-        {service, " account ", radius.authoritative ? ctl_account_strict : ctl_account,
-         " pam_radius_auth.so try_first_pass ", radius.message_authenticator, " conf=", radius_conf_path, "\n"});
-  print(stream, {service, " ", group_alias_rule, "\n"});
-  print(stream, {service, " session optional pam_radius_auth.so try_first_pass ", radius.message_authenticator,
-                 " conf=", radius_conf_path, "\n"});
+  fprintf(stream, "%s auth %s pam_radius_auth.so try_first_pass %s %s localifdown %s%s conf=%s\n", service,
+          radius.authoritative ? ctl_auth_strict : ctl_auth, radius.debug, radius.message_authenticator,
+          is_set(radius.nas_id) ? "client_id=" : "", radius.nas_id, radius_conf_path);
+  fprintf(stream, "%s account %s pam_radius_auth.so try_first_pass %s conf=%s\n", service,
+          radius.authoritative ? ctl_account_strict : ctl_account, radius.message_authenticator, radius_conf_path);
+  fprintf(stream, "%s %s\n", service, group_alias_rule);
+  fprintf(stream, "%s session optional pam_radius_auth.so try_first_pass %s conf=%s\n", service,
+          radius.message_authenticator, radius_conf_path);
 }
 
 void write_radius_servers(FILE *stream, const ConfigNode *servers) {
-  for (const ConfigNode *server = config_array_first(servers); server != nullptr; server = config_array_next(server)) {
-    const char *host = or_empty(config_get_string(server, "hostname"));
+  for (const ConfigNode *server : elements(servers)) {
+    const char *host = string_at(server, "hostname");
     bool is_ipv6 = strchr(host, ':') != nullptr;
-    OwnedText secret = escape_secret(server);
-    print(stream, {is_ipv6 ? "[" : "", host, is_ipv6 ? "]" : "", ":", Decimal(config_get_int(server, "port")), " ",
-                   or_empty(secret.get()), " ", Decimal(config_get_int(server, "timeout")), "\n"});
+    fprintf(stream, "%s%s%s:%d %s %d\n", is_ipv6 ? "[" : "", host, is_ipv6 ? "]" : "", config_get_int(server, "port"),
+            escaped_secret(server).c_str(), config_get_int(server, "timeout"));
   }
 }
 
@@ -174,14 +158,13 @@ bool write_radius_method(FILE *stream, const ConfigNode *root) {
   StagedFile file = stage(format("/var/run/radius.%d", getpid()), radius_conf_path);
   if (file.stream == nullptr) return false;
   RadiusMethod radius = {
-      .nas_id = or_empty(config_get_string(config, "nas_id")),
+      .nas_id = string_at(config, "nas_id"),
       .message_authenticator =
           config_get_bool(config, "require_message_authenticator") ? "require_message_authenticator" : "",
       .debug = config_get_bool(config, "debug") ? "debug" : "",
       .authoritative = config_get_bool(config, "authoritative"),
   };
-  for (const char *const *service = method_services; *service != nullptr; service++)
-    pam_write_radius(stream, radius, *service);
+  for (const char *service : method_services) pam_write_radius(stream, radius, service);
   write_radius_servers(file.stream.get(), config_array(config, "server"));
   install(std::move(file));
   return true;
@@ -190,33 +173,27 @@ bool write_radius_method(FILE *stream, const ConfigNode *root) {
 void pam_write_ldap(FILE *stream, const ConfigNode *ldap, const char *service) {
   bool authoritative = config_get_bool(ldap, "authoritative");
   fprintf(stream, "%s auth %s pam_ldap.so try_first_pass groupname=%s config=%s\n", service,
-          authoritative ? ctl_auth_strict : ctl_auth, or_empty(config_get_string(ldap, "group_attribute")),
-          ldap_conf_path);
+          authoritative ? ctl_auth_strict : ctl_auth, string_at(ldap, "group_attribute"), ldap_conf_path);
   fprintf(stream, "%s account %s pam_ldap.so try_first_pass config=%s\n", service,
           authoritative ? ctl_account_strict : ctl_account, ldap_conf_path);
-  print(stream, {service, " ", group_alias_rule, "\n"});
+  fprintf(stream, "%s %s\n", service, group_alias_rule);
   fprintf(stream, "%s session optional pam_ldap.so try_first_pass config=%s\n", service, ldap_conf_path);
 }
 
 void write_ldap_client(FILE *stream, const ConfigNode *ldap) {
-  const char *tls = or_empty(config_get_string(ldap, "tls"));
-  const char *scheme_suffix = strcmp(tls, "on") == 0 ? "s" : "";
-  print(stream, "uri");
-  for (const ConfigNode *server = config_array_first(config_array(ldap, "server")); server != nullptr;
-       server = config_array_next(server)) {
-    print(stream, {" ldap", scheme_suffix, "://", or_empty(config_get_string(server, "hostname")), ":",
-                   Decimal(config_get_int(server, "port"))});
+  const char *tls = string_at(ldap, "tls");
+  fprintf(stream, "uri");
+  for (const ConfigNode *server : elements(config_array(ldap, "server"))) {
+    fprintf(stream, " ldap%s://%s:%d", equals(tls, "on") ? "s" : "", string_at(server, "hostname"),
+            config_get_int(server, "port"));
   }
-  fprintf(stream, "\nbase %s\n", or_empty(config_get_string(ldap, "base_dn")));
-  fprintf(stream, "pam_login_attribute %s\n", or_empty(config_get_string(ldap, "login_attribute")));
+  fprintf(stream, "\nbase %s\n", string_at(ldap, "base_dn"));
+  fprintf(stream, "pam_login_attribute %s\n", string_at(ldap, "login_attribute"));
   fprintf(stream, "ssl %s\n", tls);
   fprintf(stream, "tls_checkpeer %s\n", config_get_bool(ldap, "verify_server_cert") ? "yes" : "no");
-  print(stream, "tls_cacertfile /etc/ssl/certs/ca-certificates.crt\n");
+  fprintf(stream, "tls_cacertfile /etc/ssl/certs/ca-certificates.crt\n");
   const char *bind_dn = config_get_string(ldap, "bind_dn");
-  if (is_set(bind_dn)) {
-    fprintf(stream, "binddn %s\n", bind_dn);
-    fprintf(stream, "bindpw %s\n", or_empty(config_get_string(ldap, "bind_password")));
-  }
+  if (is_set(bind_dn)) fprintf(stream, "binddn %s\nbindpw %s\n", bind_dn, string_at(ldap, "bind_password"));
   int32_t seconds = config_get_int(ldap, "timeout");
   fprintf(stream, "timelimit %d\nbind_timelimit %d\n", seconds, seconds);
 }
@@ -226,8 +203,7 @@ bool write_ldap_method(FILE *stream, const ConfigNode *root) {
   if (!has_entries(ldap, "server")) return false;
   StagedFile file = stage(format("/var/run/ldap.%d", getpid()), ldap_conf_path);
   if (file.stream == nullptr) return false;
-  for (const char *const *service = method_services; *service != nullptr; service++)
-    pam_write_ldap(stream, ldap, *service);
+  for (const char *service : method_services) pam_write_ldap(stream, ldap, service);
   write_ldap_client(file.stream.get(), ldap);
   install(std::move(file));
   return true;
@@ -240,16 +216,15 @@ struct TacacsMethod {
   std::string servers;  // ends every rule, so it is put together once
 };
 
-// The servers as module arguments. A bracketed argument may hold blanks; a "]" in the secret must not end it.
-std::string tacacs_servers_text(const ConfigNode *servers) {
-  std::string text;
-  for (const ConfigNode *server = config_array_first(servers); server != nullptr; server = config_array_next(server)) {
-    OwnedText secret = escape_secret(server);
-    append_pieces(text, {" server=", or_empty(config_get_string(server, "hostname")), ":",
-                         Decimal(config_get_int(server, "port")), " [secret=", or_empty(secret.get()), "] "});
+// The servers as module arguments, with the line end. A bracketed argument may hold spaces; a "]" in the secret must
+// not end it.
+std::string tacacs_servers(const ConfigNode *servers) {
+  std::string arguments;
+  for (const ConfigNode *server : elements(servers)) {
+    arguments += format(" server=%s:%d [secret=%s] ", string_at(server, "hostname"), config_get_int(server, "port"),
+                        escaped_secret(server).c_str());
   }
-  text += '\n';
-  return text;
+  return arguments + "\n";
 }
 
 void pam_write_tacacs(FILE *stream, const TacacsMethod &tacacs, const char *service, const char *protocol) {
@@ -258,7 +233,7 @@ void pam_write_tacacs(FILE *stream, const TacacsMethod &tacacs, const char *serv
   fprintf(stream, "%s account %s pam_tacplus.so debug try_first_pass login=pap service=%s protocol=%s groupname=%s%s",
           service, tacacs.authoritative ? ctl_account_strict : ctl_account, tacacs.service, protocol,
           tacacs.group_attribute, tacacs.servers.c_str());
-  print(stream, {service, " ", group_alias_rule, "\n"});
+  fprintf(stream, "%s %s\n", service, group_alias_rule);
   fprintf(stream, "%s session optional pam_tacplus.so debug try_first_pass login=pap service=%s protocol=%s%s", service,
           tacacs.service, protocol, tacacs.servers.c_str());
 }
@@ -267,16 +242,15 @@ bool write_tacacs_method(FILE *stream, const ConfigNode *root) {
   const ConfigNode *config = config_object(root, "auth.tacacs+");
   if (!has_entries(config, "server")) return false;
   TacacsMethod tacacs = {
-      .service = or_empty(config_get_string(config, "service")),
-      .group_attribute = or_empty(config_get_string(config, "group_attribute")),
+      .service = string_at(config, "service"),
+      .group_attribute = string_at(config, "group_attribute"),
       .authoritative = config_get_bool(config, "authoritative"),
-      .servers = tacacs_servers_text(config_array(config, "server")),
+      .servers = tacacs_servers(config_array(config, "server")),
   };
-  for (const TacacsRow *row = tacacs_logins; *row->service != '\0'; row++)
-    pam_write_tacacs(stream, tacacs, row->service, row->protocol);
-  for (const char *const *service = tacacs_sessions; *service != nullptr; service++) {
+  for (const TacacsRow &row : tacacs_logins) pam_write_tacacs(stream, tacacs, row.service, row.protocol);
+  for (const char *service : tacacs_sessions) {
     fprintf(stream, "%s session optional pam_tacplus.so debug try_first_pass login=pap service=%s protocol=unknown%s",
-            *service, *service, tacacs.servers.c_str());
+            service, service, tacacs.servers.c_str());
   }
   pam_write_tacacs(stream, tacacs, "openvpn", "openvpn");
   return true;
@@ -287,7 +261,7 @@ bool write_local_method(FILE *stream, const ConfigNode *) {
   return true;
 }
 
-// A method's writer tells whether it wrote: one without servers, or whose server file cannot be opened, does not.
+// The writer of a method says whether it wrote: one without servers, or whose server file cannot be opened, does not.
 struct MethodRow {
   const char *name;
   bool (*write)(FILE *stream, const ConfigNode *root);
@@ -295,16 +269,15 @@ struct MethodRow {
 const MethodRow methods[] = {{"local", write_local_method},
                              {"tacacs+", write_tacacs_method},
                              {"radius", write_radius_method},
-                             {"ldap", write_ldap_method},
-                             {nullptr, nullptr}};
+                             {"ldap", write_ldap_method}};
 
 // Without any working method the local users are what is left: nobody must be locked out of the device.
 void write_methods(FILE *stream, const ConfigNode *root) {
   bool written = false;
   OwnedList names(config_get_string_list(root, "auth.method"));
-  for (char **name = names.get(); name != nullptr && *name != nullptr; name++) {
-    for (const MethodRow *method = methods; method->name != nullptr; method++)
-      if (strcmp(method->name, *name) == 0 && method->write(stream, root)) written = true;
+  for (const char *name : strings(names.get())) {
+    for (const MethodRow &method : methods)
+      if (equals(name, method.name) && method.write(stream, root)) written = true;
   }
   if (!written) pam_write_local(stream);
 }

@@ -21,7 +21,6 @@
 #include "fuzz/stand_ins.h"
 #include "ipsec/base64.h"
 #include "main/mappers.h"
-#include "network/network.h"
 #include "platform/runt.h"
 
 #define MAPPER_OF(service) map_##service
@@ -229,8 +228,6 @@ void run_network_diagnostic(const ConfigNode *root, unsigned choice) {
   char *const dumped[] = {dump, nullptr};
   if (choice == 0) map_network(root, 1, const_cast<char **>(dumped));
   if (choice == 1) map_network(root, 2, const_cast<char **>(shown));
-  network_free(network_model);
-  network_model = nullptr;
 }
 
 LineCounts run(const Case &made, std::string Variants::*variant, Trouble in_run = {}) {

@@ -6,11 +6,12 @@
 #include <cerrno>
 #include <cstring>
 
-#include "main/text.h"
-#include "network/uci.h"
+#include "main/owned.h"
+#include "main/strings.h"
+#include "output/uci.h"
 
 void uci_write_md5sum(FILE *out, const char *option, const char *md5sum_output) {
-  if (is_set(md5sum_output)) uci_write_value(out, option, text_before(md5sum_output, ' ').c_str());
+  if (is_set(md5sum_output)) uci_write_option_string(out, option, string_before(md5sum_output, ' ').c_str());
 }
 
 void uci_write_config_digest(FILE *out, const ConfigNode *config) {
@@ -23,7 +24,7 @@ void uci_write_config_digest(FILE *out, const ConfigNode *config) {
     log_error("error digesting settings: %s", strerror(errno));
   } else {
     std::string path = format("/proc/%d/fd/%d", static_cast<int>(getpid()), fd);
-    OwnedText output(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr));
+    OwnedString output(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr));
     uci_write_md5sum(out, "conf_md5sum", output.get());
   }
   if (fd >= 0) close(fd);

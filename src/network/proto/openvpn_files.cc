@@ -7,8 +7,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "main/print.h"
-#include "main/text.h"
+#include "main/strings.h"
 #include "output/files.h"
 
 namespace {
@@ -23,10 +22,10 @@ const char client_hooks[] =
 const char server_ca_path[] = "/etc/ssl/certs/ca.crt";
 
 // Lines of an uploaded file that would name files of another machine, or get in the way of our device and hooks.
-const char dropped_prefixes[][16] = {"ca ",  "cert ",           "key ",   "up ", "down ", "dev ",
-                                     "dev-", "script-security", "nobind", ""};
+const char *const dropped_prefixes[] = {"ca ",  "cert ",           "key ",  "up ", "down ", "dev ",
+                                        "dev-", "script-security", "nobind"};
 
-bool text_is(const ConfigNode *config, const char *key, const char *word) {
+bool setting_is(const ConfigNode *config, const char *key, const char *word) {
   return equals(config_get_string(config, key), word);
 }
 
@@ -36,7 +35,7 @@ bool is_overridden(const ConfigNode *config) {
 
 // Bridged devices are "tap" devices to OpenVPN too.
 const char *device_kind(const ConfigNode *config) {
-  return text_is(config, "device_type", "tun") ? "tun" : "tap";
+  return setting_is(config, "device_type", "tun") ? "tun" : "tap";
 }
 
 const char *first_protocol(const ConfigNode *config) {
@@ -44,7 +43,7 @@ const char *first_protocol(const ConfigNode *config) {
 }
 
 void write_inline(FILE *file, const char *tag, const ConfigNode *config, const char *key) {
-  fprintf(file, "<%s>\n%s\n</%s>\n", tag, text_at(config, key), tag);
+  fprintf(file, "<%s>\n%s\n</%s>\n", tag, string_at(config, key), tag);
 }
 
 std::string userpass_path(const char *key) {
@@ -56,8 +55,8 @@ void write_userpass_line(FILE *file, const char *key) {
 }
 
 bool is_dropped(std::string_view line) {
-  for (auto prefix = dropped_prefixes; **prefix != '\0'; prefix++)
-    if (line.starts_with(*prefix)) return true;
+  for (const char *prefix : dropped_prefixes)
+    if (line.starts_with(prefix)) return true;
   return false;
 }
 
@@ -74,7 +73,7 @@ void write_uploaded_line(FILE *file, std::string_view line, const char *key) {
 }
 
 void write_uploaded_client(FILE *file, const ConfigNode *config, const char *key) {
-  const char *line = text_at(config, "config_file");
+  const char *line = string_at(config, "config_file");
   while (*line != '\0') {
     size_t length = strcspn(line, "\n");
     if (length > 0) write_uploaded_line(file, {line, length}, key);
@@ -85,27 +84,27 @@ void write_uploaded_client(FILE *file, const ConfigNode *config, const char *key
 
 void write_generated_client(FILE *file, const ConfigNode *config, const char *key) {
   fprintf(file, "client\n%slport 0\n", client_hooks);
-  fprintf(file, "dev-type %s\n", text_at(config, "device_type"));
-  fprintf(file, "remote %s %d\n", text_at(config, "server"), config_get_int(config, "port"));
+  fprintf(file, "dev-type %s\n", string_at(config, "device_type"));
+  fprintf(file, "remote %s %d\n", string_at(config, "server"), config_get_int(config, "port"));
   if (is_set(config_get_string(config, "username"))) write_userpass_line(file, key);
   write_inline(file, "ca", config, "cacert");
   if (is_set(config_get_string(config, "public_cert")) && is_set(config_get_string(config, "private_key"))) {
     write_inline(file, "cert", config, "public_cert");
     write_inline(file, "key", config, "private_key");
   }
-  if (!is_overridden(config)) print(file, "proto udp\nremote-cert-tls server\ncipher AES-256-GCM\n");
+  if (!is_overridden(config)) fprintf(file, "proto udp\nremote-cert-tls server\ncipher AES-256-GCM\n");
 }
 
 void write_server_mode(FILE *file, const ConfigNode *config) {
-  if (text_is(config, "device_type", "tap_bridge")) {
-    print(file, "server-bridge\n");
+  if (setting_is(config, "device_type", "tap_bridge")) {
+    fprintf(file, "server-bridge\n");
     return;
   }
-  TunnelAddress tunnel = parse_tunnel_address(text_at(config, "server_address"));
+  TunnelAddress tunnel = parse_tunnel_address(string_at(config, "server_address"));
   const char *address = tunnel.address.c_str();
   const char *network = tunnel.network.c_str();
   int32_t first = config_get_int(config, "server_first_ip");
-  if (text_is(config, "device_type", "tun"))
+  if (setting_is(config, "device_type", "tun"))
     fprintf(file, "mode server\ntopology net30\npush \"topology net30\"\npush \"route %s\"\nifconfig %s %s.%d\n",
             address, address, network, first);
   else
@@ -126,8 +125,8 @@ void write_server_credentials(FILE *file, const ConfigNode *config) {
             server_ca_path, no_certificate, password_check);
     return;
   }
-  if (!text_is(config, "authentication", "cert")) print(file, password_check);
-  if (text_is(config, "authentication", "passwd")) print(file, no_certificate);
+  if (!setting_is(config, "authentication", "cert")) fprintf(file, "%s", password_check);
+  if (setting_is(config, "authentication", "passwd")) fprintf(file, "%s", no_certificate);
   write_inline(file, "ca", config, "cacert");
   write_inline(file, "cert", config, "server_cert");
   write_inline(file, "key", config, "server_key");
@@ -160,23 +159,23 @@ void copy_file(FILE *file, const char *path) {
   if (fd < 0) return;
   char buffer[4096];
   ssize_t length;
-  while ((length = read(fd, buffer, sizeof buffer)) > 0) fwrite_unlocked(buffer, 1, static_cast<size_t>(length), file);
+  while ((length = read(fd, buffer, sizeof buffer)) > 0) fwrite(buffer, 1, static_cast<size_t>(length), file);
   close(fd);
 }
 
 void write_template_credentials(FILE *file, const ConfigNode *config) {
   bool autogenerated = config_get_bool(config, "autogenerate");
   if (autogenerated) {
-    print(file, "<ca>\n");
+    fprintf(file, "<ca>\n");
     copy_file(file, server_ca_path);
-    print(file, "\n</ca>\n");
+    fprintf(file, "\n</ca>\n");
   } else {
     write_inline(file, "ca", config, "cacert");
   }
-  print(file, "\n#authentication\n");
-  if (autogenerated || !text_is(config, "authentication", "cert")) print(file, "auth-user-pass\n");
-  if (!autogenerated && !text_is(config, "authentication", "passwd"))
-    print(file, "cert <public key file>\nkey <private key file>\n");
+  fprintf(file, "\n#authentication\n");
+  if (autogenerated || !setting_is(config, "authentication", "cert")) fprintf(file, "auth-user-pass\n");
+  if (!autogenerated && !setting_is(config, "authentication", "passwd"))
+    fprintf(file, "cert <public key file>\nkey <private key file>\n");
 }
 
 }  // namespace
@@ -192,17 +191,17 @@ TunnelAddress parse_tunnel_address(const char *text) {
   uint32_t mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
 
   TunnelAddress tunnel;
-  tunnel.address = text_before(text, '/');
+  tunnel.address = string_before(text, '/');
   tunnel.network = tunnel.address.substr(0, tunnel.address.rfind('.'));
   tunnel.netmask = format("%u.%u.%u.%u", mask >> 24, mask >> 16 & 255, mask >> 8 & 255, mask & 255);
   return tunnel;
 }
 
 void openvpn_write_userpass(const ConfigNode *config, const char *key) {
-  const char *username = text_at(config, "username");
+  const char *username = string_at(config, "username");
   if (!is_set(username)) return;
   OwnedStream file = open_output(userpass_path(key).c_str());
-  if (file != nullptr) fprintf(file.get(), "%s\n%s\n", username, text_at(config, "password"));
+  if (file != nullptr) fprintf(file.get(), "%s\n%s\n", username, string_at(config, "password"));
 }
 
 void openvpn_write_client_file(const ConfigNode *config, const char *key) {
@@ -219,7 +218,7 @@ bool openvpn_write_server_file(const ConfigNode *config, const char *key, const 
   if (file == nullptr) return false;
   if (!is_overridden(config)) write_generated_server(file.get(), config, device);
   if (config_get_bool(config, "advanced_options.enable"))
-    write_extra_options(file.get(), text_at(config, "advanced_options.extra"));
+    write_extra_options(file.get(), string_at(config, "advanced_options.extra"));
   return true;
 }
 

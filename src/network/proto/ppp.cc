@@ -1,22 +1,23 @@
 // Sections of links that carry PPP: over ethernet, through L2TP tunnels, and dial-in over a serial port.
-#include "main/text.h"
+#include "main/owned.h"
+#include "main/strings.h"
+#include "network/network.h"
 #include "network/proto/proto.h"
-#include "network/uci.h"
+#include "output/uci.h"
 
 namespace {
 
 const OptionRow account_rows[] = {
-    {"username", "username", OptionKind::text},
-    {"password", "password", OptionKind::text},
+    {"username", "username"},
+    {"password", "password"},
     {"custom_enable", "custom.enable", OptionKind::boolean},
     {"custom_override", "custom.override", OptionKind::boolean},
-    {"custom_config_file", "custom.config_file", OptionKind::text},
-    {"", "", OptionKind::text},
+    {"custom_config_file", "custom.config_file"},
 };
 
 const OptionRow pppoe_rows[] = {
-    {"username", "pppoe.username", OptionKind::text},
-    {"password", "pppoe.password", OptionKind::text},
+    {"username", "pppoe.username"},
+    {"password", "pppoe.password"},
     {"debug", "pppoe.debug", OptionKind::boolean},
     {"ipv4", "ipv4.enable", OptionKind::boolean},
     {"mtu4", "ipv4.mtu", OptionKind::integer},
@@ -26,46 +27,41 @@ const OptionRow pppoe_rows[] = {
     {"metric6", "ipv6.metric", OptionKind::integer},
     {"custom_enable", "pppoe.custom.enable", OptionKind::boolean},
     {"custom_override", "pppoe.custom.override", OptionKind::boolean},
-    {"custom_config_file", "pppoe.custom.config_file", OptionKind::text},
-    {"", "", OptionKind::text},
+    {"custom_config_file", "pppoe.custom.config_file"},
 };
 
 const OptionRow concentrator_rows[] = {
-    {"lns", "lns", OptionKind::text},
+    {"lns", "lns"},
     {"port", "port", OptionKind::integer},
-    {"", "", OptionKind::text},
 };
 
 const OptionRow server_rows[] = {
-    {"lac", "lac", OptionKind::text},
-    {"local_ip", "local_address", OptionKind::text},
-    {"remote_ip", "remote_address", OptionKind::text},
-    {"auth", "auth", OptionKind::text},
+    {"lac", "lac"},
+    {"local_ip", "local_address"},
+    {"remote_ip", "remote_address"},
+    {"auth", "auth"},
     {"default_route", "default_route", OptionKind::boolean},
-    {"", "", OptionKind::text},
 };
 
 const OptionRow port_rows[] = {
-    {"baudrate", "baudrate", OptionKind::text},
-    {"flow", "flow", OptionKind::text},
+    {"baudrate", "baudrate"},
+    {"flow", "flow"},
     {"idle_timeout", "idle_timeout", OptionKind::seconds},
-    {"", "", OptionKind::text},
 };
 
 const OptionRow dialin_rows[] = {
-    {"local_ip", "local_address", OptionKind::text},
-    {"remote_ip", "remote_address", OptionKind::text},
-    {"auth", "auth", OptionKind::text},
-    {"username", "username", OptionKind::text},
-    {"password", "password", OptionKind::text},
+    {"local_ip", "local_address"},
+    {"remote_ip", "remote_address"},
+    {"auth", "auth"},
+    {"username", "username"},
+    {"password", "password"},
     {"metric", "metric", OptionKind::integer},
     {"default_route", "default_route", OptionKind::boolean},
     {"custom_enable", "custom.enable", OptionKind::boolean},
     {"custom_override", "custom.override", OptionKind::boolean},
-    {"custom_config_file", "custom.config_file", OptionKind::text},
+    {"custom_config_file", "custom.config_file"},
     {"connect_enable", "connect.enable", OptionKind::boolean},
-    {"connect_script", "connect.script", OptionKind::text},
-    {"", "", OptionKind::text},
+    {"connect_script", "connect.script"},
 };
 
 }  // namespace
@@ -80,7 +76,7 @@ void pppoe_write_interface(FILE *out, const NetworkNode *node) {
   uci_write_ifname(out, network_find_parent(node, NETWORK_NODE_DEVICE));
   // Without a protocol the section only keeps the name of a disabled interface known.
   if (!config_get_bool(config, "enable")) return;
-  uci_write_value(out, "proto", "pppoe");
+  uci_write_option_string(out, "proto", "pppoe");
   uci_write_options(out, config, pppoe_rows);
 }
 
@@ -96,8 +92,11 @@ void l2tp_write_interface(FILE *out, const NetworkNode *node) {
   ppp_write_account(out, config);
   // Only an access concentrator has a network server to call, configured or not.
   bool is_concentrator = config_has_key(config, "lns");
-  uci_write_value(out, "proto", is_concentrator ? "pppol2tp_lac" : "pppol2tp_lns");
-  uci_write_options(out, config, is_concentrator ? concentrator_rows : server_rows);
+  uci_write_option_string(out, "proto", is_concentrator ? "pppol2tp_lac" : "pppol2tp_lns");
+  if (is_concentrator)
+    uci_write_options(out, config, concentrator_rows);
+  else
+    uci_write_options(out, config, server_rows);
 }
 
 void ppp_dialin_write_interface(FILE *out, const NetworkNode *node) {
@@ -105,9 +104,9 @@ void ppp_dialin_write_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *port = config_node_parent(config);
   if (!config_get_bool(port, "enable") || !equals(config_get_string(port, "mode"), "ppp_dialin")) return;
   uci_write_interface_section(out, node);
-  uci_write_value(out, "proto", "ppp_dialin");
-  OwnedText device(runt_get_string_pathf("seriald.%s.device", or_empty(config_key(port))));
-  if (device != nullptr) uci_write_value(out, "device", device.get());
+  uci_write_option_string(out, "proto", "ppp_dialin");
+  OwnedString device(runt_get_string_pathf("seriald.%s.device", or_empty(config_key(port))));
+  if (device != nullptr) uci_write_option_string(out, "device", device.get());
   uci_write_options(out, port, port_rows);
   uci_write_options(out, config, dialin_rows);
 }
