@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "config/blocks.h"
-
 namespace {
 
 constexpr size_t longest_entry_name = 63;
@@ -37,11 +35,6 @@ unsigned utf8_length(const unsigned char *text) {
   return 0;
 }
 
-// True when all bytes of two blocks are ASCII.
-bool is_plain(const char *text) {
-  return set_bytes((block_at(text) | block_at(text + block_size)) > 0x7F) == 0;
-}
-
 bool may_stand_in_name(char character, bool hyphen) {
   return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
          (character >= '0' && character <= '9') || character == '_' || (hyphen && character == '-');
@@ -50,21 +43,17 @@ bool may_stand_in_name(char character, bool hyphen) {
 }  // namespace
 
 uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from) {
-  constexpr uint32_t step = 2 * block_size;
-  uint32_t at = from;
-  while (at < size) {
-    while (size - at >= step && is_plain(text + at)) at += step;
-    for (uint32_t stop = size - at > step ? at + step : size; at < stop;) {
-      if (static_cast<unsigned char>(text[at]) < 0x80) {
-        at++;
-        continue;
-      }
-      unsigned length = utf8_length(reinterpret_cast<const unsigned char *>(text + at));
-      if (length == 0) return at;
-      at += length;
-    }
+  for (uint32_t at = from; at < size;) {
+    bool ascii = static_cast<unsigned char>(text[at]) < 0x80;
+    unsigned length = ascii ? 1 : utf8_length(reinterpret_cast<const unsigned char *>(text + at));
+    if (length == 0) return at;
+    at += length;
   }
   return no_position;
+}
+
+bool is_printable_ascii(const char *string, size_t length) {
+  return std::all_of(string, string + length, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
 bool is_surrogate(const char *text) {

@@ -14,6 +14,9 @@ inline constexpr uint32_t no_position = UINT32_MAX;
 // stand behind the text.
 uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from);
 
+// True when every byte is one of the characters from space to "~".
+bool is_printable_ascii(const char *string, size_t length);
+
 // True when what is not UTF-8 at `text` is the form that half of a surrogate pair would have.
 bool is_surrogate(const char *text);
 
@@ -21,9 +24,8 @@ bool is_surrogate(const char *text);
 bool holds_control(const char *text, size_t length);
 bool holds_control_but_lines(const char *text, size_t length);
 
-// The text as it may stand in a message: no control characters, nothing that is not UTF-8, a long one cut.
-// Messages are rare: made for size, not for speed.
-[[gnu::cold]] std::string printable(std::string_view text);
+// The string as it may stand in a message: no control characters, nothing that is not UTF-8, a long one cut.
+std::string printable(std::string_view text);
 
 // True for a name that an entry of a map may have.
 bool is_entry_name(const char *name, size_t length, bool hyphen);

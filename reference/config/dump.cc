@@ -1,14 +1,16 @@
 // A node and all below it as text.
 #include <algorithm>
 #include <cinttypes>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "config/document.h"
 #include "platform/tools.h"
 
 namespace {
 
-void dump_text(std::string &out, const char *text) {
+void dump_string(std::string &out, const char *text) {
   static constexpr char escapes[] = "\b\f\n\r\t\"\\";
   static constexpr char letters[] = "bfnrt\"\\";
   out += '"';
@@ -36,61 +38,56 @@ void dump_number(std::string &out, double number) {
   }
 }
 
-void dump_node(std::string &out, const Document &document, const ConfigNode *node);
+void dump_node(std::string &out, const ConfigNode &node);
 
-void dump_array(std::string &out, const Document &document, const ConfigNode *array) {
+void dump_array(std::string &out, const ConfigNode &array) {
   out += '[';
-  for (const ConfigNode *element = config_array_first(array); element != nullptr;
-       element = config_array_next(element)) {
-    if (element->index > 0) out += ',';
-    dump_node(out, document, element);
+  for (const ConfigNode &element : array.children) {
+    if (&element != array.children.data()) out += ',';
+    dump_node(out, element);
   }
   out += ']';
 }
 
-void dump_members(std::string &out, const Document &document, const ConfigNode *object) {
+void dump_members(std::string &out, const ConfigNode &object) {
   std::vector<const ConfigNode *> members;
-  members.reserve(object->value.children.count);
-  for (const ConfigNode *member = config_object_first(object); member != nullptr; member = config_object_next(member)) {
-    members.push_back(member);
-  }
-  std::sort(members.begin(), members.end(), [&document](const ConfigNode *a, const ConfigNode *b) {
-    return strcmp(name_of(document, a), name_of(document, b)) < 0;
-  });
+  for (const ConfigNode &member : object.children) members.push_back(&member);
+  std::sort(members.begin(), members.end(),
+            [](const ConfigNode *a, const ConfigNode *b) { return strcmp(a->name, b->name) < 0; });
   out += '{';
   for (const ConfigNode *member : members) {
     if (member != members.front()) out += ',';
-    dump_text(out, name_of(document, member));
+    dump_string(out, member->name);
     out += ':';
-    dump_node(out, document, member);
+    dump_node(out, *member);
   }
   out += '}';
 }
 
-void dump_node(std::string &out, const Document &document, const ConfigNode *node) {
-  switch (node->kind) {
+void dump_node(std::string &out, const ConfigNode &node) {
+  switch (node.kind) {
     case Kind::object:
     case Kind::map:
-      dump_members(out, document, node);
+      dump_members(out, node);
       break;
     case Kind::array:
-      dump_array(out, document, node);
+      dump_array(out, node);
       break;
     case Kind::string:
     case Kind::reference:
-      dump_text(out, node->value.text);
+      dump_string(out, node.value.string);
       break;
     case Kind::boolean:
-      out += node->value.boolean ? "true" : "false";
+      out += node.value.boolean ? "true" : "false";
       break;
     case Kind::integer:
-      out += std::to_string(int64_t{node->value.integer});
+      out += std::to_string(int64_t{node.value.integer});
       break;
     case Kind::number:
-      dump_number(out, node->value.number);
+      dump_number(out, node.value.number);
       break;
     case Kind::duration:
-      out += std::to_string(node->value.milliseconds);
+      out += std::to_string(node.value.milliseconds);
       break;
     case Kind::ignored:
       break;
@@ -101,8 +98,8 @@ void dump_node(std::string &out, const Document &document, const ConfigNode *nod
 
 const char *config_dump(const ConfigNode *node) {
   if (node == nullptr) return nullptr;
-  Document &document = *header_of(node).document;
+  Document &document = document_of(node);
   std::string &text = document.dumps[node];
-  if (text.empty()) dump_node(text, document, node);
+  if (text.empty()) dump_node(text, *node);
   return text.c_str();
 }

@@ -1,53 +1,83 @@
-// Loading a document: one pass over its text that checks every value against the schema and stores it.
+// Loading a document: one pass over its content that checks every value against the schema and builds the tree.
+
+#include <rapidjson/reader.h>
+#include <rapidjson/stream.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstring>
+#include <iterator>
+#include <memory>
+#include <set>
 #include <string_view>
 
 #include "config/document.h"
-#include "config/text_stream.h"
-#include "platform/tools.h"
+#include "config/syntax.h"
 
 namespace {
 
 constexpr unsigned deepest = 64;
 
-// What the document holds in a place, as the parser tells it.
-enum class Found : uint8_t { object, array, text, boolean, integer, fraction, null };
-const char found_names[][38] = {
+// What the document holds in a place, as the parser sees it.
+enum class Found : uint8_t { object, array, string, boolean, integer, fraction, null };
+const char *const found_names[] = {
     "an object", "an array", "a text", "a boolean", "an integer", "a number with a fraction or exponent", "null"};
 
 // By kind: what a value of that kind is called.
-const char kind_names[][46] = {"a value",    "an object", "an object",
-                               "an array",   "a text",    "a boolean",
-                               "an integer", "a number",  "a duration (seconds, or a text such as \"90s\")",
-                               "a text"};
+const char *const kind_names[] = {"a value",    "an object", "an object",
+                                  "an array",   "a text",    "a boolean",
+                                  "an integer", "a number",  "a duration (seconds, or a text such as \"90s\")",
+                                  "a text"};
 
-template <typename... Each>
-constexpr unsigned set_of(Each... members) {
-  return (0U | ... | (1U << static_cast<unsigned>(members)));
+bool is_written_as(Kind kind, Found found) {
+  switch (found) {
+    case Found::object:
+      return kind == Kind::object || kind == Kind::map;
+    case Found::array:
+      return kind == Kind::array;
+    case Found::string:
+      return kind == Kind::string || kind == Kind::duration || kind == Kind::reference;
+    case Found::boolean:
+      return kind == Kind::boolean;
+    case Found::integer:
+      return kind == Kind::integer || kind == Kind::number || kind == Kind::duration;
+    case Found::fraction:
+      return kind == Kind::number;
+    case Found::null:
+      break;
+  }
+  return false;
 }
 
-// By what is found: the kinds that are written so.
-constexpr unsigned fitting_kinds[] = {
-    set_of(Kind::ignored, Kind::object, Kind::map),
-    set_of(Kind::ignored, Kind::array),
-    set_of(Kind::ignored, Kind::string, Kind::duration, Kind::reference),
-    set_of(Kind::ignored, Kind::boolean),
-    set_of(Kind::ignored, Kind::integer, Kind::number, Kind::duration),
-    set_of(Kind::ignored, Kind::number),
-    0,
-};
-
 struct DurationUnit {
-  char name[3];  // "" ends the table
+  const char *name;
   int64_t milliseconds;
 };
-constexpr DurationUnit duration_units[] = {
-    {"ms", 1}, {"s", 1000}, {"m", 60000}, {"h", 3600000}, {"d", 86400000}, {"w", 604800000}, {"", 0},
-};
+constexpr DurationUnit duration_units[] = {{"ms", 1},      {"s", 1000},     {"m", 60000},
+                                           {"h", 3600000}, {"d", 86400000}, {"w", 604800000}};
+
+constexpr int64_t longest_duration = int64_t{INT32_MAX} * 1000 + 999;  // in milliseconds
+
+// Reads digits up to the first other character, where `end` points then. The value is at most `limit`.
+int64_t read_digits(const char *digits, int64_t limit, const char **end) {
+  int64_t value = 0;
+  for (; *digits >= '0' && *digits <= '9'; digits++) value = std::min(value * 10 + (*digits - '0'), limit);
+  *end = digits;
+  return value;
+}
+
+// The milliseconds of a duration such as "90s": at most 1 above the longest one; -1 for a string of another form.
+int64_t read_duration(std::string_view string) {
+  const char *unit;
+  int64_t count = read_digits(string.data(), longest_duration + 1, &unit);
+  if (unit == string.data()) return -1;
+  std::string_view name = string.substr(static_cast<size_t>(unit - string.data()));
+  for (const DurationUnit &known : duration_units) {
+    if (name == known.name) return std::min(count, longest_duration / known.milliseconds + 1) * known.milliseconds;
+  }
+  return -1;
+}
 
 // The member of the object whose name is closest to a misspelt one; null when none is close.
 const char *closest_member(const SchemaKey &object, const char *name, size_t length) {
@@ -69,71 +99,54 @@ struct Frame {
   Kind kind = Kind::ignored;
   const SchemaKey *member = nullptr;  // of the value that comes next
   Kind member_kind = Kind::ignored;
-  bool array = false;          // as written in the document
-  bool unknown_names = false;  // an object with members that the schema does not know
-  bool references = false;     // some child is a reference that is set
+  bool array = false;  // as written in the document
   uint32_t position = 0;
-  uint32_t name = 0;     // where the name of the current member stands
-  uint32_t counted = 0;  // values begun
-  uint32_t first = 0;    // of its children on the pending stack
-  uint64_t seen = 0;     // members of an object, by their number
+  const char *name = nullptr;  // of the current member
+  uint32_t counted = 0;        // values begun
+  size_t first_child = 0;      // of its children among the pending nodes
+  size_t first_unknown = 0;    // of its names among the unknown ones
+  uint64_t seen = 0;           // a bit for each member of an object
 };
 
-// Receives the parser's events. Children wait on the pending stack until their container ends, and are then laid down
-// side by side. What deals with mistakes is marked cold: made for size, and out of the way of what every start runs.
-struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
+// Receives the parser's events. Finished nodes wait on the pending stack until their container ends and takes them as
+// its children.
+struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   Document &document;
-  const TextStream &stream;
+  rapidjson::InsituStringStream &stream;
   char *const text;
-  Growing<ConfigNode> pending;
-  Growing<uint32_t> references;
+  std::vector<ConfigNode> pending;
+  std::vector<std::string_view> unknown_names;
+  std::vector<ConfigNode *> references;  // that are set
+  uint32_t next_id = 1;
   bool halted = false;
-
-  // Texts that reach past this place have to be looked at: it is the first of the following three.
-  const char *suspect = nullptr;
-  uint32_t invalid_utf8 = 0;
-  uint32_t backslash = 0;  // the parser lets control characters pass when they are escaped
-  uint32_t delete_character = 0;
-
-  Frame *current;
   Frame frames[deepest + 1];
+  Frame *current = frames;
 
-  Loader(Document &into, const TextStream &from)
-      : document(into), stream(from), text(into.text.get()), current(frames) {
-    frames[0].member = document.schema;
-    frames[0].member_kind = document.schema->kind;
-    suspect_from(0);
+  Loader(Document &into, rapidjson::InsituStringStream &from)
+      : document(into), stream(from), text(into.content.data()) {
+    current->member = document.schema;
+    current->member_kind = document.schema->kind;
   }
 
   uint32_t offset(const char *in_text) const { return static_cast<uint32_t>(in_text - text); }
   uint32_t here() const { return static_cast<uint32_t>(stream.Tell()); }
 
-  uint32_t find_character(char character, uint32_t from) const {
-    const void *found = memchr(text + from, character, document.size - from);
-    return found != nullptr ? offset(static_cast<const char *>(found)) : no_position;
-  }
+  // ---- Findings.
 
-  void suspect_from(uint32_t from) {
-    if (invalid_utf8 <= from) invalid_utf8 = find_invalid_utf8(text, document.size, from);
-    if (backslash <= from) backslash = find_character('\\', from);
-    if (delete_character <= from) delete_character = find_character('\x7F', from);
-    suspect = text + std::min({invalid_utf8, backslash, delete_character, document.size});
-  }
-
-  [[gnu::cold]] std::string path() const {
+  std::string path() const {
     std::string path;
     for (const Frame *at = frames + 1; at <= current; at++) {
       if (at->array) {
         if (at->counted > 0) append_component(path, std::to_string(int64_t{at->counted} - 1));
-      } else if (at->name != 0) {
-        append_component(path, printable(text + at->name));
+      } else if (at->name != nullptr) {
+        append_component(path, printable(at->name));
       }
     }
     return path;
   }
 
   // A run is over with the first refused finding; a check goes on.
-  [[gnu::cold]] void refuse(uint32_t position, const char *format, ...) __attribute__((format(printf, 3, 4))) {
+  void refuse(uint32_t position, const char *format, ...) __attribute__((format(printf, 3, 4))) {
     va_list arguments;
     va_start(arguments, format);
     report_list(document, Grade::refused, position, path(), format, arguments);
@@ -141,35 +154,7 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     if (document.findings == nullptr) halted = true;
   }
 
-  // The name of the value that is read when it is an entry of a map: the schema does not know it.
-  uint32_t entry_name() const { return current->kind == Kind::map ? current->name : 0; }
-
-  ConfigNode *push(const SchemaKey *key, Kind kind, uint32_t position, uint32_t link = 0) {
-    ConfigNode *node = pending.add();
-    *node =
-        ConfigNode{.position = position, .link = link, .index = 0, .kind = kind, .flags = 0, .key = key, .value = {}};
-    return node;
-  }
-
-  ConfigNode *push_value(uint32_t position, uint32_t link = 0) {
-    return push(current->member, current->member_kind, position, link);
-  }
-
-  // What stands for a value that is refused, so that a check can go on.
-  void push_broken(uint32_t position) {
-    Kind kind = current->member_kind;
-    if (kind == Kind::ignored) return;
-    ConfigNode *node = push_value(position, entry_name());
-    node->flags = node_broken;
-    if (kind == Kind::string || kind == Kind::reference) node->value.text = "";
-  }
-
-  // Names of unknown keys and below are kept until their object ends, to be compared.
-  void push_name(uint32_t name, size_t length) {
-    push(nullptr, Kind::ignored, name - 1, name)->value.integer = static_cast<int32_t>(length);
-  }
-
-  [[gnu::cold]] void refuse_found(Found found, uint32_t position) {
+  void refuse_found(Found found, uint32_t position) {
     if (found == Found::null) {
       refuse(position, "null is not allowed, leave the key out instead");
     } else {
@@ -179,11 +164,98 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     push_broken(position);
   }
 
-  // Begins a value: its kind; Kind::ignored when it has been dealt with.
+  void refuse_repeated(const char *name) {
+    current->name = name;
+    refuse(offset(name) - 1, "this name stands twice in its object");
+  }
+
+  // Refuses unknown names of the current object that stand there twice.
+  void compare_unknown_names() {
+    std::set<std::string_view> seen;
+    for (size_t i = current->first_unknown; i < unknown_names.size(); i++) {
+      if (!seen.insert(unknown_names[i]).second) refuse_repeated(unknown_names[i].data());
+    }
+    unknown_names.resize(current->first_unknown);
+  }
+
+  // ---- Nodes.
+
+  ConfigNode make_node(uint32_t position) const {
+    const char *name = current->kind == Kind::map     ? current->name
+                       : current->kind == Kind::array ? ""
+                                                      : current->member->name;
+    return {.key = current->member,
+            .name = name,
+            .parent = nullptr,
+            .children = {},
+            .value = {},
+            .target = nullptr,
+            .position = position,
+            .kind = current->member_kind,
+            .broken = false};
+  }
+
+  ConfigNode::Value &push(uint32_t position) {
+    pending.push_back(make_node(position));
+    return pending.back().value;
+  }
+
+  // Adds what stands for a value that is refused, so that a check can go on.
+  void push_broken(uint32_t position) {
+    Kind kind = current->member_kind;
+    if (kind == Kind::ignored) return;
+    ConfigNode::Value &value = push(position);
+    if (kind == Kind::string || kind == Kind::reference) value.string = "";
+    pending.back().broken = true;
+  }
+
+  // Takes the children of the current object or array off the stack. They have their place in memory from now on, and
+  // their own children learn it.
+  std::vector<ConfigNode> take_children() {
+    auto begin = pending.begin() + static_cast<ptrdiff_t>(current->first_child);
+    std::vector<ConfigNode> children(std::make_move_iterator(begin), std::make_move_iterator(pending.end()));
+    pending.erase(begin, pending.end());
+    for (ConfigNode &child : children) {
+      for (ConfigNode &below : child.children) below.parent = &child;
+      if (child.kind == Kind::reference && *child.value.string != '\0') references.push_back(&child);
+    }
+    return children;
+  }
+
+  void index_entries(const std::vector<ConfigNode> &entries) {
+    for (const ConfigNode &entry : entries) {
+      bool is_new = document.entries.emplace(EntryName(entries.data(), entry.name), &entry).second;
+      if (!is_new) refuse_repeated(entry.name);
+    }
+  }
+
+  // Adds the node of an object or array that has ended.
+  void push_container(uint32_t position, std::vector<ConfigNode> children) {
+    // The container takes a number beside those of its children. Nothing uses it, but file names hold the numbers.
+    uint32_t first_child_id = next_id + 1;
+    if (!children.empty()) next_id += 1 + static_cast<uint32_t>(children.size());
+    push(position).first_child_id = first_child_id;
+    pending.back().children = std::move(children);
+  }
+
+  // The tree of a document that has been read.
+  void finish_tree() {
+    ConfigNode &root = document.root;
+    root = std::move(pending.back());
+    root.document = &document;
+    for (ConfigNode &child : root.children) child.parent = &root;
+    document.root_id = next_id + 1;
+    resolve_references(document, references);
+  }
+
+  // ---- Values.
+
+  // Begins a value: its kind; Kind::ignored when there is nothing more to do with it.
   Kind begin(Found found, uint32_t position) {
     current->counted++;
     Kind kind = current->member_kind;
-    if ((fitting_kinds[static_cast<unsigned>(found)] & set_of(kind)) != 0) return kind;
+    bool fits = kind == Kind::ignored ? found != Found::null : is_written_as(kind, found);
+    if (fits) return kind;
     refuse_found(found, position);
     return Kind::ignored;
   }
@@ -195,150 +267,136 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
 
   bool Bool(bool value) {
     uint32_t position = here() - (value ? 4 : 5);
-    if (begin(Found::boolean, position) != Kind::ignored) push_value(position)->value.boolean = value;
+    if (begin(Found::boolean, position) != Kind::ignored) push(position).boolean = value;
     return !halted;
   }
 
-  bool RawNumber(const char *digits, rapidjson::SizeType length, bool) {
+  bool RawNumber(const char *digits, rapidjson::SizeType length, bool /*copy*/) {
     uint32_t position = offset(digits);
     bool fraction = std::any_of(digits, digits + length, [](char c) { return c == '.' || c == 'e' || c == 'E'; });
     Kind kind = begin(fraction ? Found::fraction : Found::integer, position);
-    if (kind == Kind::ignored) return !halted;
     if (kind == Kind::number) {
-      // What follows the number in the document ends it for strtod too. An integer has no negative zero.
-      double number = strtod(digits, nullptr);
-      if (!std::isfinite(number)) refuse(position, "expected a number from -1.8e308 to 1.8e308");
-      push_value(position)->value.number = number == 0 && !fraction ? 0 : number;
-    } else {
-      add_integer(kind, digits, length, position);
+      add_number(digits, fraction, position);
+    } else if (kind != Kind::ignored) {
+      add_integer(kind, digits, position);
     }
     return !halted;
   }
 
-  void add_integer(Kind kind, const char *digits, size_t length, uint32_t position) {
+  // What follows the number in the document ends it for strtod too.
+  void add_number(const char *digits, bool fraction, uint32_t position) {
+    double number = strtod(digits, nullptr);
+    if (!std::isfinite(number)) refuse(position, "expected a number from -1.8e308 to 1.8e308");
+    push(position).number = number == 0 && !fraction ? 0 : number;  // an integer has no negative zero
+  }
+
+  void add_integer(Kind kind, const char *digits, uint32_t position) {
     constexpr int64_t too_large = int64_t{1} << 32;
-    int64_t value = 0;
-    for (const char *digit = digits + (*digits == '-' ? 1 : 0); digit < digits + length; digit++) {
-      value = std::min(value * 10 + (*digit - '0'), too_large);
-    }
-    if (*digits == '-') value = -value;
+    bool negative = *digits == '-';
+    const char *end;
+    int64_t value = read_digits(digits + (negative ? 1 : 0), too_large, &end);
+    if (negative) value = -value;
     if (value < INT32_MIN || value > INT32_MAX) {
       refuse(position, "expected %s from -2147483648 to 2147483647",
              kind == Kind::integer ? "an integer" : "a duration in seconds");
       push_broken(position);
     } else if (kind == Kind::integer) {
-      push_value(position)->value.integer = static_cast<int32_t>(value);
+      push(position).integer = static_cast<int32_t>(value);
     } else {
-      push_value(position)->value.milliseconds = value * 1000;
+      push(position).milliseconds = value * 1000;
     }
   }
 
-  [[gnu::always_inline]] bool String(const char *string, rapidjson::SizeType length, bool) {
-    uint32_t start = offset(string);
-    Kind kind = begin(Found::text, start - 1);
-    if (string + length > suspect) [[unlikely]]
-      inspect(kind, string, length);
-    if (kind == Kind::ignored) return !halted;
+  bool String(const char *string, rapidjson::SizeType length, bool /*copy*/) {
+    uint32_t position = offset(string) - 1;
+    Kind kind = begin(Found::string, position);
+    check_bytes(kind, string, length);
     if (kind == Kind::duration) {
-      add_duration(string, length, start - 1);
-    } else {
-      push_value(start - 1)->value.text = string;
-      if (kind == Kind::reference && length > 0) current->references = true;
+      add_duration({string, length}, position);
+    } else if (kind != Kind::ignored) {
+      push(position).string = string;
     }
     return !halted;
   }
 
-  // Looks at the characters of a string; Kind::ignored: of a name, or of a string below an unknown key.
-  [[gnu::noinline]] void inspect(Kind kind, const char *string, uint32_t length) {
-    uint32_t start = offset(string);
-    if (invalid_utf8 < start) invalid_utf8 = find_invalid_utf8(text, document.size, start);
-    // What stood in the file is not UTF-8 when, and only when, what the parser made of it is not.
-    uint32_t invalid = find_invalid_utf8(text, start + length, start);
-    if (invalid != no_position && is_surrogate(text + invalid)) {
+  // Checks the bytes of a string. Of a name, and of a string below an unknown key, the kind is Kind::ignored.
+  void check_bytes(Kind kind, const char *string, uint32_t length) {
+    if (is_printable_ascii(string, length)) return;
+    check_utf8(offset(string), offset(string) + length);
+    if (kind == Kind::ignored || kind == Kind::duration || !holds_control(string, length)) return;
+    if (!current->member->many_lines) {
+      refuse(offset(string) - 1, "control character in a text of one line");
+    } else if (holds_control_but_lines(string, length)) {
+      refuse(offset(string) - 1, "control character other than tab, line feed and carriage return");
+    }
+  }
+
+  void check_utf8(uint32_t start, uint32_t end) {
+    uint32_t invalid = find_invalid_utf8(text, end, start);
+    if (invalid == no_position) return;
+    if (is_surrogate(text + invalid)) {
       refuse(start - 1, "half of a surrogate pair, which is no character");
-    } else if (invalid != no_position) {
-      refuse(invalid_utf8, "not UTF-8");
-    }
-    if (kind != Kind::ignored && kind != Kind::duration && holds_control(string, length)) {
-      bool many_lines = current->member->many_lines;
-      if (!many_lines) {
-        refuse(start - 1, "control character in a text of one line");
-      } else if (holds_control_but_lines(string, length)) {
-        refuse(start - 1, "control character other than tab, line feed and carriage return");
-      }
-    }
-    suspect_from(start + length);
-  }
-
-  [[gnu::noinline]] void add_duration(const char *string, size_t length, uint32_t position) {
-    constexpr int64_t most = int64_t{INT32_MAX} * 1000 + 999;
-    const char *unit = string;
-    int64_t count = 0;
-    for (; *unit >= '0' && *unit <= '9'; unit++) count = std::min(count * 10 + (*unit - '0'), most + 1);
-    const DurationUnit *known = duration_units;
-    while (*known->name != '\0' && strcmp(known->name, unit) != 0) known++;
-    if (unit == string || *known->name == '\0' || strlen(string) != length) {
-      refuse(position, "expected a duration: a number of ms, s, m, h, d or w, such as \"90s\"");
-      push_broken(position);
-    } else if (count > most / known->milliseconds) {
-      refuse(position, "expected a duration of at most 2147483647 seconds");
-      push_broken(position);
-    } else {
-      push_value(position)->value.milliseconds = count * known->milliseconds;
-    }
-  }
-
-  [[gnu::always_inline]] bool Key(const char *name, rapidjson::SizeType length, bool) {
-    uint32_t start = offset(name);
-    current->name = start;
-    if (name + length > suspect) [[unlikely]]
-      inspect(Kind::ignored, name, length);
-    if (current->kind == Kind::object) {
-      known_key(name, length);
-    } else if (current->kind == Kind::map) {
-      bool hyphen = current->key->hyphen;
-      if (!is_entry_name(name, length, hyphen)) {
-        refuse(start - 1, "entry names are 1 to 63 of the characters A-Z a-z 0-9 _%s", hyphen ? " -" : "");
-      }
-    } else {
-      push_name(start, length);
-    }
-    return !halted;
-  }
-
-  void known_key(const char *name, size_t length) {
-    const SchemaKey &object = *current->key;
-    const SchemaKey *member = schema_member(object, {name, length});
-    if (member == nullptr) {
-      unknown_key(object, name, length);
       return;
     }
-    uint64_t bit = uint64_t{1} << (member - object.members);
-    if ((current->seen & bit) != 0) refuse_repeated(current->name);
-    current->seen |= bit;
-    current->member = member;
-    current->member_kind = member->kind;
+    // The parser has moved what follows an escape, so the file says where the byte is.
+    const std::string &original = original_content(document);
+    refuse(find_invalid_utf8(original.data(), static_cast<uint32_t>(original.size()), start), "not UTF-8");
   }
 
-  [[gnu::cold, gnu::noinline]] void unknown_key(const SchemaKey &object, const char *name, size_t length) {
-    const char *meant = closest_member(object, name, length);
-    std::string hint = meant != nullptr ? std::string(", did you mean '") + meant + "'?" : "";
-    report_at(document, Grade::ignored, current->name - 1, path(), "%s%s", unknown_key_message, hint.c_str());
-    push_name(current->name, length);
-    current->unknown_names = true;
-    current->member = nullptr;
-    current->member_kind = Kind::ignored;
+  void add_duration(std::string_view string, uint32_t position) {
+    int64_t milliseconds = read_duration(string);
+    if (milliseconds >= 0 && milliseconds <= longest_duration) {
+      push(position).milliseconds = milliseconds;
+      return;
+    }
+    refuse(position, "%s",
+           milliseconds < 0 ? "expected a duration: a number of ms, s, m, h, d or w, such as \"90s\""
+                            : "expected a duration of at most 2147483647 seconds");
+    push_broken(position);
   }
 
-  [[gnu::cold]] void refuse_repeated(uint32_t name) {
+  // ---- Names.
+
+  bool Key(const char *name, rapidjson::SizeType length, bool /*copy*/) {
     current->name = name;
-    refuse(name - 1, "this name stands twice in its object");
+    check_bytes(Kind::ignored, name, length);
+    if (current->kind == Kind::object) {
+      begin_member({name, length});
+    } else if (current->kind == Kind::ignored) {
+      unknown_names.emplace_back(name, length);
+    } else if (!is_entry_name(name, length, current->key->hyphen)) {
+      refuse(offset(name) - 1, "entry names are 1 to 63 of the characters A-Z a-z 0-9 _%s",
+             current->key->hyphen ? " -" : "");
+    }
+    return !halted;
   }
+
+  void begin_member(std::string_view name) {
+    const SchemaKey *member = schema_member(*current->key, name);
+    current->member = member;
+    current->member_kind = member != nullptr ? member->kind : Kind::ignored;
+    if (member == nullptr) {
+      report_unknown(name);
+      unknown_names.push_back(name);
+      return;
+    }
+    uint64_t bit = uint64_t{1} << (member - current->key->members);
+    if ((current->seen & bit) != 0) refuse_repeated(name.data());
+    current->seen |= bit;
+  }
+
+  void report_unknown(std::string_view name) {
+    const char *meant = closest_member(*current->key, name.data(), name.size());
+    std::string hint = meant != nullptr ? std::string(", did you mean '") + meant + "'?" : "";
+    report_at(document, Grade::ignored, offset(name.data()) - 1, path(), "%s%s", unknown_key_message, hint.c_str());
+  }
+
+  // ---- Objects and arrays.
 
   bool StartObject() { return open(Found::object); }
   bool StartArray() { return open(Found::array); }
-  bool EndObject(rapidjson::SizeType) { return close(); }
-  bool EndArray(rapidjson::SizeType) { return close(); }
+  bool EndObject(rapidjson::SizeType /*count*/) { return close(); }
+  bool EndArray(rapidjson::SizeType /*count*/) { return close(); }
 
   bool open(Found found) {
     uint32_t position = here() - 1;
@@ -350,8 +408,10 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
     }
     Kind kind = begin(found, position);
     const SchemaKey *key = current->member;
-    current++;
-    *current = Frame{.array = found == Found::array, .position = position, .first = pending.used};
+    *++current = Frame{.array = found == Found::array,
+                       .position = position,
+                       .first_child = pending.size(),
+                       .first_unknown = unknown_names.size()};
     if (kind == Kind::ignored) return !halted;
     current->key = key;
     current->kind = kind;
@@ -363,220 +423,75 @@ struct Loader : rapidjson::BaseReaderHandler<TextEncoding, Loader> {
   }
 
   bool close() {
-    Frame &at = *current;
-    if (at.kind == Kind::ignored) {
-      if (!at.array) compare_pending_names(at.first);
-      pending.used = at.first;
+    compare_unknown_names();
+    if (current->kind == Kind::ignored) {
       current--;
       return !halted;
     }
-    if (at.unknown_names) drop_unknown();
-    if (at.kind == Kind::object && at.key->has_fallbacks) add_held(*at.key);
-    uint32_t count = pending.used - at.first;
-    uint32_t first = lay_down(at.first, count);
-    if (at.kind == Kind::map && count > 1) index_names(first, count);
-    pending.used = at.first;
+    if (current->kind == Kind::object && current->key->has_fallbacks) add_fallbacks();
+    std::vector<ConfigNode> children = take_children();
+    if (current->kind == Kind::map) index_entries(children);
     current--;
-    ConfigNode *node = push_value(at.position, entry_name());
-    node->value.children = {first, count};
-    if (count > 0) node->flags = node_nests;
+    push_container(current[1].position, std::move(children));
     return !halted;
   }
 
-  // Moves pending nodes into a block of cells. On the stack a node knows the cell of its first child; from now on it
-  // and its children know how far they lie apart.
-  [[gnu::always_inline]] uint32_t lay_down(uint32_t start, uint32_t count) {
-    if (count == 0) return 0;
-    Cell *block = document.cells.add(count + 1);
-    Cell *cells = document.cells.data.get();
-    uint32_t first = document.cells.used - count;
-    block->header = BlockHeader{.document = &document, .count = count, .parent = 0, .name_index = 0};
-    const ConfigNode *from = pending.data.get() + start;
-    for (uint32_t i = 0; i < count; i++) {
-      ConfigNode &node = block[i + 1].node;
-      node = from[i];
-      node.index = i;
-      if ((node.flags & node_nests) == 0) continue;
-      uint32_t back = first + i - node.value.children.back;
-      cells[node.value.children.back - 1].header.parent = back + 1;
-      node.value.children.back = back;
-    }
-    if (current->references) note_references(first, count);
-    return first;
-  }
-
-  void note_references(uint32_t first, uint32_t count) {
-    for (uint32_t cell = first; cell < first + count; cell++) {
-      const ConfigNode *node = node_at(document, cell);
-      if (node->kind == Kind::reference && *node->value.text != '\0') *references.add() = cell;
-    }
-  }
-
-  // Members that are held even when they are not written.
-  void add_held(const SchemaKey &object) {
-    for (const SchemaKey &member : members_of(object)) {
-      bool seen = (current->seen & uint64_t{1} << (&member - object.members)) != 0;
+  // Adds the members that are held even when they are not written.
+  void add_fallbacks() {
+    for (const SchemaKey &member : members_of(*current->key)) {
+      bool seen = (current->seen & uint64_t{1} << (&member - current->key->members)) != 0;
       if (member.fallback == nullptr || seen) continue;
-      push(&member, member.kind, current->position)->value.text = member.fallback;
+      current->member = &member;
+      current->member_kind = member.kind;
+      push(current->position).string = member.fallback;
     }
-  }
-
-  [[gnu::cold]] void drop_unknown() {
-    ConfigNode *begin = pending.data.get() + current->first;
-    ConfigNode *end = pending.data.get() + pending.used;
-    ConfigNode *names = std::stable_partition(begin, end, [](const ConfigNode &n) { return n.kind != Kind::ignored; });
-    auto kept = static_cast<uint32_t>(names - pending.data.get());
-    compare_pending_names(kept);
-    pending.used = kept;
-  }
-
-  [[gnu::cold]] void compare_pending_names(uint32_t start) {
-    const ConfigNode *nodes = pending.data.get() + start;
-    auto name = [this, nodes](uint32_t i) {
-      return std::string_view(text + nodes[i].link, static_cast<size_t>(nodes[i].value.integer));
-    };
-    uint32_t before = document.name_indexes.used;
-    compare_names(pending.used - start, name);
-    document.name_indexes.used = before;
-  }
-
-  void index_names(uint32_t first, uint32_t count) {
-    const Cell *cells = document.cells.data.get() + first;
-    auto name = [this, cells](uint32_t i) { return std::string_view(text + cells[i].node.link); };
-    document.cells.data.get()[first - 1].header.name_index = compare_names(count, name);
-  }
-
-  // Refuses names that stand twice. Few are compared with each other; many get an index, whose start is returned: in
-  // the slot of a name's hash, or the next free one, stands the number of the entry plus 1.
-  template <typename Name>
-  uint32_t compare_names(uint32_t count, Name name) {
-    if (count <= small_map) {
-      for (uint32_t i = 1; i < count; i++) {
-        for (uint32_t j = 0; j < i; j++) {
-          if (name(i) == name(j)) refuse_repeated(offset(name(i).data()));
-        }
-      }
-      return 0;
-    }
-    uint32_t mask = name_index_size(count) - 1;
-    if (document.name_indexes.used == 0) document.name_indexes.add();  // 0 means none
-    uint32_t start = document.name_indexes.used;
-    uint32_t *slots = document.name_indexes.add(mask + 1);
-    memset(slots, 0, (size_t{mask} + 1) * sizeof *slots);
-    for (uint32_t i = 0; i < count; i++) {
-      std::string_view own = name(i);
-      uint32_t slot = name_hash(own.data(), own.size()) & mask;
-      while (slots[slot] != 0 && name(slots[slot] - 1) != own) slot = (slot + 1) & mask;
-      if (slots[slot] != 0) {
-        refuse_repeated(offset(own.data()));
-      } else {
-        slots[slot] = i + 1;
-      }
-    }
-    return start;
   }
 };
 
-[[gnu::cold]] const char *syntax_problem(const Document &document, rapidjson::ParseErrorCode code, uint32_t at) {
-  if (at >= document.size && code != rapidjson::kParseErrorDocumentEmpty) return "the file ends too early";
-  const char *found = document.text.get() + at;
-  if (found[0] == '/' && (found[1] == '/' || found[1] == '*')) return "JSON has no comments";
-  switch (code) {
-    case rapidjson::kParseErrorDocumentEmpty:
-      return "the file is empty";
-    case rapidjson::kParseErrorDocumentRootNotSingular:
-      return "something follows the end of the document";
-    case rapidjson::kParseErrorValueInvalid:
-      return *found == ']' ? "a comma before the closing bracket"
-                           : "expected a value: a text in double quotes, a number, true, false, an object or an array";
-    case rapidjson::kParseErrorObjectMissName:
-      return *found == '}' ? "a comma before the closing bracket" : "expected a member name in double quotes";
-    case rapidjson::kParseErrorObjectMissColon:
-      return "expected ':' after the member name";
-    case rapidjson::kParseErrorObjectMissCommaOrCurlyBracket:
-      return "expected ',' or '}'";
-    case rapidjson::kParseErrorArrayMissCommaOrSquareBracket:
-      return "expected ',' or ']'";
-    case rapidjson::kParseErrorStringUnicodeEscapeInvalidHex:
-      return "expected four hexadecimal digits after \\u";
-    case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
-      return "half of a surrogate pair in a \\u escape";
-    case rapidjson::kParseErrorStringEscapeInvalid:
-      // The parser tells of both with the same code.
-      return *found == '\\' ? "unknown escape after '\\'" : "a control character in a text has to be escaped";
-    case rapidjson::kParseErrorStringMissQuotationMark:
-      return "a text without its closing quote";
-    case rapidjson::kParseErrorNumberTooBig:
-      return "number too big";
-    case rapidjson::kParseErrorNumberMissFraction:
-      return "expected digits after the decimal point";
-    case rapidjson::kParseErrorNumberMissExponent:
-      return "expected digits in the exponent";
-    default:
-      return "not JSON";
-  }
-}
-
-// True for what is wrong behind a whole value: the name of that value is no place of the problem.
-bool stands_between_values(rapidjson::ParseErrorCode code) {
-  return code == rapidjson::kParseErrorObjectMissName || code == rapidjson::kParseErrorObjectMissCommaOrCurlyBracket ||
-         code == rapidjson::kParseErrorArrayMissCommaOrSquareBracket;
-}
-
-// Reads the document's text. False when there is no tree: in a run after any refused finding, in a check only when the
-// rest of the text could not be made out.
+// Reads the document's content. False when there is no tree: in a run after any refused finding, in a check only when
+// the rest of the content could not be made out.
 bool parse(Document &document) {
-  TextStream stream(document.text.get());
+  rapidjson::InsituStringStream stream(document.content.data());
   Loader loader(document, stream);
-  if (strncmp(document.text.get(), "\xEF\xBB\xBF", 3) == 0) {
+  if (document.content.starts_with("\xEF\xBB\xBF")) {
     report_at(document, Grade::refused, 0, {},
               "syntax error: the file starts with a byte order mark, save it without one");
     return false;
   }
-  // Room for more nodes than most documents of that size have: memory that is never touched costs nothing.
-  loader.pending.reserve(document.size / 24 + 16);
-  document.cells.reserve(document.size / 12 + 16);
-  document.cells.add();  // 0 stands for no cell
-
-  rapidjson::GenericReader<TextEncoding, TextEncoding> reader;
+  rapidjson::Reader reader;
   constexpr unsigned flags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
   rapidjson::ParseResult result = reader.Parse<flags>(stream, loader);
   if (loader.halted) return false;
-  auto end = static_cast<uint32_t>(result.IsError() ? result.Offset() : stream.Tell());
-  if (result.IsError() || end < document.size) {
-    // A zero byte ends the text for the parser.
+  size_t size = document.content.size();
+  size_t end = result.IsError() ? result.Offset() : stream.Tell();
+  if (result.IsError() || end < size) {
+    // A zero byte ends the content for the parser.
     auto code = result.IsError() ? result.Code() : rapidjson::kParseErrorDocumentRootNotSingular;
-    if (stands_between_values(code)) *loader.current = Frame{};
-    loader.refuse(end, "syntax error: %s", syntax_problem(document, code, end));
+    if (is_between_values(code)) *loader.current = Frame{};
+    loader.refuse(static_cast<uint32_t>(end), "syntax error: %s",
+                  syntax_problem(code, document.content.c_str() + end, end >= size));
     return false;
   }
-  document.root = loader.lay_down(0, 1);
-  resolve_references(document, loader.references);
+  loader.finish_tree();
   return true;
 }
 
-}  // namespace
-
-static const ConfigNode *load_file(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
-  // The text comes first: what is read tells how large the heap has to be.
-  std::string problem;
-  uint32_t size = 0;
-  char *text = read_padded(path, text_padding, &size, &problem);
+const ConfigNode *load_file(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
   auto document = std::make_unique<Document>();
   document->schema = &table;
   document->file = path;
   document->findings = findings;
-  document->size = size;
-  document->text.reset(text);
-  if (document->text == nullptr) {
+  std::string problem;
+  if (!read_file(path, &document->content, &problem)) {
     report_at(*document, Grade::refused, no_position, {}, "%s", problem.c_str());
     return nullptr;
   }
   if (!parse(*document)) return nullptr;
   accept_document(*document);
-  Document *loaded = document.release();  // the tree's handles keep it until config_free
-  return node_at(*loaded, loaded->root);
+  return &document.release()->root;  // the tree's handles keep it until config_free
 }
+
+}  // namespace
 
 const ConfigNode *config_load_file(const char *path) {
   return load_file(path, schema, nullptr);
@@ -591,5 +506,5 @@ const ConfigNode *config_load() {
 }
 
 void config_free(const ConfigNode *root) {
-  if (root != nullptr) delete header_of(root).document;
+  if (root != nullptr) delete &document_of(root);
 }

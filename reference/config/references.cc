@@ -1,5 +1,7 @@
-// References: texts that name other nodes of the document, before or after them.
+// References: strings that name other nodes of the document, before or after them.
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
 
 #include "config/document.h"
 
@@ -9,45 +11,44 @@ bool is_device(const ConfigNode *node) {
   return node->kind == Kind::object && node->key->device;
 }
 
-// A reference that names nothing, and the text that it has in the document.
+// A reference that names nothing, and the string that it has in the document.
 struct Unset {
-  ConfigNode *node;
-  const char *text;
+  const ConfigNode *node;
+  const char *string;
 };
 
 // How the value should have been written; null when only what it names is missing.
-const char *expected_form(const char *text, bool bare) {
-  if (bare) return *text == '/' ? "the bare key of an entry of network.interface" : nullptr;
-  return *text != '/' ? "a path such as \"/network/device/eth0\"" : nullptr;
+const char *expected_form(const char *string, bool bare) {
+  if (bare) return *string == '/' ? "the bare key of an entry of network.interface" : nullptr;
+  return *string != '/' ? "a path such as \"/network/device/eth0\"" : nullptr;
 }
 
 void report_unset(Document &document, const Unset &unset) {
   const ConfigNode *node = unset.node;
   std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
   bool bare = node->key->interface_name;
-  const char *form = expected_form(unset.text, bare);
+  const char *form = expected_form(unset.string, bare);
   const char *missing = bare ? "entry of network.interface" : node->key->device ? "device" : "node of the document";
   report_at(document, Grade::ignored, node->position, path.get(), "'%s' %s %s, it counts as unset",
-            printable(unset.text).c_str(), form != nullptr ? "is not" : "names no", form != nullptr ? form : missing);
+            printable(unset.string).c_str(), form != nullptr ? "is not" : "names no", form != nullptr ? form : missing);
 }
 
 }  // namespace
 
-void resolve_references(Document &document, const Growing<uint32_t> &references) {
-  const ConfigNode *root = node_at(document, document.root);
+void resolve_references(Document &document, const std::vector<ConfigNode *> &references) {
+  const ConfigNode *root = &document.root;
   const ConfigNode *interfaces = config_lookup(root, "network.interface");
   std::vector<Unset> unset;
-  for (uint32_t i = 0; i < references.used; i++) {
-    ConfigNode *node = &document.cells.data.get()[references.data.get()[i]].node;
-    const char *text = node->value.text;
-    bool bare = node->key->interface_name;
-    const ConfigNode *target = bare ? config_object_get(interfaces, text) : find_by_reference(root, text);
+  for (ConfigNode *node : references) {
+    const char *string = node->value.string;
+    const ConfigNode *target =
+        node->key->interface_name ? config_object_get(interfaces, string) : find_by_reference(root, string);
     if (target == nullptr || (node->key->device && !is_device(target))) {
-      unset.push_back({node, text});
-      node->value.text = "";
-      node->flags |= node_broken;
+      unset.push_back({node, string});
+      node->value.string = "";
+      node->broken = true;
     } else {
-      node->link = cell_number(target);
+      node->target = target;
     }
   }
   // They were collected from the inside of the document outwards.

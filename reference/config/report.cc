@@ -4,30 +4,31 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 
 #include "config/characters.h"
 #include "config/document.h"
 #include "platform/tools.h"
+#include "util/memory.h"
 
 namespace {
 
-// Where the lines of the file start. They are counted in the file itself: the parser has written into the loaded copy.
 const std::vector<uint32_t> &line_starts(Document &document) {
-  if (!document.line_starts.empty()) return document.line_starts;
-  document.line_starts.push_back(0);
-  std::string problem;
-  std::unique_ptr<char, void (*)(void *)> text(read_padded(document.file.c_str(), 1, &document.file_size, &problem),
-                                               free);
-  for (uint32_t at = 0; text != nullptr && at < document.file_size; at++) {
-    if (text.get()[at] == '\n') document.line_starts.push_back(at + 1);
+  std::vector<uint32_t> &starts = document.line_starts;
+  if (!starts.empty()) return starts;
+  starts.push_back(0);
+  const std::string &content = original_content(document);
+  for (size_t end = content.find('\n'); end != content.npos; end = content.find('\n', end + 1)) {
+    starts.push_back(static_cast<uint32_t>(end + 1));
   }
-  return document.line_starts;
+  return starts;
 }
 
 // Fills in the line and column of a position. They stay 0 when it lies past the end of the file as it is now.
 void locate(Document &document, uint32_t position, Finding &finding) {
+  if (position > original_content(document).size()) return;
   const std::vector<uint32_t> &starts = line_starts(document);
-  if (position > document.file_size) return;
   auto next = std::upper_bound(starts.begin(), starts.end(), position);
   finding.line = static_cast<unsigned>(next - starts.begin());
   finding.column = position - next[-1] + 1;
@@ -44,6 +45,15 @@ void log_finding(const Document &document, const Finding &finding) {
 }
 
 }  // namespace
+
+const std::string &original_content(Document &document) {
+  if (document.original) return *document.original;
+  document.original.emplace();
+  std::string content;
+  std::string problem;
+  if (read_file(document.file.c_str(), &content, &problem)) document.original = std::move(content);
+  return *document.original;
+}
 
 void report_list(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format,
                  va_list arguments) {
@@ -91,9 +101,9 @@ void config_report(const ConfigNode *node, Grade grade, const char *format, ...)
     char *message = xvasprintf(format, arguments);
     if (grade != Grade::questionable) log_error("%s", message);
     free(message);
-  } else if ((node->flags & node_broken) == 0) {
+  } else if (!node->broken) {
     std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
-    report_list(*header_of(node).document, grade, node->position, path.get(), format, arguments);
+    report_list(document_of(node), grade, node->position, path.get(), format, arguments);
   }
   va_end(arguments);
 }

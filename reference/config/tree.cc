@@ -2,139 +2,89 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "config/document.h"
 #include "platform/config.h"
 #include "platform/tools.h"
+#include "util/memory.h"
 
 namespace {
 
-const Document &document_of(const ConfigNode *node) {
-  return *header_of(node).document;
-}
-
 const ConfigNode *child_at(const ConfigNode *node, size_t index) {
-  return index < node->value.children.count ? nth_child(node, static_cast<uint32_t>(index)) : nullptr;
+  return index < node->children.size() ? &node->children[index] : nullptr;
 }
 
-// One step of a path: the child that it leads to, null when the document does not hold it, and the end of its name in
-// the path. Small enough to be returned in registers.
-struct Step {
-  const ConfigNode *node;
-  const char *end;
-};
-
-// The end of the name that starts a path.
-const char *name_end(const char *path, char separator) {
-  while (*path != '\0' && *path != separator) path++;
-  return path;
-}
-
-// To a member of an object. Objects are small, and what is asked for is mostly there.
-inline Step step_to_member(const ConfigNode *object, const char *path, char separator) {
-  uint32_t count = object->value.children.count;
-  for (const Cell *cell = cell_at(nth_child(object, 0)); count > 0; count--, cell++) {
-    const char *own = cell->node.key->name;
-    size_t at = 0;
-    while (own[at] != '\0' && own[at] == path[at]) at++;
-    if (own[at] == '\0' && (path[at] == '\0' || path[at] == separator)) return {&cell->node, path + at};
-  }
-  return {nullptr, path};
-}
-
-const ConfigNode *find_entry(const ConfigNode *map, const char *name, size_t length) {
-  uint32_t count = map->value.children.count;
-  if (count == 0) return nullptr;
-  const Cell *entries = cell_at(nth_child(map, 0));
-  const BlockHeader &header = header_of(&entries->node);
-  auto is_named = [text = header.document->text.get(), name, length](const ConfigNode &entry) {
-    const char *own = text + entry.link;
-    return strncmp(own, name, length) == 0 && own[length] == '\0';
-  };
-  if (count <= small_map) {
-    while (count > 0 && !is_named(entries->node)) count--, entries++;
-    return count > 0 ? &entries->node : nullptr;
-  }
-  uint32_t mask = name_index_size(count) - 1;
-  const uint32_t *slots = header.document->name_indexes.data.get() + header.name_index;
-  for (uint32_t slot = name_hash(name, length) & mask; slots[slot] != 0; slot = (slot + 1) & mask) {
-    const ConfigNode &entry = entries[slots[slot] - 1].node;
-    if (is_named(entry)) return &entry;
+// Objects have few members, and most of those that are asked for are there.
+const ConfigNode *find_member(const ConfigNode *object, std::string_view name) {
+  for (const ConfigNode &member : object->children) {
+    if (name == member.name) return &member;
   }
   return nullptr;
 }
 
+const ConfigNode *find_entry(const ConfigNode *map, std::string_view name) {
+  const auto &entries = document_of(map).entries;
+  auto found = entries.find(EntryName(map->children.data(), name));
+  return found != entries.end() ? found->second : nullptr;
+}
+
 // Reads an element's index as config_path writes it; false for anything else.
-bool read_index(const char *digits, size_t length, size_t *index) {
-  if (length == 0 || length > 9 || (*digits == '0' && length > 1)) return false;
+bool read_index(std::string_view digits, size_t *index) {
+  if (digits.empty() || digits.size() > 9 || (digits[0] == '0' && digits.size() > 1)) return false;
   *index = 0;
-  for (size_t i = 0; i < length; i++) {
-    if (digits[i] < '0' || digits[i] > '9') return false;
-    *index = *index * 10 + static_cast<size_t>(digits[i] - '0');
+  for (char digit : digits) {
+    if (digit < '0' || digit > '9') return false;
+    *index = *index * 10 + static_cast<size_t>(digit - '0');
   }
   return true;
 }
 
-// To an entry of a map or an element of an array.
-Step step_to_entry(const ConfigNode *node, const char *path, char separator) {
-  const char *end = name_end(path, separator);
-  auto length = static_cast<size_t>(end - path);
-  Kind kind = node->kind;
+// The child that one component of a path leads to; null when the document does not hold it.
+const ConfigNode *find_child(const ConfigNode *node, std::string_view name) {
   size_t index = 0;
-  const ConfigNode *child = nullptr;
-  if (length > 0 && kind == Kind::map) {
-    child = find_entry(node, path, length);
-  } else if (kind == Kind::array && read_index(path, length, &index)) {
-    child = child_at(node, index);
-  }
-  return {child, end};
+  if (name.empty()) return nullptr;
+  if (node->kind == Kind::object) return find_member(node, name);
+  if (node->kind == Kind::map) return find_entry(node, name);
+  return node->kind == Kind::array && read_index(name, &index) ? child_at(node, index) : nullptr;
 }
 
-const ConfigNode *find_below_entry(const ConfigNode *node, const char *path, char separator);
-
-// The node at a path that is not empty; null when the document does not hold it. Most paths lead through objects alone:
-// they are followed without a call.
-const ConfigNode *find_below(const ConfigNode *node, const char *path, char separator) {
-  while (node->kind == Kind::object) {
-    Step step = step_to_member(node, path, separator);
-    if (step.node == nullptr || *step.end == '\0') return step.node;
-    node = step.node;
-    path = step.end + 1;
-  }
-  return find_below_entry(node, path, separator);
-}
-
-// The same for a path that starts at a map or array.
-[[gnu::noinline]] const ConfigNode *find_below_entry(const ConfigNode *node, const char *path, char separator) {
-  Step step = step_to_entry(node, path, separator);
-  if (step.node == nullptr || *step.end == '\0') return step.node;
-  return find_below(step.node, step.end + 1, separator);
+// Cuts the first component off a path, of which null is left after the last one.
+std::string_view take_component(const char **path, char separator) {
+  const char *start = *path;
+  const char *end = start;
+  while (*end != '\0' && *end != separator) end++;
+  *path = *end != '\0' ? end + 1 : nullptr;
+  return {start, static_cast<size_t>(end - start)};
 }
 
 // The node at a path; null when the document does not hold it.
-inline const ConfigNode *find(const ConfigNode *node, const char *path, char separator = '.') {
-  return node == nullptr || *path == '\0' ? node : find_below(node, path, separator);
+const ConfigNode *find(const ConfigNode *node, const char *path, char separator = '.') {
+  if (*path == '\0') return node;
+  while (node != nullptr && path != nullptr) node = find_child(node, take_component(&path, separator));
+  return node;
 }
 
-// The kind of value that the schema has at a path of which the document holds nothing, or only a part.
-Kind defined_kind(const SchemaKey *key, Kind kind, const char *path) {
-  for (;;) {
-    const char *end = name_end(path, '.');
-    std::string_view name(path, static_cast<size_t>(end - path));
-    if (name.empty()) return Kind::ignored;
+// The kind of value that the schema has at a path below the node, whatever the document holds there; Kind::ignored when
+// it has none.
+Kind defined_kind(const ConfigNode *node, const char *path) {
+  const SchemaKey *key = node->key;
+  Kind kind = node->kind;
+  while (path != nullptr) {
+    std::string_view name = take_component(&path, '.');
     size_t index = 0;
+    if (name.empty()) return Kind::ignored;
     if (kind == Kind::object) {
       key = schema_member(*key, name);
       if (key == nullptr) return Kind::ignored;
       kind = key->kind;
-    } else if (kind == Kind::map || (kind == Kind::array && read_index(path, name.size(), &index))) {
+    } else if (kind == Kind::map || (kind == Kind::array && read_index(name, &index))) {
       kind = key->element;
     } else {
       return Kind::ignored;
     }
-    if (*end == '\0') return kind;
-    path = end + 1;
   }
+  return kind;
 }
 
 // The leaf at a path when it is of that kind and the document holds it.
@@ -143,7 +93,7 @@ const ConfigNode *leaf(const ConfigNode *node, const char *path, Kind kind) {
   return found != nullptr && found->kind == kind ? found : nullptr;
 }
 
-bool holds_text(Kind kind) {
+bool holds_string(Kind kind) {
   return kind == Kind::string || kind == Kind::reference;
 }
 
@@ -155,18 +105,13 @@ bool is_array(const ConfigNode *node) {
   return node != nullptr && node->kind == Kind::array;
 }
 
-const ConfigNode *sibling_after(const ConfigNode *node) {
-  return node->index + 1 < header_of(node).count ? &(cell_at(node) + 1)->node : nullptr;
+const ConfigNode *next_sibling(const ConfigNode *node) {
+  if (node == nullptr || node->parent == nullptr) return nullptr;
+  return child_at(node->parent, index_of(node) + 1);
 }
 
 const ConfigNode *referenced(const ConfigNode *node) {
-  if (node == nullptr || node->kind != Kind::reference || node->link == 0) return nullptr;
-  return node_at(document_of(node), node->link);
-}
-
-// What a text reads as that the document does not hold.
-[[gnu::noinline]] const char *absent_text(const ConfigNode *node, const char *path) {
-  return node == nullptr || holds_text(defined_kind(node->key, node->kind, path)) ? "" : nullptr;
+  return node != nullptr && node->kind == Kind::reference ? node->target : nullptr;
 }
 
 int64_t milliseconds(const ConfigNode *node, const char *path) {
@@ -174,16 +119,22 @@ int64_t milliseconds(const ConfigNode *node, const char *path) {
   return found != nullptr ? found->value.milliseconds : 0;
 }
 
+void append_path(std::string &path, const ConfigNode *node) {
+  if (node->parent == nullptr) return;
+  append_path(path, node->parent);
+  append_component(path, is_array(node->parent) ? std::to_string(index_of(node)) : node->name);
+}
+
 }  // namespace
 
-const ConfigNode *find_by_reference(const ConfigNode *root, const char *text) {
-  return *text == '/' && text[1] != '\0' ? find(root, text + 1, '/') : nullptr;
+const ConfigNode *find_by_reference(const ConfigNode *root, const char *string) {
+  return *string == '/' && string[1] != '\0' ? find(root, string + 1, '/') : nullptr;
 }
 
 const char *config_get_string(const ConfigNode *node, const char *path) {
   const ConfigNode *found = find(node, path);
-  if (found == nullptr) return absent_text(node, path);
-  return holds_text(found->kind) ? found->value.text : nullptr;
+  if (found != nullptr) return holds_string(found->kind) ? found->value.string : nullptr;
+  return node == nullptr || holds_string(defined_kind(node, path)) ? "" : nullptr;
 }
 
 bool config_get_bool(const ConfigNode *node, const char *path) {
@@ -216,7 +167,7 @@ char **config_get_string_list(const ConfigNode *node, const char *path) {
   const ConfigNode *array = config_array(node, path);
   for (const ConfigNode *element = config_array_first(array); element != nullptr;
        element = config_array_next(element)) {
-    if (holds_text(element->kind)) list = _sl_append(list, element->value.text, 0);
+    if (holds_string(element->kind)) list = _sl_append(list, element->value.string, 0);
   }
   return list;
 }
@@ -243,15 +194,15 @@ const ConfigNode *config_object_first(const ConfigNode *object) {
 }
 
 const ConfigNode *config_object_next(const ConfigNode *member) {
-  return member != nullptr ? sibling_after(member) : nullptr;
+  return next_sibling(member);
 }
 
 const ConfigNode *config_object_get(const ConfigNode *object, const char *key) {
-  return is_object(object) ? find_below(object, key, '\0') : nullptr;
+  return is_object(object) ? find_child(object, key) : nullptr;
 }
 
 const char *config_string_get(const ConfigNode *leaf) {
-  return leaf != nullptr && holds_text(leaf->kind) ? leaf->value.text : nullptr;
+  return leaf != nullptr && holds_string(leaf->kind) ? leaf->value.string : nullptr;
 }
 
 int32_t config_int_get(const ConfigNode *leaf) {
@@ -264,7 +215,7 @@ const ConfigNode *config_array(const ConfigNode *node, const char *path) {
 }
 
 size_t config_array_count(const ConfigNode *array) {
-  return is_array(array) ? array->value.children.count : 0;
+  return is_array(array) ? array->children.size() : 0;
 }
 
 const ConfigNode *config_array_first(const ConfigNode *array) {
@@ -272,7 +223,7 @@ const ConfigNode *config_array_first(const ConfigNode *array) {
 }
 
 const ConfigNode *config_array_next(const ConfigNode *element) {
-  return element != nullptr ? sibling_after(element) : nullptr;
+  return next_sibling(element);
 }
 
 const char *config_array_get_string(const ConfigNode *array, size_t index) {
@@ -293,13 +244,11 @@ const ConfigNode *config_lookup(const ConfigNode *node, const char *path) {
 }
 
 const ConfigNode *config_node_get_root(const ConfigNode *node) {
-  return node != nullptr ? node_at(document_of(node), document_of(node).root) : nullptr;
+  return node != nullptr ? &document_of(node).root : nullptr;
 }
 
 const ConfigNode *config_node_parent(const ConfigNode *node) {
-  if (node == nullptr) return nullptr;
-  const Cell *block = cell_at(node) - node->index - 1;
-  return block->header.parent != 0 ? &block[block->header.parent].node : nullptr;
+  return node != nullptr ? node->parent : nullptr;
 }
 
 // All have ten digits: files are named after an entry with a number behind it, and with numbers of any length the first
@@ -307,30 +256,18 @@ const ConfigNode *config_node_parent(const ConfigNode *node) {
 // both.
 size_t config_node_id(const ConfigNode *node) {
   constexpr size_t first = 1'000'000'000;
-  return node != nullptr ? first + cell_number(node) : 0;
+  if (node == nullptr) return 0;
+  if (node->parent == nullptr) return first + document_of(node).root_id;
+  return first + node->parent->value.first_child_id + index_of(node);
 }
 
 const char *config_key(const ConfigNode *node) {
-  return node != nullptr ? name_of(document_of(node), node) : nullptr;
+  return node != nullptr ? node->name : nullptr;
 }
 
-// Asked for now and then only: made for size.
-[[gnu::cold]] char *config_path(const ConfigNode *node) {
+char *config_path(const ConfigNode *node) {
   if (node == nullptr) return nullptr;
   std::string path;
-  const ConfigNode *line[66];  // deeper than any document
-  size_t depth = 0;
-  for (; config_node_parent(node) != nullptr; node = config_node_parent(node)) line[depth++] = node;
-  while (depth > 0) {
-    const ConfigNode *at = line[--depth];
-    if (!path.empty()) path += '.';
-    if (is_array(config_node_parent(at))) {
-      path += std::to_string(int64_t{at->index});
-    } else {
-      path += config_key(at);
-    }
-  }
-  char *copy = strdup(path.c_str());
-  if (copy == nullptr) end_without_memory();
-  return copy;
+  append_path(path, node);
+  return copy_bytes(path.data(), path.size());
 }

@@ -1,5 +1,7 @@
 // Texts that are none of the words listed for their key.
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <unordered_set>
 
@@ -64,14 +66,14 @@ bool is_off(const ConfigNode *node) {
 
 void check_below(const ConfigNode *node, const Paths &found) {
   if (node->kind == Kind::string) check_word(node, found);
-  if ((node->flags & node_nests) == 0 || is_off(node)) return;
-  for (uint32_t i = 0; i < node->value.children.count; i++) check_below(nth_child(node, i), found);
+  if (node->children.empty() || is_off(node)) return;
+  for (const ConfigNode &child : node->children) check_below(&child, found);
 }
 
 }  // namespace
 
 void config_check_words(const ConfigNode *root) {
-  const std::vector<Finding> *findings = header_of(root).document->findings;
+  const std::vector<Finding> *findings = document_of(root).findings;
   if (findings == nullptr) return;
   Paths found;
   for (const Finding &finding : *findings) found.insert(finding.path);

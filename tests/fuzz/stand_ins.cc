@@ -36,11 +36,9 @@ void expect_no_secret(const char *what, std::string_view text) {
   if (!secret_mark.empty() && text.find(secret_mark) != text.npos) wrong(what, text);
 }
 
-char *read_padded(const char *, size_t padding, uint32_t *size, std::string *) {
-  char *text = static_cast<char *>(calloc(document_text.size() + padding, 1));
-  if (!document_text.empty()) memcpy(text, document_text.data(), document_text.size());
-  *size = static_cast<uint32_t>(document_text.size());
-  return text;
+bool read_file(const char *, std::string *content, std::string *) {
+  *content = document_text;
+  return true;
 }
 
 // The linker sends the mappers' calls of these operations here.
