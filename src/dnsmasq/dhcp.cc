@@ -15,7 +15,7 @@ namespace {
 
 const int32_t minimum_lease_seconds = 120;
 
-// Codes of the DHCP options that the daemon knows no name for, or that it is given by number.
+// Codes of DHCP options that dnsmasq has no name for, or that are written by number.
 const int option_router = 3;
 const int option_tftp_server = 66;
 
@@ -123,7 +123,7 @@ std::string hex_pairs(std::string_view digits) {
   return pairs;
 }
 
-// The suffix that says to the daemon how wide a number is.
+// The suffix by which dnsmasq knows how wide a number is.
 const char *width_suffix(const char *datatype) {
   if (equals(datatype, "1byte")) return "b";
   if (equals(datatype, "2byte")) return "s";

@@ -138,7 +138,7 @@ void write_speedtest(FILE *file, FILE *sniffer) {
   fprintf(sniffer, "%s,%s 6 %d\n", speedtest_hosts[0], speedtest_hosts[1], speedtest_set6);
 }
 
-// The exit status says nothing of an incomplete file, so the log must.
+// The exit status does not report an incomplete file, so a message does.
 void finish(OwnedStream stream, const char *path) {
   if (!close_output(std::move(stream))) log_error("error writing %s: %s", path, strerror(errno));
 }

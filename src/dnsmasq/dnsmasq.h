@@ -11,14 +11,14 @@
 // The model of this run; null outside a run.
 extern NetworkModel *dnsmasq_network_model;
 
-// What is found out once in a run although every interface asks.
+// What a run finds out once, although every interface needs it.
 struct DnsmasqRun {
   std::set<const NetworkNode *> passthrough_devices;  // devices that a passthrough interface runs on
   std::optional<bool> hybrid_lan_mode;                // unset before it is needed
 };
 extern DnsmasqRun *dnsmasq_run;  // null outside a run
 
-// What the model says, for the run's record.
+// Finds out what depends on the model alone.
 DnsmasqRun begin_dnsmasq_run(const NetworkModel *model);
 
 // Writes what one interface or protocol part needs, and for a kind that is only a container, what its parts need.

@@ -33,7 +33,7 @@ struct Lifetimes {
   int32_t margin;
 };
 
-// One section in the making.
+// What the writers of one section share.
 struct Section {
   FILE *out;
   const ConfigNode *config;

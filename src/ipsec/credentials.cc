@@ -19,14 +19,14 @@ namespace {
 const char certificate_end[] = "-----END CERTIFICATE-----";
 constexpr size_t certificate_end_length = sizeof certificate_end - 1;
 
-// How far the numbered links to a SCEP client's authorities have got.
+// The state of numbering the links to a SCEP client's authorities.
 struct ScepCaLinkState {
   int next_number;
   const char *tunnel_name;
   bool failed;
 };
 
-// What handles one match; false ends the walk.
+// Handles one match; false ends the walk.
 using GlobCallback = bool(const char *path, void *state);
 
 // Calls `callback` for each path that matches, in sorted order. A null pattern matches nothing.
@@ -141,9 +141,9 @@ void place_private_key(const ConfigNode *config, TunnelContext &tunnel) {
   }
 }
 
-// Has the public key computed from the private key.
+// Has openssl compute the public key from the private key.
 void derive_public_key(TunnelContext &tunnel, const std::string &path, const char *passphrase) {
-  // The file is there first, or the program would create it with a mode of its own; it goes when nothing came into it.
+  // The file is created first, as openssl would give it a mode of its own; it is removed when it stays empty.
   if (!place_file(tunnel, path, "")) return;
   SecretString source;
   if (is_set(passphrase)) {
@@ -152,7 +152,7 @@ void derive_public_key(TunnelContext &tunnel, const std::string &path, const cha
     source.reset(argument);
   }
   std::string key = private_key_path(tunnel);
-  // Without a passphrase the arguments end early.
+  // Without a passphrase the list of arguments ends before "-passin".
   pid_t child = _process_exec_fd(-1, -1, -1, -1, "openssl", "rsa", "-in", key.c_str(), "-pubout", "-out", path.c_str(),
                                  source != nullptr ? "-passin" : nullptr, source.get(), nullptr);
   int status = process_wait(child);
@@ -222,7 +222,8 @@ bool write_shared_secret(FILE *out, const ConfigNode *config, const TunnelContex
   return true;
 }
 
-// Each end proves itself with a secret of its own, so each selector stands with the secret that it asks of the other.
+// Each end proves itself with a secret of its own: the line of a selector holds the secret that it asks of the other
+// end.
 bool write_asymmetric_secrets(FILE *out, const ConfigNode *config, const TunnelContext &tunnel) {
   SecretString remote = encoded_secret(config, "auth.remote_secret", tunnel);
   SecretString local = remote != nullptr ? encoded_secret(config, "auth.local_secret", tunnel) : nullptr;

@@ -179,7 +179,7 @@ NhrpNetworks::NhrpNetworks(const ConfigNode *root) {
 
 bool tunnel_managed_by_nhrp(const NhrpNetworks &networks, const char *tunnel_name) {
   if (tunnel_name == nullptr) return false;
-  // Tails that begin with the name follow all that come before the name itself.
+  // The tails that begin with the name are the first ones that do not sort before it.
   auto tail = std::lower_bound(
       networks.tails.begin(), networks.tails.end(), tunnel_name,
       [&networks](const char *each, const char *name) { return strncmp(each, name, networks.longest_name) < 0; });

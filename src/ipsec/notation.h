@@ -31,12 +31,12 @@ std::vector<std::string> split_peer_ids(const std::string &list);
 // "[PROTOCOL/PORT]" of a policy's `local` or `remote` object.
 std::string ipsec_traffic_selector(const ConfigNode *selector);
 
-// The tunnels that NHRP networks name, read from the root of the configuration. A name counts wherever it appears
-// within what a network holds, so that is kept from each of its characters on, in order; it is borrowed.
+// What the NHRP networks of a configuration say about tunnels. A network runs a tunnel when its `ipsec` string contains
+// the tunnel's name anywhere, so all tails of these strings are kept, sorted. They are borrowed.
 struct NhrpNetworks {
   explicit NhrpNetworks(const ConfigNode *root);
 
-  size_t longest_name = 0;  // of all tunnels; what follows so many characters does not matter
+  size_t longest_name = 0;  // of all tunnels, in characters; tails are compared no further
   std::vector<const char *> tails;
 };
 

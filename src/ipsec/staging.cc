@@ -34,8 +34,8 @@ bool is_directory(const char *path) {
   return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// Removes the files of tunnels that an interrupted run has left in a directory: their secrets must not come into use
-// with those of this run.
+// Removes the files that an interrupted run has left in a directory: secrets of tunnels that are gone must not come
+// into use with those of this run.
 void remove_leftovers(const char *path) {
   DIR *directory = opendir(path);
   if (directory == nullptr) return;
@@ -44,7 +44,7 @@ void remove_leftovers(const char *path) {
   closedir(directory);
 }
 
-// A directory that is there is used, without its files; anything else makes way.
+// Uses a directory that exists, without its files; removes anything else.
 void ensure_directory(const char *path) {
   if (create_directory(path, directory_mode) || errno != EEXIST) return;
   if (is_directory(path))
@@ -54,13 +54,13 @@ void ensure_directory(const char *path) {
 }
 
 void remove_replaced_tree() {
-  // The shell needs none of what is open here, nor of what the caller left open.
+  // The shell must not inherit what this run, or its caller, has open.
   syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC);
   int status = system("rm -rf " IPSEC_REPLACED_TREE);
-  static_cast<void>(status);  // what stays of the old tree harms nobody
+  static_cast<void>(status);  // a leftover of the old tree does no harm
 }
 
-// Frees the name for something new.
+// Removes what is at `path`, if anything is.
 bool clear_path(const char *path) {
   return unlink(path) == 0 || errno == ENOENT;
 }

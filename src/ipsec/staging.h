@@ -19,7 +19,7 @@ void create_staging_tree();
 // previous one again when there is no new one to put in its place.
 void swap_staging_tree();
 
-// Each of the following removes what is at `path` first and reports trouble through its result and errno.
+// Each of the following removes what is at `path` first and reports a failure through its result and errno.
 
 // Opens a new file with mode 0600; null on failure.
 OwnedStream stage_stream(const char *path);

@@ -11,7 +11,7 @@
 #include "main/owned.h"
 #include "platform/config.h"
 
-// What is read once in a run although every tunnel asks.
+// What a run reads once, although every tunnel needs it.
 struct IpsecRun {
   explicit IpsecRun(const ConfigNode *root) : model(network_load(root)), nhrp(root) {}
 
@@ -48,7 +48,7 @@ extern bool fips_mode;
 // Whether the configuration asks for this tunnel now: it is enabled, and no primary tunnel that it backs up is up.
 bool tunnel_is_wanted(const ConfigNode *config, const char *name);
 
-// The following steps of a tunnel give false, after a message, when the tunnel is to be skipped.
+// The following steps return false, after a message, when the tunnel is to be skipped.
 
 // Resolves both ends of the tunnel and their identities into `tunnel`, of which `name` and `index` are set. Skips a
 // tunnel whose local end is not usable now.

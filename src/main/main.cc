@@ -26,8 +26,8 @@ const MapperRow mapper_table[] = {
     {"dnsmasq", map_dnsmasq}, {"ipsec", map_ipsec}, {"network", map_network}, {"pam", map_pam}, {nullptr, nullptr},
 };
 
-// Whoever starts a program at boot may have closed its standard streams, or read them through a pipe and gone away.
-// A log line must then neither end up in an output file that got the number 2, nor end the run half-way.
+// The standard streams may be closed, or be pipes that are no longer read. A log line must then neither end up in an
+// output file that got the number 2, nor end the run half-way.
 void protect_streams() {
   pollfd streams[] = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}};
   if (poll(streams, 3, 0) < 0) _exit(1);
@@ -39,7 +39,7 @@ void protect_streams() {
   sigaction(SIGXFSZ, &ignore, nullptr);  // a limit on the size of files is an error like a full file system
 }
 
-// The configuration is full of secrets: no core file, and no other process of this user, shall get at the memory.
+// The configuration is full of secrets: they must not end up in a core file, nor be read by other processes.
 void keep_memory_private() {
   const rlimit nothing = {0, 0};
   setrlimit(RLIMIT_CORE, &nothing);
@@ -61,8 +61,9 @@ int32_t run_mapper(const MapperRow &row, int32_t argc, char **argv) {
 // --help and --version are answered for people; a firmware never names a service so.
 bool tells_about_itself(const char *word) {
   if (strcmp(word, "--help") == 0) {
-    puts("Usage: tessera <name>\n"
-         "Writes the files of one service: dnsmasq, ipsec, network or pam. See tessera(8).");
+    puts(
+        "Usage: tessera <name>\n"
+        "Writes the files of one service: dnsmasq, ipsec, network or pam. See tessera(8).");
     return true;
   }
   if (strcmp(word, "--version") == 0) puts("tessera " TESSERA_VERSION);
@@ -84,5 +85,5 @@ int main(int argc, char **argv) {
     keep_memory_private();
     return run_mapper(*row, argc - 2, argv + 2);
   }
-  return 0;  // An unknown service is nobody's business here: a firmware may name services that other programs serve.
+  return 0;  // A firmware may name services that other programs serve.
 }

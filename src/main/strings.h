@@ -1,4 +1,4 @@
-// Strings that may be missing, and strings that are put together. A null string reads as "" everywhere.
+// Strings that may be missing, where null reads as "", and strings that are built.
 #ifndef TESSERA_MAIN_STRINGS_H
 #define TESSERA_MAIN_STRINGS_H
 

@@ -142,7 +142,7 @@ uint32_t effective_type(const NetworkNode *node) {
   if (type == NETWORK_INTERFACE_HYBRID) return lan_mode() ? NETWORK_INTERFACE_STATIC : NETWORK_INTERFACE_DHCP;
   if (!is_hybrid_interface(node)) return type;
   if (type == NETWORK_INTERFACE_STATIC && !lan_mode()) return NETWORK_INTERFACE_DHCP;
-  // The configuration has the last word again: the facts about an earlier hybrid use are stale.
+  // The configuration does not ask for hybrid use any more: the facts about it are stale.
   runt_delete("hybrid");
   return type;
 }

@@ -13,8 +13,8 @@
 #include "platform/config.h"
 #include "platform/network.h"
 
-// The model of a run, through which writers look at other interfaces, and what is found out once although every
-// interface asks.
+// The model of a run, through which writers look at other interfaces, and what the run finds out once, although every
+// interface needs it.
 struct NetworkRun {
   explicit NetworkRun(const ConfigNode *root);
 

@@ -16,7 +16,7 @@ struct Family {
 const Family ipv4 = {'4', "ipv4"};
 const Family ipv6 = {'6', "ipv6"};
 
-// A source whose watched link failed is out, even when it is up.
+// A source whose watched link failed is not usable, even when it is up.
 bool is_usable(const char *source, const Family &family) {
   OwnedString passed(runt_get_string_pathf("vigil.ipv%c_interface_%s.passed", family.digit, source));
   if (*or_empty(passed.get()) == 'n') return false;

@@ -13,15 +13,15 @@ bool belongs_to_this_user(const struct stat &status) {
   return status.st_uid == geteuid();
 }
 
-// Frees the name of a file that others own or may have opened; what they hold then stays without our content. A file
-// that cannot be removed is taken over instead.
+// Removes a file that other users own or may have opened: what they have opened then never shows what the run writes. A
+// file that cannot be removed is taken over instead.
 void drop_readable_file(const char *path) {
   struct stat status;
   if (lstat(path, &status) != 0 || !S_ISREG(status.st_mode)) return;
   if (!belongs_to_this_user(status) || (status.st_mode & 077) != 0) unlink(path);
 }
 
-// Gives an empty file its owner and mode; a device or pipe that stands in its place keeps its own.
+// Gives an empty file its owner and mode; a device or pipe in its place keeps its own.
 bool take_over(int fd, unsigned mode) {
   struct stat status;
   if (fstat(fd, &status) != 0) return false;
@@ -34,8 +34,8 @@ bool take_over(int fd, unsigned mode) {
 
 OwnedStream open_output(const char *path, unsigned mode) {
   if (mode == private_mode) drop_readable_file(path);
-  // The file is empty until its mode is right: no moment shows new content under an old, wider mode. A pipe in its
-  // place that nobody reads would hold up the run for ever.
+  // The file stays empty until its mode is right: nobody reads new content under an old, wider mode. Without O_NONBLOCK
+  // a pipe in its place would block the run until somebody reads it.
   int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
   if (fd < 0) return nullptr;
   FILE *stream = take_over(fd, mode) ? fdopen(fd, "w") : nullptr;
@@ -51,7 +51,7 @@ OwnedStream open_output(const char *path, unsigned mode) {
 bool close_output(OwnedStream stream) {
   bool written = ferror(stream.get()) == 0;
   if (fclose(stream.release()) != 0) return false;
-  if (!written) errno = EIO;  // what was written later has reached the file, so the first reason is lost
+  if (!written) errno = EIO;  // the writes after the failed one have succeeded, so its reason is lost
   return written;
 }
 

@@ -8,12 +8,12 @@
 constexpr unsigned private_mode = 0600;
 constexpr unsigned public_mode = 0644;
 
-// Opens `path` for writing from scratch with exactly `mode`, whatever the umask says. A private file belongs to who
-// runs the program before anything is written: one that others could have open makes way for a new one. Null when that
-// fails; errno then says why.
+// Opens an empty file at `path` for writing, with exactly `mode`, whatever the umask says. A private file belongs to
+// the user of the run before anything is written; a file that other users may have opened is replaced by a new one.
+// Null, with the reason in errno, when that fails.
 OwnedStream open_output(const char *path, unsigned mode = private_mode);
 
-// Closes a stream; true when everything written to it has reached the file, else errno says what went wrong.
+// Closes a stream. True when everything written to it has reached the file; otherwise the reason is in errno.
 bool close_output(OwnedStream stream);
 
 // Creates a directory with exactly `mode`, whatever the umask says. False, with the reason in errno, when that fails;

@@ -24,8 +24,8 @@ int open_lock_file(const char *path) {
   return open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_NOFOLLOW, 0600);
 }
 
-// Takes the lock of the open file. The run that held it before has removed the file: a lock of that one counts for
-// nothing, as others will make a new one.
+// Locks the open file. The run that held the lock before has removed its file: a lock on that one is worth nothing, as
+// the next run creates a new one.
 Attempt try_lock(int fd, const char *path) {
   if (flock(fd, LOCK_EX | LOCK_NB) != 0) return errno == EWOULDBLOCK ? Attempt::busy : Attempt::failed;
   struct stat held;
@@ -58,6 +58,6 @@ bool take_lock(ServiceLock &lock, const char *service) {
     if (attempt == Attempt::failed) return false;
     nanosleep(&pause_between, nullptr);
   }
-  log_error("another run of tessera %s does not come to an end, giving up", service);
+  log_error("another run of tessera %s does not end, giving up", service);
   return false;
 }

@@ -15,13 +15,13 @@ struct ServiceLock {
   int fd = -1;  // -1 while the lock is not held
 };
 
-// Waits until no other run of the service is at work, 40 seconds at most, and takes the lock. False, after a message,
-// when the other run does not end or the lock cannot be taken: nothing may be written then. Where the file of the lock
-// cannot be opened, nobody else can hold it either: that is no failure, and the lock stays empty.
+// Waits until no other run of the service holds the lock, 40 seconds at most, and takes it. False, after a message,
+// when the other run does not end or the lock cannot be taken: the run must not write anything then. True without a
+// lock when the lock file cannot be opened: no other run can hold it then.
 //
-// The lock is a file of its own, which is there only during a run and which only root can open: the files of the
-// service may not be made before the configuration is known to be valid, and some of them every user can open, and
-// lock.
+// The lock is a file of its own, which exists only during a run and which only root can open. The files of the service
+// cannot serve: a run must not create them before it knows that the configuration is valid, and every user can open,
+// and so lock, some of them.
 bool take_lock(ServiceLock &lock, const char *service);
 
 #endif

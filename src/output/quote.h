@@ -6,10 +6,10 @@
 
 #include "platform/tools.h"
 
-// The value of a UCI option, which stands between double quotes and ends with its line.
+// For the value of a UCI option, which is written between double quotes and ends with its line.
 extern const EscapePair uci_escape_table[];
 
-// A secret within an argument of a PAM module that stands in brackets.
+// For a secret in an argument of a PAM module, which is written between brackets.
 extern const EscapePair bracket_escape_table[];
 
 // The string with the replacements of a table.
@@ -27,7 +27,7 @@ bool is_plain_word(const char *string);
 // A pattern for glob that matches nothing but the string.
 std::string glob_literal(const char *string);
 
-// An identity as an item of a list of peer identities: quoted, and cut to what one item may hold.
+// An identity as an item of a list of peer identities: between double quotes, and truncated to 250 characters.
 std::string quoted_peer_id(const char *identity);
 
 #endif

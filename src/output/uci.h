@@ -1,7 +1,7 @@
 // Lines of the UCI network file: no other functions print into it.
 //
-// All of them write to the caller's open stream, close nothing and report nothing. Values stand in double quotes and
-// are escaped; section names stand bare, as UCI knows no quotes there.
+// All of them write to the caller's open stream, close nothing and report nothing. Values are escaped and written in
+// double quotes; names of sections are not, as UCI has no quotes there.
 #ifndef TESSERA_OUTPUT_UCI_H
 #define TESSERA_OUTPUT_UCI_H
 
@@ -15,8 +15,7 @@
 void uci_write_section(FILE *out, const char *type, const char *name_format, ...) __attribute__((format(printf, 3, 4)));
 void uci_write_section_anon(FILE *out, const char *type);
 
-// One option line each: with a formatted string; with the string itself (null is ""); with a number; with a truth
-// value.
+// One option line each: with a formatted string; with the string itself (null is ""); with a number; with a boolean.
 void uci_write_option(FILE *out, const char *name, const char *value_format, ...) __attribute__((format(printf, 3, 4)));
 void uci_write_option_string(FILE *out, const char *name, const char *value);
 void uci_write_option_int(FILE *out, const char *name, int32_t value);

@@ -108,7 +108,7 @@ void pam_write_local(FILE *stream) {
 }
 
 // A file under a temporary name that carries the process id, moved into place once it is complete; the stream is null
-// when it could not be opened. One that could not be written whole is dropped, and the old file stands.
+// when it could not be opened. One that could not be written whole is dropped, and the old file stays.
 struct StagedFile {
   std::string temporary_path;
   const char *path;
@@ -213,7 +213,7 @@ struct TacacsMethod {
   const char *service;
   const char *group_attribute;
   bool authoritative;
-  std::string servers;  // ends every rule, so it is put together once
+  std::string servers;  // the end of every rule
 };
 
 // The servers as module arguments, with the line end. A bracketed argument may hold spaces; a "]" in the secret must
@@ -271,7 +271,7 @@ const MethodRow methods[] = {{"local", write_local_method},
                              {"radius", write_radius_method},
                              {"ldap", write_ldap_method}};
 
-// Without any working method the local users are what is left: nobody must be locked out of the device.
+// Without any working method the local users remain: nobody must be locked out of the device.
 void write_methods(FILE *stream, const ConfigNode *root) {
   bool written = false;
   OwnedList names(config_get_string_list(root, "auth.method"));

@@ -1,7 +1,7 @@
 // Read access to the device's typed configuration tree.
 //
 // The tree is loaded once, never changes, and is released as a whole. A ConfigNode is a borrowed handle of an
-// object, an array, an array element or a leaf; handles and borrowed texts stay valid until config_free. Every
+// object, an array, an array element or a leaf; handles and borrowed strings stay valid until config_free. Every
 // operation accepts a null node and then answers as for absent data.
 //
 // Paths join member names with "."; a component of digits selects an array element ("device.0"). They resolve from
@@ -27,7 +27,7 @@ const ConfigNode *config_load(void);
 // Releases the tree of `root` and everything borrowed from it. Null is harmless.
 void config_free(const ConfigNode *root);
 
-// Value getters. Texts are borrowed. Absent data: see above.
+// Value getters. Strings are borrowed. Absent data: see above.
 const char *config_get_string(const ConfigNode *node, const char *path);
 bool config_get_bool(const ConfigNode *node, const char *path);
 int32_t config_get_int(const ConfigNode *node, const char *path);
@@ -37,7 +37,7 @@ double config_get_number(const ConfigNode *node, const char *path);
 int32_t config_get_duration(const ConfigNode *node, const char *path);
 int32_t config_get_duration_ms(const ConfigNode *node, const char *path);
 
-// Copies the texts of the array at `path` into a new string list that the caller releases with sl_free; an absent or
+// Copies the strings of the array at `path` into a new string list that the caller releases with sl_free; an absent or
 // empty array gives an empty list.
 char **config_get_string_list(const ConfigNode *node, const char *path);
 
@@ -57,12 +57,12 @@ const ConfigNode *config_object_first(const ConfigNode *object);
 const ConfigNode *config_object_next(const ConfigNode *member);
 const ConfigNode *config_object_get(const ConfigNode *object, const char *key);
 
-// Values of leaf nodes: the borrowed text, null for a node that holds no text; the integer, 0 for any other node.
+// Values of leaf nodes: the borrowed string, null for a node that holds no string; the integer, 0 for any other node.
 const char *config_string_get(const ConfigNode *leaf);
 int32_t config_int_get(const ConfigNode *leaf);
 
 // The array at `path` (null when the document does not hold it), its number of elements, and its elements in order.
-// Elements by index take constant time; an index past the end gives null. A text element that is unset reads as "".
+// Elements by index take constant time; an index past the end gives null. A string element that is unset reads as "".
 const ConfigNode *config_array(const ConfigNode *node, const char *path);
 size_t config_array_count(const ConfigNode *array);
 const ConfigNode *config_array_first(const ConfigNode *array);
@@ -86,12 +86,12 @@ size_t config_node_id(const ConfigNode *node);
 // node.
 const char *config_key(const ConfigNode *node);
 
-// The dotted path from the root as a new text that the caller frees ("network.route.static.0"); "" for the root, null
+// The dotted path from the root as a new string that the caller frees ("network.route.static.0"); "" for the root, null
 // for a null node.
 char *config_path(const ConfigNode *node);
 
-// The node and all below it as text that belongs to the tree; equal settings give equal texts. Null for a null node.
-// The text may hold secrets.
+// The node and all below it as a string that belongs to the tree; equal settings give equal strings. Null for a null
+// node. The string may hold secrets.
 const char *config_dump(const ConfigNode *node);
 
 #ifdef __cplusplus

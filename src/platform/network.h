@@ -101,7 +101,7 @@ const NetworkNode *network_find_proto(const NetworkModel *model, const ConfigNod
 // The configuration node that this node was made from; the root has none.
 const ConfigNode *network_config(const NetworkNode *node);
 
-// Borrowed texts: the system's name of a device or the name of an interface; the key of the configuration entry (a
+// Borrowed strings: the system's name of a device or the name of an interface; the key of the configuration entry (a
 // bridge port or bond slave: the dotted path of the member); the interface manager's name of an interface or part.
 const char *network_name(const NetworkNode *node);
 const char *network_key(const NetworkNode *node);

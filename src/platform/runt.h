@@ -1,7 +1,7 @@
-// The runtime state store: live facts of the running system as texts under dotted keys.
+// The runtime state store: live facts of the running system as strings under dotted keys.
 //
 // Before runt_init has succeeded and after runt_deinit, reads yield nothing (null or the default) and edits do nothing.
-// Returned texts and lists belong to the caller.
+// Returned strings and lists belong to the caller.
 #ifndef TESSERA_PLATFORM_RUNT_H
 #define TESSERA_PLATFORM_RUNT_H
 
@@ -12,7 +12,7 @@
 extern "C" {
 #endif
 
-// One stored child of a key. Texts belong to the list.
+// One stored child of a key. Strings belong to the list.
 typedef struct RuntEntry {
   const char *key;   // the full key
   const char *name;  // its last component
@@ -25,11 +25,11 @@ typedef struct RuntEntry {
 int runt_init(void);
 void runt_deinit(void);
 
-// The text at a key, released with free; null when there is none.
+// The string at a key, released with free; null when there is none.
 char *runt_get_string(const char *key);
 char *runt_get_string_pathf(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
-// Numbers and truth values; the default stands for a missing or malformed text.
+// Numbers and booleans; the default stands for a missing or malformed string.
 int32_t runt_get_int32(const char *key, int32_t fallback);
 int32_t runt_get_int_pathf(int32_t fallback, const char *format, ...) __attribute__((format(printf, 2, 3)));
 bool runt_get_bool(const char *key, bool fallback);

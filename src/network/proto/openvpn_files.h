@@ -14,7 +14,7 @@ struct TunnelAddress {
   std::string netmask;  // in dotted form
 };
 
-// Takes ADDRESS/LENGTH. The length is held within 0 to 32, and is 32 when there is none or no number.
+// Takes ADDRESS/LENGTH. The length is limited to 0 to 32, and is 32 when none is written or it is no number.
 TunnelAddress parse_tunnel_address(const char *text);
 
 // User name and password for the client with this key.

@@ -21,7 +21,7 @@ const OptionRow l2tpeth_session_rows[] = {
     {"peer_cookie", "peer_cookie"}, {"l2spec_type", "l2spec_type"},         {"seq", "seq"},
 };
 
-// The runtime text `item` of the interface that the tunnel's `local` names; null when there is none.
+// The runtime value `item` of the interface that the tunnel's `local` names; null when there is none.
 OwnedString local_fact(const ConfigNode *tunnel, const char *item) {
   OwnedString path(config_path(config_get_ref(tunnel, "local")));
   if (path == nullptr) return nullptr;
