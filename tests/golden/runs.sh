@@ -7,11 +7,11 @@ bin=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 devices=$(realpath "${0%/*}")/network-devices/config.json
-tessera=/.host$bin/tessera # where a preview reaches the machine's files
+cp "$bin/tessera" "$work" # a preview reaches what is beside the program that it is given
 
 # Previews SERVICE for the configuration CONFIG with the commands that come on standard input in the place of tessera.
 preview() {
-  { echo '#!/bin/sh' && echo 'set -eu' && cat; } >"$work/commands"
+  { echo '#!/bin/sh' && echo 'set -eu' && echo "tessera=\$(dirname \"\$0\")/tessera" && cat; } >"$work/commands"
   chmod +x "$work/commands"
   echo "$2" >"$work/config.json"
   rm -rf "$work/out"
@@ -50,7 +50,7 @@ while read -r service path config; do
   preview "$service" "$config" <<END
 exec 9>/var/run/tessera-$service.lock
 flock 9
-$tessera $service 9>&- &
+"\$tessera" $service 9>&- &
 sleep 0.5
 sed -i s/12345/67890/ /etc/config/config.json
 rm /var/run/tessera-$service.lock
@@ -67,14 +67,19 @@ END
 
 # Nobody else can read what is written into a file that was another user's.
 [ "$(id -u)" -eq 0 ] || exit 0
-preview network '{"vpn": {"openvpn": {"client": {"c": {"enable": true, "username": "u", "password": "p"}}}}}' <<END
-cd /var/run
-echo before >userpass_c.cfg
-chown 1:1 userpass_c.cfg
-exec 8<userpass_c.cfg
-$tessera network
-cat <&8 >seen
-stat -c '%u %g %a' userpass_c.cfg >>seen
-END
-[ "$(cat "$work/out/var/run/seen")" = "before
-0 0 600" ] || fail "others read secrets: $(cat "$work/out/var/run/seen")"
+echo '{"vpn": {"openvpn": {"client": {"c": {"enable": true, "username": "u", "password": "p"}}}}}' >"$work/config.json"
+# shellcheck disable=SC2016 # for the inner shell
+unshare -m sh -ec '
+  for path in /etc /run; do mount -t tmpfs none $path; done
+  mkdir /etc/config
+  cp "$2" /etc/config/config.json
+  cd /run
+  mkdir uci
+  echo before >userpass_c.cfg
+  chown 1:1 userpass_c.cfg
+  exec 8<userpass_c.cfg
+  "$1" network
+  cat <&8
+  stat -c "%u %g %a" userpass_c.cfg' sh "$work/tessera" "$work/config.json" >"$work/seen"
+[ "$(cat "$work/seen")" = "before
+0 0 600" ] || fail "others read secrets: $(cat "$work/seen")"
