@@ -28,6 +28,9 @@ answer=$("$bin/tessera" 2>&1 || echo "status $?")
 status 1' ] || fail "without a service: $answer"
 answer=$("$bin/tessera" 2>/dev/null) || :
 [ -z "$answer" ] || fail "without a service, on standard output: $answer"
+"$bin/tessera" --version | grep -q '^tessera [0-9.]*$' || fail "prints no version"
+"$bin/tessera" --help | grep -q '^Usage: tessera <name>$' || fail "explains nothing"
+"$bin/tessera" --version >"$work/version" || fail "--version fails"
 while IFS='|' read -r arguments status output errors; do
   got=0
   # shellcheck disable=SC2086 # a list of words
