@@ -36,9 +36,13 @@ trap 'rm -rf "$work"' EXIT
 trap 'exit 1' INT TERM HUP
 actual=$work/actual
 if [ -n "$watch" ]; then
-  program=$work/tessera
-  echo '#!/bin/sh' >"$program"
-  echo "exec valgrind -q --vgdb=no --leak-check=full --error-exitcode=99 $(realpath "$bin")/tessera \"\$@\"" >>"$program"
+  mkdir "$work/watch"
+  cp "$bin/tessera" "$work/watch" # a preview reaches what is beside the program that it is given
+  program=$work/watch/watch
+  cat >"$program" <<'WATCH'
+#!/bin/sh
+exec valgrind -q --vgdb=no --leak-check=full --error-exitcode=99 "$(dirname "$0")/tessera" "$@"
+WATCH
   chmod 700 "$program"
 fi
 
