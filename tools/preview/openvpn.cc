@@ -119,7 +119,8 @@ std::string withheld(const std::string &line, Reader &reader) {
   bool is_block = words.size() == 1 && words[0].size() > 2 && words[0].front() == '<' && words[0].back() == '>';
   std::string name = is_block ? words[0].substr(1, words[0].size() - 2) : words[0];
   reader.drops_block = is_left_out(name) || (is_block && is_in(commands, name));
-  if (is_block && name != "connection") reader.end_tag = "</" + name + ">";
+  // A line in <connection> is one like those outside of it.
+  if (is_block && name != "connection" && name != "/connection") reader.end_tag = "</" + name + ">";
   if (reader.drops_block) {
     reader.warn("\"" + name + "\" is left out of the check: OpenVPN would act on it");
     return "";

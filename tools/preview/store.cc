@@ -8,6 +8,31 @@
 
 #include "preview/fail.h"
 
+namespace {
+
+const char *base_name(const std::string &path) {
+  return path.c_str() + path.rfind('/') + 1;
+}
+
+// The directory below `top` that `path` is in. No name on the way is followed that someone else made a symbolic link.
+Fd open_parent(const Fd &top, const std::string &path) {
+  Fd directory(dup(top.get()));
+  for (size_t start = 0, end; (end = path.find('/', start)) != std::string::npos; start = end + 1) {
+    std::string name = path.substr(start, end - start);
+    directory = Fd(openat(directory.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  }
+  return directory;
+}
+
+bool store_file(const Fd &directory, const char *name, const File &file) {
+  if (S_ISDIR(file.mode)) return mkdirat(directory.get(), name, 0700) == 0;
+  if (S_ISLNK(file.mode)) return symlinkat(file.content.c_str(), directory.get(), name) == 0;
+  Fd fd(openat(directory.get(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  return fd.is_open() && write_all(fd.get(), file.content) && fchmod(fd.get(), file.mode & 07777) == 0;
+}
+
+}  // namespace
+
 Store open_store(const std::string &name) {
   Store store;
   store.name = name;
@@ -41,22 +66,17 @@ void store_files(const Store &store, const Tree &tree) {
   }
   Fd top(openat(store.parent.get(), store.base.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!top.is_open()) fail_system("%s", store.name.c_str());
-  // All names are made here, in an empty directory: none leads through a symbolic link.
   for (const auto &[path, file] : tree) {
-    bool done;
-    if (S_ISDIR(file.mode)) {
-      done = mkdirat(top.get(), path.c_str(), 0700) == 0;
-    } else if (S_ISLNK(file.mode)) {
-      done = symlinkat(file.content.c_str(), top.get(), path.c_str()) == 0;
-    } else {
-      Fd fd(openat(top.get(), path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-      done = fd.is_open() && write_all(fd.get(), file.content) && fchmod(fd.get(), file.mode & 07777) == 0;
-    }
-    if (!done) fail_system("%s/%s", store.name.c_str(), path.c_str());
+    if (!store_file(open_parent(top, path), base_name(path), file))
+      fail_system("%s/%s", store.name.c_str(), path.c_str());
   }
+  // Last, as a mode may forbid what was to be done before.
   for (auto entry = tree.rbegin(); entry != tree.rend(); ++entry) {
     const auto &[path, file] = *entry;
-    if (S_ISDIR(file.mode) && fchmodat(top.get(), path.c_str(), file.mode & 07777, 0) != 0) {
+    if (!S_ISDIR(file.mode)) continue;
+    Fd directory(
+        openat(open_parent(top, path).get(), base_name(path), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!directory.is_open() || fchmod(directory.get(), file.mode & 07777) != 0) {
       fail_system("%s/%s", store.name.c_str(), path.c_str());
     }
   }

@@ -57,17 +57,21 @@ bool drop_capabilities() {
   return syscall(SYS_capset, &header, none) == 0;
 }
 
+bool protect_processes() {
+  return mount(nullptr, "/proc", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC,
+               nullptr) == 0;
+}
+
 // What a command may not do; false when that cannot be forbidden.
 bool restrict_rights(Rights rights) {
   bool has_users;
   if (!leave_namespaces(has_users)) return false;
-  if (mount(nullptr, "/proc", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) !=
-      0) {
-    return false;
-  }
   bool is_checker = rights == Rights::checker;
   // Some checkers look names up.
   if (is_checker && unshare(CLONE_NEWNET | CLONE_NEWIPC) != 0) return false;
+  // Another user namespace would give capabilities back. A kernel that lacks the limit has no such namespaces.
+  if (is_checker && has_users) write_text("/proc/sys/user/max_user_namespaces", "0");
+  if (!protect_processes()) return false;
   // What is root only in its own user namespace harms no one, and may read what another of its programs has open.
   if ((is_checker || !has_users) && !drop_capabilities()) return false;
   constexpr rlimit no_core = {0, 0};

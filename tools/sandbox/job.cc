@@ -174,7 +174,7 @@ bool run_all(const std::vector<Command> &commands, Rights rights, bool until_fai
   lay_files(job.files);
   umask(mask);
   if (sethostname(job.host_name.data(), job.host_name.size()) != 0) {
-    give_up("'" + job.host_name + "' cannot be the host name", errno);
+    give_up("the host name is refused", errno);
   }
   std::vector<Ended> preparations;
   std::vector<Ended> commands;
@@ -304,7 +304,7 @@ Outcome finish_job(Run &run) {
       run = start_job(*run.job);
       return finish_job(run);
     default:
-      outcome.trouble = "ended early, by signal " + std::to_string(WTERMSIG(status));
+      outcome.trouble = "the run was ended by signal " + std::to_string(WTERMSIG(status));
       return outcome;
   }
 }
