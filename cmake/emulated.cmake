@@ -10,11 +10,12 @@ function(tessera_script name content)
   file(CHMOD ${script} PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endfunction()
 
-# The preview shows the machine's files below a directory: those of the build are named from here.
+# The preview shows the directories in PATH under another name: what the scripts start is named from here.
 file(RELATIVE_PATH libraries ${TESSERA_PROGRAMS} ${TESSERA_LIBRARIES})
 list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
 string(REPLACE "${TESSERA_LIBRARIES}" "\"$here\"/${libraries}" emulator "${emulator}")
 foreach(name tessera runt tessera-config tessera-conformance)
   tessera_script(${name} "${emulator} \"$here\"/../bin/${name}")
 endforeach()
-tessera_script(tessera-preview "${TESSERA_NATIVE}/tessera-preview --tessera \"$here\"/tessera --runt \"$here\"/runt")
+tessera_script(tessera-preview "env \"PATH=$(realpath \"$here\")/../bin:$(realpath \"$here\")/${libraries}:$PATH\" \\
+  ${TESSERA_NATIVE}/tessera-preview --tessera \"$here\"/tessera --runt \"$here\"/runt")

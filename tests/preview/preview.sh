@@ -50,7 +50,7 @@ cp -R "$here/preview.sh" "$here/expected" "$work"
 expected=$work/expected
 chmod 755 "$work"
 cd "$work" || exit 1
-echo '{"name": "configuration", "password": "open sesame"}' >config.json
+echo '{"name": "configuration", "auth": {"ldap": {"bind_password": "open sesame"}}}' >config.json
 echo '{"kept": "1", "changed": "old \" value", "gone": "x"}' >runtime.json
 mkdir -p rootfs/etc/ssl/certs rootfs/sys/class/net/eth0 rootfs/var/run/deep rootfs/run
 echo preview-router >rootfs/etc/hostname

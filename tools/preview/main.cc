@@ -52,9 +52,9 @@ Tree read_directory(const char *path) {
 }
 
 // The program that the user names, else the one that is installed.
-std::string find_program(const std::string &given, const char *name) {
-  std::string path = given.empty() ? installed_program(name) : real_path(given);
-  if (path.empty()) fail_system("%s", given.empty() ? name : given.c_str());
+std::string find_program(const char *given, const char *name) {
+  std::string path = given == nullptr ? installed_program(name) : real_path(given);
+  if (path.empty()) fail_system("%s", given == nullptr ? name : given);
   return path;
 }
 
@@ -163,11 +163,11 @@ int exit_status(const Options &options, const Report &report) {
 }
 
 void print_report(const Options &options, const Report &report) {
-  if (options.form == Form::json) {
+  if (options.prints_json) {
     print_json(report);
     return;
   }
-  if (options.form == Form::summary) {
+  if (options.prints_summary) {
     print_summary(report.plan, options.is_coloured);
   } else if (options.old != nullptr) {
     print_differences(report.plan, options.is_coloured);
@@ -189,7 +189,7 @@ int main(int argc, char **argv) {
 
   Report report{};
   report.runs = describe_runs(options, inputs, outcome.services);
-  if (options.form != Form::json) print_runs(report.runs);
+  if (!options.prints_json) print_runs(report.runs);
   report.is_verified = options.verifies;
   if (options.verifies) report.verdicts = verify(inputs, files);
   if ((has_old || options.store != nullptr) && !outcome.facts_after.empty()) {
@@ -204,7 +204,7 @@ int main(int argc, char **argv) {
                                                  : outcome.facts_before,
                                    outcome.facts_after);
   // When everything is stored, there is nothing left to print.
-  bool is_silent = options.form == Form::files && options.store != nullptr && !has_old;
+  bool is_silent = !options.prints_json && !options.prints_summary && options.store != nullptr && !has_old;
   if (!is_silent)
     report.plan = make_plan(inputs.secrets, files, has_old ? &inputs.old : nullptr, has_old ? options.old : "");
   report.exit_status = exit_status(options, report);

@@ -27,8 +27,8 @@ constexpr const char *help_text =
     "  -r, --runtime=RUNTIME  runtime facts, a flat JSON object of key and text\n"
     "  -f, --rootfs=ROOTFS_DIR\n"
     "                         files that tessera finds on the router, laid over the root directory:\n"
-    "                         etc/hostname gives the host name, sys/class/net/DEV/address the\n"
-    "                         address of DEV\n"
+    "                         etc/hostname gives the host name, which is \"router\" without it,\n"
+    "                         sys/class/net/DEV/address the address of DEV\n"
     "\n"
     "What becomes of the files:\n"
     "  -o, --output=OUTDIR    stores them in OUTDIR, a new or empty directory, instead of printing\n"
@@ -40,7 +40,7 @@ constexpr const char *help_text =
     "  --json                 prints one JSON object instead, with all of it and tessera's messages\n"
     "  --verify               feeds the files to the checkers of their readers and prints what these\n"
     "                         find: dnsmasq, the IPsec starter, OpenVPN and openssl where they are\n"
-    "                         installed, and readers of UCI, PAM and RADIUS server files\n"
+    "                         installed, and a reader of UCI files\n"
     "\n"
     "How it is printed:\n"
     "  --show-secrets         with passwords, private keys and shared secrets; they are masked without\n"
@@ -58,37 +58,29 @@ constexpr const char *help_text =
     "when that is 0, with 5 when --verify finds an error in a file, with 4 when --exit-code is given\n"
     "and something differs. 2: the command line is wrong; 3: the preview cannot be set up or stored.\n";
 
-// The letters of options without a short one.
-enum Letter {
-  letter_tessera = 256,
-  letter_runt,
-  letter_help,
-  letter_version,
-  letter_summary,
-  letter_json,
-  letter_verify,
-  letter_secrets,
-  letter_colour,
-  letter_exit_code,
+// An option: the string that it takes, or what it switches on.
+struct Row {
+  const char *name;
+  int letter;  // of the short form; 0 without one
+  const char *Options::*value;
+  bool Options::*is_given;
 };
-
-constexpr option long_options[] = {
-    {"config", required_argument, nullptr, 'c'},
-    {"runtime", required_argument, nullptr, 'r'},
-    {"rootfs", required_argument, nullptr, 'f'},
-    {"output", required_argument, nullptr, 'o'},
-    {"diff", required_argument, nullptr, 'd'},
-    {"summary", no_argument, nullptr, letter_summary},
-    {"json", no_argument, nullptr, letter_json},
-    {"verify", no_argument, nullptr, letter_verify},
-    {"show-secrets", no_argument, nullptr, letter_secrets},
-    {"color", required_argument, nullptr, letter_colour},
-    {"exit-code", no_argument, nullptr, letter_exit_code},
-    {"tessera", required_argument, nullptr, letter_tessera},
-    {"runt", required_argument, nullptr, letter_runt},
-    {"help", no_argument, nullptr, letter_help},
-    {"version", no_argument, nullptr, letter_version},
-    {nullptr, 0, nullptr, 0},
+constexpr Row rows[] = {
+    {"config", 'c', &Options::config, nullptr},
+    {"runtime", 'r', &Options::runtime, nullptr},
+    {"rootfs", 'f', &Options::rootfs, nullptr},
+    {"output", 'o', &Options::store, nullptr},
+    {"diff", 'd', &Options::old, nullptr},
+    {"color", 0, &Options::colour, nullptr},
+    {"tessera", 0, &Options::tessera, nullptr},
+    {"runt", 0, &Options::runt, nullptr},
+    {"summary", 0, nullptr, &Options::prints_summary},
+    {"json", 0, nullptr, &Options::prints_json},
+    {"verify", 0, nullptr, &Options::verifies},
+    {"show-secrets", 0, nullptr, &Options::shows_secrets},
+    {"exit-code", 0, nullptr, &Options::reports_differences},
+    {"help", 0, nullptr, &Options::prints_help},
+    {"version", 0, nullptr, &Options::prints_version},
 };
 
 [[noreturn]] void refuse_usage(const char *problem) {
@@ -128,57 +120,39 @@ void read_services(const char *names, Options &options) {
   }
 }
 
-// Puts the argument of an option into its place.
-void read_option(int letter, Options &options, const char *&colour) {
-  switch (letter) {
-    case 'c':
-      options.config = optarg;
-      break;
-    case 'r':
-      options.runtime = optarg;
-      break;
-    case 'f':
-      options.rootfs = optarg;
-      break;
-    case 'o':
-      options.store = optarg;
-      break;
-    case 'd':
-      options.old = optarg;
-      break;
-    case letter_summary:
-      options.form = Form::summary;
-      break;
-    case letter_json:
-      options.form = Form::json;
-      break;
-    case letter_verify:
-      options.verifies = true;
-      break;
-    case letter_secrets:
-      options.shows_secrets = true;
-      break;
-    case letter_colour:
-      colour = optarg;
-      break;
-    case letter_exit_code:
-      options.reports_differences = true;
-      break;
-    case letter_tessera:
-      options.tessera = optarg;
-      break;
-    case letter_runt:
-      options.runt = optarg;
-      break;
-    case letter_help:
-      printf("%s\n%s", usage_line, help_text);
-      exit(0);
-    case letter_version:
-      puts("tessera-preview " TESSERA_VERSION);
-      exit(0);
-    default:
-      refuse_usage(nullptr);
+// Reads the options; the arguments behind them are from optind on.
+void read_options(int argc, char **argv, Options &options) {
+  constexpr int without_letter = 256;  // and the number of the row
+  std::vector<option> long_options;
+  for (const Row &row : rows) {
+    int number = without_letter + static_cast<int>(long_options.size());
+    int takes = row.value != nullptr ? required_argument : no_argument;
+    long_options.push_back({row.name, takes, nullptr, row.letter != 0 ? row.letter : number});
   }
+  long_options.push_back({});
+  // "+": what follows NAME belongs to tessera.
+  for (int letter; (letter = getopt_long(argc, argv, "+c:r:f:o:d:", long_options.data(), nullptr)) >= 0;) {
+    auto end = long_options.end() - 1;
+    auto given = std::find_if(long_options.begin(), end, [letter](const option &one) { return one.val == letter; });
+    if (given == end) refuse_usage(nullptr);
+    const Row &row = rows[given - long_options.begin()];
+    if (row.value != nullptr) {
+      options.*row.value = optarg;
+    } else {
+      options.*row.is_given = true;
+    }
+  }
+}
+
+// Prints what is asked for instead of a preview.
+void print_help(const Options &options) {
+  if (!options.prints_help && !options.prints_version) return;
+  if (options.prints_help) {
+    printf("%s\n%s", usage_line, help_text);
+  } else {
+    puts("tessera-preview " TESSERA_VERSION);
+  }
+  exit(0);
 }
 
 }  // namespace
@@ -188,16 +162,13 @@ Options read_command_line(int argc, char **argv) {
   static char name[] = "tessera-preview";
   argv[0] = name;
   Options options;
-  const char *colour = "auto";
-  // "+": what follows NAME belongs to tessera.
-  for (int letter; (letter = getopt_long(argc, argv, "+c:r:f:o:d:", long_options, nullptr)) >= 0;) {
-    read_option(letter, options, colour);
-  }
+  read_options(argc, argv, options);
+  print_help(options);
   if (optind >= argc) refuse_usage("no service is named");
   if (options.reports_differences && options.old == nullptr) refuse_usage("--exit-code needs an OLDDIR to differ from");
-  options.is_coloured = chooses_colour(colour);
+  options.is_coloured = chooses_colour(options.colour);
   read_services(argv[optind], options);
-  if (options.tessera.empty()) point_out_unknown(options);
+  if (options.tessera == nullptr) point_out_unknown(options);
   options.arguments.assign(argv + optind + 1, argv + argc);
   if (options.services.size() > 1 && !options.arguments.empty()) refuse_usage("ARGS are for a single service");
   return options;

@@ -5,25 +5,23 @@
 #include <string>
 #include <vector>
 
-enum class Form {
-  files,    // everything that is written, or the differences from an earlier tree
-  summary,  // what happens to which file
-  json,
-};
-
 struct Options {
   const char *config = nullptr;
   const char *runtime = nullptr;
   const char *rootfs = nullptr;
   const char *store = nullptr;
   const char *old = nullptr;
-  Form form = Form::files;
+  const char *tessera = nullptr;
+  const char *runt = nullptr;
+  const char *colour = "auto";
   bool is_coloured = false;
+  bool prints_summary = false;  // what happens to which file, in place of what is in it
+  bool prints_json = false;
   bool shows_secrets = false;
   bool verifies = false;
   bool reports_differences = false;  // in the exit status
-  std::string tessera;
-  std::string runt;
+  bool prints_help = false;
+  bool prints_version = false;
   std::vector<std::string> services;
   bool is_all = false;  // the services are those of "all"
   std::vector<std::string> arguments;

@@ -2,15 +2,14 @@
 
 #include <fnmatch.h>
 #include <rapidjson/document.h>
-#include <rapidjson/memorystream.h>
 #include <rapidjson/pointer.h>
-#include <rapidjson/reader.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <vector>
 
+#include "config/schema.h"
 #include "preview/plan.h"
 #include "preview/strings.h"
 
@@ -57,19 +56,28 @@ void add_secret(Secrets &secrets, std::string_view text) {
   for (const std::string &line : lines_of(text)) add_line(secrets, line);
 }
 
-struct SecretReader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, SecretReader> {
-  Secrets &secrets;
-  bool is_secret = false;  // what follows the last name
-  explicit SecretReader(Secrets &all) : secrets(all) {}
-  bool Key(const char *name, rapidjson::SizeType length, bool /*copy*/) {
-    is_secret = is_secret_name({name, length});
-    return true;
+// Adds the secrets of a value by the schema of its key, of which it may be an entry or element.
+void add_secrets(const SchemaKey &key, bool is_entry, const rapidjson::Value &value, Secrets &secrets) {
+  if (value.IsString() && key.secret) {
+    add_secret(secrets, {value.GetString(), value.GetStringLength()});
+  } else if (value.IsArray() && !is_entry) {
+    for (const rapidjson::Value &element : value.GetArray()) add_secrets(key, true, element, secrets);
+  } else if (value.IsObject()) {
+    for (const auto &member : value.GetObject()) {
+      bool is_map = key.kind == Kind::map && !is_entry;
+      std::string_view name(member.name.GetString(), member.name.GetStringLength());
+      const SchemaKey *below = is_map ? &key : schema_member(key, name);
+      if (below != nullptr) add_secrets(*below, is_map, member.value, secrets);
+    }
   }
-  bool String(const char *text, rapidjson::SizeType length, bool /*copy*/) {
-    if (is_secret) add_secret(secrets, {text, length});
-    return true;
-  }
-};
+}
+
+// The document; without a value when it has an error.
+rapidjson::Document parsed(const std::string &config) {
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseIterativeFlag>(config.data(), config.size());
+  return document;
+}
 
 // ---- Where files hold secrets.
 
@@ -285,16 +293,12 @@ bool is_secret_name(std::string_view name) {
 
 Secrets find_secrets(const std::string &config) {
   Secrets secrets;
-  SecretReader handler(secrets);
-  rapidjson::MemoryStream stream(config.data(), config.size());
-  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>> reader;
-  reader.Parse<rapidjson::kParseIterativeFlag>(stream, handler);
+  add_secrets(schema, false, parsed(config), secrets);
   return secrets;
 }
 
 bool configures_tunnels(const std::string &config) {
-  rapidjson::Document document;
-  document.Parse<rapidjson::kParseIterativeFlag>(config.data(), config.size());
+  rapidjson::Document document = parsed(config);
   const rapidjson::Value *tunnels = rapidjson::Pointer("/vpn/ipsec/tunnel").Get(document);
   return tunnels != nullptr && tunnels->IsObject() && !tunnels->ObjectEmpty();
 }

@@ -15,11 +15,11 @@ struct Secrets {
   std::unordered_multimap<uint64_t, std::string_view> by_start;  // the same by their first bytes
 };
 
-// True for the name of a configuration key, runtime key or file option whose value is a secret: its last word tells.
+// True for the name of a runtime key or file option whose value is a secret: its last word tells.
 bool is_secret_name(std::string_view name);
 
-// The secrets of the JSON document `config`: the texts under secret names. Of a document with an error, those before
-// it.
+// The secrets of the JSON document `config`: the strings that the schema calls secret. None of a document with an
+// error.
 Secrets find_secrets(const std::string &config);
 
 // True when the JSON document `config` holds an IPsec tunnel.
