@@ -41,7 +41,4 @@ Ended run_command(const Command &command, Rights rights);
 // True for the machine's directories of programs and libraries, which the inside has under the same names.
 bool is_system_directory(const std::string &path);
 
-// The name by which a program of the machine is reached inside.
-std::string inside_program(const std::string &path);
-
 #endif

@@ -139,16 +139,17 @@ bool mount_processes(const Fd &machine, bool has_processes) {
   return true;
 }
 
+// Shows a program with the directory that it is in; to a checker the program alone.
+void show_program(const Fd &machine, const std::string &program, Rights rights) {
+  size_t slash = program.rfind('/');
+  bool is_alone = rights == Rights::checker || slash == 0;
+  if (!show_at_machine(machine, program.substr(1, is_alone ? std::string::npos : slash - 1))) give_up(program, errno);
+}
+
 void show_programs(const Fd &machine, const Job &job) {
-  for (const std::vector<Command> &commands : {job.preparations, job.commands}) {
-    for (const Command &command : commands) {
-      const std::string &program = command.arguments[0];
-      size_t slash = program.rfind('/');
-      bool is_alone = job.rights == Rights::checker || slash == 0;
-      if (!show_at_machine(machine, program.substr(1, is_alone ? std::string::npos : slash - 1)))
-        give_up(program, errno);
-    }
-  }
+  for (const std::string &program : job.programs) show_program(machine, program, job.rights);
+  for (const Command &command : job.preparations) show_program(machine, command.arguments[0], job.rights);
+  for (const Command &command : job.commands) show_program(machine, command.arguments[0], job.rights);
 }
 
 }  // namespace

@@ -40,6 +40,7 @@ struct Command {
 // What to run, and where.
 struct Job {
   Tree files;                         // relative to "/"
+  std::vector<std::string> programs;  // more programs of the machine, which the commands start: see inside_program
   std::vector<Command> preparations;  // run first; what they write counts as given. One that fails ends the job
   std::vector<Command> commands;      // run one after the other, whatever their status
   std::string host_name;
@@ -88,6 +89,9 @@ Outcome finish_job(Run &run);
 // The real path of the program `name`: beside the calling program, in the sbin directory next to its bin, in PATH, in
 // the system's directories for programs, or in one of `more` directories; "" when it is not installed.
 std::string installed_program(const std::string &name, const std::vector<std::string> &more = {});
+
+// The path by which a command reaches a program of the machine that the job has shown to it.
+std::string inside_program(const std::string &path);
 
 // ---- Services of tessera
 
