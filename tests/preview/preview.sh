@@ -100,7 +100,7 @@ echo problem >&2
 exit 7
 WRITE
 stand_in trespass <<'TRESPASS'
-for place in /usr /.host/tmp /.host/var/tmp "/.host$PWD" "$(dirname "$0")" /proc/sys/kernel; do
+for place in /usr /.machine/usr "$(dirname "$0")" /proc/sys/kernel; do
   (: >"$place/trespasser") 2>/dev/null && echo "$place"
 done
 [ -e /dev/log ] && echo log
