@@ -154,29 +154,25 @@ void write_custom_options(FILE *file, const char *name, const ConfigNode *advanc
   }
 }
 
-// Who a lease is for: a MAC address, with colons, or the identifier of a client.
-std::string lease_owner(const ConfigNode *lease, bool by_mac) {
-  std::string owner = string_at(lease, by_mac ? "mac" : "device");
-  if (by_mac) std::replace(owner.begin(), owner.end(), '-', ':');
-  return owner;
+void write_static_lease(FILE *file, const char *name, const ConfigNode *lease, StringSet &used) {
+  bool by_mac = equals(config_get_string(lease, "type"), "mac");
+  const char *owner = string_at(lease, by_mac ? "mac" : "device");
+  OwnedString with_colons(by_mac && strchr(owner, '-') != nullptr ? replace_char(owner, '-', ':') : nullptr);
+  if (with_colons != nullptr) owner = with_colons.get();
+  const char *host = string_at(lease, "name");
+  const char *ip = string_at(lease, "ip");
+  if (used.insert(ip)) {
+    fprintf(file, "dhcp-host=%s%s%s%s,%s,net:%s\n", by_mac ? "" : "id:", owner, is_set(host) ? "," : "", host, ip,
+            name);
+  } else {
+    log_error("Duplicate static IP detected; IP address '%s' for '%s' ignored.", ip, is_set(host) ? host : owner);
+  }
 }
 
 void write_static_leases(FILE *file, const char *name, const ConfigNode *advanced) {
   const ConfigNode *leases = config_array(advanced, "static_lease");
   StringSet used(config_array_count(leases));
-  for (const ConfigNode *lease : elements(leases)) {
-    bool by_mac = equals(config_get_string(lease, "type"), "mac");
-    std::string owner = lease_owner(lease, by_mac);
-    const char *host = string_at(lease, "name");
-    const char *ip = string_at(lease, "ip");
-    if (used.insert(ip)) {
-      fprintf(file, "dhcp-host=%s%s%s%s,%s,net:%s\n", by_mac ? "" : "id:", owner.c_str(), is_set(host) ? "," : "", host,
-              ip, name);
-    } else {
-      log_error("Duplicate static IP detected; IP address '%s' for '%s' ignored.", ip,
-                is_set(host) ? host : owner.c_str());
-    }
-  }
+  for (const ConfigNode *lease : elements(leases)) write_static_lease(file, name, lease, used);
 }
 
 void write_boot_server(FILE *file, const char *name, const ConfigNode *advanced) {

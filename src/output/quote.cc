@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "main/owned.h"
 #include "main/strings.h"
 
 // A value ends with its line, so a line feed is handed on as a backslash and an "n"; the third character escapes the
@@ -27,9 +26,10 @@ std::string with_backslashes(const char *string, const char *characters) {
 
 }  // namespace
 
-std::string escaped(const char *string, const EscapePair *table) {
-  OwnedString result(escape(or_empty(string), table));
-  return or_empty(result.get());
+OwnedString escaped(const char *string, const EscapePair *table) {
+  OwnedString copy(escape(or_empty(string), table));
+  if (copy == nullptr) end_without_memory();
+  return copy;
 }
 
 std::string dnsmasq_escape_quoted(const char *string) {
@@ -38,7 +38,7 @@ std::string dnsmasq_escape_quoted(const char *string) {
 
 std::string shell_quote_single(const char *string) {
   static const EscapePair table[] = {{"'", "'\\''"}, {nullptr, nullptr}};
-  return escaped(string, table);
+  return escaped(string, table).get();
 }
 
 bool is_plain_word(const char *string) {

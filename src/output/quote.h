@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "main/owned.h"
 #include "platform/tools.h"
 
 // For the value of a UCI option, which is written between double quotes and ends with its line.
@@ -13,7 +14,7 @@ extern const EscapePair uci_escape_table[];
 extern const EscapePair bracket_escape_table[];
 
 // The string with the replacements of a table.
-std::string escaped(const char *string, const EscapePair *table);
+OwnedString escaped(const char *string, const EscapePair *table);
 
 // A string for between double quotes in the file of dnsmasq: a backslash precedes each backslash and double quote.
 std::string dnsmasq_escape_quoted(const char *string);

@@ -27,7 +27,7 @@ void uci_write_option(FILE *out, const char *name, const char *value_format, ...
 }
 
 void uci_write_option_string(FILE *out, const char *name, const char *value) {
-  fprintf(out, "\toption %s \"%s\"\n", name, escaped(value, uci_escape_table).c_str());
+  fprintf(out, "\toption %s \"%s\"\n", name, escaped(value, uci_escape_table).get());
 }
 
 void uci_write_option_int(FILE *out, const char *name, int32_t value) {

@@ -81,7 +81,7 @@ bool has_entries(const ConfigNode *root, const char *path) {
   return config_array_count(config_array(root, path)) > 0;
 }
 
-std::string escaped_secret(const ConfigNode *server) {
+OwnedString escaped_secret(const ConfigNode *server) {
   return escaped(string_at(server, "secret"), bracket_escape_table);
 }
 
@@ -148,7 +148,7 @@ void write_radius_servers(FILE *stream, const ConfigNode *servers) {
     const char *host = string_at(server, "hostname");
     bool is_ipv6 = strchr(host, ':') != nullptr;
     fprintf(stream, "%s%s%s:%d %s %d\n", is_ipv6 ? "[" : "", host, is_ipv6 ? "]" : "", config_get_int(server, "port"),
-            escaped_secret(server).c_str(), config_get_int(server, "timeout"));
+            escaped_secret(server).get(), config_get_int(server, "timeout"));
   }
 }
 
@@ -222,7 +222,7 @@ std::string tacacs_servers(const ConfigNode *servers) {
   std::string arguments;
   for (const ConfigNode *server : elements(servers)) {
     arguments += format(" server=%s:%d [secret=%s] ", string_at(server, "hostname"), config_get_int(server, "port"),
-                        escaped_secret(server).c_str());
+                        escaped_secret(server).get());
   }
   return arguments + "\n";
 }
