@@ -161,11 +161,12 @@ void write_static_lease(FILE *file, const char *name, const ConfigNode *lease, S
   if (with_colons != nullptr) owner = with_colons.get();
   const char *host = string_at(lease, "name");
   const char *ip = string_at(lease, "ip");
-  if (used.insert(ip)) {
-    fprintf(file, "dhcp-host=%s%s%s%s,%s,net:%s\n", by_mac ? "" : "id:", owner, is_set(host) ? "," : "", host, ip,
-            name);
-  } else {
+  if (!used.insert(ip)) {
     log_error("Duplicate static IP detected; IP address '%s' for '%s' ignored.", ip, is_set(host) ? host : owner);
+  } else if (is_set(host)) {
+    fprintf(file, "dhcp-host=%s%s,%s,%s,net:%s\n", by_mac ? "" : "id:", owner, host, ip, name);
+  } else {
+    fprintf(file, "dhcp-host=%s%s,%s,net:%s\n", by_mac ? "" : "id:", owner, ip, name);
   }
 }
 
