@@ -29,6 +29,7 @@ done
 
 usage='Usage: tessera-config check FILE
        tessera-config schema [--strict]
+       tessera-config --help | --version
 '
 for arguments in '' check 'check a b' 'schema --lax'; do
   # shellcheck disable=SC2086 # a list of words
