@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "config/document.h"
+#include "config/duration.h"
 #include "config/syntax.h"
 
 namespace {
@@ -48,35 +49,6 @@ bool is_written_as(Kind kind, Found found) {
       break;
   }
   return false;
-}
-
-struct DurationUnit {
-  const char *name;
-  int64_t milliseconds;
-};
-constexpr DurationUnit duration_units[] = {{"ms", 1},      {"s", 1000},     {"m", 60000},
-                                           {"h", 3600000}, {"d", 86400000}, {"w", 604800000}};
-
-constexpr int64_t longest_duration = int64_t{INT32_MAX} * 1000 + 999;  // in milliseconds
-
-// Reads digits up to the first other character, where `end` points then. The value is at most `limit`.
-int64_t read_digits(const char *digits, int64_t limit, const char **end) {
-  int64_t value = 0;
-  for (; *digits >= '0' && *digits <= '9'; digits++) value = std::min(value * 10 + (*digits - '0'), limit);
-  *end = digits;
-  return value;
-}
-
-// The milliseconds of a duration such as "90s": at most 1 above the longest one; -1 for a string of another form.
-int64_t read_duration(std::string_view string) {
-  const char *unit;
-  int64_t count = read_digits(string.data(), longest_duration + 1, &unit);
-  if (unit == string.data()) return -1;
-  std::string_view name = string.substr(static_cast<size_t>(unit - string.data()));
-  for (const DurationUnit &known : duration_units) {
-    if (name == known.name) return std::min(count, longest_duration / known.milliseconds + 1) * known.milliseconds;
-  }
-  return -1;
 }
 
 // The member of the object whose name is closest to a misspelt one; null when none is close.
