@@ -5,9 +5,9 @@
 
 Commands are the lines after "$ " in blocks of kind "console"; a line that ends in a backslash goes on in the next. What
 follows a command is its output, in which a line "..." stands for any lines. Every command ends with status 0. A block of
-kind "json" after a paragraph that says "as `FILE`" is written to FILE. In a table headed "Line", what the first column
-quotes stands in some output of the page, "..." being anything. In manual pages the commands are the displays of
-EXAMPLES, and no output is shown; a JSON document there is checked.
+kind "json" after a paragraph that says "as `FILE`" is written to FILE; one of kind "text" is a drawing. In a table headed
+"Line", what the first column quotes stands in some output of the page, "..." being anything. In manual pages the commands
+are the displays of EXAMPLES, and no output is shown; a JSON document there is checked.
 
 Each page is run in a shell of its own, in a copy of the source tree whose build/release is BUILD_DIRECTORY, on a system
 of its own, the router of doc/first-router.md. Not run are, by `taken_elsewhere`, what installs packages or is a build.
@@ -55,7 +55,7 @@ class Page:
             elif kind == "console":
                 for command, output in re.findall(r"^\$ ((?:.*\\\n)*.*)\n((?:(?!\$ ).*\n)*)", content, re.M):
                     self.steps.append(("command", command, output))
-            else:
+            elif kind != "text":
                 raise SystemExit(f"documents: a block of unknown kind '{kind}' after: {before}")
         rest = re.sub(block, "", text, flags=re.M | re.S)
         for indented in re.findall(r"^(?: {4}|\t).*", rest, re.M):
