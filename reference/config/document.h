@@ -60,6 +60,7 @@ struct Document {
   bool refused = false;
   bool accepted = false;      // nothing can refuse the document any more
   std::vector<Finding> held;  // in a run, until the document is accepted: a refused one gets its one message only
+  std::map<Rule, unsigned> counts;      // in a run, of findings by their rule
   std::optional<std::string> original;  // see original_content
   std::vector<uint32_t> line_starts;    // in it; empty until a finding needs them
 };
@@ -86,10 +87,13 @@ void resolve_references(Document &document, const std::vector<ConfigNode *> &ref
 const std::string &original_content(Document &document);
 
 // Reports a finding at a place of the document (no_position: about the document as a whole).
-void report_at(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format, ...)
+void report_at(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format, ...)
     __attribute__((format(printf, 5, 6)));
-void report_list(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format,
+void report_list(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format,
                  va_list arguments) __attribute__((format(printf, 5, 0)));
+
+// Logs, at the end of a run, how many findings it has not logged.
+void report_unlogged(const Document &document);
 
 // Ends the load of a document that is not refused: what was held back in a run is logged.
 void accept_document(Document &document);

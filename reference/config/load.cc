@@ -118,19 +118,20 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   }
 
   // A run is over with the first refused finding; a check goes on.
-  void refuse(uint32_t position, const char *format, ...) __attribute__((format(printf, 3, 4))) {
+  void refuse(Rule rule, uint32_t position, const char *format, ...)
+      __attribute__((format(printf, 4, 5))) {
     va_list arguments;
     va_start(arguments, format);
-    report_list(document, Grade::refused, position, path(), format, arguments);
+    report_list(document, rule, position, path(), format, arguments);
     va_end(arguments);
     if (document.findings == nullptr) halted = true;
   }
 
   void refuse_found(Found found, uint32_t position) {
     if (found == Found::null) {
-      refuse(position, "null is not allowed, leave the key out instead");
+      refuse(Rule::wrong_type, position, "null is not allowed, leave the key out instead");
     } else {
-      refuse(position, "expected %s, found %s", kind_names[static_cast<unsigned>(current->member_kind)],
+      refuse(Rule::wrong_type, position, "expected %s, found %s", kind_names[static_cast<unsigned>(current->member_kind)],
              found_names[static_cast<unsigned>(found)]);
     }
     push_broken(position);
@@ -138,7 +139,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
 
   void refuse_repeated(const char *name) {
     current->name = name;
-    refuse(offset(name) - 1, "this name stands twice in its object");
+    refuse(Rule::repeated_name, offset(name) - 1, "this name stands twice in its object");
   }
 
   // Refuses unknown names of the current object that stand there twice.
@@ -258,7 +259,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   // What follows the number in the document ends it for strtod too.
   void add_number(const char *digits, bool fraction, uint32_t position) {
     double number = strtod(digits, nullptr);
-    if (!std::isfinite(number)) refuse(position, "expected a number from -1.8e308 to 1.8e308");
+    if (!std::isfinite(number)) refuse(Rule::number_range, position, "expected a number from -1.8e308 to 1.8e308");
     push(position).number = number == 0 && !fraction ? 0 : number;  // an integer has no negative zero
   }
 
@@ -269,7 +270,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     int64_t value = read_digits(digits + (negative ? 1 : 0), too_large, &end);
     if (negative) value = -value;
     if (value < INT32_MIN || value > INT32_MAX) {
-      refuse(position, "expected %s from -2147483648 to 2147483647",
+      refuse(Rule::number_range, position, "expected %s from -2147483648 to 2147483647",
              kind == Kind::integer ? "an integer" : "a duration in seconds");
       push_broken(position);
     } else if (kind == Kind::integer) {
@@ -297,9 +298,9 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     check_utf8(offset(string), offset(string) + length);
     if (kind == Kind::ignored || kind == Kind::duration || !holds_control(string, length)) return;
     if (!current->member->many_lines) {
-      refuse(offset(string) - 1, "control character in a text of one line");
+      refuse(Rule::characters, offset(string) - 1, "control character in a text of one line");
     } else if (holds_control_but_lines(string, length)) {
-      refuse(offset(string) - 1, "control character other than tab, line feed and carriage return");
+      refuse(Rule::characters, offset(string) - 1, "control character other than tab, line feed and carriage return");
     }
   }
 
@@ -307,12 +308,12 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     uint32_t invalid = find_invalid_utf8(text, end, start);
     if (invalid == no_position) return;
     if (is_surrogate(text + invalid)) {
-      refuse(start - 1, "half of a surrogate pair, which is no character");
+      refuse(Rule::characters, start - 1, "half of a surrogate pair, which is no character");
       return;
     }
     // The parser has moved what follows an escape, so the file says where the byte is.
     const std::string &original = original_content(document);
-    refuse(find_invalid_utf8(original.data(), static_cast<uint32_t>(original.size()), start), "not UTF-8");
+    refuse(Rule::characters, find_invalid_utf8(original.data(), static_cast<uint32_t>(original.size()), start), "not UTF-8");
   }
 
   void add_duration(std::string_view string, uint32_t position) {
@@ -321,7 +322,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
       push(position).milliseconds = milliseconds;
       return;
     }
-    refuse(position, "%s",
+    refuse(Rule::duration, position, "%s",
            milliseconds < 0 ? "expected a duration: a number of ms, s, m, h, d or w, such as \"90s\""
                             : "expected a duration of at most 2147483647 seconds");
     push_broken(position);
@@ -337,7 +338,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     } else if (current->kind == Kind::ignored) {
       unknown_names.emplace_back(name, length);
     } else if (!is_entry_name(name, length, current->key->hyphen)) {
-      refuse(offset(name) - 1, "entry names are 1 to 63 of the characters A-Z a-z 0-9 _%s",
+      refuse(Rule::entry_name, offset(name) - 1, "entry names are 1 to 63 of the characters A-Z a-z 0-9 _%s",
              current->key->hyphen ? " -" : "");
     }
     return !halted;
@@ -360,7 +361,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   void report_unknown(std::string_view name) {
     const char *meant = closest_member(*current->key, name.data(), name.size());
     std::string hint = meant != nullptr ? std::string(", did you mean '") + meant + "'?" : "";
-    report_at(document, Grade::ignored, offset(name.data()) - 1, path(), "%s%s", unknown_key_message, hint.c_str());
+    report_at(document, Rule::unknown_key, offset(name.data()) - 1, path(), "%s%s", unknown_key_message, hint.c_str());
   }
 
   // ---- Objects and arrays.
@@ -374,7 +375,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     uint32_t position = here() - 1;
     if (current == frames + deepest) {
       current->counted++;
-      refuse(position, "nested deeper than %u levels", deepest);
+      refuse(Rule::nesting, position, "nested deeper than %u levels", deepest);
       halted = true;
       return false;
     }
@@ -426,7 +427,7 @@ bool parse(Document &document) {
   rapidjson::InsituStringStream stream(document.content.data());
   Loader loader(document, stream);
   if (document.content.starts_with("\xEF\xBB\xBF")) {
-    report_at(document, Grade::refused, 0, {},
+    report_at(document, Rule::syntax, 0, {},
               "syntax error: the file starts with a byte order mark, save it without one");
     return false;
   }
@@ -440,7 +441,7 @@ bool parse(Document &document) {
     // A zero byte ends the content for the parser.
     auto code = result.IsError() ? result.Code() : rapidjson::kParseErrorDocumentRootNotSingular;
     if (is_between_values(code)) *loader.current = Frame{};
-    loader.refuse(static_cast<uint32_t>(end), "syntax error: %s",
+    loader.refuse(Rule::syntax, static_cast<uint32_t>(end), "syntax error: %s",
                   syntax_problem(code, document.content.c_str() + end, end >= size));
     return false;
   }
@@ -455,9 +456,11 @@ const ConfigNode *load_file(const char *path, const SchemaKey &table, std::vecto
   document->findings = findings;
   std::string problem;
   if (!read_file(path, &document->content, &problem)) {
-    report_at(*document, Grade::refused, no_position, {}, "%s", problem.c_str());
+    report_at(*document, Rule::unreadable, no_position, {}, "%s", problem.c_str());
     return nullptr;
   }
+  // A check reads each file once, as it may be a pipe.
+  if (findings != nullptr) document->original = document->content;
   if (!parse(*document)) return nullptr;
   accept_document(*document);
   return &document.release()->root;  // the tree's handles keep it until config_free
@@ -478,5 +481,7 @@ const ConfigNode *config_load() {
 }
 
 void config_free(const ConfigNode *root) {
-  if (root != nullptr) delete &document_of(root);
+  if (root == nullptr) return;
+  report_unlogged(document_of(root));
+  delete &document_of(root);
 }

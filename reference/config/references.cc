@@ -29,7 +29,7 @@ void report_unset(Document &document, const Unset &unset) {
   bool bare = node->key->interface_name;
   const char *form = expected_form(unset.string, bare);
   const char *missing = bare ? "entry of network.interface" : node->key->device ? "device" : "node of the document";
-  report_at(document, Grade::ignored, node->position, path.get(), "'%s' %s %s, it counts as unset",
+  report_at(document, Rule::dangling_reference, node->position, path.get(), "'%s' %s %s, it counts as unset",
             printable(unset.string).c_str(), form != nullptr ? "is not" : "names no", form != nullptr ? form : missing);
 }
 

@@ -34,6 +34,14 @@ void locate(Document &document, uint32_t position, Finding &finding) {
   finding.column = position - next[-1] + 1;
 }
 
+// A run logs so many findings of a rule, and in the end how many more there are.
+constexpr unsigned most_of_a_rule = 100;
+
+// Of the rules by which a run logs something the names; a router needs no other words about them.
+#define RULE(name, severity, grade, about, wrong, outcome, cure) #name,
+constexpr const char *logged_rules[] = {TESSERA_DOCUMENT_RULES(RULE)};
+#undef RULE
+
 void log_finding(const Document &document, const Finding &finding) {
   const char *separator = finding.path.empty() ? "" : ": ";
   if (finding.line == 0) {
@@ -42,6 +50,42 @@ void log_finding(const Document &document, const Finding &finding) {
     log_error("%s:%u:%u: %s%s%s", document.file.c_str(), finding.line, finding.column, finding.path.c_str(), separator,
               finding.message.c_str());
   }
+}
+
+// True when one more finding of that rule is listed, or logged.
+bool is_logged(Document &document, Rule rule) {
+  if (document.findings != nullptr) return true;
+  // A run ends with the first refused finding: what follows from it is no news.
+  if (document.refused || grade_of(rule) == Grade::questionable) return false;
+  return ++document.counts[rule] <= most_of_a_rule;
+}
+
+void take(Document &document, uint32_t position, Finding finding) {
+  if (finding.grade == Grade::refused) document.refused = true;
+  if (position != no_position) locate(document, position, finding);
+  if (document.findings != nullptr) {
+    document.findings->push_back(std::move(finding));
+  } else if (finding.grade == Grade::refused || document.accepted) {
+    log_finding(document, finding);
+  } else {
+    document.held.push_back(std::move(finding));
+  }
+}
+
+Finding finding_of(Rule rule, std::string path) {
+  return {.rule = rule,
+          .grade = grade_of(rule),
+          .line = 0,
+          .column = 0,
+          .path = std::move(path),
+          .message = {},
+          .outcome = {},
+          .cure = {}};
+}
+
+std::string path_text(const ConfigNode *node) {
+  std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
+  return path.get();
 }
 
 }  // namespace
@@ -55,25 +99,13 @@ const std::string &original_content(Document &document) {
   return *document.original;
 }
 
-void report_list(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format,
+void report_list(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format,
                  va_list arguments) {
-  if (document.findings == nullptr) {
-    // A run ends with the first refused finding: what follows from it is no news.
-    if (document.refused || grade == Grade::questionable) return;
-  }
-  if (grade == Grade::refused) document.refused = true;
-  Finding finding{.grade = grade, .line = 0, .column = 0, .path = path, .message = {}};
-  if (position != no_position) locate(document, position, finding);
-  char *message = xvasprintf(format, arguments);
-  finding.message = message;
-  free(message);
-  if (document.findings != nullptr) {
-    document.findings->push_back(std::move(finding));
-  } else if (grade == Grade::refused || document.accepted) {
-    log_finding(document, finding);
-  } else {
-    document.held.push_back(std::move(finding));
-  }
+  if (!is_logged(document, rule)) return;
+  Finding finding = finding_of(rule, path);
+  std::unique_ptr<char, void (*)(void *)> message(xvasprintf(format, arguments), free);
+  finding.message = message.get();
+  take(document, position, std::move(finding));
 }
 
 void accept_document(Document &document) {
@@ -82,28 +114,55 @@ void accept_document(Document &document) {
   document.held.clear();
 }
 
+void report_unlogged(const Document &document) {
+  if (document.refused) return;
+  for (const auto &[rule, count] : document.counts) {
+    if (count <= most_of_a_rule) continue;
+    log_error("%s: %u more findings of the rule %s", document.file.c_str(), count - most_of_a_rule,
+              rule_name(logged_rules[static_cast<size_t>(rule)]).c_str());
+  }
+}
+
 void append_component(std::string &path, const std::string &component) {
   if (!path.empty()) path += '.';
   path += component;
 }
 
-void report_at(Document &document, Grade grade, uint32_t position, const std::string &path, const char *format, ...) {
+void report_at(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  report_list(document, grade, position, path, format, arguments);
+  report_list(document, rule, position, path, format, arguments);
   va_end(arguments);
 }
 
-void config_report(const ConfigNode *node, Grade grade, const char *format, ...) {
+void config_report(const ConfigNode *node, Rule rule, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
   if (node == nullptr) {
-    char *message = xvasprintf(format, arguments);
-    if (grade != Grade::questionable) log_error("%s", message);
-    free(message);
+    std::unique_ptr<char, void (*)(void *)> message(xvasprintf(format, arguments), free);
+    if (grade_of(rule) != Grade::questionable) log_error("%s", message.get());
   } else if (!node->broken) {
-    std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
-    report_list(document_of(node), grade, node->position, path.get(), format, arguments);
+    report_list(document_of(node), rule, node->position, path_text(node), format, arguments);
   }
   va_end(arguments);
+}
+
+void config_add_finding(const ConfigNode *node, Rule rule, std::string message, std::string outcome, std::string cure) {
+  if (node->broken || document_of(node).findings == nullptr) return;
+  Finding finding = finding_of(rule, path_text(node));
+  finding.message = std::move(message);
+  finding.outcome = std::move(outcome);
+  finding.cure = std::move(cure);
+  take(document_of(node), node->position, std::move(finding));
+}
+
+const ConfigNode *config_nearest(const ConfigNode *node, const char *path, size_t *length) {
+  std::string rest = path;
+  for (;;) {
+    const ConfigNode *found = config_lookup(node, rest.c_str());
+    if (length != nullptr) *length = rest.size();
+    if (found != nullptr || rest.empty()) return found != nullptr ? found : node;
+    const size_t dot = rest.rfind('.');
+    rest.resize(dot == std::string::npos ? 0 : dot);
+  }
 }

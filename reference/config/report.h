@@ -6,27 +6,28 @@
 #include <string>
 #include <vector>
 
+#include "check/rules.h"
 #include "platform/config.h"
 
-enum class Grade {
-  refused,       // the document cannot be used
-  ignored,       // the run goes on without what the finding names
-  questionable,  // silent in a run
-};
-
 struct Finding {
-  Grade grade;
+  Rule rule;
+  Grade grade;      // that of the rule
   unsigned line;    // 1-based; 0 when the finding has no place in the document
   unsigned column;  // 1-based, in bytes
   std::string path;
-  std::string message;
+  std::string message;  // what is wrong
+  std::string outcome;  // what comes of it, and
+  std::string cure;     // what to write instead; both empty where the words of the rule say it
 };
 
-// Reports a finding about `node` (null: logged without a place). In a run, refused and ignored findings are logged as
-// "FILE:LINE:COLUMN: PATH: MESSAGE" and questionable ones are dropped; a checked document collects all of them. Nothing
-// more is reported about a node that stands for a refused value or a reference to nothing: what it reads as is no one's
-// doing.
-void config_report(const ConfigNode *node, Grade grade, const char *format, ...) __attribute__((format(printf, 3, 4)));
+// Reports a finding about `node` (null: logged without a place). In a run, findings of rules by which it refuses or
+// ignores something are logged as "FILE:LINE:COLUMN: PATH: MESSAGE", the first hundred of a rule, and all others are
+// dropped; a checked document collects all of them. Nothing more is reported about a node that stands for a refused
+// value or a reference to nothing: what it reads as is no one's doing.
+void config_report(const ConfigNode *node, Rule rule, const char *format, ...) __attribute__((format(printf, 3, 4)));
+
+// The same with words of its own for what comes of it and for the cure; dropped in a run.
+void config_add_finding(const ConfigNode *node, Rule rule, std::string message, std::string outcome, std::string cure);
 
 // Loads the document at `path` as a run does: null after the first refused finding, which is logged. A tree is released
 // with config_free.
@@ -37,6 +38,10 @@ const ConfigNode *config_load_file(const char *path);
 // nodes add to the same list, which must outlive the tree. The keys of the tree are those of described_schema.
 const ConfigNode *config_check_file(const char *path, std::vector<Finding> *findings);
 
+// The nearest node above the value at `path`, or the value itself, that is written. `length`, unless null, gets how
+// much of the path leads there.
+const ConfigNode *config_nearest(const ConfigNode *node, const char *path, size_t *length = nullptr);
+
 // The message about a key that the schema does not know, and knows none of a similar name in its place.
 inline constexpr char unknown_key_message[] = "unknown key";
 
@@ -44,10 +49,6 @@ inline constexpr char unknown_key_message[] = "unknown key";
 // of that name, KEY for any entry of a map and N for any of a list; "" when there is none, or several are equally far
 // away.
 std::string config_place_of_key(const std::string &path);
-
-// Reports as questionable every text that is none of the words listed for its key, unless any text is usual there.
-// What is switched off is left out, and so is what has a finding already.
-void config_check_words(const ConfigNode *root);
 
 // Prints the JSON Schema of the document, draft 2020-12. The strict form, for editors, takes no unknown keys.
 void config_print_json_schema(FILE *out, bool strict);

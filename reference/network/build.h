@@ -11,7 +11,7 @@
 #include "config/characters.h"
 #include "config/report.h"
 #include "network/model.h"
-#include "network/rules.h"
+
 
 inline constexpr uint32_t none = UINT32_MAX;
 
@@ -98,10 +98,10 @@ void report_type(const ConfigNode *entry, const char *type, const char *what, co
   std::string known;
   for (const auto &row : rows) known += std::string(" ") + row.type;
   if (is_set(type))
-    config_report(config_lookup(entry, "type"), Grade::ignored, "unknown %s '%s', expected one of:%s; %s", what,
+    config_report(config_lookup(entry, "type"), Rule::unknown_word, "unknown %s '%s', expected one of:%s; %s", what,
                   printable(type).c_str(), known.c_str(), outcome);
   else
-    config_report(written(entry, "type"), Grade::ignored, "there is no %s, expected one of:%s; %s", what, known.c_str(),
+    config_report(config_nearest(entry, "type"), Rule::unknown_word, "there is no %s, expected one of:%s; %s", what, known.c_str(),
                   outcome);
 }
 

@@ -111,7 +111,7 @@ Carrier *base_of(Builder &build, const Carrier *vlan) {
 }
 
 void leave_out_vlan(Carrier *vlan, const char *reason) {
-  config_report(written(vlan->config, "device"), Grade::ignored, "the VLAN is left out: %s", reason);
+  config_report(config_nearest(vlan->config, "device"), Rule::vlan_base, "the VLAN is left out: %s", reason);
   vlan->name = "";
   vlan->in_model = false;
 }

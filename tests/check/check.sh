@@ -23,7 +23,7 @@ expect() {
 
 for document in *.json; do
   expected=${document%.json}.expected
-  if grep -q ': error: ' "$expected"; then status=1; else status=0; fi
+  if grep -q ': error\[' "$expected"; then status=1; else status=0; fi
   expect "$status" '' check "$document" <"$expected"
 done
 
@@ -38,7 +38,7 @@ done
 expect 2 "tessera-config: 'chekc' is no command
 $usage" chekc all.json </dev/null
 expect 1 '' check absent.json <<OUTPUT
-absent.json: error: cannot be opened: No such file or directory
+absent.json: error[unreadable]: cannot be opened: No such file or directory; no service gets its files; name a readable file of at most 256 MiB
 OUTPUT
 "$program" --help | grep -q 'Exit status' || { echo "--help explains no exit status"; failed=1; }
 "$program" schema 2>"$work/err" >/dev/full && { echo "a full disk goes unnoticed"; failed=1; }

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <memory>
 
+#include "check/check.h"
 #include "config/document.h"
 #include "fuzz/stand_ins.h"
-#include "network/check.h"
 #include "platform/network.h"
 
 namespace {

@@ -169,7 +169,7 @@ TEST(ConfigLoad, TakesLaterFindings) {
   OwnedTree checked(config_check_file(file.path.c_str(), &findings));
   ASSERT_EQ(findings.size(), 2U);
   for (const char *path : {"network.vlan.v1.id", "network.vlan.v1.device", "network.bond.b.device.0"})
-    config_report(config_lookup(checked.get(), path), Grade::questionable, "%s", "odd");
+    config_report(config_lookup(checked.get(), path), Rule::vlan_id, "%s", "odd");
   ASSERT_EQ(findings.size(), 3U);
   EXPECT_EQ(line_of(findings[2]), "2:28: network.bond.b.device.0: odd\n");
 
@@ -177,9 +177,9 @@ TEST(ConfigLoad, TakesLaterFindings) {
   OwnedTree root(config_load_file(lines.path.c_str()));
   const ConfigNode *name = config_lookup(root.get(), "system.name");
   testing::internal::CaptureStderr();
-  config_report(name, Grade::questionable, "silent");
-  config_report(name, Grade::ignored, "left out");
-  config_report(root.get(), Grade::ignored, "all of it");
+  config_report(name, Rule::vlan_id, "silent");
+  config_report(name, Rule::unknown_word, "left out");
+  config_report(root.get(), Rule::unknown_word, "all of it");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "tessera: " + lines.path + ":2:18: system.name: left out\n" +
                                                         "tessera: " + lines.path + ":1:1: all of it\n");
 }

@@ -1,5 +1,5 @@
 // The command check: reads a configuration file as a run would, and prints every finding.
-#include "network/check.h"
+#include "check/check.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -18,16 +18,9 @@ struct FreeModel {
   void operator()(NetworkModel *model) const { network_free(model); }
 };
 
-const char *grade_name(Grade grade) {
-  switch (grade) {
-    case Grade::refused:
-      return "error";
-    case Grade::ignored:
-      return "warning";
-    case Grade::questionable:
-      break;
-  }
-  return "note";
+const char *severity_name(Severity severity) {
+  constexpr const char *names[] = {"error", "warning", "note"};
+  return names[static_cast<size_t>(severity)];
 }
 
 bool stands_before(const Finding &a, const Finding &b) {
@@ -35,14 +28,16 @@ bool stands_before(const Finding &a, const Finding &b) {
 }
 
 void print_finding(const char *file, const Finding &finding) {
+  const RuleWords &words = words_of(finding.rule);
   printf("%s:", file);
   if (finding.line > 0) printf("%u:%u:", finding.line, finding.column);
-  printf(" %s: ", grade_name(finding.grade));
+  printf(" %s[%s]: ", severity_name(words.severity), rule_name(words.name).c_str());
   if (!finding.path.empty()) printf("%s: ", finding.path.c_str());
   fputs(finding.message.c_str(), stdout);
   std::string place = finding.message == unknown_key_message ? config_place_of_key(finding.path) : "";
   if (!place.empty()) printf(" here, there is one in %s", place.c_str());
-  putchar('\n');
+  printf("; %s; %s\n", finding.outcome.empty() ? words.outcome : finding.outcome.c_str(),
+         finding.cure.empty() ? words.cure : finding.cure.c_str());
 }
 
 Status check(const char *file) {
@@ -54,8 +49,8 @@ Status check(const char *file) {
   }
   std::stable_sort(findings.begin(), findings.end(), stands_before);
   for (const Finding &finding : findings) print_finding(file, finding);
-  bool refused =
-      std::any_of(findings.begin(), findings.end(), [](const Finding &f) { return f.grade == Grade::refused; });
+  bool refused = std::any_of(findings.begin(), findings.end(),
+                             [](const Finding &f) { return words_of(f.rule).severity == Severity::error; });
   return refused ? unusable : sound;
 }
 

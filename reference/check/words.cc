@@ -5,6 +5,8 @@
 #include <string>
 #include <unordered_set>
 
+#include "check/check.h"
+#include "check/find.h"
 #include "config/characters.h"
 #include "config/document.h"
 
@@ -38,15 +40,13 @@ std::string closest_word(const char *words, const char *text, size_t length) {
 }
 
 void report_word(const ConfigNode *node, const SchemaKey &key, const char *text) {
-  constexpr size_t longest_list = 80;
   const std::string shown = printable(text);
-  if (strlen(key.words) <= longest_list) {
-    config_report(node, Grade::questionable, "'%s' is not one of: %s", shown.c_str(), key.words);
+  if (key.others == OtherWords::useless) {
+    find(node, Rule::useless_word, {shown, key.words});
     return;
   }
-  std::string hint = closest_word(key.words, text, strlen(text));
-  if (!hint.empty()) hint = ", did you mean '" + hint + "'?";
-  config_report(node, Grade::questionable, "'%s' is no known word%s", shown.c_str(), hint.c_str());
+  const std::string closest = closest_word(key.words, text, strlen(text));
+  find(node, Rule::doubtful_word, {shown, closest.empty() ? "" : ", did you mean '" + closest + "'?"});
 }
 
 void check_word(const ConfigNode *node, const Paths &found) {
@@ -72,7 +72,7 @@ void check_below(const ConfigNode *node, const Paths &found) {
 
 }  // namespace
 
-void config_check_words(const ConfigNode *root) {
+void check_words(const ConfigNode *root) {
   const std::vector<Finding> *findings = document_of(root).findings;
   if (findings == nullptr) return;
   Paths found;

@@ -6,71 +6,47 @@
 #include <string>
 #include <unordered_map>
 
+#include "check/check.h"
+#include "check/find.h"
+#include "check/values.h"
 #include "config/report.h"
-#include "network/check.h"
-#include "network/rules.h"
 
 namespace {
 
 struct Names {
-  const char *kind;  // for messages
+  Rule twice;  // what it is that two have one name
   std::unordered_map<std::string, const ConfigNode *> owners;
 };
 
 // Where to point for a device's name: it may be written, or come from the entry as such.
 const ConfigNode *name_of(const ConfigNode *owner) {
-  return written(owner, "name");
+  return config_nearest(owner, "name");
 }
 
 // Gives the name to `owner` and reports when another node has it; true when it is new.
 bool claim(Names &names, const std::string &name, const ConfigNode *owner) {
   const auto [row, is_new] = names.owners.emplace(name, owner);
   if (is_new || row->second == owner) return is_new;
-  const std::unique_ptr<char, decltype(&free)> other(config_path(row->second), free);
-  config_report(name_of(owner), Grade::questionable, "the %s '%s' is also that of %s", names.kind, name.c_str(),
-                other != nullptr ? other.get() : "the global settings");
+  find(name_of(owner), names.twice, {name, row->second != nullptr ? path_of(row->second) : "the global settings"});
   return false;
 }
 
 void claim_device_name(Names &devices, const std::string &name, const ConfigNode *owner) {
   constexpr size_t longest = 15;
   if (!claim(devices, name, owner)) return;
-  if (name.size() > longest)
-    config_report(name_of(owner), Grade::questionable, "the device name '%s' is longer than %zu characters",
-                  name.c_str(), longest);
+  if (name.size() > longest) find(name_of(owner), Rule::device_name, {name, "is longer than 15 characters"});
   if (name.find_first_of("/: \t") != std::string::npos || name == "." || name == "..")
-    config_report(name_of(owner), Grade::questionable, "the device name '%s' is none that the kernel takes",
-                  name.c_str());
+    find(name_of(owner), Rule::device_name, {name, "is none that the kernel takes"});
   if (name.find_first_of("\"\\#,'") != std::string::npos)
-    config_report(name_of(owner), Grade::questionable, "the device name '%s' is none that every daemon can be told",
-                  name.c_str());
+    find(name_of(owner), Rule::device_name, {name, "holds a character that not every daemon's file can"});
 }
 
 void claim_section(Names &sections, const std::string &name, const ConfigNode *owner) {
   if (!claim(sections, name, owner)) return;
   for (const char letter : name) {
     if (isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_') continue;
-    config_report(owner, Grade::questionable, "the section name '%s' holds a character that UCI has no way to write",
-                  name.c_str());
+    find(owner, Rule::section_name, {name, std::string(1, letter)});
     return;
-  }
-}
-
-// True for a device that its own settings, or those of its tunnel, switch off.
-bool is_off(const NetworkNode *device) {
-  const ConfigNode *config = network_config(device);
-  switch (network_device_type(device)) {
-    case NETWORK_DEVICE_BRIDGE:
-    case NETWORK_DEVICE_BOND:
-    case NETWORK_DEVICE_IPTUNNEL:
-    case NETWORK_DEVICE_MACSEC:
-    case NETWORK_DEVICE_WIREGUARD:
-    case NETWORK_DEVICE_IPSEC:
-      return !config_get_bool(config, "enable");
-    case NETWORK_DEVICE_L2TPETH:
-      return !config_get_bool(config_node_parent(config_node_parent(config)), "enable");
-    default:
-      return false;
   }
 }
 
@@ -93,7 +69,7 @@ void claim_taps(Names &devices, Names &sections, const NetworkNode *bridge) {
 void claim_device(Names &devices, Names &sections, const NetworkNode *device) {
   const ConfigNode *config = network_config(device);
   const std::string name = network_name(device);
-  if (name.empty() || is_off(device)) return;
+  if (name.empty() || is_off_device(device)) return;
   claim_device_name(devices, name, config);
   switch (network_device_type(device)) {
     case NETWORK_DEVICE_ETHERNET:
@@ -157,8 +133,8 @@ void claim_interfaces(Names &sections, const NetworkModel *model, uint32_t type)
 }  // namespace
 
 void check_names(const NetworkModel *model) {
-  Names devices{.kind = "device name", .owners = {}};
-  Names sections{.kind = "section name", .owners = {}};
+  Names devices{.twice = Rule::device_twice, .owners = {}};
+  Names sections{.twice = Rule::section_twice, .owners = {}};
   claim(sections, "globals", nullptr);
   const NetworkNode *device = network_first_type(model, NETWORK_NODE_DEVICE);
   for (; device != nullptr; device = network_next_type(model, device, NETWORK_NODE_DEVICE))

@@ -1,10 +1,14 @@
 // Rules about single settings: what a value must look like so that the daemon which gets it can use it.
-#ifndef TESSERA_REFERENCE_NETWORK_RULES_H
-#define TESSERA_REFERENCE_NETWORK_RULES_H
+#ifndef TESSERA_REFERENCE_CHECK_VALUES_H
+#define TESSERA_REFERENCE_CHECK_VALUES_H
 
 #include <climits>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
+#include "check/rules.h"
+#include "config/report.h"
 #include "platform/config.h"
 
 enum class Test : uint8_t {
@@ -24,18 +28,22 @@ enum class Test : uint8_t {
   hexadecimal,  // digits only
   server,       // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
   entry,        // the key of an entry of the map `argument`
+  pem,          // a PEM text whose label ends with `argument`; `low` is 1 where more may follow
   // An empty text passes the tests from here on.
   without,       // free of the characters of `argument`
   quoted,        // free of them, or in double quotes as a whole
+  closed,        // holds an even number of double quotes
   without_text,  // does not hold the text `argument`
   not_first,     // does not start with a character of `argument`
   not_last,      // does not end with one
+  host_name,     // a label of a host name
+  colon_hex,     // no ":", or bytes in hexadecimal between those
   at_most,       // up to `high` bytes
   line,          // the line that the entry makes has up to `high` bytes; `argument` is its form
   texts,         // a list that holds at least one text, and no text that is ""
 };
 
-struct Rule {
+struct ValueRule {
   const char *path;  // relative to the entry that is checked; "" is the entry itself
   Test test;
   bool optional;  // "", or 0, passes as well
@@ -43,6 +51,8 @@ struct Rule {
   const char *argument;
   int32_t low;
   int32_t high;
+  bool has_own = false;          // what breaks this row breaks the rule `own`, not that of its table
+  Rule own = Rule::unreadable;
 };
 
 // The longest lines that are read as one: what goes on behind that would be a line of its own, which may say anything.
@@ -51,64 +61,85 @@ enum LongestLine : int32_t { dnsmasq_line = 1024, pam_line = 1023, radius_line =
 // Words of ipsec.conf stand without quotes.
 #define IPSEC_WORD_ENDS " \"#="
 
-constexpr Rule end_of_rules{nullptr, Test::end, false, false, "", 0, 0};
-constexpr Rule rule(const char *path, Test test, const char *argument = "") {
+constexpr ValueRule end_of_rules{nullptr, Test::end, false, false, "", 0, 0};
+constexpr ValueRule rule(const char *path, Test test, const char *argument = "") {
   return {path, test, false, false, argument, 0, 0};
 }
-constexpr Rule one_of(const char *path, const char *words) {
+constexpr ValueRule no_quote(const char *path) {
+  return rule(path, Test::without, "\"");
+}
+constexpr ValueRule one_of(const char *path, const char *words) {
   return {path, Test::word, false, false, words, 0, 0};
 }
-constexpr Rule range(const char *path, int32_t low, int32_t high) {
+constexpr ValueRule range(const char *path, int32_t low, int32_t high) {
   return {path, Test::number, false, false, "", low, high};
 }
-constexpr Rule at_least(const char *path, int32_t low) {
+constexpr ValueRule at_least(const char *path, int32_t low) {
   return {path, Test::seconds, false, false, "", low, INT_MAX};
 }
-constexpr Rule at_most(const char *path, int32_t bytes) {
+constexpr ValueRule at_most(const char *path, int32_t bytes) {
   return {path, Test::at_most, false, false, "", 0, bytes};
 }
 // "{PATH}" in the form stands for the text or integer there. Of an array, "{PATH#COUNT}" stands for the texts of all
 // elements and COUNT more bytes for each; characters behind a "+", as in "{PATH+]}", take two bytes. `more` bytes, at
 // most, come from elsewhere.
-constexpr Rule line(const char *form, LongestLine most, int32_t more = 0) {
+constexpr ValueRule line(const char *form, LongestLine most, int32_t more = 0) {
   return {"", Test::line, false, false, form, more, most};
 }
-constexpr Rule optional(Rule rule) {
+constexpr ValueRule pem_and_more(const char *path, const char *label) {
+  return {path, Test::pem, false, false, label, 1, 0};
+}
+constexpr ValueRule optional(ValueRule rule) {
   rule.optional = true;
   return rule;
 }
 
-constexpr Rule secret(Rule rule) {
+// A row whose mistakes have other consequences than those of the others in its table.
+constexpr ValueRule as(Rule own, ValueRule rule) {
+  rule.has_own = true;
+  rule.own = own;
+  return rule;
+}
+
+constexpr ValueRule secret(ValueRule rule) {
   rule.secret = true;
   return rule;
 }
 
 // A text of several lines in the UCI file, where a value has one: these two characters stand for a line end there.
-constexpr Rule one_line(const char *path) {
+constexpr ValueRule one_line(const char *path) {
   return secret(rule(path, Test::without_text, "\\n"));
 }
 
-// Reports every setting of `entry` that breaks a rule of the table as questionable.
-void check_rules(const ConfigNode *entry, const Rule *rules);
+// Reports every setting of `entry` that breaks a row of the table, as a finding of the rule `broken`. Of the rows about
+// one path the first that is broken counts.
+void check_rules(const ConfigNode *entry, const ValueRule *rules, Rule broken);
 
-// The rules that go with the text at `path`; a text that no row names has none.
+// The rows that go with the text at `path`; a text that no row names has none.
 struct Variant {
   const char *text;  // null ends a table
-  const Rule *rules;
+  const ValueRule *rules;
 };
-void check_variants(const ConfigNode *entry, const char *path, const Variant *variants);
+void check_variants(const ConfigNode *entry, const char *path, const Variant *variants, Rule broken);
 
-// The same rules for each element of the array of objects, or each entry of the map, at `path`.
-void check_each(const ConfigNode *node, const char *path, const Rule *rules);
+// The same rows for each element of the array of objects, or each entry of the map, at `path`.
+void check_each(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
 
-// One rule for each text of the array at `path`; the rule's own path is not used.
-void check_texts(const ConfigNode *node, const char *path, const Rule &rule);
+// The rows for each text of the array at `path`, of which the first that is broken counts; their own path is not used.
+void check_texts(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
 
-// What a message about the value at `path` points at: the value, or the nearest node above it that is written.
-const ConfigNode *written(const ConfigNode *entry, const char *path);
+// Reports that the value at `path` is not set, or empty.
+void find_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure);
+
+// Of the paths in the list, which null ends, those that the entry does not hold, and with `or_empty` also those that are
+// "" there: with commas between them and "is" or "are" behind; "" when there is none.
+std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty);
 
 // True when the text is one of the words, which have blanks between them.
 bool is_word_of(const char *text, const char *words);
+
+// True for a text without colons, and for bytes in hexadecimal with colons between them.
+bool is_colon_hex(std::string_view text);
 
 bool text_equals(const ConfigNode *entry, const char *path, const char *text);
 

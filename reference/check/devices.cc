@@ -3,9 +3,9 @@
 #include <memory>
 #include <unordered_map>
 
-#include "config/report.h"
-#include "network/check.h"
-#include "network/rules.h"
+#include "check/check.h"
+#include "check/find.h"
+#include "check/values.h"
 
 namespace {
 
@@ -17,64 +17,60 @@ void check_members(Masters &masters, const NetworkNode *master, uint32_t member_
   const NetworkNode *member = network_first_type(master, member_type);
   for (; member != nullptr; member = network_next_type(master, member, member_type)) {
     const ConfigNode *device = network_config(member);
-    if (device == config)
-      config_report(written(config, "device"), Grade::questionable, "%s is a member of itself", network_key(member));
+    if (device == config) find(config_nearest(config, "device"), Rule::own_member, {network_key(member)});
     const auto [row, is_new] = masters.emplace(device, config);
-    if (is_new) continue;
-    const std::unique_ptr<char, decltype(&free)> other(config_path(row->second), free);
-    config_report(written(config, "device"), Grade::questionable, "%s is already a member of %s", network_key(member),
-                  other.get());
+    if (!is_new) find(config_nearest(config, "device"), Rule::two_masters, {network_key(member), path_of(row->second)});
   }
 }
 
 void check_bridge(Masters &masters, const NetworkNode *bridge) {
-  static constexpr Rule stp_rules[] = {range("stp.forward_delay", 2, 30), end_of_rules};
+  static constexpr ValueRule stp_rules[] = {range("stp.forward_delay", 2, 30), end_of_rules};
   const ConfigNode *config = network_config(bridge);
   if (!config_get_bool(config, "enable")) return;
-  if (config_get_bool(config, "stp.enable")) check_rules(config, stp_rules);
+  if (config_get_bool(config, "stp.enable")) check_rules(config, stp_rules, Rule::uci_value);
   if (!text_equals(config, "mode", "switch")) check_members(masters, bridge, NETWORK_NODE_BRIDGE_PORT);
 }
 
 void check_bond(Masters &masters, const NetworkNode *bond) {
-  static constexpr Rule bond_rules[] = {rule("mode", Test::filled), end_of_rules};
+  static constexpr ValueRule bond_rules[] = {one_of("mode", "active-backup round-robin"), end_of_rules};
   const ConfigNode *config = network_config(bond);
   if (!config_get_bool(config, "enable")) return;
-  check_rules(config, bond_rules);
+  check_rules(config, bond_rules, Rule::bond_left_out);
   check_members(masters, bond, NETWORK_NODE_BOND_SLAVE);
   if (text_equals(config, "mode", "active-backup") &&
       network_find(bond, NETWORK_NODE_BOND_SLAVE, config_get_ref(config, "device.0")) == nullptr)
-    config_report(written(config, "device.0"), Grade::questionable,
-                  "the first member is none that can be the primary, the bond is left out");
+    find(config_nearest(config, "device.0"), Rule::bond_left_out,
+         {"the first member is none that can be the primary", "put a device that is always there first"});
 }
 
-constexpr Rule vlan_rules[] = {range("id", 1, 4094), end_of_rules};
+constexpr ValueRule vlan_rules[] = {range("id", 1, 4094), end_of_rules};
 
-constexpr Rule local_rules[] = {rule("local", Test::filled), end_of_rules};
+constexpr ValueRule local_rules[] = {rule("local", Test::filled), end_of_rules};
 
-constexpr Rule iptunnel_rules[] = {rule("local", Test::filled), rule("type", Test::filled), rule("remote", Test::ipv4),
+constexpr ValueRule iptunnel_rules[] = {rule("local", Test::filled), rule("type", Test::filled), rule("remote", Test::ipv4),
                                    end_of_rules};
 
-constexpr Rule macsec_rules[] = {secret(rule("association.cak", Test::hexadecimal)),
+constexpr ValueRule macsec_rules[] = {secret(rule("association.cak", Test::hexadecimal)),
                                  rule("association.ckn", Test::hexadecimal), end_of_rules};
 constexpr Variant macsec_variants[] = {{"manual", macsec_rules}, {nullptr, nullptr}};
 
-constexpr Rule l2tpeth_rules[] = {rule("local", Test::filled),         rule("remote", Test::address),
+constexpr ValueRule l2tpeth_rules[] = {rule("local", Test::filled),         rule("remote", Test::address),
                                   rule("tunnel_id", Test::filled),     rule("peer_tunnel_id", Test::filled),
                                   rule("encapsulation", Test::filled), end_of_rules};
-constexpr Rule l2tpeth_ports[] = {range("udp_source_port", 1, 65535), range("udp_destination_port", 1, 65535),
+constexpr ValueRule l2tpeth_ports[] = {range("udp_source_port", 1, 65535), range("udp_destination_port", 1, 65535),
                                   end_of_rules};
 constexpr Variant l2tpeth_variants[] = {{"udp", l2tpeth_ports}, {nullptr, nullptr}};
-constexpr Rule session_rules[] = {rule("session_id", Test::filled), rule("peer_session_id", Test::filled),
+constexpr ValueRule session_rules[] = {rule("session_id", Test::filled), rule("peer_session_id", Test::filled),
                                   end_of_rules};
 
 void check_iptunnel(const ConfigNode *config) {
-  if (config_get_bool(config, "enable")) check_rules(config, iptunnel_rules);
+  if (config_get_bool(config, "enable")) check_rules(config, iptunnel_rules, Rule::uci_missing);
 }
 
 void check_macsec(const ConfigNode *config) {
   if (!config_get_bool(config, "enable")) return;
-  check_rules(config, local_rules);
-  check_variants(config, "type", macsec_variants);
+  check_rules(config, local_rules, Rule::uci_missing);
+  check_variants(config, "type", macsec_variants, Rule::uci_missing);
 }
 
 // The sessions of a tunnel are the devices; what they share is checked with the first one.
@@ -83,10 +79,10 @@ void check_l2tpeth(const ConfigNode *session) {
   const ConfigNode *tunnel = config_node_parent(sessions);
   if (!config_get_bool(tunnel, "enable")) return;
   if (session == config_object_first(sessions)) {
-    check_rules(tunnel, l2tpeth_rules);
-    check_variants(tunnel, "encapsulation", l2tpeth_variants);
+    check_rules(tunnel, l2tpeth_rules, Rule::uci_missing);
+    check_variants(tunnel, "encapsulation", l2tpeth_variants, Rule::uci_missing);
   }
-  check_rules(session, session_rules);
+  check_rules(session, session_rules, Rule::uci_missing);
 }
 
 }  // namespace
@@ -104,7 +100,7 @@ void check_devices(const NetworkModel *model) {
         check_bond(masters, device);
         break;
       case NETWORK_DEVICE_VLAN:
-        check_rules(config, vlan_rules);
+        check_rules(config, vlan_rules, Rule::vlan_id);
         break;
       case NETWORK_DEVICE_IPTUNNEL:
         check_iptunnel(config);

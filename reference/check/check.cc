@@ -1,0 +1,26 @@
+// The check of a configuration, all subjects in turn.
+#include "check/check.h"
+
+#include <cstdlib>
+#include <memory>
+
+void network_check(const ConfigNode *root, const NetworkModel *model) {
+  check_names(model);
+  check_devices(model);
+  check_layers(model);
+  check_interfaces(model);
+  check_subnets(model);
+  check_dhcp(model, root);
+  check_routes(root, model);
+  check_ipsec(root);
+  check_vpn(root);
+  check_services(root);
+  check_switches(root);
+  check_empty_options(root);
+  check_words(root);
+}
+
+std::string path_of(const ConfigNode *node) {
+  const std::unique_ptr<char, decltype(&free)> path(config_path(node), free);
+  return path.get();
+}

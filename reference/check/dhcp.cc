@@ -1,0 +1,316 @@
+// DHCP servers and relays.
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "check/check.h"
+#include "check/find.h"
+#include "check/ipv4.h"
+#include "check/values.h"
+#include "config/characters.h"
+
+namespace {
+
+// A reserved address: dnsmasq takes each once only, whatever the interface.
+struct Reservation {
+  const ConfigNode *lease;
+  const ConfigNode *server;
+};
+
+struct DhcpCheck {
+  std::unordered_map<std::string_view, Reservation> reserved;                // by address
+  std::unordered_map<const NetworkNode *, const NetworkNode *> passthrough;  // interfaces by their device
+};
+
+// What else than the values stands in a line of the DHCP server: the name of the interface, the address of the router.
+constexpr int32_t interface_name = 63;
+constexpr int32_t router_address = 15;
+
+constexpr ValueRule dhcp_rules[] = {
+    as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::without, ",\"")),
+    rule("advanced.domain_suffix", Test::without, " \\"),
+    as(Rule::dnsmasq_value, no_quote("advanced.bootfile")),
+    rule("advanced.bootfile", Test::without, ",\\"),
+    rule("advanced.bootfile", Test::without_text, " #"),
+    as(Rule::dnsmasq_value, no_quote("advanced.tftp_server")),
+    rule("advanced.tftp_server", Test::without, " ,\\"),
+    as(Rule::dnsmasq_value,
+       line("domain={advanced.domain_suffix}, # domain name suffix", dnsmasq_line, router_address)),
+    as(Rule::dnsmasq_value, line("dhcp-boot=net:,{advanced.bootfile},,{advanced.tftp_server} # bootp server",
+                                 dnsmasq_line, interface_name)),
+    end_of_rules,
+};
+constexpr ValueRule bound_rules[] = {rule("lease_start", Test::filled), rule("lease_end", Test::filled), end_of_rules};
+constexpr ValueRule custom_mtu_rules[] = {range("advanced.mtu_custom", 68, 65535), end_of_rules};
+constexpr Variant mtu_variants[] = {{"custom", custom_mtu_rules}, {nullptr, nullptr}};
+
+// Servers announced to clients: the word that says where the address comes from, and the address for "custom".
+struct AnnouncedRow {
+  const char *source;  // null ends the table
+  const char *address;
+};
+constexpr AnnouncedRow announced[] = {
+    {"advanced.gateway", "advanced.gateway_custom"},
+    {"advanced.primary_dns", "advanced.primary_dns_custom"},
+    {"advanced.secondary_dns", "advanced.secondary_dns_custom"},
+    {"advanced.primary_ntp", "advanced.primary_ntp_custom"},
+    {"advanced.secondary_ntp", "advanced.secondary_ntp_custom"},
+    {"advanced.primary_wins", "advanced.primary_wins_custom"},
+    {"advanced.secondary_wins", "advanced.secondary_wins_custom"},
+    {nullptr, nullptr},
+};
+
+constexpr ValueRule relay_rules[] = {as(Rule::dnsmasq_value, no_quote("address")), rule("address", Test::ipv4),
+                                     end_of_rules};
+
+// Options of which dnsmasq knows that their values are addresses, and those of which it takes no number without a size.
+constexpr int address_options[] = {1,  3,  6,  7,  9,  16, 21, 28, 32, 33, 41, 42, 44,  45,
+                                   48, 49, 50, 54, 65, 68, 69, 70, 71, 72, 73, 74, 150};
+constexpr int sized_options[] = {43, 52, 53, 55, 56, 57, 61, 81, 82, 118};
+
+constexpr ValueRule option_rules[] = {as(Rule::dnsmasq_value, range("option", 0, INT_MAX)), range("option", 1, 254),
+                                      end_of_rules};
+constexpr ValueRule option_ipv4[] = {
+    rule("value_ipv4_list", Test::texts),
+    as(Rule::dnsmasq_value,
+       line("dhcp-option-force=net:,{option}{value_ipv4_list#1} # {name}", dnsmasq_line, interface_name)),
+    end_of_rules};
+constexpr ValueRule option_addresses[] = {no_quote(""), rule("", Test::ipv4), end_of_rules};
+constexpr ValueRule option_text[] = {
+    as(Rule::dnsmasq_value,
+       line("dhcp-option-force=net:,{option},\"{value_str+\"\\}\" # {name}", dnsmasq_line, interface_name)),
+    end_of_rules};
+// Two digits are a byte and an option holds up to 255 of them, with a colon before each.
+constexpr ValueRule option_hex[] = {
+    as(Rule::dnsmasq_value, no_quote("value_hex")), as(Rule::dnsmasq_value, at_most("value_hex", 510)),
+    rule("value_hex", Test::hexadecimal),
+    as(Rule::dnsmasq_value, line("dhcp-option-force=net:,{option} # {name}", dnsmasq_line, interface_name + 765)),
+    end_of_rules};
+constexpr ValueRule option_byte[] = {range("value_bytes", 0, 255), end_of_rules};
+constexpr ValueRule option_word[] = {range("value_bytes", 0, 65535), end_of_rules};
+constexpr Variant option_variants[] = {
+    {"str", option_text}, {"hex", option_hex}, {"1byte", option_byte}, {"2byte", option_word}, {nullptr, nullptr}};
+
+constexpr ValueRule lease_rules[] = {
+    rule("type", Test::filled),
+    as(Rule::dnsmasq_value, no_quote("ip")),
+    rule("ip", Test::ipv4),
+    as(Rule::dnsmasq_value, rule("name", Test::host_name)),
+    as(Rule::dnsmasq_value, line("dhcp-host=id:{device},{name},{ip},net:", dnsmasq_line, interface_name)),
+    end_of_rules};
+constexpr ValueRule lease_by_mac[] = {as(Rule::dnsmasq_value, no_quote("mac")), rule("mac", Test::mac), end_of_rules};
+constexpr ValueRule lease_by_device[] = {as(Rule::dnsmasq_value, no_quote("device")),
+                                         as(Rule::dnsmasq_value, rule("device", Test::colon_hex)),
+                                         rule("device", Test::filled),
+                                         rule("device", Test::without, ","),
+                                         rule("device", Test::without_text, " #"),
+                                         end_of_rules};
+
+// A bound of the lease range: a whole address, or its end below the first parts of `sibling`, the other bound, or of
+// the interface's own address.
+std::string range_bound(std::string_view bound, std::string_view sibling, std::string_view own) {
+  if (bound.find('.') != std::string_view::npos) return std::string(bound);
+  const std::string_view base = sibling.find('.') != std::string_view::npos ? sibling : own;
+  return std::string(base.substr(0, base.rfind('.') + 1)) + std::string(bound);
+}
+
+// The address of a part, without its prefix length.
+std::string_view own_address(const ConfigNode *part) {
+  const std::string_view address = config_get_string(part, "address");
+  return address.substr(0, address.rfind('/'));
+}
+
+void check_in_subnet(const ConfigNode *place, const ConfigNode *part, uint32_t address) {
+  const char *own = config_get_string(part, "address");
+  const std::optional<Ipv4Network> subnet = ipv4_network(own);
+  if (subnet.has_value() && strchr(own, '/') != nullptr && !subnet->holds(address))
+    find(place, Rule::dhcp_range_outside, {ipv4_text(address), ipv4_text(*subnet)});
+}
+
+void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
+  check_rules(server, bound_rules, Rule::dnsmasq_value);
+  const std::string_view start = config_get_string(server, "lease_start");
+  const std::string_view end = config_get_string(server, "lease_end");
+  if (start.empty() || end.empty()) return;
+  const std::string first = range_bound(start, end, own_address(part));
+  const std::string last = range_bound(end, start, own_address(part));
+  const std::optional<uint32_t> first_address = ipv4_address(first);
+  const std::optional<uint32_t> last_address = ipv4_address(last);
+  if (!first_address.has_value() || !last_address.has_value()) {
+    find(server, Rule::dhcp_range, {printable(first), printable(last)});
+  } else if (*first_address > *last_address) {
+    find(server, Rule::dnsmasq_effect,
+         {"the range ends before it starts: " + first + " to " + last, "write the lower address first"});
+  } else {
+    check_in_subnet(config_object_get(server, "lease_start"), part, *first_address);
+    check_in_subnet(config_object_get(server, "lease_end"), part, *last_address);
+  }
+}
+
+// Keys that nobody leaves out on purpose: their lines are written all the same, and say "none of it" to the clients.
+void check_unset_options(const ConfigNode *server) {
+  static constexpr const char *keys[] = {
+      "advanced.gateway",        "advanced.mtu",          "advanced.primary_dns",   "advanced.secondary_dns", "advanced.primary_ntp",
+      "advanced.secondary_ntp", "advanced.primary_wins", "advanced.secondary_wins", nullptr};
+  const std::string unset = unset_keys(server, keys, true);
+  if (unset.empty()) return;
+  const bool gateway = text_equals(server, "advanced.gateway", "");
+  const bool dns = text_equals(server, "advanced.primary_dns", "") && text_equals(server, "advanced.secondary_dns", "");
+  std::string outcome = "clients get empty options";
+  if (gateway || dns)
+    outcome = std::string("clients get ") + (gateway ? "no gateway" : "") + (gateway && dns ? " and " : "") +
+              (dns ? "no DNS server" : "");
+  find(config_nearest(server, "advanced"), Rule::dhcp_options_unset, {unset, outcome});
+}
+
+void check_announced(const ConfigNode *server) {
+  for (const AnnouncedRow *row = announced; row->source != nullptr; ++row) {
+    const ValueRule address[] = {rule(row->address, Test::ipv4), end_of_rules};
+    if (text_equals(server, row->source, "custom")) check_rules(server, address, Rule::dnsmasq_value);
+  }
+}
+
+template <size_t n>
+bool is_among(const int (&options)[n], int option) {
+  return std::find(options, options + n, option) != options + n;
+}
+
+// Without a known form the number goes out as it stands, whatever else is written.
+void check_formless(const ConfigNode *option) {
+  const int code = config_get_int(option, "option");
+  const bool refused = is_among(address_options, code) || is_among(sized_options, code);
+  const char *type = config_get_string(option, "datatype");
+  find(config_nearest(option, "datatype"), refused ? Rule::dnsmasq_value : Rule::dhcp_option_form,
+       {*type == '\0' ? "datatype is not set" : "'" + printable(type) + "' is no datatype",
+        "write ipv4, str, hex, 1byte, 2byte or 4byte"});
+}
+
+void check_custom_option(const ConfigNode *option) {
+  static constexpr char forms[] = "ipv4 str hex 1byte 2byte 4byte";
+  if (!config_get_bool(option, "enable")) return;
+  check_rules(option, option_rules, Rule::dnsmasq_effect);
+  const char *type = config_get_string(option, "datatype");
+  const bool wants_addresses = is_among(address_options, config_get_int(option, "option"));
+  if (!is_word_of(type, forms)) {
+    check_formless(option);
+  } else if (strcmp(type, "ipv4") == 0) {
+    const Rule broken = wants_addresses ? Rule::dnsmasq_value : Rule::dnsmasq_effect;
+    check_rules(option, option_ipv4, broken);
+    check_texts(option, "value_ipv4_list", option_addresses, broken);
+  } else if (wants_addresses) {
+    find(config_object_get(option, "datatype"), Rule::dnsmasq_value,
+         {"the values of option " + std::to_string(config_get_int(option, "option")) + " are addresses",
+          "give it the datatype ipv4"});
+  } else {
+    check_variants(option, "datatype", option_variants, Rule::dnsmasq_effect);
+  }
+}
+
+// Every "-" of a hardware address is written as ":".
+void check_identifier(const ConfigNode *lease) {
+  if (!text_equals(lease, "type", "mac")) {
+    check_rules(lease, lease_by_device, Rule::dnsmasq_effect);
+    return;
+  }
+  std::string mac = config_get_string(lease, "mac");
+  std::replace(mac.begin(), mac.end(), '-', ':');
+  if (mac.find('"') == std::string::npos && !is_colon_hex(mac))
+    find(config_object_get(lease, "mac"), Rule::dnsmasq_value,
+         {"'" + printable(mac) + "' is not a MAC address", "write one such as 00:11:22:33:44:55"});
+  else
+    check_rules(lease, lease_by_mac, Rule::dnsmasq_effect);
+}
+
+// False for a reservation that the run leaves out.
+bool claim_address(DhcpCheck &check, const ConfigNode *server, const ConfigNode *lease) {
+  const char *address = config_get_string(lease, "ip");
+  const auto [row, is_new] = check.reserved.emplace(address, Reservation{lease, server});
+  if (is_new) return true;
+  const bool same_server = row->second.server == server;
+  find(config_nearest(lease, "ip"), same_server ? Rule::lease_twice : Rule::lease_elsewhere,
+       {address, path_of(row->second.lease)});
+  return !same_server;
+}
+
+void check_static_lease(DhcpCheck &check, const ConfigNode *part, const ConfigNode *server, const ConfigNode *lease) {
+  check_rules(lease, lease_rules, Rule::dnsmasq_effect);
+  const char *text = config_get_string(lease, "ip");
+  if (*text != '\0' && !claim_address(check, server, lease)) return;
+  check_identifier(lease);
+  const std::optional<uint32_t> address = ipv4_address(text);
+  if (!address.has_value()) return;
+  const ConfigNode *place = config_object_get(lease, "ip");
+  if (address == ipv4_address(own_address(part)))
+    find(place, Rule::lease_of_router, {text});
+  else
+    check_in_subnet(place, part, *address);
+}
+
+void check_server(DhcpCheck &check, const ConfigNode *part, const ConfigNode *server) {
+  check_lease_range(part, server);
+  if (const int32_t seconds = config_get_duration(server, "lease_time"); seconds < 120)
+    find(config_nearest(server, "lease_time"), Rule::dhcp_lease_time, {std::to_string(seconds)});
+  check_rules(server, dhcp_rules, Rule::dnsmasq_effect);
+  check_variants(server, "advanced.mtu", mtu_variants, Rule::dnsmasq_effect);
+  check_unset_options(server);
+  check_announced(server);
+  for_each_element(config_array(server, "advanced.custom_option"), check_custom_option);
+  for_each_element(config_array(server, "advanced.static_lease"), [&](const ConfigNode *lease) {
+    check_static_lease(check, part, server, lease);
+  });
+}
+
+void check_part(DhcpCheck &check, const NetworkNode *node) {
+  const ConfigNode *part = network_config(node);
+  const ConfigNode *server = config_object(part, "dhcp_server");
+  const bool serves = config_get_bool(server, "enable");
+  if (!serves && config_array_count(config_array(part, "dhcp_relay")) == 0) return;
+  const auto taken = check.passthrough.find(network_find_parent(node, NETWORK_NODE_DEVICE));
+  if (taken != check.passthrough.end() && taken->first != nullptr) {
+    find(serves ? server : config_array(part, "dhcp_relay"), Rule::dhcp_taken, {network_name(taken->second)});
+  } else if (serves) {
+    if (network_interface_type(node) == NETWORK_INTERFACE_HYBRID) find(server, Rule::dhcp_hybrid);
+    check_server(check, part, server);
+  } else {
+    check_each(part, "dhcp_relay", relay_rules, Rule::dnsmasq_effect);
+  }
+}
+
+bool has_server(const NetworkNode *node) {
+  const uint32_t type = network_interface_type(node);
+  return type == NETWORK_INTERFACE_STATIC || type == NETWORK_INTERFACE_HYBRID;
+}
+
+// Servers where no writer looks for them: on interfaces that ask for their own address, below ipv6.
+void check_unused(const NetworkModel *model, const ConfigNode *interface) {
+  if (!config_get_bool(interface, "enable")) return;
+  for (const char *family : {"ipv4", "ipv6"}) {
+    const ConfigNode *part = config_object(interface, family);
+    if (!config_get_bool(part, "dhcp_server.enable")) continue;
+    const NetworkNode *node = network_find_proto(model, interface, family);
+    const char *type = network_type(node) == NETWORK_NODE_PROTO ? config_get_string(part, "type")
+                                                                : config_get_string(interface, "type");
+    if (strcmp(family, "ipv6") == 0)
+      find(config_object(part, "dhcp_server"), Rule::dhcp_unused, {"below ipv6"});
+    else if (node != nullptr && !has_server(node))
+      find(config_object(part, "dhcp_server"), Rule::dhcp_unused, {"on an interface of type " + printable(type)});
+  }
+}
+
+}  // namespace
+
+void check_dhcp(const NetworkModel *model, const ConfigNode *root) {
+  DhcpCheck check;
+  const NetworkNode *node = network_first_type(model, NETWORK_NODE_INTERFACE);
+  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_INTERFACE))
+    if (network_interface_type(node) == NETWORK_INTERFACE_PASSTHROUGH)
+      check.passthrough.emplace(network_find_parent(node, NETWORK_NODE_DEVICE), node);
+  node = network_first_type(model, NETWORK_NODE_PROTO);
+  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_PROTO))
+    if (has_server(node)) check_part(check, node);
+  for_each_member(config_object(root, "network.interface"),
+                  [model](const ConfigNode *interface) { check_unused(model, interface); });
+}

@@ -1,0 +1,124 @@
+// Interfaces and their protocol parts.
+#include <cstring>
+#include <string>
+
+#include "check/check.h"
+#include "check/find.h"
+#include "check/ipv4.h"
+#include "check/values.h"
+#include "config/characters.h"
+
+namespace {
+
+constexpr ValueRule link_rules[] = {optional(rule("mac", Test::mac)), optional(range("mtu", 68, 65535)), end_of_rules};
+constexpr ValueRule name_server_rules[] = {rule("", Test::address), end_of_rules};
+constexpr ValueRule static_ipv6_rules[] = {rule("static.address", Test::ipv6_network), end_of_rules};
+constexpr ValueRule delegation_rules[] = {range("prefix_length", 1, 128),
+                                          optional(rule("prefix_id", Test::hexadecimal)), end_of_rules};
+
+// An interface with an address, a mask or a gateway that is none stays down; one without an address comes up.
+void check_address(const ConfigNode *part) {
+  static constexpr ValueRule address_rules[] = {rule("address", Test::ipv4_network), end_of_rules};
+  static constexpr ValueRule gateway_rules[] = {optional(rule("gateway", Test::ipv4)), end_of_rules};
+  const char *address = config_get_string(part, "address");
+  const bool refused = *address != '\0' && !ipv4_network(address).has_value();
+  check_rules(part, address_rules, refused ? Rule::address : Rule::uci_missing);
+  check_rules(part, gateway_rules, Rule::address);
+}
+
+void check_part(const NetworkNode *part) {
+  const ConfigNode *config = network_config(part);
+  check_rules(config, link_rules, Rule::uci_value);
+  switch (network_interface_type(part)) {
+    case NETWORK_INTERFACE_STATIC:
+    case NETWORK_INTERFACE_HYBRID:
+      check_address(config);
+      check_texts(config, "dns", name_server_rules, Rule::uci_value);
+      break;
+    case NETWORK_INTERFACE_PREFIX_DELEGATION:
+      check_rules(config, delegation_rules, Rule::uci_value);
+      [[fallthrough]];
+    case NETWORK_INTERFACE_DHCPV6:
+      if (config_get_bool(config, "static.enable")) check_rules(config, static_ipv6_rules, Rule::uci_value);
+      break;
+    default:
+      break;
+  }
+}
+
+constexpr ValueRule passthrough_rules[] = {rule("passthrough.src", Test::texts),
+                                      one_line("passthrough.pppoe_server.custom.config_file"), end_of_rules};
+constexpr ValueRule pppoe_rules[] = {one_line("pppoe.custom.config_file"), end_of_rules};
+constexpr ValueRule ancillary_rules[] = {rule("passthrough.ancillary.address", Test::ipv4_masked),
+                                    rule("passthrough.ancillary.gw", Test::ipv4), end_of_rules};
+
+constexpr ValueRule modem_rules[] = {
+    rule("modem.device", Test::entry, "network.modem"),
+    range("modem.sd", 0, 0xffffff),
+    end_of_rules,
+};
+constexpr ValueRule custom_sst_rules[] = {range("modem.custom_sst", 0, 0xff), end_of_rules};
+constexpr Variant sst_variants[] = {{"custom", custom_sst_rules}, {nullptr, nullptr}};
+constexpr ValueRule custom_gateway_rules[] = {rule("modem.custom_gw.gateway", Test::filled), end_of_rules};
+// The list of access points separates its columns by commas and quotes the words in them without escapes.
+constexpr ValueRule apn_rules[] = {rule("apn", Test::without, ","), rule("ip_version", Test::without, "'"),
+                              rule("auth", Test::without, "'"), rule("match_plmn", Test::without, "'"), end_of_rules};
+
+void check_modem(const ConfigNode *config) {
+  check_rules(config, modem_rules, Rule::uci_missing);
+  check_variants(config, "modem.sst", sst_variants, Rule::uci_value);
+  if (config_get_bool(config, "modem.custom_gw.enable")) check_rules(config, custom_gateway_rules, Rule::uci_missing);
+  check_each(config, "modem.apn", apn_rules, Rule::uci_value);
+}
+
+// The devices of these stand in the file of dnsmasq, without quotes.
+bool is_kept_from_dnsmasq(const NetworkNode *interface) {
+  const uint32_t type = network_interface_type(interface);
+  return type == NETWORK_INTERFACE_PASSTHROUGH || type == NETWORK_INTERFACE_HOTSPOT;
+}
+
+void check_device(const NetworkNode *interface) {
+  const ConfigNode *place = config_nearest(network_config(interface), "device");
+  const NetworkNode *device = network_find_parent(interface, NETWORK_NODE_DEVICE);
+  if (device == nullptr)
+    find(place, Rule::no_device);
+  else if (is_kept_from_dnsmasq(interface) && strchr(network_name(device), '"') != nullptr)
+    find(place, Rule::dnsmasq_value, {"the name of the device holds '\"'", "give the device another name"});
+}
+
+void check_interface(const NetworkNode *interface) {
+  static constexpr ValueRule mtu_rules[] = {optional(range("mtu", 68, 65535)), end_of_rules};
+  const ConfigNode *config = network_config(interface);
+  switch (network_interface_type(interface)) {
+    case NETWORK_INTERFACE_MODEM:
+      check_modem(config);
+      return;
+    case NETWORK_INTERFACE_PASSTHROUGH:
+      check_rules(config, passthrough_rules, Rule::uci_missing);
+      if (config_get_bool(config, "passthrough.ancillary.enable"))
+        check_rules(config, ancillary_rules, Rule::uci_missing);
+      break;
+    case NETWORK_INTERFACE_PPPOE:
+      if (!config_get_bool(config, "enable")) return;
+      check_rules(config, pppoe_rules, Rule::uci_value);
+      break;
+    case NETWORK_INTERFACE_ETHERNET:
+      check_rules(config, mtu_rules, Rule::uci_value);
+      break;
+    case NETWORK_INTERFACE_HOTSPOT:
+    case NETWORK_INTERFACE_WISUN:
+      break;
+    default:
+      return;
+  }
+  check_device(interface);
+}
+
+}  // namespace
+
+void check_interfaces(const NetworkModel *model) {
+  const NetworkNode *node = network_first_type(model, NETWORK_NODE_INTERFACE);
+  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_INTERFACE)) check_interface(node);
+  node = network_first_type(model, NETWORK_NODE_PROTO);
+  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_PROTO)) check_part(node);
+}

@@ -1,0 +1,221 @@
+// IPsec tunnels.
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "check/check.h"
+#include "check/find.h"
+#include "check/values.h"
+#include "config/report.h"
+
+namespace {
+
+constexpr char interfaces[] = "network.interface";
+
+// A quote without its end takes in the lines that follow.
+constexpr ValueRule tunnel_rules[] = {
+    as(Rule::ipsec_effect, optional(rule("ipsec_failover", Test::entry, "vpn.ipsec.tunnel"))),
+    as(Rule::ipsec_effect, rule("mode", Test::filled)),
+    one_of("mode", "tunnel transport transport_proxy passthrough drop"),
+    as(Rule::ipsec_effect, rule("ike.version", Test::filled)),
+    one_of("ike.version", "ikev1 ikev2 ike"),
+    as(Rule::ipsec_effect, rule("local.type", Test::filled)),
+    as(Rule::ipsec_effect, rule("remote.ip_version", Test::filled)),
+    no_quote("remote.peer_selection"),
+    as(Rule::ipsec_effect, rule("remote.peer_selection", Test::filled)),
+    as(Rule::ipsec_effect, rule("remote.peer_selection", Test::without, IPSEC_WORD_ENDS)),
+    one_of("auth.type", "secret asymmetric-secrets rsasig x509 scep"),
+    end_of_rules,
+};
+// It names the line of the second list of proposals.
+constexpr ValueRule type_rules[] = {one_of("type", "esp ah"), end_of_rules};
+constexpr ValueRule lifetime_rules[] = {at_least("ike.phase1_lifetime", 1), at_least("ike.phase2_lifetime", 1),
+                                        end_of_rules};
+constexpr ValueRule local_interface_rules[] = {rule("local.interface", Test::entry, interfaces), end_of_rules};
+constexpr Variant local_variants[] = {{"interface", local_interface_rules}, {nullptr, nullptr}};
+
+// Elements of lists: of hosts, and of algorithms, whose list "!" ends.
+constexpr char element_ends[] = IPSEC_WORD_ENDS ",;";
+constexpr char algorithm_ends[] = IPSEC_WORD_ENDS ",!";
+
+constexpr ValueRule ipv4_peer_rules[] = {as(Rule::ipsec_value, no_quote("hostname")), rule("hostname", Test::filled),
+                                         rule("hostname", Test::without, element_ends), end_of_rules};
+constexpr ValueRule ipv6_peer_rules[] = {as(Rule::ipsec_value, no_quote("hostname6")), rule("hostname6", Test::filled),
+                                         rule("hostname6", Test::without, element_ends), end_of_rules};
+
+constexpr ValueRule proposal_rules[] = {as(Rule::ipsec_value, no_quote("cipher")),
+                                        rule("cipher", Test::filled),
+                                        rule("cipher", Test::without, algorithm_ends),
+                                        as(Rule::ipsec_value, no_quote("hash")),
+                                        rule("hash", Test::filled),
+                                        rule("hash", Test::without, algorithm_ends),
+                                        as(Rule::ipsec_value, no_quote("dh_group")),
+                                        rule("dh_group", Test::filled),
+                                        rule("dh_group", Test::without, algorithm_ends),
+                                        end_of_rules};
+constexpr ValueRule dpd_rules[] = {range("dpd.delay", 1, INT_MAX), range("dpd.timeout", 1, INT_MAX), end_of_rules};
+// The password stands in quotes, without escapes.
+constexpr ValueRule xauth_rules[] = {no_quote("xauth_client.username"),
+                                     as(Rule::ipsec_effect, rule("xauth_client.username", Test::filled)),
+                                     as(Rule::ipsec_effect, rule("xauth_client.username", Test::without, " #=")),
+                                     as(Rule::ipsec_effect, rule("xauth_client.username", Test::not_first, "'")),
+                                     as(Rule::ipsec_effect, rule("xauth_client.password", Test::filled)),
+                                     secret(no_quote("xauth_client.password")),
+                                     end_of_rules};
+
+// What a tunnel needs by the way it authenticates.
+constexpr char key_label[] = "PRIVATE KEY";
+constexpr char certificate_label[] = "CERTIFICATE";
+constexpr ValueRule secret_rules[] = {as(Rule::ipsec_effect, rule("auth.secret", Test::filled)), end_of_rules};
+constexpr ValueRule asymmetric_rules[] = {as(Rule::ipsec_effect, rule("auth.local_secret", Test::filled)),
+                                          as(Rule::ipsec_effect, rule("auth.remote_secret", Test::filled)),
+                                          end_of_rules};
+constexpr ValueRule rsasig_rules[] = {secret(rule("auth.private_key", Test::pem, key_label)),
+                                      secret(rule("auth.peer_public_key", Test::pem, "PUBLIC KEY")), end_of_rules};
+constexpr ValueRule x509_rules[] = {secret(rule("auth.private_key", Test::pem, key_label)),
+                                    secret(rule("auth.cert", Test::pem, certificate_label)),
+                                    as(Rule::ipsec_effect, rule("auth.peer_verify", Test::filled)), end_of_rules};
+constexpr ValueRule scep_rules[] = {as(Rule::ipsec_skipped, rule("auth.scep_client", Test::entry, "network.scep_client")),
+                                    end_of_rules};
+constexpr Variant auth_variants[] = {{"secret", secret_rules}, {"asymmetric-secrets", asymmetric_rules},
+                                     {"rsasig", rsasig_rules}, {"x509", x509_rules},
+                                     {"scep", scep_rules},     {nullptr, nullptr}};
+constexpr ValueRule peer_cert_rules[] = {secret(rule("auth.peer_cert", Test::pem, certificate_label)), end_of_rules};
+constexpr ValueRule peer_ca_rules[] = {as(Rule::ipsec_effect, rule("auth.peer_ca", Test::filled)),
+                                       secret(pem_and_more("auth.peer_ca", certificate_label)),
+                                       rule("auth.peer_ca_dn", Test::closed),
+                                       as(Rule::ipsec_effect, rule("auth.peer_ca_dn", Test::quoted, "=#\"")),
+                                       end_of_rules};
+constexpr Variant peer_variants[] = {{"cert", peer_cert_rules}, {"ca", peer_ca_rules}, {nullptr, nullptr}};
+
+constexpr char selector_ends[] = IPSEC_WORD_ENDS ",/[]";
+
+constexpr const char *selector_keys[] = {"protocol", "port", nullptr};
+constexpr ValueRule selector_rules[] = {as(Rule::ipsec_value, no_quote("protocol")),
+                                        rule("protocol", Test::without, selector_ends),
+                                        as(Rule::ipsec_value, no_quote("port")),
+                                        rule("port", Test::without, selector_ends), end_of_rules};
+constexpr ValueRule remote_network_rules[] = {as(Rule::ipsec_value, no_quote("remote.network")),
+                                              optional(rule("remote.network", Test::network)), end_of_rules};
+constexpr ValueRule policy_rules[] = {one_of("local.type", "address network custom request dynamic"), end_of_rules};
+constexpr ValueRule policy_address[] = {rule("local.address", Test::entry, interfaces), end_of_rules};
+constexpr ValueRule policy_network[] = {rule("local.network", Test::entry, interfaces), end_of_rules};
+constexpr ValueRule policy_custom[] = {rule("local.custom", Test::filled),
+                                       as(Rule::ipsec_value, no_quote("local.custom")),
+                                       as(Rule::ipsec_effect, rule("local.custom", Test::network)), end_of_rules};
+constexpr Variant policy_variants[] = {
+    {"address", policy_address}, {"network", policy_network}, {"custom", policy_custom}, {nullptr, nullptr}};
+
+constexpr int32_t longest_peer_identity = 240;
+constexpr const char *peer_identity_keys[] = {"id.raw_id",  "id.ipv4_id",  "id.ipv6_id", "id.rfc822_id",
+                                              "id.fqdn_id", "id.keyid_id", nullptr};
+
+constexpr char typed_identities[] = "raw ipv4 ipv6 rfc822 fqdn keyid";
+
+// An identity stands in quotes, without escapes. The file of shared secrets has it without quotes; where keys
+// authenticate, what is written there decides nothing.
+void check_identity(const ConfigNode *owner, bool shared_secret) {
+  const char *type = config_get_string(owner, "id.type");
+  if (type == nullptr || !is_word_of(type, typed_identities)) return;
+  const std::string key = std::string("id.") + type + "_id";
+  // These two are written as digits.
+  const bool encoded = strncmp(config_get_string(owner, key.c_str()), "@[", 2) == 0;
+  const ValueRule value_rules[] = {as(encoded ? Rule::ipsec_effect : Rule::ipsec_value, no_quote(key.c_str())),
+                                   rule(key.c_str(), Test::filled),
+                                   rule(key.c_str(), Test::without, shared_secret ? "\\ " : "\\"),
+                                   rule(key.c_str(), Test::not_first, shared_secret ? "#'" : ""), end_of_rules};
+  check_rules(owner, value_rules, Rule::ipsec_effect);
+}
+
+// The identities of the peers are one list, whose elements are cut to a length.
+void check_peer_identity(const ConfigNode *owner, bool shared_secret) {
+  check_identity(owner, shared_secret);
+  for (const char *const *key = peer_identity_keys; *key != nullptr; ++key) {
+    const ValueRule list_rules[] = {rule(*key, Test::without, ";"), at_most(*key, longest_peer_identity), end_of_rules};
+    check_rules(owner, list_rules, Rule::ipsec_effect);
+  }
+}
+
+bool has_shared_secret(const ConfigNode *tunnel) {
+  return text_equals(tunnel, "auth.type", "secret") || text_equals(tunnel, "auth.type", "asymmetric-secrets");
+}
+
+void check_peers(const ConfigNode *tunnel) {
+  const ConfigNode *peers = config_array(tunnel, "remote.peers");
+  const size_t count = config_array_count(peers);
+  if (count == 0) find_unset(tunnel, "remote.peers", Rule::ipsec_effect, "list a peer, any for all comers");
+  const bool is_ipv6 = text_equals(tunnel, "remote.ip_version", "ipv6");
+  check_each(tunnel, "remote.peers", is_ipv6 ? ipv6_peer_rules : ipv4_peer_rules, Rule::ipsec_effect);
+  const bool shared_secret = has_shared_secret(tunnel);
+  for_each_element(peers, [count, is_ipv6, shared_secret](const ConfigNode *peer) {
+    const ConfigNode *host = config_object_get(peer, is_ipv6 ? "hostname6" : "hostname");
+    if (const char *name = config_string_get(host); count > 1 && name != nullptr && strcasecmp(name, "any") == 0)
+      find(host, Rule::ipsec_effect,
+           {std::string("'") + name + "' among several peers is a host name", "let it stand alone for all comers"});
+    if (config_get_bool(peer, "peer_id.enable")) check_peer_identity(config_object(peer, "peer_id"), shared_secret);
+  });
+}
+
+// The lists of algorithms may be left out, where the run does not restrict them.
+void check_proposals(const ConfigNode *tunnel, bool fips) {
+  std::string empty;
+  for (const char *key : {"ike.phase1_proposal", "ike.phase2_proposal"}) {
+    check_each(tunnel, key, proposal_rules, Rule::ipsec_effect);
+    if (config_array_count(config_array(tunnel, key)) > 0) continue;
+    if (fips)
+      find_unset(tunnel, key, Rule::ipsec_skipped, "list algorithms that system.fips allows");
+    else
+      empty = empty.empty() ? std::string(key) + " is" : "ike.phase1_proposal and ike.phase2_proposal are";
+  }
+  if (!empty.empty()) find(config_nearest(tunnel, "ike"), Rule::ipsec_proposals, {empty});
+}
+
+void check_lifetimes(const ConfigNode *tunnel) {
+  check_rules(tunnel, lifetime_rules, Rule::ipsec_effect);
+  const int32_t shorter = std::min(config_get_duration(tunnel, "ike.phase1_lifetime"),
+                                   config_get_duration(tunnel, "ike.phase2_lifetime"));
+  const int32_t margin = config_get_duration(tunnel, "ike.lifetime_margin");
+  const ConfigNode *place = config_nearest(tunnel, "ike.lifetime_margin");
+  if (shorter > 0 && margin == 0) find(place, Rule::ipsec_no_margin);
+  if (shorter > 0 && margin >= shorter)
+    find(place, Rule::ipsec_margin, {std::to_string(margin), std::to_string(shorter)});
+}
+
+void check_policy(const ConfigNode *policy) {
+  check_rules(policy, policy_rules, Rule::ipsec_skipped);
+  check_rules(policy, remote_network_rules, Rule::ipsec_effect);
+  check_variants(policy, "local.type", policy_variants, Rule::ipsec_skipped);
+  for (const char *side : {"local", "remote"}) {
+    const ConfigNode *end = config_object(policy, side);
+    check_rules(end, selector_rules, Rule::ipsec_effect);
+    const std::string keys = unset_keys(end, selector_keys, true);
+    if (!keys.empty()) find(end != nullptr ? end : policy, Rule::ipsec_selector, {keys});
+  }
+}
+
+void check_tunnel(const ConfigNode *tunnel, bool fips) {
+  if (!config_get_bool(tunnel, "enable")) return;
+  check_rules(tunnel, tunnel_rules, Rule::ipsec_value);
+  if (config_array_count(config_array(tunnel, "ike.phase2_proposal")) > 0)
+    check_rules(tunnel, type_rules, Rule::ipsec_value);
+  check_variants(tunnel, "local.type", local_variants, Rule::ipsec_skipped);
+  check_variants(tunnel, "auth.type", auth_variants, Rule::ipsec_value);
+  if (text_equals(tunnel, "auth.type", "x509"))
+    check_variants(tunnel, "auth.peer_verify", peer_variants, Rule::ipsec_value);
+  if (config_get_bool(tunnel, "dpd.enable")) check_rules(tunnel, dpd_rules, Rule::ipsec_effect);
+  if (config_get_bool(tunnel, "xauth_client.enable")) check_rules(tunnel, xauth_rules, Rule::ipsec_value);
+  check_proposals(tunnel, fips);
+  check_lifetimes(tunnel);
+  check_identity(config_object(tunnel, "local"), has_shared_secret(tunnel));
+  check_identity(config_object(tunnel, "remote"), has_shared_secret(tunnel));
+  check_peers(tunnel);
+  for_each_element(config_array(tunnel, "policy"), check_policy);
+}
+
+}  // namespace
+
+void check_ipsec(const ConfigNode *root) {
+  const bool fips = config_get_bool(root, "system.fips");
+  for_each_member(config_object(root, "vpn.ipsec.tunnel"),
+                  [fips](const ConfigNode *tunnel) { check_tunnel(tunnel, fips); });
+}

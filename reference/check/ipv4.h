@@ -1,0 +1,29 @@
+// IPv4 addresses and networks as numbers.
+#ifndef TESSERA_REFERENCE_CHECK_IPV4_H
+#define TESSERA_REFERENCE_CHECK_IPV4_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+struct Ipv4Network {
+  uint32_t address;  // as written, with the bits behind the prefix
+  uint32_t mask;
+
+  uint32_t first() const { return address & mask; }
+  uint32_t last() const { return address | ~mask; }
+  bool holds(uint32_t other) const { return ((address ^ other) & mask) == 0; }
+};
+
+// Nothing for a text that is no address.
+std::optional<uint32_t> ipv4_address(std::string_view text);
+
+// An address with a prefix length or a mask behind a slash; without one the address alone. Nothing for other texts.
+std::optional<Ipv4Network> ipv4_network(std::string_view text);
+
+// "192.168.1.0/24", and "192.168.1.1"
+std::string ipv4_text(const Ipv4Network &network);
+std::string ipv4_text(uint32_t address);
+
+#endif

@@ -1,0 +1,139 @@
+// What stands on what: interfaces on bridges, bonds and VLANs, and the link options that several sections would set.
+#include <cstring>
+
+#include "check/check.h"
+#include "check/find.h"
+#include "check/values.h"
+#include "config/characters.h"
+
+namespace {
+
+// The device that a VLAN stands on in the end; any other device itself.
+const NetworkNode *base_of(const NetworkModel *model, const NetworkNode *device) {
+  while (network_device_type(device) == NETWORK_DEVICE_VLAN)
+    device = network_find_device(model, config_get_ref(network_config(device), "device"));
+  return device;
+}
+
+// An interface that a tunnel device holds by itself is switched with it.
+bool is_own(const NetworkNode *interface, const NetworkNode *device) {
+  return network_config(interface) == network_config(device);
+}
+
+constexpr const char *link_options[] = {"mtu", "mac", "promisc"};
+
+// The options of an interface that stands on a bridge are written into its own section, and the bridge has another.
+void check_bridge_options(const NetworkNode *interface) {
+  const ConfigNode *config = network_config(interface);
+  std::string keys;
+  const ConfigNode *place = config;
+  const auto add = [&](const ConfigNode *holder, const char *prefix, const char *key) {
+    if (!config_has_key(holder, key)) return;
+    if (keys.empty()) place = config_object_get(holder, key);
+    keys.append(keys.empty() ? "" : ", ").append(prefix).append(key);
+  };
+  add(config, "", "mtu");
+  for (const char *key : link_options) {
+    add(config_object(config, "ipv4"), "ipv4.", key);
+    add(config_object(config, "ipv6"), "ipv6.", key);
+  }
+  if (!keys.empty()) find(place, Rule::bridge_options, {keys});
+}
+
+std::string shown(const ConfigNode *part, const char *key) {
+  if (strcmp(key, "mac") == 0) return "'" + printable(config_get_string(part, key)) + "'";
+  if (strcmp(key, "mtu") == 0) return std::to_string(config_get_int(part, key));
+  return config_get_bool(part, key) ? "true" : "false";
+}
+
+void check_differing_options(const ConfigNode *interface) {
+  const ConfigNode *ipv4 = config_object(interface, "ipv4");
+  const ConfigNode *ipv6 = config_object(interface, "ipv6");
+  if (!config_get_bool(ipv4, "enable") || !config_get_bool(ipv6, "enable")) return;
+  for (const char *key : link_options) {
+    if (!config_has_key(ipv4, key) || !config_has_key(ipv6, key)) continue;
+    const std::string here = shown(ipv6, key);
+    const std::string there = shown(ipv4, key);
+    if (here != there)
+      find(config_object_get(ipv6, key), Rule::link_options_differ, {key, here, there, path_of(ipv4)});
+  }
+}
+
+// The section of a part gets both, the interface's after its own.
+void check_mtu_twice(const ConfigNode *interface) {
+  if (!config_has_key(interface, "mtu")) return;
+  for (const char *family : {"ipv4", "ipv6"}) {
+    const ConfigNode *part = config_object(interface, family);
+    if (!config_get_bool(part, "enable") || !config_has_key(part, "mtu")) continue;
+    if (shown(part, "mtu") != shown(interface, "mtu"))
+      find(config_object_get(part, "mtu"), Rule::mtu_twice, {shown(part, "mtu"), shown(interface, "mtu")});
+  }
+}
+
+void check_interface(const NetworkModel *model, const NetworkNode *interface) {
+  const ConfigNode *config = network_config(interface);
+  const NetworkNode *device = network_find_parent(interface, NETWORK_NODE_DEVICE);
+  if (device == nullptr || is_own(interface, device)) return;
+  const NetworkNode *base = base_of(model, device);
+  if (base != nullptr && is_off_device(base))
+    find(config_nearest(config, "device"), Rule::stands_on_disabled, {path_of(network_config(base))});
+  if (network_interface_type(interface) != NETWORK_INTERFACE_ETHERNET) return;
+  if (network_first_type(interface, NETWORK_NODE_PROTO) == nullptr && !config_get_bool(config, "ipv4.enable") &&
+      !config_get_bool(config, "ipv6.enable"))
+    find(config, Rule::no_part);
+  check_mtu_twice(config);
+  if (network_device_type(device) == NETWORK_DEVICE_BRIDGE)
+    check_bridge_options(interface);
+  else
+    check_differing_options(config);
+}
+
+// An interface of network.interface on that device; null when there is none.
+const NetworkNode *interface_on(const NetworkNode *device) {
+  const NetworkNode *interface = network_first_type(device, NETWORK_NODE_INTERFACE);
+  while (interface != nullptr && is_own(interface, device))
+    interface = network_next_type(device, interface, NETWORK_NODE_INTERFACE);
+  return interface;
+}
+
+void check_members(const NetworkModel *model, const NetworkNode *master, uint32_t member_type) {
+  const ConfigNode *config = network_config(master);
+  if (!config_get_bool(config, "enable") || text_equals(config, "mode", "switch")) return;
+  const NetworkNode *member = network_first_type(master, member_type);
+  for (; member != nullptr; member = network_next_type(master, member, member_type)) {
+    const NetworkNode *interface = interface_on(network_find_device(model, network_config(member)));
+    if (interface == nullptr) continue;
+    const ConfigNode *owner = network_config(interface);
+    find(config_nearest(owner, "device"), Rule::member_with_interface,
+         {network_name(member), path_of(config), network_name(interface)});
+  }
+}
+
+}  // namespace
+
+bool is_off_device(const NetworkNode *device) {
+  const ConfigNode *config = network_config(device);
+  switch (network_device_type(device)) {
+    case NETWORK_DEVICE_BRIDGE:
+    case NETWORK_DEVICE_BOND:
+    case NETWORK_DEVICE_IPTUNNEL:
+    case NETWORK_DEVICE_MACSEC:
+    case NETWORK_DEVICE_WIREGUARD:
+    case NETWORK_DEVICE_IPSEC:
+      return !config_get_bool(config, "enable");
+    case NETWORK_DEVICE_L2TPETH:
+      return !config_get_bool(config_node_parent(config_node_parent(config)), "enable");
+    default:
+      return false;
+  }
+}
+
+void check_layers(const NetworkModel *model) {
+  const NetworkNode *node = network_first_type(model, NETWORK_NODE_INTERFACE);
+  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_INTERFACE)) check_interface(model, node);
+  node = network_first_type(model, NETWORK_NODE_DEVICE);
+  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_DEVICE)) {
+    if (network_device_type(node) == NETWORK_DEVICE_BRIDGE) check_members(model, node, NETWORK_NODE_BRIDGE_PORT);
+    if (network_device_type(node) == NETWORK_DEVICE_BOND) check_members(model, node, NETWORK_NODE_BOND_SLAVE);
+  }
+}

@@ -1,0 +1,98 @@
+// Static, multicast and policy routes, and the networks that NHRP serves.
+#include <cstring>
+
+#include "check/check.h"
+#include "check/find.h"
+#include "check/ipv4.h"
+#include "check/values.h"
+#include "config/characters.h"
+
+namespace {
+
+constexpr ValueRule global_rules[] = {optional(rule("network.advanced.ula_prefix", Test::ipv6_network)), end_of_rules};
+constexpr ValueRule route_rules[] = {optional(rule("gateway", Test::ipv4)), range("mtu", 0, 65535), end_of_rules};
+constexpr ValueRule domain_policy_rules[] = {
+    rule("dst.domain", Test::texts), rule("ip_version", Test::filled),
+    as(Rule::dnsmasq_value, line("ipset={dst.domain#1}/domain-policy-9,domain6-policy-9", dnsmasq_line)), end_of_rules};
+constexpr ValueRule domain_rules[] = {as(Rule::dnsmasq_value, no_quote("")), rule("", Test::without, " /,"),
+                                      end_of_rules};
+
+// A destination takes a prefix length, no mask.
+void check_destination(const ConfigNode *route) {
+  const char *text = config_get_string(route, "dst");
+  const ConfigNode *value = config_nearest(route, "dst");
+  if (*text == '\0') {
+    find(value, Rule::route_no_dst);
+    return;
+  }
+  const std::optional<Ipv4Network> network = ipv4_network(text);
+  const char *slash = strchr(text, '/');
+  if (!network.has_value() || (slash != nullptr && strchr(slash, '.') != nullptr))
+    find(value, Rule::route_dst, {printable(text), "IPv4 address or network"});
+  else if (network->first() != network->address)
+    find(value, Rule::route_host_bits, {text, ipv4_text(*network)});
+}
+
+// A route over that interface is written without it unless something serves IPv4 there.
+void check_route_interface(const NetworkModel *model, const ConfigNode *value, const ConfigNode *interface) {
+  if (interface == nullptr)
+    find(value, Rule::route_no_interface, {"interface is not set"});
+  else if (network_find_proto(model, interface, "ipv4") == nullptr)
+    find(value, Rule::route_no_interface, {"nothing serves IPv4 on that interface, the route is written without it"});
+}
+
+void check_static_route(const NetworkModel *model, const ConfigNode *route) {
+  if (!config_get_bool(route, "enable")) return;
+  check_destination(route);
+  check_rules(route, route_rules, Rule::route_value);
+  check_route_interface(model, config_nearest(route, "interface"), config_get_ref(route, "interface"));
+}
+
+void check_multicast_route(const NetworkModel *model, const ConfigNode *route) {
+  if (!config_get_bool(route, "enable")) return;
+  check_destination(route);
+  check_rules(route, route_rules, Rule::route_value);
+  const ConfigNode *interfaces = config_array(route, "interface");
+  const size_t count = config_array_count(interfaces);
+  if (count == 0) find(config_nearest(route, "interface"), Rule::route_no_interface, {"interface is not set"});
+  if (count > 1) find(interfaces, Rule::multicast_interfaces, {std::to_string(count)});
+  size_t index = 0;
+  for_each_element(interfaces, [&](const ConfigNode *element) {
+    check_route_interface(model, element, config_array_get_ref(interfaces, index++));
+  });
+}
+
+void check_policy(const ConfigNode *policy) {
+  if (!config_get_bool(policy, "enable") || !text_equals(policy, "dst.type", "domain")) return;
+  check_rules(policy, domain_policy_rules, Rule::policy_value);
+  check_texts(policy, "dst.domain", domain_rules, Rule::policy_value);
+}
+
+// A tunnel counts as NHRP's when the network's text holds its name anywhere.
+void check_nhrp_network(const ConfigNode *tunnels, const ConfigNode *network) {
+  const char *text = config_get_string(network, "ipsec");
+  bool matched = *text == '\0';
+  for_each_member(tunnels, [&](const ConfigNode *tunnel) {
+    if (strstr(text, config_key(tunnel)) == nullptr) return;
+    matched = true;
+    if (!is_word_of(config_key(tunnel), text))
+      find(tunnel, Rule::nhrp_name,
+           {"the tunnel counts as run by NHRP, as its name is a part of '" + printable(text) + "'"});
+  });
+  if (!matched)
+    find(config_nearest(network, "ipsec"), Rule::nhrp_name, {"'" + printable(text) + "' names no IPsec tunnel"});
+}
+
+}  // namespace
+
+void check_routes(const ConfigNode *root, const NetworkModel *model) {
+  check_rules(root, global_rules, Rule::uci_value);
+  for_each_element(config_array(root, "network.route.static"),
+                   [model](const ConfigNode *route) { check_static_route(model, route); });
+  for_each_member(config_object(root, "service.multicast"),
+                  [model](const ConfigNode *route) { check_multicast_route(model, route); });
+  for_each_element(config_array(root, "network.route.policy"), check_policy);
+  const ConfigNode *tunnels = config_object(root, "vpn.ipsec.tunnel");
+  for_each_element(config_array(root, "network.route.service.nhrp.network"),
+                   [tunnels](const ConfigNode *network) { check_nhrp_network(tunnels, network); });
+}

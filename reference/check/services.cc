@@ -1,0 +1,143 @@
+// Name service, web filter, and authentication.
+#include <cstring>
+
+#include "check/check.h"
+#include "check/find.h"
+#include "check/values.h"
+
+namespace {
+
+constexpr ValueRule web_filter_rules[] = {rule("firewall.web_filter.service", Test::filled), end_of_rules};
+
+// A double quote opens a word that the line does not close. Where it is none, dnsmasq takes nearly every text.
+constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, no_quote("domain")),
+                                          rule("domain", Test::without, " ,"),
+                                          rule("address", Test::filled),
+                                          as(Rule::dnsmasq_value, rule("address", Test::server)),
+                                          as(Rule::dnsmasq_value, line("server=/{domain}/{address}", dnsmasq_line)),
+                                          end_of_rules};
+constexpr ValueRule dns_host_rules[] = {as(Rule::dnsmasq_value, no_quote("name")),
+                                        rule("name", Test::filled),
+                                        rule("name", Test::without, " ,"),
+                                        as(Rule::dnsmasq_value, no_quote("address")),
+                                        rule("address", Test::address),
+                                        as(Rule::dnsmasq_value, line("host-record={name},{address}", dnsmasq_line)),
+                                        end_of_rules};
+constexpr ValueRule allowlist_rules[] = {
+    rule("", Test::filled), as(Rule::dnsmasq_value, no_quote("")), rule("", Test::without, " /,"),
+    as(Rule::dnsmasq_value, at_most("", dnsmasq_line - static_cast<int32_t>(sizeof "server=//#" - 1))), end_of_rules};
+
+// Separates the arguments of a module, and ends a rule.
+constexpr char argument_ends[] = " []#";
+
+constexpr ValueRule radius_server_rules[] = {
+    rule("hostname", Test::filled),
+    rule("hostname", Test::without, " "),
+    as(Rule::auth_effect, rule("hostname", Test::not_first, "#")),
+    range("port", 1, 65535),
+    rule("secret", Test::filled),
+    secret(rule("secret", Test::without, " ")),
+    as(Rule::auth_effect, secret(rule("secret", Test::without, "]"))),
+    line("[{hostname}]:{port} {secret+]} {timeout}", radius_line),
+    range("timeout", 0, INT_MAX),
+    as(Rule::auth_effect, range("timeout", 1, INT_MAX)),
+    end_of_rules};
+constexpr ValueRule radius_rules[] = {
+    rule("nas_id", Test::without, argument_ends),
+    line("httpd_login auth [success=done new_authtok_reqd=done auth_err=die user_unknown=die default=ignore] "
+         "pam_radius_auth.so try_first_pass debug require_message_authenticator localifdown client_id={nas_id} "
+         "conf=/var/run/radius.conf",
+         pam_line),
+    end_of_rules};
+
+constexpr ValueRule ldap_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, " "),
+                                      range("port", 1, 65535), end_of_rules};
+constexpr ValueRule ldap_rules[] = {
+    rule("base_dn", Test::filled),
+    rule("base_dn", Test::not_first, " "),
+    rule("base_dn", Test::not_last, " "),
+    rule("login_attribute", Test::filled),
+    rule("login_attribute", Test::without, " "),
+    rule("bind_dn", Test::not_first, " "),
+    rule("bind_dn", Test::not_last, " "),
+    secret(rule("bind_password", Test::not_first, " ")),
+    secret(rule("bind_password", Test::not_last, " ")),
+    rule("tls", Test::filled),
+    rule("group_attribute", Test::filled),
+    rule("group_attribute", Test::without, argument_ends),
+    line("httpd_login auth [success=done new_authtok_reqd=done auth_err=die user_unknown=die default=ignore] "
+         "pam_ldap.so try_first_pass groupname={group_attribute} config=/var/run/ldap.conf",
+         pam_line),
+    end_of_rules,
+};
+
+constexpr ValueRule tacacs_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, argument_ends),
+                                        range("port", 1, 65535), rule("secret", Test::filled),
+                                        secret(rule("secret", Test::without, "#")),
+                                        // It would take away the meaning of the bracket behind it.
+                                        secret(rule("secret", Test::not_last, "\\")), end_of_rules};
+constexpr ValueRule tacacs_rules[] = {
+    rule("service", Test::filled),
+    rule("service", Test::without, argument_ends),
+    rule("group_attribute", Test::filled),
+    rule("group_attribute", Test::without, argument_ends),
+    line("httpd_login account [success=ok new_authtok_reqd=ok auth_err=die user_unknown=die default=1] pam_tacplus.so "
+         "debug try_first_pass login=pap service={service} protocol=https groupname={group_attribute}{server#26+]}",
+         pam_line),
+    end_of_rules};
+
+struct Method {
+  const char *name;  // the word in the list of methods, and the object that holds the settings; null ends the table
+  const ValueRule *rules;
+  const ValueRule *server_rules;
+  Rule broken;  // by a server
+};
+constexpr Method methods[] = {
+    {"radius", radius_rules, radius_server_rules, Rule::auth_value},
+    {"ldap", ldap_rules, ldap_server_rules, Rule::auth_effect},
+    {"tacacs+", tacacs_rules, tacacs_server_rules, Rule::auth_effect},
+    {nullptr, nullptr, nullptr, Rule::auth_effect},
+};
+
+constexpr ValueRule method_rules[] = {rule("", Test::filled), end_of_rules};
+
+bool names_method(const ConfigNode *auth, const char *name) {
+  const ConfigNode *words = config_array(auth, "method");
+  for (size_t index = 0; index < config_array_count(words); ++index)
+    if (strcmp(config_array_get_string(words, index), name) == 0) return true;
+  return false;
+}
+
+void check_method(const ConfigNode *auth, const Method &method) {
+  const ConfigNode *settings = config_object(auth, method.name);
+  const bool has_servers = config_array_count(config_array(settings, "server")) > 0;
+  if (!names_method(auth, method.name)) {
+    if (has_servers) find(settings, Rule::auth_unused, {method.name});
+  } else if (has_servers) {
+    check_rules(settings, method.rules, Rule::auth_effect);
+    check_each(settings, "server", method.server_rules, method.broken);
+  }
+}
+
+// A word of the list whose method has nobody to ask.
+void check_method_word(const ConfigNode *auth, const ConfigNode *word) {
+  for (const Method *method = methods; method->name != nullptr; ++method) {
+    if (!is_word_of(config_string_get(word), method->name)) continue;
+    if (config_array_count(config_array(config_object(auth, method->name), "server")) == 0)
+      find(word, Rule::auth_no_server, {method->name});
+  }
+}
+
+}  // namespace
+
+void check_services(const ConfigNode *root) {
+  if (config_get_bool(root, "firewall.web_filter.enable")) check_rules(root, web_filter_rules, Rule::dns_value);
+  const ConfigNode *dns = config_object(root, "service.dns");
+  check_each(dns, "server", dns_server_rules, Rule::dnsmasq_effect);
+  check_each(dns, "host", dns_host_rules, Rule::dnsmasq_effect);
+  check_texts(dns, "allowlist", allowlist_rules, Rule::dnsmasq_effect);
+  const ConfigNode *auth = config_object(root, "auth");
+  check_texts(auth, "method", method_rules, Rule::auth_effect);
+  for_each_element(config_array(auth, "method"), [auth](const ConfigNode *word) { check_method_word(auth, word); });
+  for (const Method *method = methods; method->name != nullptr; ++method) check_method(auth, *method);
+}

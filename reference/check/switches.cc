@@ -1,0 +1,82 @@
+// Settings whose switch was never written, and options that come out empty because a key was left out.
+#include <cstring>
+
+#include "check/check.h"
+#include "check/find.h"
+#include "check/values.h"
+
+namespace {
+
+// True when the object says something, and nothing about whether it is on.
+bool lacks_switch(const ConfigNode *object) {
+  return config_object_first(object) != nullptr && !config_has_key(object, "enable");
+}
+
+void check_switch(const ConfigNode *object) {
+  if (lacks_switch(object)) find(object, Rule::never_enabled);
+}
+
+// Maps and arrays of things with a switch of their own.
+constexpr const char *switched[] = {
+    "service.multicast", "network.route.static", "network.route.policy", "network.bridge",     "network.bond",
+    "network.macsec",    "vpn.ipsec.tunnel",     "vpn.openvpn.client",   "vpn.openvpn.server", "vpn.iptunnel",
+    "vpn.l2tpeth",       "vpn.nemo",             "serial",
+};
+
+// What is below an interface, or a part, that is off itself is of no interest.
+void check_interface(const ConfigNode *interface) {
+  check_switch(interface);
+  if (!config_get_bool(interface, "enable")) return;
+  for (const char *family : {"ipv4", "ipv6"}) {
+    const ConfigNode *part = config_object(interface, family);
+    check_switch(part);
+    if (config_get_bool(part, "enable")) check_switch(config_object(part, "dhcp_server"));
+    if (config_get_bool(part, "dhcp_server.enable"))
+      for_each_element(config_array(part, "dhcp_server.advanced.custom_option"), check_switch);
+  }
+}
+
+struct EmptyRow {
+  const char *map;
+  const char *type;    // the interfaces that it is about; "" for all entries
+  const char *keys[8]; // null ends them
+};
+constexpr EmptyRow empty_rows[] = {
+    {"network.interface", "pppoe", {"pppoe.username", "pppoe.password", nullptr}},
+    {"network.interface", "modem", {"modem.operator_mode", "modem.operator_technology", nullptr}},
+    {"vpn.l2tp.lac", "", {"username", "password", nullptr}},
+    {"vpn.l2tp.lns", "", {"lac", "local_address", "remote_address", "auth", "username", "password", nullptr}},
+    {"vpn.nemo", "", {"key", "spi", nullptr}},
+    {"serial", "", {"flow", "ppp_dialin.auth", "ppp_dialin.username", "ppp_dialin.password", nullptr}},
+};
+
+// L2TP has one switch for all entries.
+bool is_on(const ConfigNode *root, const EmptyRow &row, const ConfigNode *entry) {
+  if (*row.type != '\0' && !text_equals(entry, "type", row.type)) return false;
+  if (strncmp(row.map, "vpn.l2tp", 8) == 0) return config_get_bool(root, "vpn.l2tp.enable");
+  return config_get_bool(entry, "enable");
+}
+
+}  // namespace
+
+void check_switches(const ConfigNode *root) {
+  for (const char *path : switched) {
+    if (const ConfigNode *array = config_array(root, path); array != nullptr)
+      for_each_element(array, check_switch);
+    else
+      for_each_member(config_object(root, path), check_switch);
+  }
+  for_each_member(config_object(root, "network.interface"), check_interface);
+  const ConfigNode *l2tp = config_object(root, "vpn.l2tp");
+  check_switch(l2tp);
+}
+
+void check_empty_options(const ConfigNode *root) {
+  for (const EmptyRow &row : empty_rows) {
+    for_each_member(config_object(root, row.map), [&](const ConfigNode *entry) {
+      if (!is_on(root, row, entry)) return;
+      const std::string keys = unset_keys(entry, row.keys, false);
+      if (!keys.empty()) find(entry, Rule::empty_options, {keys});
+    });
+  }
+}

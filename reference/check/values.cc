@@ -1,0 +1,426 @@
+// What single settings have to look like.
+#include "check/values.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "check/find.h"
+#include "check/pem.h"
+#include "config/characters.h"
+#include "config/report.h"
+
+namespace {
+
+bool is_address(int family, std::string_view text) {
+  unsigned char address[sizeof(in6_addr)];
+  return inet_pton(family, std::string(text).c_str(), address) == 1;
+}
+
+bool is_network(int family, std::string_view text, bool needs_length) {
+  const size_t slash = text.find('/');
+  if (!is_address(family, text.substr(0, slash))) return false;
+  if (slash == std::string_view::npos) return !needs_length;
+  const std::string_view length = text.substr(slash + 1);
+  int bits = -1;
+  const auto [end, error] = std::from_chars(length.begin(), length.end(), bits);
+  return error == std::errc() && end == length.end() && bits >= 0 && bits <= (family == AF_INET ? 32 : 128);
+}
+
+bool is_masked(std::string_view text) {
+  const size_t slash = text.find('/');
+  if (slash == std::string_view::npos) return false;
+  return is_network(AF_INET, text, true) ||
+         (is_address(AF_INET, text.substr(0, slash)) && is_address(AF_INET, text.substr(slash + 1)));
+}
+
+bool is_hexadecimal(const char *text) {
+  size_t digits = 0;
+  while (isxdigit(static_cast<unsigned char>(text[digits])) != 0) ++digits;
+  return text[digits] == '\0';
+}
+
+bool is_server(const char *text) {
+  const size_t length = strcspn(text, "#@%");
+  if (length == 0) return strcmp(text, "#") == 0;
+  if (strpbrk(text + length, " /,\"") != nullptr) return false;
+  const std::string_view address(text, length);
+  return is_address(AF_INET, address) || is_address(AF_INET6, address);
+}
+
+bool is_mac(std::string_view text) {
+  if (text.size() != 17) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool separator = text[i] == ':' || text[i] == '-';
+    if (i % 3 == 2 ? !separator : isxdigit(static_cast<unsigned char>(text[i])) == 0) return false;
+  }
+  return true;
+}
+
+// As dnsmasq takes it: what follows a dot is the domain.
+bool is_host_name(const char *text) {
+  if (*text == '-' || *text == '_') return false;
+  for (; *text != '\0' && *text != '.'; ++text)
+    if (isalnum(static_cast<unsigned char>(*text)) == 0 && *text != '-' && *text != '_') return false;
+  return true;
+}
+
+bool is_entry(const ConfigNode *node, const char *map, const char *key) {
+  return config_object_get(config_object(config_node_get_root(node), map), key) != nullptr;
+}
+
+bool holds_entries(const ConfigNode *node, const char *map) {
+  return config_object_first(config_object(config_node_get_root(node), map)) != nullptr;
+}
+
+bool is_quoted(std::string_view text) {
+  return text.size() > 2 && text.front() == '"' && text.find_first_of("\\\"", 1) == text.size() - 1;
+}
+
+// How the tests of texts decide, and how their messages end.
+struct TextTest {
+  Test test;
+  const char *expectation;  // "'VALUE' is not ..."
+  const char *example;      // "" where the expectation says enough
+  bool (*passes)(const ConfigNode *node, const ValueRule &rule, const char *text);
+};
+
+constexpr TextTest text_tests[] = {
+    {Test::word, "one of: ", "",
+     [](const ConfigNode *, const ValueRule &rule, const char *text) { return is_word_of(text, rule.argument); }},
+    {Test::ipv4, "an IPv4 address", "192.168.1.10",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_address(AF_INET, text); }},
+    {Test::address, "an address", "192.168.1.10 or fd00::1",
+     [](const ConfigNode *, const ValueRule &, const char *text) {
+       return is_address(AF_INET, text) || is_address(AF_INET6, text);
+     }},
+    {Test::ipv4_network, "an IPv4 address with a prefix length", "192.168.1.1/24",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_network(AF_INET, text, true); }},
+    {Test::ipv6_network, "an IPv6 address with a prefix length", "fd00::1/64",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_network(AF_INET6, text, true); }},
+    {Test::ipv4_masked, "an IPv4 address with a mask", "192.168.1.1/24",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_masked(text); }},
+    {Test::destination, "an IPv4 address or network", "10.0.0.0/8",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_network(AF_INET, text, false); }},
+    {Test::network, "an address or network", "10.0.0.0/8",
+     [](const ConfigNode *, const ValueRule &, const char *text) {
+       return is_network(AF_INET, text, false) || is_network(AF_INET6, text, false);
+     }},
+    {Test::mac, "a MAC address", "00:11:22:33:44:55", [](const ConfigNode *, const ValueRule &, const char *text) { return is_mac(text); }},
+    {Test::hexadecimal, "a hexadecimal number", "0a1b",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_hexadecimal(text); }},
+    {Test::server, "the address of a DNS server", "192.168.1.1#53",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_server(text); }},
+    {Test::entry, "an entry of ", "",
+     [](const ConfigNode *node, const ValueRule &rule, const char *text) { return is_entry(node, rule.argument, text); }},
+    {Test::pem, "PEM with the label ", "",
+     [](const ConfigNode *, const ValueRule &rule, const char *text) { return is_pem(text, rule.argument, rule.low != 0); }},
+    {Test::host_name, "a host name of letters, digits, '-' and '_'", "",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_host_name(text); }},
+    {Test::colon_hex, "bytes in hexadecimal", "",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_colon_hex(text); }},
+    {Test::without, "", "",
+     [](const ConfigNode *, const ValueRule &rule, const char *text) { return strpbrk(text, rule.argument) == nullptr; }},
+    {Test::quoted, "", "",
+     [](const ConfigNode *, const ValueRule &rule, const char *text) {
+       return strpbrk(text, rule.argument) == nullptr || is_quoted(text);
+     }},
+    {Test::closed, "a text whose double quotes are closed", "",
+     [](const ConfigNode *, const ValueRule &, const char *text) {
+       return std::count(text, text + strlen(text), '"') % 2 == 0;
+     }},
+    {Test::without_text, "", "",
+     [](const ConfigNode *, const ValueRule &rule, const char *text) { return strstr(text, rule.argument) == nullptr; }},
+    {Test::not_first, "", "",
+     [](const ConfigNode *, const ValueRule &rule, const char *text) { return strchr(rule.argument, *text) == nullptr; }},
+    {Test::not_last, "", "",
+     [](const ConfigNode *, const ValueRule &rule, const char *text) {
+       return strchr(rule.argument, text[strlen(text) - 1]) == nullptr;
+     }},
+    {Test::at_most, "", "",
+     [](const ConfigNode *, const ValueRule &rule, const char *text) {
+       return strlen(text) <= static_cast<size_t>(rule.high);
+     }},
+    {Test::end, "", "", [](const ConfigNode *, const ValueRule &, const char *) { return true; }},
+};
+
+// The row of that test; the last one, which passes every text, for tests that look at nothing more.
+const TextTest &text_test(Test test) {
+  const TextTest *row = text_tests;
+  while (row->test != test && row->test != Test::end) ++row;
+  return *row;
+}
+
+bool passes(const ConfigNode *node, const ValueRule &rule, const char *text) {
+  return text_test(rule.test).passes(node, rule, text);
+}
+
+std::string character_name(char character) {
+  return character == ' ' ? "a space" : std::string("'") + character + "'";
+}
+
+// What is wrong with a text that holds what its file cannot.
+std::string flaw(const ValueRule &rule, const char *text) {
+  const std::string_view writable = ", which its file has no way to write";
+  switch (rule.test) {
+    case Test::without:
+      return "holds " + character_name(*strpbrk(text, rule.argument)).append(writable);
+    case Test::quoted:
+      return "holds " + character_name(*strpbrk(text, rule.argument)) +
+             ", which its file takes in double quotes around the whole value only";
+    case Test::without_text:
+      return std::string("holds '").append(rule.argument).append("'").append(writable);
+    case Test::not_first:
+      return "starts with " + character_name(*text).append(writable);
+    case Test::not_last:
+      return "ends with " + character_name(text[strlen(text) - 1]).append(writable);
+    case Test::at_most:
+      return "has " + std::to_string(strlen(text)) + " bytes, and its reader takes " + std::to_string(rule.high);
+    default:
+      return std::string("is not ").append(text_test(rule.test).expectation).append(rule.argument);
+  }
+}
+
+// What to write instead of it.
+std::string cure_of(const ValueRule &rule, const char *text) {
+  switch (rule.test) {
+    case Test::without:
+    case Test::quoted:
+      return "take " + character_name(*strpbrk(text, rule.argument)) + " out";
+    case Test::without_text:
+      return std::string("take '").append(rule.argument).append("' out");
+    case Test::not_first:
+    case Test::not_last:
+      return "begin and end with another character";
+    case Test::at_most:
+      return "write at most " + std::to_string(rule.high) + " bytes";
+    default:
+      break;
+  }
+  const TextTest &row = text_test(rule.test);
+  std::string cure = std::string("write ").append(row.expectation).append(rule.argument);
+  if (*row.expectation == '\0') return "set it";
+  return *row.example == '\0' ? cure : cure.append(" such as ").append(row.example);
+}
+
+Rule broken_by(const ValueRule &rule, Rule broken) {
+  return rule.has_own ? rule.own : broken;
+}
+
+void report_text(const ConfigNode *node, const ValueRule &rule, const char *text, Rule broken) {
+  const std::string shown = rule.secret ? "the value" : "'" + printable(text) + "'";
+  find(node, broken_by(rule, broken), {shown + " " + flaw(rule, text), cure_of(rule, text)});
+}
+
+// A place in the form of a line: a path, and how the text there counts.
+struct Field {
+  std::string path;
+  size_t more = 0;  // bytes for each element of an array
+  std::string doubled;
+};
+
+Field read_field(std::string_view text) {
+  Field field;
+  const size_t plus = std::min(text.find('+'), text.size());
+  const size_t count = text.substr(0, plus).find('#');
+  field.doubled = text.substr(std::min(plus + 1, text.size()));
+  if (count != std::string_view::npos) std::from_chars(text.begin() + count + 1, text.begin() + plus, field.more);
+  field.path = text.substr(0, std::min(count, plus));
+  return field;
+}
+
+size_t value_size(const ConfigNode *value, const Field &field) {
+  if (const char *text = config_string_get(value); text != nullptr) {
+    size_t size = 0;
+    for (; *text != '\0'; ++text) size += field.doubled.find(*text) != std::string::npos ? 2 : 1;
+    return size;
+  }
+  size_t size = 0;
+  for_each_element(value, [&](const ConfigNode *element) { size += field.more + value_size(element, field); });
+  for_each_member(value, [&](const ConfigNode *member) { size += value_size(member, field); });
+  return size;
+}
+
+size_t line_size(const ConfigNode *entry, std::string_view form) {
+  size_t size = 0;
+  while (!form.empty()) {
+    const size_t open = std::min(form.find('{'), form.size());
+    size += open;
+    form.remove_prefix(open);
+    if (form.empty()) break;
+    const size_t close = form.find('}');
+    const Field field = read_field(form.substr(1, close - 1));
+    const ConfigNode *value = config_lookup(entry, field.path.c_str());
+    const int32_t number = config_get_int(entry, field.path.c_str());
+    size += number != 0 ? std::to_string(number).size() : value_size(value, field);
+    form.remove_prefix(close + 1);
+  }
+  return size;
+}
+
+// Each check of a row tells whether the setting breaks it.
+bool check_line(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
+  const size_t size = line_size(entry, rule.argument) + static_cast<size_t>(rule.low);
+  if (size <= static_cast<size_t>(rule.high)) return false;
+  find(entry, broken_by(rule, broken),
+       {"the line of these values has up to " + std::to_string(size) + " bytes, its reader takes " +
+            std::to_string(rule.high) + ": the rest would be a line of its own",
+        "write shorter values"});
+  return true;
+}
+
+std::string range_cure(const ValueRule &rule) {
+  const std::string low = std::to_string(rule.low);
+  if (rule.high == INT_MAX) return "write " + low + " or more";
+  return "write a number from " + low + " to " + std::to_string(rule.high);
+}
+
+bool check_number(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
+  const int32_t number =
+      rule.test == Test::seconds ? config_get_duration(entry, rule.path) : config_get_int(entry, rule.path);
+  if ((number >= rule.low && number <= rule.high) || (rule.optional && number == 0)) return false;
+  const ConfigNode *value = config_lookup(entry, rule.path);
+  const std::string cure = range_cure(rule);
+  const std::string low = std::to_string(rule.low);
+  const std::string bound = rule.high == INT_MAX
+                                ? " is less than " + low
+                                : " is not in the range " + low + " to " + std::to_string(rule.high);
+  if (value == nullptr)
+    find_unset(entry, rule.path, broken_by(rule, broken), cure.c_str());
+  else
+    find(value, broken_by(rule, broken), {std::to_string(number) + bound, cure});
+  return true;
+}
+
+bool check_list(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
+  static constexpr ValueRule element_rules[] = {::rule("", Test::filled), end_of_rules};
+  check_texts(entry, rule.path, element_rules, broken_by(rule, broken));
+  if (config_array_count(config_array(entry, rule.path)) > 0) return false;
+  find_unset(entry, rule.path, broken_by(rule, broken), "list at least one");
+  return true;
+}
+
+bool is_unset(const char *text) {
+  return text == nullptr || *text == '\0';
+}
+
+bool check_text(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
+  const char *text = config_get_string(entry, rule.path);
+  if (is_unset(text)) {
+    if (rule.optional || rule.test >= Test::without) return false;
+    find_unset(entry, rule.path, broken_by(rule, broken), cure_of(rule, "").c_str());
+    return true;
+  }
+  if (passes(entry, rule, text)) return false;
+  if (rule.test == Test::entry && !holds_entries(entry, rule.argument))
+    find(config_lookup(entry, rule.path), Rule::undeclared_name, {printable(text), rule.argument});
+  else
+    report_text(config_lookup(entry, rule.path), rule, text, broken);
+  return true;
+}
+
+bool check_rule(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
+  switch (rule.test) {
+    case Test::number:
+    case Test::seconds:
+      return check_number(entry, rule, broken);
+    case Test::texts:
+      return check_list(entry, rule, broken);
+    case Test::line:
+      return check_line(entry, rule, broken);
+    default:
+      return check_text(entry, rule, broken);
+  }
+}
+
+bool check_element(const ConfigNode *element, const ValueRule &rule, Rule broken) {
+  const char *text = config_string_get(element);
+  if (is_unset(text)) {
+    if (rule.optional || rule.test >= Test::without) return false;
+    find(element, broken_by(rule, broken), {"the value is empty", "write a value or take it out"});
+    return true;
+  }
+  if (passes(element, rule, text)) return false;
+  report_text(element, rule, text, broken);
+  return true;
+}
+
+}  // namespace
+
+void find_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure) {
+  size_t length = 0;
+  const ConfigNode *node = config_nearest(entry, path, &length);
+  const char *key = path + length + (length > 0 ? 1 : 0);
+  find(node, broken, {path[length] == '\0' ? "the value is empty" : std::string(key) + " is not set", cure});
+}
+
+std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty) {
+  std::string keys;
+  bool several = false;
+  for (; *paths != nullptr; ++paths) {
+    const ConfigNode *value = config_lookup(entry, *paths);
+    if (value != nullptr && !(or_empty && text_equals(entry, *paths, ""))) continue;
+    several = !keys.empty();
+    keys.append(keys.empty() ? "" : ", ").append(*paths);
+  }
+  return keys.empty() ? keys : keys.append(several ? " are" : " is");
+}
+
+bool is_word_of(const char *text, const char *words) {
+  const size_t length = strlen(text);
+  for (const char *word = words; *word != '\0'; word += strspn(word, " ")) {
+    const size_t word_length = strcspn(word, " ");
+    if (word_length == length && strncmp(word, text, length) == 0) return true;
+    word += word_length;
+  }
+  return false;
+}
+
+bool is_colon_hex(std::string_view text) {
+  if (text.find(':') == std::string_view::npos) return true;
+  size_t digits = 0;
+  for (const char letter : text) {
+    digits = letter == ':' ? 0 : digits + 1;
+    if (digits > 2 || (letter != ':' && letter != '*' && isxdigit(static_cast<unsigned char>(letter)) == 0))
+      return false;
+  }
+  return true;
+}
+
+bool text_equals(const ConfigNode *entry, const char *path, const char *text) {
+  const char *value = config_get_string(entry, path);
+  return value != nullptr && strcmp(value, text) == 0;
+}
+
+void check_rules(const ConfigNode *entry, const ValueRule *rules, Rule broken) {
+  const char *reported = nullptr;
+  for (; rules->test != Test::end; ++rules) {
+    if (reported != nullptr && strcmp(reported, rules->path) == 0) continue;
+    if (check_rule(entry, *rules, broken)) reported = rules->path;
+  }
+}
+
+void check_variants(const ConfigNode *entry, const char *path, const Variant *variants, Rule broken) {
+  for (; variants->text != nullptr; ++variants)
+    if (text_equals(entry, path, variants->text)) check_rules(entry, variants->rules, broken);
+}
+
+void check_each(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken) {
+  const auto check = [rules, broken](const ConfigNode *entry) { check_rules(entry, rules, broken); };
+  if (const ConfigNode *array = config_array(node, path); array != nullptr)
+    for_each_element(array, check);
+  else
+    for_each_member(config_object(node, path), check);
+}
+
+void check_texts(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken) {
+  for_each_element(config_array(node, path), [rules, broken](const ConfigNode *element) {
+    const ValueRule *row = rules;
+    while (row->test != Test::end && !check_element(element, *row, broken)) ++row;
+  });
+}

@@ -1,0 +1,148 @@
+// OpenVPN, L2TP, dial-in and mobile networks.
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "check/check.h"
+#include "check/find.h"
+#include "check/ipv4.h"
+#include "check/values.h"
+#include "config/characters.h"
+#include "config/report.h"
+
+namespace {
+
+constexpr char interfaces[] = "network.interface";
+
+// A tag in a text inside of such tags ends it: what follows would be options.
+constexpr ValueRule inline_text(const char *path, const char *tag) {
+  return secret(rule(path, Test::without_text, tag));
+}
+constexpr char openvpn_word_ends[] = " \"'\\#;";
+// Lines of the file with the account; not every build of the daemon takes more.
+constexpr int32_t openvpn_account_line = 127;
+
+constexpr ValueRule client_account_rules[] = {at_most("username", openvpn_account_line),
+                                         secret(at_most("password", openvpn_account_line)), end_of_rules};
+constexpr ValueRule client_file_rules[] = {rule("config_file", Test::filled), end_of_rules};
+constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
+                                      rule("device_type", Test::without, " "),
+                                      as(Rule::openvpn_effect, one_of("device_type", "tun tap")),
+                                      as(Rule::openvpn_effect, rule("server", Test::filled)),
+                                      rule("server", Test::without, " "),
+                                      as(Rule::openvpn_effect, rule("server", Test::without, openvpn_word_ends)),
+                                      as(Rule::openvpn_effect, range("port", 1, 65535)),
+                                      line("remote {server} {port}", openvpn_line),
+                                      rule("cacert", Test::filled), inline_text("cacert", "</ca>"),
+                                      secret(rule("cacert", Test::pem, "CERTIFICATE")),
+                                      inline_text("public_cert", "</cert>"),
+                                      secret(optional(rule("public_cert", Test::pem, "CERTIFICATE"))),
+                                      inline_text("private_key", "</key>"),
+                                      secret(optional(rule("private_key", Test::pem, "PRIVATE KEY"))),
+                                      end_of_rules};
+constexpr ValueRule client_pair_rules[] = {rule("public_cert", Test::filled), rule("private_key", Test::filled),
+                                      end_of_rules};
+
+void check_openvpn_client(const ConfigNode *client) {
+  if (!config_get_bool(client, "enable")) return;
+  const bool uploaded = config_get_bool(client, "use_file");
+  check_rules(client, uploaded ? client_file_rules : client_rules, Rule::openvpn_value);
+  check_rules(client, client_account_rules, Rule::openvpn_effect);
+  // One without the other is left out of the file.
+  if (!uploaded && text_equals(client, "public_cert", "") != text_equals(client, "private_key", ""))
+    check_rules(client, client_pair_rules, Rule::openvpn_effect);
+}
+
+constexpr ValueRule server_rules[] = {as(Rule::openvpn_effect, rule("device_type", Test::filled)),
+                                      as(Rule::openvpn_effect, range("port", 1, 65535)), rule("protocol", Test::texts),
+                                      end_of_rules};
+constexpr ValueRule protocol_rules[] = {
+    one_of("", "udp udp4 udp6 tcp-server tcp4-server tcp6-server tcp tcp4 tcp6 tcp-client tcp4-client tcp6-client"),
+    end_of_rules};
+constexpr ValueRule server_pool_rules[] = {as(Rule::openvpn_effect, rule("server_address", Test::ipv4_network)),
+                                           range("server_first_ip", -1, 254),
+                                           as(Rule::openvpn_effect, range("server_first_ip", 0, 254)),
+                                           range("server_last_ip", 1, 255), end_of_rules};
+// The first address is that of the other end.
+constexpr ValueRule tun_pool_rules[] = {range("server_first_ip", 0, 254), end_of_rules};
+constexpr ValueRule server_key_rules[] = {
+    inline_text("cacert", "</ca>"),     secret(rule("cacert", Test::pem, "CERTIFICATE")),
+    inline_text("server_cert", "</cert>"), secret(rule("server_cert", Test::pem, "CERTIFICATE")),
+    inline_text("server_key", "</key>"), secret(rule("server_key", Test::pem, "PRIVATE KEY")),
+    inline_text("diffie", "</dh>"),     secret(rule("diffie", Test::pem, "DH PARAMETERS")),
+    end_of_rules};
+
+// An address that does not parse makes lines that do not either; one without a prefix length is read.
+void check_server_address(const ConfigNode *server) {
+  const std::string_view text = config_get_string(server, "server_address");
+  if (!ipv4_address(text.substr(0, text.find('/'))).has_value())
+    find(config_nearest(server, "server_address"), Rule::openvpn_value,
+         {text.empty() ? "server_address is not set" : "'" + printable(text) + "' is no IPv4 address",
+          "write an address with a prefix length such as 10.8.0.1/24"});
+  else
+    check_rules(server, server_pool_rules, Rule::openvpn_value);
+  if (text_equals(server, "device_type", "tun")) check_rules(server, tun_pool_rules, Rule::openvpn_value);
+}
+
+void check_openvpn_server(const ConfigNode *server) {
+  if (!config_get_bool(server, "enable")) return;
+  if (config_get_bool(server, "advanced_options.enable") && config_get_bool(server, "advanced_options.override"))
+    return;
+  check_rules(server, server_rules, Rule::openvpn_value);
+  check_texts(server, "protocol", protocol_rules, Rule::openvpn_value);
+  if (!config_get_bool(server, "autogenerate")) check_rules(server, server_key_rules, Rule::openvpn_value);
+  if (text_equals(server, "device_type", "tap_bridge")) return;
+  check_server_address(server);
+  if (config_get_int(server, "server_last_ip") <= config_get_int(server, "server_first_ip"))
+    find(config_nearest(server, "server_last_ip"), Rule::openvpn_value,
+         {"the address pool ends before it starts", "write a number above server_first_ip"});
+}
+
+constexpr ValueRule nemo_rules[] = {rule("home_address", Test::ipv4), rule("home_agent", Test::filled),
+                               rule("coaddress.type", Test::filled), rule("tun_local.type", Test::filled),
+                               end_of_rules};
+constexpr ValueRule care_of_interface[] = {rule("coaddress.interface", Test::entry, interfaces), end_of_rules};
+constexpr ValueRule care_of_address[] = {rule("coaddress.address", Test::address), end_of_rules};
+constexpr Variant care_of_variants[] = {{"interface", care_of_interface}, {"ip", care_of_address}, {nullptr, nullptr}};
+constexpr ValueRule nemo_network_rules[] = {rule("", Test::entry, interfaces), end_of_rules};
+constexpr ValueRule tunnel_interface[] = {rule("tun_local.interface", Test::entry, interfaces), end_of_rules};
+constexpr Variant tunnel_variants[] = {{"interface", tunnel_interface}, {nullptr, nullptr}};
+
+void check_nemo(const ConfigNode *nemo) {
+  if (!config_get_bool(nemo, "enable")) return;
+  check_rules(nemo, nemo_rules, Rule::uci_missing);
+  check_variants(nemo, "coaddress.type", care_of_variants, Rule::uci_missing);
+  check_variants(nemo, "tun_local.type", tunnel_variants, Rule::uci_missing);
+  check_texts(nemo, "network", nemo_network_rules, Rule::uci_missing);
+}
+
+constexpr ValueRule lac_rules[] = {rule("lns", Test::filled), one_line("custom.config_file"), end_of_rules};
+constexpr ValueRule lns_rules[] = {one_line("custom.config_file"), end_of_rules};
+
+constexpr ValueRule dialin_rules[] = {rule("baudrate", Test::filled),
+                                 rule("ppp_dialin.local_address", Test::ipv4),
+                                 rule("ppp_dialin.remote_address", Test::ipv4),
+                                 one_line("ppp_dialin.custom.config_file"),
+                                 one_line("ppp_dialin.connect.script"),
+                                 end_of_rules};
+
+void check_serial_port(const ConfigNode *port) {
+  if (!config_get_bool(port, "enable") || !text_equals(port, "mode", "ppp_dialin")) return;
+  if (config_object(port, "ppp_dialin") != nullptr)
+    check_rules(port, dialin_rules, Rule::uci_missing);
+  else
+    find(port, Rule::serial_unused);
+}
+
+}  // namespace
+
+void check_vpn(const ConfigNode *root) {
+  for_each_member(config_object(root, "vpn.openvpn.client"), check_openvpn_client);
+  for_each_member(config_object(root, "vpn.openvpn.server"), check_openvpn_server);
+  for_each_member(config_object(root, "vpn.nemo"), check_nemo);
+  if (config_get_bool(root, "vpn.l2tp.enable")) {
+    check_each(root, "vpn.l2tp.lac", lac_rules, Rule::uci_missing);
+    check_each(root, "vpn.l2tp.lns", lns_rules, Rule::uci_missing);
+  }
+  for_each_member(config_object(root, "serial"), check_serial_port);
+}
