@@ -12,7 +12,6 @@
 #include "config/report.h"
 #include "network/model.h"
 
-
 inline constexpr uint32_t none = UINT32_MAX;
 
 // Indexes of the first and last element of a chain through a vector.

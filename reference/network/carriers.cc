@@ -1,4 +1,5 @@
 // The devices, radios and modems of the model.
+#include <cstring>
 #include <algorithm>
 
 #include "network/build.h"
@@ -55,7 +56,7 @@ void add_hardware(Builder &build, const ConfigNode *entry, const Source &source)
   }
   if (is_set(name))
     carrier.name = name;
-  else if (text_equals(entry, "type", "usb_ethernet"))
+  else if (type != nullptr && strcmp(type, "usb_ethernet") == 0)
     carrier.name = "";  // the adapter is not plugged in
 }
 
