@@ -180,8 +180,8 @@ void write_template_credentials(FILE *file, const ConfigNode *config) {
 
 }  // namespace
 
-TunnelAddress parse_tunnel_address(const char *text) {
-  const char *slash = strchr(text, '/');
+TunnelAddress parse_tunnel_address(const char *network) {
+  const char *slash = strchr(network, '/');
   long length = 32;
   if (slash != nullptr) {
     char *end;
@@ -191,7 +191,7 @@ TunnelAddress parse_tunnel_address(const char *text) {
   uint32_t mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
 
   TunnelAddress tunnel;
-  tunnel.address = string_before(text, '/');
+  tunnel.address = string_before(network, '/');
   tunnel.network = tunnel.address.substr(0, tunnel.address.rfind('.'));
   tunnel.netmask = format("%u.%u.%u.%u", mask >> 24, mask >> 16 & 255, mask >> 8 & 255, mask & 255);
   return tunnel;

@@ -15,7 +15,7 @@ struct TunnelAddress {
 };
 
 // Takes ADDRESS/LENGTH. The length is limited to 0 to 32, and is 32 when none is written or it is no number.
-TunnelAddress parse_tunnel_address(const char *text);
+TunnelAddress parse_tunnel_address(const char *network);
 
 // User name and password for the client with this key.
 void openvpn_write_userpass(const ConfigNode *config, const char *key);
