@@ -32,12 +32,11 @@ static int record(const char *type, int argc, const char **argv) {
   return verdict;
 }
 
-#define ENTRY(function, type)                                                          \
-  __attribute__((visibility("default"))) int function(pam_handle_t *handle, int flags, \
-                                                      int argc, const char **argv) {   \
-    (void)handle;                                                                      \
-    (void)flags;                                                                       \
-    return record(type, argc, argv);                                                   \
+#define ENTRY(function, type)                                                                                         \
+  __attribute__((visibility("default"))) int function(pam_handle_t *handle, int flags, int argc, const char **argv) { \
+    (void)handle;                                                                                                     \
+    (void)flags;                                                                                                      \
+    return record(type, argc, argv);                                                                                  \
   }
 ENTRY(pam_sm_authenticate, "auth")
 ENTRY(pam_sm_setcred, "setcred")

@@ -100,8 +100,10 @@ int main(int argc, char **argv) {
   for (const Group *group = groups; group->header != nullptr; ++group) run_group(*group);
   printf("1..%d\n", counts->checks);
   if (!counts->prepared)
-    fputs("tessera-conformance: this device holds another configuration: the checks of config.h and network.h did not run\n",
-          stderr);
+    fputs(
+        "tessera-conformance: this device holds another configuration: the checks of config.h and network.h did not "
+        "run\n",
+        stderr);
   if (counts->failures != 0)
     fprintf(stderr, "tessera-conformance: %d of %d checks failed\n", counts->failures, counts->checks);
   return counts->failures != 0 ? 1 : 0;
