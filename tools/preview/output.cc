@@ -84,9 +84,9 @@ bool mode_differs(const PlannedFile &file) {
 }
 
 std::string mode_change(const PlannedFile &file) {
-  char text[40];
-  snprintf(text, sizeof text, "%o -> %o", file.before->mode & 07777U, file.after->mode & 07777U);
-  return text;
+  char result[40];
+  snprintf(result, sizeof result, "%o -> %o", file.before->mode & 07777U, file.after->mode & 07777U);
+  return result;
 }
 
 std::string line_counts(const PlannedFile &file) {
@@ -94,12 +94,12 @@ std::string line_counts(const PlannedFile &file) {
     if (!S_ISREG(file.after->mode)) return S_ISLNK(file.after->mode) ? " -> " + file.content : "/";
     return " (" + std::to_string(file.lines_added) + (file.lines_added == 1 ? " line)" : " lines)");
   }
-  std::string text;
-  if (file.lines_added > 0) text += " +" + std::to_string(file.lines_added);
-  if (file.lines_removed > 0) text += " -" + std::to_string(file.lines_removed);
-  if (file.only_secrets_differ) text += " secrets";
-  if (mode_differs(file)) text += " mode " + mode_change(file);
-  return text;
+  std::string result;
+  if (file.lines_added > 0) result += " +" + std::to_string(file.lines_added);
+  if (file.lines_removed > 0) result += " -" + std::to_string(file.lines_removed);
+  if (file.only_secrets_differ) result += " secrets";
+  if (mode_differs(file)) result += " mode " + mode_change(file);
+  return result;
 }
 
 void print_count(const std::vector<PlannedFile> &plan, bool is_coloured) {

@@ -28,15 +28,15 @@ const File *find_file(const Tree &tree, const std::string &path) {
   return entry != tree.end() ? &entry->second : nullptr;
 }
 
-// The text that stands for a file in a comparison.
+// What stands for a file in a comparison.
 std::string comparable(const File *file) {
   if (file == nullptr) return "";
   return S_ISLNK(file->mode) ? "-> " + file->content + "\n" : file->content;
 }
 
-size_t count_lines(std::string_view text) {
-  auto lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-  return lines + (!text.empty() && text.back() != '\n' ? 1 : 0);
+size_t count_lines(std::string_view content) {
+  auto lines = static_cast<size_t>(std::count(content.begin(), content.end(), '\n'));
+  return lines + (!content.empty() && content.back() != '\n' ? 1 : 0);
 }
 
 // A nameless file with `content`, positioned at its start.
@@ -85,22 +85,22 @@ void count_changed_lines(PlannedFile &file) {
 PlannedFile compare(const Secrets &secrets, const std::string &path, const File *before, const File *after,
                     const std::string &old_name) {
   PlannedFile file{path, Fate::unchanged, before, after, "", "", 0, 0, false};
-  std::string old_text = comparable(before);
-  std::string new_text = comparable(after);
-  bool same_text = old_text == new_text;
+  std::string old_content = comparable(before);
+  std::string new_content = comparable(after);
+  bool same_content = old_content == new_content;
   if (before == nullptr) {
     file.fate = Fate::created;
   } else if (after == nullptr) {
     file.fate = Fate::removed;
-  } else if (!same_text || before->mode != after->mode) {
+  } else if (!same_content || before->mode != after->mode) {
     file.fate = Fate::changed;
   }
-  if (same_text) return file;
-  mask_states(secrets, path, old_text, new_text);
-  file.only_secrets_differ = old_text == new_text;
+  if (same_content) return file;
+  mask_states(secrets, path, old_content, new_content);
+  file.only_secrets_differ = old_content == new_content;
   if (file.only_secrets_differ) return file;
   file.difference = unified_difference(before != nullptr ? path_in(old_name, path) : "/dev/null",
-                                       after != nullptr ? shown_name(path) : "/dev/null", old_text, new_text);
+                                       after != nullptr ? shown_name(path) : "/dev/null", old_content, new_content);
   count_changed_lines(file);
   return file;
 }
@@ -147,20 +147,20 @@ std::string shown_name(const std::string &path) {
 }
 
 std::string count_files(const std::vector<PlannedFile> &plan) {
-  std::string text;
+  std::string result;
   for (Fate fate : {Fate::written, Fate::changed, Fate::created, Fate::removed, Fate::unchanged}) {
     auto count = std::count_if(plan.begin(), plan.end(),
                                [fate](const PlannedFile &file) { return file.fate == fate && is_file(file); });
     if (count == 0) continue;
-    const char *unit = !text.empty() ? " " : count == 1 ? " file " : " files ";
-    text += (text.empty() ? "" : ", ") + std::to_string(count) + unit + fate_names[static_cast<size_t>(fate)];
+    const char *unit = !result.empty() ? " " : count == 1 ? " file " : " files ";
+    result += (result.empty() ? "" : ", ") + std::to_string(count) + unit + fate_names[static_cast<size_t>(fate)];
   }
-  if (text.empty()) text = "no files";
+  if (result.empty()) result = "no files";
   for (const PlannedFile &file : plan) {
     bool has_fate = file.fate != Fate::written && file.fate != Fate::unchanged;
-    if (has_fate && !is_file(file)) text += ", " + shown_name(file.path) + " changed";
+    if (has_fate && !is_file(file)) result += ", " + shown_name(file.path) + " changed";
   }
-  return text;
+  return result;
 }
 
 bool differs(const std::vector<PlannedFile> &plan) {

@@ -25,7 +25,7 @@ struct PlannedFile {
   std::string difference;  // in the unified format, when the content differs; else empty
   size_t lines_added;      // as they are printed, masked; of a written file: its lines
   size_t lines_removed;
-  bool only_secrets_differ;  // in ways that the masked texts do not show
+  bool only_secrets_differ;  // in ways that the masked content does not show
 };
 
 // The files in the order of their paths. With `old`, the tree stored as `old_name`, every file of both; directories

@@ -19,7 +19,7 @@ constexpr const char *mark = "<secret>";
 constexpr const char *old_mark = "<old secret>";
 constexpr const char *new_mark = "<new secret>";
 
-// Shorter texts are hidden only where the programs write secrets: elsewhere they stand for something else ("lan").
+// Shorter strings are hidden only where the programs write secrets: elsewhere they stand for something else ("lan").
 constexpr size_t shortest_form = 6;
 
 struct Span {
@@ -30,9 +30,9 @@ using Spans = std::vector<Span>;
 
 // ---- The secrets of a configuration.
 
-uint64_t start_of(const char *text) {
+uint64_t start_of(const char *content) {
   uint64_t start = 0;
-  memcpy(&start, text, shortest_form);
+  memcpy(&start, content, shortest_form);
   return start;
 }
 
@@ -42,7 +42,7 @@ void add_form(Secrets &secrets, std::string form) {
   if (is_new) secrets.by_start.emplace(start_of(entry->data()), *entry);
 }
 
-// A line of a secret text, as the writers write it: as it is, in double quotes (of UCI and JSON), in single
+// A line of a secret, as the writers write it: as it is, in double quotes (of UCI and JSON), in single
 // quotes of the shell, in square brackets.
 void add_line(Secrets &secrets, std::string_view line) {
   if (line.rfind("-----", 0) == 0) return;
@@ -52,8 +52,8 @@ void add_line(Secrets &secrets, std::string_view line) {
   add_form(secrets, with_replaced(line, "]", "\\]"));
 }
 
-void add_secret(Secrets &secrets, std::string_view text) {
-  for (const std::string &line : lines_of(text)) add_line(secrets, line);
+void add_secret(Secrets &secrets, std::string_view content) {
+  for (const std::string &line : lines_of(content)) add_line(secrets, line);
 }
 
 // Adds the secrets of a value by the schema of its key, of which it may be an entry or element.
@@ -86,7 +86,7 @@ struct Place {
   const char *files;   // a pattern of the paths
   const char *before;  // a line feed stands for the start of a line
   const char *skip;    // "", or what the rest of the line has to hold: the secret follows it
-  const char *until;   // the end of the text when there is none
+  const char *until;   // the end of the file when there is none
   bool but_last_word = false;
   bool has_escapes = false;  // `until` after a backslash belongs to the secret
 };
@@ -108,46 +108,46 @@ bool is_named(const std::string &path, const char *pattern) {
   return fnmatch(pattern, path.c_str(), 0) == 0;
 }
 
-void add_place(const Place &place, std::string_view text, Spans &spans) {
+void add_place(const Place &place, std::string_view content, Spans &spans) {
   size_t from = 0;
-  for (size_t found; (found = text.find(place.before, from)) != std::string_view::npos;) {
+  for (size_t found; (found = content.find(place.before, from)) != std::string_view::npos;) {
     size_t start = found + strlen(place.before);
     from = start;
     if (*place.skip != '\0') {
-      size_t skipped = text.find(place.skip, start);
-      if (skipped >= text.find('\n', start)) continue;
+      size_t skipped = content.find(place.skip, start);
+      if (skipped >= content.find('\n', start)) continue;
       start = skipped + strlen(place.skip);
     }
-    size_t end = text.find(place.until, start);
-    while (place.has_escapes && end != std::string_view::npos && text[end - 1] == '\\') {
-      end = text.find(place.until, end + 1);
+    size_t end = content.find(place.until, start);
+    while (place.has_escapes && end != std::string_view::npos && content[end - 1] == '\\') {
+      end = content.find(place.until, end + 1);
     }
-    end = std::min(end, text.size());
+    end = std::min(end, content.size());
     from = end;
-    if (place.but_last_word) end = std::min(end, text.substr(0, end).rfind(' '));
+    if (place.but_last_word) end = std::min(end, content.substr(0, end).rfind(' '));
     if (end > start) spans.push_back({start, end});
   }
 }
 
 // Files that hold little else.
-void add_whole(const std::string &path, std::string_view text, Spans &spans) {
-  if (is_named(path, "*/ipsec.d/private/*") && text.find("PRIVATE KEY-----") == std::string_view::npos) {
-    spans.push_back({1, text.size()});
+void add_whole(const std::string &path, std::string_view content, Spans &spans) {
+  if (is_named(path, "*/ipsec.d/private/*") && content.find("PRIVATE KEY-----") == std::string_view::npos) {
+    spans.push_back({1, content.size()});
   }
   if (!is_named(path, "*/userpass_*")) return;
-  size_t name_end = text.find('\n', 1);
-  if (name_end != std::string_view::npos) spans.push_back({name_end, text.size()});
+  size_t name_end = content.find('\n', 1);
+  if (name_end != std::string_view::npos) spans.push_back({name_end, content.size()});
 }
 
 // The blocks of an OpenVPN file, between a <name> and a </name> that start lines, but for those that are public.
-void add_blocks(std::string_view text, Spans &spans) {
+void add_blocks(std::string_view content, Spans &spans) {
   static constexpr std::string_view not_secret[] = {"ca",         "cert",       "extra-certs",     "dh",
                                                     "crl-verify", "connection", "peer-fingerprint"};
   std::string end_tag;  // of the block that the line is in
   size_t first = 0;
-  for (size_t start = 0, end; start < text.size(); start = end + 1) {
-    end = std::min(text.find('\n', start), text.size());
-    std::string_view line = text.substr(start, end - start);
+  for (size_t start = 0, end; start < content.size(); start = end + 1) {
+    end = std::min(content.find('\n', start), content.size());
+    std::string_view line = content.substr(start, end - start);
     line.remove_prefix(std::min(line.find_first_not_of(" \t\"'"), line.size()));
     size_t close = line.find('>');
     if (!end_tag.empty()) {
@@ -162,7 +162,7 @@ void add_blocks(std::string_view text, Spans &spans) {
       first = end;
     }
   }
-  if (!end_tag.empty()) spans.push_back({first, text.size()});
+  if (!end_tag.empty()) spans.push_back({first, content.size()});
 }
 
 // True for the words that a secret follows in files of the PPP daemon and in its chats: "password", "ssword:".
@@ -176,37 +176,37 @@ bool announces_secret(std::string_view view) {
 
 // The rest of each line after a word that announces a secret, in a file that is the value of an option, from `at` to
 // `end`. What the line lacks is on the next one.
-void add_announced(std::string_view text, size_t at, size_t end, Spans &spans) {
+void add_announced(std::string_view content, size_t at, size_t end, Spans &spans) {
   constexpr std::string_view line_end = "\\\\n";
-  text = text.substr(0, end);
+  content = content.substr(0, end);
   while (at < end) {
-    size_t word_end = std::min(text.find_first_of(" \t=\\", at), end);
-    bool is_announced = announces_secret(text.substr(at, word_end - at));
+    size_t word_end = std::min(content.find_first_of(" \t=\\", at), end);
+    bool is_announced = announces_secret(content.substr(at, word_end - at));
     at = word_end;
     for (bool skips = true; skips && at < end;) {
-      bool is_line_end = text.compare(at, line_end.size(), line_end) == 0;
-      skips = is_line_end || strchr(" \t=", text[at]) != nullptr;
+      bool is_line_end = content.compare(at, line_end.size(), line_end) == 0;
+      skips = is_line_end || strchr(" \t=", content[at]) != nullptr;
       if (skips) at += is_line_end ? line_end.size() : 1;
     }
     if (at == word_end) at++;
     if (!is_announced) continue;
     size_t start = at;
-    at = std::min(text.find(line_end, at), end);
+    at = std::min(content.find(line_end, at), end);
     if (at > start) spans.push_back({start, at});
   }
 }
 
 // The options of a UCI file with secret names, and what others hold of secrets.
-void add_options(std::string_view text, Spans &spans) {
+void add_options(std::string_view content, Spans &spans) {
   constexpr std::string_view option = "\n\toption ";
-  for (size_t found = text.find(option); found != std::string_view::npos; found = text.find(option, found + 1)) {
+  for (size_t found = content.find(option); found != std::string_view::npos; found = content.find(option, found + 1)) {
     size_t name = found + option.size();
-    size_t quote = std::min(text.find('"', name), text.size());
-    size_t end = std::min(text.find('\n', name), text.size());
+    size_t quote = std::min(content.find('"', name), content.size());
+    size_t end = std::min(content.find('\n', name), content.size());
     if (quote + 1 >= end) continue;
-    std::string_view given = text.substr(name, quote - name - 1);
+    std::string_view given = content.substr(name, quote - name - 1);
     if (given == "custom_config_file") {
-      add_announced(text, quote + 1, end - 1, spans);
+      add_announced(content, quote + 1, end - 1, spans);
     } else if (given == "connect_script" || is_secret_name(given)) {
       spans.push_back({quote + 1, end - 1});
     }
@@ -214,29 +214,29 @@ void add_options(std::string_view text, Spans &spans) {
 }
 
 // The values of the runtime store's keys with secret names.
-void add_facts(std::string_view text, Spans &spans) {
-  for (const Member &member : read_members(text)) {
+void add_facts(std::string_view content, Spans &spans) {
+  for (const Member &member : read_members(content)) {
     if (is_secret_name(member.name)) spans.push_back({member.start, member.end});
   }
 }
 
-void add_known(const Secrets &secrets, std::string_view text, Spans &spans) {
+void add_known(const Secrets &secrets, std::string_view content, Spans &spans) {
   std::array<bool, 256> starts{};
   for (const std::string &form : secrets.forms) starts[static_cast<unsigned char>(form[0])] = true;
-  for (size_t at = 0; at + shortest_form <= text.size(); at++) {
-    if (!starts[static_cast<unsigned char>(text[at])]) continue;
-    auto [form, last] = secrets.by_start.equal_range(start_of(&text[at]));
+  for (size_t at = 0; at + shortest_form <= content.size(); at++) {
+    if (!starts[static_cast<unsigned char>(content[at])]) continue;
+    auto [form, last] = secrets.by_start.equal_range(start_of(&content[at]));
     for (; form != last; ++form) {
-      if (text.compare(at, form->second.size(), form->second) == 0) spans.push_back({at, at + form->second.size()});
+      if (content.compare(at, form->second.size(), form->second) == 0) spans.push_back({at, at + form->second.size()});
     }
   }
 }
 
-// The secrets in `text`, in order and apart from each other, without the white space around them.
-Spans secret_spans(const Secrets &secrets, const std::string &path, const std::string &text) {
+// The secrets in `content`, in order and apart from each other, without the white space around them.
+Spans secret_spans(const Secrets &secrets, const std::string &path, const std::string &content) {
   Spans spans;
   // Every line starts with a line feed, also the first.
-  std::string lines = "\n" + text;
+  std::string lines = "\n" + content;
   add_whole(path, lines, spans);
   for (const Place *place = places; place->files != nullptr; place++) {
     if (is_named(path, place->files)) add_place(*place, lines, spans);
@@ -249,8 +249,8 @@ Spans secret_spans(const Secrets &secrets, const std::string &path, const std::s
   Spans apart;
   for (Span span : spans) {
     span = {span.start - 1, span.end - 1};
-    while (span.start < span.end && strchr("\r\n ", text[span.start]) != nullptr) span.start++;
-    while (span.start < span.end && strchr("\r\n ", text[span.end - 1]) != nullptr) span.end--;
+    while (span.start < span.end && strchr("\r\n ", content[span.start]) != nullptr) span.start++;
+    while (span.start < span.end && strchr("\r\n ", content[span.end - 1]) != nullptr) span.end--;
     if (span.start == span.end) continue;
     if (!apart.empty() && span.start < apart.back().end) {
       apart.back().end = std::max(apart.back().end, span.end);
@@ -261,23 +261,23 @@ Spans secret_spans(const Secrets &secrets, const std::string &path, const std::s
   return apart;
 }
 
-std::string with_marks(const std::string &text, const Spans &spans, const std::unordered_set<std::string_view> *common,
-                       const char *uncommon_mark) {
+std::string with_marks(const std::string &content, const Spans &spans,
+                       const std::unordered_set<std::string_view> *common, const char *uncommon_mark) {
   std::string result;
   size_t done = 0;
   for (Span span : spans) {
-    std::string_view secret(&text[span.start], span.end - span.start);
-    result.append(text, done, span.start - done);
+    std::string_view secret(&content[span.start], span.end - span.start);
+    result.append(content, done, span.start - done);
     result += common == nullptr || common->count(secret) > 0 ? mark : uncommon_mark;
     done = span.end;
   }
-  return result.append(text, done);
+  return result.append(content, done);
 }
 
-std::unordered_set<std::string_view> secret_texts(const std::string &text, const Spans &spans) {
-  std::unordered_set<std::string_view> texts;
-  for (Span span : spans) texts.emplace(&text[span.start], span.end - span.start);
-  return texts;
+std::unordered_set<std::string_view> secret_strings(const std::string &content, const Spans &spans) {
+  std::unordered_set<std::string_view> strings;
+  for (Span span : spans) strings.emplace(&content[span.start], span.end - span.start);
+  return strings;
 }
 
 }  // namespace
@@ -304,17 +304,17 @@ bool configures_tunnels(const std::string &config) {
 }
 
 std::string masked(const Secrets &secrets, const std::string &path, std::string_view view) {
-  std::string text(view);
-  return secrets.masks ? with_marks(text, secret_spans(secrets, path, text), nullptr, mark) : text;
+  std::string content(view);
+  return secrets.masks ? with_marks(content, secret_spans(secrets, path, content), nullptr, mark) : content;
 }
 
 void mask_states(const Secrets &secrets, const std::string &path, std::string &before, std::string &after) {
   if (!secrets.masks) return;
   Spans old_spans = secret_spans(secrets, path, before);
   Spans new_spans = secret_spans(secrets, path, after);
-  auto old_texts = secret_texts(before, old_spans);
-  auto new_texts = secret_texts(after, new_spans);
-  std::string masked_before = with_marks(before, old_spans, &new_texts, old_mark);
-  after = with_marks(after, new_spans, &old_texts, new_mark);
+  auto old_strings = secret_strings(before, old_spans);
+  auto new_strings = secret_strings(after, new_spans);
+  std::string masked_before = with_marks(before, old_spans, &new_strings, old_mark);
+  after = with_marks(after, new_spans, &old_strings, new_mark);
   before = masked_before;
 }

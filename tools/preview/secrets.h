@@ -11,7 +11,7 @@
 // The secrets of a configuration, in every form in which the programs may write them.
 struct Secrets {
   bool masks = true;                                             // false: everything is shown
-  std::unordered_set<std::string> forms;                         // the texts to hide wherever they stand
+  std::unordered_set<std::string> forms;                         // the strings to hide wherever they stand
   std::unordered_multimap<uint64_t, std::string_view> by_start;  // the same by their first bytes
 };
 
@@ -25,9 +25,9 @@ Secrets find_secrets(const std::string &config);
 // True when the JSON document `config` holds an IPsec tunnel.
 bool configures_tunnels(const std::string &config);
 
-// `text`, the content of the file `path` ("" for what is no file), with a mark in place of each secret: of those that
+// `content`, that of the file `path` ("" for what is no file), with a mark in place of each secret: of those that
 // `secrets` knows, and of whatever stands where the programs write one.
-std::string masked(const Secrets &secrets, const std::string &path, std::string_view text);
+std::string masked(const Secrets &secrets, const std::string &path, std::string_view content);
 
 // As masked, for two states of one file: the mark tells a secret that only one of them holds from one that both hold.
 void mask_states(const Secrets &secrets, const std::string &path, std::string &before, std::string &after);

@@ -36,9 +36,9 @@ void put(std::string &reply, uint64_t number) {
   reply.append(reinterpret_cast<const char *>(&number), sizeof number);
 }
 
-void put(std::string &reply, const std::string &text) {
-  put(reply, text.size());
-  reply += text;
+void put(std::string &reply, const std::string &string) {
+  put(reply, string.size());
+  reply += string;
 }
 
 uint64_t get_number(const std::string &reply, size_t &at) {
@@ -48,7 +48,7 @@ uint64_t get_number(const std::string &reply, size_t &at) {
   return number;
 }
 
-std::string get_text(const std::string &reply, size_t &at) {
+std::string get_string(const std::string &reply, size_t &at) {
   size_t size = get_number(reply, at);
   at += size;
   return reply.substr(at - size, size);
@@ -67,8 +67,8 @@ std::vector<Ended> get_commands(const std::string &reply, size_t &at) {
   std::vector<Ended> commands(get_number(reply, at));
   for (Ended &ended : commands) {
     ended.status = static_cast<int>(get_number(reply, at));
-    ended.output = get_text(reply, at);
-    ended.messages = get_text(reply, at);
+    ended.output = get_string(reply, at);
+    ended.messages = get_string(reply, at);
   }
   return commands;
 }
@@ -79,9 +79,9 @@ Outcome read_outcome(const std::string &reply) {
   outcome.preparations = get_commands(reply, at);
   outcome.commands = get_commands(reply, at);
   for (uint64_t count = get_number(reply, at); count > 0; count--) {
-    std::string path = get_text(reply, at);
+    std::string path = get_string(reply, at);
     auto mode = static_cast<mode_t>(get_number(reply, at));
-    outcome.files[path] = {mode, get_text(reply, at)};
+    outcome.files[path] = {mode, get_string(reply, at)};
   }
   return outcome;
 }
@@ -114,9 +114,9 @@ void become_root_of_namespace(uid_t uid, gid_t gid) {
   const std::pair<const char *, std::string> maps[] = {{"/proc/self/setgroups", "deny"},
                                                        {"/proc/self/uid_map", "0 " + std::to_string(uid) + " 1\n"},
                                                        {"/proc/self/gid_map", "0 " + std::to_string(gid) + " 1\n"}};
-  for (const auto &[path, text] : maps) {
+  for (const auto &[path, string] : maps) {
     Fd fd(open(path, O_WRONLY | O_CLOEXEC));
-    if (!fd.is_open() || !write_all(fd.get(), text)) give_up(path, errno);
+    if (!fd.is_open() || !write_all(fd.get(), string)) give_up(path, errno);
   }
 }
 
@@ -218,6 +218,8 @@ pid_t fork_into(unsigned long namespaces) {
 // Starts the process of a job; false with errno when that is not allowed.
 bool start_process(const Job &job, Run &run) {
   unsigned long namespaces = CLONE_NEWNS | CLONE_NEWUTS | CLONE_NEWIPC | (has_process_namespace ? CLONE_NEWPID : 0);
+  // Some checkers look names up.
+  if (job.rights == Rights::checker) namespaces |= CLONE_NEWNET;
   uid_t uid = geteuid();
   gid_t gid = getegid();
   int ends[2];
