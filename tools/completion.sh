@@ -61,6 +61,30 @@ _runt() {
   fi
 }
 
+# Paths of a configuration file: the names below the last dot, which may have names below them in turn.
+_tessera_config_paths() {
+  local above='' names
+  [[ $cur == *.* ]] && above=${cur%.*}
+  names=$("$1" get --names "$2" "$above" 2>/dev/null) || return
+  cur=${cur##*.}
+  _tessera_reply -W "$names"
+  COMPREPLY=("${COMPREPLY[@]/#/${above:+$above.}}")
+  compopt -o nospace 2>/dev/null
+}
+
+# Of the arguments of a command that edits: its options, the file, then a path.
+_tessera_config_edit() {
+  local i=2
+  while [[ $i -lt $COMP_CWORD && ${COMP_WORDS[i]} == -* ]]; do i=$((i + 1)); done
+  if [[ $i -lt $COMP_CWORD ]]; then
+    if [[ $COMP_CWORD -eq $((i + 1)) || ${COMP_WORDS[1]} == get ]]; then _tessera_config_paths "$1" "${COMP_WORDS[i]}"; fi
+  elif [[ $cur == -* ]]; then
+    _tessera_reply -W "$([[ ${COMP_WORDS[1]} == get ]] && echo --json --names || echo --dry-run --create --json)"
+  else
+    _tessera_files -f
+  fi
+}
+
 _tessera_config() {
   local cur prev
   _tessera_words
@@ -70,6 +94,8 @@ _tessera_config() {
     _tessera_files -f
   elif [[ ${COMP_WORDS[1]} == schema ]]; then
     _tessera_reply -W --strict
+  else
+    _tessera_config_edit "$1"
   fi
 }
 

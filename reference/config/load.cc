@@ -118,8 +118,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   }
 
   // A run is over with the first refused finding; a check goes on.
-  void refuse(Rule rule, uint32_t position, const char *format, ...)
-      __attribute__((format(printf, 4, 5))) {
+  void refuse(Rule rule, uint32_t position, const char *format, ...) __attribute__((format(printf, 4, 5))) {
     va_list arguments;
     va_start(arguments, format);
     report_list(document, rule, position, path(), format, arguments);
@@ -131,8 +130,8 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     if (found == Found::null) {
       refuse(Rule::wrong_type, position, "null is not allowed, leave the key out instead");
     } else {
-      refuse(Rule::wrong_type, position, "expected %s, found %s", kind_names[static_cast<unsigned>(current->member_kind)],
-             found_names[static_cast<unsigned>(found)]);
+      refuse(Rule::wrong_type, position, "expected %s, found %s",
+             kind_names[static_cast<unsigned>(current->member_kind)], found_names[static_cast<unsigned>(found)]);
     }
     push_broken(position);
   }
@@ -313,7 +312,8 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     }
     // The parser has moved what follows an escape, so the file says where the byte is.
     const std::string &original = original_content(document);
-    refuse(Rule::characters, find_invalid_utf8(original.data(), static_cast<uint32_t>(original.size()), start), "not UTF-8");
+    refuse(Rule::characters, find_invalid_utf8(original.data(), static_cast<uint32_t>(original.size()), start),
+           "not UTF-8");
   }
 
   void add_duration(std::string_view string, uint32_t position) {
@@ -449,21 +449,30 @@ bool parse(Document &document) {
   return true;
 }
 
-const ConfigNode *load_file(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
+std::unique_ptr<Document> new_document(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
   auto document = std::make_unique<Document>();
   document->schema = &table;
   document->file = path;
   document->findings = findings;
+  return document;
+}
+
+const ConfigNode *build_tree(std::unique_ptr<Document> document) {
+  // A check reads each file once, as it may be a pipe.
+  if (document->findings != nullptr) document->original = document->content;
+  if (!parse(*document)) return nullptr;
+  accept_document(*document);
+  return &document.release()->root;  // the tree's handles keep it until config_free
+}
+
+const ConfigNode *load_file(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
+  auto document = new_document(path, table, findings);
   std::string problem;
   if (!read_file(path, &document->content, &problem)) {
     report_at(*document, Rule::unreadable, no_position, {}, "%s", problem.c_str());
     return nullptr;
   }
-  // A check reads each file once, as it may be a pipe.
-  if (findings != nullptr) document->original = document->content;
-  if (!parse(*document)) return nullptr;
-  accept_document(*document);
-  return &document.release()->root;  // the tree's handles keep it until config_free
+  return build_tree(std::move(document));
 }
 
 }  // namespace
@@ -474,6 +483,12 @@ const ConfigNode *config_load_file(const char *path) {
 
 const ConfigNode *config_check_file(const char *path, std::vector<Finding> *findings) {
   return load_file(path, described_schema, findings);
+}
+
+const ConfigNode *config_check_content(const std::string &content, std::vector<Finding> *findings) {
+  auto document = new_document("", described_schema, findings);
+  document->content = content;
+  return build_tree(std::move(document));
 }
 
 const ConfigNode *config_load() {

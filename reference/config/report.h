@@ -38,6 +38,9 @@ const ConfigNode *config_load_file(const char *path);
 // nodes add to the same list, which must outlive the tree. The keys of the tree are those of described_schema.
 const ConfigNode *config_check_file(const char *path, std::vector<Finding> *findings);
 
+// The same for a document that is in no file yet.
+const ConfigNode *config_check_content(const std::string &content, std::vector<Finding> *findings);
+
 // The nearest node above the value at `path`, or the value itself, that is written. `length`, unless null, gets how
 // much of the path leads there.
 const ConfigNode *config_nearest(const ConfigNode *node, const char *path, size_t *length = nullptr);

@@ -29,13 +29,18 @@ done
 
 usage='Usage: tessera-config check FILE
        tessera-config schema [--strict]
+       tessera-config get [--json | --names] FILE PATH...
+       tessera-config set [-n] [--create] [--json] FILE PATH VALUE [EDIT...]
+       tessera-config unset [-n] FILE PATH [EDIT...]
+       tessera-config rename [-n] FILE PATH NAME [EDIT...]
+       tessera-config set [-n] FILE -
        tessera-config --help | --version
 '
 for arguments in '' check 'check a b' 'schema --lax'; do
   # shellcheck disable=SC2086 # a list of words
   expect 2 "$usage" $arguments </dev/null
 done
-expect 2 "tessera-config: 'chekc' is no command
+expect 2 "tessera-config: there is no command 'chekc'
 $usage" chekc all.json </dev/null
 expect 1 '' check absent.json <<OUTPUT
 absent.json: error[unreadable]: cannot be opened: No such file or directory; no service gets its files; name a readable file of at most 256 MiB

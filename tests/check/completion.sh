@@ -38,9 +38,15 @@ offers 'tessera network -' -p --device
 offers 'tessera pam '
 offers 'runt d' delete dump
 offers 'runt load c' files: config.json
-offers 'tessera-config ' check schema --help
+offers 'tessera-config ' check get rename schema set unset --help
 offers 'tessera-config check ' files: config.json old
 offers 'tessera-config schema ' --strict
+offers 'tessera-config set --c' --create
+offers 'tessera-config set c' files: config.json
+printf '{"network": {"interface": {"lan": {}, "wan": {}}}}' >config.json
+offers 'tessera-config get config.json network.interface.' network.interface.lan network.interface.wan
+offers 'tessera-config unset -n config.json system.f' system.fips
+offers 'tessera-config set config.json system.fips t'
 offers 'tessera-preview --col' --color
 offers 'tessera-preview --color=a' auto always
 offers 'tessera-preview -c c' files: config.json

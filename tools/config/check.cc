@@ -8,6 +8,7 @@
 #include "config/report.h"
 #include "platform/network.h"
 #include "tools/config/commands.h"
+#include "tools/config/outcome.h"
 
 namespace {
 
@@ -27,18 +28,22 @@ bool stands_before(const Finding &a, const Finding &b) {
   return a.line != b.line ? a.line < b.line : a.column < b.column;
 }
 
-void print_finding(const char *file, const Finding &finding) {
+}  // namespace
+
+void print_finding(FILE *out, const char *file, const Finding &finding) {
   const RuleWords &words = words_of(finding.rule);
-  printf("%s:", file);
-  if (finding.line > 0) printf("%u:%u:", finding.line, finding.column);
-  printf(" %s[%s]: ", severity_name(words.severity), rule_name(words.name).c_str());
-  if (!finding.path.empty()) printf("%s: ", finding.path.c_str());
-  fputs(finding.message.c_str(), stdout);
+  fprintf(out, "%s:", file);
+  if (finding.line > 0) fprintf(out, "%u:%u:", finding.line, finding.column);
+  fprintf(out, " %s[%s]: ", severity_name(words.severity), rule_name(words.name).c_str());
+  if (!finding.path.empty()) fprintf(out, "%s: ", finding.path.c_str());
+  fputs(finding.message.c_str(), out);
   std::string place = finding.message == unknown_key_message ? config_place_of_key(finding.path) : "";
-  if (!place.empty()) printf(" here, there is one in %s", place.c_str());
-  printf("; %s; %s\n", finding.outcome.empty() ? words.outcome : finding.outcome.c_str(),
-         finding.cure.empty() ? words.cure : finding.cure.c_str());
+  if (!place.empty()) fprintf(out, " here, there is one in %s", place.c_str());
+  fprintf(out, "; %s; %s\n", finding.outcome.empty() ? words.outcome : finding.outcome.c_str(),
+          finding.cure.empty() ? words.cure : finding.cure.c_str());
 }
+
+namespace {
 
 Status check(const char *file) {
   std::vector<Finding> findings;
@@ -48,7 +53,7 @@ Status check(const char *file) {
     network_check(root.get(), model.get());
   }
   std::stable_sort(findings.begin(), findings.end(), stands_before);
-  for (const Finding &finding : findings) print_finding(file, finding);
+  for (const Finding &finding : findings) print_finding(stdout, file, finding);
   bool refused = std::any_of(findings.begin(), findings.end(),
                              [](const Finding &f) { return words_of(f.rule).severity == Severity::error; });
   return refused ? unusable : sound;

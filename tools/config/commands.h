@@ -10,5 +10,9 @@ Status misuse();
 
 // Each command takes its arguments, without its own name; a null pointer ends them.
 Status check_command(int count, char **arguments);
+Status get_command(int count, char **arguments);
+
+// The edits. The command's own name is before the arguments.
+Status edit_command(int count, char **arguments);
 
 #endif

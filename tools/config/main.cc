@@ -1,4 +1,4 @@
-// The program tessera-config: checks a configuration file, and prints the JSON Schema of such files.
+// The program tessera-config: checks and edits a configuration file, and prints the JSON Schema of such files.
 #include <cstdio>
 #include <cstring>
 
@@ -10,6 +10,11 @@ namespace {
 constexpr char usage[] =
     "Usage: tessera-config check FILE\n"
     "       tessera-config schema [--strict]\n"
+    "       tessera-config get [--json | --names] FILE PATH...\n"
+    "       tessera-config set [-n] [--create] [--json] FILE PATH VALUE [EDIT...]\n"
+    "       tessera-config unset [-n] FILE PATH [EDIT...]\n"
+    "       tessera-config rename [-n] FILE PATH NAME [EDIT...]\n"
+    "       tessera-config set [-n] FILE -\n"
     "       tessera-config --help | --version\n";
 
 constexpr char help[] =
@@ -21,7 +26,20 @@ constexpr char help[] =
     "          note     a run says nothing, but a daemon may refuse or misread the outcome\n"
     "        Exit status: 0, or 1 when there is an error.\n"
     "schema  prints the JSON Schema (draft 2020-12) of configuration files. It takes what tessera takes, also\n"
-    "        keys that tessera does not know and ignores; with --strict, for editors, it does not.\n";
+    "        keys that tessera does not know and ignores; with --strict, for editors, it does not.\n"
+    "get     prints the value at each PATH, such as network.interface.lan.mtu or network.route.static.0.dst.\n"
+    "        --json: a string in quotes too\n"
+    "        --names: the names below PATH instead\n"
+    "set     changes a value, or adds it, and leaves every other byte of FILE as it is. A last component + adds an\n"
+    "        element to an array; a new entry of a map comes last.\n"
+    "        --create: make entries of maps that are missing\n"
+    "        --json: VALUE is JSON, - for standard input\n"
+    "unset   removes a value.\n"
+    "rename  gives an entry of a map another name, and changes what refers to it.\n"
+    "        An EDIT is another set, unset or rename with its options, PATH and VALUE; all are one change. With - in\n"
+    "        place of PATH and VALUE, edits come from standard input, one a line.\n"
+    "        -n, --dry-run: print the change as a unified diff, and leave FILE as it is\n"
+    "        An edit that brings a new error leaves FILE as it is. Exit status: 0, or 1 when an edit was not made.\n";
 
 Status schema_command(int count, char **arguments) {
   bool strict = count == 1 && strcmp(arguments[0], "--strict") == 0;
@@ -36,8 +54,8 @@ struct Command {
 };
 
 constexpr Command commands[] = {
-    {"check", check_command},
-    {"schema", schema_command},
+    {"check", check_command}, {"schema", schema_command}, {"get", get_command},
+    {"set", edit_command},    {"unset", edit_command},    {"rename", edit_command},
 };
 
 // Whether the option stands first, or right behind a command.
@@ -56,9 +74,11 @@ Status run(int argc, char **argv) {
   }
   if (argc < 2) return misuse();
   for (const Command &command : commands) {
-    if (strcmp(argv[1], command.name) == 0) return command.run(argc - 2, argv + 2);
+    if (strcmp(argv[1], command.name) != 0) continue;
+    bool with_name = command.run == edit_command;
+    return command.run(argc - (with_name ? 1 : 2), argv + (with_name ? 1 : 2));
   }
-  fprintf(stderr, "tessera-config: '%s' is no command\n", argv[1]);
+  fprintf(stderr, "tessera-config: there is no command '%s'\n", argv[1]);
   return misuse();
 }
 

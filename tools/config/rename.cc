@@ -1,0 +1,165 @@
+// The edit rename: a new name for an entry of a map, in its own place and wherever the document names it.
+#include "config/characters.h"
+#include "tools/config/edit.h"
+#include "tools/config/splice.h"
+#include "util/strings.h"
+
+namespace {
+
+// Strings that hold the name of an entry, or a list of names; "*" stands for any entry or element.
+struct NamePlace {
+  const char *map;
+  const char *place;
+};
+constexpr NamePlace name_places[] = {
+    {"network.interface", "vpn.ipsec.tunnel.*.local.interface"},
+    {"network.interface", "vpn.ipsec.tunnel.*.policy.*.local.address"},
+    {"network.interface", "vpn.ipsec.tunnel.*.policy.*.local.network"},
+    {"network.interface", "vpn.nemo.*.coaddress.interface"},
+    {"network.interface", "vpn.nemo.*.tun_local.interface"},
+    {"network.interface", "vpn.nemo.*.network.*"},
+    {"network.modem", "network.interface.*.modem.device"},
+    {"network.scep_client", "vpn.ipsec.tunnel.*.auth.scep_client"},
+    {"vpn.ipsec.tunnel", "vpn.ipsec.tunnel.*.ipsec_failover"},
+    {"vpn.ipsec.tunnel", "network.route.service.nhrp.network.*.ipsec"},
+};
+
+// What else goes by the name of an entry, outside of the document. KEY stands for the name.
+struct NameUse {
+  const char *map;
+  const char *facts;   // of the runtime store, or ""
+  const char *others;  // or ""
+};
+constexpr NameUse name_uses[] = {
+    {"network.interface",
+     "network.interface.KEY, network.route.default.metric, vigil.ipv4_interface_KEY, vigil.ipv6_interface_KEY, "
+     "mm.map.interface_idx.KEY, mm.map.interface_number.KEY, hybrid.device, remote_builtin.speedtest.interface",
+     ""},
+    {"network.modem", "mm.map.no_interface_idx.KEY, mm.sh.update.modem.KEY", ""},
+    {"network.device", "", "the device KEY of the kernel gets the new name"},
+    {"network.wlan", "", "the device KEY of the kernel gets the new name"},
+    {"network.bridge", "", "the device KEY of the kernel gets the new name"},
+    {"network.bond", "", "the device KEY of the kernel gets the new name"},
+    {"network.macsec", "", "the device KEY of the kernel gets the new name"},
+    {"network.scep_client", "", "its files are no longer looked for in /etc/config/scep_client/KEY"},
+    {"serial", "seriald.KEY", ""},
+    {"vpn.iptunnel", "", "the device KEY of the kernel gets the new name"},
+    {"vpn.wireguard", "", "the device KEY of the kernel gets the new name"},
+    {"vpn.ipsec.tunnel", "vpn.ipsec.tunnel.KEY, vigil.ipsec_KEY", "tunnels keep their interface numbers"},
+};
+
+std::string join(const std::vector<std::string> &names, const char *separator) {
+  std::string path;
+  for (const std::string &name : names) path.append(path.empty() ? "" : separator).append(name);
+  return path;
+}
+
+std::string with_name(std::string text, const std::string &name) {
+  constexpr std::string_view key = "KEY";
+  for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + name.size()))
+    text.replace(at, key.size(), name);
+  return text;
+}
+
+std::string counted(size_t count, const char *what) {
+  return std::to_string(count) + " " + what + (count != 1 ? "s" : "");
+}
+
+// Collects the changes of a document, in the order of their places.
+struct Renaming {
+  std::vector<std::string> map;  // the names that lead to the entry's map
+  std::string old_name;
+  std::string new_name;
+  const Value *entry;
+  std::vector<Splice> splices = {};
+  size_t references = 0;
+  size_t names = 0;
+
+  std::string map_path() const { return join(map, "."); }
+
+  // The reference with the new name; "" when it leads elsewhere.
+  std::string changed_reference(const Value &value, bool bare) const {
+    if (bare) return map_path() == "network.interface" && value.string == old_name ? new_name : "";
+    std::string prefix = "/" + join(map, "/") + "/";
+    if (value.string.compare(0, prefix.size(), prefix) != 0) return "";
+    size_t end = std::min(value.string.find('/', prefix.size()), value.string.size());
+    if (value.string.compare(prefix.size(), end - prefix.size(), old_name) != 0) return "";
+    return prefix + new_name + value.string.substr(end);
+  }
+
+  // The string with the new name in place of each word that is the old one; "" when none is.
+  std::string changed_names(const Value &value, const std::string &place) const {
+    for (const NamePlace &row : name_places) {
+      if (place != row.place || map_path() != row.map) continue;
+      std::string result;
+      bool changed = false;
+      for (std::string_view word : split(value.string, ' ')) {
+        changed = changed || word == old_name;
+        result.append(" ").append(word == old_name ? new_name : word);
+      }
+      return changed ? result.substr(1) : "";
+    }
+    return "";
+  }
+
+  void visit_string(const Value &value, const Place &place, const std::string &path) {
+    bool reference = place.kind == Kind::reference;
+    std::string changed = reference ? changed_reference(value, place.key->interface_name) : changed_names(value, path);
+    if (changed.empty()) return;
+    splices.push_back({value.begin, value.end, quoted(changed)});
+    (reference ? references : names)++;
+  }
+
+  // `path` has "*" for entries and elements.
+  void visit(const Value &value, const Place &place, const std::string &path) {
+    if (value.type == Value::Type::string && place.kind != Kind::ignored) visit_string(value, place, path);
+    for (size_t i = 0; i < value.children.size(); i++) {
+      const Value &child = value.children[i];
+      if (&child == entry) splices.push_back({child.start, child.name_end, quoted(new_name)});
+      bool many = place.kind == Kind::map || place.is_list();
+      Place below = place_below(place, value.type == Value::Type::array ? std::to_string(i) : child.name);
+      if (below.kind != Kind::ignored)
+        visit(child, below, (path.empty() ? "" : path + ".") + (many ? "*" : child.name));
+    }
+  }
+
+  std::string notes() const {
+    std::string text = "renamed: 1 key, " + counted(references, "reference") + ", " + counted(names, "name");
+    bool twice = false;
+    for (const NameUse &row : name_uses) {
+      if (map_path() != row.map) continue;
+      // A device may have a name of its own.
+      bool named = map_path() == "network.device" && child_of(*entry, "name", &twice) != nullptr;
+      if (*row.others != '\0' && !named) text += "; " + with_name(row.others, old_name);
+      if (*row.facts != '\0') text += "; facts that may name it: " + with_name(row.facts, old_name);
+    }
+    return text + "\n";
+  }
+};
+
+}  // namespace
+
+Outcome rename_entry(const std::string &content, const Value &root, const Edit &edit) {
+  Outcome outcome;
+  std::vector<std::string> names = components_of(edit.path);
+  Found found;
+  size_t depth = 0;
+  if (!find(root, names, &found, &depth, &outcome.problem)) return outcome;
+  bool twice = false;
+  std::string path = printable(edit.path);
+  if (found.parent_place.kind != Kind::map || depth + 1 != names.size())
+    outcome.problem = path + ": only an entry of a map can be renamed";
+  else if (found.value == nullptr)
+    outcome.problem = why_missing(names, found, depth);
+  else if (!is_entry_name(edit.value.data(), edit.value.size(), found.parent_place.key->hyphen))
+    outcome.problem = printable(edit.value) + ": expected a name of 1 to 63 letters, digits and '_'" +
+                      (found.parent_place.key->hyphen ? " or '-'" : "");
+  else if (edit.value != names.back() && child_of(*found.parent, edit.value, &twice) != nullptr)
+    outcome.problem = path + ": there is an entry '" + edit.value + "' already";
+  if (!outcome.problem.empty()) return outcome;
+  Renaming renaming{{names.begin(), names.end() - 1}, names.back(), edit.value, found.value};
+  renaming.visit(root, Place(), "");
+  outcome.content = spliced(content, renaming.splices);
+  outcome.notes = renaming.notes();
+  return outcome;
+}
