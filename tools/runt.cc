@@ -300,20 +300,13 @@ int misuse() {
   return misused;
 }
 
-// A caller may have closed the standard streams. No file of the store may get such a number, or a message would be
-// written into it.
-void protect_streams() {
-  for (int fd = 0; fd <= 2; fd++)
-    if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) _exit(failed);
-  signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
-}
-
 }  // namespace
 
 int main(int argc, char **argv) {
   std::set_new_handler(end_without_memory);
   log_init("runt", 0, 0);
-  protect_streams();
+  if (!protect_standard_streams()) return failed;
+  signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
   if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
     fputs(usage, stdout);
     return done;

@@ -48,6 +48,12 @@ bool wait_ready(int fd, short event, int64_t deadline) {
   }
 }
 
+bool protect_standard_streams() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++)
+    if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) return false;
+  return true;
+}
+
 bool read_all(int fd, size_t limit, int64_t deadline, std::string *content) {
   char block[16384];
   for (;;) {

@@ -15,6 +15,10 @@ constexpr int64_t no_deadline = INT64_MAX;
 // deadline.
 bool wait_ready(int fd, short event, int64_t deadline);
 
+// Opens /dev/null in the place of standard streams that the caller has closed. No file may get such a number, or a
+// message would be written into it. False, with errno, when that fails.
+bool protect_standard_streams();
+
 // Appends everything up to the end of input to `content`. False, with errno and part of the input, when reading fails,
 // goes beyond `limit` bytes (EFBIG) or is not over at the deadline (ETIMEDOUT).
 bool read_all(int fd, size_t limit, int64_t deadline, std::string *content);

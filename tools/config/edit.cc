@@ -18,7 +18,7 @@ Outcome done(const std::string &content, const std::string &notes = {}) {
 std::string joined(const std::vector<std::string> &names, size_t count) {
   std::string path;
   for (size_t i = 0; i < count; i++) path.append(i > 0 ? "." : "").append(names[i]);
-  return printable(path);
+  return count == 0 ? "the document" : path.empty() ? "''" : printable(path);
 }
 
 const char *kind_name(Kind kind) {
@@ -155,7 +155,8 @@ bool find(const Value &root, const std::vector<std::string> &names, Found *found
     if (child == nullptr && below.kind == Kind::ignored) *problem = unknown_name(found->place, at, names, i);
     if (child == nullptr && at != nullptr &&
         (!at->nests() || (at->type == Value::Type::array) != found->place.is_list()))
-      *problem = joined(names, i) + ": the file has something else than " + kind_name(found->place.kind) + " here";
+      *problem =
+          joined(names, i) + ": expected " + kind_name(found->place.kind) + ", but the file has another value there";
     if (!problem->empty()) return false;
     if (at != nullptr) {
       found->around = found->parent;

@@ -131,7 +131,7 @@ bool apply(const Request &request, std::string *content, std::string *notes) {
   for (const Edit &edit : request.edits) {
     Value root;
     if (!parse(*content, &root)) {
-      print_findings(request.file, find_problems(*content));
+      print_errors(request.file, find_problems(*content));
       return false;
     }
     Outcome outcome = command_named(edit.command)->run(*content, root, edit);

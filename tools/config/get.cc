@@ -53,7 +53,7 @@ Status get_command(int count, char **arguments) {
   Value root;
   if (!open_file(arguments[0], false, &file)) return unusable;
   if (!parse(file.content, &root)) {
-    print_findings(arguments[0], find_problems(file.content));
+    print_errors(arguments[0], find_problems(file.content));
     return unusable;
   }
   Status status = sound;

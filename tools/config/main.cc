@@ -4,6 +4,7 @@
 
 #include "config/report.h"
 #include "tools/config/commands.h"
+#include "util/file.h"
 
 namespace {
 
@@ -90,6 +91,7 @@ Status misuse() {
 }
 
 int main(int argc, char **argv) {
+  if (!protect_standard_streams()) return unusable;
   Status status = run(argc, argv);
   if (fflush(stdout) != 0 && status == sound) {
     perror("tessera-config: standard output");

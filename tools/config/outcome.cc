@@ -64,3 +64,8 @@ std::vector<Finding> new_findings(const std::vector<Finding> &before, const std:
 void print_findings(const char *file, const std::vector<Finding> &findings) {
   for (const Finding &finding : findings) print_finding(stderr, file, finding);
 }
+
+void print_errors(const char *file, const std::vector<Finding> &findings) {
+  for (const Finding &finding : findings)
+    if (is_error(finding)) print_finding(stderr, file, finding);
+}

@@ -19,7 +19,8 @@ std::vector<Finding> new_findings(const std::vector<Finding> &before, const std:
 // Prints a finding as the command check does.
 void print_finding(FILE *out, const char *file, const Finding &finding);
 
-// Prints findings on standard error.
+// Print findings, or the errors among them, on standard error.
 void print_findings(const char *file, const std::vector<Finding> &findings);
+void print_errors(const char *file, const std::vector<Finding> &findings);
 
 #endif
