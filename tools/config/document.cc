@@ -38,7 +38,7 @@ struct Recorder {
     start(type);
     return finish(std::move(next), stream.Tell());
   }
-  // The reader passes a bracket after it has told of it.
+  // The reader calls these before it passes the bracket.
   bool enter(Value::Type type) {
     start(type);
     token_end = stream.Tell() + 1;

@@ -44,7 +44,7 @@ Place place_below(const Place &place, std::string_view name);
 // none, for the root, of "".
 std::vector<std::string> components_of(std::string_view path);
 
-// The child with that name or index; null when there is none. `twice` is set when the name stands there twice.
+// The child with that name or index; null when there is none. `twice` is set when two members have the name.
 const Value *child_of(const Value &value, const std::string &name, bool *twice);
 
 // ", did you mean 'NAME'?" for the most similar name, "" when none is similar.

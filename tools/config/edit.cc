@@ -184,7 +184,8 @@ Outcome set_value(const std::string &content, const Value &root, const Edit &edi
   if (found.value != nullptr) return done(with_value(content, *found.value, addition.json));
   addition.names.assign(names.begin() + static_cast<ptrdiff_t>(depth), names.end());
   size_t index = index_for(found, names[depth]);
-  return done(with_child(content, root, found.around, *found.parent, index, addition));
+  const Value &parent = found.parent != nullptr ? *found.parent : root;
+  return done(with_child(content, root, found.around, parent, index, addition));
 }
 
 Outcome unset_value(const std::string &content, const Value &root, const Edit &edit) {

@@ -28,7 +28,7 @@ bool print_value(const std::string &content, const Value &root, const char *path
     return true;
   }
   if (known && found.value == nullptr) problem = why_missing(names, found, depth);
-  if (!problem.empty()) {
+  if (!problem.empty() || found.value == nullptr) {
     fprintf(stderr, "tessera-config: %s\n", problem.c_str());
     return false;
   }

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Strings that hold the name of an entry, or a list of names; "*" stands for any entry or element.
+// Strings that hold the name of an entry, or a list of names; "*" is any entry or element.
 struct NamePlace {
   const char *map;
   const char *place;
@@ -24,7 +24,7 @@ constexpr NamePlace name_places[] = {
     {"vpn.ipsec.tunnel", "network.route.service.nhrp.network.*.ipsec"},
 };
 
-// What else goes by the name of an entry, outside of the document. KEY stands for the name.
+// What else depends on the name of an entry, outside of the document. KEY is replaced by the name.
 struct NameUse {
   const char *map;
   const char *facts;   // of the runtime store, or ""

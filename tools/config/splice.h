@@ -7,7 +7,7 @@
 
 #include "tools/config/document.h"
 
-// The bytes from `from` to `to` give way to `text`.
+// `text` replaces the bytes from `from` to `to`.
 struct Splice {
   size_t from;
   size_t to;
@@ -18,7 +18,7 @@ struct Splice {
 std::string spliced(const std::string &content, const std::vector<Splice> &splices);
 
 // A child that a document does not have yet, with the containers to make inside: the name of the child, then of the
-// only child inside, and so on; "+" stands for an element of an array. `json` is the innermost value.
+// only child inside, and so on; "+" is an element of an array. `json` is the innermost value.
 struct Addition {
   std::vector<std::string> names;
   std::string json;
