@@ -49,15 +49,14 @@ def shell(script):
 
 def own_files():
     """A mount namespace with a fresh /run, /media and /etc/config."""
-    clone_newns = 0x20000
-    if ctypes.CDLL(None, use_errno=True).unshare(clone_newns) != 0:
+    if ctypes.CDLL(None, use_errno=True).unshare(0x20000) != 0:  # CLONE_NEWNS
         raise OSError(ctypes.get_errno(), 'unshare')
     shell('for path in /run /media /etc/config; do mount -t tmpfs tmpfs $path; done; mkdir /media/programs')
     configure(rich())
 
 
-def configure(text):
-    with open(CONFIG, 'w', encoding='utf-8') as file:
+def configure(text, path=CONFIG):
+    with open(path, 'w', encoding='utf-8') as file:
         file.write(text)
 
 
@@ -151,8 +150,7 @@ def traced(*options):
 
 
 def trace():
-    with open(TRACE, encoding='utf-8', errors='replace') as file:
-        return file.read()
+    return content(TRACE)[0].decode(errors='replace')
 
 
 def made_calls(router, service):
@@ -179,15 +177,12 @@ class Router:
             run(service)
         self.old = tree()
         self.text = rich(servers=servers)
-        self.new = {service: self.undisturbed(service, self.text) for service in SERVICES}
+        configure(self.text)
+        self.new = {service: self.run(service) for service in SERVICES}
         for service, result in self.new.items():
             assert result.status == 0 and not result.message, result.message
             for name in WHOLE[service]:
                 assert self.old[name] != result.tree[name], name
-
-    def undisturbed(self, service, text):
-        configure(text)
-        return self.run(service)
 
     def run(self, service, *wrapper, **options):
         restore(self.old)
@@ -412,7 +407,8 @@ def row(router, service, each_row):
     """Something else is wrong with the router."""
     what = f'{service}: {each_row.what}'
     if each_row.text:
-        router.new[service] = router.undisturbed(service, each_row.text)
+        configure(each_row.text)
+        router.new[service] = router.run(service)
         assert router.new[service].message or service == 'network'
     configure(each_row.text or router.text)
     restore(router.old)
@@ -427,18 +423,15 @@ def row(router, service, each_row):
         problems.append(f'{what}: leaves {left}')
     if whole == 'untouched' and visible(result.tree) != before:
         problems.append(f'{what}: files have changed')
-    if os.path.exists('/media/child'):
-        with open('/media/child', encoding='ascii') as file:
-            if os.path.exists('/proc/' + file.read().strip()):
-                problems.append(f'{what}: the child is still there')
+    if os.path.exists('/media/child') and os.path.exists('/proc/' + content('/media/child')[0].decode().strip()):
+        problems.append(f'{what}: the child is still there')
     return collections.Counter({(each_row.what, outcome): 1})
 
 
 def together(router, service):
     """Runs of two configurations at once, with readers and store writers: no mixture, nobody waits for ever."""
     rounds = 100 if FULL else 12
-    with open('/media/old.json', 'w', encoding='utf-8') as file:
-        file.write(rich(old=True, servers=400))
+    configure(rich(old=True, servers=400), '/media/old.json')
     restore(router.old)
     states = [run(service, prepare=lambda: None) for text in (rich(old=True, servers=400), router.text) if not configure(text)]
     loops = [subprocess.Popen(['unshare', '-m', 'bash', '-c', f'{bind}for ((i = 0; i < {rounds}; i++)); do {command} || exit 1; done'],
@@ -465,8 +458,8 @@ def begin(group, function, *arguments):
     if process == 0:
         try:
             own_files()
-            counts = function(*arguments)
-            lines = [f'{group:8} {arguments[1]:8} {what:34} {count:5} {outcome}\n' for (what, outcome), count in sorted(counts.items())]
+            lines = [f'{group:8} {arguments[1]:8} {what:34} {count:5} {outcome}\n'
+                     for (what, outcome), count in sorted(function(*arguments).items())]
             os.write(1, ''.join(lines + [f'FAILED: {problem}\n' for problem in problems]).encode())
             os._exit(len(problems) != 0)
         except BaseException:
@@ -500,8 +493,7 @@ def main():
             continue
         process, status = os.wait()  # what others have started and left comes here too
         failed |= process in begun and status != 0
-        begun.discard(process)
-        busy.discard(process)
+        begun, busy = begun - {process}, busy - {process}
     sys.exit(failed)
 
 
