@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Completion of tessera, runt, tessera-config and tessera-preview in bash. Commands and options are those that the
+# Completion of tessera and the programs beside it in bash. Commands and options are those that the
 # programs name in their --help.
 
 # Sets `cur` and `prev` to the word to complete and the one before; the "=" of --option=VALUE counts as a blank.
@@ -151,7 +151,18 @@ _tessera_preview() {
   esac
 }
 
+_tessera_explain() {
+  local cur prev
+  _tessera_words
+  case $prev in
+    -c | --config | -r | --runtime) _tessera_files -f ;;
+    -f | --rootfs) _tessera_files -d ;;
+    *) _tessera_reply -W "$(_tessera_options "$1")" ;;
+  esac
+}
+
 complete -F _tessera tessera
 complete -F _runt runt
 complete -F _tessera_config tessera-config
 complete -F _tessera_preview tessera-preview
+complete -F _tessera_explain tessera-explain

@@ -48,6 +48,8 @@ offers 'tessera-config get config.json network.interface.' network.interface.lan
 offers 'tessera-config unset -n config.json system.f' system.fips
 offers 'tessera-config set config.json system.fips t'
 offers 'tessera-preview --col' --color
+offers 'tessera-explain --un' --unused
+offers 'tessera-explain -f ' files: old
 offers 'tessera-preview --color=a' auto always
 offers 'tessera-preview -c c' files: config.json
 offers 'tessera-preview --diff=' files: old

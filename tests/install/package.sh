@@ -34,7 +34,7 @@ for path in sbin/tessera bin/runt bin/tessera-config bin/tessera-preview lib/tmp
 done
 dpkg-deb --fsys-tarfile "$package" | tar -xO ./usr/share/doc/tessera/changelog.Debian.gz | gzip -d >"$scratch/changelog"
 [ "$(dpkg-parsechangelog -l "$scratch/changelog" -S Version)" = "$(field Version)" ] || fail "has the changelog of another version"
-if grep -vE '^\./(usr/((s?bin|lib|lib/tmpfiles\.d|share|share/(doc|man|bash-completion))/.*)?)?$' "$scratch/list"; then
+if grep -vE '^\./(usr/((s?bin|lib|libexec|lib/tmpfiles\.d|share|share/(doc|man|bash-completion))/.*)?)?$' "$scratch/list"; then
   fail "holds what it should not"
 fi
 
@@ -56,6 +56,8 @@ example=/usr/share/doc/tessera/examples/branch-office
 inside tessera-config check $example/config.json || fail "the installed example is not accepted"
 inside tessera-preview -c $example/config.json -r $example/runtime.json dnsmasq | grep -q '^dhcp-range=lan,' ||
   fail "the installed preview shows nothing"
+inside tessera-explain -c $example/config.json system.name | grep -q '^/var/run/' ||
+  fail "the installed tessera-explain finds nothing"
 mkdir -p "$root/all/etc/config"
 cp "$root/all$example/config.json" "$root/all/etc/config"
 for service in pam network; do

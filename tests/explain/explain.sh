@@ -1,0 +1,45 @@
+#!/bin/sh
+# Asks tessera-explain about a router on which many things have no effect, and compares with the answers beside this.
+#
+#   explain.sh BIN_DIRECTORY [--write]
+# With --write the answers become the expected ones.
+set -eu
+programs=$1
+here=$(cd "$(dirname "$0")" && pwd)
+answers=$(mktemp)
+trap 'rm -f "$answers"' EXIT
+cd "$here"
+
+ask() {
+  echo "\$ tessera-explain $*"
+  "$programs/tessera-explain" -c router.json -r facts.json "$@" 2>&1 || echo "status $?"
+}
+
+interface=network.interface
+{
+  for path in hybrid.ipv4.dhcp_server.lease_time office.ipv4.dhcp_server.advanced.static_lease.1 \
+    closed.ipv4.dhcp_server taken.ipv4.dhcp_server; do
+    ask $interface.$path
+  done
+  ask network.vlan.guests.id
+  ask vpn.ipsec.tunnel.one.remote.peers
+  ask vpn.ipsec.tunnel.two.remote.peers.0.hostname
+  ask auth.radius
+  ask hybrid.lanmode
+  ask $interface.wan.mtu
+  ask $interface.office.ipv4.dhcp_server.lease_time
+  ask dnsmasq.conf:16
+  ask --json dnsmasq.conf:13
+  ask dnsmasq.conf:99
+  ask $interface.offise
+  ask /etc/passwd
+  ask
+} >"$answers"
+if [ "${2-}" = --write ]; then
+  cp "$answers" answers
+else
+  diff -u answers "$answers"
+fi
+# What is on this line is read with the secrets hidden, unless they are asked for.
+"$programs/tessera-explain" -c router.json -r facts.json auth.user.admin >/dev/null
+! "$programs/tessera-explain" -c router.json -r facts.json --json vpn.ipsec.tunnel | grep -q 'is missing'

@@ -1,0 +1,173 @@
+#include "explain/alternatives.h"
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+
+namespace {
+
+std::string quoted(const std::string &text) {
+  rapidjson::StringBuffer buffer;
+  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+  writer.String(text.c_str());
+  return buffer.GetString();
+}
+
+// Where a string can change and keep its form: its last digit, or its last letter where there is no digit. Of several
+// lines the one in the middle: the outer ones of a key or certificate are fixed.
+size_t place_of_change(const std::string &text) {
+  bool has_lines = std::count(text.begin(), text.end(), '\n') > 1;
+  size_t end = has_lines ? text.find('\n', text.size() / 2) : text.size();
+  size_t digit = text.find_last_of("0123456789", end);
+  if (digit != std::string::npos && !has_lines) return digit;
+  size_t place = std::min(end, text.size());
+  while (place > 0 && isalnum(static_cast<unsigned char>(text[place - 1])) == 0) place--;
+  return place > 0 ? place - 1 : std::string::npos;
+}
+
+// Another string of the same form, that no other setting has. Of an address with a prefix length both parts differ.
+std::string similar(const Setup &setup, const std::string &text) {
+  size_t slash = text.find('/');
+  if (slash != 0 && slash != std::string::npos && text.find('\n') == std::string::npos)
+    return similar(setup, text.substr(0, slash)) + "/" + similar(setup, text.substr(slash + 1));
+  size_t place = place_of_change(text);
+  if (place == std::string::npos) return text + "x";
+  const std::string characters = isdigit(static_cast<unsigned char>(text[place])) != 0 ? "9876543210" : "abcdefABCDEF";
+  std::string other = text;
+  size_t at = characters.find(text[place]);
+  for (size_t i = 1; i <= characters.size(); i++) {
+    other[place] = characters[((at == std::string::npos ? 0 : at) + i) % characters.size()];
+    bool is_free = std::none_of(setup.settings.begin(), setup.settings.end(),
+                                [&](const Setting &setting) { return setting.value == other; });
+    if (is_free && other != text) return other;
+  }
+  return text + "x";
+}
+
+// Entries beside the one that a reference names: "/network/device/eth0" for "/network/device/eth1".
+std::vector<std::string> other_targets(const Setup &setup, const std::string &reference) {
+  std::vector<std::string> targets;
+  size_t slash = reference.rfind('/');
+  if (slash == std::string::npos || slash == 0) return targets;
+  std::string map = reference.substr(1, slash - 1);
+  std::replace(map.begin(), map.end(), '/', '.');
+  const rapidjson::Value *entries = value_at(setup.config, map);
+  if (entries == nullptr || !entries->IsObject()) return targets;
+  for (const auto &entry : entries->GetObject()) {
+    std::string target = reference.substr(0, slash + 1) + entry.name.GetString();
+    if (target != reference) targets.push_back(target);
+  }
+  return targets;
+}
+
+std::vector<std::string> known_words(const SchemaKey &key) {
+  std::vector<std::string> words;
+  std::string list = key.words != nullptr ? key.words : "";
+  for (size_t start = 0; start < list.size();) {
+    size_t end = std::min(list.find(' ', start), list.size());
+    words.push_back(list.substr(start, end - start));
+    start = end + 1;
+  }
+  return words;
+}
+
+std::vector<std::string> other_strings(const Setup &setup, const SchemaKey &key, const std::string &value) {
+  constexpr size_t most = 3;
+  std::vector<std::string> values = known_words(key);
+  values.erase(std::remove(values.begin(), values.end(), value), values.end());
+  if (values.size() > most) values.resize(most);
+  if (value.empty()) return values;
+  if (value[0] == '/') {
+    for (const std::string &target : other_targets(setup, value))
+      if (values.size() < most) values.push_back(target);
+  } else if (key.others != OtherWords::useless || known_words(key).empty()) {
+    values.push_back(similar(setup, value));
+  }
+  values.emplace_back();
+  return values;
+}
+
+std::vector<std::string> other_numbers(const std::string &value) {
+  long number = strtol(value.c_str(), nullptr, 10);
+  if (number == 0) return {"1"};
+  return {std::to_string(number - 1), "0"};
+}
+
+}  // namespace
+
+std::vector<Change> alternatives(const Setup &setup, const Setting &setting) {
+  std::vector<Change> changes;
+  auto add = [&](Change::Kind kind, const std::string &value) {
+    changes.push_back({setting.path, setting.is_fact, kind, value});
+  };
+  if (setting.is_fact) {
+    if (setting.value == "true" || setting.value == "1") {
+      add(Change::set, setting.value == "1" ? "0" : "false");
+    } else {
+      add(Change::set, similar(setup, setting.value));
+    }
+    add(Change::remove, "");
+    return changes;
+  }
+  if (!setting.is_leaf) {
+    if (setting.is_entry) add(Change::rename, setting.path.substr(setting.path.rfind('.') + 1) + "0");
+    add(Change::remove, "");
+    return changes;
+  }
+  const rapidjson::Value *value = value_at(setup.config, setting.path);
+  if (value->IsBool()) {
+    add(Change::set, value->GetBool() ? "false" : "true");
+  } else if (value->IsNumber()) {
+    for (const std::string &number : other_numbers(setting.value)) add(Change::set, number);
+  } else {
+    for (const std::string &text : other_strings(setup, schema_at(setting.path), setting.value))
+      add(Change::set, quoted(text));
+  }
+  return changes;
+}
+
+std::vector<Change> additions(const Setup &setup, const std::string &path) {
+  std::vector<std::string> values;
+  SchemaKey key = schema_at(path);
+  if (key.kind == Kind::boolean) values = {"true"};
+  if (key.kind == Kind::integer || key.kind == Kind::number) values = {"1"};
+  if (key.kind == Kind::duration) values = {"60"};
+  if (key.kind == Kind::string)
+    for (const std::string &word : other_strings(setup, key, "")) values.push_back(quoted(word));
+  std::vector<Change> changes;
+  for (const std::string &value : values) changes.push_back({path, false, Change::set, value});
+  return changes;
+}
+
+std::vector<Change> more_elements(const Setup &setup, const std::string &path) {
+  std::vector<Change> changes;
+  SchemaKey key = schema_at(path);
+  if (key.kind != Kind::array || key.element != Kind::string) return changes;
+  const rapidjson::Value *array = value_at(setup.config, path);
+  size_t count = array != nullptr && array->IsArray() ? array->Size() : 0;
+  for (const std::string &word : known_words(key)) {
+    bool is_there = count > 0 && std::any_of(array->Begin(), array->End(), [&](const rapidjson::Value &element) {
+                      return element.IsString() && word == element.GetString();
+                    });
+    if (!is_there && count > 0)
+      changes.push_back({path + "." + std::to_string(count), false, Change::set, quoted(word)});
+    if (count == 0) changes.push_back({path, false, Change::set, "[" + quoted(word) + "]"});
+  }
+  return changes;
+}
+
+std::vector<Change> reports(const Setup &setup, const std::string &key, const std::string &kind) {
+  std::vector<Change> changes;
+  if (kind == "bool") changes.push_back({key, true, Change::set, "true"});
+  if (kind == "int") changes.push_back({key, true, Change::set, "1"});
+  if (kind == "string")
+    for (const char *value : {"192.0.2.1", "1"}) changes.push_back({key, true, Change::set, value});
+  const rapidjson::Value *interfaces = value_at(setup.config, "network.interface");
+  if (kind == "list" && interfaces != nullptr && interfaces->IsObject())
+    for (const auto &entry : interfaces->GetObject())
+      changes.push_back({key + ".0", true, Change::set, std::string("network.interface.") + entry.name.GetString()});
+  return changes;
+}

@@ -1,0 +1,20 @@
+// Which lines of a file are still there in another version of it.
+#ifndef TESSERA_EXPLAIN_LINES_H
+#define TESSERA_EXPLAIN_LINES_H
+
+#include <string>
+#include <vector>
+
+enum class Fate {
+  kept,
+  changed,  // a line with the same key stands in its place
+  gone,
+};
+
+std::vector<std::string> split_lines(const std::string &text);
+
+// For each line of `before` what became of it in `after`. Indented lines belong to the line above that is not indented:
+// the same option of another section is another line.
+std::vector<Fate> compare_lines(const std::vector<std::string> &before, const std::vector<std::string> &after);
+
+#endif

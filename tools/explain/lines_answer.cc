@@ -1,0 +1,149 @@
+// Where lines come from, and which lines a setting drives.
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <tuple>
+
+#include "explain/answers.h"
+
+namespace {
+
+// How much of a value a line shows: 0 for nothing that tells, the longest common part else, the whole value most.
+size_t shown_part(const std::string &line, const std::string &value) {
+  if (value.empty() || value == "true" || value == "false") return 0;
+  size_t longest = 0;
+  for (size_t i = 0; i < value.size(); i++) {
+    size_t length = longest + 1;
+    while (i + length <= value.size() && line.find(value.substr(i, length)) != std::string::npos) longest = length++;
+  }
+  constexpr size_t telling = 3;
+  if (longest == value.size()) return SIZE_MAX;
+  return longest >= telling ? longest : 0;
+}
+
+// What is known about one setting and one line.
+struct Influence {
+  const Setting *setting;
+  bool changes;  // some value changes the line, else it goes
+  size_t shown;
+  size_t distance;
+};
+
+bool is_nearer(const Influence &one, const Influence &other) {
+  auto rank = [](const Influence &of) {
+    return std::make_tuple(!of.setting->is_leaf, SIZE_MAX - of.shown, !of.changes, of.distance);
+  };
+  return rank(one) < rank(other);
+}
+
+// A value that a line shows, or that changes it, is its origin; whatever else makes it go is a condition.
+LineAnswer answer_of(const std::string &text, size_t number, std::vector<Influence> influences) {
+  LineAnswer answer{number, text, {}, {}, ""};
+  std::stable_sort(influences.begin(), influences.end(), is_nearer);
+  for (const Influence &influence : influences) {
+    bool is_origin = influence.changes || influence.shown == SIZE_MAX;
+    (is_origin ? answer.from : answer.conditions).push_back(influence.setting);
+  }
+  return answer;
+}
+
+std::vector<Influence> influences_on(const BaseRun &base, const std::vector<Effect> &effects, const std::string &file,
+                                     size_t index, size_t bytes) {
+  std::vector<Influence> influences;
+  const std::string &text = base.lines.at(file)[index];
+  for (const Effect &effect : effects) {
+    auto fates = effect.fates.find(file);
+    if (fates == effect.fates.end() || fates->second[index] == Fate::kept) continue;
+    bool changes = fates->second[index] == Fate::changed;
+    const Setting *setting = effect.attempt.setting;
+    auto known = std::find_if(influences.begin(), influences.end(),
+                              [setting](const Influence &other) { return other.setting == setting; });
+    if (known != influences.end()) {
+      known->changes |= changes;
+      continue;
+    }
+    influences.push_back(
+        {setting, changes, shown_part(text, setting->value), distance_to(base.trace, *setting, file, bytes)});
+  }
+  return influences;
+}
+
+// What can be said of a line that no setting changes alone.
+std::string remark_on(const Pool &pool, const BaseRun &base, const std::string &file, size_t index) {
+  Attempt empty{nullptr, {{"", false, Change::set, "{}"}}};
+  std::vector<Effect> effects = try_changes(pool, base, {empty});
+  bool stays = effects.empty() || effects[0].fates.count(file) == 0 || effects[0].fates[file][index] == Fate::kept;
+  return stays ? "the same on every setup" : "no single setting changes it";
+}
+
+bool is_below(const std::string &path, const std::string &top) {
+  return path.compare(0, top.size(), top) == 0 && (path.size() == top.size() || path[top.size()] == '.');
+}
+
+}  // namespace
+
+std::vector<LineAnswer> explain_lines(const Pool &pool, const Setup &setup, const BaseRun &run, const std::string &file,
+                                      size_t number) {
+  BaseRun base = run;
+  if (number > 0 && !depends_on_ipsec(pool, base, file, number - 1)) base.ipsec_trace = {};
+  const std::vector<std::string> &lines = base.lines.at(file);
+  std::vector<size_t> ends;  // in bytes
+  for (const std::string &line : lines) ends.push_back((ends.empty() ? 0 : ends.back()) + line.size() + 1);
+  size_t end = number > 0 ? ends[number - 1] : ends.back();
+  std::vector<const Setting *> candidates;
+  for (const Setting &setting : setup.settings) {
+    bool is_candidate = (setting.is_entry && reads_below(base.trace, setting.path)) ||
+                        distance_to(base.trace, setting, file, end) != SIZE_MAX || is_read(base.ipsec_trace, setting);
+    if (is_candidate && (setting.is_leaf || setting.is_entry)) candidates.push_back(&setting);
+  }
+  std::vector<Effect> effects = try_settings(pool, setup, base, candidates);
+  std::vector<LineAnswer> answers;
+  for (size_t i = number > 0 ? number - 1 : 0; i < (number > 0 ? number : lines.size()); i++) {
+    answers.push_back(answer_of(lines[i], i + 1, influences_on(base, effects, file, i, ends[i])));
+    if (answers.back().from.empty() && answers.back().conditions.empty() && !lines[i].empty())
+      answers.back().remark = remark_on(pool, base, file, i);
+  }
+  return answers;
+}
+
+std::vector<DrivenLine> driven_lines(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs,
+                                     const std::string &path) {
+  std::vector<const Setting *> settings;
+  for (const Setting &setting : setup.settings)
+    if (is_below(setting.path, path) && (setting.is_leaf || setting.path == path)) settings.push_back(&setting);
+  std::vector<DrivenLine> driven;
+  for (const BaseRun &base : runs) {
+    std::vector<const Setting *> tried;
+    for (const Setting *setting : settings)
+      if (!setting->is_leaf || is_read(base.trace, *setting) || is_read(base.ipsec_trace, *setting))
+        tried.push_back(setting);
+    std::set<std::pair<std::string, size_t>> places;
+    for (const Effect &effect : try_settings(pool, setup, base, tried))
+      for (const auto &[file, fates] : effect.fates)
+        for (size_t i = 0; i < fates.size(); i++)
+          if (fates[i] != Fate::kept && !base.lines.at(file)[i].empty()) places.insert({file, i});
+    for (const auto &[file, index] : places) driven.push_back({file, index + 1, base.lines.at(file)[index]});
+  }
+  return driven;
+}
+
+std::vector<NewLines> lines_of_changes(const Pool &pool, const std::vector<BaseRun> &runs,
+                                       const std::vector<Change> &changes) {
+  std::vector<NewLines> result;
+  for (const Change &change : changes) {
+    NewLines row{change, {}};
+    for (const BaseRun &base : runs) {
+      for (const Effect &effect : try_changes(pool, base, {{nullptr, {change}}})) {
+        for (const auto &[file, lines] : effect.files) {
+          auto old = base.lines.find(file);
+          std::vector<Fate> fates =
+              compare_lines(lines, old != base.lines.end() ? old->second : std::vector<std::string>());
+          for (size_t i = 0; i < lines.size(); i++)
+            if (fates[i] != Fate::kept && !lines[i].empty()) row.lines.push_back({file, i + 1, lines[i]});
+        }
+      }
+    }
+    if (!row.lines.empty()) result.push_back(std::move(row));
+  }
+  return result;
+}

@@ -1,0 +1,34 @@
+// How the answers are printed: for people, or as JSON.
+#ifndef TESSERA_EXPLAIN_PRINT_H
+#define TESSERA_EXPLAIN_PRINT_H
+
+#include <functional>
+#include <string>
+
+#include "explain/answers.h"
+
+// What hides the secrets in the text of a file; "" is no file.
+using Mask = std::function<std::string(const std::string &file, const std::string &text)>;
+
+struct Printing {
+  const Setup &setup;
+  Mask mask;
+  bool shows_secrets;
+  bool is_json;
+};
+
+// One line with all that is known, or (`is_margin`) a whole file, each line with its nearest origin beside it.
+void print_lines(const Printing &printing, const std::string &file, const std::vector<LineAnswer> &answers,
+                 bool is_margin);
+void print_driven(const Printing &printing, const std::string &path, const std::vector<DrivenLine> &lines);
+// What is not set, with the lines that it would bring.
+void print_would(const Printing &printing, const std::string &path, const std::vector<NewLines> &lines);
+void print_ways(const Printing &printing, const std::string &path, const Ways &ways);
+
+struct Unused {
+  const Setting *setting;
+  Ways ways;
+};
+void print_unused(const Printing &printing, const std::vector<Unused> &unused);
+
+#endif

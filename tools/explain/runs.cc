@@ -1,0 +1,134 @@
+#include "explain/runs.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "config/report.h"
+#include "explain/batch.h"
+#include "explain/trace.h"
+#include "sandbox/inside.h"
+
+namespace {
+
+// Trials that run in one sandbox, one after the other.
+struct Batch {
+  std::vector<size_t> numbers;  // of the trials
+  Job job;
+  Run run;
+};
+
+// True when tessera refuses the document: its own loader says so.
+bool is_refused(const std::string &config) {
+  Fd fd(memfd_create("tessera-explain", 0));
+  std::vector<Finding> findings;
+  if (!fd.is_open() || !write_all(fd.get(), config)) return true;
+  const ConfigNode *root = config_check_file(("/proc/self/fd/" + std::to_string(fd.get())).c_str(), &findings);
+  bool refused = root == nullptr || std::any_of(findings.begin(), findings.end(),
+                                                [](const Finding &finding) { return finding.grade == Grade::refused; });
+  config_free(root);
+  return refused;
+}
+
+// The words of a command line; no path of a program holds a space that has to be kept apart.
+std::string command_line(const Pool &pool, const Trial &trial, const char *facts) {
+  std::string line;
+  auto add = [&line](const std::string &program, const std::string &argument) {
+    line += inside_program(program) + " " + argument + "\n";
+  };
+  if (facts != nullptr) add(pool.router.runt, std::string("load ") + facts);
+  const std::string &tessera = trial.is_traced ? pool.tracer : pool.router.tessera;
+  if (trial.service == "network" && trial.ipsec_files == Trial::of_changed_router) add(tessera, "ipsec");
+  add(tessera, trial.service);
+  return line;
+}
+
+// Adds a trial to a batch; false when the changes give no router that tessera takes.
+bool add_trial(const Pool &pool, const Trial &trial, size_t number, Batch &batch) {
+  std::string config;
+  Facts facts;
+  if (!apply_changes(pool.setup, trial.changes, config, facts)) return false;
+  if (!trial.changes.empty() && is_refused(config)) return false;
+  std::string directory = std::string(&trials_path[1]) + "/" + std::to_string(batch.numbers.size()) + "/";
+  Tree &files = batch.job.files;
+  auto add = [&](const char *name, const std::string &content) { files[directory + name] = {S_IFREG | 0600, content}; };
+  bool has_facts = facts != pool.setup.facts;
+  add("config", config);
+  if (has_facts) add("facts", facts_text(facts));
+  add("run", command_line(pool, trial, has_facts ? ("/" + directory + "facts").c_str() : nullptr));
+  if (trial.is_traced) files[&trace_path[1]] = {S_IFREG | 0600, ""};
+  batch.numbers.push_back(number);
+  return true;
+}
+
+Batch make_batch(const Pool &pool, bool has_ipsec_files) {
+  Router router = pool.router;
+  if (!pool.setup.facts.empty()) router.facts = facts_text(pool.setup.facts);
+  if (has_ipsec_files) router.files.insert(pool.ipsec_files.begin(), pool.ipsec_files.end());
+  Batch batch;
+  batch.job = services_job(router, {});
+  // Nobody asks what the store holds before and after. The programs of the trials are shown, but not run.
+  batch.job.preparations.pop_back();
+  batch.job.commands = {{{pool.explain, batch_argument}}};
+  for (const std::string *program : {&pool.router.tessera, &pool.router.runt, &pool.tracer})
+    batch.job.commands.push_back({{*program}, "/.never"});
+  return batch;
+}
+
+// The text with one name of a file in place of another.
+std::string with_name(std::string text, const std::string &from, const std::string &to) {
+  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+    text.replace(at, from.size(), to);
+  return text;
+}
+
+// Sorts the files of a batch by its trials.
+void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &results) {
+  Outcome outcome = finish_job(batch.run);
+  if (outcome.commands.empty() || outcome.commands[0].status != 0) {
+    std::string trouble = outcome.trouble;
+    if (!outcome.preparations.empty()) trouble += outcome.preparations.back().messages;
+    if (!outcome.commands.empty()) trouble += outcome.commands[0].messages;
+    fprintf(stderr, "tessera-explain: %s\n", trouble.c_str());
+    exit(3);
+  }
+  const std::string top = std::string(&results_path[1]) + "/";
+  for (auto &[path, file] : outcome.files) {
+    if (!S_ISREG(file.mode) || path.compare(0, top.size(), top) != 0) continue;
+    size_t slash = path.find('/', top.size());
+    Result &result = results[batch.numbers[strtoul(path.c_str() + top.size(), nullptr, 10)]];
+    std::string name = path.substr(slash + 1);
+    if (name == "messages") {
+      result.messages = with_name(std::move(file.content), config_document, pool.setup.config_name);
+    } else if (name == "trace") {
+      result.trace = std::move(file.content);
+    } else {
+      result.files["/var/" + name] = std::move(file.content);
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<Result> run_all(const Pool &pool, const std::vector<Trial> &trials) {
+  auto processors = static_cast<size_t>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
+  std::vector<Result> results(trials.size());
+  // Trials with the same files in /var/run at their start share batches, one for each processor.
+  std::vector<Batch> batches;
+  for (bool has_ipsec_files : {false, true})
+    for (size_t i = 0; i < processors; i++) batches.push_back(make_batch(pool, has_ipsec_files));
+  for (size_t i = 0; i < trials.size(); i++) {
+    bool has_ipsec_files = trials[i].service == "network" && trials[i].ipsec_files == Trial::of_router;
+    Batch &batch = batches[(has_ipsec_files ? processors : 0) + i % processors];
+    results[i].is_refused = !add_trial(pool, trials[i], i, batch);
+  }
+  auto is_empty = [](const Batch &batch) { return batch.numbers.empty(); };
+  batches.erase(std::remove_if(batches.begin(), batches.end(), is_empty), batches.end());
+  for (Batch &batch : batches) batch.run = start_job(batch.job);
+  for (Batch &batch : batches) collect_results(pool, batch, results);
+  return results;
+}

@@ -1,0 +1,40 @@
+// The settings that change nothing.
+#include <algorithm>
+
+#include "explain/alternatives.h"
+#include "explain/answers.h"
+
+namespace {
+
+bool lies_in(const std::string &path, const std::string &top) {
+  return path.size() > top.size() && path.compare(0, top.size(), top) == 0 && path[top.size()] == '.';
+}
+
+}  // namespace
+
+std::vector<const Setting *> unused_settings(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs) {
+  std::set<const Setting *> used;
+  for (const BaseRun &base : runs) {
+    std::vector<const Setting *> tried;
+    for (const Setting &setting : setup.settings) {
+      bool is_tried = setting.is_leaf && !setting.is_fact && used.count(&setting) == 0 &&
+                      (is_read(base.trace, setting) || is_read(base.ipsec_trace, setting));
+      if (is_tried) tried.push_back(&setting);
+    }
+    for (const Effect &effect : try_settings(pool, setup, base, tried)) used.insert(effect.attempt.setting);
+  }
+  // In document order an object comes before what is in it.
+  std::vector<const Setting *> unused;
+  for (const Setting &setting : setup.settings) {
+    if (setting.is_fact || (!unused.empty() && lies_in(setting.path, unused.back()->path))) continue;
+    bool has_leaf = setting.is_leaf;
+    bool has_effect = used.count(&setting) > 0;
+    for (const Setting *other = &setting + 1; other < &setup.settings.back() + 1 && lies_in(other->path, setting.path);
+         other++) {
+      has_leaf |= other->is_leaf;
+      has_effect |= used.count(other) > 0;
+    }
+    if (has_leaf && !has_effect) unused.push_back(&setting);
+  }
+  return unused;
+}
