@@ -53,11 +53,21 @@ size_t rule_count() {
   return std::size(rules);
 }
 
-void find(const ConfigNode *node, Rule rule, std::initializer_list<std::string> values) {
+Finding finding_with_words(Rule rule, std::initializer_list<std::string> values) {
   const RuleWords &words = words_of(rule);
   Values filled{.values = values};
-  std::string wrong = filled.fill(words.wrong);
-  std::string outcome = filled.fill(words.outcome);
-  std::string cure = filled.fill(words.cure);
-  config_add_finding(node, rule, std::move(wrong), std::move(outcome), std::move(cure));
+  Finding finding{.rule = rule,
+                  .grade = grade_of(rule),
+                  .line = 0,
+                  .column = 0,
+                  .path = {},
+                  .message = filled.fill(words.wrong),
+                  .outcome = filled.fill(words.outcome),
+                  .cure = filled.fill(words.cure)};
+  return finding;
+}
+
+void find(const ConfigNode *node, Rule rule, std::initializer_list<std::string> values) {
+  Finding finding = finding_with_words(rule, values);
+  config_add_finding(node, rule, std::move(finding.message), std::move(finding.outcome), std::move(finding.cure));
 }

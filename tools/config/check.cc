@@ -1,14 +1,15 @@
-// The command check: reads a configuration file as a run would, and prints every finding.
+// The command check: reads configuration files as a run would, and prints every finding.
 #include "check/check.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <memory>
+#include <string_view>
 
-#include "config/report.h"
 #include "platform/network.h"
 #include "tools/config/commands.h"
-#include "tools/config/outcome.h"
+#include "tools/config/forms.h"
 
 namespace {
 
@@ -19,48 +20,117 @@ struct FreeModel {
   void operator()(NetworkModel *model) const { network_free(model); }
 };
 
-const char *severity_name(Severity severity) {
-  constexpr const char *names[] = {"error", "warning", "note"};
-  return names[static_cast<size_t>(severity)];
+struct Options {
+  Severity fail_on = Severity::error;
+  void (*print)(const std::vector<Listed> &listed) = print_text;
+  const char *facts = nullptr;
+  std::vector<const char *> files;
+};
+
+struct Form {
+  const char *name;
+  void (*print)(const std::vector<Listed> &listed);
+};
+constexpr Form forms[] = {
+    {"text", print_text}, {"json", print_json}, {"github", print_github}, {"sarif", print_sarif}};
+
+bool set_form(Options &options, const char *name) {
+  for (const Form &form : forms) {
+    if (strcmp(form.name, name) != 0) continue;
+    options.print = form.print;
+    return true;
+  }
+  return false;
+}
+
+bool set_bar(Options &options, const char *name) {
+  for (const Severity severity : {Severity::error, Severity::warning, Severity::note}) {
+    if (strcmp(severity_name(severity), name) != 0) continue;
+    options.fail_on = severity;
+    return true;
+  }
+  return false;
+}
+
+bool set_facts(Options &options, const char *file) {
+  options.facts = file;
+  return true;
+}
+
+struct ValueOption {
+  std::string_view name;
+  bool (*set)(Options &options, const char *value);
+};
+constexpr ValueOption value_options[] = {
+    {"--fail-on", set_bar}, {"--format", set_form}, {"--facts", set_facts}};
+
+// Takes the option at `arguments[at]`, and the next one where the value stands apart; false when it is none.
+bool take_option(Options &options, int count, char **arguments, int &at) {
+  const std::string_view argument = arguments[at];
+  if (argument == "--summary") {
+    options.print = print_summary;
+    return true;
+  }
+  const size_t equals = std::min(argument.find('='), argument.size());
+  for (const ValueOption &option : value_options) {
+    if (option.name != argument.substr(0, equals)) continue;
+    if (equals < argument.size()) return option.set(options, arguments[at] + equals + 1);
+    return ++at < count && option.set(options, arguments[at]);
+  }
+  return false;
+}
+
+bool parse(Options &options, int count, char **arguments) {
+  bool only_files = false;
+  for (int at = 0; at < count; ++at) {
+    if (!only_files && strcmp(arguments[at], "--") == 0)
+      only_files = true;
+    else if (only_files || arguments[at][0] != '-' || strcmp(arguments[at], "-") == 0)
+      options.files.push_back(arguments[at]);
+    else if (!take_option(options, count, arguments, at))
+      return false;
+  }
+  return !options.files.empty();
 }
 
 bool stands_before(const Finding &a, const Finding &b) {
   return a.line != b.line ? a.line < b.line : a.column < b.column;
 }
 
-}  // namespace
-
-void print_finding(FILE *out, const char *file, const Finding &finding) {
-  const RuleWords &words = words_of(finding.rule);
-  fprintf(out, "%s:", file);
-  if (finding.line > 0) fprintf(out, "%u:%u:", finding.line, finding.column);
-  fprintf(out, " %s[%s]: ", severity_name(words.severity), rule_name(words.name).c_str());
-  if (!finding.path.empty()) fprintf(out, "%s: ", finding.path.c_str());
-  fputs(finding.message.c_str(), out);
-  std::string place = finding.message == unknown_key_message ? config_place_of_key(finding.path) : "";
-  if (!place.empty()) fprintf(out, " here, there is one in %s", place.c_str());
-  fprintf(out, "; %s; %s\n", finding.outcome.empty() ? words.outcome : finding.outcome.c_str(),
-          finding.cure.empty() ? words.cure : finding.cure.c_str());
+void list(std::vector<Listed> &listed, const char *file, std::vector<Finding> findings) {
+  std::stable_sort(findings.begin(), findings.end(), stands_before);
+  for (Finding &finding : findings) listed.push_back({file, std::move(finding)});
 }
 
-namespace {
-
-Status check(const char *file) {
+void check_file(std::vector<Listed> &listed, const char *file, const char *facts) {
   std::vector<Finding> findings;
-  std::unique_ptr<const ConfigNode, FreeTree> root(config_check_file(file, &findings));
+  std::vector<Finding> about_facts;
+  const char *path = strcmp(file, "-") == 0 ? "/dev/stdin" : file;
+  std::unique_ptr<const ConfigNode, FreeTree> root(config_check_file(path, &findings));
   if (root != nullptr) {
     std::unique_ptr<NetworkModel, FreeModel> model(network_load(root.get()));
     network_check(root.get(), model.get());
   }
-  std::stable_sort(findings.begin(), findings.end(), stands_before);
-  for (const Finding &finding : findings) print_finding(stdout, file, finding);
-  bool refused = std::any_of(findings.begin(), findings.end(),
-                             [](const Finding &f) { return words_of(f.rule).severity == Severity::error; });
-  return refused ? unusable : sound;
+  if (facts != nullptr) check_facts(facts, root.get(), about_facts);
+  root.reset();
+  list(listed, file, std::move(findings));
+  if (facts != nullptr) list(listed, facts, std::move(about_facts));
 }
 
 }  // namespace
 
 Status check_command(int count, char **arguments) {
-  return count == 1 ? check(arguments[0]) : misuse();
+  if (count == 1 && strcmp(arguments[0], "--rules") == 0) {
+    print_rules();
+    return sound;
+  }
+  Options options;
+  if (!parse(options, count, arguments)) return misuse();
+  std::vector<Listed> listed;
+  for (const char *file : options.files) check_file(listed, file, options.facts);
+  options.print(listed);
+  const bool failed = std::any_of(listed.begin(), listed.end(), [&options](const Listed &each) {
+    return words_of(each.finding.rule).severity <= options.fail_on;
+  });
+  return failed ? unusable : sound;
 }

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr char usage[] =
-    "Usage: tessera-config check FILE\n"
+    "Usage: tessera-config check [--fail-on=GRADE] [--format=FORM] [--facts=FACTS] [--summary] FILE...\n"
     "       tessera-config schema [--strict]\n"
     "       tessera-config get [--json | --names] FILE PATH...\n"
     "       tessera-config set [-n] [--create] [--json] FILE PATH VALUE [EDIT...]\n"
@@ -20,12 +20,18 @@ constexpr char usage[] =
 
 constexpr char help[] =
     "\n"
-    "check   reads FILE as tessera would and prints every finding as FILE:LINE:COLUMN: GRADE: PATH: MESSAGE.\n"
+    "check   reads each FILE (-: standard input) as tessera would and prints every finding as\n"
+    "        FILE:LINE:COLUMN: GRADE[RULE]: PATH: what is wrong; what comes of it; what to write instead\n"
     "        GRADE is\n"
-    "          error    the file cannot be used: tessera stops and leaves what it wrote before\n"
-    "          warning  a run goes on without what the finding names, and logs it\n"
-    "          note     a run says nothing, but a daemon may refuse or misread the outcome\n"
-    "        Exit status: 0, or 1 when there is an error.\n"
+    "          error    tessera or a daemon refuses it, or a service or interface is left out by mistake\n"
+    "          warning  a setting has no effect, or another one than it says\n"
+    "          note     unusual, and probably meant\n"
+    "  --fail-on=GRADE  ends with status 1 for warning or note too; without it for error alone\n"
+    "  --format=FORM    text, json, github (workflow commands) or sarif (SARIF 2.1.0)\n"
+    "  --facts=FACTS    checks a file of runtime facts against each document as well\n"
+    "  --summary        prints how many files break which rule in which place\n"
+    "  --rules          prints the list of rules of the manual page, and checks nothing\n"
+    "        Exit status: 0, 1 when there is a finding of that grade or worse, 2 for wrong usage.\n"
     "schema  prints the JSON Schema (draft 2020-12) of configuration files. It takes what tessera takes, also\n"
     "        keys that tessera does not know and ignores; with --strict, for editors, it does not.\n"
     "get     prints the value at each PATH, such as network.interface.lan.mtu or network.route.static.0.dst.\n"
