@@ -4,7 +4,7 @@ CONFIGURE = cmake --preset
 EXAMPLE = examples/branch-office
 quiet = >build/$(1).log 2>&1 || { cat build/$(1).log >&2; exit 1; }
 
-.PHONY: run build test lint format package fuzz faults coverage bench cross clean
+.PHONY: run build test lint format package fuzz faults corruptions coverage bench cross clean
 
 # The files of every service for the example router, from the shipped build.
 run: setup-build
@@ -57,6 +57,11 @@ fuzz: setup-test
 faults: setup-test
 	$(CONFIGURE) ci
 	$(BUILD) ci --target every-fault
+
+# Every value of the examples is spoilt in turn: what a daemon refuses has to be an error of the checker, and the reverse.
+corruptions: setup-test
+	$(CONFIGURE) ci
+	$(BUILD) ci --target every-corruption
 
 # How much of src/ the tests reach: a table of files, and the uncovered lines in build/coverage/uncovered. Programs on
 # a router of their own see nothing of the machine, but write their counts through the directory that is open as 9.

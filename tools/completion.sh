@@ -85,13 +85,28 @@ _tessera_config_edit() {
   fi
 }
 
+_tessera_config_check() {
+  case $prev in
+    --fail-on) _tessera_reply -W 'error warning note' ;;
+    --format) _tessera_reply -W 'text json github sarif' ;;
+    *)
+      if [[ $cur == -* ]]; then
+        _tessera_reply -W '--fail-on= --format= --facts= --summary --rules'
+        compopt -o nospace 2>/dev/null
+      else
+        _tessera_files -f
+      fi
+      ;;
+  esac
+}
+
 _tessera_config() {
   local cur prev
   _tessera_words
   if [[ $COMP_CWORD -eq 1 ]]; then
     _tessera_reply -W "$(_tessera_commands "$1") --help"
   elif [[ ${COMP_WORDS[1]} == check ]]; then
-    _tessera_files -f
+    _tessera_config_check
   elif [[ ${COMP_WORDS[1]} == schema ]]; then
     _tessera_reply -W --strict
   else

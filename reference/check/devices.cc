@@ -47,21 +47,21 @@ constexpr ValueRule vlan_rules[] = {range("id", 1, 4094), end_of_rules};
 
 constexpr ValueRule local_rules[] = {rule("local", Test::filled), end_of_rules};
 
-constexpr ValueRule iptunnel_rules[] = {rule("local", Test::filled), rule("type", Test::filled), rule("remote", Test::ipv4),
-                                   end_of_rules};
+constexpr ValueRule iptunnel_rules[] = {rule("local", Test::filled), rule("type", Test::filled),
+                                        rule("remote", Test::ipv4), end_of_rules};
 
 constexpr ValueRule macsec_rules[] = {secret(rule("association.cak", Test::hexadecimal)),
-                                 rule("association.ckn", Test::hexadecimal), end_of_rules};
+                                      rule("association.ckn", Test::hexadecimal), end_of_rules};
 constexpr Variant macsec_variants[] = {{"manual", macsec_rules}, {nullptr, nullptr}};
 
 constexpr ValueRule l2tpeth_rules[] = {rule("local", Test::filled),         rule("remote", Test::address),
-                                  rule("tunnel_id", Test::filled),     rule("peer_tunnel_id", Test::filled),
-                                  rule("encapsulation", Test::filled), end_of_rules};
+                                       rule("tunnel_id", Test::filled),     rule("peer_tunnel_id", Test::filled),
+                                       rule("encapsulation", Test::filled), end_of_rules};
 constexpr ValueRule l2tpeth_ports[] = {range("udp_source_port", 1, 65535), range("udp_destination_port", 1, 65535),
-                                  end_of_rules};
+                                       end_of_rules};
 constexpr Variant l2tpeth_variants[] = {{"udp", l2tpeth_ports}, {nullptr, nullptr}};
 constexpr ValueRule session_rules[] = {rule("session_id", Test::filled), rule("peer_session_id", Test::filled),
-                                  end_of_rules};
+                                       end_of_rules};
 
 void check_iptunnel(const ConfigNode *config) {
   if (config_get_bool(config, "enable")) check_rules(config, iptunnel_rules, Rule::uci_missing);

@@ -39,8 +39,8 @@ constexpr ValueRule dhcp_rules[] = {
     rule("advanced.tftp_server", Test::without, " ,\\"),
     as(Rule::dnsmasq_value,
        line("domain={advanced.domain_suffix}, # domain name suffix", dnsmasq_line, router_address)),
-    as(Rule::dnsmasq_value, line("dhcp-boot=net:,{advanced.bootfile},,{advanced.tftp_server} # bootp server",
-                                 dnsmasq_line, interface_name)),
+    as(Rule::dnsmasq_value,
+       line("dhcp-boot=net:,{advanced.bootfile},,{advanced.tftp_server} # bootp server", dnsmasq_line, interface_name)),
     end_of_rules,
 };
 constexpr ValueRule bound_rules[] = {rule("lease_start", Test::filled), rule("lease_end", Test::filled), end_of_rules};
@@ -67,7 +67,7 @@ constexpr ValueRule relay_rules[] = {as(Rule::dnsmasq_value, no_quote("address")
                                      end_of_rules};
 
 // Options of which dnsmasq knows that their values are addresses, and those of which it takes no number without a size.
-constexpr int address_options[] = {1,  3,  6,  7,  9,  16, 21, 28, 32, 33, 41, 42, 44,  45,
+constexpr int address_options[] = {1,  3,  6,  7,  9,  16, 21, 28, 32, 33, 41, 42, 44, 45,
                                    48, 49, 50, 54, 65, 68, 69, 70, 71, 72, 73, 74, 150};
 constexpr int sized_options[] = {43, 52, 53, 55, 56, 57, 61, 81, 82, 118};
 
@@ -152,9 +152,15 @@ void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
 
 // Keys that nobody leaves out on purpose: their lines are written all the same, and say "none of it" to the clients.
 void check_unset_options(const ConfigNode *server) {
-  static constexpr const char *keys[] = {
-      "advanced.gateway",        "advanced.mtu",          "advanced.primary_dns",   "advanced.secondary_dns", "advanced.primary_ntp",
-      "advanced.secondary_ntp", "advanced.primary_wins", "advanced.secondary_wins", nullptr};
+  static constexpr const char *keys[] = {"advanced.gateway",
+                                         "advanced.mtu",
+                                         "advanced.primary_dns",
+                                         "advanced.secondary_dns",
+                                         "advanced.primary_ntp",
+                                         "advanced.secondary_ntp",
+                                         "advanced.primary_wins",
+                                         "advanced.secondary_wins",
+                                         nullptr};
   const std::string unset = unset_keys(server, keys, true);
   if (unset.empty()) return;
   const bool gateway = text_equals(server, "advanced.gateway", "");
@@ -258,9 +264,8 @@ void check_server(DhcpCheck &check, const ConfigNode *part, const ConfigNode *se
   check_unset_options(server);
   check_announced(server);
   for_each_element(config_array(server, "advanced.custom_option"), check_custom_option);
-  for_each_element(config_array(server, "advanced.static_lease"), [&](const ConfigNode *lease) {
-    check_static_lease(check, part, server, lease);
-  });
+  for_each_element(config_array(server, "advanced.static_lease"),
+                   [&](const ConfigNode *lease) { check_static_lease(check, part, server, lease); });
 }
 
 void check_part(DhcpCheck &check, const NetworkNode *node) {

@@ -112,7 +112,8 @@ struct FactsCheck {
     finding.path = printable(fact);
     if (at != std::string::npos) {
       const size_t start = content.rfind('\n', at);
-      finding.line = 1 + static_cast<unsigned>(std::count(content.begin(), content.begin() + static_cast<long>(at), '\n'));
+      finding.line =
+          1 + static_cast<unsigned>(std::count(content.begin(), content.begin() + static_cast<long>(at), '\n'));
       finding.column = static_cast<unsigned>(start == std::string::npos ? at + 1 : at - start);
     }
     findings.push_back(std::move(finding));

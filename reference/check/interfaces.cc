@@ -1,6 +1,8 @@
 // Interfaces and their protocol parts.
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "check/check.h"
 #include "check/find.h"
@@ -20,8 +22,11 @@ constexpr ValueRule delegation_rules[] = {range("prefix_length", 1, 128),
 void check_address(const ConfigNode *part) {
   static constexpr ValueRule address_rules[] = {rule("address", Test::ipv4_network), end_of_rules};
   static constexpr ValueRule gateway_rules[] = {optional(rule("gateway", Test::ipv4)), end_of_rules};
-  const char *address = config_get_string(part, "address");
-  const bool refused = *address != '\0' && !ipv4_network(address).has_value();
+  // What stands behind a second slash is not written.
+  const std::string_view address = config_get_string(part, "address");
+  const size_t slash = std::min(address.find('/'), address.size());
+  const std::string_view written = address.substr(0, address.find('/', std::min(slash + 1, address.size())));
+  const bool refused = !address.empty() && !ipv4_network(written).has_value();
   check_rules(part, address_rules, refused ? Rule::address : Rule::uci_missing);
   check_rules(part, gateway_rules, Rule::address);
 }
@@ -47,10 +52,10 @@ void check_part(const NetworkNode *part) {
 }
 
 constexpr ValueRule passthrough_rules[] = {rule("passthrough.src", Test::texts),
-                                      one_line("passthrough.pppoe_server.custom.config_file"), end_of_rules};
+                                           one_line("passthrough.pppoe_server.custom.config_file"), end_of_rules};
 constexpr ValueRule pppoe_rules[] = {one_line("pppoe.custom.config_file"), end_of_rules};
 constexpr ValueRule ancillary_rules[] = {rule("passthrough.ancillary.address", Test::ipv4_masked),
-                                    rule("passthrough.ancillary.gw", Test::ipv4), end_of_rules};
+                                         rule("passthrough.ancillary.gw", Test::ipv4), end_of_rules};
 
 constexpr ValueRule modem_rules[] = {
     rule("modem.device", Test::entry, "network.modem"),
@@ -62,7 +67,8 @@ constexpr Variant sst_variants[] = {{"custom", custom_sst_rules}, {nullptr, null
 constexpr ValueRule custom_gateway_rules[] = {rule("modem.custom_gw.gateway", Test::filled), end_of_rules};
 // The list of access points separates its columns by commas and quotes the words in them without escapes.
 constexpr ValueRule apn_rules[] = {rule("apn", Test::without, ","), rule("ip_version", Test::without, "'"),
-                              rule("auth", Test::without, "'"), rule("match_plmn", Test::without, "'"), end_of_rules};
+                                   rule("auth", Test::without, "'"), rule("match_plmn", Test::without, "'"),
+                                   end_of_rules};
 
 void check_modem(const ConfigNode *config) {
   check_rules(config, modem_rules, Rule::uci_missing);

@@ -60,7 +60,7 @@ constexpr ValueRule xauth_rules[] = {no_quote("xauth_client.username"),
                                      as(Rule::ipsec_effect, rule("xauth_client.username", Test::without, " #=")),
                                      as(Rule::ipsec_effect, rule("xauth_client.username", Test::not_first, "'")),
                                      as(Rule::ipsec_effect, rule("xauth_client.password", Test::filled)),
-                                     secret(no_quote("xauth_client.password")),
+                                     as(Rule::ipsec_effect, secret(no_quote("xauth_client.password"))),
                                      end_of_rules};
 
 // What a tunnel needs by the way it authenticates.
@@ -75,26 +75,24 @@ constexpr ValueRule rsasig_rules[] = {secret(rule("auth.private_key", Test::pem,
 constexpr ValueRule x509_rules[] = {secret(rule("auth.private_key", Test::pem, key_label)),
                                     secret(rule("auth.cert", Test::pem, certificate_label)),
                                     as(Rule::ipsec_effect, rule("auth.peer_verify", Test::filled)), end_of_rules};
-constexpr ValueRule scep_rules[] = {as(Rule::ipsec_skipped, rule("auth.scep_client", Test::entry, "network.scep_client")),
-                                    end_of_rules};
+constexpr ValueRule scep_rules[] = {
+    as(Rule::ipsec_skipped, rule("auth.scep_client", Test::entry, "network.scep_client")), end_of_rules};
 constexpr Variant auth_variants[] = {{"secret", secret_rules}, {"asymmetric-secrets", asymmetric_rules},
                                      {"rsasig", rsasig_rules}, {"x509", x509_rules},
                                      {"scep", scep_rules},     {nullptr, nullptr}};
 constexpr ValueRule peer_cert_rules[] = {secret(rule("auth.peer_cert", Test::pem, certificate_label)), end_of_rules};
-constexpr ValueRule peer_ca_rules[] = {as(Rule::ipsec_effect, rule("auth.peer_ca", Test::filled)),
-                                       secret(pem_and_more("auth.peer_ca", certificate_label)),
-                                       rule("auth.peer_ca_dn", Test::closed),
-                                       as(Rule::ipsec_effect, rule("auth.peer_ca_dn", Test::quoted, "=#\"")),
-                                       end_of_rules};
+constexpr ValueRule peer_ca_rules[] = {
+    as(Rule::ipsec_effect, rule("auth.peer_ca", Test::filled)), secret(pem_and_more("auth.peer_ca", certificate_label)),
+    rule("auth.peer_ca_dn", Test::closed), as(Rule::ipsec_effect, rule("auth.peer_ca_dn", Test::quoted, "=#\"")),
+    end_of_rules};
 constexpr Variant peer_variants[] = {{"cert", peer_cert_rules}, {"ca", peer_ca_rules}, {nullptr, nullptr}};
 
 constexpr char selector_ends[] = IPSEC_WORD_ENDS ",/[]";
 
 constexpr const char *selector_keys[] = {"protocol", "port", nullptr};
-constexpr ValueRule selector_rules[] = {as(Rule::ipsec_value, no_quote("protocol")),
-                                        rule("protocol", Test::without, selector_ends),
-                                        as(Rule::ipsec_value, no_quote("port")),
-                                        rule("port", Test::without, selector_ends), end_of_rules};
+constexpr ValueRule selector_rules[] = {
+    as(Rule::ipsec_value, no_quote("protocol")), rule("protocol", Test::without, selector_ends),
+    as(Rule::ipsec_value, no_quote("port")), rule("port", Test::without, selector_ends), end_of_rules};
 constexpr ValueRule remote_network_rules[] = {as(Rule::ipsec_value, no_quote("remote.network")),
                                               optional(rule("remote.network", Test::network)), end_of_rules};
 constexpr ValueRule policy_rules[] = {one_of("local.type", "address network custom request dynamic"), end_of_rules};
@@ -172,8 +170,8 @@ void check_proposals(const ConfigNode *tunnel, bool fips) {
 
 void check_lifetimes(const ConfigNode *tunnel) {
   check_rules(tunnel, lifetime_rules, Rule::ipsec_effect);
-  const int32_t shorter = std::min(config_get_duration(tunnel, "ike.phase1_lifetime"),
-                                   config_get_duration(tunnel, "ike.phase2_lifetime"));
+  const int32_t shorter =
+      std::min(config_get_duration(tunnel, "ike.phase1_lifetime"), config_get_duration(tunnel, "ike.phase2_lifetime"));
   const int32_t margin = config_get_duration(tunnel, "ike.lifetime_margin");
   const ConfigNode *place = config_nearest(tunnel, "ike.lifetime_margin");
   if (shorter > 0 && margin == 0) find(place, Rule::ipsec_no_margin);

@@ -54,8 +54,7 @@ void check_differing_options(const ConfigNode *interface) {
     if (!config_has_key(ipv4, key) || !config_has_key(ipv6, key)) continue;
     const std::string here = shown(ipv6, key);
     const std::string there = shown(ipv4, key);
-    if (here != there)
-      find(config_object_get(ipv6, key), Rule::link_options_differ, {key, here, there, path_of(ipv4)});
+    if (here != there) find(config_object_get(ipv6, key), Rule::link_options_differ, {key, here, there, path_of(ipv4)});
   }
 }
 
@@ -70,6 +69,15 @@ void check_mtu_twice(const ConfigNode *interface) {
   }
 }
 
+// A part without a switch has a finding of its own.
+bool is_partless(const ConfigNode *interface) {
+  for (const char *family : {"ipv4", "ipv6"}) {
+    const ConfigNode *part = config_object(interface, family);
+    if (config_get_bool(part, "enable") || (part != nullptr && !config_has_key(part, "enable"))) return false;
+  }
+  return true;
+}
+
 void check_interface(const NetworkModel *model, const NetworkNode *interface) {
   const ConfigNode *config = network_config(interface);
   const NetworkNode *device = network_find_parent(interface, NETWORK_NODE_DEVICE);
@@ -78,9 +86,7 @@ void check_interface(const NetworkModel *model, const NetworkNode *interface) {
   if (base != nullptr && is_off_device(base))
     find(config_nearest(config, "device"), Rule::stands_on_disabled, {path_of(network_config(base))});
   if (network_interface_type(interface) != NETWORK_INTERFACE_ETHERNET) return;
-  if (network_first_type(interface, NETWORK_NODE_PROTO) == nullptr && !config_get_bool(config, "ipv4.enable") &&
-      !config_get_bool(config, "ipv6.enable"))
-    find(config, Rule::no_part);
+  if (is_partless(config)) find(config, Rule::no_part);
   check_mtu_twice(config);
   if (network_device_type(device) == NETWORK_DEVICE_BRIDGE)
     check_bridge_options(interface);

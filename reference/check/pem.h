@@ -4,9 +4,9 @@
 
 #include <string_view>
 
-// True for a text that holds a block whose label ends with `label`, such as "PRIVATE KEY": base64 between its two lines,
-// and in that, unless it is encrypted, whole DER. What the numbers in it mean is not looked at. The last line holds nothing else unless more
-// may follow.
+// True for a text that holds a block whose label ends with `label`, such as "PRIVATE KEY": base64 between its two
+// lines, and in that, unless it is encrypted, whole DER. What the numbers in it mean is not looked at. The last line
+// holds nothing else unless more may follow.
 bool is_pem(std::string_view text, std::string_view label, bool more_may_follow);
 
 #endif

@@ -1,10 +1,10 @@
 // The rules that a configuration document is held against: their names, their grades, and all words about them. The
 // checker's messages, the list in the manual page and the rules of a SARIF log are made from these rows.
 //
-// RULE(name, severity, grade, about, wrong, outcome, cure): the name is shown with "-" for "_" and stays what it is once
-// it has been released. `grade` is what a run does. `about` says in a phrase what the rule is about; `wrong` is the
-// message, "" where whoever reports it words it, as a run logs it; `outcome` is what comes of it and `cure` what to write
-// instead. A "{name}" stands for a value; a name that comes again stands for the same value.
+// RULE(name, severity, grade, about, wrong, outcome, cure): the name is shown with "-" for "_" and stays what it is
+// once it has been released. `grade` is what a run does. `about` says in a phrase what the rule is about; `wrong` is
+// the message, "" where whoever reports it words it, as a run logs it; `outcome` is what comes of it and `cure` what to
+// write instead. A "{name}" stands for a value; a name that comes again stands for the same value.
 #ifndef TESSERA_REFERENCE_CHECK_RULES_H
 #define TESSERA_REFERENCE_CHECK_RULES_H
 
@@ -22,8 +22,8 @@
        "the document is refused, no service gets its files", "write a value of the type that the key has")             \
   RULE(number_range, error, refused, "a number that its key cannot hold", "",                                          \
        "the document is refused, no service gets its files", "write a number of that range")                           \
-  RULE(duration, error, refused, "a duration that is none", "",                                                        \
-       "the document is refused, no service gets its files", "write seconds as a number, or a text such as \"12h\"")   \
+  RULE(duration, error, refused, "a duration that is none", "", "the document is refused, no service gets its files",  \
+       "write seconds as a number, or a text such as \"12h\"")                                                         \
   RULE(characters, error, refused, "characters that a text or name cannot hold", "",                                   \
        "the document is refused, no service gets its files", "take the characters out")                                \
   RULE(entry_name, error, refused, "the name of an entry that cannot name a section", "",                              \
@@ -34,8 +34,8 @@
        "the document is refused, no service gets its files", "nest no more than 64 levels")                            \
   RULE(unknown_key, warning, ignored, "a key that tessera does not know", "", "it has no effect",                      \
        "correct its name, move it to its place or take it out")                                                        \
-  RULE(dangling_reference, error, ignored, "a reference that names nothing", "",                                       \
-       "what it should lead to is left out", "name an entry that is there, or take the reference out")                 \
+  RULE(dangling_reference, error, ignored, "a reference that names nothing", "", "what it should lead to is left out", \
+       "name an entry that is there, or take the reference out")                                                       \
   RULE(unknown_word, error, ignored, "the type of a device, interface or part that tessera does not know", "",         \
        "its sections are missing", "write one of the types that are listed")                                           \
   RULE(vlan_base, error, ignored, "a VLAN that stands on no device", "", "what lies on it has no device",              \
@@ -46,8 +46,8 @@
   /* Words and switches. */                                                                                            \
   RULE(useless_word, warning, questionable, "a word that no writer knows", "'{word}' is not one of: {words}",          \
        "it has no effect, or that of another word", "write one of these words")                                        \
-  RULE(doubtful_word, warning, questionable, "a word that the daemon may not know",                                    \
-       "'{word}' is no known word{hint}", "the daemon gets it as it stands", "write a word that the daemon knows")     \
+  RULE(doubtful_word, warning, questionable, "a word that the daemon may not know", "'{word}' is no known word{hint}", \
+       "the daemon gets it as it stands", "write a word that the daemon knows")                                        \
   RULE(undeclared_name, warning, questionable, "a name of an entry in a map that the document does not hold",          \
        "'{name}' is to be an entry of {map}, which has none", "it works where the router knows the name otherwise",    \
        "write the entry, or correct the name")                                                                         \
@@ -59,7 +59,7 @@
   RULE(no_device, warning, questionable, "an interface without a device",                                              \
        "the interface lies on no device that the system has", "its sections name no device, it stays down",            \
        "let device name a port, bridge, bond or VLAN")                                                                 \
-  RULE(no_part, note, questionable, "an interface that no address family is enabled on",                            \
+  RULE(no_part, note, questionable, "an interface that no address family is enabled on",                               \
        "neither ipv4 nor ipv6 is enabled", "the interface gets no section", "enable ipv4 or ipv6")                     \
   /* dnsmasq. */                                                                                                       \
   RULE(dnsmasq_value, error, questionable, "a value with which dnsmasq refuses its file", "{problem}",                 \
@@ -67,19 +67,18 @@
   RULE(dnsmasq_effect, warning, questionable, "a value that dnsmasq reads as another one or does not use",             \
        "{problem}", "dnsmasq takes the line, but it does not do what it says", "{cure}")                               \
   RULE(dhcp_range, error, questionable, "a range of leases that is none",                                              \
-       "'{first}' to '{last}' is no range of addresses", "dnsmasq will not start",                                             \
+       "'{first}' to '{last}' is no range of addresses", "dnsmasq will not start",                                     \
        "write two addresses of the subnet or their last numbers, the lower one first")                                 \
   RULE(dhcp_option_form, warning, questionable, "a DHCP option whose form is not known", "{problem}",                  \
-       "value_bytes is sent without a size, and no other value", "{cure}")                                                   \
+       "value_bytes is sent without a size, and no other value", "{cure}")                                             \
   RULE(dhcp_range_outside, warning, questionable, "leases or reservations outside of the subnet",                      \
        "{address} is not in the subnet {subnet}", "dnsmasq never leases it", "write an address of the subnet")         \
-  RULE(dhcp_options_unset, warning, questionable, "options of a DHCP server that are not set",                         \
-       "{keys} not set", "{outcome}", "write auto, custom or none")                                                    \
+  RULE(dhcp_options_unset, warning, questionable, "options of a DHCP server that are not set", "{keys} not set",       \
+       "{outcome}", "write auto, custom or none")                                                                      \
   RULE(dhcp_lease_time, warning, questionable, "a lease time below 120 seconds", "lease_time is {seconds} seconds",    \
        "leases hold 120 seconds", "write 120 seconds or more")                                                         \
-  RULE(dhcp_unused, warning, questionable, "a DHCP server where none can be",                                          \
-       "dhcp_server has no effect {where}", "clients get no addresses from here",                                      \
-       "give ipv4 the type static, or take dhcp_server out")                                                           \
+  RULE(dhcp_unused, warning, questionable, "a DHCP server where none can be", "dhcp_server has no effect {where}",     \
+       "clients get no addresses from here", "give ipv4 the type static, or take dhcp_server out")                     \
   RULE(dhcp_hybrid, warning, questionable, "a DHCP server on a hybrid interface",                                      \
        "the DHCP server of a hybrid interface serves only while the runtime fact hybrid.lanmode is true",              \
        "clients get no addresses otherwise", "give ipv4 the type static if it has to serve always")                    \
@@ -103,10 +102,9 @@
   RULE(gateway_outside, warning, questionable, "a gateway outside of the subnet",                                      \
        "the gateway {gateway} is not in the subnet {subnet}", "the kernel takes no route by way of it",                \
        "write an address of the subnet")                                                                               \
-  RULE(subnet_twice, warning, questionable, "two interfaces in one subnet",                                            \
-       "{subnet} overlaps the subnet of {other}", "traffic for it goes out by one of the two only",                    \
-       "give each interface a subnet of its own")                                                                      \
-  RULE(vlan_id, error, questionable, "a VLAN ID that is none", "{problem}", "what lies on the VLAN stays down",         \
+  RULE(subnet_twice, warning, questionable, "two interfaces in one subnet", "{subnet} overlaps the subnet of {other}", \
+       "traffic for it goes out by one of the two only", "give each interface a subnet of its own")                    \
+  RULE(vlan_id, error, questionable, "a VLAN ID that is none", "{problem}", "what lies on the VLAN stays down",        \
        "{cure}")                                                                                                       \
   RULE(uci_value, warning, questionable, "a value that the interface manager does not take", "{problem}",              \
        "the interface manager ignores it", "{cure}")                                                                   \
@@ -136,7 +134,8 @@
   RULE(member_with_interface, warning, questionable, "a member of a bridge or bond with an interface of its own",      \
        "{device} is a member of {other}, and {interface} stands on it", "the interface gets no traffic",               \
        "let the interface stand on the bridge or bond")                                                                \
-  RULE(bond_left_out, error, questionable, "a bond that is not written", "{problem}", "the bond is left out", "{cure}")\
+  RULE(bond_left_out, error, questionable, "a bond that is not written", "{problem}", "the bond is left out",          \
+       "{cure}")                                                                                                       \
   RULE(bridge_options, warning, questionable, "link options of an interface on a bridge",                              \
        "{keys} of an interface on a bridge has no effect", "the bridge has a section of its own, which counts",        \
        "take it out, or set it on the members")                                                                        \
@@ -146,7 +145,7 @@
   RULE(mtu_twice, warning, questionable, "an MTU of the interface and another of its part",                            \
        "mtu is {value} here and {other} in the interface", "the interface manager takes that of the interface",        \
        "write one of the two")                                                                                         \
-  RULE(route_dst, error, questionable, "a destination that does not parse", "'{value}' is no {what}",                  \
+  RULE(route_dst, warning, questionable, "a destination that does not parse", "'{value}' is no {what}",                \
        "the route is written without its target", "write an address or a network such as 10.0.0.0/8")                  \
   RULE(route_host_bits, warning, questionable, "a destination with bits behind its prefix length",                     \
        "'{network}' has bits behind its prefix length", "the kernel refuses the route", "write {masked}")              \
@@ -170,7 +169,7 @@
        "{problem}", "the tunnel comes up differently or not at all", "{cure}")                                         \
   RULE(ipsec_skipped, error, questionable, "a tunnel that a run skips", "{problem}",                                   \
        "the run logs it and skips the tunnel", "{cure}")                                                               \
-  RULE(ipsec_proposals, note, questionable, "a tunnel without proposals", "{keys} empty",                            \
+  RULE(ipsec_proposals, note, questionable, "a tunnel without proposals", "{keys} empty",                              \
        "the IPsec daemon proposes its own list, which depends on its version",                                         \
        "list the algorithms that both ends agree on")                                                                  \
   RULE(ipsec_no_margin, warning, questionable, "a tunnel without a lifetime margin", "ike.lifetime_margin is not set", \
@@ -178,8 +177,8 @@
   RULE(ipsec_margin, warning, questionable, "a lifetime margin that is not below both lifetimes",                      \
        "the margin of {margin} s is not below the shorter lifetime of {lifetime} s",                                   \
        "the run logs it and writes a quarter of the lifetime", "write a shorter margin")                               \
-  RULE(ipsec_selector, warning, questionable, "a policy whose protocol or port is empty", "{keys} not set",              \
-       "the selector is written with nothing in its place, as in [/]", "write any for all")                          \
+  RULE(ipsec_selector, warning, questionable, "a policy whose protocol or port is empty", "{keys} not set",            \
+       "the selector is written with nothing in its place, as in [/]", "write any for all")                            \
   /* OpenVPN, other tunnels, serial ports. */                                                                          \
   RULE(openvpn_value, error, questionable, "a value with which OpenVPN refuses its file", "{problem}",                 \
        "OpenVPN will not start", "{cure}")                                                                             \
@@ -188,19 +187,19 @@
   RULE(serial_unused, warning, questionable, "a dial-in port without settings", "ppp_dialin is not set",               \
        "the port gets no interface", "write the object ppp_dialin")                                                    \
   /* Who may log in. */                                                                                                \
-  RULE(auth_value, error, questionable, "a value with which the files of PAM are refused", "{problem}",                \
-       "logins fail", "{cure}")                                                                                        \
+  RULE(auth_value, warning, questionable, "a value with which a RADIUS server is not asked", "{problem}",              \
+       "the module does not ask this server", "{cure}")                                                                \
   RULE(auth_effect, warning, questionable, "a value that an authentication module reads otherwise", "{problem}",       \
        "the module gets another value", "{cure}")                                                                      \
-  RULE(auth_no_server, error, questionable, "a method without servers", "there is no {method} server",                 \
+  RULE(auth_no_server, warning, questionable, "a method without servers", "there is no {method} server",               \
        "the method is left out", "write a server, or take the method out of auth.method")                              \
   RULE(auth_unused, warning, questionable, "servers that no method asks", "{method} is not in auth.method",            \
        "its servers are never asked", "add \"{method}\" to auth.method, or take the servers out")                      \
   RULE(dns_value, warning, questionable, "a setting of name resolution without effect", "{problem}",                   \
        "the line does not do what it says", "{cure}")                                                                  \
   /* Runtime facts. */                                                                                                 \
-  RULE(facts_unreadable, error, questionable, "a facts file that cannot be used", "{problem}",                         \
-       "no fact is known", "write a flat JSON object of texts, as runt dump prints it")                                \
+  RULE(facts_unreadable, error, questionable, "a facts file that cannot be used", "{problem}", "no fact is known",     \
+       "write a flat JSON object of texts, as runt dump prints it")                                                    \
   RULE(fact_value, error, questionable, "a fact that is no text", "{problem}", "runt load refuses the file",           \
        "write the value in double quotes")                                                                             \
   RULE(unknown_fact, warning, questionable, "a fact that no service reads", "'{fact}' is no fact that is read{hint}",  \

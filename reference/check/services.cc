@@ -30,18 +30,17 @@ constexpr ValueRule allowlist_rules[] = {
 // Separates the arguments of a module, and ends a rule.
 constexpr char argument_ends[] = " []#";
 
-constexpr ValueRule radius_server_rules[] = {
-    rule("hostname", Test::filled),
-    rule("hostname", Test::without, " "),
-    as(Rule::auth_effect, rule("hostname", Test::not_first, "#")),
-    range("port", 1, 65535),
-    rule("secret", Test::filled),
-    secret(rule("secret", Test::without, " ")),
-    as(Rule::auth_effect, secret(rule("secret", Test::without, "]"))),
-    line("[{hostname}]:{port} {secret+]} {timeout}", radius_line),
-    range("timeout", 0, INT_MAX),
-    as(Rule::auth_effect, range("timeout", 1, INT_MAX)),
-    end_of_rules};
+constexpr ValueRule radius_server_rules[] = {rule("hostname", Test::filled),
+                                             rule("hostname", Test::without, " "),
+                                             as(Rule::auth_effect, rule("hostname", Test::not_first, "#")),
+                                             range("port", 1, 65535),
+                                             rule("secret", Test::filled),
+                                             secret(rule("secret", Test::without, " ")),
+                                             as(Rule::auth_effect, secret(rule("secret", Test::without, "]"))),
+                                             line("[{hostname}]:{port} {secret+]} {timeout}", radius_line),
+                                             range("timeout", 0, INT_MAX),
+                                             as(Rule::auth_effect, range("timeout", 1, INT_MAX)),
+                                             end_of_rules};
 constexpr ValueRule radius_rules[] = {
     rule("nas_id", Test::without, argument_ends),
     line("httpd_login auth [success=done new_authtok_reqd=done auth_err=die user_unknown=die default=ignore] "
@@ -51,7 +50,7 @@ constexpr ValueRule radius_rules[] = {
     end_of_rules};
 
 constexpr ValueRule ldap_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, " "),
-                                      range("port", 1, 65535), end_of_rules};
+                                           range("port", 1, 65535), end_of_rules};
 constexpr ValueRule ldap_rules[] = {
     rule("base_dn", Test::filled),
     rule("base_dn", Test::not_first, " "),
@@ -71,11 +70,11 @@ constexpr ValueRule ldap_rules[] = {
     end_of_rules,
 };
 
-constexpr ValueRule tacacs_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, argument_ends),
-                                        range("port", 1, 65535), rule("secret", Test::filled),
-                                        secret(rule("secret", Test::without, "#")),
-                                        // It would take away the meaning of the bracket behind it.
-                                        secret(rule("secret", Test::not_last, "\\")), end_of_rules};
+constexpr ValueRule tacacs_server_rules[] = {rule("hostname", Test::filled),
+                                             rule("hostname", Test::without, argument_ends), range("port", 1, 65535),
+                                             rule("secret", Test::filled), secret(rule("secret", Test::without, "#")),
+                                             // It would take away the meaning of the bracket behind it.
+                                             secret(rule("secret", Test::not_last, "\\")), end_of_rules};
 constexpr ValueRule tacacs_rules[] = {
     rule("service", Test::filled),
     rule("service", Test::without, argument_ends),

@@ -18,9 +18,19 @@ void check_switch(const ConfigNode *object) {
 
 // Maps and arrays of things with a switch of their own.
 constexpr const char *switched[] = {
-    "service.multicast", "network.route.static", "network.route.policy", "network.bridge",     "network.bond",
-    "network.macsec",    "vpn.ipsec.tunnel",     "vpn.openvpn.client",   "vpn.openvpn.server", "vpn.iptunnel",
-    "vpn.l2tpeth",       "vpn.nemo",             "serial",
+    "service.multicast",
+    "network.route.static",
+    "network.route.policy",
+    "network.bridge",
+    "network.bond",
+    "network.macsec",
+    "vpn.ipsec.tunnel",
+    "vpn.openvpn.client",
+    "vpn.openvpn.server",
+    "vpn.iptunnel",
+    "vpn.l2tpeth",
+    "vpn.nemo",
+    "serial",
 };
 
 // What is below an interface, or a part, that is off itself is of no interest.
@@ -38,8 +48,8 @@ void check_interface(const ConfigNode *interface) {
 
 struct EmptyRow {
   const char *map;
-  const char *type;    // the interfaces that it is about; "" for all entries
-  const char *keys[8]; // null ends them
+  const char *type;     // the interfaces that it is about; "" for all entries
+  const char *keys[8];  // null ends them
 };
 constexpr EmptyRow empty_rows[] = {
     {"network.interface", "pppoe", {"pppoe.username", "pppoe.password", nullptr}},

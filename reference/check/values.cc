@@ -111,21 +111,28 @@ constexpr TextTest text_tests[] = {
      [](const ConfigNode *, const ValueRule &, const char *text) {
        return is_network(AF_INET, text, false) || is_network(AF_INET6, text, false);
      }},
-    {Test::mac, "a MAC address", "00:11:22:33:44:55", [](const ConfigNode *, const ValueRule &, const char *text) { return is_mac(text); }},
+    {Test::mac, "a MAC address", "00:11:22:33:44:55",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return is_mac(text); }},
     {Test::hexadecimal, "a hexadecimal number", "0a1b",
      [](const ConfigNode *, const ValueRule &, const char *text) { return is_hexadecimal(text); }},
     {Test::server, "the address of a DNS server", "192.168.1.1#53",
      [](const ConfigNode *, const ValueRule &, const char *text) { return is_server(text); }},
     {Test::entry, "an entry of ", "",
-     [](const ConfigNode *node, const ValueRule &rule, const char *text) { return is_entry(node, rule.argument, text); }},
+     [](const ConfigNode *node, const ValueRule &rule, const char *text) {
+       return is_entry(node, rule.argument, text);
+     }},
     {Test::pem, "PEM with the label ", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) { return is_pem(text, rule.argument, rule.low != 0); }},
+     [](const ConfigNode *, const ValueRule &rule, const char *text) {
+       return is_pem(text, rule.argument, rule.low != 0);
+     }},
     {Test::host_name, "a host name of letters, digits, '-' and '_'", "",
      [](const ConfigNode *, const ValueRule &, const char *text) { return is_host_name(text); }},
     {Test::colon_hex, "bytes in hexadecimal", "",
      [](const ConfigNode *, const ValueRule &, const char *text) { return is_colon_hex(text); }},
     {Test::without, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) { return strpbrk(text, rule.argument) == nullptr; }},
+     [](const ConfigNode *, const ValueRule &rule, const char *text) {
+       return strpbrk(text, rule.argument) == nullptr;
+     }},
     {Test::quoted, "", "",
      [](const ConfigNode *, const ValueRule &rule, const char *text) {
        return strpbrk(text, rule.argument) == nullptr || is_quoted(text);
@@ -135,9 +142,13 @@ constexpr TextTest text_tests[] = {
        return std::count(text, text + strlen(text), '"') % 2 == 0;
      }},
     {Test::without_text, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) { return strstr(text, rule.argument) == nullptr; }},
+     [](const ConfigNode *, const ValueRule &rule, const char *text) {
+       return strstr(text, rule.argument) == nullptr;
+     }},
     {Test::not_first, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) { return strchr(rule.argument, *text) == nullptr; }},
+     [](const ConfigNode *, const ValueRule &rule, const char *text) {
+       return strchr(rule.argument, *text) == nullptr;
+     }},
     {Test::not_last, "", "",
      [](const ConfigNode *, const ValueRule &rule, const char *text) {
        return strchr(rule.argument, text[strlen(text) - 1]) == nullptr;
@@ -287,9 +298,8 @@ bool check_number(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   const ConfigNode *value = config_lookup(entry, rule.path);
   const std::string cure = range_cure(rule);
   const std::string low = std::to_string(rule.low);
-  const std::string bound = rule.high == INT_MAX
-                                ? " is less than " + low
-                                : " is not in the range " + low + " to " + std::to_string(rule.high);
+  const std::string bound = rule.high == INT_MAX ? " is less than " + low
+                                                 : " is not in the range " + low + " to " + std::to_string(rule.high);
   if (value == nullptr)
     find_unset(entry, rule.path, broken_by(rule, broken), cure.c_str());
   else

@@ -51,7 +51,7 @@ struct ValueRule {
   const char *argument;
   int32_t low;
   int32_t high;
-  bool has_own = false;          // what breaks this row breaks the rule `own`, not that of its table
+  bool has_own = false;  // what breaks this row breaks the rule `own`, not that of its table
   Rule own = Rule::unreadable;
 };
 
@@ -131,7 +131,8 @@ void check_texts(const ConfigNode *node, const char *path, const ValueRule *rule
 // Reports that the value at `path` is not set, or empty.
 void find_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure);
 
-// Of the paths in the list, which null ends, those that the entry does not hold, and with `or_empty` also those that are
+// Of the paths in the list, which null ends, those that the entry does not hold, and with `or_empty` also those that
+// are
 // "" there: with commas between them and "is" or "are" behind; "" when there is none.
 std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty);
 

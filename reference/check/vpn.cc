@@ -23,7 +23,7 @@ constexpr char openvpn_word_ends[] = " \"'\\#;";
 constexpr int32_t openvpn_account_line = 127;
 
 constexpr ValueRule client_account_rules[] = {at_most("username", openvpn_account_line),
-                                         secret(at_most("password", openvpn_account_line)), end_of_rules};
+                                              secret(at_most("password", openvpn_account_line)), end_of_rules};
 constexpr ValueRule client_file_rules[] = {rule("config_file", Test::filled), end_of_rules};
 constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
                                       rule("device_type", Test::without, " "),
@@ -33,7 +33,8 @@ constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
                                       as(Rule::openvpn_effect, rule("server", Test::without, openvpn_word_ends)),
                                       as(Rule::openvpn_effect, range("port", 1, 65535)),
                                       line("remote {server} {port}", openvpn_line),
-                                      rule("cacert", Test::filled), inline_text("cacert", "</ca>"),
+                                      rule("cacert", Test::filled),
+                                      inline_text("cacert", "</ca>"),
                                       secret(rule("cacert", Test::pem, "CERTIFICATE")),
                                       inline_text("public_cert", "</cert>"),
                                       secret(optional(rule("public_cert", Test::pem, "CERTIFICATE"))),
@@ -41,7 +42,7 @@ constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
                                       secret(optional(rule("private_key", Test::pem, "PRIVATE KEY"))),
                                       end_of_rules};
 constexpr ValueRule client_pair_rules[] = {rule("public_cert", Test::filled), rule("private_key", Test::filled),
-                                      end_of_rules};
+                                           end_of_rules};
 
 void check_openvpn_client(const ConfigNode *client) {
   if (!config_get_bool(client, "enable")) return;
@@ -59,18 +60,20 @@ constexpr ValueRule server_rules[] = {as(Rule::openvpn_effect, rule("device_type
 constexpr ValueRule protocol_rules[] = {
     one_of("", "udp udp4 udp6 tcp-server tcp4-server tcp6-server tcp tcp4 tcp6 tcp-client tcp4-client tcp6-client"),
     end_of_rules};
-constexpr ValueRule server_pool_rules[] = {as(Rule::openvpn_effect, rule("server_address", Test::ipv4_network)),
-                                           range("server_first_ip", -1, 254),
-                                           as(Rule::openvpn_effect, range("server_first_ip", 0, 254)),
-                                           range("server_last_ip", 1, 255), end_of_rules};
+constexpr ValueRule server_pool_rules[] = {
+    as(Rule::openvpn_effect, rule("server_address", Test::ipv4_network)), range("server_first_ip", -1, 254),
+    as(Rule::openvpn_effect, range("server_first_ip", 0, 254)), range("server_last_ip", 1, 255), end_of_rules};
 // The first address is that of the other end.
 constexpr ValueRule tun_pool_rules[] = {range("server_first_ip", 0, 254), end_of_rules};
-constexpr ValueRule server_key_rules[] = {
-    inline_text("cacert", "</ca>"),     secret(rule("cacert", Test::pem, "CERTIFICATE")),
-    inline_text("server_cert", "</cert>"), secret(rule("server_cert", Test::pem, "CERTIFICATE")),
-    inline_text("server_key", "</key>"), secret(rule("server_key", Test::pem, "PRIVATE KEY")),
-    inline_text("diffie", "</dh>"),     secret(rule("diffie", Test::pem, "DH PARAMETERS")),
-    end_of_rules};
+constexpr ValueRule server_key_rules[] = {inline_text("cacert", "</ca>"),
+                                          secret(rule("cacert", Test::pem, "CERTIFICATE")),
+                                          inline_text("server_cert", "</cert>"),
+                                          secret(rule("server_cert", Test::pem, "CERTIFICATE")),
+                                          inline_text("server_key", "</key>"),
+                                          secret(rule("server_key", Test::pem, "PRIVATE KEY")),
+                                          inline_text("diffie", "</dh>"),
+                                          secret(rule("diffie", Test::pem, "DH PARAMETERS")),
+                                          end_of_rules};
 
 // An address that does not parse makes lines that do not either; one without a prefix length is read.
 void check_server_address(const ConfigNode *server) {
@@ -99,8 +102,8 @@ void check_openvpn_server(const ConfigNode *server) {
 }
 
 constexpr ValueRule nemo_rules[] = {rule("home_address", Test::ipv4), rule("home_agent", Test::filled),
-                               rule("coaddress.type", Test::filled), rule("tun_local.type", Test::filled),
-                               end_of_rules};
+                                    rule("coaddress.type", Test::filled), rule("tun_local.type", Test::filled),
+                                    end_of_rules};
 constexpr ValueRule care_of_interface[] = {rule("coaddress.interface", Test::entry, interfaces), end_of_rules};
 constexpr ValueRule care_of_address[] = {rule("coaddress.address", Test::address), end_of_rules};
 constexpr Variant care_of_variants[] = {{"interface", care_of_interface}, {"ip", care_of_address}, {nullptr, nullptr}};
@@ -120,11 +123,11 @@ constexpr ValueRule lac_rules[] = {rule("lns", Test::filled), one_line("custom.c
 constexpr ValueRule lns_rules[] = {one_line("custom.config_file"), end_of_rules};
 
 constexpr ValueRule dialin_rules[] = {rule("baudrate", Test::filled),
-                                 rule("ppp_dialin.local_address", Test::ipv4),
-                                 rule("ppp_dialin.remote_address", Test::ipv4),
-                                 one_line("ppp_dialin.custom.config_file"),
-                                 one_line("ppp_dialin.connect.script"),
-                                 end_of_rules};
+                                      rule("ppp_dialin.local_address", Test::ipv4),
+                                      rule("ppp_dialin.remote_address", Test::ipv4),
+                                      one_line("ppp_dialin.custom.config_file"),
+                                      one_line("ppp_dialin.connect.script"),
+                                      end_of_rules};
 
 void check_serial_port(const ConfigNode *port) {
   if (!config_get_bool(port, "enable") || !text_equals(port, "mode", "ppp_dialin")) return;

@@ -100,8 +100,8 @@ void report_type(const ConfigNode *entry, const char *type, const char *what, co
     config_report(config_lookup(entry, "type"), Rule::unknown_word, "unknown %s '%s', expected one of:%s; %s", what,
                   printable(type).c_str(), known.c_str(), outcome);
   else
-    config_report(config_nearest(entry, "type"), Rule::unknown_word, "there is no %s, expected one of:%s; %s", what, known.c_str(),
-                  outcome);
+    config_report(config_nearest(entry, "type"), Rule::unknown_word, "there is no %s, expected one of:%s; %s", what,
+                  known.c_str(), outcome);
 }
 
 // Collects the devices, radios and modems in model order, names the VLANs and puts devices in radios.

@@ -1,6 +1,6 @@
 // The devices, radios and modems of the model.
-#include <cstring>
 #include <algorithm>
+#include <cstring>
 
 #include "network/build.h"
 #include "platform/ranges.h"

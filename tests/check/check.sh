@@ -21,13 +21,13 @@ expect() {
   { diff -u - "$work/out" && diff -u "$work/errors" "$work/err"; } || { echo "$*: other output"; failed=1; }
 }
 
-for document in *.json; do
+for document in effects.json mistakes.json network.json services.json values.json; do
   expected=${document%.json}.expected
   if grep -q ': error\[' "$expected"; then status=1; else status=0; fi
   expect "$status" '' check "$document" <"$expected"
 done
 
-usage='Usage: tessera-config check FILE
+usage='Usage: tessera-config check [--fail-on=GRADE] [--format=FORM] [--facts=FACTS] [--summary] FILE...
        tessera-config schema [--strict]
        tessera-config get [--json | --names] FILE PATH...
        tessera-config set [-n] [--create] [--json] FILE PATH VALUE [EDIT...]
@@ -36,7 +36,7 @@ usage='Usage: tessera-config check FILE
        tessera-config set [-n] FILE -
        tessera-config --help | --version
 '
-for arguments in '' check 'check a b' 'schema --lax'; do
+for arguments in '' check 'check --format=yaml a' 'check --fail-on' 'check --facts f' 'schema --lax'; do
   # shellcheck disable=SC2086 # a list of words
   expect 2 "$usage" $arguments </dev/null
 done
@@ -45,6 +45,52 @@ $usage" chekc all.json </dev/null
 expect 1 '' check absent.json <<OUTPUT
 absent.json: error[unreadable]: cannot be opened: No such file or directory; no service gets its files; name a readable file of at most 256 MiB
 OUTPUT
+
+# Grades, several files, standard input and pipes.
+printf '{"system": {"nam": "x"}}\n' >"$work/odd.json"
+odd='warning[unknown-key]: system.nam: unknown key, did you mean '"'name'"'?; it has no effect; correct its name, move it to its place or take it out'
+expect 0 '' check "$work/odd.json" <<OUTPUT
+$work/odd.json:1:13: $odd
+OUTPUT
+for bar in warning note; do
+  expect 1 '' check --fail-on=$bar -- "$work/odd.json" <<OUTPUT
+$work/odd.json:1:13: $odd
+OUTPUT
+done
+[ "$("$program" check - /dev/fd/3 <"$work/odd.json" 3<<FILE
+$(cat "$work/odd.json")
+FILE
+)" = "-:1:13: $odd
+/dev/fd/3:1:13: $odd" ] || { echo "standard input or a pipe is not read"; failed=1; }
+expect 1 '' check --summary "$work/odd.json" absent.json "$work/odd.json" <<'OUTPUT'
+2 × unknown-key system.nam (odd odd)
+1 × unreadable  (absent)
+OUTPUT
+expect 0 '' check --format github "$work/odd.json" <<OUTPUT
+::warning file=$work/odd.json,line=1,col=13,title=unknown-key::${odd#*: }
+OUTPUT
+"$program" check --format=json mistakes.json absent.json >"$work/out"
+[ "$(grep -c '"rule": ' "$work/out")" = $(($(wc -l <mistakes.expected) + 1)) ] || { echo "the JSON form holds other findings"; failed=1; }
+
+# Facts beside a document that says nothing wrong itself.
+printf '{"network": {"interface": {"lan": {}}}, "vpn": {"ipsec": {"tunnel": {"bar": {}}}}}' >"$work/facts.json"
+expect 1 '' check --facts=facts.facts "$work/facts.json" <facts.expected
+printf '[]' >"$work/none"
+expect 1 '' check --facts "$work/none" "$work/facts.json" <<OUTPUT
+$work/none: error[facts-unreadable]: the file holds no object; no fact is known; write a flat JSON object of texts, as runt dump prints it
+OUTPUT
+
+# The manual page lists the rules of the program.
+"$program" check --rules >"$work/out"
+sed '1,/What check --rules prints/d; /to here/,$d' ../../doc/tessera-config.8 | sed '1d; $d' | diff -u - "$work/out" ||
+  { echo "tessera-config(8) lists other rules"; failed=1; }
+
+# A run logs a hundred findings of a kind, and how many more there are.
+awk 'BEGIN { printf "{\"system\": {"; for (i = 0; i < 250; i++) printf "%s\"key%d\": 1", i ? ", " : "", i; print "}}" }' >"$work/many.json"
+"$1"/tessera-preview -c "$work/many.json" pam >"$work/out" 2>&1
+[ "$(grep -c 'unknown key$' "$work/out")" = 100 ] || { echo "a run logs all of many findings"; failed=1; }
+grep -q ': 150 more findings of the rule unknown-key$' "$work/out" || { echo "a run hides how many findings there are"; failed=1; }
+
 "$program" --help | grep -q 'Exit status' || { echo "--help explains no exit status"; failed=1; }
 "$program" schema 2>"$work/err" >/dev/full && { echo "a full disk goes unnoticed"; failed=1; }
 [ -s "$work/err" ] || { echo "a full disk goes unreported"; failed=1; }

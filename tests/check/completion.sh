@@ -40,6 +40,9 @@ offers 'runt d' delete dump
 offers 'runt load c' files: config.json
 offers 'tessera-config ' check get rename schema set unset --help
 offers 'tessera-config check ' files: config.json old
+offers 'tessera-config check --fo' --format=
+offers 'tessera-config check --format=s' sarif
+offers 'tessera-config check --facts=c' files: config.json
 offers 'tessera-config schema ' --strict
 offers 'tessera-config set --c' --create
 offers 'tessera-config set c' files: config.json

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Holds the checker's errors against what happens: one value of an example is spoilt at a time.
 
-  corrupt.py PROGRAMS EXAMPLES PART
+  corrupt.py PROGRAMS EXAMPLES GOLDEN PART
 
 What a daemon's checker refuses has to be an error of tessera-config check; and for each document with an error the
 program refuses the document, a daemon's checker refuses a file, or the run leaves something out, which it logs or which
@@ -10,6 +10,7 @@ shows by lines that are gone. Of all documents every PARTth is tried.
 import collections
 import concurrent.futures
 import copy
+import glob
 import json
 import os
 import subprocess
@@ -70,30 +71,132 @@ def corruptions(document):
                 yield '.'.join(map(str, path)) + ' ' + (shown if len(shown) < 60 else shown[-60:]), text
 
 
+# Free strings for a daemon: only the daemon can tell what is wrong with them.
+UNREAD = ("advanced_options.extra", "config_file")
+
+
+def is_address(text):
+    parts = text.split(".")
+    return len(parts) == 4 and all(part.isdigit() and int(part) < 256 for part in parts)
+
+
+def is_mask(text):
+    return is_address(text) or (text.isdigit() and int(text) <= 32)
+
+
+def interface_manager(content):
+    """What the interface manager cannot set up: addresses of static sections that are none, VLANs without an ID."""
+    found = []
+    for section in content.split("\nconfig ")[1:]:
+        options = {}
+        for line in section.split("\n")[1:]:
+            words = line.split(None, 2)
+            if len(words) == 3:
+                options[words[1]] = words[2].strip('"')
+        if options.get("proto") == "static":
+            tests = {"ipaddr": is_address, "netmask": is_mask, "gateway": is_address}
+            found += [f"{name} {options[name]}" for name, test in tests.items()
+                      if name in options and not test(options[name])]
+        if options.get("proto") == "vlan" and not (options["vid"].isdigit() and 0 < int(options["vid"]) < 4095):
+            found.append(f"vid {options['vid']}")
+    return [f"interface manager: {problem}" for problem in found]
+
+
 class Outcome:
     """What a preview of all services shows."""
 
     def __init__(self, programs, example, config):
-        command = [f'{programs}/tessera-preview', '-c', config, '-r', f'{example}/runtime.json', '--json', '--verify']
-        if os.path.isdir(f'{example}/rootfs'):
-            command += ['-f', f'{example}/rootfs']
-        run = subprocess.run(command + ['all'], capture_output=True, text=True, check=False, errors='replace')
+        command = [f"{programs}/tessera-preview", "-c", config, "--json", "--verify", "--show-secrets"]
+        if os.path.exists(f"{example}/runtime.json"):
+            command += ["-r", f"{example}/runtime.json"]
+        if os.path.isdir(f"{example}/rootfs"):
+            command += ["-f", f"{example}/rootfs"]
+        run = subprocess.run(command + ["all"], capture_output=True, text=True, check=False, errors="replace")
         try:
-            told = json.loads(run.stdout)
+            shown = json.loads(run.stdout)
         except ValueError:
-            sys.exit(f'{" ".join(command)}: {run.stdout[-300:]}{run.stderr}')
-        self.failed = {service['name'] for service in told['services'] if service['status'] != 0}
-        self.messages = {line for service in told['services'] for line in service['messages']}
-        self.lines = collections.Counter()
-        for file in told['files']:
-            self.lines[os.path.basename(file['path'])] = (file.get('content') or '').count('\n') + 1
-        self.refused = [f'{verdict["checker"]}: {finding["message"]}' for verdict in told.get('verification', ())
-                        for finding in verdict['findings']]
+            sys.exit(f"{' '.join(command)}: {run.stdout[-300:]}{run.stderr}")
+        self.failed = {service["name"] for service in shown["services"] if service["status"] != 0}
+        self.messages = {line for service in shown["services"] for line in service["messages"]}
+        self.lines = {file["path"]: (file.get("content") or "").count("\n") + 1 for file in shown["files"]}
+        self.refused = [f"{verdict['checker']}: {finding['message']}" for verdict in shown.get("verification", ())
+                        if verdict["result"] == "refused" for finding in verdict["findings"]]
+        for file in shown["files"]:
+            if file["path"].endswith("/uci/network"):
+                self.refused += interface_manager(file.get("content") or "")
 
     def leaves_out(self, whole):
-        """What is missing that the outcome of the whole example has; '' when nothing is."""
-        if self.failed - whole.failed:
-            return 'a service'
-        if self.messages - whole.messages:
-            return 'as it says'
-        return 'lines' if any(self.lines[name] < count for name, count in whole.lines.items()) else ''
+        """Whether something is missing that the outcome of the whole document has, or the run says that it is."""
+        return bool(self.failed - whole.failed or self.messages - whole.messages) or any(
+            self.lines.get(name, 0) < count for name, count in whole.lines.items())
+
+
+def check_all(programs, files):
+    """The errors of the checker by the file that they are about."""
+    run = subprocess.run([f"{programs}/tessera-config", "check", "--format=json", *files], capture_output=True,
+                         text=True, check=False)
+    errors = collections.defaultdict(list)
+    for finding in json.loads(run.stdout)["findings"]:
+        if finding["severity"] == "error":
+            errors[finding["file"]].append(f"[{finding['rule']}] {finding['path']}: {finding['wrong']}")
+    return errors
+
+
+def compare(programs, example, part, work):
+    """Prints where the checker and what happens do not agree; counts them, and what was tried."""
+    with open(f"{example}/config.json", encoding="utf-8") as file:
+        document = json.load(file)
+    chosen = list(corruptions(document))[part // 2::part]
+    files = [f"{work}/{number}.json" for number in range(len(chosen))]
+    for path, (_, text) in zip(files, chosen):
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+    whole = Outcome(programs, example, f"{example}/config.json")
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        outcomes = list(pool.map(lambda path: Outcome(programs, example, path), files))
+    errors = check_all(programs, files)
+    counts = collections.Counter(tried=len(chosen))
+    for path, (what, _), outcome in zip(files, chosen, outcomes):
+        counts["refused"] += bool(outcome.refused)
+        counts["errors"] += bool(errors[path])
+        unread = any(name in what for name in UNREAD)
+        if outcome.refused and not errors[path] and not unread:
+            counts["wrong"] += 1
+            print(f"{example}: {what}: no error, but {outcome.refused[0]}")
+        if errors[path] and not outcome.refused and not outcome.leaves_out(whole):
+            counts["wrong"] += 1
+            print(f"{example}: {what}: nothing comes of {errors[path][0]}")
+    print(f"{example}: " + ", ".join(f"{name} {count}" for name, count in counts.items()))
+    return counts["wrong"]
+
+
+# What runs leave out without a word: bonds whose first member is missing or whose mode is not known.
+LEFT_OUT = ("[bond-left-out]",)
+
+
+def no_false_alarm(programs, documents):
+    """Documents that every daemon accepts, and of which a run says nothing, have no error."""
+    wrong = 0
+    for document in documents:
+        path = f"{document}/config.json"
+        errors = [error for error in check_all(programs, [path])[path] if not error.startswith(LEFT_OUT)]
+        if not errors:
+            continue
+        outcome = Outcome(programs, document, path)
+        if not outcome.refused and not outcome.messages:
+            wrong += 1
+            print(f"{document}: nothing comes of {errors[0]}")
+    return wrong
+
+
+def main(programs, examples, golden, part):
+    wrong = no_false_alarm(programs, sorted(os.path.dirname(path) for folder in (examples, golden)
+                                            for path in glob.glob(f"{folder}/*/config.json")))
+    for example in sorted(os.path.dirname(path) for path in glob.glob(f"{examples}/*/config.json")):
+        with tempfile.TemporaryDirectory() as work:
+            wrong += compare(programs, example, int(part), work)
+    sys.exit(1 if wrong else 0)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

@@ -107,6 +107,13 @@ def main(programs, examples):
             depth += 1
         expect("depth of the schema", depth > 9, True)
 
+    mistakes = sorted(str(path) for path in pathlib.Path(__file__).parent.glob("*s.json"))
+    sarif = json.loads((pathlib.Path(__file__).parent / "sarif.schema.json").read_text(encoding="utf-8"))
+    log = json.loads(run("check", "--format=sarif", *mistakes, "no such file"))
+    expect("the SARIF log", [error.message for error in Draft202012Validator(sarif).iter_errors(log)], [])
+    rules = [rule["id"] for rule in log["runs"][0]["tool"]["driver"]["rules"]]
+    wrong = [result for result in log["runs"][0]["results"] if rules[result["ruleIndex"]] != result["ruleId"]]
+    expect("results of another rule than they name", wrong, [])
     missing = [name for schema in schemas for name, child in every_key(schema) if not child.get("description")]
     expect("keys without a description", missing, [])
 

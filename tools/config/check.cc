@@ -31,8 +31,7 @@ struct Form {
   const char *name;
   void (*print)(const std::vector<Listed> &listed);
 };
-constexpr Form forms[] = {
-    {"text", print_text}, {"json", print_json}, {"github", print_github}, {"sarif", print_sarif}};
+constexpr Form forms[] = {{"text", print_text}, {"json", print_json}, {"github", print_github}, {"sarif", print_sarif}};
 
 bool set_form(Options &options, const char *name) {
   for (const Form &form : forms) {
@@ -61,8 +60,7 @@ struct ValueOption {
   std::string_view name;
   bool (*set)(Options &options, const char *value);
 };
-constexpr ValueOption value_options[] = {
-    {"--fail-on", set_bar}, {"--format", set_form}, {"--facts", set_facts}};
+constexpr ValueOption value_options[] = {{"--fail-on", set_bar}, {"--format", set_form}, {"--facts", set_facts}};
 
 // Takes the option at `arguments[at]`, and the next one where the value stands apart; false when it is none.
 bool take_option(Options &options, int count, char **arguments, int &at) {

@@ -94,8 +94,7 @@ void print_sarif_result(const Listed &each, bool last) {
   printf("\"message\": {\"text\": %s}, ", quoted(sentence(finding)).c_str());
   printf("\"locations\": [{\"physicalLocation\": {\"artifactLocation\": {\"uri\": %s}",
          quoted(uri_of(each.file)).c_str());
-  if (finding.line > 0)
-    printf(", \"region\": {\"startLine\": %u, \"startColumn\": %u}", finding.line, finding.column);
+  if (finding.line > 0) printf(", \"region\": {\"startLine\": %u, \"startColumn\": %u}", finding.line, finding.column);
   printf("}");
   if (!finding.path.empty())
     printf(", \"logicalLocations\": [{\"fullyQualifiedName\": %s}]", quoted(finding.path).c_str());
