@@ -84,7 +84,7 @@ int32_t generate(const ConfigNode *root) {
   if (OwnedStream out = open_output(working_path)) {
     write_network_file(out.get(), root);
   } else {
-    remove_file(working_path);  // what a killed run has left must not be installed
+    unlink(working_path);  // what a killed run has left must not be installed
   }
   if (!publish_device_map() && connected) log_error("failed to publish the device map");
   runt_deinit();
