@@ -48,6 +48,18 @@ x --device|1||error: config lookup failed
 --device network|1||error: network node lookup failed
 ROWS
 
+# Without the store, the rest is written.
+preview network '{"network": {"advanced": {"ula_prefix": "fd00::/48"}}}' 2>"$work/stderr" <<'END'
+mkdir -p /var/run/kept
+mv /var/run/runt /var/run/kept/ 2>/dev/null || :
+: >/var/run/runt
+$tessera network
+rm /var/run/runt
+mv /var/run/kept/runt /var/run/ 2>/dev/null || :
+END
+grep -q '^tessera_network: failed to initialize runt interface$' "$work/stderr" || fail "no word of a missing store"
+grep -q fd00:: "$work/out/var/run/uci/network" || fail "nothing is written without the store"
+
 # A run that has waited writes the configuration that is valid then.
 while read -r service path config; do
   preview "$service" "$config" <<END
