@@ -12,10 +12,45 @@
 
 namespace {
 
+// The parts of an interface have one table of keys, of which each family has some for itself.
+struct Family {
+  const char *key;
+  const char *types;
+  const char *others[6];  // keys of the other family; null ends them
+};
+constexpr Family families[] = {
+    {"ipv4", "static dhcp hybrid", {"prefix_length", "prefix_id", "static", "dhcpv6_server", nullptr}},
+    {"ipv6", "dhcpv6 prefix_delegation", {"address", "gateway", "dns", "dhcp_server", "dhcp_relay", nullptr}},
+};
+
+// What an editor offers for a new object, by the key of the object or of the map that the entry is in.
+struct Snippet {
+  const char *key;
+  Kind kind;
+  const char *body;
+};
+constexpr Snippet snippets[] = {
+    {"dhcp_server", Kind::object,
+     R"({"enable": true, "lease_start": "100", "lease_end": "199", "lease_time": "12h", "advanced": {"gateway": "auto", )"
+     R"("mtu": "auto", "primary_dns": "auto", "secondary_dns": "none", "primary_ntp": "none", "secondary_ntp": "none", )"
+     R"("primary_wins": "none", "secondary_wins": "none"}})"},
+    {"interface", Kind::map,
+     R"({"type": "ethernet", "enable": true, "device": "/network/device/eth0", "ipv4": {"enable": true, )"
+     R"("type": "static", "address": "192.168.1.1/24"}})"},
+    {"tunnel", Kind::map,
+     R"({"enable": true, "type": "esp", "mode": "tunnel", "ike": {"version": "ikev2", "initiate": true, )"
+     R"("phase1_lifetime": "8h", "phase2_lifetime": "1h", "lifetime_margin": "9m", "phase1_proposal": [{"cipher": )"
+     R"("aes256", "hash": "sha256", "dh_group": "modp2048"}], "phase2_proposal": [{"cipher": "aes256", "hash": )"
+     R"("sha256", "dh_group": "modp2048"}]}, "local": {"type": "defaultroute"}, "remote": {"ip_version": "ipv4", )"
+     R"("peer_selection": "round_robin", "peers": [{"hostname": "vpn.example"}]}, "auth": {"type": "secret", "secret": )"
+     R"(""}})"},
+};
+
 struct Printer {
   FILE *out;
   bool strict;
   int indent = 0;
+  const Family *family = nullptr;  // of the part of an interface that is printed
 };
 
 void start_line(Printer &printer) {
@@ -44,14 +79,70 @@ void print_quoted(FILE *out, const char *text, size_t length) {
   fputc('"', out);
 }
 
+// The value that a key has when it is not written.
+void print_default(FILE *out, const SchemaKey &key) {
+  constexpr const char *empty_values[] = {
+      "null", "{}", "{}", "[]", "\"\"", "false", "0", "0", "0", "\"\"",
+  };
+  if (key.fallback != nullptr)
+    fprintf(out, "\"default\": \"%s\", ", key.fallback);
+  else
+    fprintf(out, "\"default\": %s, ", empty_values[static_cast<unsigned>(key.kind)]);
+}
+
+void print_examples(FILE *out, const SchemaKey &key, Kind kind) {
+  if (key.example != nullptr)
+    fprintf(out, "\"examples\": [%s], ", key.example);
+  else if (kind == Kind::duration)
+    fputs(R"("examples": ["90s", "12h", 3600], )", out);
+  else if (kind == Kind::reference)
+    fprintf(out, "\"examples\": [\"%s\"], ", key.interface_name ? "wan" : "/network/device/eth0");
+}
+
+// For the object itself, or for each entry of the map.
+void print_snippet(FILE *out, const SchemaKey &key, Kind kind) {
+  for (const Snippet &snippet : snippets) {
+    const bool fits = snippet.kind == key.kind && kind == Kind::object && strcmp(snippet.key, key.name) == 0;
+    if (fits) fprintf(out, R"("defaultSnippets": [{"label": "new %s", "body": %s}], )", key.name, snippet.body);
+  }
+}
+
 // The start of a value's schema, with its description. Entries and elements have none of their own.
 void start_value(Printer &printer, const SchemaKey &key, Kind kind) {
   fputs("{", printer.out);
-  std::string description = kind == key.kind ? schema_description(key) : "";
-  if (description.empty()) return;
-  fputs("\"description\": ", printer.out);
-  print_quoted(printer.out, description.data(), description.size());
-  fputs(", ", printer.out);
+  if (kind == key.kind) {
+    std::string description = schema_description(key);
+    fputs("\"description\": ", printer.out);
+    print_quoted(printer.out, description.data(), description.size());
+    fputs(", ", printer.out);
+    print_default(printer.out, key);
+  }
+  if (kind != key.kind || key.kind != Kind::array) print_examples(printer.out, key, kind);
+  print_snippet(printer.out, key, kind);
+}
+
+bool is_of_other_family(const Printer &printer, const SchemaKey &key) {
+  if (printer.family == nullptr) return false;
+  for (const char *const *other = printer.family->others; *other != nullptr; ++other)
+    if (strcmp(*other, key.name) == 0) return true;
+  return false;
+}
+
+// Prints the schema of a member; what lies below a part of an interface is of its family in the strict form.
+void print_member(Printer &printer, const SchemaKey &member) {
+  const Family *outer = printer.family;
+  const SchemaKey *server = schema_member(member, "dhcpv6_server");
+  for (const Family &family : families)
+    if (printer.strict && server != nullptr && strcmp(family.key, member.name) == 0) printer.family = &family;
+  if (printer.family == outer) printer.family = nullptr;
+  if (outer != nullptr && strcmp(member.name, "type") == 0) {
+    SchemaKey type = member;
+    type.words = outer->types;
+    print_value(printer, type, type.kind);
+  } else {
+    print_value(printer, member, member.kind);
+  }
+  printer.family = outer;
 }
 
 void print_members(Printer &printer, const SchemaKey &key) {
@@ -59,11 +150,14 @@ void print_members(Printer &printer, const SchemaKey &key) {
     fputs(",", printer.out);
     start_line(printer);
     open_object(printer, "\"properties\": {");
+    const char *separator = "";
     for (const SchemaKey &member : members_of(key)) {
-      if (&member != key.members) fputs(",", printer.out);
+      if (is_of_other_family(printer, member)) continue;
+      fputs(separator, printer.out);
+      separator = ",";
       start_line(printer);
       fprintf(printer.out, "\"%s\": ", member.name);
-      print_value(printer, member, member.kind);
+      print_member(printer, member);
     }
     close_object(printer);
   }
@@ -110,7 +204,6 @@ void print_words(const Printer &printer, const SchemaKey &key) {
 void print_string(Printer &printer, const SchemaKey &key, Kind kind) {
   fputs("\"type\": \"string\"", printer.out);
   if (key.words != nullptr) print_words(printer, key);
-  if (key.fallback != nullptr) fprintf(printer.out, ", \"default\": \"%s\"", key.fallback);
   fprintf(printer.out, R"(, "not": {"pattern": "[\\x00-\\x%s\\x7F]"})",
           key.many_lines ? R"(08\\x0B\\x0C\\x0E-\\x1F)" : "1F");
   if (kind == Kind::reference && printer.strict) {
@@ -146,7 +239,10 @@ void print_value(Printer &printer, const SchemaKey &key, Kind kind) {
       fputs("\"type\": \"boolean\"}", printer.out);
       break;
     case Kind::integer:
-      fputs(integer, printer.out);
+      if (printer.strict)
+        fprintf(printer.out, R"("type": "integer", "minimum": %d, "maximum": %d})", key.low, key.high);
+      else
+        fputs(integer, printer.out);
       break;
     case Kind::number:
       fputs("\"type\": \"number\"}", printer.out);

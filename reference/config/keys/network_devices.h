@@ -19,12 +19,15 @@ constexpr Key wlan[] = {
 };
 constexpr Key vlan[] = {
     device("device", "Device whose frames are tagged; its name and the ID name the VLAN."),
-    integer("id", "", "VLAN ID, 1 to 4094: section vlan4_DEVICE_ID or vlan6_DEVICE_ID for each interface part on it."),
+    within(0, 4094,
+           integer("id", "",
+                   "VLAN ID, 1 to 4094: section vlan4_DEVICE_ID or vlan6_DEVICE_ID for each interface part on it.")),
 };
 constexpr Key stp[] = {
     boolean("enable", "Take part in the spanning tree: UCI option stp."),
-    integer("forward_delay", "seconds",
-            "Time in each state before forwarding: UCI option forward_delay, with stp only."),
+    within(0, 30,
+           integer("forward_delay", "seconds",
+                   "Time in each state before forwarding: UCI option forward_delay, with stp only.")),
 };
 constexpr Key bridge[] = {
     boolean("enable", "Write the sections."),

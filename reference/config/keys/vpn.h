@@ -34,8 +34,9 @@ constexpr Key l2tpeth[] = {
     string("tunnel_id", "Number here: UCI option tunnel_id."),
     string("peer_tunnel_id", "Number at the other end: UCI option peer_tunnel_id."),
     term("encapsulation", "udp ip", "What carries the packets: UCI option encapsulation."),
-    integer("udp_source_port", "port", "Port here: UCI option udp_source_port."),
-    integer("udp_destination_port", "port", "Port at the other end: UCI option udp_destination_port."),
+    within(0, 65535, integer("udp_source_port", "port", "Port here: UCI option udp_source_port.")),
+    within(0, 65535,
+           integer("udp_destination_port", "port", "Port at the other end: UCI option udp_destination_port.")),
     boolean("udp_checksum", "Checksums in UDP: UCI option udp_checksum."),
     of_devices(map("session", "Sessions: the section TUNNEL_KEY each.", l2tpeth_session)),
 };
@@ -60,7 +61,7 @@ constexpr Key nemo[] = {
     integer("lifetime", "seconds", "How long a registration holds: UCI option lifetime."),
     integer("metric", "", "Metric of its routes, lower is preferred: UCI option metric."),
     boolean("mtu_discovery", "Find the MTU of the path: UCI option mtu_discovery."),
-    integer("mtu", "bytes", "Largest packet: UCI option mtu, without mtu_discovery only."),
+    within(0, 65535, integer("mtu", "bytes", "Largest packet: UCI option mtu, without mtu_discovery only.")),
     strings("network",
             "Keys of interfaces whose networks the home agent learns: UCI options adv_networks and "
             "num_adv_networks."),

@@ -12,7 +12,7 @@ constexpr Key l2tp_entry[] = {
     string("username", "Name to log in with: UCI option username."),
     secret(string("password", "Password: UCI option password.")),
     object("custom", about_custom, custom),
-    integer("port", "port", "Port of the network server: UCI option port, of lac entries."),
+    within(0, 65535, integer("port", "port", "Port of the network server: UCI option port, of lac entries.")),
     string("local_address", "Of lns entries: own address of the PPP link: UCI option local_ip."),
     string("remote_address", "Of lns entries: address of the other end: UCI option remote_ip."),
     string("auth", "Of lns entries: how the other end logs in: UCI option auth."),

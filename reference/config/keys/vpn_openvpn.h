@@ -21,7 +21,7 @@ constexpr Key openvpn_server[] = {
     term("device_type", "tun tap tap_bridge",
          "Kind of device: dev-type; of a server also the topology: tun net30, tap subnet, tap_bridge bridged."),
     string("server", "Client: host name or address of the server: remote."),
-    integer("port", "port", "Port of the server: remote of a client, port of a server."),
+    within(0, 65535, integer("port", "port", "Port of the server: remote of a client, port of a server.")),
     strings("protocol", "Server: the first is used, such as udp or tcp-server: proto."),
     lines("cacert", "Certificate that vouches for the other side, PEM: <ca>."),
     lines("public_cert", "Client: own certificate, PEM, with private_key only: <cert>."),
