@@ -57,8 +57,9 @@ for bar in warning note; do
 $work/odd.json:1:13: $odd
 OUTPUT
 done
+cp "$work/odd.json" "$work/piped.json"
 [ "$("$program" check - /dev/fd/3 <"$work/odd.json" 3<<FILE
-$(cat "$work/odd.json")
+$(cat "$work/piped.json")
 FILE
 )" = "-:1:13: $odd
 /dev/fd/3:1:13: $odd" ] || { echo "standard input or a pipe is not read"; failed=1; }
