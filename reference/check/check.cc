@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "util/owned.h"
+
 void network_check(const ConfigNode *root, const NetworkModel *model) {
   check_names(model);
   check_devices(model);
@@ -21,6 +23,6 @@ void network_check(const ConfigNode *root, const NetworkModel *model) {
 }
 
 std::string path_of(const ConfigNode *node) {
-  const std::unique_ptr<char, decltype(&free)> path(config_path(node), free);
+  const OwnedString path(config_path(node));
   return path.get();
 }

@@ -381,16 +381,6 @@ std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool o
   return keys.empty() ? keys : keys.append(several ? " are" : " is");
 }
 
-bool is_word_of(const char *text, const char *words) {
-  const size_t length = strlen(text);
-  for (const char *word = words; *word != '\0'; word += strspn(word, " ")) {
-    const size_t word_length = strcspn(word, " ");
-    if (word_length == length && strncmp(word, text, length) == 0) return true;
-    word += word_length;
-  }
-  return false;
-}
-
 bool is_colon_hex(std::string_view text) {
   if (text.find(':') == std::string_view::npos) return true;
   size_t digits = 0;

@@ -10,6 +10,7 @@
 #include "check/rules.h"
 #include "config/report.h"
 #include "platform/config.h"
+#include "util/strings.h"
 
 enum class Test : uint8_t {
   end,           // closes a table
@@ -135,9 +136,6 @@ void find_unset(const ConfigNode *entry, const char *path, Rule broken, const ch
 // are
 // "" there: with commas between them and "is" or "are" behind; "" when there is none.
 std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty);
-
-// True when the text is one of the words, which have blanks between them.
-bool is_word_of(const char *text, const char *words);
 
 // True for a text without colons, and for bytes in hexadecimal with colons between them.
 bool is_colon_hex(std::string_view text);

@@ -9,19 +9,12 @@
 #include "check/find.h"
 #include "config/characters.h"
 #include "config/document.h"
+#include "util/owned.h"
+#include "util/strings.h"
 
 namespace {
 
 using Paths = std::unordered_set<std::string>;
-
-bool is_listed(const char *words, const char *text, size_t length) {
-  for (const char *word = words; *word != '\0'; word += strspn(word, " ")) {
-    size_t word_length = strcspn(word, " ");
-    if (word_length == length && strncmp(word, text, length) == 0) return true;
-    word += word_length;
-  }
-  return false;
-}
 
 // The listed word that is closest to a misspelt one; "" when none is close.
 std::string closest_word(const char *words, const char *text, size_t length) {
@@ -53,8 +46,8 @@ void check_word(const ConfigNode *node, const Paths &found) {
   const SchemaKey &key = *node->key;
   if (key.words == nullptr || key.others == OtherWords::usual) return;
   const char *text = config_string_get(node);
-  if (text == nullptr || *text == '\0' || is_listed(key.words, text, strlen(text))) return;
-  std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
+  if (text == nullptr || *text == '\0' || is_word_of(text, key.words)) return;
+  OwnedString path(config_path(node));
   if (found.count(path.get()) == 0) report_word(node, key, text);
 }
 

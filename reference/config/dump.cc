@@ -7,6 +7,7 @@
 
 #include "config/document.h"
 #include "platform/tools.h"
+#include "util/owned.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ void dump_number(std::string &out, double number) {
   for (int digits = 1; digits <= always_enough; digits++) {
     char *text;
     xasprintf(&text, "%.*g", digits, number + 0.0);  // also makes -0 a 0
-    const std::unique_ptr<char, void (*)(void *)> owner(text, free);
+    const OwnedString owner(text);
     if (digits < always_enough && strtod(text, nullptr) != number) continue;
     out += text;
     break;

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "config/document.h"
+#include "util/owned.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ const char *expected_form(const char *string, bool bare) {
 
 void report_unset(Document &document, const Unset &unset) {
   const ConfigNode *node = unset.node;
-  std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
+  OwnedString path(config_path(node));
   bool bare = node->key->interface_name;
   const char *form = expected_form(unset.string, bare);
   const char *missing = bare ? "entry of network.interface" : node->key->device ? "device" : "node of the document";

@@ -11,6 +11,7 @@
 #include "config/document.h"
 #include "platform/tools.h"
 #include "util/memory.h"
+#include "util/owned.h"
 
 namespace {
 
@@ -84,7 +85,7 @@ Finding finding_of(Rule rule, std::string path) {
 }
 
 std::string path_text(const ConfigNode *node) {
-  std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
+  OwnedString path(config_path(node));
   return path.get();
 }
 
@@ -103,7 +104,7 @@ void report_list(Document &document, Rule rule, uint32_t position, const std::st
                  va_list arguments) {
   if (!is_logged(document, rule)) return;
   Finding finding = finding_of(rule, path);
-  std::unique_ptr<char, void (*)(void *)> message(xvasprintf(format, arguments), free);
+  OwnedString message(xvasprintf(format, arguments));
   finding.message = message.get();
   take(document, position, std::move(finding));
 }
@@ -139,7 +140,7 @@ void config_report(const ConfigNode *node, Rule rule, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
   if (node == nullptr) {
-    std::unique_ptr<char, void (*)(void *)> message(xvasprintf(format, arguments), free);
+    OwnedString message(xvasprintf(format, arguments));
     if (grade_of(rule) != Grade::questionable) log_error("%s", message.get());
   } else if (!node->broken) {
     report_list(document_of(node), rule, node->position, path_text(node), format, arguments);

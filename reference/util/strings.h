@@ -24,10 +24,10 @@ inline std::vector<std::string_view> lines_of(std::string_view string) {
   return lines;
 }
 
-// True for one of `words`, which are separated by single spaces.
+// True for one of `words`, which are separated by spaces; "" is never one.
 inline bool is_word_of(std::string_view string, std::string_view words) {
   std::vector<std::string_view> all = split(words, ' ');
-  return std::find(all.begin(), all.end(), string) != all.end();
+  return !string.empty() && std::find(all.begin(), all.end(), string) != all.end();
 }
 
 #endif
