@@ -1,5 +1,5 @@
 #!/bin/sh
-# Shows every file that services of an example router get, all of them unless some are named:
+# Shows every file that services of an example router get, all of them unless some are named, and what to do next:
 # show-example.sh PREVIEW_PROGRAM EXAMPLE_DIRECTORY [SERVICES]
 set -eu
 preview=$1
@@ -11,4 +11,14 @@ set -- -c "$example/config.json"
 
 echo "The files that tessera writes for the router $example/config.json"
 echo
-exec "$preview" "$@" "$services"
+"$preview" "$@" "$services"
+cat <<END
+
+Those were all of them; nothing of this machine has changed. What to do next:
+
+  export PATH="\$PWD/$(dirname "$preview"):\$PATH"
+  less $example/README.md                   which settings the lines come from
+  tessera-explain $* dnsmasq.conf
+                                            the same for every line of a file
+  less +/'Your own configuration' README.md  a router of your own
+END

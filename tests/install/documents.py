@@ -5,8 +5,9 @@
 
 Commands are the lines after "$ " in blocks of kind "console"; a line that ends in a backslash goes on in the next. What
 follows a command is its output, in which a line "..." stands for any lines. Every command ends with status 0. A block of
-kind "json" after a paragraph that says "as `FILE`" is written to FILE; one of kind "text" is a drawing. In a table headed
-"Line", what the first column quotes stands in some output of the page, "..." being anything. In manual pages the commands
+kind "json" after a paragraph that says "as `FILE`" is written to FILE; of one of kind "yaml", a recipe for a pipeline,
+the commands of tessera are run; one of kind "text" is a drawing. In a table headed "Line", what the first column quotes
+stands in some output of the page, "..." being anything. In manual pages the commands
 are the displays of EXAMPLES, and no output is shown; a JSON document there is checked.
 
 Each page is run in a shell of its own, in a copy of the source tree whose build/release is BUILD_DIRECTORY, on a system
@@ -55,6 +56,8 @@ class Page:
             elif kind == "console":
                 for command, output in re.findall(r"^\$ ((?:.*\\\n)*.*)\n((?:(?!\$ ).*\n)*)", content, re.M):
                     self.steps.append(("command", command, output))
+            elif kind == "yaml":
+                self.steps += [("command", command, "...\n") for command in re.findall(r"\btessera-.*", content)]
             elif kind != "text":
                 raise SystemExit(f"documents: a block of unknown kind '{kind}' after: {before}")
         rest = re.sub(block, "", text, flags=re.M | re.S)
