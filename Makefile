@@ -4,7 +4,7 @@ CONFIGURE = cmake --preset
 EXAMPLE = examples/branch-office
 quiet = >build/$(1).log 2>&1 || { cat build/$(1).log >&2; exit 1; }
 
-.PHONY: run build test lint format package fuzz faults corruptions coverage bench cross clean
+.PHONY: run build test lint format doc package fuzz faults corruptions coverage bench cross clean
 
 # The files of every service for the example router, from the shipped build.
 run: setup-build
@@ -32,6 +32,12 @@ lint: setup-lint
 
 format: setup-lint
 	@tests/lint/lint.sh --format
+
+# The manual for a browser, the reference of all keys among it.
+doc: setup-doc
+	@mkdir -p build
+	@{ $(CONFIGURE) release && $(BUILD) release --target html; } $(call quiet,doc)
+	@ls "$$PWD"/build/release/doc/html/*
 
 # The Debian package of the shipped build.
 package: setup-package

@@ -123,9 +123,13 @@ void print_section(const Section &section, Described &described) {
 }
 
 void print_keys() {
-  Described described;
+  std::vector<Section> sections;
   for (const SchemaKey &member : members_of(described_schema))
-    print_section({member.name + std::string(member.kind == Kind::map ? ".KEY" : ""), &member}, described);
+    sections.push_back({member.name + std::string(member.kind == Kind::map ? ".KEY" : ""), &member});
+  puts(".Pp\nThe document has these members:");
+  for (const Section &section : sections) printf(".Sx %s\n", section.path.c_str());
+  Described described;
+  for (const Section &section : sections) print_section(section, described);
 }
 
 }  // namespace

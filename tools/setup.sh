@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs the Debian packages that are missing for the given purposes (build, test, lint, package, bench, cross); says nothing and
-# calls no package manager when all are there.
+# Installs the Debian packages that are missing for the given purposes (build, test, lint, doc, package, bench, cross);
+# says nothing and calls no package manager when all are there.
 set -eu
 
 build_packages='
@@ -16,7 +16,8 @@ test_packages='
   dpkg-dev file jq python3 python3-jsonschema strace util-linux
 '
 lint_packages='clang-format clang-tidy cppcheck shellcheck'
-package_packages='dpkg-dev file'
+doc_packages='mandoc'
+package_packages='dpkg-dev file mandoc'
 bench_packages='
   busybox-static netplan.io python3-jinja2
   python3 strace valgrind
@@ -32,10 +33,11 @@ for purpose in "$@"; do
     build) wanted="$wanted $build_packages" ;;
     test) wanted="$wanted $test_packages" ;;
     lint) wanted="$wanted $lint_packages" ;;
+    doc) wanted="$wanted $doc_packages" ;;
     package) wanted="$wanted $package_packages" ;;
     bench) wanted="$wanted $bench_packages" ;;
     cross) wanted="$wanted $cross_packages" ;;
-    *) echo "usage: setup.sh [build] [test] [lint] [package] [bench] [cross]" >&2; exit 2 ;;
+    *) echo "usage: setup.sh [build] [test] [lint] [doc] [package] [bench] [cross]" >&2; exit 2 ;;
   esac
 done
 

@@ -28,7 +28,8 @@ for need in libc6 libssl3; do
 done
 dpkg-deb -c "$package" | awk '{print $6}' >"$scratch/list"
 for path in sbin/tessera bin/runt bin/tessera-config bin/tessera-preview lib/tmpfiles.d/tessera.conf \
-  share/man/man8/tessera.8 share/man/man5/tessera.json.5 share/doc/tessera/changelog.Debian \
+  share/man/man8/tessera.8 share/man/man5/tessera.json.5 \
+  share/doc/tessera/html/tessera.json.5.html share/doc/tessera/changelog.Debian \
   share/doc/tessera/copyright share/doc/tessera/examples/branch-office/config.json; do
   grep -q "^\./usr/$path\(\.gz\)\{0,1\}$" "$scratch/list" || fail "lacks $path"
 done
