@@ -10,7 +10,7 @@ namespace {
 
 [[noreturn]] __attribute__((format(printf, 2, 0))) void end(const char *reason, const char *format, va_list arguments) {
   fflush(stdout);
-  fputs("tessera-preview: ", stderr);
+  fprintf(stderr, "%s: ", program_invocation_short_name);
   vfprintf(stderr, format, arguments);
   if (reason != nullptr) fprintf(stderr, ": %s", reason);
   fputc('\n', stderr);

@@ -1,0 +1,158 @@
+#include "apply/change.h"
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "sandbox/sandbox.h"
+
+namespace {
+
+std::string name_of(unsigned number) {
+  return "change " + std::to_string(number);
+}
+
+// Leaves the terminal and all that belongs to the caller. No message can be told any more but to the system's log.
+void leave_caller(Fd &lock) {
+  lock = Fd();
+  setsid();
+  signal(SIGHUP, SIG_IGN);
+  if (chdir("/") != 0) _exit(1);
+  int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(null, stream);
+  closelog();
+  syscall(SYS_close_range, STDERR_FILENO + 1, UINT_MAX, 0);
+}
+
+// Waits until the change is over, or has to be taken back. While the caller is at work it has the lock, so to have the
+// lock with a record that nobody confirms any more means that the caller has ended early, or that the time is up.
+[[noreturn]] void guard() {
+  for (;;) {
+    std::string trouble;
+    std::optional<Pending> pending;
+    Fd own_lock = take_lock(true, trouble);
+    if (trouble.empty()) trouble = read_pending(pending);
+    if (trouble.empty() && !pending) _exit(0);
+    timespec until = {pending ? pending->deadline : seconds_up() + 10, 0};
+    if (pending && is_overdue(*pending)) {
+      trouble = revert(*pending, pending->deadline == 0 ? "it was not completed" : "it was not confirmed in time");
+      if (trouble.empty()) _exit(0);
+      until.tv_sec = seconds_up() + 10;
+    }
+    if (!trouble.empty()) tell(trouble);
+    own_lock = Fd();
+    clock_nanosleep(CLOCK_BOOTTIME, TIMER_ABSTIME, &until, nullptr);
+  }
+}
+
+// Starts the process that takes the change back; false with errno when that fails.
+bool start_guard(Fd &lock) {
+  fflush(nullptr);
+  pid_t child = fork();
+  if (child == 0) {
+    leave_caller(lock);
+    pid_t grandchild = fork();
+    if (grandchild == 0) guard();
+    _exit(grandchild > 0 ? 0 : 1);
+  }
+  int status = 0;
+  pid_t ended = child;
+  while (child > 0 && (ended = waitpid(child, &status, 0)) < 0 && errno == EINTR) continue;
+  if (child > 0 && ended == child && status != 0) errno = EAGAIN;
+  return child > 0 && ended == child && status == 0;
+}
+
+std::string over(unsigned number, const char *reason) {
+  std::string trouble = remove_pending();
+  if (!trouble.empty()) return name_of(number) + " is not taken back yet: " + trouble;
+  forget_document(number);
+  tell(name_of(number) + " was taken back: " + reason);
+  return "";
+}
+
+// The old document stands, and nothing was run.
+int refuse(unsigned number, const std::string &trouble) {
+  forget_document(number);
+  fprintf(stderr, "tessera-apply: %s; nothing is changed\n", trouble.c_str());
+  return change_fails;
+}
+
+int take_back(Pending &pending, const std::string &trouble) {
+  tell(trouble);
+  pending.deadline = 0;
+  store_pending(pending);  // it may have been removed; one that stands does as well
+  std::string rest = revert(pending, "it failed");
+  if (rest.empty()) return change_reverted;
+  tell(rest + "; tessera-apply tries again");
+  return change_fails;
+}
+
+// Stores that the change is done, or waits for its confirmation.
+std::string complete(const Change &change, Pending &pending) {
+  if (change.seconds == 0) return remove_pending();
+  pending.deadline = seconds_up() + change.seconds;
+  return store_pending(pending);
+}
+
+}  // namespace
+
+void tell(const std::string &message) {
+  fflush(stdout);
+  fprintf(stderr, "tessera-apply: %s\n", message.c_str());
+  syslog(LOG_NOTICE, "%s", message.c_str());
+}
+
+std::string revert(const Pending &pending, const char *reason) {
+  std::string trouble = restore_document(pending.number);
+  if (!trouble.empty()) return name_of(pending.number) + " is not taken back yet: " + trouble;
+  std::optional<std::string> document;
+  trouble = read_kept(pending.number, document);
+  if (trouble.empty()) {
+    trouble = document ? run_services(pending.services, {}, true) : remove_services(pending.services);
+  }
+  // What a service or hook makes of it is no reason to keep all later changes out.
+  if (!trouble.empty()) tell("while " + name_of(pending.number) + " is taken back: " + trouble);
+  return over(pending.number, reason);
+}
+
+std::string revert_document(const Pending &pending, const char *reason) {
+  std::string trouble = restore_document(pending.number);
+  if (!trouble.empty()) return name_of(pending.number) + " is not taken back yet: " + trouble;
+  return over(pending.number, reason);
+}
+
+int do_change(Fd &lock, const Change &change, const Survey &survey) {
+  std::vector<Entry> history = read_history();
+  unsigned number = history.empty() ? 1 : history.back().number + 1;
+  std::string trouble = keep_document(number, change.old_document, change.message);
+  if (!trouble.empty()) return refuse(number, trouble);
+  if (!start_guard(lock)) return refuse(number, std::string("cannot start a process: ") + strerror(errno));
+  signal(SIGHUP, SIG_IGN);  // the connection may end by what is changed
+  signal(SIGPIPE, SIG_IGN);
+  Pending pending = new_pending(number, survey.services);
+  trouble = store_pending(pending);
+  if (!trouble.empty()) {
+    std::string rest = remove_pending();
+    if (rest.empty()) return refuse(number, trouble);
+    return take_back(pending, trouble);
+  }
+  trouble = install_document(change.document);
+  if (trouble.empty()) trouble = run_services(survey.services, survey.statuses, false);
+  if (trouble.empty()) trouble = complete(change, pending);
+  if (!trouble.empty()) return take_back(pending, trouble);
+  prune_history();
+  syslog(LOG_NOTICE, "applied as %u", number);
+  printf("applied as %u", number);
+  if (change.seconds > 0) printf("; confirm within %d seconds: tessera-apply confirm", change.seconds);
+  putchar('\n');
+  return change_done;
+}

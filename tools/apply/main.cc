@@ -1,0 +1,300 @@
+// tessera-apply: changes the configuration of this router, and takes the change back when nobody confirms it.
+#include <fcntl.h>
+#include <getopt.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "apply/change.h"
+#include "preview/fail.h"
+
+namespace {
+
+constexpr const char *usage =
+    "Usage: tessera-apply plan FILE [SERVICE...] [--json]\n"
+    "       tessera-apply status [SERVICE...] [--json]\n"
+    "       tessera-apply FILE [--confirm SECONDS] [-m MESSAGE]\n"
+    "       tessera-apply confirm\n"
+    "       tessera-apply rollback [N] [--confirm SECONDS] [-m MESSAGE]\n"
+    "       tessera-apply history\n"
+    "       tessera-apply boot\n"
+    "       tessera-apply --help | --version\n";
+
+constexpr const char *help_text =
+    "\n"
+    "plan      checks FILE, runs the services on it in private, and prints which files would change and which\n"
+    "          services would be run again. Nothing is changed\n"
+    "status    the same with the installed document: has anything drifted? Also a change that is not confirmed\n"
+    "FILE      installs FILE as /etc/config/config.json, runs the services that change, and for each of them\n"
+    "          /etc/tessera/reload.d/SERVICE with the paths that changed\n"
+    "confirm   keeps the change that waits for it\n"
+    "rollback  takes back the change that waits for confirmation; else installs the document that apply N, or\n"
+    "          the last one, replaced\n"
+    "history   lists the documents that were replaced, in /etc/config/history\n"
+    "boot      takes back a change that was not completed or confirmed before the system went down: to be run\n"
+    "          before the services\n"
+    "\n"
+    "  --confirm=SECONDS      takes the change back unless \"tessera-apply confirm\" comes in this time\n"
+    "  -m, --message=MESSAGE  is listed in the history\n"
+    "  --json                 prints one JSON object\n"
+    "  --help, --version      print this help, or the version\n"
+    "\n"
+    "Needs root. Ends with 0; 1: the document is refused, nothing is changed; 2: the command line is wrong, or a\n"
+    "change waits for confirmation; 3: it cannot be done, the old document stands; 4: the files differ from what\n"
+    "the installed document gives; 6: the change failed or its time was up, and it was taken back.\n";
+
+struct Options {
+  int seconds = 0;
+  std::string message;
+  bool prints_json = false;
+  std::vector<std::string> words;  // the command and its arguments
+};
+
+[[noreturn]] void refuse_usage(const char *problem) {
+  if (problem != nullptr) fprintf(stderr, "tessera-apply: %s\n", problem);
+  fputs(usage, stderr);
+  exit(exit_usage);
+}
+
+// A count from 1 on; ends the program when the string is none.
+unsigned read_number(const char *string, const char *problem) {
+  char *end = nullptr;
+  long number = strtol(string, &end, 10);
+  if (*string == '\0' || *end != '\0' || number < 1 || number > 1'000'000) refuse_usage(problem);
+  return static_cast<unsigned>(number);
+}
+
+Options read_command_line(int argc, char **argv) {
+  static char name[] = "tessera-apply";
+  argv[0] = name;  // as getopt's messages call it
+  static constexpr option long_options[] = {
+      {"confirm", required_argument, nullptr, 'c'}, {"message", required_argument, nullptr, 'm'},
+      {"json", no_argument, nullptr, 'j'},          {"help", no_argument, nullptr, 'h'},
+      {"version", no_argument, nullptr, 'v'},       {}};
+  Options options;
+  for (int letter; (letter = getopt_long(argc, argv, "m:", long_options, nullptr)) >= 0;) {
+    switch (letter) {
+      case 'c':
+        options.seconds = static_cast<int>(read_number(optarg, "--confirm takes a number of seconds"));
+        break;
+      case 'm':
+        options.message = optarg;
+        break;
+      case 'j':
+        options.prints_json = true;
+        break;
+      case 'h':
+        printf("%s%s", usage, help_text);
+        exit(0);
+      case 'v':
+        puts("tessera-apply " TESSERA_VERSION);
+        exit(0);
+      default:
+        refuse_usage(nullptr);
+    }
+  }
+  options.words.assign(argv + optind, argv + argc);
+  if (options.words.empty()) refuse_usage("no command is given");
+  return options;
+}
+
+// The lock, and the change that still waits for confirmation. One that nobody will confirm is taken back first.
+struct State {
+  Fd lock;
+  std::optional<Pending> pending;
+  bool was_late = false;  // one was taken back
+};
+
+void require(const std::string &trouble) {
+  if (!trouble.empty()) fail("%s", trouble.c_str());
+}
+
+State enter(bool changes) {
+  State state;
+  std::string trouble;
+  state.lock = take_lock(changes, trouble);
+  require(trouble);
+  require(read_pending(state.pending));
+  if (!state.pending || !is_overdue(*state.pending)) return state;
+  require(revert(*state.pending, "it was not completed or confirmed in time"));
+  state.pending.reset();
+  state.was_late = true;
+  return state;
+}
+
+std::string read_new(const std::string &name) {
+  Fd fd(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string content;
+  if (!fd.is_open() || !read_all(fd.get(), content)) fail_system("%s", name.c_str());
+  return content;
+}
+
+std::optional<std::string> installed_document() {
+  std::optional<std::string> content;
+  require(read_document(content));
+  return content;
+}
+
+// The services that the words from the one of this number on name.
+std::vector<std::string> named_services(const Options &options, size_t first) {
+  std::vector<std::string> names;
+  for (size_t i = first; i < options.words.size(); i++) {
+    names.push_back(options.words[i]);
+    bool is_known = std::find(std::begin(service_names), std::end(service_names), names.back()) != std::end(service_names);
+    if (!is_known) refuse_usage("the services are pam, dnsmasq, ipsec and network");
+  }
+  return names;
+}
+
+void show(const Options &options, const Survey &survey) {
+  if (options.prints_json) {
+    print_survey_json(survey);
+  } else {
+    print_survey(survey);
+  }
+}
+
+bool is_sound(const Survey &survey) {
+  return !survey.has_failed && std::none_of(survey.verdicts.begin(), survey.verdicts.end(), is_refused);
+}
+
+int plan(const Options &options) {
+  if (options.words.size() < 2) refuse_usage("plan needs a FILE");
+  std::vector<std::string> services = named_services(options, 2);
+  State state = enter(false);
+  std::string document = read_new(options.words[1]);
+  if (!passes_check(options.words[1], document)) return change_refused;
+  Survey survey = make_survey(document, services, true);
+  show(options, survey);
+  return is_sound(survey) ? change_done : change_refused;
+}
+
+int status(const Options &options) {
+  std::vector<std::string> services = named_services(options, 1);
+  State state = enter(false);
+  if (state.pending && !options.prints_json) {
+    printf("change %u waits for confirmation, %lld seconds more\n", state.pending->number,
+           static_cast<long long>(state.pending->deadline - seconds_up()));
+  }
+  Survey survey = make_survey(installed_document(), services, false);
+  show(options, survey);
+  if (survey.has_failed) return change_refused;
+  if (!survey.services.empty()) return exit_differs;
+  return change_done;
+}
+
+int refuse_second(const Pending &pending) {
+  fprintf(stderr, "tessera-apply: change %u waits for confirmation: tessera-apply confirm, or rollback\n",
+          pending.number);
+  return change_waits;
+}
+
+// Installs a document, which `name` stands for in messages.
+int install(const Options &options, State &state, const std::string &name, const std::string &document,
+            const std::string &message) {
+  Change change = {installed_document(), document, message, options.seconds};
+  if (!passes_check(name, document)) return change_refused;
+  Survey survey = make_survey(document, {}, true);
+  print_survey(survey);
+  if (!is_sound(survey)) return change_refused;
+  if (survey.services.empty() && change.old_document == document) return change_done;
+  return do_change(state.lock, change, survey);
+}
+
+int apply(const Options &options) {
+  if (options.words.size() > 1 || options.prints_json) refuse_usage("there is more than FILE");
+  State state = enter(true);
+  if (state.pending) return refuse_second(*state.pending);
+  return install(options, state, options.words[0], read_new(options.words[0]), options.message);
+}
+
+int rollback(const Options &options) {
+  unsigned number = options.words.size() > 1 ? read_number(options.words[1].c_str(), "rollback takes a number") : 0;
+  State state = enter(true);
+  if (state.pending && number != 0) return refuse_second(*state.pending);
+  if (state.pending) {
+    require(revert(*state.pending, "it was asked for"));
+    return change_done;
+  }
+  std::vector<Entry> history = read_history();
+  if (number == 0 && !history.empty()) number = history.back().number;
+  std::optional<std::string> document;
+  require(read_kept(number, document));
+  std::string name = "the document before change " + std::to_string(number);
+  if (!document) {
+    fprintf(stderr, "tessera-apply: %s is not kept\n", name.c_str());
+    return change_refused;
+  }
+  return install(options, state, name, *document, options.message.empty() ? "back to " + name : options.message);
+}
+
+int confirm(const Options & /*options*/) {
+  State state = enter(true);
+  if (state.was_late) return change_reverted;
+  if (!state.pending) {
+    fputs("tessera-apply: nothing waits for confirmation\n", stderr);
+    return change_waits;
+  }
+  require(remove_pending());
+  prune_history();
+  syslog(LOG_NOTICE, "change %u is confirmed", state.pending->number);
+  printf("change %u is confirmed\n", state.pending->number);
+  return change_done;
+}
+
+int history(const Options & /*options*/) {
+  State state = enter(false);
+  for (const Entry &entry : read_history()) {
+    char time[32] = "";
+    tm parts;
+    if (localtime_r(&entry.time, &parts) != nullptr) strftime(time, sizeof time, "%Y-%m-%d %H:%M:%S", &parts);
+    bool waits = state.pending && state.pending->number == entry.number;
+    printf("%u %s%s%s%s%s\n", entry.number, time, entry.message.empty() ? "" : " ", entry.message.c_str(),
+           waits ? " (waits for confirmation)" : "", entry.has_document ? "" : " (there was no document)");
+  }
+  return change_done;
+}
+
+int boot(const Options & /*options*/) {
+  std::string trouble;
+  Fd lock = take_lock(false, trouble);
+  require(trouble);
+  std::optional<Pending> pending;
+  require(read_pending(pending));
+  if (pending) require(revert_document(*pending, "the system went down before it was completed or confirmed"));
+  return change_done;
+}
+
+struct Command {
+  const char *name;
+  size_t most_words;  // with the command
+  int (*run)(const Options &options);
+};
+constexpr Command commands[] = {{"plan", 6, plan},         {"status", 5, status},   {"confirm", 1, confirm},
+                                {"rollback", 2, rollback}, {"history", 1, history}, {"boot", 1, boot}};
+
+int run(const Options &options) {
+  for (const Command &command : commands) {
+    if (options.words[0] != command.name) continue;
+    if (options.words.size() > command.most_words) refuse_usage("there are too many words");
+    return command.run(options);
+  }
+  return apply(options);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  Options options = read_command_line(argc, argv);
+  setvbuf(stdout, nullptr, _IOLBF, 0);  // in order with messages and the output of hooks
+  openlog("tessera-apply", LOG_PID, LOG_DAEMON);
+  if (geteuid() != 0) fail("has to run as root");
+  int status = run(options);
+  if (fflush(stdout) != 0 && status == change_done) fail_system("standard output");
+  return status;
+}

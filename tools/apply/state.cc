@@ -1,0 +1,220 @@
+#include "apply/state.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+#include "sandbox/sandbox.h"
+
+namespace {
+
+constexpr const char *pending_path = "/etc/config/pending";
+constexpr size_t most_entries = 20;
+
+std::string failed(const std::string &path) {
+  return path + ": " + strerror(errno);
+}
+
+std::string directory_of(const std::string &path) {
+  return path.substr(0, path.rfind('/'));
+}
+
+std::string kept_path(unsigned number, const char *suffix = ".json") {
+  return path_in(history_directory, std::to_string(number) + suffix);
+}
+
+// The document itself, where a link stands in its place.
+std::string document_path() {
+  std::string path = real_path(config_document);
+  return path.empty() ? config_document : path;
+}
+
+std::string sync_directory(const std::string &path) {
+  Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return fd.is_open() && fsync(fd.get()) == 0 ? "" : failed(path);
+}
+
+// Removes a file for good; one that is not there is no trouble.
+std::string remove_file(const std::string &path) {
+  if (unlink(path.c_str()) != 0 && errno != ENOENT) return failed(path);
+  return sync_directory(directory_of(path));
+}
+
+// Replaces a file as a whole. It gets the mode and owner of `like`, when there is one.
+std::string replace_file(const std::string &path, const std::string &content, const struct stat *like = nullptr) {
+  std::string place = path + ".new";
+  unlink(place.c_str());
+  Fd fd(open(place.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  bool is_stored = fd.is_open() && write_all(fd.get(), content) &&
+                   (like == nullptr || (fchown(fd.get(), like->st_uid, like->st_gid) == 0 &&
+                                        fchmod(fd.get(), like->st_mode & 07777) == 0)) &&
+                   fsync(fd.get()) == 0 && rename(place.c_str(), path.c_str()) == 0;
+  if (is_stored) return sync_directory(directory_of(path));
+  std::string trouble = failed(path);
+  unlink(place.c_str());
+  return trouble;
+}
+
+// Reads a file; false in `is_there` when there is none.
+std::string read_file(const std::string &path, std::string &content, bool &is_there) {
+  Fd fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  is_there = fd.is_open() || errno != ENOENT;
+  if (!is_there) return "";
+  return fd.is_open() && read_all(fd.get(), content) ? "" : failed(path);
+}
+
+std::string read_optional(const std::string &path, std::optional<std::string> &content) {
+  std::string read;
+  bool is_there;
+  std::string trouble = read_file(path, read, is_there);
+  if (is_there) content = std::move(read);
+  return trouble;
+}
+
+// Puts the file `kept` at `path` without room for a second copy of it, where the file system has links.
+std::string link_into_place(const std::string &kept, const std::string &path) {
+  std::string place = path + ".new";
+  struct stat like;
+  bool has_like = stat(path.c_str(), &like) == 0;
+  unlink(place.c_str());
+  if (link(kept.c_str(), place.c_str()) != 0) {
+    std::optional<std::string> content;
+    std::string trouble = read_optional(kept, content);
+    return trouble.empty() ? replace_file(path, content.value_or(""), has_like ? &like : nullptr) : trouble;
+  }
+  bool is_stored = (!has_like || (chown(place.c_str(), like.st_uid, like.st_gid) == 0 &&
+                                  chmod(place.c_str(), like.st_mode & 07777) == 0)) &&
+                   rename(place.c_str(), path.c_str()) == 0;
+  std::string trouble = is_stored ? "" : failed(path);
+  unlink(place.c_str());  // it stays where both were one file already
+  return is_stored ? sync_directory(directory_of(path)) : trouble;
+}
+
+std::string this_boot() {
+  std::string content;
+  bool is_there;
+  if (!read_file("/proc/sys/kernel/random/boot_id", content, is_there).empty() || content.empty()) return "unknown";
+  return content.substr(0, content.find('\n'));
+}
+
+// Makes the directory of earlier documents, for its owner alone.
+std::string make_history() {
+  if (mkdir(history_directory, 0700) != 0) return errno == EEXIST ? "" : failed(history_directory);
+  return sync_directory(directory_of(history_directory));
+}
+
+}  // namespace
+
+Fd take_lock(bool makes, std::string &trouble) {
+  if (makes) trouble = make_history();
+  if (!trouble.empty()) return Fd();
+  Fd fd(open(history_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!fd.is_open() && (makes || errno != ENOENT)) trouble = failed(history_directory);
+  if (!fd.is_open()) return fd;
+  int status;
+  do {
+    status = flock(fd.get(), LOCK_EX);
+  } while (status != 0 && errno == EINTR);
+  if (status != 0) trouble = failed(history_directory);
+  return fd;
+}
+
+std::string read_document(std::optional<std::string> &content) {
+  return read_optional(document_path(), content);
+}
+
+std::string install_document(const std::string &content) {
+  std::string path = document_path();
+  struct stat like;
+  bool has_like = stat(path.c_str(), &like) == 0;
+  return replace_file(path, content, has_like ? &like : nullptr);
+}
+
+std::string restore_document(unsigned number) {
+  std::string kept = kept_path(number);
+  struct stat status;
+  if (stat(kept.c_str(), &status) != 0) return failed(kept);
+  return status.st_size == 0 ? remove_file(document_path()) : link_into_place(kept, document_path());
+}
+
+std::vector<Entry> read_history() {
+  std::vector<Entry> entries;
+  Directory directory = open_directory(AT_FDCWD, history_directory);
+  while (const dirent *entry = directory != nullptr ? next_entry(directory.get()) : nullptr) {
+    char *end = nullptr;
+    auto number = static_cast<unsigned>(strtoul(entry->d_name, &end, 10));
+    struct stat status;
+    if (end == entry->d_name || strcmp(end, ".json") != 0 || stat(kept_path(number).c_str(), &status) != 0) continue;
+    std::optional<std::string> message;
+    read_optional(kept_path(number, ".message"), message);
+    entries.push_back({number, status.st_mtime, status.st_size > 0, message.value_or("")});
+  }
+  std::sort(entries.begin(), entries.end(), [](const Entry &a, const Entry &b) { return a.number < b.number; });
+  return entries;
+}
+
+std::string keep_document(unsigned number, const std::optional<std::string> &content, const std::string &message) {
+  std::string trouble = message.empty() ? "" : replace_file(kept_path(number, ".message"), message);
+  if (trouble.empty()) trouble = replace_file(kept_path(number), content.value_or(""));
+  if (!trouble.empty()) forget_document(number);
+  return trouble;
+}
+
+std::string read_kept(unsigned number, std::optional<std::string> &content) {
+  std::string trouble = read_optional(kept_path(number), content);
+  if (content && content->empty()) content.reset();
+  return trouble;
+}
+
+void forget_document(unsigned number) {
+  unlink(kept_path(number).c_str());
+  unlink(kept_path(number, ".message").c_str());
+}
+
+void prune_history() {
+  std::vector<Entry> entries = read_history();
+  for (size_t i = 0; i + most_entries < entries.size(); i++) forget_document(entries[i].number);
+}
+
+int64_t seconds_up() {
+  timespec now;
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  return now.tv_sec;
+}
+
+Pending new_pending(unsigned number, const std::vector<std::string> &services) {
+  return {number, 0, this_boot(), services};
+}
+
+std::string read_pending(std::optional<Pending> &pending) {
+  std::optional<std::string> content;
+  std::string trouble = read_optional(pending_path, content);
+  if (!trouble.empty() || !content) return trouble;
+  std::istringstream words(*content);
+  Pending read;
+  if (!(words >> read.number >> read.deadline >> read.boot)) return std::string(pending_path) + ": is damaged";
+  for (std::string service; words >> service;) read.services.push_back(service);
+  pending = read;
+  return "";
+}
+
+std::string store_pending(const Pending &pending) {
+  std::string line =
+      std::to_string(pending.number) + " " + std::to_string(pending.deadline) + " " + pending.boot;
+  for (const std::string &service : pending.services) line += " " + service;
+  return replace_file(pending_path, line + "\n");
+}
+
+std::string remove_pending() {
+  return remove_file(pending_path);
+}
+
+bool is_overdue(const Pending &pending) {
+  return pending.boot != this_boot() || pending.deadline <= seconds_up();
+}

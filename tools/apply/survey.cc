@@ -1,0 +1,206 @@
+#include "apply/survey.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <set>
+
+#include "preview/fail.h"
+#include "preview/output.h"
+#include "preview/strings.h"
+#include "sandbox/sandbox.h"
+
+namespace {
+
+Fd memory_file() {
+  Fd fd(memfd_create("tessera-apply", 0));
+  if (!fd.is_open()) fail_system("cannot make a file in memory");
+  return fd;
+}
+
+// Runs a program and returns its standard output; `status` gets how it ended.
+std::string output_of(const std::vector<std::string> &words, int &status) {
+  std::vector<char *> arguments;
+  for (const std::string &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
+  arguments.push_back(nullptr);
+  Fd output = memory_file();
+  fflush(nullptr);
+  pid_t child = fork();
+  if (child == 0) {
+    if (dup2(output.get(), STDOUT_FILENO) == STDOUT_FILENO) execv(arguments[0], arguments.data());
+    _exit(127);
+  }
+  int ended = 0;
+  pid_t found = child;
+  while (child > 0 && (found = waitpid(child, &ended, 0)) < 0 && errno == EINTR) continue;
+  std::string content;
+  if (child < 0 || found < 0 || lseek(output.get(), 0, SEEK_SET) != 0 || !read_all(output.get(), content)) {
+    fail_system("cannot run %s", words[0].c_str());
+  }
+  status = WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended);
+  return content;
+}
+
+std::string find_program(const char *name) {
+  std::string path = installed_program(name);
+  if (path.empty()) fail("%s is not installed", name);
+  return path;
+}
+
+// The router's own runtime store.
+std::string read_facts(const std::string &runt) {
+  if (access(runtime_directory, F_OK) != 0) return "";
+  int status;
+  std::string facts = output_of({runt, "dump"}, status);
+  if (status != 0) fail("the runtime store cannot be read");
+  return facts;
+}
+
+Router this_router(const std::optional<std::string> &config) {
+  Router router;
+  router.tessera = find_program("tessera");
+  router.runt = find_program("runt");
+  router.config = config;
+  router.facts = read_facts(router.runt);
+  std::string trouble = read_machine(router);
+  if (!trouble.empty()) fail("%s", trouble.c_str());
+  // No service has to do with earlier documents.
+  auto first = router.files.lower_bound("etc/config/history");
+  while (first != router.files.end() && first->first.rfind("etc/config/history", 0) == 0) {
+    first = router.files.erase(first);
+  }
+  return router;
+}
+
+ServicesOutcome run_in_private(const Router &router) {
+  std::vector<std::vector<std::string>> services;
+  for (const char *service : service_names) services.push_back({service});
+  Job job = services_job(router, services);
+  Run run = start_job(job);
+  ServicesOutcome outcome = services_outcome(finish_job(run));
+  if (!outcome.trouble.empty()) fail("%s", outcome.trouble.c_str());
+  if (!outcome.refused.empty()) fail("the runtime store is refused: %s", outcome.refused.c_str());
+  return outcome;
+}
+
+bool is_among(const std::vector<std::string> &names, const std::string &name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// Takes over how the services ended. What several say is printed once: all read the same document.
+void take_endings(const ServicesOutcome &outcome, const std::vector<std::string> &only, Survey &survey) {
+  std::set<std::string> said;
+  for (size_t i = 0; i < outcome.services.size(); i++) {
+    const Ended &ended = outcome.services[i];
+    const char *service = service_names[i];
+    survey.statuses[service] = ended.status;
+    if (!is_among(only, service)) continue;
+    for (const std::string &line : lines_of(ended.messages)) {
+      if (said.insert(line).second) fprintf(stderr, "%s\n", line.c_str());
+    }
+    // A router without tunnels, or one whose tunnels wait for an address, ends so.
+    bool has_no_tunnel = survey.statuses.size() == 3 && ended.status == 1 && ended.messages.empty();
+    if (ended.status == 0 || has_no_tunnel) continue;
+    fprintf(stderr, "tessera-apply: %s ended with status %d\n", service, ended.status);
+    survey.has_failed = true;
+  }
+}
+
+// The files as they are, and as they would be.
+void take_files(const Router &router, const ServicesOutcome &outcome, const std::vector<std::string> &only,
+                Survey &survey) {
+  auto is_wanted = [&only](const std::string &path) {
+    const char *service = service_of(path);
+    return service != nullptr && is_among(only, service);
+  };
+  for (const auto &[path, file] : router.files) {
+    if (is_wanted(path)) survey.before[path] = file;
+  }
+  survey.after = survey.before;
+  for (const std::string &name : lines_of(content_of(outcome.files, removed_list))) survey.after.erase(name.substr(1));
+  for (const auto &[path, file] : outcome.files) {
+    if (S_ISREG(file.mode) && is_wanted(path)) survey.after[path] = file;
+  }
+  Secrets all_shown;  // only lines are counted
+  all_shown.masks = false;
+  survey.files = make_plan(all_shown, survey.after, &survey.before, "");
+}
+
+void find_services(const std::vector<std::string> &only, Survey &survey) {
+  std::set<std::string> changed;
+  for (const PlannedFile &file : survey.files) {
+    if (file.fate != Fate::unchanged) changed.insert(service_of(file.path));
+  }
+  // The network file carries a digest of the tunnels' files; the store holds the network's map of devices.
+  if (changed.count("ipsec") > 0 || survey.facts_differ) changed.insert("network");
+  for (const char *service : service_names) {
+    if (changed.count(service) > 0 && is_among(only, service)) survey.services.emplace_back(service);
+  }
+}
+
+std::string joined(const std::vector<std::string> &words, const char *before, const char *after) {
+  std::string list;
+  for (const std::string &word : words) list += before + word + after;
+  return list;
+}
+
+}  // namespace
+
+Survey make_survey(const std::optional<std::string> &config, const std::vector<std::string> &only, bool verifies) {
+  std::vector<std::string> wanted = only;
+  if (wanted.empty()) wanted.assign(std::begin(service_names), std::end(service_names));
+  Router router = this_router(config);
+  ServicesOutcome outcome = run_in_private(router);
+  Survey survey{};
+  take_endings(outcome, wanted, survey);
+  survey.facts_differ = outcome.facts_before != outcome.facts_after;
+  take_files(router, outcome, wanted, survey);
+  find_services(wanted, survey);
+  if (!verifies) return survey;
+  for (Verdict &verdict : verify_files(outcome.files, router.files)) {
+    if (!verdict.findings.empty()) survey.verdicts.push_back(std::move(verdict));
+  }
+  return survey;
+}
+
+void print_survey(const Survey &survey) {
+  for (const PlannedFile &file : survey.files) {
+    if (file.fate == Fate::unchanged) continue;
+    printf("%s %-32s +%zu -%zu\n", fate_names[static_cast<size_t>(file.fate)], shown_name(file.path).c_str(),
+           file.lines_added, file.lines_removed);
+  }
+  if (survey.facts_differ) puts("changed runtime store");
+  if (survey.services.empty()) puts("nothing changes");
+  if (!survey.services.empty()) printf("services:%s\n", joined(survey.services, " ", "").c_str());
+  print_verdicts(survey.verdicts, false);
+}
+
+void print_survey_json(const Survey &survey) {
+  const char *separator = "";
+  printf("{\n  \"files\": [");
+  for (const PlannedFile &file : survey.files) {
+    if (file.fate == Fate::unchanged) continue;
+    printf("%s\n    {\"path\": %s, \"service\": \"%s\", \"status\": \"%s\", \"lines_added\": %zu, \"lines_removed\": %zu}",
+           separator, json_string(repaired_utf8(shown_name(file.path))).c_str(), service_of(file.path),
+           fate_names[static_cast<size_t>(file.fate)], file.lines_added, file.lines_removed);
+    separator = ",";
+  }
+  std::string services = joined(survey.services, "\"", "\", ");
+  printf("%s],\n  \"store_changes\": %s,\n  \"services\": [%s]\n}\n", *separator != '\0' ? "\n  " : "",
+         survey.facts_differ ? "true" : "false", services.substr(0, services.size() - (services.empty() ? 0 : 2)).c_str());
+}
+
+bool passes_check(const std::string &name, const std::string &config) {
+  Fd file = memory_file();
+  if (!write_all(file.get(), config)) fail_system("%s", name.c_str());
+  std::string path = "/proc/self/fd/" + std::to_string(file.get());
+  int status;
+  std::string findings = output_of({find_program("tessera-config"), "check", path}, status);
+  fputs(with_replaced(findings, path, name).c_str(), stderr);
+  return status == 0;
+}
