@@ -295,6 +295,7 @@ int main(int argc, char **argv) {
   openlog("tessera-apply", LOG_PID, LOG_DAEMON);
   if (geteuid() != 0) fail("has to run as root");
   int status = run(options);
-  if (fflush(stdout) != 0 && status == change_done) fail_system("standard output");
+  bool is_told = fflush(stdout) == 0 && ferror(stdout) == 0;
+  if (!is_told && status == change_done) fail("standard output cannot be written");
   return status;
 }
