@@ -59,10 +59,12 @@ fuzz: setup-test
 	    ../../../../build/fuzz/found/$$target .) || exit 1; \
 	done
 
-# Every system call and allocation of a run fails in turn, and runs are killed at each call: what is left, in a table.
+# Every system call and allocation of a run fails in turn, and runs are killed at each call: what is left, in a table. The
+# same with applies, confirmations and reverts, between whose calls the power is lost too.
 faults: setup-test
 	$(CONFIGURE) ci
 	$(BUILD) ci --target every-fault
+	$(BUILD) ci --target every-apply-fault
 
 # Every value of the examples is spoilt in turn: what a daemon refuses has to be an error of the checker, and the reverse.
 corruptions: setup-test

@@ -176,8 +176,26 @@ _tessera_explain() {
   esac
 }
 
+_tessera_apply() {
+  local cur prev
+  _tessera_words
+  if [[ $cur == -* ]]; then
+    _tessera_reply -W "$(_tessera_options "$1")"
+  elif [[ $COMP_CWORD -eq 1 ]]; then
+    compopt -o filenames 2>/dev/null
+    _tessera_reply -f -W "$(_tessera_commands "$1")"
+  elif [[ ${COMP_WORDS[1]} == plan && $COMP_CWORD -eq 2 ]]; then
+    _tessera_files -f
+  elif [[ ${COMP_WORDS[1]} == @(plan|status) ]]; then
+    _tessera_reply -W 'dnsmasq ipsec network pam'
+  elif [[ ${COMP_WORDS[1]} == rollback && $COMP_CWORD -eq 2 ]]; then
+    _tessera_reply -W "$("$1" history 2>/dev/null | cut -d ' ' -f 1)"
+  fi
+}
+
 complete -F _tessera tessera
 complete -F _runt runt
 complete -F _tessera_config tessera-config
 complete -F _tessera_preview tessera-preview
+complete -F _tessera_apply tessera-apply
 complete -F _tessera_explain tessera-explain

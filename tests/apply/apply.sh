@@ -137,7 +137,7 @@ tessera dnsmasq
 expect "state after a service failed" "$(state)" "$new"
 
 # Two at once take turns, and twenty documents are kept.
-for i in $(seq 9); do
+for _ in $(seq 9); do
   tessera-apply old.json >/dev/null &
   tessera-apply new.json >/dev/null
   wait $!

@@ -35,6 +35,7 @@ taken_elsewhere = {
 # The files that pages speak of without showing them, and where they come from.
 given = {
     "doc/sdk.md": {"/etc/config/config.json": "tools/conformance/config.json"},
+    "doc/tessera-apply.8": {"new.json": "office.json"},
     "doc/runt.8": {"config.json": "office.json"},
     "doc/tessera-config.8": {"rootfs/etc/config/config.json": "office.json"},
     "doc/tessera-preview.8": {"old.json": "office.json", "new.json": "office.json"},

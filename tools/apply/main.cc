@@ -145,7 +145,8 @@ std::vector<std::string> named_services(const Options &options, size_t first) {
   std::vector<std::string> names;
   for (size_t i = first; i < options.words.size(); i++) {
     names.push_back(options.words[i]);
-    bool is_known = std::find(std::begin(service_names), std::end(service_names), names.back()) != std::end(service_names);
+    bool is_known =
+        std::find(std::begin(service_names), std::end(service_names), names.back()) != std::end(service_names);
     if (!is_known) refuse_usage("the services are pam, dnsmasq, ipsec and network");
   }
   return names;

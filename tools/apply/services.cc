@@ -65,7 +65,8 @@ std::string run_service(const std::string &service, const Statuses &expected) {
   std::string trouble = run_program({installed_program("tessera"), service}, service_seconds, status);
   if (!trouble.empty()) return trouble;
   auto usual = expected.find(service);
-  bool is_usual = usual != expected.end() ? status == usual->second : status == 0 || (service == "ipsec" && status == 1);
+  bool is_usual =
+      usual != expected.end() ? status == usual->second : status == 0 || (service == "ipsec" && status == 1);
   return is_usual ? "" : service + " ended with status " + std::to_string(status);
 }
 

@@ -205,8 +205,7 @@ std::string read_pending(std::optional<Pending> &pending) {
 }
 
 std::string store_pending(const Pending &pending) {
-  std::string line =
-      std::to_string(pending.number) + " " + std::to_string(pending.deadline) + " " + pending.boot;
+  std::string line = std::to_string(pending.number) + " " + std::to_string(pending.deadline) + " " + pending.boot;
   for (const std::string &service : pending.services) line += " " + service;
   return replace_file(pending_path, line + "\n");
 }

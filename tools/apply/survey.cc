@@ -97,16 +97,16 @@ void take_endings(const ServicesOutcome &outcome, const std::vector<std::string>
   std::set<std::string> said;
   for (size_t i = 0; i < outcome.services.size(); i++) {
     const Ended &ended = outcome.services[i];
-    const char *service = service_names[i];
+    const std::string service = service_names[i];
     survey.statuses[service] = ended.status;
     if (!is_among(only, service)) continue;
     for (const std::string &line : lines_of(ended.messages)) {
       if (said.insert(line).second) fprintf(stderr, "%s\n", line.c_str());
     }
     // A router without tunnels, or one whose tunnels wait for an address, ends so.
-    bool has_no_tunnel = survey.statuses.size() == 3 && ended.status == 1 && ended.messages.empty();
+    bool has_no_tunnel = service == "ipsec" && ended.status == 1 && ended.messages.empty();
     if (ended.status == 0 || has_no_tunnel) continue;
-    fprintf(stderr, "tessera-apply: %s ended with status %d\n", service, ended.status);
+    fprintf(stderr, "tessera-apply: %s ended with status %d\n", service.c_str(), ended.status);
     survey.has_failed = true;
   }
 }
@@ -185,14 +185,16 @@ void print_survey_json(const Survey &survey) {
   printf("{\n  \"files\": [");
   for (const PlannedFile &file : survey.files) {
     if (file.fate == Fate::unchanged) continue;
-    printf("%s\n    {\"path\": %s, \"service\": \"%s\", \"status\": \"%s\", \"lines_added\": %zu, \"lines_removed\": %zu}",
-           separator, json_string(repaired_utf8(shown_name(file.path))).c_str(), service_of(file.path),
-           fate_names[static_cast<size_t>(file.fate)], file.lines_added, file.lines_removed);
+    printf(
+        "%s\n    {\"path\": %s, \"service\": \"%s\", \"status\": \"%s\", \"lines_added\": %zu, \"lines_removed\": %zu}",
+        separator, json_string(repaired_utf8(shown_name(file.path))).c_str(), service_of(file.path),
+        fate_names[static_cast<size_t>(file.fate)], file.lines_added, file.lines_removed);
     separator = ",";
   }
   std::string services = joined(survey.services, "\"", "\", ");
   printf("%s],\n  \"store_changes\": %s,\n  \"services\": [%s]\n}\n", *separator != '\0' ? "\n  " : "",
-         survey.facts_differ ? "true" : "false", services.substr(0, services.size() - (services.empty() ? 0 : 2)).c_str());
+         survey.facts_differ ? "true" : "false",
+         services.substr(0, services.size() - (services.empty() ? 0 : 2)).c_str());
 }
 
 bool passes_check(const std::string &name, const std::string &config) {
