@@ -137,7 +137,8 @@ tessera dnsmasq
 expect "state after a service failed" "$(state)" "$new"
 
 # Two at once take turns, and twenty documents are kept.
-for _ in $(seq 9); do
+for number in $(seq 10 40); do cp old.json "$history/$number.json"; done
+for _ in 1 2 3; do
   tessera-apply old.json >/dev/null &
   tessera-apply new.json >/dev/null
   wait $!

@@ -51,7 +51,7 @@ offers 'tessera-config get config.json network.interface.' network.interface.lan
 offers 'tessera-config unset -n config.json system.f' system.fips
 offers 'tessera-config set config.json system.fips t'
 offers 'tessera-preview --col' --color
-offers 'tessera-apply c' confirm config.json
+offers 'tessera-apply c' files: config.json confirm
 offers 'tessera-apply plan c' files: config.json
 offers 'tessera-apply plan config.json i' ipsec
 offers 'tessera-apply config.json --con' --confirm
