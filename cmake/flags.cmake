@@ -38,7 +38,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   set(fortify 2)
 endif()
 add_compile_options("$<${optimized}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify}>")
-add_compile_definitions($<$<COMPILE_LANGUAGE:CXX>:_GLIBCXX_ASSERTIONS>)
+# The C++ library's own checks would make the program 8 KB larger, so only tests have them.
+set(checked $<OR:$<CONFIG:Debug>,$<BOOL:${TESSERA_FUZZ}>>)
+add_compile_definitions($<$<AND:$<COMPILE_LANGUAGE:CXX>,${checked}>:_GLIBCXX_ASSERTIONS>)
 
 # For the program and the platform, whose functions throw nothing and run in one thread.
 set(tessera_lean_options $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>

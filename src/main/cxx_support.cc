@@ -76,9 +76,4 @@ void __throw_out_of_range_fmt(const char *operation, ...) {
   give_up(operation);
 }
 
-void __glibcxx_assert_fail(const char * /*file*/, int /*line*/, const char *function,
-                           const char * /*condition*/) noexcept {
-  give_up(function);
-}
-
 }  // namespace std
