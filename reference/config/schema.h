@@ -39,12 +39,12 @@ struct SchemaKey {
   Kind element = Kind::ignored;  // of the entries of a map (object) or the elements of an array
   OtherWords others = OtherWords::useless;
 
-  bool many_lines = false;      // a string that may hold tabs and line ends
-  bool secret = false;          // a string that is not shown to people
-  bool device = false;          // a map: its entries are devices; a reference: has to name one
-  bool interface_name = false;  // a reference by the bare name of an entry of network.interface
-  bool hyphen = false;          // a map whose entry names may hold '-'
-  bool has_fallbacks = false;   // some member has a fallback
+  bool many_lines : 1 = false;      // a string that may hold tabs and line ends
+  bool secret : 1 = false;          // a string that is not shown to people
+  bool device : 1 = false;          // a map: its entries are devices; a reference: has to name one
+  bool interface_name : 1 = false;  // a reference by the bare name of an entry of network.interface
+  bool hyphen : 1 = false;          // a map whose entry names may hold '-'
+  bool has_fallbacks : 1 = false;   // some member has a fallback
 
   int32_t low = INT32_MIN;  // the integers that make sense; all by default
   int32_t high = INT32_MAX;
