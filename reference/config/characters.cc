@@ -52,10 +52,6 @@ uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from) {
   return no_position;
 }
 
-bool is_printable_ascii(const char *string, size_t length) {
-  return std::all_of(string, string + length, [](char c) { return c >= ' ' && c <= '~'; });
-}
-
 bool is_surrogate(const char *text) {
   return text[0] == '\xED' && (text[1] & 0xE0) == 0xA0;
 }

@@ -5,6 +5,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -15,7 +16,9 @@ inline constexpr uint32_t no_position = UINT32_MAX;
 uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from);
 
 // True when every byte is one of the characters from space to "~".
-bool is_printable_ascii(const char *string, size_t length);
+inline bool is_printable_ascii(const char *string, size_t length) {
+  return std::all_of(string, string + length, [](char c) { return c >= ' ' && c <= '~'; });
+}
 
 // True when what is not UTF-8 at `text` is the form that half of a surrogate pair would have.
 bool is_surrogate(const char *text);
@@ -33,5 +36,15 @@ bool is_entry_name(const char *name, size_t length, bool hyphen);
 // How many edits of one letter, or swaps of neighbours, lie between two names; many for long ones, and for those whose
 // lengths alone take `limit` edits.
 unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length, unsigned limit);
+
+// Whether a string is exactly that name. Most names differ in one of their first characters, which a length does not
+// tell sooner. A name may hold any bytes.
+inline bool is_name(const char *string, std::string_view name) {
+  for (char character : name) {
+    if (*string != character || character == '\0') return false;
+    string++;
+  }
+  return *string == '\0';
+}
 
 #endif

@@ -48,6 +48,8 @@ struct ConfigNode {
 using EntryName = std::pair<const ConfigNode *, std::string_view>;
 
 struct Document {
+  ~Document();
+
   const SchemaKey *schema = nullptr;
   std::string file;
   std::string content;
@@ -58,9 +60,9 @@ struct Document {
 
   std::vector<Finding> *findings = nullptr;  // null in a run: findings are logged
   bool refused = false;
-  bool accepted = false;      // nothing can refuse the document any more
-  std::vector<Finding> held;  // in a run, until the document is accepted: a refused one gets its one message only
-  std::map<Rule, unsigned> counts;      // in a run, of findings by their rule
+  bool accepted = false;            // nothing can refuse the document any more
+  std::vector<Finding> held;        // in a run, until the document is accepted: a refused one gets its one message only
+  std::map<Rule, unsigned> counts;  // in a run, of findings by their rule
   std::optional<std::string> original;  // see original_content
   std::vector<uint32_t> line_starts;    // in it; empty until a finding needs them
 };
@@ -74,6 +76,10 @@ inline Document &document_of(const ConfigNode *node) {
 inline size_t index_of(const ConfigNode *node) {
   return node->parent != nullptr ? static_cast<size_t>(node - node->parent->children.data()) : 0;
 }
+
+// Reads the document's content into its tree. False when there is no tree: in a run after any refused finding, in a
+// check only when the rest of the content could not be made out.
+bool parse_document(Document &document);
 
 // The node that a reference of the form "/network/device/eth1" names; null when there is none.
 const ConfigNode *find_by_reference(const ConfigNode *root, const char *string);

@@ -1,4 +1,4 @@
-// Loading a document: one pass over its content that checks every value against the schema and builds the tree.
+// Parsing a document: one pass over its content that checks every value against the schema and builds the tree.
 
 #include <rapidjson/reader.h>
 #include <rapidjson/stream.h>
@@ -8,7 +8,6 @@
 #include <cstdarg>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <set>
 #include <string_view>
 
@@ -143,6 +142,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
 
   // Refuses unknown names of the current object that stand there twice.
   void compare_unknown_names() {
+    if (unknown_names.size() == current->first_unknown) return;
     std::set<std::string_view> seen;
     for (size_t i = current->first_unknown; i < unknown_names.size(); i++) {
       if (!seen.insert(unknown_names[i]).second) refuse_repeated(unknown_names[i].data());
@@ -152,24 +152,18 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
 
   // ---- Nodes.
 
-  ConfigNode make_node(uint32_t position) const {
-    const char *name = current->kind == Kind::map     ? current->name
-                       : current->kind == Kind::array ? ""
-                                                      : current->member->name;
-    return {.key = current->member,
-            .name = name,
-            .parent = nullptr,
-            .children = {},
-            .value = {},
-            .target = nullptr,
-            .position = position,
-            .kind = current->member_kind,
-            .broken = false};
+  const char *name_of_next() const {
+    if (current->kind == Kind::map) return current->name;
+    return current->kind == Kind::array ? "" : current->member->name;
   }
 
   ConfigNode::Value &push(uint32_t position) {
-    pending.push_back(make_node(position));
-    return pending.back().value;
+    ConfigNode &node = pending.emplace_back();
+    node.key = current->member;
+    node.name = name_of_next();
+    node.position = position;
+    node.kind = current->member_kind;
+    return node.value;
   }
 
   // Adds what stands for a value that is refused, so that a check can go on.
@@ -332,12 +326,12 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
 
   bool Key(const char *name, rapidjson::SizeType length, bool /*copy*/) {
     current->name = name;
-    check_bytes(Kind::ignored, name, length);
     if (current->kind == Kind::object) {
       begin_member({name, length});
     } else if (current->kind == Kind::ignored) {
-      unknown_names.emplace_back(name, length);
+      add_unknown({name, length});
     } else if (!is_entry_name(name, length, current->key->hyphen)) {
+      check_bytes(Kind::ignored, name, length);
       refuse(Rule::entry_name, offset(name) - 1, "entry names are 1 to 63 of the characters A-Z a-z 0-9 _%s",
              current->key->hyphen ? " -" : "");
     }
@@ -349,13 +343,18 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     current->member = member;
     current->member_kind = member != nullptr ? member->kind : Kind::ignored;
     if (member == nullptr) {
+      add_unknown(name);
       report_unknown(name);
-      unknown_names.push_back(name);
       return;
     }
     uint64_t bit = uint64_t{1} << (member - current->key->members);
     if ((current->seen & bit) != 0) refuse_repeated(name.data());
     current->seen |= bit;
+  }
+
+  void add_unknown(std::string_view name) {
+    check_bytes(Kind::ignored, name.data(), static_cast<uint32_t>(name.size()));
+    unknown_names.push_back(name);
   }
 
   void report_unknown(std::string_view name) {
@@ -421,9 +420,12 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   }
 };
 
-// Reads the document's content. False when there is no tree: in a run after any refused finding, in a check only when
-// the rest of the content could not be made out.
-bool parse(Document &document) {
+}  // namespace
+
+// Here, since it takes down the nodes one by one: it is compiled as what builds them.
+Document::~Document() = default;
+
+bool parse_document(Document &document) {
   rapidjson::InsituStringStream stream(document.content.data());
   Loader loader(document, stream);
   if (document.content.starts_with("\xEF\xBB\xBF")) {
@@ -447,56 +449,4 @@ bool parse(Document &document) {
   }
   loader.finish_tree();
   return true;
-}
-
-std::unique_ptr<Document> new_document(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
-  auto document = std::make_unique<Document>();
-  document->schema = &table;
-  document->file = path;
-  document->findings = findings;
-  return document;
-}
-
-const ConfigNode *build_tree(std::unique_ptr<Document> document) {
-  // A check reads each file once, as it may be a pipe.
-  if (document->findings != nullptr) document->original = document->content;
-  if (!parse(*document)) return nullptr;
-  accept_document(*document);
-  return &document.release()->root;  // the tree's handles keep it until config_free
-}
-
-const ConfigNode *load_file(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
-  auto document = new_document(path, table, findings);
-  std::string problem;
-  if (!read_file(path, &document->content, &problem)) {
-    report_at(*document, Rule::unreadable, no_position, {}, "%s", problem.c_str());
-    return nullptr;
-  }
-  return build_tree(std::move(document));
-}
-
-}  // namespace
-
-const ConfigNode *config_load_file(const char *path) {
-  return load_file(path, schema, nullptr);
-}
-
-const ConfigNode *config_check_file(const char *path, std::vector<Finding> *findings) {
-  return load_file(path, described_schema, findings);
-}
-
-const ConfigNode *config_check_content(const std::string &content, std::vector<Finding> *findings) {
-  auto document = new_document("", described_schema, findings);
-  document->content = content;
-  return build_tree(std::move(document));
-}
-
-const ConfigNode *config_load() {
-  return config_load_file("/etc/config/config.json");
-}
-
-void config_free(const ConfigNode *root) {
-  if (root == nullptr) return;
-  report_unlogged(document_of(root));
-  delete &document_of(root);
 }

@@ -1,6 +1,8 @@
 // The table for programs that load documents.
 #include "config/schema.h"
 
+#include "config/characters.h"
+
 #define KEYS_DESCRIBED 0
 #include "config/keys/root.h"
 
@@ -8,7 +10,7 @@ constinit const SchemaKey schema = keys::document;
 
 const SchemaKey *schema_member(const SchemaKey &key, std::string_view name) {
   for (const SchemaKey &member : members_of(key)) {
-    if (member.name == name) return &member;
+    if (is_name(member.name, name)) return &member;
   }
   return nullptr;
 }

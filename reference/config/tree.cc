@@ -18,7 +18,7 @@ const ConfigNode *child_at(const ConfigNode *node, size_t index) {
 // Objects have few members, and most of those that are asked for are there.
 const ConfigNode *find_member(const ConfigNode *object, std::string_view name) {
   for (const ConfigNode &member : object->children) {
-    if (name == member.name) return &member;
+    if (is_name(member.name, name)) return &member;
   }
   return nullptr;
 }

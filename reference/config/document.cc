@@ -1,0 +1,60 @@
+// Documents from files and strings: loaded for a run, or checked.
+#include "config/document.h"
+
+#include <memory>
+
+#include "platform/config.h"
+
+namespace {
+
+std::unique_ptr<Document> new_document(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
+  auto document = std::make_unique<Document>();
+  document->schema = &table;
+  document->file = path;
+  document->findings = findings;
+  return document;
+}
+
+const ConfigNode *build_tree(std::unique_ptr<Document> document) {
+  // A check reads each file once, as it may be a pipe.
+  if (document->findings != nullptr) document->original = document->content;
+  if (!parse_document(*document)) return nullptr;
+  accept_document(*document);
+  return &document.release()->root;  // the tree's handles keep it until config_free
+}
+
+const ConfigNode *load_file(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {
+  auto document = new_document(path, table, findings);
+  std::string problem;
+  if (!read_file(path, &document->content, &problem)) {
+    report_at(*document, Rule::unreadable, no_position, {}, "%s", problem.c_str());
+    return nullptr;
+  }
+  return build_tree(std::move(document));
+}
+
+}  // namespace
+
+const ConfigNode *config_load_file(const char *path) {
+  return load_file(path, schema, nullptr);
+}
+
+const ConfigNode *config_check_file(const char *path, std::vector<Finding> *findings) {
+  return load_file(path, described_schema, findings);
+}
+
+const ConfigNode *config_check_content(const std::string &content, std::vector<Finding> *findings) {
+  auto document = new_document("", described_schema, findings);
+  document->content = content;
+  return build_tree(std::move(document));
+}
+
+const ConfigNode *config_load() {
+  return config_load_file("/etc/config/config.json");
+}
+
+void config_free(const ConfigNode *root) {
+  if (root == nullptr) return;
+  report_unlogged(document_of(root));
+  delete &document_of(root);
+}
