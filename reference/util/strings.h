@@ -18,7 +18,7 @@ inline std::vector<std::string_view> split(std::string_view string, char separat
 }
 
 // The lines without their ends; an end behind the last line starts no further one.
-inline std::vector<std::string_view> lines_of(std::string_view string) {
+inline std::vector<std::string_view> line_views(std::string_view string) {
   std::vector<std::string_view> lines = split(string, '\n');
   if (lines.back().empty()) lines.pop_back();
   return lines;

@@ -92,7 +92,7 @@ bool add_edits_of_input(Request *request) {
   std::string input;
   if (!read_input(&input)) return false;
   size_t number = 0;
-  for (std::string_view line : lines_of(input)) {
+  for (std::string_view line : line_views(input)) {
     number++;
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (line.empty() || line.front() == '#' || add_edits(words_of_line(line), request)) continue;

@@ -71,7 +71,7 @@ bool prefers_lines(std::string_view content, const Value &root, const Value *aro
 }
 
 std::string indented(const std::string &json, const std::string &line_end, const std::string &indentation) {
-  std::vector<std::string_view> lines = lines_of(json);
+  std::vector<std::string_view> lines = line_views(json);
   if (lines.size() < 2) return json;
   std::string_view last = lines.back();
   std::string_view old = last.substr(0, std::min(last.find_first_not_of(" \t"), last.size()));

@@ -1,20 +1,12 @@
 #include "explain/alternatives.h"
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
 
-namespace {
+#include "util/strings.h"
 
-std::string quoted(const std::string &text) {
-  rapidjson::StringBuffer buffer;
-  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-  writer.String(text.c_str());
-  return buffer.GetString();
-}
+namespace {
 
 // Where a string can change and keep its form: its last digit, or its last letter where there is no digit. Of several
 // lines the one in the middle: the outer ones of a key or certificate are fixed.
@@ -28,25 +20,6 @@ size_t place_of_change(const std::string &text) {
   return place > 0 ? place - 1 : std::string::npos;
 }
 
-// Another string of the same form, that no other setting has. Of an address with a prefix length both parts differ.
-std::string similar(const Setup &setup, const std::string &text) {
-  size_t slash = text.find('/');
-  if (slash != 0 && slash != std::string::npos && text.find('\n') == std::string::npos)
-    return similar(setup, text.substr(0, slash)) + "/" + similar(setup, text.substr(slash + 1));
-  size_t place = place_of_change(text);
-  if (place == std::string::npos) return text + "x";
-  const std::string characters = isdigit(static_cast<unsigned char>(text[place])) != 0 ? "9876543210" : "abcdefABCDEF";
-  std::string other = text;
-  size_t at = characters.find(text[place]);
-  for (size_t i = 1; i <= characters.size(); i++) {
-    other[place] = characters[((at == std::string::npos ? 0 : at) + i) % characters.size()];
-    bool is_free = std::none_of(setup.settings.begin(), setup.settings.end(),
-                                [&](const Setting &setting) { return setting.value == other; });
-    if (is_free && other != text) return other;
-  }
-  return text + "x";
-}
-
 // Entries beside the one that a reference names: "/network/device/eth0" for "/network/device/eth1".
 std::vector<std::string> other_targets(const Setup &setup, const std::string &reference) {
   std::vector<std::string> targets;
@@ -54,24 +27,19 @@ std::vector<std::string> other_targets(const Setup &setup, const std::string &re
   if (slash == std::string::npos || slash == 0) return targets;
   std::string map = reference.substr(1, slash - 1);
   std::replace(map.begin(), map.end(), '/', '.');
-  const rapidjson::Value *entries = value_at(setup.config, map);
-  if (entries == nullptr || !entries->IsObject()) return targets;
-  for (const auto &entry : entries->GetObject()) {
-    std::string target = reference.substr(0, slash + 1) + entry.name.GetString();
+  const Value *entries = value_at(setup, map);
+  if (entries == nullptr || entries->type != Value::Type::object) return targets;
+  for (const Value &entry : entries->children) {
+    std::string target = reference.substr(0, slash + 1) + entry.name;
     if (target != reference) targets.push_back(target);
   }
   return targets;
 }
 
 std::vector<std::string> known_words(const SchemaKey &key) {
-  std::vector<std::string> words;
-  std::string list = key.words != nullptr ? key.words : "";
-  for (size_t start = 0; start < list.size();) {
-    size_t end = std::min(list.find(' ', start), list.size());
-    words.push_back(list.substr(start, end - start));
-    start = end + 1;
-  }
-  return words;
+  if (key.words == nullptr) return {};
+  std::vector<std::string_view> words = split(key.words, ' ');
+  return {words.begin(), words.end()};
 }
 
 std::vector<std::string> other_strings(const Setup &setup, const SchemaKey &key, const std::string &value) {
@@ -98,6 +66,22 @@ std::vector<std::string> other_numbers(const std::string &value) {
 
 }  // namespace
 
+std::string similar(const Setup &setup, const std::string &text) {
+  size_t slash = text.find('/');
+  if (slash != 0 && slash != std::string::npos && text.find('\n') == std::string::npos)
+    return similar(setup, text.substr(0, slash)) + "/" + similar(setup, text.substr(slash + 1));
+  size_t place = place_of_change(text);
+  if (place == std::string::npos) return text + "x";
+  const std::string characters = isdigit(static_cast<unsigned char>(text[place])) != 0 ? "9876543210" : "abcdefABCDEF";
+  std::string other = text;
+  size_t at = characters.find(text[place]);
+  for (size_t i = 1; i <= characters.size(); i++) {
+    other[place] = characters[((at == std::string::npos ? 0 : at) + i) % characters.size()];
+    if (other != text && setup.values.count(other) == 0) return other;
+  }
+  return text + "x";
+}
+
 std::vector<Change> alternatives(const Setup &setup, const Setting &setting) {
   std::vector<Change> changes;
   auto add = [&](Change::Kind kind, const std::string &value) {
@@ -113,14 +97,13 @@ std::vector<Change> alternatives(const Setup &setup, const Setting &setting) {
     return changes;
   }
   if (!setting.is_leaf) {
-    if (setting.is_entry) add(Change::rename, setting.path.substr(setting.path.rfind('.') + 1) + "0");
+    if (setting.is_entry) add(Change::rename, last_name(setting.path) + "0");
     add(Change::remove, "");
     return changes;
   }
-  const rapidjson::Value *value = value_at(setup.config, setting.path);
-  if (value->IsBool()) {
-    add(Change::set, value->GetBool() ? "false" : "true");
-  } else if (value->IsNumber()) {
+  if (setting.json == "true" || setting.json == "false") {
+    add(Change::set, setting.json == "true" ? "false" : "true");
+  } else if (setting.json[0] != '"') {
     for (const std::string &number : other_numbers(setting.value)) add(Change::set, number);
   } else {
     for (const std::string &text : other_strings(setup, schema_at(setting.path), setting.value))
@@ -146,15 +129,12 @@ std::vector<Change> more_elements(const Setup &setup, const std::string &path) {
   std::vector<Change> changes;
   SchemaKey key = schema_at(path);
   if (key.kind != Kind::array || key.element != Kind::string) return changes;
-  const rapidjson::Value *array = value_at(setup.config, path);
-  size_t count = array != nullptr && array->IsArray() ? array->Size() : 0;
+  const Value *array = value_at(setup, path);
+  std::vector<Value> elements;
+  if (array != nullptr) elements = array->children;
   for (const std::string &word : known_words(key)) {
-    bool is_there = count > 0 && std::any_of(array->Begin(), array->End(), [&](const rapidjson::Value &element) {
-                      return element.IsString() && word == element.GetString();
-                    });
-    if (!is_there && count > 0)
-      changes.push_back({path + "." + std::to_string(count), false, Change::set, quoted(word)});
-    if (count == 0) changes.push_back({path, false, Change::set, "[" + quoted(word) + "]"});
+    bool is_there = std::any_of(elements.begin(), elements.end(), [&](const Value &is) { return is.string == word; });
+    if (!is_there) changes.push_back({path + ".+", false, Change::set, quoted(word)});
   }
   return changes;
 }
@@ -165,9 +145,9 @@ std::vector<Change> reports(const Setup &setup, const std::string &key, const st
   if (kind == "int") changes.push_back({key, true, Change::set, "1"});
   if (kind == "string")
     for (const char *value : {"192.0.2.1", "1"}) changes.push_back({key, true, Change::set, value});
-  const rapidjson::Value *interfaces = value_at(setup.config, "network.interface");
-  if (kind == "list" && interfaces != nullptr && interfaces->IsObject())
-    for (const auto &entry : interfaces->GetObject())
-      changes.push_back({key + ".0", true, Change::set, std::string("network.interface.") + entry.name.GetString()});
+  const Value *interfaces = value_at(setup, "network.interface");
+  if (kind == "list" && interfaces != nullptr)
+    for (const Value &entry : interfaces->children)
+      changes.push_back({key + ".0", true, Change::set, "network.interface." + entry.name});
   return changes;
 }

@@ -7,6 +7,9 @@
 
 #include "explain/document.h"
 
+// Another string of the same form, that no setting has. Of an address with a prefix length both parts differ.
+std::string similar(const Setup &setup, const std::string &text);
+
 // Changes of a setting or fact that the setup has. An object or array can only be removed, or renamed when its user
 // named it.
 std::vector<Change> alternatives(const Setup &setup, const Setting &setting);

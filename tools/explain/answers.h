@@ -13,7 +13,7 @@ struct LineAnswer {
   std::string text;
   std::vector<const Setting *> from;
   std::vector<const Setting *> conditions;
-  std::string remark;  // what is said where nothing can be proved
+  std::string remark;  // the file of the router that it comes from; what is said where nothing can be proved
 };
 
 // Explains the lines of a file of the run; `number` 0 stands for all of them.

@@ -14,7 +14,6 @@
 #include <string>
 #include <vector>
 
-#include "explain/trace.h"
 #include "sandbox/fd.h"
 
 namespace {

@@ -11,6 +11,9 @@ inline constexpr char trials_path[] = "/.trials";
 // And what becomes of it: messages (of the last command), trace, and what /var/run holds, as run/.
 inline constexpr char results_path[] = "/.results";
 
+// Where tessera-trace leaves its record: a file of the sandbox, which tessera-trace does not make.
+inline constexpr char trace_path[] = "/.trace";
+
 // The argument by which tessera-explain is started in a sandbox.
 inline constexpr char batch_argument[] = "--run-trials";
 

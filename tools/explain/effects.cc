@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "explain/alternatives.h"
+#include "preview/strings.h"
 
 namespace {
 
@@ -38,8 +39,9 @@ Trial make_trial(const BaseRun &base, const Attempt &attempt) {
   Trial trial;
   trial.service = base.service;
   trial.changes = attempt.changes;
+  trial.other_file = attempt.other_file;
   for (const Change &change : attempt.changes) {
-    Setting setting{change.path, change.is_fact, true, false, "", 0, 0};
+    Setting setting{change.path, change.is_fact, true, false, "", "", 0, 0};
     const Trace &earlier = base.ipsec_trace;
     if (reads_below(earlier, change.path) || is_read(earlier, setting)) trial.ipsec_files = Trial::of_changed_router;
   }
@@ -60,7 +62,7 @@ Effect compare(const BaseRun &base, const Attempt &attempt, const Result &result
   for (const std::string &file : files) {
     if (content(base.result, file) == content(result, file)) continue;
     auto lines = base.lines.find(file);
-    effect.files[file] = split_lines(content(result, file));
+    effect.files[file] = lines_of(content(result, file));
     effect.fates[file] =
         compare_lines(lines != base.lines.end() ? lines->second : std::vector<std::string>(), effect.files[file]);
   }
@@ -111,9 +113,12 @@ std::vector<BaseRun> run_base(const Pool &pool, const std::vector<std::string> &
   std::vector<Result> results = run_all(pool, trials);
   std::vector<BaseRun> runs;
   for (size_t i = 0; i < trials.size(); i++) {
-    BaseRun run{trials[i].service, std::move(results[i]), {}, {}, {}};
+    BaseRun run{trials[i].service, std::move(results[i]), {}, {}, {}, {}};
     run.trace = parse_trace(run.result.trace);
-    for (const auto &[file, content] : run.result.files) run.lines[file] = split_lines(content);
+    for (const auto &[file, content] : run.result.files) {
+      run.lines[file] = lines_of(content);
+      run.shown[file] = masked_lines(pool.secrets, file, run.lines[file]);
+    }
     runs.push_back(std::move(run));
   }
   return runs;

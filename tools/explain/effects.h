@@ -32,6 +32,7 @@ struct BaseRun {
   Trace trace;
   Trace ipsec_trace;  // of `network`, whose result follows from that of `ipsec` too
   std::map<std::string, std::vector<std::string>> lines;
+  std::map<std::string, std::vector<std::string>> shown;  // the same without secrets
 };
 
 Trace parse_trace(const std::string &record);
@@ -53,6 +54,7 @@ size_t distance_to(const Trace &trace, const Setting &setting, const std::string
 struct Attempt {
   const Setting *setting;
   std::vector<Change> changes;
+  std::string other_file = "";  // a file of the router that has another content
 };
 
 // True for a line of a run of `network` that is another one without the files of `ipsec`.

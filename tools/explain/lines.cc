@@ -102,16 +102,6 @@ void judge_place(const std::vector<std::string> &before, size_t start, size_t en
 
 }  // namespace
 
-std::vector<std::string> split_lines(const std::string &text) {
-  std::vector<std::string> lines;
-  for (size_t start = 0; start < text.size();) {
-    size_t end = std::min(text.find('\n', start), text.size());
-    lines.push_back(text.substr(start, end - start));
-    start = end + 1;
-  }
-  return lines;
-}
-
 std::vector<Fate> compare_lines(const std::vector<std::string> &before, const std::vector<std::string> &after) {
   constexpr size_t none = static_cast<size_t>(-1);
   std::vector<size_t> partner(before.size(), none);

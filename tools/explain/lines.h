@@ -11,8 +11,6 @@ enum class Fate {
   gone,
 };
 
-std::vector<std::string> split_lines(const std::string &text);
-
 // For each line of `before` what became of it in `after`. Indented lines belong to the line above that is not indented:
 // the same option of another section is another line.
 std::vector<Fate> compare_lines(const std::vector<std::string> &before, const std::vector<std::string> &after);

@@ -1,4 +1,6 @@
 // Where lines come from, and which lines a setting drives.
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
@@ -76,8 +78,22 @@ std::string remark_on(const Pool &pool, const BaseRun &base, const std::string &
   return stays ? "the same on every setup" : "no single setting changes it";
 }
 
-bool is_below(const std::string &path, const std::string &top) {
-  return path.compare(0, top.size(), top) == 0 && (path.size() == top.size() || path[top.size()] == '.');
+// For each line the file of the router that changes it, "" where none does: the host name's and those that were laid
+// over the root directory.
+std::vector<std::string> file_origins(const Pool &pool, const BaseRun &base, const std::string &file) {
+  constexpr size_t most = 64;
+  std::set<std::string> names = {"etc/hostname"};
+  for (const auto &[name, content] : pool.router.files)
+    if (S_ISREG(content.mode) && names.size() < most) names.insert(name);
+  std::vector<Attempt> attempts;
+  for (const std::string &name : names) attempts.push_back({nullptr, {}, name});
+  std::vector<std::string> origins(base.lines.at(file).size());
+  for (const Effect &effect : try_changes(pool, base, attempts)) {
+    auto fates = effect.fates.find(file);
+    for (size_t i = 0; fates != effect.fates.end() && i < origins.size(); i++)
+      if (fates->second[i] != Fate::kept) origins[i] = "/" + effect.attempt.other_file;
+  }
+  return origins;
 }
 
 }  // namespace
@@ -97,11 +113,15 @@ std::vector<LineAnswer> explain_lines(const Pool &pool, const Setup &setup, cons
     if (is_candidate && (setting.is_leaf || setting.is_entry)) candidates.push_back(&setting);
   }
   std::vector<Effect> effects = try_settings(pool, setup, base, candidates);
+  const std::vector<std::string> origins = file_origins(pool, base, file);
   std::vector<LineAnswer> answers;
   for (size_t i = number > 0 ? number - 1 : 0; i < (number > 0 ? number : lines.size()); i++) {
-    answers.push_back(answer_of(lines[i], i + 1, influences_on(base, effects, file, i, ends[i])));
-    if (answers.back().from.empty() && answers.back().conditions.empty() && !lines[i].empty())
+    answers.push_back(answer_of(base.shown.at(file)[i], i + 1, influences_on(base, effects, file, i, ends[i])));
+    if (!origins[i].empty()) {
+      answers.back().remark = "from the file " + origins[i];
+    } else if (answers.back().from.empty() && answers.back().conditions.empty() && !lines[i].empty()) {
       answers.back().remark = remark_on(pool, base, file, i);
+    }
   }
   return answers;
 }
@@ -110,7 +130,7 @@ std::vector<DrivenLine> driven_lines(const Pool &pool, const Setup &setup, const
                                      const std::string &path) {
   std::vector<const Setting *> settings;
   for (const Setting &setting : setup.settings)
-    if (is_below(setting.path, path) && (setting.is_leaf || setting.path == path)) settings.push_back(&setting);
+    if (lies_in(setting.path, path) && (setting.is_leaf || setting.path == path)) settings.push_back(&setting);
   std::vector<DrivenLine> driven;
   for (const BaseRun &base : runs) {
     std::vector<const Setting *> tried;
@@ -122,7 +142,7 @@ std::vector<DrivenLine> driven_lines(const Pool &pool, const Setup &setup, const
       for (const auto &[file, fates] : effect.fates)
         for (size_t i = 0; i < fates.size(); i++)
           if (fates[i] != Fate::kept && !base.lines.at(file)[i].empty()) places.insert({file, i});
-    for (const auto &[file, index] : places) driven.push_back({file, index + 1, base.lines.at(file)[index]});
+    for (const auto &[file, index] : places) driven.push_back({file, index + 1, base.shown.at(file)[index]});
   }
   return driven;
 }
@@ -138,8 +158,9 @@ std::vector<NewLines> lines_of_changes(const Pool &pool, const std::vector<BaseR
           auto old = base.lines.find(file);
           std::vector<Fate> fates =
               compare_lines(lines, old != base.lines.end() ? old->second : std::vector<std::string>());
+          std::vector<std::string> shown = masked_lines(pool.secrets, file, lines);
           for (size_t i = 0; i < lines.size(); i++)
-            if (fates[i] != Fate::kept && !lines[i].empty()) row.lines.push_back({file, i + 1, lines[i]});
+            if (fates[i] != Fate::kept && !lines[i].empty()) row.lines.push_back({file, i + 1, shown[i]});
         }
       }
     }

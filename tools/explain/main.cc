@@ -10,12 +10,10 @@
 #include <cstring>
 #include <string>
 
-#include "config/characters.h"
 #include "explain/alternatives.h"
 #include "explain/answers.h"
 #include "explain/batch.h"
 #include "explain/print.h"
-#include "preview/secrets.h"
 
 namespace {
 
@@ -46,7 +44,7 @@ constexpr const char *help_text =
 struct Options {
   std::string config = config_document;
   std::string facts;
-  const char *rootfs = nullptr;
+  std::string rootfs;
   bool lists_unused = false;
   bool is_json = false;
   bool shows_secrets = false;
@@ -113,6 +111,7 @@ Options read_command_line(int argc, char **argv) {
   if (argc - optind != (options.lists_unused ? 0 : 1))
     refuse_usage("expected one FILE[:LINE], PATH or FACT, or --unused");
   if (!options.lists_unused) options.subject = argv[optind];
+  if (options.config.empty()) refuse_usage("without a configuration there is nothing to explain");
   return options;
 }
 
@@ -132,24 +131,26 @@ std::string program(const char *name) {
 }
 
 Pool make_pool(const Options &options, const Setup &setup) {
-  Pool pool{setup, program("tessera-explain"), program("tessera-trace"), {}, {}};
+  Pool pool{setup, program("tessera-explain"), program("tessera-trace"), {}, {}, find_secrets(setup.text)};
+  pool.secrets.masks = !options.shows_secrets;
   pool.router.tessera = program("tessera");
   pool.router.runt = program("runt");
-  if (options.rootfs == nullptr) return pool;
-  Fd directory(open(options.rootfs, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!directory.is_open()) refuse(std::string(options.rootfs) + ": " + strerror(errno));
+  if (options.rootfs.empty()) return pool;
+  Fd directory(open(options.rootfs.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!directory.is_open()) refuse(options.rootfs + ": " + strerror(errno));
   std::string trouble = read_tree(directory.get(), pool.router.files);
-  if (!trouble.empty()) refuse(trouble);
+  if (!trouble.empty()) refuse(options.rootfs + "/" + trouble);
   return pool;
 }
 
-// FILE and LINE of "FILE:LINE"; the line is 0 where none is named.
-std::string split_subject(const std::string &subject, size_t &line) {
+// FILE and LINE of "FILE:LINE". Ends the program for a line that is none.
+std::string split_subject(const std::string &subject, std::string &line) {
   size_t colon = subject.rfind(':');
-  line = 0;
-  if (colon == std::string::npos || subject.find_first_not_of("0123456789", colon + 1) != std::string::npos)
-    return subject;
-  line = strtoul(subject.c_str() + colon + 1, nullptr, 10);
+  if (colon == std::string::npos) return subject;
+  line = subject.substr(colon + 1);
+  bool is_number = !line.empty() && line.find_first_not_of("0123456789") == std::string::npos;
+  if (!is_number || line.find_first_not_of('0') == std::string::npos)
+    refuse(subject + ": expected the number of a line after the colon");
   return subject.substr(0, colon);
 }
 
@@ -172,18 +173,11 @@ const BaseRun *writer_of(const std::vector<BaseRun> &runs, const std::string &na
 std::string hint(const Setup &setup, const std::string &name) {
   std::vector<std::string> names;
   for (const Setting &setting : setup.settings) names.push_back(setting.path);
-  const std::string above = name.substr(0, name.rfind('.') + 1);
-  const SchemaKey key = schema_at(above.substr(0, above.size() - (above.empty() ? 0 : 1)));
-  for (const SchemaKey &member : members_of(key)) names.push_back(above + member.name);
-  std::string nearest;
-  unsigned least = 4;
-  for (const std::string &known : names) {
-    unsigned distance = edit_distance(name.data(), name.size(), known.data(), known.size(), least);
-    if (distance >= least) continue;
-    least = distance;
-    nearest = known;
-  }
-  return nearest.empty() ? "" : ", did you mean '" + nearest + "'?";
+  size_t dot = name.rfind('.');
+  const std::string above = dot == std::string::npos ? "" : name.substr(0, dot);
+  for (const SchemaKey &member : members_of(schema_at(above)))
+    names.push_back(above + (above.empty() ? "" : ".") + member.name);
+  return suggestion(name, names);
 }
 
 // How runs read the fact; "" when none does.
@@ -199,20 +193,22 @@ std::string fact_kind(const std::vector<BaseRun> &runs, const std::string &name)
 // True for what the router has, and for keys that its document leaves out.
 bool is_known(const Setup &setup, const std::string &path) {
   if (find_setting(setup, path) != nullptr) return true;
+  if (path.empty() || path.back() == '.' || path.front() == '/') return false;
   for (size_t dot = path.find('.'); dot != std::string::npos; dot = path.find('.', dot + 1)) {
     bool is_map = schema_at(path.substr(0, dot)).kind == Kind::map;
     size_t end = path.find('.', dot + 1);
-    if (is_map && value_at(setup.config, path.substr(0, end)) == nullptr) return false;
+    if (is_map && value_at(setup, path.substr(0, end)) == nullptr) return false;
   }
   return schema_at(path).kind != Kind::ignored;
 }
 
 void explain_file(const Pool &pool, const Printing &printing, const BaseRun &base, const std::string &file,
-                  size_t line) {
+                  const std::string &line) {
   size_t count = base.lines.at(file).size();
-  if (line > count) refuse(file + " has " + std::to_string(count) + (count == 1 ? " line" : " lines"));
+  size_t number = line.empty() ? 0 : strtoul(line.c_str(), nullptr, 10);
   if (count == 0) refuse(file + " is empty");
-  print_lines(printing, file, explain_lines(pool, printing.setup, base, file, line), line == 0);
+  if (number > count) refuse(file + " has " + std::to_string(count) + (count == 1 ? " line" : " lines"));
+  print_lines(printing, file, explain_lines(pool, printing.setup, base, file, number), number == 0);
 }
 
 void explain_setting(const Pool &pool, const Printing &printing, const std::vector<BaseRun> &runs,
@@ -245,13 +241,16 @@ void explain(const Options &options, Pool &pool, const Printing &printing) {
   runs.push_back(std::move(network[0]));
   if (options.lists_unused) return explain_unused(pool, printing, runs);
 
-  size_t line = 0;
+  std::string line;
   std::string file;
   const std::string name = split_subject(options.subject, line);
-  if (const BaseRun *base = writer_of(runs, name, file)) return explain_file(pool, printing, *base, file, line);
+  // "network" is a part of the configuration; the file of that name can be called uci/network.
+  bool is_path = find_setting(printing.setup, options.subject) != nullptr;
+  const BaseRun *base = is_path ? nullptr : writer_of(runs, name, file);
+  if (base != nullptr) return explain_file(pool, printing, *base, file, line);
   const std::string &path = options.subject;
   if (!is_known(printing.setup, path) && fact_kind(runs, path).empty()) {
-    if (name.find('/') != std::string::npos) refuse("no service writes " + name + " on this router");
+    if (name.find('/') != std::string::npos || !line.empty()) refuse("no service writes " + name + " on this router");
     refuse("there is no path, fact or file '" + path + "'" + hint(printing.setup, path));
   }
   explain_setting(pool, printing, runs, path);
@@ -265,11 +264,7 @@ int main(int argc, char **argv) {
   std::optional<Setup> setup = read_setup(options.config, options.facts);
   if (!setup) return exit_usage;
   Pool pool = make_pool(options, *setup);
-  Secrets secrets = find_secrets(text_of(setup->config));
-  secrets.masks = !options.shows_secrets;
-  Printing printing{*setup,
-                    [&](const std::string &file, const std::string &text) { return masked(secrets, file, text); },
-                    options.shows_secrets, options.is_json};
+  Printing printing{*setup, pool.secrets, options.is_json};
   explain(options, pool, printing);
   return fflush(stdout) == 0 ? 0 : exit_setup;
 }

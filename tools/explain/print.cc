@@ -6,21 +6,36 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "preview/secrets.h"
+#include "preview/strings.h"
 
 namespace {
 
 using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
+
+// ---- Values
 
 std::string place_of(const Printing &printing, const Setting &setting) {
   if (setting.is_fact) return printing.setup.facts_name;
   return printing.setup.config_name + ":" + std::to_string(setting.line) + ":" + std::to_string(setting.column);
 }
 
-std::string name_of(const Setting &setting) {
-  return (setting.is_fact ? "the fact " : "") + setting.path + (setting.is_entry ? " (its name)" : "");
+bool is_hidden(const Printing &printing, const std::string &path, bool is_fact) {
+  return printing.secrets.masks && (is_fact ? is_secret_name(path) : schema_at(path).secret);
 }
 
+// The value as JSON.
+std::string json_value(const Printing &printing, const Setting &setting) {
+  if (is_hidden(printing, setting.path, setting.is_fact)) return quoted("<secret>");
+  return setting.json[0] == '"' ? quoted(masked(printing.secrets, "", setting.value)) : setting.json;
+}
+
+// What a change sets: of a fact a string, else JSON.
+std::string new_value(const Printing &printing, const Change &change) {
+  if (!is_hidden(printing, change.path, change.is_fact) || change.value == "\"\"") return change.value;
+  return change.is_fact ? "<secret>" : quoted("<secret>");
+}
+
+// The JSON, cut where it is long or goes on in another line.
 std::string shown(const std::string &json) {
   constexpr size_t longest = 60;
   size_t end = json.find("\\n");
@@ -28,25 +43,110 @@ std::string shown(const std::string &json) {
   return json.substr(0, std::min(end, longest)) + "...\"";
 }
 
-std::string masked_value(const Printing &printing, const Setting &setting) {
-  const std::string text = printing.mask("", setting.value);
-  bool is_secret = setting.is_fact ? is_secret_name(setting.path) : schema_at(setting.path).secret;
-  return is_secret && !printing.shows_secrets ? "<secret>" : text;
+std::string line_of(const DrivenLine &line) {
+  return line.file + ":" + std::to_string(line.number) + ": " + line.text;
 }
 
-std::string json_value(const Printing &printing, const Setting &setting) {
-  rapidjson::StringBuffer buffer;
-  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-  const rapidjson::Value *value = setting.is_fact ? nullptr : value_at(printing.setup.config, setting.path);
-  if (value == nullptr || value->IsString()) {
-    writer.String(masked_value(printing, setting).c_str());
-  } else {
-    value->Accept(writer);
-  }
-  return buffer.GetString();
+// ---- JSON
+
+void put(Writer &writer, const char *key, const std::string &string) {
+  writer.Key(key);
+  writer.String(repaired_utf8(string).c_str());
 }
+
+void put_number(Writer &writer, const char *key, size_t number) {
+  writer.Key(key);
+  writer.Uint64(number);
+}
+
+void put_raw(Writer &writer, const char *key, const std::string &json) {
+  writer.Key(key);
+  writer.RawValue(json.c_str(), json.size(), rapidjson::kStringType);
+}
+
+template <typename Rows, typename Write>
+void put_array(Writer &writer, const char *key, const Rows &rows, Write write) {
+  writer.Key(key);
+  writer.StartArray();
+  for (const auto &row : rows) write(row);
+  writer.EndArray();
+}
+
+template <typename Content>
+void put_object(Writer &writer, Content content) {
+  writer.StartObject();
+  content();
+  writer.EndObject();
+}
+
+template <typename Content>
+void print_json(Content content) {
+  rapidjson::StringBuffer buffer;
+  Writer writer(buffer);
+  writer.SetIndent(' ', 2);
+  put_object(writer, [&] { content(writer); });
+  puts(buffer.GetString());
+}
+
+void put_setting(const Printing &printing, Writer &writer, const Setting &setting, bool with_value) {
+  put_object(writer, [&] {
+    put(writer, setting.is_fact ? "fact" : "path", setting.path);
+    if (with_value && setting.is_leaf) put_raw(writer, "value", json_value(printing, setting));
+    if (setting.is_fact) return;
+    put_number(writer, "line", setting.line);
+    put_number(writer, "column", setting.column);
+  });
+}
+
+void put_lines(const Printing &printing, Writer &writer, const std::vector<LineAnswer> &answers) {
+  put_array(writer, "lines", answers, [&](const LineAnswer &answer) {
+    put_object(writer, [&] {
+      put_number(writer, "line", answer.number);
+      put(writer, "text", answer.text);
+      put_array(writer, "from", answer.from,
+                [&](const Setting *setting) { put_setting(printing, writer, *setting, false); });
+      put_array(writer, "while", answer.conditions,
+                [&](const Setting *setting) { put_setting(printing, writer, *setting, true); });
+      if (!answer.remark.empty()) put(writer, "remark", answer.remark);
+    });
+  });
+}
+
+void put_change(const Printing &printing, Writer &writer, const Change &change) {
+  put_object(writer, [&] {
+    put(writer, change.is_fact ? "fact" : "path", change.path);
+    std::string value = new_value(printing, change);
+    put_raw(writer, "value", change.kind == Change::remove ? "null" : change.is_fact ? quoted(value) : value);
+  });
+}
+
+void put_ways(const Printing &printing, Writer &writer, const Ways &ways) {
+  put_array(writer, "would", ways.ways, [&](const std::vector<Change> &way) {
+    writer.StartArray();
+    for (const Change &change : way) put_change(printing, writer, change);
+    writer.EndArray();
+  });
+  put_array(writer, "messages", ways.messages, [&](const std::string &message) {
+    writer.String(repaired_utf8(masked(printing.secrets, "", message)).c_str());
+  });
+}
+
+void put_driven(Writer &writer, const std::vector<DrivenLine> &lines) {
+  put_array(writer, "lines", lines, [&](const DrivenLine &line) {
+    put_object(writer, [&] {
+      put(writer, "file", line.file);
+      put_number(writer, "line", line.number);
+      put(writer, "text", line.text);
+    });
+  });
+}
+
+// ---- For people
 
 void print_reasons(const Printing &printing, const LineAnswer &answer) {
+  auto name_of = [](const Setting &of) {
+    return (of.is_fact ? "the fact " : "") + of.path + (of.is_entry ? " (its name)" : "");
+  };
   size_t width = 0;
   for (const Setting *setting : answer.from) width = std::max(width, name_of(*setting).size());
   const char *label = "from ";
@@ -59,83 +159,10 @@ void print_reasons(const Printing &printing, const LineAnswer &answer) {
   label = "while";
   for (const Setting *setting : answer.conditions) {
     std::string value = setting->is_leaf ? " = " + shown(json_value(printing, *setting)) : " is there";
-    printf("  %s  %s%s  %s\n", label, setting->path.c_str(), value.c_str(), place_of(printing, *setting).c_str());
+    printf("  %s  %s%s%s  %s\n", label, setting->is_fact ? "the fact " : "", setting->path.c_str(), value.c_str(),
+           place_of(printing, *setting).c_str());
     label = "     ";
   }
-}
-
-void write_setting(const Printing &printing, Writer &writer, const Setting &setting, bool with_value) {
-  writer.StartObject();
-  writer.Key(setting.is_fact ? "fact" : "path");
-  writer.String(setting.path.c_str());
-  if (with_value && setting.is_leaf) {
-    std::string value = json_value(printing, setting);
-    writer.Key("value");
-    writer.RawValue(value.c_str(), value.size(), rapidjson::kStringType);
-  }
-  if (!setting.is_fact) {
-    writer.Key("line");
-    writer.Uint(setting.line);
-    writer.Key("column");
-    writer.Uint(setting.column);
-  }
-  writer.EndObject();
-}
-
-void write_lines(const Printing &printing, Writer &writer, const std::string &file,
-                 const std::vector<LineAnswer> &answers) {
-  writer.StartArray();
-  for (const LineAnswer &answer : answers) {
-    writer.StartObject();
-    writer.Key("line");
-    writer.Uint64(answer.number);
-    writer.Key("text");
-    writer.String(printing.mask(file, answer.text).c_str());
-    writer.Key("from");
-    writer.StartArray();
-    for (const Setting *setting : answer.from) write_setting(printing, writer, *setting, false);
-    writer.EndArray();
-    writer.Key("while");
-    writer.StartArray();
-    for (const Setting *setting : answer.conditions) write_setting(printing, writer, *setting, true);
-    writer.EndArray();
-    if (!answer.remark.empty()) {
-      writer.Key("remark");
-      writer.String(answer.remark.c_str());
-    }
-    writer.EndObject();
-  }
-  writer.EndArray();
-}
-
-void write_change(Writer &writer, const Change &change) {
-  writer.StartObject();
-  writer.Key(change.is_fact ? "fact" : "path");
-  writer.String(change.path.c_str());
-  writer.Key("value");
-  if (change.kind == Change::remove) {
-    writer.Null();
-  } else if (change.is_fact) {
-    writer.String(change.value.c_str());
-  } else {
-    writer.RawValue(change.value.c_str(), change.value.size(), rapidjson::kStringType);
-  }
-  writer.EndObject();
-}
-
-void write_ways(Writer &writer, const Ways &ways) {
-  writer.Key("would");
-  writer.StartArray();
-  for (const auto &way : ways.ways) {
-    writer.StartArray();
-    for (const Change &change : way) write_change(writer, change);
-    writer.EndArray();
-  }
-  writer.EndArray();
-  writer.Key("messages");
-  writer.StartArray();
-  for (const std::string &message : ways.messages) writer.String(message.c_str());
-  writer.EndArray();
 }
 
 // "network.interface.lan.ipv4.type were "static" (it is "hybrid", my.json:22:17)".
@@ -144,6 +171,8 @@ std::string condition(const Printing &printing, const Change &change) {
   std::string text = (change.is_fact ? "the fact " : "") + change.path;
   if (change.kind == Change::remove) {
     text += " were not there";
+  } else if (is_hidden(printing, change.path, change.is_fact) && change.value != "\"\"") {
+    text += " were another one";
   } else {
     text += " were " + (change.value == "\"\"" ? "unset" : shown(change.value));
   }
@@ -153,25 +182,20 @@ std::string condition(const Printing &printing, const Change &change) {
 
 void print_conditions(const Printing &printing, const Ways &ways, const char *indentation) {
   constexpr size_t most = 6;
-  for (size_t i = 0; i < ways.ways.size() && i < most; i++) {
-    const auto &way = ways.ways[i];
+  const size_t count = std::min(ways.ways.size(), most);
+  for (size_t i = 0; i < count; i++) {
+    const std::vector<Change> &way = ways.ways[i];
     for (size_t j = 0; j < way.size(); j++) {
-      bool is_last_way = i + 1 == std::min(ways.ways.size(), most);
-      const char *joint = j + 1 < way.size() ? " and" : is_last_way ? "" : ", or";
+      const char *joint = j + 1 < way.size() ? " and" : i + 1 == count ? "" : ", or";
       printf("%s%s%s\n", indentation, condition(printing, way[j]).c_str(), joint);
     }
   }
   if (ways.ways.size() > most) printf("%s(%zu other changes would do, too)\n", indentation, ways.ways.size() - most);
 }
 
-void print_json(const std::function<void(Writer &)> &content) {
-  rapidjson::StringBuffer buffer;
-  Writer writer(buffer);
-  writer.SetIndent(' ', 2);
-  writer.StartObject();
-  content(writer);
-  writer.EndObject();
-  puts(buffer.GetString());
+std::string margin_of(const LineAnswer &answer) {
+  if (!answer.from.empty()) return answer.from[0]->path;
+  return answer.conditions.empty() ? "" : "(" + answer.conditions[0]->path + ")";
 }
 
 }  // namespace
@@ -180,93 +204,62 @@ void print_lines(const Printing &printing, const std::string &file, const std::v
                  bool is_margin) {
   if (printing.is_json) {
     print_json([&](Writer &writer) {
-      writer.Key("file");
-      writer.String(file.c_str());
-      writer.Key("lines");
-      write_lines(printing, writer, file, answers);
+      put(writer, "file", file);
+      put_lines(printing, writer, answers);
     });
     return;
   }
   size_t width = 0;
-  for (const LineAnswer &answer : answers)
-    if (!answer.from.empty()) width = std::max(width, answer.from[0]->path.size());
+  for (const LineAnswer &answer : answers) width = std::max(width, margin_of(answer).size());
   for (const LineAnswer &answer : answers) {
-    std::string text = printing.mask(file, answer.text);
     if (!is_margin) {
-      puts(text.c_str());
+      puts(answer.text.c_str());
       print_reasons(printing, answer);
     } else {
-      const char *margin = answer.from.empty() ? "" : answer.from[0]->path.c_str();
-      printf("%5zu  %-*s | %s\n", answer.number, static_cast<int>(width), margin, text.c_str());
+      printf("%5zu  %-*s | %s\n", answer.number, static_cast<int>(width), margin_of(answer).c_str(),
+             answer.text.c_str());
     }
   }
 }
 
 void print_driven(const Printing &printing, const std::string &path, const std::vector<DrivenLine> &lines) {
-  if (!printing.is_json) {
-    for (const DrivenLine &line : lines)
-      printf("%s:%zu: %s\n", line.file.c_str(), line.number, printing.mask(line.file, line.text).c_str());
+  if (printing.is_json) {
+    print_json([&](Writer &writer) {
+      put(writer, "path", path);
+      put_driven(writer, lines);
+    });
     return;
   }
-  print_json([&](Writer &writer) {
-    writer.Key("path");
-    writer.String(path.c_str());
-    writer.Key("lines");
-    writer.StartArray();
-    for (const DrivenLine &line : lines) {
-      writer.StartObject();
-      writer.Key("file");
-      writer.String(line.file.c_str());
-      writer.Key("line");
-      writer.Uint64(line.number);
-      writer.Key("text");
-      writer.String(printing.mask(line.file, line.text).c_str());
-      writer.EndObject();
-    }
-    writer.EndArray();
-  });
+  for (const DrivenLine &line : lines) puts(line_of(line).c_str());
 }
 
 void print_would(const Printing &printing, const std::string &path, const std::vector<NewLines> &lines) {
   if (printing.is_json) {
     print_json([&](Writer &writer) {
-      writer.Key("path");
-      writer.String(path.c_str());
-      writer.Key("would");
-      writer.StartArray();
-      for (const NewLines &row : lines) {
-        writer.StartObject();
-        writer.Key("change");
-        write_change(writer, row.change);
-        writer.Key("lines");
-        writer.StartArray();
-        for (const DrivenLine &line : row.lines)
-          writer.String(
-              (line.file + ":" + std::to_string(line.number) + ": " + printing.mask(line.file, line.text)).c_str());
-        writer.EndArray();
-        writer.EndObject();
-      }
-      writer.EndArray();
+      put(writer, "path", path);
+      put_array(writer, "would", lines, [&](const NewLines &row) {
+        put_object(writer, [&] {
+          writer.Key("change");
+          put_change(printing, writer, row.change);
+          put_driven(writer, row.lines);
+        });
+      });
     });
     return;
   }
   if (lines.empty()) puts("it is not set, and nothing that was tried for it writes a line");
   for (const NewLines &row : lines) {
-    printf("it is not set. If it were %s:\n", shown(row.change.value).c_str());
-    for (const DrivenLine &line : row.lines)
-      printf("  %s:%zu: %s\n", line.file.c_str(), line.number, printing.mask(line.file, line.text).c_str());
+    printf("it is not set. If it were %s:\n", shown(new_value(printing, row.change)).c_str());
+    for (const DrivenLine &line : row.lines) printf("  %s\n", line_of(line).c_str());
   }
 }
 
 void print_ways(const Printing &printing, const std::string &path, const Ways &ways) {
   if (printing.is_json) {
     print_json([&](Writer &writer) {
-      writer.Key("path");
-      writer.String(path.c_str());
-      writer.Key("lines");
-      writer.StartArray();
-      writer.EndArray();
-      write_ways(writer, ways);
+      put(writer, "path", path);
+      put_driven(writer, {});
+      put_ways(printing, writer, ways);
     });
     return;
   }
@@ -276,26 +269,21 @@ void print_ways(const Printing &printing, const std::string &path, const Ways &w
     puts("no line of any file comes from it. One would if");
     print_conditions(printing, ways, "  ");
   }
-  for (const std::string &message : ways.messages) printf("tessera says: %s\n", printing.mask("", message).c_str());
+  for (const std::string &message : ways.messages)
+    printf("tessera says: %s\n", masked(printing.secrets, "", message).c_str());
 }
 
 void print_unused(const Printing &printing, const std::vector<Unused> &unused) {
   if (printing.is_json) {
     print_json([&](Writer &writer) {
-      writer.Key("unused");
-      writer.StartArray();
-      for (const Unused &row : unused) {
-        writer.StartObject();
-        writer.Key("path");
-        writer.String(row.setting->path.c_str());
-        writer.Key("line");
-        writer.Uint(row.setting->line);
-        writer.Key("column");
-        writer.Uint(row.setting->column);
-        write_ways(writer, row.ways);
-        writer.EndObject();
-      }
-      writer.EndArray();
+      put_array(writer, "unused", unused, [&](const Unused &row) {
+        put_object(writer, [&] {
+          put(writer, "path", row.setting->path);
+          put_number(writer, "line", row.setting->line);
+          put_number(writer, "column", row.setting->column);
+          put_ways(printing, writer, row.ways);
+        });
+      });
     });
     return;
   }

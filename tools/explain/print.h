@@ -2,22 +2,19 @@
 #ifndef TESSERA_EXPLAIN_PRINT_H
 #define TESSERA_EXPLAIN_PRINT_H
 
-#include <functional>
 #include <string>
+#include <vector>
 
 #include "explain/answers.h"
 
-// What hides the secrets in the text of a file; "" is no file.
-using Mask = std::function<std::string(const std::string &file, const std::string &text)>;
-
 struct Printing {
   const Setup &setup;
-  Mask mask;
-  bool shows_secrets;
+  const Secrets &secrets;
   bool is_json;
 };
 
-// One line with all that is known, or (`is_margin`) a whole file, each line with its nearest origin beside it.
+// One line with all that is known, or (`is_margin`) a whole file, each line with its nearest origin beside it: a
+// condition, in parentheses, where nothing else is known.
 void print_lines(const Printing &printing, const std::string &file, const std::vector<LineAnswer> &answers,
                  bool is_margin);
 void print_driven(const Printing &printing, const std::string &path, const std::vector<DrivenLine> &lines);

@@ -1,6 +1,5 @@
 #include "explain/runs.h"
 
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,9 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "config/report.h"
+#include "explain/alternatives.h"
 #include "explain/batch.h"
-#include "explain/trace.h"
+#include "preview/strings.h"
 #include "sandbox/inside.h"
 
 namespace {
@@ -21,18 +20,6 @@ struct Batch {
   Job job;
   Run run;
 };
-
-// True when tessera refuses the document: its own loader says so.
-bool is_refused(const std::string &config) {
-  Fd fd(memfd_create("tessera-explain", 0));
-  std::vector<Finding> findings;
-  if (!fd.is_open() || !write_all(fd.get(), config)) return true;
-  const ConfigNode *root = config_check_file(("/proc/self/fd/" + std::to_string(fd.get())).c_str(), &findings);
-  bool refused = root == nullptr || std::any_of(findings.begin(), findings.end(),
-                                                [](const Finding &finding) { return finding.grade == Grade::refused; });
-  config_free(root);
-  return refused;
-}
 
 // The words of a command line; no path of a program holds a space that has to be kept apart.
 std::string command_line(const Pool &pool, const Trial &trial, const char *facts) {
@@ -52,7 +39,7 @@ bool add_trial(const Pool &pool, const Trial &trial, size_t number, Batch &batch
   std::string config;
   Facts facts;
   if (!apply_changes(pool.setup, trial.changes, config, facts)) return false;
-  if (!trial.changes.empty() && is_refused(config)) return false;
+  if (!trial.changes.empty() && !why_refused(config).empty()) return false;
   std::string directory = std::string(&trials_path[1]) + "/" + std::to_string(batch.numbers.size()) + "/";
   Tree &files = batch.job.files;
   auto add = [&](const char *name, const std::string &content) { files[directory + name] = {S_IFREG | 0600, content}; };
@@ -65,8 +52,10 @@ bool add_trial(const Pool &pool, const Trial &trial, size_t number, Batch &batch
   return true;
 }
 
-Batch make_batch(const Pool &pool, bool has_ipsec_files) {
+Batch make_batch(const Pool &pool, bool has_ipsec_files, const std::string &other_file = "") {
   Router router = pool.router;
+  if (!other_file.empty())
+    router.files[other_file] = {S_IFREG | 0644, similar(pool.setup, content_of(router.files, other_file))};
   if (!pool.setup.facts.empty()) router.facts = facts_text(pool.setup.facts);
   if (has_ipsec_files) router.files.insert(pool.ipsec_files.begin(), pool.ipsec_files.end());
   Batch batch;
@@ -79,13 +68,6 @@ Batch make_batch(const Pool &pool, bool has_ipsec_files) {
   return batch;
 }
 
-// The text with one name of a file in place of another.
-std::string with_name(std::string text, const std::string &from, const std::string &to) {
-  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-    text.replace(at, from.size(), to);
-  return text;
-}
-
 // Sorts the files of a batch by its trials.
 void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &results) {
   Outcome outcome = finish_job(batch.run);
@@ -93,6 +75,8 @@ void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &result
     std::string trouble = outcome.trouble;
     if (!outcome.preparations.empty()) trouble += outcome.preparations.back().messages;
     if (!outcome.commands.empty()) trouble += outcome.commands[0].messages;
+    trouble = with_replaced(trouble, facts_path, pool.setup.facts_name);
+    if (!trouble.empty() && trouble.back() == '\n') trouble.pop_back();
     fprintf(stderr, "tessera-explain: %s\n", trouble.c_str());
     exit(3);
   }
@@ -103,7 +87,7 @@ void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &result
     Result &result = results[batch.numbers[strtoul(path.c_str() + top.size(), nullptr, 10)]];
     std::string name = path.substr(slash + 1);
     if (name == "messages") {
-      result.messages = with_name(std::move(file.content), config_document, pool.setup.config_name);
+      result.messages = with_replaced(file.content, config_document, pool.setup.config_name);
     } else if (name == "trace") {
       result.trace = std::move(file.content);
     } else {
@@ -112,23 +96,42 @@ void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &result
   }
 }
 
-}  // namespace
-
-std::vector<Result> run_all(const Pool &pool, const std::vector<Trial> &trials) {
+// Trials with the same files in /var/run at their start share batches, one for each processor.
+void run_some(const Pool &pool, const std::vector<Trial> &trials, size_t first, size_t end,
+              std::vector<Result> &results) {
   auto processors = static_cast<size_t>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
-  std::vector<Result> results(trials.size());
-  // Trials with the same files in /var/run at their start share batches, one for each processor.
   std::vector<Batch> batches;
   for (bool has_ipsec_files : {false, true})
     for (size_t i = 0; i < processors; i++) batches.push_back(make_batch(pool, has_ipsec_files));
-  for (size_t i = 0; i < trials.size(); i++) {
+  for (size_t i = first; i < end; i++) {
     bool has_ipsec_files = trials[i].service == "network" && trials[i].ipsec_files == Trial::of_router;
-    Batch &batch = batches[(has_ipsec_files ? processors : 0) + i % processors];
-    results[i].is_refused = !add_trial(pool, trials[i], i, batch);
+    size_t batch = (has_ipsec_files ? processors : 0) + i % processors;
+    if (!trials[i].other_file.empty()) {
+      batch = batches.size();
+      batches.push_back(make_batch(pool, has_ipsec_files, trials[i].other_file));
+    }
+    results[i].is_refused = !add_trial(pool, trials[i], i, batches[batch]);
   }
   auto is_empty = [](const Batch &batch) { return batch.numbers.empty(); };
   batches.erase(std::remove_if(batches.begin(), batches.end(), is_empty), batches.end());
   for (Batch &batch : batches) batch.run = start_job(batch.job);
   for (Batch &batch : batches) collect_results(pool, batch, results);
+}
+
+}  // namespace
+
+std::vector<Result> run_all(const Pool &pool, const std::vector<Trial> &trials) {
+  constexpr size_t most_at_once = 32U << 20;  // bytes of configuration; a run needs several times as much
+  constexpr size_t most = 512U << 20;
+  size_t size = pool.setup.text.size() + 1;
+  if (trials.size() > 1 && trials.size() > most / size) {
+    fprintf(stderr, "tessera-explain: %s: too large: the answer would take %zu runs\n", pool.setup.config_name.c_str(),
+            trials.size());
+    exit(2);
+  }
+  std::vector<Result> results(trials.size());
+  const size_t step = most_at_once / size + 1;
+  for (size_t first = 0; first < trials.size(); first += step)
+    run_some(pool, trials, first, std::min(first + step, trials.size()), results);
   return results;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "explain/document.h"
+#include "preview/secrets.h"
 #include "sandbox/sandbox.h"
 
 struct Trial {
@@ -20,6 +21,7 @@ struct Trial {
     of_changed_router,  // those from a run on the changed router
     none,
   } ipsec_files = of_router;
+  std::string other_file;  // a file of the router, relative to "/", that has another content; "" for none
 };
 
 struct Result {
@@ -36,10 +38,11 @@ struct Pool {
   std::string tracer;
   Router router;     // without configuration and facts
   Tree ipsec_files;  // that `ipsec` writes on the router as it is
+  Secrets secrets;
 };
 
 // Runs the trials, as many at once as the machine has processors, and returns their results in the same order. Ends the
-// program with status 3 after a message when one cannot be set up.
+// program after a message when one cannot be set up, or when the document is too large to be tried so often.
 std::vector<Result> run_all(const Pool &pool, const std::vector<Trial> &trials);
 
 #endif

@@ -5,16 +5,13 @@
 
 #include "explain/alternatives.h"
 #include "explain/answers.h"
+#include "preview/strings.h"
 
 namespace {
 
 using Changes = std::vector<Change>;
 
 constexpr size_t most_steps = 3;
-
-bool is_below(const std::string &path, const std::string &top) {
-  return path.compare(0, top.size(), top) == 0 && (path.size() == top.size() || path[top.size()] == '.');
-}
 
 // The entry of a map that the path lies in, the outermost one: "network.interface.lan" of all below it. The path itself
 // where there is none.
@@ -24,10 +21,6 @@ std::string entry_of(const Setup &setup, const std::string &path) {
     if (setting != nullptr && setting->is_entry) return setting->path;
   }
   return path;
-}
-
-std::string last_name(const std::string &path) {
-  return path.substr(path.rfind('.') + 1);
 }
 
 // True when the value names the entry, by its path or its bare name.
@@ -42,6 +35,9 @@ bool names_entry(const Setting &setting, const std::string &entry) {
 // these name in turn.
 std::set<std::string> related_entries(const Setup &setup, const std::string &path) {
   std::set<std::string> related = {entry_of(setup, path)};
+  std::vector<std::string> entries;
+  for (const Setting &setting : setup.settings)
+    if (setting.is_entry) entries.push_back(setting.path);
   for (int hop = 0; hop < 2; hop++) {
     std::set<std::string> found = related;
     for (const Setting &setting : setup.settings) {
@@ -50,8 +46,8 @@ std::set<std::string> related_entries(const Setup &setup, const std::string &pat
       for (const std::string &entry : related) {
         if (names_entry(setting, entry)) found.insert(own == setting.path ? setting.path : own);
         if (own != entry) continue;
-        for (const Setting &other : setup.settings)
-          if (other.is_entry && names_entry(setting, other.path)) found.insert(other.path);
+        for (const std::string &other : entries)
+          if (names_entry(setting, other)) found.insert(other);
       }
     }
     related = found;
@@ -70,7 +66,7 @@ struct Search {
 bool is_related(const Search &search, const std::string &path, bool is_fact) {
   if (is_fact) {
     bool names_any = false;
-    for (const std::string &name : components(path)) {
+    for (const std::string &name : components_of(path)) {
       for (const std::string &entry : search.related)
         if (last_name(entry) == name) return true;
       names_any |= search.entry_names.count(name) > 0;
@@ -78,12 +74,12 @@ bool is_related(const Search &search, const std::string &path, bool is_fact) {
     return !names_any;
   }
   for (const std::string &entry : search.related)
-    if (is_below(path, entry)) return true;
+    if (lies_in(path, entry)) return true;
   // What stands beside the path, or beside something that it lies in; of an array each element.
   std::string own = path;
   if (last_name(own).find_first_not_of("0123456789") == std::string::npos) own.resize(own.rfind('.'));
   size_t dot = own.rfind('.');
-  return is_below(search.path, dot == std::string::npos ? own : own.substr(0, dot));
+  return lies_in(search.path, dot == std::string::npos ? own : own.substr(0, dot));
 }
 
 // The changes that are worth a try after a run: of what it has read, and what has to do with the path.
@@ -112,8 +108,8 @@ std::tuple<size_t, size_t, size_t> progress_of(const Search &search, const Resul
   size_t facts = 0;
   std::string entry = entry_of(search.setup, search.path);
   for (const auto &[path, places] : trace.places) {
-    below += is_below(path, search.path) ? 1U : 0U;
-    in_entry += is_below(path, entry) ? 1U : 0U;
+    below += lies_in(path, search.path) ? 1U : 0U;
+    in_entry += lies_in(path, entry) ? 1U : 0U;
     facts += trace.reads[places[0]].is_fact && is_related(search, path, true) ? 1U : 0U;
   }
   return {below, in_entry, facts};
@@ -207,7 +203,7 @@ std::vector<std::string> messages_about(const Search &search, const std::vector<
   std::vector<std::string> messages;
   std::string entry = entry_of(search.setup, search.path);
   for (const BaseRun &run : runs) {
-    for (const std::string &line : split_lines(run.result.messages)) {
+    for (const std::string &line : lines_of(run.result.messages)) {
       bool is_about =
           line.find("'" + last_name(entry) + "'") != std::string::npos || line.find(entry) != std::string::npos;
       if (is_about && std::find(messages.begin(), messages.end(), line) == messages.end()) messages.push_back(line);

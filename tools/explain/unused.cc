@@ -1,16 +1,7 @@
 // The settings that change nothing.
 #include <algorithm>
 
-#include "explain/alternatives.h"
 #include "explain/answers.h"
-
-namespace {
-
-bool lies_in(const std::string &path, const std::string &top) {
-  return path.size() > top.size() && path.compare(0, top.size(), top) == 0 && path[top.size()] == '.';
-}
-
-}  // namespace
 
 std::vector<const Setting *> unused_settings(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs) {
   std::set<const Setting *> used;

@@ -308,6 +308,26 @@ std::string masked(const Secrets &secrets, const std::string &path, std::string_
   return secrets.masks ? with_marks(content, secret_spans(secrets, path, content), nullptr, mark) : content;
 }
 
+std::vector<std::string> masked_lines(const Secrets &secrets, const std::string &path,
+                                      const std::vector<std::string> &lines) {
+  if (!secrets.masks) return lines;
+  std::string content;
+  for (const std::string &line : lines) content.append(line).append("\n");
+  const Spans spans = secret_spans(secrets, path, content);
+  std::vector<std::string> result;
+  size_t start = 0;
+  for (const std::string &line : lines) {
+    Spans inside;
+    for (Span span : spans) {
+      span = {std::max(span.start, start) - start, std::min(span.end, start + line.size()) - std::min(start, span.end)};
+      if (span.start < span.end) inside.push_back(span);
+    }
+    result.push_back(with_marks(line, inside, nullptr, mark));
+    start += line.size() + 1;
+  }
+  return result;
+}
+
 void mask_states(const Secrets &secrets, const std::string &path, std::string &before, std::string &after) {
   if (!secrets.masks) return;
   Spans old_spans = secret_spans(secrets, path, before);

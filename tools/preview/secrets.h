@@ -7,6 +7,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 // The secrets of a configuration, in every form in which the programs may write them.
 struct Secrets {
@@ -28,6 +29,10 @@ bool configures_tunnels(const std::string &config);
 // `content`, that of the file `path` ("" for what is no file), with a mark in place of each secret: of those that
 // `secrets` knows, and of whatever stands where the programs write one.
 std::string masked(const Secrets &secrets, const std::string &path, std::string_view content);
+
+// The same for the lines of a file: no line is lost with a secret of several.
+std::vector<std::string> masked_lines(const Secrets &secrets, const std::string &path,
+                                      const std::vector<std::string> &lines);
 
 // As masked, for two states of one file: the mark tells a secret that only one of them holds from one that both hold.
 void mask_states(const Secrets &secrets, const std::string &path, std::string &before, std::string &after);

@@ -8,8 +8,6 @@
 //   open N INODE     a stream N for the file with this inode was opened
 //   at N BYTES       the next event happened when the stream N had taken so many bytes
 //   file INODE PATH  at the end: the file with this inode lies there
-#include "explain/trace.h"
-
 #include <fcntl.h>
 #include <ftw.h>
 #include <sys/stat.h>
@@ -21,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "explain/batch.h"
 #include "platform/config.h"
 #include "platform/runt.h"
 #include "platform/tools.h"
