@@ -20,7 +20,7 @@ std::string edited(const std::string &content, const std::string &words, bool js
   edit.path = edit.path.substr(0, space);
   Value root;
   if (!parse(content, &root)) return "no JSON";
-  Outcome outcome = (edit.command == "set"     ? set_value
+  Edited outcome = (edit.command == "set"     ? set_value
                      : edit.command == "unset" ? unset_value
                                                : rename_entry)(content, root, edit);
   return outcome.problem.empty() ? outcome.content : outcome.problem;

@@ -7,11 +7,11 @@
 
 namespace {
 
-Outcome fail(const std::string &problem) {
+Edited fail(const std::string &problem) {
   return {.content = {}, .problem = problem, .notes = {}};
 }
 
-Outcome done(const std::string &content, const std::string &notes = {}) {
+Edited done(const std::string &content, const std::string &notes = {}) {
   return {.content = content, .problem = {}, .notes = notes};
 }
 
@@ -171,7 +171,7 @@ bool find(const Value &root, const std::vector<std::string> &names, Found *found
   return true;
 }
 
-Outcome set_value(const std::string &content, const Value &root, const Edit &edit) {
+Edited set_value(const std::string &content, const Value &root, const Edit &edit) {
   const std::vector<std::string> names = components_of(edit.path);
   Found found;
   size_t depth = 0;
@@ -188,7 +188,7 @@ Outcome set_value(const std::string &content, const Value &root, const Edit &edi
   return done(with_child(content, root, found.around, parent, index, addition));
 }
 
-Outcome unset_value(const std::string &content, const Value &root, const Edit &edit) {
+Edited unset_value(const std::string &content, const Value &root, const Edit &edit) {
   const std::vector<std::string> names = components_of(edit.path);
   Found found;
   size_t depth = 0;

@@ -16,7 +16,7 @@ struct Edit {
 };
 
 // What became of it.
-struct Outcome {
+struct Edited {
   std::string content;  // the new content
   std::string problem;  // why there is none; "" when there is
   std::string notes;    // what the user should know: lines
@@ -39,8 +39,8 @@ bool find(const Value &root, const std::vector<std::string> &names, Found *found
 // What to say about a path that `find` could not follow to its end.
 std::string why_missing(const std::vector<std::string> &names, const Found &found, size_t depth);
 
-Outcome set_value(const std::string &content, const Value &root, const Edit &edit);
-Outcome unset_value(const std::string &content, const Value &root, const Edit &edit);
-Outcome rename_entry(const std::string &content, const Value &root, const Edit &edit);
+Edited set_value(const std::string &content, const Value &root, const Edit &edit);
+Edited unset_value(const std::string &content, const Value &root, const Edit &edit);
+Edited rename_entry(const std::string &content, const Value &root, const Edit &edit);
 
 #endif

@@ -28,7 +28,7 @@ struct Request {
 
 struct Command {
   const char *name;
-  Outcome (*run)(const std::string &content, const Value &root, const Edit &edit);
+  Edited (*run)(const std::string &content, const Value &root, const Edit &edit);
 };
 constexpr Command commands[] = {{"set", set_value}, {"unset", unset_value}, {"rename", rename_entry}};
 
@@ -134,7 +134,7 @@ bool apply(const Request &request, std::string *content, std::string *notes) {
       print_errors(request.file, find_problems(*content));
       return false;
     }
-    Outcome outcome = command_named(edit.command)->run(*content, root, edit);
+    Edited outcome = command_named(edit.command)->run(*content, root, edit);
     if (!outcome.problem.empty()) {
       fprintf(stderr, "tessera-config: %s\n", outcome.problem.c_str());
       return false;

@@ -139,8 +139,8 @@ struct Renaming {
 
 }  // namespace
 
-Outcome rename_entry(const std::string &content, const Value &root, const Edit &edit) {
-  Outcome outcome;
+Edited rename_entry(const std::string &content, const Value &root, const Edit &edit) {
+  Edited outcome;
   std::vector<std::string> names = components_of(edit.path);
   Found found;
   size_t depth = 0;

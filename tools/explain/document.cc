@@ -74,7 +74,7 @@ bool apply_to_config(std::string &config, const Change &change) {
   if (!parse(config, &root)) return false;
   Edit edit{.command = {}, .path = change.path, .value = change.value, .json = true, .create = true};
   auto apply = change.kind == Change::set ? set_value : change.kind == Change::remove ? unset_value : rename_entry;
-  Outcome outcome = apply(config, root, edit);
+  Edited outcome = apply(config, root, edit);
   config = std::move(outcome.content);
   return outcome.problem.empty();
 }
