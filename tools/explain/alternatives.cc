@@ -8,16 +8,24 @@
 
 namespace {
 
-// Where a string can change and keep its form: its last digit, or its last letter where there is no digit. Of several
-// lines the one in the middle: the outer ones of a key or certificate are fixed.
+// Where a string can change and keep its form: its last digit, or its last letter where there is no digit.
 size_t place_of_change(const std::string &text) {
-  bool has_lines = std::count(text.begin(), text.end(), '\n') > 1;
-  size_t end = has_lines ? text.find('\n', text.size() / 2) : text.size();
-  size_t digit = text.find_last_of("0123456789", end);
-  if (digit != std::string::npos && !has_lines) return digit;
-  size_t place = std::min(end, text.size());
+  size_t digit = text.find_last_of("0123456789");
+  if (digit != std::string::npos) return digit;
+  size_t place = text.size();
   while (place > 0 && isalnum(static_cast<unsigned char>(text[place - 1])) == 0) place--;
   return place > 0 ? place - 1 : std::string::npos;
+}
+
+// Other lines, but for those around a key or certificate.
+std::string similar_lines(const Setup &setup, const std::string &text) {
+  std::string other;
+  for (std::string_view line : split(text, '\n')) {
+    bool is_fixed = line.empty() || line.substr(0, 5) == "-----";
+    other += (is_fixed ? std::string(line) : similar(setup, std::string(line))) + "\n";
+  }
+  other.pop_back();
+  return other;
 }
 
 // Entries beside the one that a reference names: "/network/device/eth0" for "/network/device/eth1".
@@ -67,8 +75,9 @@ std::vector<std::string> other_numbers(const std::string &value) {
 }  // namespace
 
 std::string similar(const Setup &setup, const std::string &text) {
+  if (std::count(text.begin(), text.end(), '\n') > 1) return similar_lines(setup, text);
   size_t slash = text.find('/');
-  if (slash != 0 && slash != std::string::npos && text.find('\n') == std::string::npos)
+  if (slash != 0 && slash != std::string::npos)
     return similar(setup, text.substr(0, slash)) + "/" + similar(setup, text.substr(slash + 1));
   size_t place = place_of_change(text);
   if (place == std::string::npos) return text + "x";

@@ -38,12 +38,13 @@ struct NewLines {
 std::vector<NewLines> lines_of_changes(const Pool &pool, const std::vector<BaseRun> &runs,
                                        const std::vector<Change> &changes);
 
-// Changes after which the settings at the path have an effect: each element is one way, of one or more changes.
+// Changes after which the settings at the path have an effect: each element is one way, of one to `most_steps` changes.
 struct Ways {
   std::vector<std::vector<Change>> ways;
   std::vector<std::string> messages;  // of the runs, about what the path belongs to
 };
-Ways find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs, const std::string &path);
+Ways find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs, const std::string &path,
+               size_t most_steps);
 
 // The settings that change nothing in any file; where a whole object has no effect, the object alone.
 std::vector<const Setting *> unused_settings(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs);

@@ -10,15 +10,25 @@
 
 namespace {
 
+bool holds_word(const std::string &line, const std::string &word) {
+  auto is_letter = [&line](size_t at) {
+    return at < line.size() && isalnum(static_cast<unsigned char>(line[at])) != 0;
+  };
+  for (size_t at = line.find(word); at != std::string::npos; at = line.find(word, at + 1))
+    if (!is_letter(at - 1) && !is_letter(at + word.size())) return true;
+  return false;
+}
+
 // How much of a value a line shows: 0 for nothing that tells, the longest common part else, the whole value most.
 size_t shown_part(const std::string &line, const std::string &value) {
+  constexpr size_t telling = 3;
   if (value.empty() || value == "true" || value == "false") return 0;
+  if (value.size() < telling) return holds_word(line, value) ? SIZE_MAX : 0;
   size_t longest = 0;
   for (size_t i = 0; i < value.size(); i++) {
     size_t length = longest + 1;
     while (i + length <= value.size() && line.find(value.substr(i, length)) != std::string::npos) longest = length++;
   }
-  constexpr size_t telling = 3;
   if (longest == value.size()) return SIZE_MAX;
   return longest >= telling ? longest : 0;
 }

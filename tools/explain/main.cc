@@ -143,15 +143,19 @@ Pool make_pool(const Options &options, const Setup &setup) {
   return pool;
 }
 
-// FILE and LINE of "FILE:LINE". Ends the program for a line that is none.
+// FILE and LINE of "FILE:LINE"; LINE is "" where there is no colon.
 std::string split_subject(const std::string &subject, std::string &line) {
   size_t colon = subject.rfind(':');
-  if (colon == std::string::npos) return subject;
-  line = subject.substr(colon + 1);
-  bool is_number = !line.empty() && line.find_first_not_of("0123456789") == std::string::npos;
-  if (!is_number || line.find_first_not_of('0') == std::string::npos)
-    refuse(subject + ": expected the number of a line after the colon");
+  if (colon != std::string::npos) line = subject.substr(colon);
   return subject.substr(0, colon);
+}
+
+// The number behind the colon; ends the program where there is none.
+size_t line_number(const std::string &line) {
+  size_t number = strtoul(line.c_str() + 1, nullptr, 10);
+  if (number == 0 || line.find_first_not_of("0123456789", 1) != std::string::npos)
+    refuse("expected the number of a line, not '" + line.substr(1) + "'");
+  return number;
 }
 
 // The run that writes the file, which is named by its path or the end of it; null when none does.
@@ -205,7 +209,7 @@ bool is_known(const Setup &setup, const std::string &path) {
 void explain_file(const Pool &pool, const Printing &printing, const BaseRun &base, const std::string &file,
                   const std::string &line) {
   size_t count = base.lines.at(file).size();
-  size_t number = line.empty() ? 0 : strtoul(line.c_str(), nullptr, 10);
+  size_t number = line.empty() ? 0 : line_number(line);
   if (count == 0) refuse(file + " is empty");
   if (number > count) refuse(file + " has " + std::to_string(count) + (count == 1 ? " line" : " lines"));
   print_lines(printing, file, explain_lines(pool, printing.setup, base, file, number), number == 0);
@@ -219,7 +223,7 @@ void explain_setting(const Pool &pool, const Printing &printing, const std::vect
     std::vector<Change> changes = kind.empty() ? additions(printing.setup, path) : reports(printing.setup, path, kind);
     print_would(printing, path, lines_of_changes(pool, runs, changes));
   } else if (lines.empty()) {
-    print_ways(printing, path, find_ways(pool, printing.setup, runs, path));
+    print_ways(printing, path, find_ways(pool, printing.setup, runs, path, 3));
   } else {
     print_driven(printing, path, lines);
   }
@@ -228,7 +232,7 @@ void explain_setting(const Pool &pool, const Printing &printing, const std::vect
 void explain_unused(const Pool &pool, const Printing &printing, const std::vector<BaseRun> &runs) {
   std::vector<Unused> unused;
   for (const Setting *setting : unused_settings(pool, printing.setup, runs))
-    unused.push_back({setting, find_ways(pool, printing.setup, runs, setting->path)});
+    unused.push_back({setting, find_ways(pool, printing.setup, runs, setting->path, 1)});
   print_unused(printing, unused);
 }
 

@@ -11,8 +11,6 @@ namespace {
 
 using Changes = std::vector<Change>;
 
-constexpr size_t most_steps = 3;
-
 // The entry of a map that the path lies in, the outermost one: "network.interface.lan" of all below it. The path itself
 // where there is none.
 std::string entry_of(const Setup &setup, const std::string &path) {
@@ -100,8 +98,10 @@ std::vector<Change> next_changes(const Search &search, const Trace &trace) {
   return changes;
 }
 
+using Progress = std::tuple<size_t, size_t, size_t>;
+
 // How far a run came: what it read below the path, below its entry, and of facts.
-std::tuple<size_t, size_t, size_t> progress_of(const Search &search, const Result &result) {
+Progress progress_of(const Search &search, const Result &result) {
   Trace trace = parse_trace(result.trace);
   size_t below = 0;
   size_t in_entry = 0;
@@ -125,6 +125,7 @@ struct Step {
   std::string service;
   Changes changes;
   Result result;
+  Progress progress;
 };
 
 Trial trial_of(const std::string &service, const Changes &changes) {
@@ -136,7 +137,7 @@ std::vector<Step> proved(const Search &search, const std::vector<Step> &steps) {
   std::vector<Trial> trials;
   std::vector<size_t> step_of;
   for (size_t i = 0; i < steps.size(); i++) {
-    if (std::get<0>(progress_of(search, steps[i].result)) == 0) continue;
+    if (std::get<0>(steps[i].progress) == 0) continue;
     for (const Change &probe : probes(search)) {
       Changes changes = steps[i].changes;
       changes.push_back(probe);
@@ -160,6 +161,7 @@ Changes needed_changes(const Search &search, const Step &way) {
     Step shorter = step;
     shorter.changes.erase(shorter.changes.begin() + static_cast<std::ptrdiff_t>(i));
     shorter.result = run_all(search.pool, {trial_of(step.service, shorter.changes)})[0];
+    shorter.progress = progress_of(search, shorter.result);
     if (!shorter.result.is_refused && !proved(search, {shorter}).empty()) step = shorter;
   }
   return step.changes;
@@ -179,7 +181,8 @@ std::vector<Step> steps_after(const Search &search, const Step &step) {
   std::vector<Result> results = run_all(search.pool, trials);
   std::vector<Step> steps;
   for (size_t i = 0; i < trials.size(); i++)
-    if (!results[i].is_refused) steps.push_back({step.service, trials[i].changes, std::move(results[i])});
+    if (!results[i].is_refused)
+      steps.push_back({step.service, trials[i].changes, results[i], progress_of(search, results[i])});
   return steps;
 }
 
@@ -214,13 +217,14 @@ std::vector<std::string> messages_about(const Search &search, const std::vector<
 
 }  // namespace
 
-Ways find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs, const std::string &path) {
+Ways find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs, const std::string &path,
+               size_t most_steps) {
   Search search{pool, setup, path, related_entries(setup, path), {}};
   for (const Setting &setting : setup.settings)
     if (setting.is_entry) search.entry_names.insert(last_name(setting.path));
   Ways found{{}, messages_about(search, runs)};
   std::vector<Step> fronts;
-  for (const BaseRun &run : runs) fronts.push_back({run.service, {}, run.result});
+  for (const BaseRun &run : runs) fronts.push_back({run.service, {}, run.result, progress_of(search, run.result)});
   for (size_t depth = 0; depth < most_steps && found.ways.empty(); depth++) {
     std::vector<Step> next;
     for (const Step &front : fronts) {
@@ -231,11 +235,9 @@ Ways find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> 
         Changes changes = needed_changes(search, way);
         if (std::find(found.ways.begin(), found.ways.end(), changes) == found.ways.end()) found.ways.push_back(changes);
       }
-      auto furthest = std::max_element(steps.begin(), steps.end(), [&](const Step &one, const Step &other) {
-        return progress_of(search, one.result) < progress_of(search, other.result);
-      });
-      if (furthest != steps.end() && progress_of(search, furthest->result) > progress_of(search, front.result))
-        next.push_back(std::move(*furthest));
+      auto furthest = std::max_element(
+          steps.begin(), steps.end(), [](const Step &one, const Step &other) { return one.progress < other.progress; });
+      if (furthest != steps.end() && furthest->progress > front.progress) next.push_back(std::move(*furthest));
     }
     fronts = std::move(next);
   }
