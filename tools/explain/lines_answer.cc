@@ -24,6 +24,7 @@ size_t shown_part(const std::string &line, const std::string &value) {
   constexpr size_t telling = 3;
   if (value.empty() || value == "true" || value == "false") return 0;
   if (value.size() < telling) return holds_word(line, value) ? SIZE_MAX : 0;
+  if (line.size() >= telling && value.find(line) != std::string::npos) return SIZE_MAX;
   size_t longest = 0;
   for (size_t i = 0; i < value.size(); i++) {
     size_t length = longest + 1;
