@@ -1,15 +1,20 @@
 #!/usr/bin/env python3
 """Checks that work grows no faster than the document does: growth.py BIN_DIRECTORY
 
-Documents hold N entries in every map and array of the schema, and N numbers, names and objects below an unknown key.
-The instructions that tessera-config runs for one four times as large may be five times as many, not sixteen.
+Documents hold N entries in every map and array of the schema, and N numbers, names and objects below an unknown key;
+others are made to fill one index of a service. The instructions that a program runs for one four times as large may be
+five times as many, not sixteen. Needs root; works in a mount namespace of its own.
 """
 import json
 import os
 import subprocess
 import sys
-import tempfile
 
+if "--inside" not in sys.argv:
+    os.execvp("unshare", ["unshare", "-m", sys.executable, *sys.argv, "--inside"])
+
+BIN = os.path.abspath(sys.argv[1])
+CONFIG = "/etc/config/config.json"
 SMALL, FACTOR, MOST = 150, 4, 5
 
 
@@ -25,33 +30,70 @@ def value(schema, count, depth=0):
     return {"object": {}, "boolean": True, "integer": 1, "number": 1}.get(schema.get("type"), "")
 
 
-def instructions(program, document, work):
-    """How many instructions a check of the document takes."""
-    path = os.path.join(work, "config.json")
-    with open(path, "w", encoding="utf-8") as file:
+def fnv_1a(text):
+    """A hash that everyone knows, and that strings can be made for."""
+    number = 2166136261
+    for byte in text.encode():
+        number = (number ^ byte) * 16777619 & 0xFFFFFFFF
+    return number ^ number >> 15
+
+
+def leases(count):
+    """Static leases with addresses that such a hash puts in one place."""
+    found, number = [], 0
+    while len(found) < count:
+        if fnv_1a(f"a{number}") % 1024 == 0:
+            found.append(f"a{number}")
+        number += 1
+    server = {"enable": True, "lease_start": "10", "lease_end": "20",
+              "advanced": {"static_lease": [{"type": "mac", "mac": "00:11:22:33:44:55", "ip": ip} for ip in found]}}
+    return {"network": {"device": {"e": {"type": "ethernet"}}, "interface": {"lan": {
+        "type": "ethernet", "enable": True, "device": "/network/device/e",
+        "ipv4": {"enable": True, "type": "static", "address": "10.0.0.1/24", "dhcp_server": server}}}}}
+
+
+def tunnels(count):
+    """Tunnels on the last of as many default routes, and as many networks of NHRP that other tunnels run."""
+    routes = {f"network.route.default.metric.ipv4.{10000 + number}": "other" for number in range(count)}
+    facts = {**routes, "network.route.default.metric.ipv4.90000": "network.interface.wan",
+             "network.interface.wan.ipv4.ready": "1", "network.interface.wan.ipv4.address": "10.0.0.1"}
+    subprocess.run([f"{BIN}/runt", "load", "/dev/stdin"], check=True, text=True, input=json.dumps(facts))
+    tunnel = {"enable": True, "local": {"type": "defaultroute"}, "auth": {"type": "secret", "secret": "s"},
+              "remote": {"ip_version": "ipv4", "peers": [{"hostname": "a.example"}]}}
+    networks = [{"ipsec": f"x{number}"} for number in range(count)]
+    return {"network": {"route": {"service": {"nhrp": {"network": networks}}}},
+            "vpn": {"ipsec": {"tunnel": {f"n{number}": tunnel for number in range(count)}}}}
+
+
+def instructions(command, document):
+    """How many instructions a program takes for the document."""
+    os.makedirs(os.path.dirname(CONFIG), exist_ok=True)
+    with open(CONFIG, "w", encoding="utf-8") as file:
         json.dump(document, file, separators=(",", ":"))
-    counted = subprocess.run(
-        ["valgrind", "--tool=callgrind", f"--callgrind-out-file={work}/out", program, "check", path],
-        check=False, capture_output=True, text=True)
+    counted = subprocess.run(["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", f"{BIN}/{command[0]}",
+                              *command[1:]], check=False, capture_output=True, text=True)
     if counted.returncode not in (0, 1):
         sys.exit(counted.stderr)
     return int(counted.stderr.rsplit("Collected : ", 1)[1].split()[0])
 
 
 def main():
-    program = os.path.join(sys.argv[1], "tessera-config")
-    schema = json.loads(subprocess.run([program, "schema"], check=True, capture_output=True).stdout)
+    schema = json.loads(subprocess.run([f"{BIN}/tessera-config", "schema"], check=True, capture_output=True).stdout)
     del schema["title"]
+    for path in ("/etc", "/run"):
+        subprocess.run(["mount", "-t", "tmpfs", "tmpfs", path], check=True)
     wrong = 0
-    with tempfile.TemporaryDirectory() as work:
-        for what, make in (
-            ("maps and arrays", lambda count: value(schema, count)),
-            ("numbers", lambda count: {"zz": [1] * (20 * count)}),
-            ("names", lambda count: {"zz": {f"n{number}": {} for number in range(10 * count)}}),
-        ):
-            small, large = (instructions(program, make(count), work) for count in (SMALL, SMALL * FACTOR))
-            print(f"{what}: {small} instructions, {large} for a document {FACTOR} times as large")
-            wrong += large > MOST * small
+    check = ("tessera-config", "check", CONFIG)
+    for what, command, make in (
+        ("maps and arrays", check, lambda count: value(schema, count)),
+        ("numbers", check, lambda count: {"zz": [1] * (20 * count)}),
+        ("names", check, lambda count: {"zz": {f"n{number}": {} for number in range(10 * count)}}),
+        ("leases", ("tessera", "dnsmasq"), leases),
+        ("tunnels", ("tessera", "ipsec"), tunnels),
+    ):
+        small, large = (instructions(command, make(count)) for count in (SMALL, SMALL * FACTOR))
+        print(f"{what}: {small} instructions, {large} for a document {FACTOR} times as large")
+        wrong += large > MOST * small
     sys.exit(wrong)
 
 

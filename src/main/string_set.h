@@ -4,6 +4,8 @@
 #ifndef TESSERA_MAIN_STRING_SET_H
 #define TESSERA_MAIN_STRING_SET_H
 
+#include <sys/auxv.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -31,10 +33,23 @@ class StringSet {
   bool contains(const char *string) const { return slots_[index_of(string)] != nullptr; }
 
  private:
-  static size_t hash(const char *string) {
-    uint32_t hash = 2166136261U;
-    for (; *string != '\0'; string++) hash = (hash ^ static_cast<unsigned char>(*string)) * 16777619U;
-    return hash ^ hash >> 15;
+  // Two numbers of each process that nobody knows beforehand: no configuration can be made to fill one slot.
+  struct Key {
+    uint64_t start;
+    uint64_t factor;
+  };
+
+  static Key random_key() {
+    Key key;  // the kernel hands each process 16 random bytes
+    memcpy(&key, reinterpret_cast<const void *>(getauxval(AT_RANDOM)), sizeof key);
+    key.factor |= 1;
+    return key;
+  }
+
+  size_t hash(const char *string) const {
+    uint64_t hash = key_.start;
+    for (; *string != '\0'; string++) hash = (hash ^ static_cast<unsigned char>(*string)) * key_.factor;
+    return static_cast<size_t>(hash >> 32);
   }
 
   // Where the string is, or the free slot where it belongs.
@@ -54,6 +69,7 @@ class StringSet {
 
   std::vector<const char *> slots_;  // null where free; a power of two, a quarter of them free
   size_t count_ = 0;
+  Key key_ = random_key();
 };
 
 #endif
