@@ -50,7 +50,7 @@ constexpr ValueRule local_rules[] = {rule("local", Test::filled), end_of_rules};
 constexpr ValueRule iptunnel_rules[] = {rule("local", Test::filled), rule("type", Test::filled),
                                         rule("remote", Test::ipv4), end_of_rules};
 
-constexpr ValueRule macsec_rules[] = {secret(rule("association.cak", Test::hexadecimal)),
+constexpr ValueRule macsec_rules[] = {rule("association.cak", Test::hexadecimal),
                                       rule("association.ckn", Test::hexadecimal), end_of_rules};
 constexpr Variant macsec_variants[] = {{"manual", macsec_rules}, {nullptr, nullptr}};
 

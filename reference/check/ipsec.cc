@@ -60,7 +60,7 @@ constexpr ValueRule xauth_rules[] = {no_quote("xauth_client.username"),
                                      as(Rule::ipsec_effect, rule("xauth_client.username", Test::without, " #=")),
                                      as(Rule::ipsec_effect, rule("xauth_client.username", Test::not_first, "'")),
                                      as(Rule::ipsec_effect, rule("xauth_client.password", Test::filled)),
-                                     as(Rule::ipsec_effect, secret(no_quote("xauth_client.password"))),
+                                     as(Rule::ipsec_effect, no_quote("xauth_client.password")),
                                      end_of_rules};
 
 // What a tunnel needs by the way it authenticates.
@@ -70,19 +70,19 @@ constexpr ValueRule secret_rules[] = {as(Rule::ipsec_effect, rule("auth.secret",
 constexpr ValueRule asymmetric_rules[] = {as(Rule::ipsec_effect, rule("auth.local_secret", Test::filled)),
                                           as(Rule::ipsec_effect, rule("auth.remote_secret", Test::filled)),
                                           end_of_rules};
-constexpr ValueRule rsasig_rules[] = {secret(rule("auth.private_key", Test::pem, key_label)),
-                                      secret(rule("auth.peer_public_key", Test::pem, "PUBLIC KEY")), end_of_rules};
-constexpr ValueRule x509_rules[] = {secret(rule("auth.private_key", Test::pem, key_label)),
-                                    secret(rule("auth.cert", Test::pem, certificate_label)),
+constexpr ValueRule rsasig_rules[] = {rule("auth.private_key", Test::pem, key_label),
+                                      rule("auth.peer_public_key", Test::pem, "PUBLIC KEY"), end_of_rules};
+constexpr ValueRule x509_rules[] = {rule("auth.private_key", Test::pem, key_label),
+                                    rule("auth.cert", Test::pem, certificate_label),
                                     as(Rule::ipsec_effect, rule("auth.peer_verify", Test::filled)), end_of_rules};
 constexpr ValueRule scep_rules[] = {
     as(Rule::ipsec_skipped, rule("auth.scep_client", Test::entry, "network.scep_client")), end_of_rules};
 constexpr Variant auth_variants[] = {{"secret", secret_rules}, {"asymmetric-secrets", asymmetric_rules},
                                      {"rsasig", rsasig_rules}, {"x509", x509_rules},
                                      {"scep", scep_rules},     {nullptr, nullptr}};
-constexpr ValueRule peer_cert_rules[] = {secret(rule("auth.peer_cert", Test::pem, certificate_label)), end_of_rules};
+constexpr ValueRule peer_cert_rules[] = {rule("auth.peer_cert", Test::pem, certificate_label), end_of_rules};
 constexpr ValueRule peer_ca_rules[] = {
-    as(Rule::ipsec_effect, rule("auth.peer_ca", Test::filled)), secret(pem_and_more("auth.peer_ca", certificate_label)),
+    as(Rule::ipsec_effect, rule("auth.peer_ca", Test::filled)), pem_and_more("auth.peer_ca", certificate_label),
     rule("auth.peer_ca_dn", Test::closed), as(Rule::ipsec_effect, rule("auth.peer_ca_dn", Test::quoted, "=#\"")),
     end_of_rules};
 constexpr Variant peer_variants[] = {{"cert", peer_cert_rules}, {"ca", peer_ca_rules}, {nullptr, nullptr}};

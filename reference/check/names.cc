@@ -1,4 +1,5 @@
 // Names that the system takes only once: those of kernel devices and of sections of the UCI network file.
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -43,11 +44,12 @@ void claim_device_name(Names &devices, const std::string &name, const ConfigNode
 
 void claim_section(Names &sections, const std::string &name, const ConfigNode *owner) {
   if (!claim(sections, name, owner)) return;
-  for (const char letter : name) {
-    if (isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_') continue;
-    find(owner, Rule::section_name, {name, std::string(1, letter)});
-    return;
-  }
+  const auto is_letter = [](char byte) { return isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '_'; };
+  const auto first = std::find_if_not(name.begin(), name.end(), is_letter);
+  if (first == name.end()) return;
+  // The bytes behind the first one of a character of UTF-8 are 0x80 to 0xBF.
+  const auto last = std::find_if_not(first + 1, name.end(), [](char byte) { return (byte & 0xC0) == 0x80; });
+  find(owner, Rule::section_name, {name, std::string(first, last)});
 }
 
 bool is_wireless_client(const ConfigNode *member) {

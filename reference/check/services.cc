@@ -35,8 +35,8 @@ constexpr ValueRule radius_server_rules[] = {rule("hostname", Test::filled),
                                              as(Rule::auth_effect, rule("hostname", Test::not_first, "#")),
                                              range("port", 1, 65535),
                                              rule("secret", Test::filled),
-                                             secret(rule("secret", Test::without, " ")),
-                                             as(Rule::auth_effect, secret(rule("secret", Test::without, "]"))),
+                                             rule("secret", Test::without, " "),
+                                             as(Rule::auth_effect, rule("secret", Test::without, "]")),
                                              line("[{hostname}]:{port} {secret+]} {timeout}", radius_line),
                                              range("timeout", 0, INT_MAX),
                                              as(Rule::auth_effect, range("timeout", 1, INT_MAX)),
@@ -59,8 +59,8 @@ constexpr ValueRule ldap_rules[] = {
     rule("login_attribute", Test::without, " "),
     rule("bind_dn", Test::not_first, " "),
     rule("bind_dn", Test::not_last, " "),
-    secret(rule("bind_password", Test::not_first, " ")),
-    secret(rule("bind_password", Test::not_last, " ")),
+    rule("bind_password", Test::not_first, " "),
+    rule("bind_password", Test::not_last, " "),
     rule("tls", Test::filled),
     rule("group_attribute", Test::filled),
     rule("group_attribute", Test::without, argument_ends),
@@ -72,9 +72,9 @@ constexpr ValueRule ldap_rules[] = {
 
 constexpr ValueRule tacacs_server_rules[] = {rule("hostname", Test::filled),
                                              rule("hostname", Test::without, argument_ends), range("port", 1, 65535),
-                                             rule("secret", Test::filled), secret(rule("secret", Test::without, "#")),
+                                             rule("secret", Test::filled), rule("secret", Test::without, "#"),
                                              // It would take away the meaning of the bracket behind it.
-                                             secret(rule("secret", Test::not_last, "\\")), end_of_rules};
+                                             rule("secret", Test::not_last, "\\"), end_of_rules};
 constexpr ValueRule tacacs_rules[] = {
     rule("service", Test::filled),
     rule("service", Test::without, argument_ends),

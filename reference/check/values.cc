@@ -13,7 +13,7 @@
 #include "check/find.h"
 #include "check/pem.h"
 #include "config/characters.h"
-#include "config/report.h"
+#include "config/document.h"
 
 namespace {
 
@@ -224,7 +224,9 @@ Rule broken_by(const ValueRule &rule, Rule broken) {
 }
 
 void report_text(const ConfigNode *node, const ValueRule &rule, const char *text, Rule broken) {
-  const std::string shown = rule.secret ? "the value" : "'" + printable(text) + "'";
+  // A secret is not shown to people, and of several lines none says which text this is.
+  const bool hidden = node->key->secret || node->key->many_lines;
+  const std::string shown = hidden ? "the value" : "'" + printable(text) + "'";
   find(node, broken_by(rule, broken), {shown + " " + flaw(rule, text), cure_of(rule, text)});
 }
 

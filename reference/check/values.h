@@ -48,7 +48,6 @@ struct ValueRule {
   const char *path;  // relative to the entry that is checked; "" is the entry itself
   Test test;
   bool optional;  // "", or 0, passes as well
-  bool secret;    // messages do not show the value
   const char *argument;
   int32_t low;
   int32_t high;
@@ -62,33 +61,33 @@ enum LongestLine : int32_t { dnsmasq_line = 1024, pam_line = 1023, radius_line =
 // Words of ipsec.conf stand without quotes.
 #define IPSEC_WORD_ENDS " \"#="
 
-constexpr ValueRule end_of_rules{nullptr, Test::end, false, false, "", 0, 0};
+constexpr ValueRule end_of_rules{nullptr, Test::end, false, "", 0, 0};
 constexpr ValueRule rule(const char *path, Test test, const char *argument = "") {
-  return {path, test, false, false, argument, 0, 0};
+  return {path, test, false, argument, 0, 0};
 }
 constexpr ValueRule no_quote(const char *path) {
   return rule(path, Test::without, "\"");
 }
 constexpr ValueRule one_of(const char *path, const char *words) {
-  return {path, Test::word, false, false, words, 0, 0};
+  return {path, Test::word, false, words, 0, 0};
 }
 constexpr ValueRule range(const char *path, int32_t low, int32_t high) {
-  return {path, Test::number, false, false, "", low, high};
+  return {path, Test::number, false, "", low, high};
 }
 constexpr ValueRule at_least(const char *path, int32_t low) {
-  return {path, Test::seconds, false, false, "", low, INT_MAX};
+  return {path, Test::seconds, false, "", low, INT_MAX};
 }
 constexpr ValueRule at_most(const char *path, int32_t bytes) {
-  return {path, Test::at_most, false, false, "", 0, bytes};
+  return {path, Test::at_most, false, "", 0, bytes};
 }
 // "{PATH}" in the form stands for the text or integer there. Of an array, "{PATH#COUNT}" stands for the texts of all
 // elements and COUNT more bytes for each; characters behind a "+", as in "{PATH+]}", take two bytes. `more` bytes, at
 // most, come from elsewhere.
 constexpr ValueRule line(const char *form, LongestLine most, int32_t more = 0) {
-  return {"", Test::line, false, false, form, more, most};
+  return {"", Test::line, false, form, more, most};
 }
 constexpr ValueRule pem_and_more(const char *path, const char *label) {
-  return {path, Test::pem, false, false, label, 1, 0};
+  return {path, Test::pem, false, label, 1, 0};
 }
 constexpr ValueRule optional(ValueRule rule) {
   rule.optional = true;
@@ -102,14 +101,9 @@ constexpr ValueRule as(Rule own, ValueRule rule) {
   return rule;
 }
 
-constexpr ValueRule secret(ValueRule rule) {
-  rule.secret = true;
-  return rule;
-}
-
 // A text of several lines in the UCI file, where a value has one: these two characters stand for a line end there.
 constexpr ValueRule one_line(const char *path) {
-  return secret(rule(path, Test::without_text, "\\n"));
+  return rule(path, Test::without_text, "\\n");
 }
 
 // Reports every setting of `entry` that breaks a row of the table, as a finding of the rule `broken`. Of the rows about

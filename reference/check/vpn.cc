@@ -16,14 +16,14 @@ constexpr char interfaces[] = "network.interface";
 
 // A tag in a text inside of such tags ends it: what follows would be options.
 constexpr ValueRule inline_text(const char *path, const char *tag) {
-  return secret(rule(path, Test::without_text, tag));
+  return rule(path, Test::without_text, tag);
 }
 constexpr char openvpn_word_ends[] = " \"'\\#;";
 // Lines of the file with the account; not every build of the daemon takes more.
 constexpr int32_t openvpn_account_line = 127;
 
 constexpr ValueRule client_account_rules[] = {at_most("username", openvpn_account_line),
-                                              secret(at_most("password", openvpn_account_line)), end_of_rules};
+                                              at_most("password", openvpn_account_line), end_of_rules};
 constexpr ValueRule client_file_rules[] = {rule("config_file", Test::filled), end_of_rules};
 constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
                                       rule("device_type", Test::without, " "),
@@ -35,11 +35,11 @@ constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
                                       line("remote {server} {port}", openvpn_line),
                                       rule("cacert", Test::filled),
                                       inline_text("cacert", "</ca>"),
-                                      secret(rule("cacert", Test::pem, "CERTIFICATE")),
+                                      rule("cacert", Test::pem, "CERTIFICATE"),
                                       inline_text("public_cert", "</cert>"),
-                                      secret(optional(rule("public_cert", Test::pem, "CERTIFICATE"))),
+                                      optional(rule("public_cert", Test::pem, "CERTIFICATE")),
                                       inline_text("private_key", "</key>"),
-                                      secret(optional(rule("private_key", Test::pem, "PRIVATE KEY"))),
+                                      optional(rule("private_key", Test::pem, "PRIVATE KEY")),
                                       end_of_rules};
 constexpr ValueRule client_pair_rules[] = {rule("public_cert", Test::filled), rule("private_key", Test::filled),
                                            end_of_rules};
@@ -66,13 +66,13 @@ constexpr ValueRule server_pool_rules[] = {
 // The first address is that of the other end.
 constexpr ValueRule tun_pool_rules[] = {range("server_first_ip", 0, 254), end_of_rules};
 constexpr ValueRule server_key_rules[] = {inline_text("cacert", "</ca>"),
-                                          secret(rule("cacert", Test::pem, "CERTIFICATE")),
+                                          rule("cacert", Test::pem, "CERTIFICATE"),
                                           inline_text("server_cert", "</cert>"),
-                                          secret(rule("server_cert", Test::pem, "CERTIFICATE")),
+                                          rule("server_cert", Test::pem, "CERTIFICATE"),
                                           inline_text("server_key", "</key>"),
-                                          secret(rule("server_key", Test::pem, "PRIVATE KEY")),
+                                          rule("server_key", Test::pem, "PRIVATE KEY"),
                                           inline_text("diffie", "</dh>"),
-                                          secret(rule("diffie", Test::pem, "DH PARAMETERS")),
+                                          rule("diffie", Test::pem, "DH PARAMETERS"),
                                           end_of_rules};
 
 // An address that does not parse makes lines that do not either; one without a prefix length is read.

@@ -36,7 +36,7 @@ usage='Usage: tessera-config check [--fail-on=GRADE] [--format=FORM] [--facts=FA
        tessera-config set [-n] FILE -
        tessera-config --help | --version
 '
-for arguments in '' check 'check --format=yaml a' 'check --fail-on' 'check --facts f' 'schema --lax'; do
+for arguments in '' check 'check --format=yaml a' 'check --fail-on' 'check --facts f' 'check --summary --format=sarif a' 'schema --lax'; do
   # shellcheck disable=SC2086 # a list of words
   expect 2 "$usage" $arguments </dev/null
 done
@@ -67,11 +67,21 @@ expect 1 '' check --summary "$work/odd.json" absent.json "$work/odd.json" <<'OUT
 2 × unknown-key system.nam (odd odd)
 1 × unreadable  (absent)
 OUTPUT
+expect 1 '' check --summary --format=json absent.json "$work/odd.json" "$work/odd.json" <<OUTPUT
+{"groups": [
+  {"rule": "unknown-key", "severity": "warning", "path": "system.nam", "count": 2, "files": ["$work/odd.json", "$work/odd.json"]},
+  {"rule": "unreadable", "severity": "error", "path": "", "count": 1, "files": ["absent.json"]}
+]}
+OUTPUT
 expect 0 '' check --format github "$work/odd.json" <<OUTPUT
 ::warning file=$work/odd.json,line=1,col=13,title=unknown-key::${odd#*: }
 OUTPUT
 "$program" check --format=json mistakes.json absent.json >"$work/out"
 [ "$(grep -c '"rule": ' "$work/out")" = $(($(wc -l <mistakes.expected) + 1)) ] || { echo "the JSON form holds other findings"; failed=1; }
+
+# A character of several bytes is shown whole.
+printf '{"network": {"device": {"e": {"type": "ethernet", "name": "µ0"}}, "vlan": {"v": {"device": "/network/device/e", "id": 7}}, "interface": {"i": {"type": "ethernet", "enable": true, "device": "/network/vlan/v", "ipv4": {"enable": true, "type": "dhcp"}}}}}' >"$work/micro.json"
+"$program" check "$work/micro.json" | grep -q "'vlan4_µ0_7' holds 'µ'" || { echo "half a character is shown"; failed=1; }
 
 # Facts beside a document that says nothing wrong itself.
 printf '{"network": {"interface": {"lan": {}}}, "vpn": {"ipsec": {"tunnel": {"bar": {}}}}}' >"$work/facts.json"

@@ -100,6 +100,9 @@ TEST(Edit, ReadsValuesByTheirKind) {
             "system.name: the file has this key twice, an editor has to remove one");
   EXPECT_EQ(edited(R"({"network":{"interface":{"a":{},"b":{}}}})", "rename network.interface.a b"),
             "network.interface.a: there is an entry 'b' already");
+  EXPECT_EQ(edited(R"({"ghost":[{}]})", "unset ghost.1"), "ghost.1: there is no such key");
+  EXPECT_EQ(edited(R"({"network":{"interface":{"la\u001bn":{}}}})", "unset network.interface.lan"),
+            "network.interface.lan: there is no such entry, did you mean 'la\\x1bn'?");
 }
 
 struct Walk {

@@ -20,23 +20,28 @@ struct FreeModel {
   void operator()(NetworkModel *model) const { network_free(model); }
 };
 
+struct Form {
+  const char *name;
+  void (*print)(const std::vector<Listed> &listed);
+  void (*print_summary)(const std::vector<Listed> &listed);  // null where the form has none
+};
+constexpr Form forms[] = {{"text", print_text, print_summary},
+                          {"json", print_json, print_summary_json},
+                          {"github", print_github, nullptr},
+                          {"sarif", print_sarif, nullptr}};
+
 struct Options {
   Severity fail_on = Severity::error;
-  void (*print)(const std::vector<Listed> &listed) = print_text;
+  const Form *form = forms;
+  bool summary = false;
   const char *facts = nullptr;
   std::vector<const char *> files;
 };
 
-struct Form {
-  const char *name;
-  void (*print)(const std::vector<Listed> &listed);
-};
-constexpr Form forms[] = {{"text", print_text}, {"json", print_json}, {"github", print_github}, {"sarif", print_sarif}};
-
 bool set_form(Options &options, const char *name) {
   for (const Form &form : forms) {
     if (strcmp(form.name, name) != 0) continue;
-    options.print = form.print;
+    options.form = &form;
     return true;
   }
   return false;
@@ -66,7 +71,7 @@ constexpr ValueOption value_options[] = {{"--fail-on", set_bar}, {"--format", se
 bool take_option(Options &options, int count, char **arguments, int &at) {
   const std::string_view argument = arguments[at];
   if (argument == "--summary") {
-    options.print = print_summary;
+    options.summary = true;
     return true;
   }
   const size_t equals = std::min(argument.find('='), argument.size());
@@ -88,7 +93,7 @@ bool parse(Options &options, int count, char **arguments) {
     else if (!take_option(options, count, arguments, at))
       return false;
   }
-  return !options.files.empty();
+  return !options.files.empty() && (!options.summary || options.form->print_summary != nullptr);
 }
 
 bool stands_before(const Finding &a, const Finding &b) {
@@ -126,7 +131,7 @@ Status check_command(int count, char **arguments) {
   if (!parse(options, count, arguments)) return misuse();
   std::vector<Listed> listed;
   for (const char *file : options.files) check_file(listed, file, options.facts);
-  options.print(listed);
+  (options.summary ? options.form->print_summary : options.form->print)(listed);
   const bool failed = std::any_of(listed.begin(), listed.end(), [&options](const Listed &each) {
     return words_of(each.finding.rule).severity <= options.fail_on;
   });

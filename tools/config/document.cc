@@ -138,7 +138,7 @@ std::string suggestion(const std::string &name, const std::vector<std::string> &
     least = distance;
     closest = &candidate;
   }
-  return closest != nullptr ? ", did you mean '" + *closest + "'?" : "";
+  return closest != nullptr ? ", did you mean '" + printable(*closest) + "'?" : "";
 }
 
 std::vector<std::string> names_below(const Place &place, const Value *value) {

@@ -34,7 +34,7 @@ std::string unknown_name(const Place &place, const Value *value, const std::vect
     size_t count = value != nullptr ? value->children.size() : 0;
     return path + ": expected the index of an element, of which there are " + std::to_string(count) + ", or +";
   }
-  if (place.kind == Kind::object)
+  if (place.kind == Kind::object || place.kind == Kind::ignored)
     return path + ": there is no such key" + suggestion(names[depth], names_below(place, value));
   return path + ": " + joined(names, depth) + " is " + kind_name(place.kind) + ", which has no members";
 }
@@ -152,9 +152,10 @@ bool find(const Value &root, const std::vector<std::string> &names, Found *found
     const Value *at = found->value;
     const Value *child = at != nullptr ? child_of(*at, names[i], &twice) : nullptr;
     if (twice) *problem = joined(names, i + 1) + ": the file has this key twice, an editor has to remove one";
-    if (child == nullptr && below.kind == Kind::ignored) *problem = unknown_name(found->place, at, names, i);
-    if (child == nullptr && at != nullptr &&
-        (!at->nests() || (at->type == Value::Type::array) != found->place.is_list()))
+    if (child == nullptr && below.kind == Kind::ignored)
+      *problem = unknown_name(found->place, at, names, i);
+    else if (child == nullptr && at != nullptr &&
+             (!at->nests() || (at->type == Value::Type::array) != found->place.is_list()))
       *problem =
           joined(names, i) + ": expected " + kind_name(found->place.kind) + ", but the file has another value there";
     if (!problem->empty()) return false;

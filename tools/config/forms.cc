@@ -121,6 +121,18 @@ std::string short_name(std::string_view file) {
   return std::string(file);
 }
 
+// The files with findings of one rule at one path, once for each finding.
+using Group = std::pair<std::pair<Rule, std::string>, std::vector<std::string>>;
+
+std::vector<Group> groups_of(const std::vector<Listed> &listed) {
+  std::map<std::pair<Rule, std::string>, std::vector<std::string>> groups;
+  for (const auto &[file, finding] : listed) groups[{finding.rule, finding.path}].push_back(file);
+  std::vector<Group> order(groups.begin(), groups.end());
+  std::stable_sort(order.begin(), order.end(),
+                   [](const Group &a, const Group &b) { return a.second.size() > b.second.size(); });
+  return order;
+}
+
 }  // namespace
 
 const char *outcome_of(const Finding &finding) {
@@ -190,20 +202,29 @@ void print_sarif(const std::vector<Listed> &listed) {
 
 void print_summary(const std::vector<Listed> &listed) {
   constexpr size_t most_files = 5;
-  std::map<std::pair<Rule, std::string>, std::vector<std::string>> groups;
-  for (const auto &[file, finding] : listed) groups[{finding.rule, finding.path}].push_back(short_name(file));
-  std::vector<const decltype(groups)::value_type *> order;
-  for (const auto &group : groups) order.push_back(&group);
-  std::stable_sort(order.begin(), order.end(),
-                   [](const auto *a, const auto *b) { return a->second.size() > b->second.size(); });
-  for (const auto *group : order) {
-    const std::vector<std::string> &files = group->second;
-    printf("%zu × %s %s (", files.size(), rule_name(words_of(group->first.first).name).c_str(),
-           group->first.second.c_str());
+  for (const auto &[place, files] : groups_of(listed)) {
+    printf("%zu × %s %s (", files.size(), rule_name(words_of(place.first).name).c_str(), place.second.c_str());
     for (size_t index = 0; index < std::min(files.size(), most_files); ++index)
-      printf("%s%s", index > 0 ? " " : "", files[index].c_str());
+      printf("%s%s", index > 0 ? " " : "", short_name(files[index]).c_str());
     puts(files.size() > most_files ? " …)" : ")");
   }
+}
+
+void print_summary_json(const std::vector<Listed> &listed) {
+  const char *separator = "";
+  printf("{\"groups\": [");
+  for (const auto &[place, files] : groups_of(listed)) {
+    printf("%s\n  {", separator);
+    separator = ",";
+    print_member("rule", rule_name(words_of(place.first).name), ", ");
+    print_member("severity", severity_name(words_of(place.first).severity), ", ");
+    print_member("path", place.second, ", ");
+    printf("\"count\": %zu, \"files\": [", files.size());
+    for (size_t index = 0; index < files.size(); ++index)
+      printf("%s%s", index > 0 ? ", " : "", quoted(files[index]).c_str());
+    printf("]}");
+  }
+  puts("\n]}");
 }
 
 void print_rules() {

@@ -26,8 +26,10 @@ void print_json(const std::vector<Listed> &listed);
 void print_github(const std::vector<Listed> &listed);
 void print_sarif(const std::vector<Listed> &listed);
 
-// One line for each rule and path, those that are broken most often first.
+// One line, or one object, for each rule and path, those that are broken most often first. The object holds the names
+// of all files, the line those of the first ones.
 void print_summary(const std::vector<Listed> &listed);
+void print_summary_json(const std::vector<Listed> &listed);
 
 // The rules, for the manual page.
 void print_rules();

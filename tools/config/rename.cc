@@ -130,8 +130,8 @@ struct Renaming {
       if (map_path() != row.map) continue;
       // A device may have a name of its own.
       bool named = map_path() == "network.device" && child_of(*entry, "name", &twice) != nullptr;
-      if (*row.others != '\0' && !named) text += "; " + with_name(row.others, old_name);
-      if (*row.facts != '\0') text += "; facts that may name it: " + with_name(row.facts, old_name);
+      if (*row.others != '\0' && !named) text += "; " + with_name(row.others, printable(old_name));
+      if (*row.facts != '\0') text += "; facts that may name it: " + with_name(row.facts, printable(old_name));
     }
     return text + "\n";
   }
