@@ -55,6 +55,7 @@ constexpr ValueRule passthrough_rules[] = {rule("passthrough.src", Test::texts),
                                            one_line("passthrough.pppoe_server.custom.config_file"), end_of_rules};
 constexpr ValueRule pppoe_rules[] = {one_line("pppoe.custom.config_file"), end_of_rules};
 constexpr ValueRule ancillary_rules[] = {rule("passthrough.ancillary.address", Test::ipv4_masked),
+                                         as(Rule::address, optional(rule("passthrough.ancillary.gw", Test::ipv4))),
                                          rule("passthrough.ancillary.gw", Test::ipv4), end_of_rules};
 
 constexpr ValueRule modem_rules[] = {

@@ -12,7 +12,12 @@ namespace {
 
 constexpr char interfaces[] = "network.interface";
 
-// A quote without its end takes in the lines that follow.
+// Of a word without quotes: a quote without its end takes in the lines that follow, and behind "=" the starter does not
+// read on.
+constexpr ValueRule parses(const char *path) {
+  return as(Rule::ipsec_value, rule(path, Test::without, "\"="));
+}
+
 constexpr ValueRule tunnel_rules[] = {
     as(Rule::ipsec_effect, optional(rule("ipsec_failover", Test::entry, "vpn.ipsec.tunnel"))),
     as(Rule::ipsec_effect, rule("mode", Test::filled)),
@@ -21,7 +26,7 @@ constexpr ValueRule tunnel_rules[] = {
     one_of("ike.version", "ikev1 ikev2 ike"),
     as(Rule::ipsec_effect, rule("local.type", Test::filled)),
     as(Rule::ipsec_effect, rule("remote.ip_version", Test::filled)),
-    no_quote("remote.peer_selection"),
+    parses("remote.peer_selection"),
     as(Rule::ipsec_effect, rule("remote.peer_selection", Test::filled)),
     as(Rule::ipsec_effect, rule("remote.peer_selection", Test::without, IPSEC_WORD_ENDS)),
     one_of("auth.type", "secret asymmetric-secrets rsasig x509 scep"),
@@ -38,21 +43,16 @@ constexpr Variant local_variants[] = {{"interface", local_interface_rules}, {nul
 constexpr char element_ends[] = IPSEC_WORD_ENDS ",;";
 constexpr char algorithm_ends[] = IPSEC_WORD_ENDS ",!";
 
-constexpr ValueRule ipv4_peer_rules[] = {as(Rule::ipsec_value, no_quote("hostname")), rule("hostname", Test::filled),
+constexpr ValueRule ipv4_peer_rules[] = {parses("hostname"), rule("hostname", Test::filled),
                                          rule("hostname", Test::without, element_ends), end_of_rules};
-constexpr ValueRule ipv6_peer_rules[] = {as(Rule::ipsec_value, no_quote("hostname6")), rule("hostname6", Test::filled),
+constexpr ValueRule ipv6_peer_rules[] = {parses("hostname6"), rule("hostname6", Test::filled),
                                          rule("hostname6", Test::without, element_ends), end_of_rules};
 
-constexpr ValueRule proposal_rules[] = {as(Rule::ipsec_value, no_quote("cipher")),
-                                        rule("cipher", Test::filled),
-                                        rule("cipher", Test::without, algorithm_ends),
-                                        as(Rule::ipsec_value, no_quote("hash")),
-                                        rule("hash", Test::filled),
-                                        rule("hash", Test::without, algorithm_ends),
-                                        as(Rule::ipsec_value, no_quote("dh_group")),
-                                        rule("dh_group", Test::filled),
-                                        rule("dh_group", Test::without, algorithm_ends),
-                                        end_of_rules};
+constexpr ValueRule proposal_rules[] = {
+    parses("cipher"),   rule("cipher", Test::filled),   rule("cipher", Test::without, algorithm_ends),
+    parses("hash"),     rule("hash", Test::filled),     rule("hash", Test::without, algorithm_ends),
+    parses("dh_group"), rule("dh_group", Test::filled), rule("dh_group", Test::without, algorithm_ends),
+    end_of_rules};
 constexpr ValueRule dpd_rules[] = {range("dpd.delay", 1, INT_MAX), range("dpd.timeout", 1, INT_MAX), end_of_rules};
 // The password stands in quotes, without escapes.
 constexpr ValueRule xauth_rules[] = {no_quote("xauth_client.username"),
@@ -81,25 +81,25 @@ constexpr Variant auth_variants[] = {{"secret", secret_rules}, {"asymmetric-secr
                                      {"rsasig", rsasig_rules}, {"x509", x509_rules},
                                      {"scep", scep_rules},     {nullptr, nullptr}};
 constexpr ValueRule peer_cert_rules[] = {rule("auth.peer_cert", Test::pem, certificate_label), end_of_rules};
-constexpr ValueRule peer_ca_rules[] = {
-    as(Rule::ipsec_effect, rule("auth.peer_ca", Test::filled)), pem_and_more("auth.peer_ca", certificate_label),
-    rule("auth.peer_ca_dn", Test::closed), as(Rule::ipsec_effect, rule("auth.peer_ca_dn", Test::quoted, "=#\"")),
-    end_of_rules};
+constexpr ValueRule peer_ca_rules[] = {as(Rule::ipsec_effect, rule("auth.peer_ca", Test::filled)),
+                                       pem_and_more("auth.peer_ca", certificate_label),
+                                       rule("auth.peer_ca_dn", Test::closed),
+                                       rule("auth.peer_ca_dn", Test::quoted, "="),
+                                       as(Rule::ipsec_effect, rule("auth.peer_ca_dn", Test::quoted, "#\"")),
+                                       end_of_rules};
 constexpr Variant peer_variants[] = {{"cert", peer_cert_rules}, {"ca", peer_ca_rules}, {nullptr, nullptr}};
 
 constexpr char selector_ends[] = IPSEC_WORD_ENDS ",/[]";
 
 constexpr const char *selector_keys[] = {"protocol", "port", nullptr};
-constexpr ValueRule selector_rules[] = {
-    as(Rule::ipsec_value, no_quote("protocol")), rule("protocol", Test::without, selector_ends),
-    as(Rule::ipsec_value, no_quote("port")), rule("port", Test::without, selector_ends), end_of_rules};
-constexpr ValueRule remote_network_rules[] = {as(Rule::ipsec_value, no_quote("remote.network")),
-                                              optional(rule("remote.network", Test::network)), end_of_rules};
+constexpr ValueRule selector_rules[] = {parses("protocol"), rule("protocol", Test::without, selector_ends),
+                                        parses("port"), rule("port", Test::without, selector_ends), end_of_rules};
+constexpr ValueRule remote_network_rules[] = {parses("remote.network"), optional(rule("remote.network", Test::network)),
+                                              end_of_rules};
 constexpr ValueRule policy_rules[] = {one_of("local.type", "address network custom request dynamic"), end_of_rules};
 constexpr ValueRule policy_address[] = {rule("local.address", Test::entry, interfaces), end_of_rules};
 constexpr ValueRule policy_network[] = {rule("local.network", Test::entry, interfaces), end_of_rules};
-constexpr ValueRule policy_custom[] = {rule("local.custom", Test::filled),
-                                       as(Rule::ipsec_value, no_quote("local.custom")),
+constexpr ValueRule policy_custom[] = {rule("local.custom", Test::filled), parses("local.custom"),
                                        as(Rule::ipsec_effect, rule("local.custom", Test::network)), end_of_rules};
 constexpr Variant policy_variants[] = {
     {"address", policy_address}, {"network", policy_network}, {"custom", policy_custom}, {nullptr, nullptr}};

@@ -85,7 +85,8 @@ def is_mask(text):
 
 
 def interface_manager(content):
-    """What the interface manager cannot set up: addresses of static sections that are none, VLANs without an ID."""
+    """What the interface manager cannot set up: addresses of static sections that are none, VLANs without an ID. What is
+    empty is no option for it."""
     found = []
     for section in content.split("\nconfig ")[1:]:
         options = {}
@@ -96,7 +97,7 @@ def interface_manager(content):
         if options.get("proto") == "static":
             tests = {"ipaddr": is_address, "netmask": is_mask, "gateway": is_address}
             found += [f"{name} {options[name]}" for name, test in tests.items()
-                      if name in options and not test(options[name])]
+                      if options.get(name) and not test(options[name])]
         if options.get("proto") == "vlan" and not (options["vid"].isdigit() and 0 < int(options["vid"]) < 4095):
             found.append(f"vid {options['vid']}")
     return [f"interface manager: {problem}" for problem in found]
