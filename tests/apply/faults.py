@@ -1,13 +1,13 @@
 #!/usr/bin/python3
 """Applies, confirmations and reverts in which something fails or ends: what is left of the router's configuration.
 
-faults.py BIN_DIRECTORY SOURCE_DIRECTORY [--full]
+faults.py BIN_DIRECTORY SOURCE_DIRECTORY [--full] [--calls=NAME,...]
 
 Each command is run on a router of its own, once for each system call that it makes: the call fails; the process is killed
 before it, and all others with it; and, of some, the process alone, whose guard takes over. Then power is lost after each
 call that changes a file: what was not synced is gone. In the end "tessera-apply boot" and one more run of the services
 leave the old or the new configuration, whole: the old one where nobody confirmed or the command failed, the new one where
-it said so. Without --full, a few calls are taken. Needs root.
+it said so. Without --full, a few calls are taken; of --calls, those of these names. Needs root.
 """
 import collections
 import os
@@ -21,6 +21,7 @@ import time
 OWN = ('unshare', '--pid', '--fork', '--mount-proc', '--kill-child', '-m', '-n', '-u')
 BIN, SOURCE = (os.path.abspath(path) for path in sys.argv[1:3])
 FULL = '--full' in sys.argv
+NAMES = [name for option in sys.argv if option.startswith('--calls=') for name in option[8:].split(',')]
 SERVICES = ('pam', 'dnsmasq', 'ipsec', 'network')
 CONFIG = '/etc/config/config.json'
 PENDING = '/etc/config/pending'
@@ -283,9 +284,9 @@ def work(case, kind):
     """One case, in files of its own: how many calls, and what was wrong."""
     own_files()
     states = prepare()
-    calls = list(made_calls(case))
+    calls = [each for each in made_calls(case) if not NAMES or each[0] in NAMES]
     if not FULL:
-        calls = some(calls, 2)
+        calls = some(calls, 1)
     elif kind is kill_alone:
         calls = [each for each in calls if each[0] in CHANGES]
     count = 0

@@ -23,6 +23,7 @@ constexpr int service_seconds = 300;
 
 [[noreturn]] void become(const std::vector<std::string> &words, pid_t parent) {
   std::vector<char *> arguments;
+  arguments.reserve(words.size() + 1);
   for (const std::string &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);
   Fd input(open("/dev/null", O_RDONLY | O_CLOEXEC));

@@ -26,6 +26,7 @@ Fd memory_file() {
 // Runs a program and returns its standard output; `status` gets how it ended.
 std::string output_of(const std::vector<std::string> &words, int &status) {
   std::vector<char *> arguments;
+  arguments.reserve(words.size() + 1);
   for (const std::string &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);
   Fd output = memory_file();
