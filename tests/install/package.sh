@@ -27,7 +27,8 @@ for need in libc6 libssl3; do
   field Depends | grep -qw "$need" || fail "does not say that it needs $need: $(field Depends)"
 done
 dpkg-deb -c "$package" | awk '{print $6}' >"$scratch/list"
-for path in sbin/tessera bin/runt bin/tessera-config bin/tessera-preview bin/tessera-apply lib/systemd/system/tessera@ipsec.service lib/tmpfiles.d/tessera.conf \
+for path in sbin/tessera bin/runt bin/tessera-config bin/tessera-preview bin/tessera-apply \
+  lib/systemd/system/tessera@ipsec.service lib/tmpfiles.d/tessera.conf \
   share/man/man8/tessera.8 share/man/man5/tessera.json.5 \
   share/doc/tessera/html/tessera.json.5.html share/doc/tessera/changelog.Debian \
   share/doc/tessera/copyright share/doc/tessera/examples/branch-office/config.json; do
@@ -69,7 +70,7 @@ done
 [ "$(inside stat -c %a /run/pam.conf)" = 600 ] || fail "the installed program wrote no file for its reader alone"
 inside runt set fact.x 1
 [ "$(inside runt get fact.x)" = 1 ] || fail "the installed store does not work"
-[ "$(inside stat -c '%a %h' /etc/tessera/reload.d)" = "755 2" ] || fail "there is no place for hooks"
+[ "$(inside find /etc/tessera/reload.d -printf '%m %p\n')" = "755 /etc/tessera/reload.d" ] || fail "there is no place for hooks"
 inside dpkg -P tessera >"$scratch/log" 2>&1 || { cat "$scratch/log" >&2; fail "cannot be removed"; }
 left=$(find "$root/changes/usr" ! -type d ! -type c | head)
 [ -z "$left" ] || fail "leaves files: $left"
