@@ -34,10 +34,10 @@ const char *type_name(const SchemaKey &key) {
         case Kind::reference:
           return "list of references";
         default:
-          return "list of texts";
+          return "list of strings";
       }
     case Kind::string:
-      return key.many_lines ? "text of several lines" : "text";
+      return key.many_lines ? "string of several lines" : "string";
     case Kind::boolean:
       return "boolean";
     case Kind::integer:
@@ -54,16 +54,16 @@ const char *type_name(const SchemaKey &key) {
   return "";
 }
 
-// Prints text, a sentence a line. None starts with a control character of the formatter.
-void print_text(const char *text) {
-  for (; *text != '\0'; text++) {
-    if (strncmp(text, ". ", 2) == 0) {
+// Prints a description, a sentence a line. None starts with a control character of the formatter.
+void print_sentences(const char *at) {
+  for (; *at != '\0'; at++) {
+    if (strncmp(at, ". ", 2) == 0) {
       fputs(".\n", stdout);
-      text++;
-    } else if (*text == '\\') {
+      at++;
+    } else if (*at == '\\') {
       fputs("\\e", stdout);
     } else {
-      putchar(*text);
+      putchar(*at);
     }
   }
   putchar('\n');
@@ -105,7 +105,7 @@ void print_members(const std::string &prefix, const Section &section, Described 
     std::string name = prefix + member.name;
     printf(".It Ic %s Pq %s%s%s\n", name.c_str(), type_name(member), member.unit != nullptr ? ", " : "",
            member.unit != nullptr ? member.unit : "");
-    print_text(member.description);
+    print_sentences(member.description);
     print_words(member);
     std::string any = member.kind == Kind::map ? ".KEY" : member.kind == Kind::array ? ".N" : "";
     print_inside(name + any, {section.path + "." + member.name + any, &member}, described, below);
@@ -114,7 +114,7 @@ void print_members(const std::string &prefix, const Section &section, Described 
 
 void print_section(const Section &section, Described &described) {
   printf(".Ss %s\n", section.path.c_str());
-  print_text(section.key->description);
+  print_sentences(section.key->description);
   puts(".Bl -tag -width Ds");
   Sections below;
   print_members("", section, described, below);
