@@ -2,7 +2,7 @@
 # Completion of tessera and the programs beside it in bash. Commands and options are those that the
 # programs name in their --help.
 
-# Sets `cur` and `prev` to the word to complete and the one before; the "=" of --option=VALUE counts as a blank.
+# Sets `cur` and `prev` to the word to complete and the one before; the "=" of --option=VALUE counts as a space.
 _tessera_words() {
   cur=${COMP_WORDS[COMP_CWORD]}
   prev=${COMP_WORDS[COMP_CWORD - 1]}

@@ -137,7 +137,7 @@ constexpr TextTest text_tests[] = {
      [](const ConfigNode *, const ValueRule &rule, const char *text) {
        return strpbrk(text, rule.argument) == nullptr || is_quoted(text);
      }},
-    {Test::closed, "a text whose double quotes are closed", "",
+    {Test::closed, "a string whose double quotes are closed", "",
      [](const ConfigNode *, const ValueRule &, const char *text) {
        return std::count(text, text + strlen(text), '"') % 2 == 0;
      }},

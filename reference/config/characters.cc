@@ -15,21 +15,21 @@ bool is_control(char character) {
   return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
 }
 
-// The length of the well-formed character at `text`, which starts with a byte over 0x7F; 0 when it is not one.
-unsigned utf8_length(const unsigned char *text) {
-  auto follows = [text](unsigned at) { return (text[at] & 0xC0) == 0x80; };
-  unsigned char first = text[0];
+// The length of the well-formed character at `string`, which starts with a byte over 0x7F; 0 when it is not one.
+unsigned utf8_length(const unsigned char *string) {
+  auto follows = [string](unsigned at) { return (string[at] & 0xC0) == 0x80; };
+  unsigned char first = string[0];
   if (first >= 0xC2 && first <= 0xDF) return follows(1) ? 2 : 0;
   if (first >= 0xE0 && first <= 0xEF) {
     if (!follows(1) || !follows(2)) return 0;
-    if (first == 0xE0 && text[1] < 0xA0) return 0;  // could be written shorter
-    if (first == 0xED && text[1] > 0x9F) return 0;  // half of a surrogate pair
+    if (first == 0xE0 && string[1] < 0xA0) return 0;  // could be written shorter
+    if (first == 0xED && string[1] > 0x9F) return 0;  // half of a surrogate pair
     return 3;
   }
   if (first >= 0xF0 && first <= 0xF4) {
     if (!follows(1) || !follows(2) || !follows(3)) return 0;
-    if (first == 0xF0 && text[1] < 0x90) return 0;
-    if (first == 0xF4 && text[1] > 0x8F) return 0;  // past U+10FFFF
+    if (first == 0xF0 && string[1] < 0x90) return 0;
+    if (first == 0xF4 && string[1] > 0x8F) return 0;  // past U+10FFFF
     return 4;
   }
   return 0;
@@ -42,38 +42,38 @@ bool may_stand_in_name(char character, bool hyphen) {
 
 }  // namespace
 
-uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from) {
+uint32_t find_invalid_utf8(const char *string, uint32_t size, uint32_t from) {
   for (uint32_t at = from; at < size;) {
-    bool ascii = static_cast<unsigned char>(text[at]) < 0x80;
-    unsigned length = ascii ? 1 : utf8_length(reinterpret_cast<const unsigned char *>(text + at));
+    bool ascii = static_cast<unsigned char>(string[at]) < 0x80;
+    unsigned length = ascii ? 1 : utf8_length(reinterpret_cast<const unsigned char *>(string + at));
     if (length == 0) return at;
     at += length;
   }
   return no_position;
 }
 
-bool is_surrogate(const char *text) {
-  return text[0] == '\xED' && (text[1] & 0xE0) == 0xA0;
+bool is_surrogate(const char *string) {
+  return string[0] == '\xED' && (string[1] & 0xE0) == 0xA0;
 }
 
-bool holds_control(const char *text, size_t length) {
-  return std::any_of(text, text + length, is_control);
+bool holds_control(const char *string, size_t length) {
+  return std::any_of(string, string + length, is_control);
 }
 
-bool holds_control_but_lines(const char *text, size_t length) {
-  return std::any_of(text, text + length, [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; });
+bool holds_control_but_lines(const char *string, size_t length) {
+  return std::any_of(string, string + length, [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; });
 }
 
 // Whether a byte is one of the two of a character of the second set, U+0080 to U+009F, which commands some terminals as
 // the first set does.
-static bool is_second_control(const std::string &text, size_t at) {
-  const char *first = text.c_str() + (text[at] == '\xC2' || at == 0 ? at : at - 1);
+static bool is_second_control(const std::string &string, size_t at) {
+  const char *first = string.c_str() + (string[at] == '\xC2' || at == 0 ? at : at - 1);
   return first[0] == '\xC2' && (first[1] & 0xE0) == 0x80;
 }
 
-std::string printable(std::string_view text) {
+std::string printable(std::string_view string) {
   constexpr size_t longest = 80;
-  const std::string ended(text);
+  const std::string ended(string);
   const auto size = static_cast<uint32_t>(ended.size());
   std::string shown;
   uint32_t invalid = find_invalid_utf8(ended.c_str(), size, 0);

@@ -1,4 +1,4 @@
-// What the characters of names and texts have to be.
+// What the characters of names and strings have to be.
 #ifndef TESSERA_REFERENCE_CONFIG_CHARACTERS_H
 #define TESSERA_REFERENCE_CONFIG_CHARACTERS_H
 
@@ -12,23 +12,23 @@
 inline constexpr uint32_t no_position = UINT32_MAX;
 
 // Where the first byte from `from` on stands that is not UTF-8; no_position when there is none. A zero byte has to
-// stand behind the text.
-uint32_t find_invalid_utf8(const char *text, uint32_t size, uint32_t from);
+// stand behind the string.
+uint32_t find_invalid_utf8(const char *string, uint32_t size, uint32_t from);
 
 // True when every byte is one of the characters from space to "~".
 inline bool is_printable_ascii(const char *string, size_t length) {
   return std::all_of(string, string + length, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
-// True when what is not UTF-8 at `text` is the form that half of a surrogate pair would have.
-bool is_surrogate(const char *text);
+// True when what is not UTF-8 at `string` is the form that half of a surrogate pair would have.
+bool is_surrogate(const char *string);
 
-// True for a text that holds a byte below 0x20 or 0x7F; the second form lets tabs and line ends pass.
-bool holds_control(const char *text, size_t length);
-bool holds_control_but_lines(const char *text, size_t length);
+// True for a string that holds a byte below 0x20 or 0x7F; the second form lets tabs and line ends pass.
+bool holds_control(const char *string, size_t length);
+bool holds_control_but_lines(const char *string, size_t length);
 
 // The string as it may stand in a message: no control characters, nothing that is not UTF-8, a long one cut.
-std::string printable(std::string_view text);
+std::string printable(std::string_view string);
 
 // True for a name that an entry of a map may have.
 bool is_entry_name(const char *name, size_t length, bool hyphen);

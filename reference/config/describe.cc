@@ -11,7 +11,7 @@ namespace {
 const char *form_of(const SchemaKey &key, Kind kind) {
   switch (kind) {
     case Kind::duration:
-      return " Seconds, or a text with a unit out of ms s m h d w, such as \"90s\".";
+      return " Seconds, or a string with a unit out of ms s m h d w, such as \"90s\".";
     case Kind::reference:
       return key.interface_name ? "" : " The path of an entry, such as \"/network/device/eth0\".";
     default:

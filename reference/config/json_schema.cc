@@ -3,7 +3,7 @@
 // By default it agrees with the loader: what the loader takes is valid, also keys that it only warns about and words
 // that no writer knows. The strict form is for editors: it lists the known keys and words as the only ones and wants
 // references in their full form. What neither can say: duplicate names, nesting depth, what a reference names, 1.0 in
-// place of an integer, texts of over-long durations.
+// place of an integer, strings of over-long durations.
 #include <cstdio>
 #include <cstring>
 
@@ -57,8 +57,8 @@ void start_line(Printer &printer) {
   fprintf(printer.out, "\n%*s", printer.indent * 2, "");
 }
 
-void open_object(Printer &printer, const char *text) {
-  fputs(text, printer.out);
+void open_object(Printer &printer, const char *string) {
+  fputs(string, printer.out);
   printer.indent++;
 }
 
@@ -70,9 +70,9 @@ void close_object(Printer &printer) {
 
 void print_value(Printer &printer, const SchemaKey &key, Kind kind);
 
-void print_quoted(FILE *out, const char *text, size_t length) {
+void print_quoted(FILE *out, const char *string, size_t length) {
   fputc('"', out);
-  for (const char *at = text; at < text + length; at++) {
+  for (const char *at = string; at < string + length; at++) {
     if (*at == '"' || *at == '\\') fputc('\\', out);
     fputc(*at, out);
   }
@@ -186,7 +186,7 @@ void print_map(Printer &printer, const SchemaKey &key) {
   close_object(printer);
 }
 
-// The words that a text may be. Where others do too, editors offer these all the same.
+// The words that a string may be. Where others do too, editors offer these all the same.
 void print_words(const Printer &printer, const SchemaKey &key) {
   bool others = key.others != OtherWords::useless || !printer.strict;
   fputs(others ? ", \"anyOf\": [{\"enum\": [" : ", \"enum\": [\"\", ", printer.out);

@@ -22,13 +22,13 @@ constexpr unsigned deepest = 64;
 // What the document holds in a place, as the parser sees it.
 enum class Found : uint8_t { object, array, string, boolean, integer, fraction, null };
 const char *const found_names[] = {
-    "an object", "an array", "a text", "a boolean", "an integer", "a number with a fraction or exponent", "null"};
+    "an object", "an array", "a string", "a boolean", "an integer", "a number with a fraction or exponent", "null"};
 
 // By kind: what a value of that kind is called.
 const char *const kind_names[] = {"a value",    "an object", "an object",
-                                  "an array",   "a text",    "a boolean",
-                                  "an integer", "a number",  "a duration (seconds, or a text such as \"90s\")",
-                                  "a text"};
+                                  "an array",   "a string",    "a boolean",
+                                  "an integer", "a number",  "a duration (seconds, or a string such as \"90s\")",
+                                  "a string"};
 
 bool is_written_as(Kind kind, Found found) {
   switch (found) {
@@ -291,7 +291,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     check_utf8(offset(string), offset(string) + length);
     if (kind == Kind::ignored || kind == Kind::duration || !holds_control(string, length)) return;
     if (!current->member->many_lines) {
-      refuse(Rule::characters, offset(string) - 1, "control character in a text of one line");
+      refuse(Rule::characters, offset(string) - 1, "control character in a string of one line");
     } else if (holds_control_but_lines(string, length)) {
       refuse(Rule::characters, offset(string) - 1, "control character other than tab, line feed and carriage return");
     }

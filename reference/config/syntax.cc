@@ -10,7 +10,7 @@ const char *syntax_problem(rapidjson::ParseErrorCode code, const char *rest, boo
       return "something follows the end of the document";
     case rapidjson::kParseErrorValueInvalid:
       return *rest == ']' ? "a comma before the closing bracket"
-                          : "expected a value: a text in double quotes, a number, true, false, an object or an array";
+                          : "expected a value: a string in double quotes, a number, true, false, an object or an array";
     case rapidjson::kParseErrorObjectMissName:
       return *rest == '}' ? "a comma before the closing bracket" : "expected a member name in double quotes";
     case rapidjson::kParseErrorObjectMissColon:
@@ -25,9 +25,9 @@ const char *syntax_problem(rapidjson::ParseErrorCode code, const char *rest, boo
       return "half of a surrogate pair in a \\u escape";
     case rapidjson::kParseErrorStringEscapeInvalid:
       // The parser has one code for both.
-      return *rest == '\\' ? "unknown escape after '\\'" : "a control character in a text has to be escaped";
+      return *rest == '\\' ? "unknown escape after '\\'" : "a control character in a string has to be escaped";
     case rapidjson::kParseErrorStringMissQuotationMark:
-      return "a text without its closing quote";
+      return "a string without its closing quote";
     case rapidjson::kParseErrorNumberTooBig:
       return "number too big";
     case rapidjson::kParseErrorNumberMissFraction:

@@ -1,4 +1,4 @@
-// What is wrong with a text that is not JSON.
+// What is wrong with a document that is not JSON.
 #ifndef TESSERA_REFERENCE_CONFIG_SYNTAX_H
 #define TESSERA_REFERENCE_CONFIG_SYNTAX_H
 

@@ -87,7 +87,7 @@ def is_shown(shown, printed):
 
 
 def run_page(name, page, scratch):
-    """What went wrong, a text each, after running the page in the directory `scratch`; and all that was printed."""
+    """What went wrong, a string each, after running the page in the directory `scratch`; and all that was printed."""
     results = scratch / "build/results"
     results.mkdir()
     script, commands = [], []

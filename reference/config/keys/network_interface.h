@@ -14,7 +14,7 @@ constexpr Key custom_option[] = {
     within(0, 254, integer("option", "", "Option code, 1 to 254.")),
     boolean("force", "Send it also unasked: dhcp-option-force= instead of dhcp-option=."),
     strings("value_ipv4_list", "Addresses, of datatype ipv4."),
-    string("value_str", "Text, of datatype str."),
+    string("value_str", "String, of datatype str."),
     string("value_hex", "Hexadecimal digits, of datatype hex."),
     integer("value_bytes", "", "Number, of datatype 1byte, 2byte and 4byte."),
     string("name", "Comment at the end of the line."),
@@ -134,7 +134,7 @@ constexpr Key interface_modem[] = {
     string("operator_technology", "Radio technology to use: UCI option operator_technology."),
     string_or(
         "apn_selection", "apn_list_only built_in_list_only corvo_list_only",
-        "Where access points come from: UCI option service_providers_override, 2, 1 or 4; with any other text 3, all "
+        "Where access points come from: UCI option service_providers_override, 2, 1 or 4; with any other string 3, all "
         "lists."),
     boolean("roaming", "Use foreign networks: UCI option roaming."),
     boolean("backoff_enabled", "Wait longer after each failure: UCI option backoff_enabled."),

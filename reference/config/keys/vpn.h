@@ -47,7 +47,7 @@ constexpr Key care_of_address[] = {
     string("address", "Address, of type ip: UCI option coaddress."),
 };
 constexpr Key tunnel_local[] = {
-    string_or("type", "interface", "interface, or any text that goes to UCI option tun_local itself."),
+    string_or("type", "interface", "interface, or any string that goes to UCI option tun_local itself."),
     string("interface", "Key of the interface, of type interface: UCI option tun_local."),
 };
 constexpr Key nemo[] = {
@@ -68,7 +68,7 @@ constexpr Key nemo[] = {
 };
 constexpr Key vpn[] = {
     object("ipsec", "IPsec.", ipsec),
-    object("openvpn", "OpenVPN. A client is told from a server by the map it stands in.", openvpn),
+    object("openvpn", "OpenVPN. The map that it stands in makes it a client or a server.", openvpn),
     of_devices(map("iptunnel", "IP tunnels: the section KEY each, of proto iptunnel.", iptunnel)),
     map("l2tpeth", "Ethernet over L2TP version 3.", l2tpeth),
     of_devices(map("wireguard", "WireGuard devices: the section KEY each, without keys and peers.", wireguard)),

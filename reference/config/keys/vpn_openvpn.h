@@ -1,4 +1,4 @@
-// "vpn.openvpn". The presence of `username` tells a client from a server, so only a client has that member.
+// "vpn.openvpn". The presence of `username` distinguishes a client from a server, so only a client has that member.
 #ifndef TESSERA_REFERENCE_CONFIG_KEYS_VPN_OPENVPN_H
 #define TESSERA_REFERENCE_CONFIG_KEYS_VPN_OPENVPN_H
 
