@@ -23,8 +23,8 @@
   RULE(number_range, error, refused, "a number that its key cannot hold", "",                                          \
        "the document is refused, no service gets its files", "write a number of that range")                           \
   RULE(duration, error, refused, "a duration that is none", "", "the document is refused, no service gets its files",  \
-       "write seconds as a number, or a string such as \"12h\"")                                                         \
-  RULE(characters, error, refused, "characters that a string or name cannot hold", "",                                   \
+       "write seconds as a number, or a string such as \"12h\"")                                                       \
+  RULE(characters, error, refused, "characters that a string or name cannot hold", "",                                 \
        "the document is refused, no service gets its files", "take the characters out")                                \
   RULE(entry_name, error, refused, "the name of an entry that cannot name a section", "",                              \
        "the document is refused, no service gets its files", "rename the entry, and what refers to it")                \
@@ -199,8 +199,8 @@
        "the line does not do what it says", "{cure}")                                                                  \
   /* Runtime facts. */                                                                                                 \
   RULE(facts_unreadable, error, questionable, "a facts file that cannot be used", "{problem}", "no fact is known",     \
-       "write a flat JSON object of strings, as runt dump prints it")                                                    \
-  RULE(fact_value, error, questionable, "a fact that is no string", "{problem}", "runt load refuses the file",           \
+       "write a flat JSON object of strings, as runt dump prints it")                                                  \
+  RULE(fact_value, error, questionable, "a fact that is no string", "{problem}", "runt load refuses the file",         \
        "write the value in double quotes")                                                                             \
   RULE(unknown_fact, warning, questionable, "a fact that no service reads", "'{fact}' is no fact that is read{hint}",  \
        "it has no effect", "correct its name or take it out")                                                          \

@@ -61,7 +61,8 @@ bool holds_control(const char *string, size_t length) {
 }
 
 bool holds_control_but_lines(const char *string, size_t length) {
-  return std::any_of(string, string + length, [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; });
+  return std::any_of(string, string + length,
+                     [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; });
 }
 
 // Whether a byte is one of the two of a character of the second set, U+0080 to U+009F, which commands some terminals as

@@ -26,7 +26,7 @@ const char *const found_names[] = {
 
 // By kind: what a value of that kind is called.
 const char *const kind_names[] = {"a value",    "an object", "an object",
-                                  "an array",   "a string",    "a boolean",
+                                  "an array",   "a string",  "a boolean",
                                   "an integer", "a number",  "a duration (seconds, or a string such as \"90s\")",
                                   "a string"};
 
