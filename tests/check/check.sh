@@ -88,7 +88,7 @@ printf '{"network": {"interface": {"lan": {}}}, "vpn": {"ipsec": {"tunnel": {"ba
 expect 1 '' check --facts=facts.facts "$work/facts.json" <facts.expected
 printf '[]' >"$work/none"
 expect 1 '' check --facts "$work/none" "$work/facts.json" <<OUTPUT
-$work/none: error[facts-unreadable]: the file holds no object; no fact is known; write a flat JSON object of texts, as runt dump prints it
+$work/none: error[facts-unreadable]: the file holds no object; no fact is known; write a flat JSON object of strings, as runt dump prints it
 OUTPUT
 
 # The manual page lists the rules of the program.
