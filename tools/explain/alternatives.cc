@@ -98,25 +98,25 @@ std::vector<Change> alternatives(const Setup &setup, const Setting &setting) {
   };
   if (setting.is_fact) {
     if (setting.value == "true" || setting.value == "1") {
-      add(Change::set, setting.value == "1" ? "0" : "false");
+      add(Change::changed, setting.value == "1" ? "0" : "false");
     } else {
-      add(Change::set, similar(setup, setting.value));
+      add(Change::changed, similar(setup, setting.value));
     }
-    add(Change::remove, "");
+    add(Change::removed, "");
     return changes;
   }
   if (!setting.is_leaf) {
-    if (setting.is_entry) add(Change::rename, last_name(setting.path) + "0");
-    add(Change::remove, "");
+    if (setting.is_entry) add(Change::renamed, last_name(setting.path) + "0");
+    add(Change::removed, "");
     return changes;
   }
   if (setting.json == "true" || setting.json == "false") {
-    add(Change::set, setting.json == "true" ? "false" : "true");
+    add(Change::changed, setting.json == "true" ? "false" : "true");
   } else if (setting.json[0] != '"') {
-    for (const std::string &number : other_numbers(setting.value)) add(Change::set, number);
+    for (const std::string &number : other_numbers(setting.value)) add(Change::changed, number);
   } else {
     for (const std::string &text : other_strings(setup, schema_at(setting.path), setting.value))
-      add(Change::set, quoted(text));
+      add(Change::changed, quoted(text));
   }
   return changes;
 }
@@ -130,7 +130,7 @@ std::vector<Change> additions(const Setup &setup, const std::string &path) {
   if (key.kind == Kind::string)
     for (const std::string &word : other_strings(setup, key, "")) values.push_back(quoted(word));
   std::vector<Change> changes;
-  for (const std::string &value : values) changes.push_back({path, false, Change::set, value});
+  for (const std::string &value : values) changes.push_back({path, false, Change::changed, value});
   return changes;
 }
 
@@ -143,20 +143,20 @@ std::vector<Change> more_elements(const Setup &setup, const std::string &path) {
   if (array != nullptr) elements = array->children;
   for (const std::string &word : known_words(key)) {
     bool is_there = std::any_of(elements.begin(), elements.end(), [&](const Value &is) { return is.string == word; });
-    if (!is_there) changes.push_back({path + ".+", false, Change::set, quoted(word)});
+    if (!is_there) changes.push_back({path + ".+", false, Change::changed, quoted(word)});
   }
   return changes;
 }
 
 std::vector<Change> reports(const Setup &setup, const std::string &key, const std::string &kind) {
   std::vector<Change> changes;
-  if (kind == "bool") changes.push_back({key, true, Change::set, "true"});
-  if (kind == "int") changes.push_back({key, true, Change::set, "1"});
+  if (kind == "bool") changes.push_back({key, true, Change::changed, "true"});
+  if (kind == "int") changes.push_back({key, true, Change::changed, "1"});
   if (kind == "string")
-    for (const char *value : {"192.0.2.1", "1"}) changes.push_back({key, true, Change::set, value});
+    for (const char *value : {"192.0.2.1", "1"}) changes.push_back({key, true, Change::changed, value});
   const Value *interfaces = value_at(setup, "network.interface");
   if (kind == "list" && interfaces != nullptr)
     for (const Value &entry : interfaces->children)
-      changes.push_back({key + ".0", true, Change::set, "network.interface." + entry.name});
+      changes.push_back({key + ".0", true, Change::changed, "network.interface." + entry.name});
   return changes;
 }

@@ -73,7 +73,7 @@ bool apply_to_config(std::string &config, const Change &change) {
   Value root;
   if (!parse(config, &root)) return false;
   Edit edit{.command = {}, .path = change.path, .value = change.value, .json = true, .create = true};
-  auto apply = change.kind == Change::set ? set_value : change.kind == Change::remove ? unset_value : rename_entry;
+  auto apply = change.kind == Change::changed ? set_value : change.kind == Change::removed ? unset_value : rename_entry;
   Edited outcome = apply(config, root, edit);
   config = std::move(outcome.content);
   return outcome.problem.empty();
@@ -145,7 +145,7 @@ bool apply_changes(const Setup &setup, const std::vector<Change> &changes, std::
   for (const Change &change : changes) {
     if (!change.is_fact) {
       if (!apply_to_config(config, change)) return false;
-    } else if (change.kind == Change::remove) {
+    } else if (change.kind == Change::removed) {
       facts.erase(change.path);
     } else {
       facts[change.path] = change.value;

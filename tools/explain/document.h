@@ -30,7 +30,7 @@ struct Setting {
 struct Change {
   std::string path;  // an element "+" is a new one
   bool is_fact;
-  enum Kind { set, remove, rename } kind;
+  enum Kind { changed, removed, renamed } kind;
   std::string value;  // of a fact its string, of a setting its JSON text; of a rename the new name
 
   bool operator==(const Change &) const = default;

@@ -83,7 +83,7 @@ std::vector<Influence> influences_on(const BaseRun &base, const std::vector<Effe
 
 // What can be said of a line that no setting changes alone.
 std::string remark_on(const Pool &pool, const BaseRun &base, const std::string &file, size_t index) {
-  Attempt empty{nullptr, {{"", false, Change::set, "{}"}}};
+  Attempt empty{nullptr, {{"", false, Change::changed, "{}"}}};
   std::vector<Effect> effects = try_changes(pool, base, {empty});
   bool stays = effects.empty() || effects[0].fates.count(file) == 0 || effects[0].fates[file][index] == Fate::kept;
   return stays ? "the same on every setup" : "no single setting changes it";

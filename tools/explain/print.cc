@@ -116,7 +116,7 @@ void put_change(const Printing &printing, Writer &writer, const Change &change) 
   put_object(writer, [&] {
     put(writer, change.is_fact ? "fact" : "path", change.path);
     std::string value = new_value(printing, change);
-    put_raw(writer, "value", change.kind == Change::remove ? "null" : change.is_fact ? quoted(value) : value);
+    put_raw(writer, "value", change.kind == Change::removed ? "null" : change.is_fact ? quoted(value) : value);
   });
 }
 
@@ -169,7 +169,7 @@ void print_reasons(const Printing &printing, const LineAnswer &answer) {
 std::string condition(const Printing &printing, const Change &change) {
   const Setting *setting = find_setting(printing.setup, change.path);
   std::string text = (change.is_fact ? "the fact " : "") + change.path;
-  if (change.kind == Change::remove) {
+  if (change.kind == Change::removed) {
     text += " were not there";
   } else if (is_hidden(printing, change.path, change.is_fact) && change.value != "\"\"") {
     text += " were another one";

@@ -294,8 +294,9 @@ std::vector<Verdict> check_files(const Checker &checker, const Files &files) {
   std::vector<Verdict> verdicts;
   for (const auto &[path, file] : files.written) {
     // What a link leads to is another program's.
-    bool is_checked = S_ISREG(file.mode) && std::any_of(checker.files.begin(), checker.files.end(),
-                                                        [&](const char *pattern) { return matches(pattern, path); });
+    bool is_checked =
+        S_ISREG(file.mode) && std::any_of(checker.files.begin(), checker.files.end(),
+                                          [&name = path](const char *pattern) { return matches(pattern, name); });
     if (is_checked) verdicts.push_back({checker.name, "/" + path, is_installed, {}});
   }
   if (is_installed) checker.check(program, verdicts, files);

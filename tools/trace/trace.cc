@@ -86,7 +86,7 @@ void record_fact(const char *kind, const char *key) {
   fprintf(record(), "fact %s %s\n", kind, key);
 }
 
-std::string format_key(const char *format, va_list arguments) {
+__attribute__((format(printf, 1, 0))) std::string format_key(const char *format, va_list arguments) {
   char *text = nullptr;
   if (vasprintf(&text, format, arguments) < 0) abort();
   std::unique_ptr<char, void (*)(void *)> owner(text, free);
