@@ -21,8 +21,8 @@ std::string edited(const std::string &content, const std::string &words, bool js
   Value root;
   if (!parse(content, &root)) return "no JSON";
   Edited outcome = (edit.command == "set"     ? set_value
-                     : edit.command == "unset" ? unset_value
-                                               : rename_entry)(content, root, edit);
+                    : edit.command == "unset" ? unset_value
+                                              : rename_entry)(content, root, edit);
   return outcome.problem.empty() ? outcome.content : outcome.problem;
 }
 

@@ -206,17 +206,17 @@ RuntEntry **WRAPPED(runt_get_entries)(const char *key, int a, int b, int c, int 
   std::string key = format_key(format, arguments); \
   va_end(arguments)
 
-char *WRAPPED(runt_get_string_pathf)(const char *format, ...) {
+__attribute__((format(printf, 1, 2))) char *WRAPPED(runt_get_string_pathf)(const char *format, ...) {
   FORMATTED_KEY(key, format);
   return WRAPPED(runt_get_string)(key.c_str());
 }
 
-int32_t WRAPPED(runt_get_int_pathf)(int32_t fallback, const char *format, ...) {
+__attribute__((format(printf, 2, 3))) int32_t WRAPPED(runt_get_int_pathf)(int32_t fallback, const char *format, ...) {
   FORMATTED_KEY(key, format);
   return WRAPPED(runt_get_int32)(key.c_str(), fallback);
 }
 
-char **WRAPPED(runt_keys_pathf)(const char *format, ...) {
+__attribute__((format(printf, 1, 2))) char **WRAPPED(runt_keys_pathf)(const char *format, ...) {
   FORMATTED_KEY(key, format);
   return WRAPPED(runt_keys)(key.c_str());
 }
