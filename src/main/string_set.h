@@ -4,7 +4,7 @@
 #ifndef TESSERA_MAIN_STRING_SET_H
 #define TESSERA_MAIN_STRING_SET_H
 
-#include <sys/auxv.h>
+#include <sys/random.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -40,8 +40,8 @@ class StringSet {
   };
 
   static Key random_key() {
-    Key key;  // the kernel hands each process 16 random bytes
-    memcpy(&key, reinterpret_cast<const void *>(getauxval(AT_RANDOM)), sizeof key);
+    Key key = {14695981039346656037U, 1099511628211U};  // where the kernel has no random numbers to give
+    static_cast<void>(getrandom(&key, sizeof key, GRND_NONBLOCK));
     key.factor |= 1;
     return key;
   }
