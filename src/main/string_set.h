@@ -40,8 +40,9 @@ class StringSet {
   };
 
   static Key random_key() {
-    Key key = {14695981039346656037U, 1099511628211U};  // where the kernel has no random numbers to give
-    static_cast<void>(getrandom(&key, sizeof key, GRND_NONBLOCK));
+    Key key;
+    bool is_random = getrandom(&key, sizeof key, GRND_NONBLOCK) == sizeof key;
+    if (!is_random) key = {14695981039346656037U, 1099511628211U};  // the kernel has none so early
     key.factor |= 1;
     return key;
   }
