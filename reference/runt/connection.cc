@@ -37,7 +37,7 @@ int lock_file(int fd) {
   while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK) return errno;
     if (waited >= patience) return EBUSY;
-    constexpr timespec pause_between = {0, pause * 1'000'000};
+    constexpr timespec pause_between = {0, pause * 1'000'000L};
     nanosleep(&pause_between, nullptr);
     waited += pause;
     if (waited >= patience)

@@ -37,6 +37,7 @@ constexpr size_t largest_output = 1U << 20;
 // The argument vector: the program's name, then `arguments` up to the null pointer.
 std::vector<char *> argument_vector(const char *program, va_list &arguments) {
   std::vector<char *> vector;
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers have started the list
   for (const char *string = program; string != nullptr; string = va_arg(arguments, const char *)) {
     vector.push_back(const_cast<char *>(string));  // the interface of exec is older than const
   }

@@ -29,6 +29,7 @@ bool run_command(const std::string &line, const fs::path &messages) {
   std::istringstream text(line);
   for (std::string word; text >> word;) words.push_back(word);
   std::vector<char *> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string &word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   posix_spawn_file_actions_t actions;

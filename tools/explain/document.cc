@@ -46,13 +46,13 @@ void collect_settings(Setup &setup, const std::vector<size_t> &line_starts, cons
                               static_cast<unsigned>(line),
                               static_cast<unsigned>(value.begin - line_starts[static_cast<size_t>(line - 1)] + 1)});
   }
+  const std::string above = path.empty() ? "" : path + ".";
   for (size_t i = 0; i < value.children.size(); i++) {
     const Value &child = value.children[i];
-    std::string name = value.type == Value::Type::array ? std::to_string(i) : child.name;
+    const std::string name = value.type == Value::Type::array ? std::to_string(i) : child.name;
     Place below = place_below(place, name);
     if (below.kind != Kind::ignored)
-      collect_settings(setup, line_starts, child, below, path.empty() ? name : path + "." + name,
-                       place.kind == Kind::map);
+      collect_settings(setup, line_starts, child, below, above + name, place.kind == Kind::map);
   }
 }
 

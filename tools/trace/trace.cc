@@ -77,7 +77,7 @@ void record_read(const ConfigNode *node, const char *path, const char *event = "
   if (node == nullptr || path == nullptr) return;
   record_positions();
   std::unique_ptr<char, void (*)(void *)> start(config_path(node), free);
-  fprintf(record(), "%s %s%s%s\n", event, start.get(), *start.get() != '\0' && *path != '\0' ? "." : "", path);
+  fprintf(record(), "%s %s%s%s\n", event, start.get(), *start != '\0' && *path != '\0' ? "." : "", path);
 }
 
 void record_fact(const char *kind, const char *key) {
