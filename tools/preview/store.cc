@@ -11,7 +11,7 @@
 namespace {
 
 const char *base_name(const std::string &path) {
-  return path.c_str() + path.rfind('/') + 1;
+  return path.c_str() + (path.rfind('/') + 1);
 }
 
 // The directory below `top` that `path` is in. No name on the way is followed that someone else made a symbolic link.
