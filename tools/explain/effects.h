@@ -54,7 +54,7 @@ size_t distance_to(const Trace &trace, const Setting &setting, const std::string
 struct Attempt {
   const Setting *setting;
   std::vector<Change> changes;
-  std::string other_file = "";  // a file of the router that has another content
+  std::string other_file = {};  // a file of the router that has another content
 };
 
 // True for a line of a run of `network` that is another one without the files of `ipsec`.

@@ -99,7 +99,8 @@ void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &result
 // Trials with the same files in /var/run at their start share batches, one for each processor.
 void run_some(const Pool &pool, const std::vector<Trial> &trials, size_t first, size_t end,
               std::vector<Result> &results) {
-  auto processors = static_cast<size_t>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
+  long online = sysconf(_SC_NPROCESSORS_ONLN);
+  const size_t processors = online > 1 ? static_cast<size_t>(online) : 1;
   std::vector<Batch> batches;
   for (bool has_ipsec_files : {false, true})
     for (size_t i = 0; i < processors; i++) batches.push_back(make_batch(pool, has_ipsec_files));

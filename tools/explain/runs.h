@@ -21,7 +21,7 @@ struct Trial {
     of_changed_router,  // those from a run on the changed router
     none,
   } ipsec_files = of_router;
-  std::string other_file = "";  // a file of the router, relative to "/", that has another content; "" for none
+  std::string other_file = {};  // a file of the router, relative to "/", that has another content; "" for none
 };
 
 struct Result {
