@@ -56,6 +56,14 @@ if [ "$(id -u)" -ne 0 ]; then
   command -v sudo >/dev/null || { echo "setup: there is no sudo: $why" >&2; exit 1; }
   sudo -n true 2>/dev/null || sudo -v || exit 1
 fi
+case " $* " in
+  *' test '*)
+    if command -v mountpoint >/dev/null && ! mountpoint -q /; then
+      echo 'setup: the tests make namespaces, which a plain chroot is refused: / has to be a mount point' >&2
+      exit 1
+    fi
+    ;;
+esac
 [ -n "$missing" ] || exit 0
 
 echo "Installing:$missing"

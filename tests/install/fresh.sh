@@ -4,8 +4,8 @@
 #
 #   fresh.sh [SCRATCH_DIRECTORY [USER...]]
 #
-# The new system is a plain directory, which is no mount point, and Debian's archive is the one that this machine's apt
-# uses. What the source tree has committed is tested. A log of each step is left in the scratch directory, and so is the
+# The new system is a plain directory, and Debian's archive is the one that this machine's apt uses. What the source tree
+# has committed is tested. A log of each step is left in the scratch directory, and so is the
 # system as it was before the first command, which the next call begins with.
 set -eu
 if [ "${TESSERA_OWN_MOUNTS-}" != yes ]; then
@@ -48,8 +48,15 @@ make_base() {
   mv "$base.new" "$base"
 }
 
-# inside USER COMMAND: in the clone, as a login of that user.
+# inside USER COMMAND: in the clone, as a login of that user, with the system's directory as the root of all mounts.
 inside() {
+  # shellcheck disable=SC2016 # for that shell
+  unshare -m sh -c 'mount --rbind "$1" "$1" && cd "$1" && mkdir -p media/outside && pivot_root . media/outside &&
+    umount -l /media/outside && exec su - "$2" -c "cd tessera && $3"' sh "$root" "$1" "$2"
+}
+
+# in_chroot USER COMMAND: the same in a plain chroot, whose / is no mount point.
+in_chroot() {
   chroot "$root" su - "$1" -c "cd tessera && $2"
 }
 
@@ -65,6 +72,7 @@ try_as() { # USER
   git -c safe.directory='*' clone -q "$source" "$home/tessera"
   chroot "$root" chown -R "$1:" "${home#"$root"}/tessera"
   step "$1-make-run" inside "$1" 'make run'
+  [ "$1" != root ] || step root-make-run-in-a-chroot in_chroot root 'make run'
   step "$1-make-test-with-installation" inside "$1" 'make test'
   step "$1-make-test-from-nothing" inside "$1" 'make clean && make test'
   step "$1-make-test-after-a-change" inside "$1" 'echo "// changed" >>src/network/uci.cc && make test && git checkout -q .'
