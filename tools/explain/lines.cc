@@ -25,7 +25,8 @@ std::vector<std::string> with_sections(const std::vector<std::string> &lines) {
   for (const std::string &line : lines) {
     bool is_indented = !line.empty() && (line[0] == ' ' || line[0] == '\t');
     if (!is_indented) section = line;
-    result.push_back(is_indented ? section + "\n" + line : line);
+    result.push_back(line);
+    if (is_indented) result.back().insert(0, section + "\n");
   }
   return result;
 }

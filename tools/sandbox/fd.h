@@ -1,32 +1,13 @@
-// File descriptors with an owner, and the whole-file operations on them.
+// Directories with an owner, and whole-file operations on descriptors.
 #ifndef TESSERA_SANDBOX_FD_H
 #define TESSERA_SANDBOX_FD_H
 
 #include <dirent.h>
-#include <unistd.h>
 
 #include <memory>
 #include <string>
-#include <utility>
 
-class Fd {
- public:
-  Fd() = default;
-  explicit Fd(int number) : number_(number) {}
-  Fd(Fd &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Fd &operator=(Fd &&other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-  }
-  ~Fd() {
-    if (number_ >= 0) close(number_);
-  }
-  int get() const { return number_; }
-  bool is_open() const { return number_ >= 0; }
-
- private:
-  int number_ = -1;
-};
+#include "util/owned.h"
 
 struct CloseDirectory {
   void operator()(DIR *directory) const { closedir(directory); }
