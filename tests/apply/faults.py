@@ -25,9 +25,11 @@ NAMES = [name for option in sys.argv if option.startswith('--calls=') for name i
 SERVICES = ('pam', 'dnsmasq', 'ipsec', 'network')
 CONFIG = '/etc/config/config.json'
 PENDING = '/etc/config/pending'
+EARLIER = '/etc/config/history/1.json'  # it stays what it is
 TRACE = '/media/trace'
 APPLY = f'{BIN}/tessera-apply'
 NEW = '/media/new.json'
+MEMORY = ('brk', 'mmap', 'futex', 'mprotect')  # without, the C library may end the process
 CHANGES = ('rename', 'unlink', 'fsync', 'link', 'mkdir', 'write', 'openat', 'chmod', 'fchmod')
 
 
@@ -36,14 +38,17 @@ def call(*words, check=True):
 
 
 def own_files():
-    for path in ('/run', '/media', '/etc/config'):
+    # Of many certificates and devices each makes calls that are alike.
+    for path in ('/run', '/media', '/etc/config', '/etc/ssl/certs', '/sys/class/net'):
         call('mount', '-t', 'tmpfs', 'tmpfs', path)
     with open(f'{SOURCE}/tests/apply/router.json', encoding='utf-8') as file:
         old = file.read()
     with open(NEW, 'w', encoding='utf-8') as file:
         file.write(old.replace('192.168.1.', '192.168.2.').replace('12h', '1d'))
-    with open(CONFIG, 'w', encoding='utf-8') as file:
-        file.write(old)
+    os.mkdir('/etc/config/history', 0o700)
+    for path in (CONFIG, EARLIER):
+        with open(path, 'w', encoding='utf-8') as file:
+            file.write(old)
     start_again()
 
 
@@ -70,7 +75,7 @@ def read(path):
 def state():
     """The document and the files of the services."""
     names = ['pam.conf', 'radius.conf', 'ldap.conf', 'dnsmasq.conf', 'ipsec.conf', 'ipsec.secrets', 'uci/network']
-    paths = [CONFIG, *(f'/run/{name}' for name in names)]
+    paths = [CONFIG, EARLIER, *(f'/run/{name}' for name in names)]
     return {path: read(path) for path in paths if os.path.exists(path)}
 
 
@@ -174,7 +179,7 @@ def fail_calls(case, states, calls):
         if 'standard output' in result.stderr:
             allowed = case.succeeds
         problem = judge(states, allowed)
-        if result.returncode < 0 or result.returncode >= 128:
+        if name not in MEMORY and (result.returncode < 0 or result.returncode >= 128):
             problem = problem or f'ended by a signal: {result.returncode}'
         yield f'{name} {number} fails', problem and f'{problem} (status {result.returncode}: {result.stderr[-300:]})'
 

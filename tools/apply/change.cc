@@ -17,6 +17,10 @@
 
 namespace {
 
+// More than all services and hooks may take. What else can hold a change up, as a terminal that was stopped does with
+// messages, must not keep the guard from its work.
+constexpr unsigned most_seconds = 1800;
+
 std::string name_of(unsigned number) {
   return "change " + std::to_string(number);
 }
@@ -80,8 +84,7 @@ std::string over(unsigned number, const char *reason) {
 }
 
 // The old document stands, and nothing was run.
-int refuse(unsigned number, const std::string &trouble) {
-  forget_document(number);
+int refuse(const std::string &trouble) {
   fprintf(stderr, "tessera-apply: %s; nothing is changed\n", trouble.c_str());
   return change_fails;
 }
@@ -131,19 +134,26 @@ std::string revert_document(const Pending &pending, const char *reason) {
 }
 
 int do_change(Fd &lock, const Change &change, const Survey &survey) {
-  std::vector<Entry> history = read_history();
+  std::vector<Entry> history;
+  std::string trouble = read_history(history);
+  if (!trouble.empty()) return refuse(trouble);
   unsigned number = history.empty() ? 1 : history.back().number + 1;
-  std::string trouble = keep_document(number, change.old_document, change.message);
-  if (!trouble.empty()) return refuse(number, trouble);
-  if (!start_guard(lock)) return refuse(number, std::string("cannot start a process: ") + strerror(errno));
-  signal(SIGHUP, SIG_IGN);  // the connection may end by what is changed
-  signal(SIGPIPE, SIG_IGN);
+  trouble = keep_document(number, change.old_document, change.message);
+  if (!trouble.empty()) return refuse(trouble);
+  if (!start_guard(lock)) {
+    trouble = std::string("cannot start a process: ") + strerror(errno);
+    forget_document(number);
+    return refuse(trouble);
+  }
+  // The connection may end by what is changed, and nobody shall stop what is half done.
+  for (int ignored : {SIGHUP, SIGPIPE, SIGTSTP, SIGTTOU}) signal(ignored, SIG_IGN);
+  alarm(most_seconds);
   Pending pending = new_pending(number, survey.services);
   trouble = store_pending(pending);
   if (!trouble.empty()) {
-    std::string rest = remove_pending();
-    if (rest.empty()) return refuse(number, trouble);
-    return take_back(pending, trouble);
+    if (!remove_pending().empty()) return take_back(pending, trouble);
+    forget_document(number);
+    return refuse(trouble);
   }
   trouble = install_document(change.document);
   if (trouble.empty()) trouble = run_services(survey.services, survey.statuses, false);
@@ -151,6 +161,8 @@ int do_change(Fd &lock, const Change &change, const Survey &survey) {
   if (!trouble.empty()) return take_back(pending, trouble);
   prune_history();
   syslog(LOG_NOTICE, "applied as %u", number);
+  lock = Fd();
+  alarm(0);
   printf("applied as %u", number);
   if (change.seconds > 0) printf("; confirm within %d seconds: tessera-apply confirm", change.seconds);
   putchar('\n');

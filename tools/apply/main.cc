@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -27,7 +29,8 @@ constexpr const char *usage =
 
 constexpr const char *help_text =
     "\n"
-    "plan      checks FILE, runs the services on it in private, and prints which files would change and which\n"
+    "plan      checks FILE (- is standard input), runs the services on it in private, and prints which files would "
+    "change and which\n"
     "          services would be run again. Nothing is changed\n"
     "status    the same with the installed document: has anything drifted? Also a change that is not confirmed\n"
     "FILE      installs FILE as /etc/config/config.json, runs the services that change, and for each of them\n"
@@ -48,10 +51,13 @@ constexpr const char *help_text =
     "change waits for confirmation; 3: it cannot be done, the old document stands; 4: the files differ from what\n"
     "the installed document gives; 6: the change failed or its time was up, and it was taken back.\n";
 
+constexpr size_t longest_message = 1000;
+
 struct Options {
   int seconds = 0;
   std::string message;
   bool prints_json = false;
+  std::string given;               // the letters of the options
   std::vector<std::string> words;  // the command and its arguments
 };
 
@@ -65,7 +71,7 @@ struct Options {
 unsigned read_number(const char *string, const char *problem) {
   char *end = nullptr;
   long number = strtol(string, &end, 10);
-  if (*string == '\0' || *end != '\0' || number < 1 || number > 1'000'000) refuse_usage(problem);
+  if (*string == '\0' || *end != '\0' || number < 1 || number > 999'999'999) refuse_usage(problem);
   return static_cast<unsigned>(number);
 }
 
@@ -78,12 +84,14 @@ Options read_command_line(int argc, char **argv) {
       {"version", no_argument, nullptr, 'v'},       {}};
   Options options;
   for (int letter; (letter = getopt_long(argc, argv, "m:", long_options, nullptr)) >= 0;) {
+    options.given += static_cast<char>(letter);
     switch (letter) {
       case 'c':
-        options.seconds = static_cast<int>(read_number(optarg, "--confirm takes a number of seconds"));
+        options.seconds = static_cast<int>(read_number(optarg, "--confirm takes a number of seconds, from 1 on"));
         break;
       case 'm':
         options.message = optarg;
+        if (options.message.size() > longest_message) refuse_usage("a message has 1000 bytes at most");
         break;
       case 'j':
         options.prints_json = true;
@@ -127,8 +135,9 @@ State enter(bool changes) {
   return state;
 }
 
+// Reads the new document, before the lock is taken: a pipe may be silent for long.
 std::string read_new(const std::string &name) {
-  Fd fd(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+  Fd fd(name == "-" ? dup(STDIN_FILENO) : open(name.c_str(), O_RDONLY | O_CLOEXEC));
   std::string content;
   if (!fd.is_open() || !read_all(fd.get(), content)) fail_system("%s", name.c_str());
   return content;
@@ -145,19 +154,15 @@ std::vector<std::string> named_services(const Options &options, size_t first) {
   std::vector<std::string> names;
   for (size_t i = first; i < options.words.size(); i++) {
     names.push_back(options.words[i]);
-    bool is_known =
-        std::find(std::begin(service_names), std::end(service_names), names.back()) != std::end(service_names);
-    if (!is_known) refuse_usage("the services are pam, dnsmasq, ipsec and network");
+    if (!is_service(names.back())) refuse_usage("the services are pam, dnsmasq, ipsec and network");
   }
   return names;
 }
 
-void show(const Options &options, const Survey &survey) {
-  if (options.prints_json) {
-    print_survey_json(survey);
-  } else {
-    print_survey(survey);
-  }
+// Shows a survey. Nobody waits for a reader of what is printed.
+void show(const Options &options, State &state, const Survey &survey) {
+  state.lock = Fd();
+  (options.prints_json ? print_survey_json : print_survey)(survey, state.pending);
 }
 
 bool is_sound(const Survey &survey) {
@@ -167,23 +172,19 @@ bool is_sound(const Survey &survey) {
 int plan(const Options &options) {
   if (options.words.size() < 2) refuse_usage("plan needs a FILE");
   std::vector<std::string> services = named_services(options, 2);
-  State state = enter(false);
   std::string document = read_new(options.words[1]);
   if (!passes_check(options.words[1], document)) return change_refused;
+  State state = enter(false);
   Survey survey = make_survey(document, services, true);
-  show(options, survey);
+  show(options, state, survey);
   return is_sound(survey) ? change_done : change_refused;
 }
 
 int status(const Options &options) {
   std::vector<std::string> services = named_services(options, 1);
   State state = enter(false);
-  if (state.pending && !options.prints_json) {
-    printf("change %u waits for confirmation, %lld seconds more\n", state.pending->number,
-           static_cast<long long>(state.pending->deadline - seconds_up()));
-  }
   Survey survey = make_survey(installed_document(), services, false);
-  show(options, survey);
+  show(options, state, survey);
   if (survey.has_failed) return change_refused;
   if (!survey.services.empty()) return exit_differs;
   return change_done;
@@ -201,28 +202,30 @@ int install(const Options &options, State &state, const std::string &name, const
   Change change = {installed_document(), document, message, options.seconds};
   if (!passes_check(name, document)) return change_refused;
   Survey survey = make_survey(document, {}, true);
-  print_survey(survey);
+  print_survey(survey, {});
   if (!is_sound(survey)) return change_refused;
   if (survey.services.empty() && change.old_document == document) return change_done;
   return do_change(state.lock, change, survey);
 }
 
 int apply(const Options &options) {
-  if (options.words.size() > 1 || options.prints_json) refuse_usage("there is more than FILE");
+  std::string document = read_new(options.words[0]);
   State state = enter(true);
   if (state.pending) return refuse_second(*state.pending);
-  return install(options, state, options.words[0], read_new(options.words[0]), options.message);
+  return install(options, state, options.words[0], document, options.message);
 }
 
 int rollback(const Options &options) {
-  unsigned number = options.words.size() > 1 ? read_number(options.words[1].c_str(), "rollback takes a number") : 0;
+  unsigned number =
+      options.words.size() > 1 ? read_number(options.words[1].c_str(), "rollback takes the number of an apply") : 0;
   State state = enter(true);
   if (state.pending && number != 0) return refuse_second(*state.pending);
   if (state.pending) {
     require(revert(*state.pending, "it was asked for"));
     return change_done;
   }
-  std::vector<Entry> history = read_history();
+  std::vector<Entry> history;
+  require(read_history(history));
   if (number == 0 && !history.empty()) number = history.back().number;
   std::optional<std::string> document;
   require(read_kept(number, document));
@@ -248,14 +251,22 @@ int confirm(const Options & /*options*/) {
   return change_done;
 }
 
+std::string in_line(std::string message) {
+  for (char &c : message) c = iscntrl(static_cast<unsigned char>(c)) != 0 ? ' ' : c;
+  return message;
+}
+
 int history(const Options & /*options*/) {
   State state = enter(false);
-  for (const Entry &entry : read_history()) {
+  std::vector<Entry> entries;
+  require(read_history(entries));
+  state.lock = Fd();
+  for (const Entry &entry : entries) {
     char time[32] = "";
     tm parts;
     if (localtime_r(&entry.time, &parts) != nullptr) strftime(time, sizeof time, "%Y-%m-%d %H:%M:%S", &parts);
     bool waits = state.pending && state.pending->number == entry.number;
-    printf("%u %s%s%s%s%s\n", entry.number, time, entry.message.empty() ? "" : " ", entry.message.c_str(),
+    printf("%u %s%s%s%s%s\n", entry.number, time, entry.message.empty() ? "" : " ", in_line(entry.message).c_str(),
            waits ? " (waits for confirmation)" : "", entry.has_document ? "" : " (there was no document)");
   }
   return change_done;
@@ -263,29 +274,35 @@ int history(const Options & /*options*/) {
 
 int boot(const Options & /*options*/) {
   std::string trouble;
-  Fd lock = take_lock(false, trouble);
-  require(trouble);
   std::optional<Pending> pending;
-  require(read_pending(pending));
-  if (pending) require(revert_document(*pending, "the system went down before it was completed or confirmed"));
-  return change_done;
+  Fd lock = take_lock(false, trouble);
+  if (trouble.empty()) trouble = read_pending(pending);
+  if (pending) trouble = revert_document(*pending, "the system went down before it was completed or confirmed");
+  if (!trouble.empty()) tell(trouble);  // nobody reads what is printed
+  return trouble.empty() ? change_done : change_fails;
 }
 
 struct Command {
   const char *name;
-  size_t most_words;  // with the command
+  size_t most_words;    // with the command
+  const char *options;  // their letters
   int (*run)(const Options &options);
 };
-constexpr Command commands[] = {{"plan", 6, plan},         {"status", 5, status},   {"confirm", 1, confirm},
-                                {"rollback", 2, rollback}, {"history", 1, history}, {"boot", 1, boot}};
+constexpr Command commands[] = {{"plan", 6, "j", plan},      {"status", 5, "j", status},
+                                {"confirm", 1, "", confirm}, {"rollback", 2, "cm", rollback},
+                                {"history", 1, "", history}, {"boot", 1, "", boot}};
+constexpr Command with_file = {"FILE", 1, "cm", apply};
 
 int run(const Options &options) {
-  for (const Command &command : commands) {
-    if (options.words[0] != command.name) continue;
-    if (options.words.size() > command.most_words) refuse_usage("there are too many words");
-    return command.run(options);
+  const Command *end = std::end(commands);
+  const Command *found = std::find_if(std::begin(commands), end,
+                                      [&options](const Command &command) { return options.words[0] == command.name; });
+  const Command &command = found != end ? *found : with_file;
+  if (options.words.size() > command.most_words) refuse_usage("there are too many words");
+  if (options.given.find_first_not_of(command.options) != std::string::npos) {
+    refuse_usage("an option does not belong to this command");
   }
-  return apply(options);
+  return command.run(options);
 }
 
 }  // namespace
@@ -293,6 +310,9 @@ int run(const Options &options) {
 int main(int argc, char **argv) {
   Options options = read_command_line(argc, argv);
   setvbuf(stdout, nullptr, _IOLBF, 0);  // in order with messages and the output of hooks
+  signal(SIGCHLD, SIG_DFL);             // the caller may not have wanted to know of its children
+  signal(SIGALRM, SIG_DFL);
+  signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
   openlog("tessera-apply", LOG_PID, LOG_DAEMON);
   if (geteuid() != 0) fail("has to run as root");
   int status = run(options);

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -27,11 +28,13 @@ constexpr int service_seconds = 300;
   for (const std::string &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);
   Fd input(open("/dev/null", O_RDONLY | O_CLOEXEC));
-  signal(SIGHUP, SIG_DFL);
-  signal(SIGPIPE, SIG_DFL);
+  for (int number : {SIGHUP, SIGPIPE, SIGTSTP, SIGXFSZ}) signal(number, SIG_DFL);
   setpgid(0, 0);
+  umask(022);
+  setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
+  setenv(waiting_process, std::to_string(parent).c_str(), 1);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) _exit(127);
+  if (getppid() != parent || chdir("/") != 0) _exit(127);
   if (dup2(input.get(), STDIN_FILENO) == STDIN_FILENO) execv(arguments[0], arguments.data());
   _exit(127);
 }
@@ -117,6 +120,10 @@ std::string run_hooks(const std::vector<std::string> &services, const Tree &befo
 }
 
 }  // namespace
+
+bool is_service(const std::string &name) {
+  return std::find(std::begin(service_names), std::end(service_names), name) != std::end(service_names);
+}
 
 Tree read_service_files(std::string &trouble) {
   Router router;

@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
 
+#include "apply/services.h"
 #include "sandbox/sandbox.h"
 
 namespace {
@@ -37,7 +39,8 @@ std::string document_path() {
 
 std::string sync_directory(const std::string &path) {
   Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return fd.is_open() && fsync(fd.get()) == 0 ? "" : failed(path);
+  // Not every file system has directories that can be synced.
+  return fd.is_open() && (fsync(fd.get()) == 0 || errno == EINVAL) ? "" : failed(path);
 }
 
 // Removes a file for good; one that is not there is no trouble.
@@ -103,6 +106,23 @@ std::string this_boot() {
   return content.substr(0, content.find('\n'));
 }
 
+// The number of the earlier document in a file of that name; 0 when it is another file.
+unsigned number_of(const std::string &name) {
+  constexpr size_t most_digits = 9;
+  auto number = static_cast<unsigned>(strtoul(name.substr(0, most_digits).c_str(), nullptr, 10));
+  return name == std::to_string(number) + ".json" ? number : 0;
+}
+
+// Adds an earlier document; false, with errno, when it cannot be found out about: its number must not be used again.
+bool add_entry(unsigned number, std::vector<Entry> &entries) {
+  struct stat status;
+  if (lstat(kept_path(number).c_str(), &status) != 0) return false;
+  std::optional<std::string> message;
+  read_optional(kept_path(number, ".message"), message);
+  entries.push_back({number, status.st_mtime, status.st_size > 0, message.value_or("")});
+  return true;
+}
+
 // Makes the directory of earlier documents, for its owner alone.
 std::string make_history() {
   if (mkdir(history_directory, 0700) != 0) return errno == EEXIST ? "" : failed(history_directory);
@@ -117,11 +137,15 @@ Fd take_lock(bool makes, std::string &trouble) {
   Fd fd(open(history_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!fd.is_open() && (makes || errno != ENOENT)) trouble = failed(history_directory);
   if (!fd.is_open()) return fd;
+  // A hook that waited for the change that waits for the hook would wait for ever.
+  const char *process = getenv(waiting_process);
+  bool is_of_hook = process != nullptr && kill(static_cast<pid_t>(strtol(process, nullptr, 10)), 0) == 0;
   int status;
   do {
-    status = flock(fd.get(), LOCK_EX);
+    status = flock(fd.get(), is_of_hook ? LOCK_EX | LOCK_NB : LOCK_EX);
   } while (status != 0 && errno == EINTR);
-  if (status != 0) trouble = failed(history_directory);
+  if (status != 0)
+    trouble = errno == EWOULDBLOCK ? "cannot be run by a hook of a change that is at work" : failed(history_directory);
   return fd;
 }
 
@@ -143,20 +167,19 @@ std::string restore_document(unsigned number) {
   return status.st_size == 0 ? remove_file(document_path()) : link_into_place(kept, document_path());
 }
 
-std::vector<Entry> read_history() {
-  std::vector<Entry> entries;
+std::string read_history(std::vector<Entry> &entries) {
   Directory directory = open_directory(AT_FDCWD, history_directory);
-  while (const dirent *entry = directory != nullptr ? next_entry(directory.get()) : nullptr) {
-    char *end = nullptr;
-    auto number = static_cast<unsigned>(strtoul(entry->d_name, &end, 10));
-    struct stat status;
-    if (end == entry->d_name || strcmp(end, ".json") != 0 || stat(kept_path(number).c_str(), &status) != 0) continue;
-    std::optional<std::string> message;
-    read_optional(kept_path(number, ".message"), message);
-    entries.push_back({number, status.st_mtime, status.st_size > 0, message.value_or("")});
+  if (directory == nullptr) return errno == ENOENT ? "" : failed(history_directory);
+  for (;;) {
+    errno = 0;
+    const dirent *entry = next_entry(directory.get());
+    if (entry == nullptr) break;
+    unsigned number = number_of(entry->d_name);
+    if (number > 0 && !add_entry(number, entries)) return failed(kept_path(number));
   }
+  if (errno != 0) return failed(history_directory);
   std::sort(entries.begin(), entries.end(), [](const Entry &a, const Entry &b) { return a.number < b.number; });
-  return entries;
+  return "";
 }
 
 std::string keep_document(unsigned number, const std::optional<std::string> &content, const std::string &message) {
@@ -178,7 +201,8 @@ void forget_document(unsigned number) {
 }
 
 void prune_history() {
-  std::vector<Entry> entries = read_history();
+  std::vector<Entry> entries;
+  if (!read_history(entries).empty()) return;  // the next apply does it
   for (size_t i = 0; i + most_entries < entries.size(); i++) forget_document(entries[i].number);
 }
 
@@ -198,8 +222,12 @@ std::string read_pending(std::optional<Pending> &pending) {
   if (!trouble.empty() || !content) return trouble;
   std::istringstream words(*content);
   Pending read;
-  if (!(words >> read.number >> read.deadline >> read.boot)) return std::string(pending_path) + ": is damaged";
-  for (std::string service; words >> service;) read.services.push_back(service);
+  bool is_whole = (words >> read.number >> read.deadline >> read.boot) && content->back() == '\n';
+  for (std::string service; words >> service;) {
+    read.services.push_back(service);
+    is_whole = is_whole && is_service(service);
+  }
+  if (!is_whole) return std::string(pending_path) + ": is damaged; remove it to keep the installed document";
   pending = read;
   return "";
 }

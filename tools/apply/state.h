@@ -41,8 +41,8 @@ struct Entry {
   std::string message;
 };
 
-// The entries from the oldest on.
-std::vector<Entry> read_history();
+// Stores the entries from the oldest on. What else lies in the directory is passed over.
+std::string read_history(std::vector<Entry> &entries);
 
 // Keeps what apply `number` replaces.
 std::string keep_document(unsigned number, const std::optional<std::string> &content, const std::string &message);

@@ -94,7 +94,8 @@ bool is_among(const std::vector<std::string> &names, const std::string &name) {
 }
 
 // Takes over how the services ended. What several say is printed once: all read the same document.
-void take_endings(const ServicesOutcome &outcome, const std::vector<std::string> &only, Survey &survey) {
+void take_endings(const Secrets &secrets, const ServicesOutcome &outcome, const std::vector<std::string> &only,
+                  Survey &survey) {
   std::set<std::string> said;
   for (size_t i = 0; i < outcome.services.size(); i++) {
     const Ended &ended = outcome.services[i];
@@ -102,7 +103,7 @@ void take_endings(const ServicesOutcome &outcome, const std::vector<std::string>
     survey.statuses[service] = ended.status;
     if (!is_among(only, service)) continue;
     for (const std::string &line : lines_of(ended.messages)) {
-      if (said.insert(line).second) fprintf(stderr, "%s\n", line.c_str());
+      if (said.insert(line).second) fprintf(stderr, "%s\n", masked(secrets, "", line).c_str());
     }
     // A router without tunnels, or one whose tunnels wait for an address, ends so.
     bool has_no_tunnel = service == "ipsec" && ended.status == 1 && ended.messages.empty();
@@ -144,10 +145,31 @@ void find_services(const std::vector<std::string> &only, Survey &survey) {
   }
 }
 
+long long seconds_left(const Pending &pending) {
+  return pending.deadline - seconds_up();
+}
+
 std::string joined(const std::vector<std::string> &words, const char *before, const char *after) {
   std::string list;
   for (const std::string &word : words) list += before + word + after;
   return list;
+}
+
+void print_finding_json(const char *separator, const Verdict &verdict, const Finding &finding) {
+  printf("%s\n    {\"checker\": %s, \"file\": %s, \"line\": %u, \"grade\": \"%s\", \"message\": %s}", separator,
+         json_string(verdict.checker).c_str(), json_string(repaired_utf8(finding.file)).c_str(), finding.line,
+         finding.is_warning ? "warning" : "error", json_string(repaired_utf8(finding.message)).c_str());
+}
+
+// Ends an array after its elements; `separator` is "" when there was none.
+void end_array(const char *separator) {
+  puts(*separator != '\0' ? "\n  ]," : "],");
+}
+
+std::string waiting(const std::optional<Pending> &pending) {
+  if (!pending) return "null";
+  return "{\"change\": " + std::to_string(pending->number) +
+         ", \"seconds_left\": " + std::to_string(seconds_left(*pending)) + "}";
 }
 
 }  // namespace
@@ -158,18 +180,21 @@ Survey make_survey(const std::optional<std::string> &config, const std::vector<s
   Router router = this_router(config);
   ServicesOutcome outcome = run_in_private(router);
   Survey survey{};
-  take_endings(outcome, wanted, survey);
+  Secrets secrets = find_secrets(config.value_or(""));
+  take_endings(secrets, outcome, wanted, survey);
   survey.facts_differ = outcome.facts_before != outcome.facts_after;
   take_files(router, outcome, wanted, survey);
   find_services(wanted, survey);
   if (!verifies) return survey;
   for (Verdict &verdict : verify_files(outcome.files, router.files)) {
+    for (Finding &finding : verdict.findings) finding.message = masked(secrets, "", finding.message);
     if (!verdict.findings.empty()) survey.verdicts.push_back(std::move(verdict));
   }
   return survey;
 }
 
-void print_survey(const Survey &survey) {
+void print_survey(const Survey &survey, const std::optional<Pending> &pending) {
+  if (pending) printf("change %u waits for confirmation, %lld seconds more\n", pending->number, seconds_left(*pending));
   for (const PlannedFile &file : survey.files) {
     if (file.fate == Fate::unchanged) continue;
     printf("%s %-32s +%zu -%zu\n", fate_names[static_cast<size_t>(file.fate)], shown_name(file.path).c_str(),
@@ -181,7 +206,7 @@ void print_survey(const Survey &survey) {
   print_verdicts(survey.verdicts, false);
 }
 
-void print_survey_json(const Survey &survey) {
+void print_survey_json(const Survey &survey, const std::optional<Pending> &pending) {
   const char *separator = "";
   printf("{\n  \"files\": [");
   for (const PlannedFile &file : survey.files) {
@@ -192,10 +217,20 @@ void print_survey_json(const Survey &survey) {
         fate_names[static_cast<size_t>(file.fate)], file.lines_added, file.lines_removed);
     separator = ",";
   }
+  end_array(separator);
+  printf("  \"findings\": [");
+  separator = "";
+  for (const Verdict &verdict : survey.verdicts) {
+    for (const Finding &finding : verdict.findings) {
+      print_finding_json(separator, verdict, finding);
+      separator = ",";
+    }
+  }
+  end_array(separator);
   std::string services = joined(survey.services, "\"", "\", ");
-  printf("%s],\n  \"store_changes\": %s,\n  \"services\": [%s]\n}\n", *separator != '\0' ? "\n  " : "",
+  printf("  \"store_changes\": %s,\n  \"services\": [%s],\n  \"pending\": %s\n}\n",
          survey.facts_differ ? "true" : "false",
-         services.substr(0, services.size() - (services.empty() ? 0 : 2)).c_str());
+         services.substr(0, services.size() - (services.empty() ? 0 : 2)).c_str(), waiting(pending).c_str());
 }
 
 bool passes_check(const std::string &name, const std::string &config) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "apply/services.h"
+#include "apply/state.h"
 #include "preview/plan.h"
 #include "preview/verify.h"
 
@@ -26,11 +27,11 @@ struct Survey {
 // cannot be done.
 Survey make_survey(const std::optional<std::string> &config, const std::vector<std::string> &only, bool verifies);
 
-// Prints a line for each file that changes, and the services.
-void print_survey(const Survey &survey);
+// Prints the change that waits, a line for each file that changes, and the services.
+void print_survey(const Survey &survey, const std::optional<Pending> &pending);
 
 // The same as one JSON object.
-void print_survey_json(const Survey &survey);
+void print_survey_json(const Survey &survey, const std::optional<Pending> &pending);
 
 // True when the checker finds no error in the document, whose findings are printed under the name `name`.
 bool passes_check(const std::string &name, const std::string &config);

@@ -13,6 +13,7 @@ struct Edit {
   std::string value;    // the new value or name
   bool json = false;    // the value is JSON
   bool create = false;  // entries of maps that are missing are made
+  bool brief = false;   // of the facts that have the old name, the first is told
 };
 
 // What became of it.

@@ -128,7 +128,8 @@ Status read_request(int count, char **arguments, Request *request) {
 
 // Makes all edits, one after the other; false after a message.
 bool apply(const Request &request, std::string *content, std::string *notes) {
-  for (const Edit &edit : request.edits) {
+  for (Edit edit : request.edits) {
+    edit.brief = !request.dry_run;
     Value root;
     if (!parse(*content, &root)) {
       print_errors(request.file, find_problems(*content));

@@ -61,6 +61,12 @@ std::string with_name(std::string text, const std::string &name) {
   return text;
 }
 
+// The first of several names that are listed.
+std::string first_of(const std::string &list) {
+  size_t end = list.find(',');
+  return end == std::string::npos ? list : list.substr(0, end) + ", ... (see -n)";
+}
+
 std::string counted(size_t count, const char *what) {
   return std::to_string(count) + " " + what + (count != 1 ? "s" : "");
 }
@@ -123,7 +129,7 @@ struct Renaming {
     }
   }
 
-  std::string notes() const {
+  std::string notes(bool brief) const {
     std::string text = "renamed: 1 key, " + counted(references, "reference") + ", " + counted(names, "name");
     bool twice = false;
     for (const NameUse &row : name_uses) {
@@ -131,7 +137,9 @@ struct Renaming {
       // A device may have a name of its own.
       bool named = map_path() == "network.device" && child_of(*entry, "name", &twice) != nullptr;
       if (*row.others != '\0' && !named) text += "; " + with_name(row.others, printable(old_name));
-      if (*row.facts != '\0') text += "; facts that may name it: " + with_name(row.facts, printable(old_name));
+      if (*row.facts == '\0') continue;
+      std::string facts = with_name(row.facts, printable(old_name));
+      text += "; facts that may name it: " + (brief ? first_of(facts) : facts);
     }
     return text + "\n";
   }
@@ -160,6 +168,6 @@ Edited rename_entry(const std::string &content, const Value &root, const Edit &e
   Renaming renaming{{names.begin(), names.end() - 1}, names.back(), edit.value, found.value};
   renaming.visit(root, Place(), "");
   outcome.content = spliced(content, renaming.splices);
-  outcome.notes = renaming.notes();
+  outcome.notes = renaming.notes(edit.brief);
   return outcome;
 }

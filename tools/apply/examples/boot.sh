@@ -2,8 +2,9 @@
 # Writes all files at the start of the system, before the daemons. Ends with 0 when all went well.
 #
 # With procd it is called by the boot() of a script in /etc/init.d, whose START comes before that of the network.
-tessera-apply boot || exit
 failed=0
+# What cannot be taken back is logged and tried again by later commands: without files there is no way to send them.
+tessera-apply boot || failed=1
 mkdir -p /var/run/uci
 for service in pam dnsmasq ipsec network; do
   status=0
