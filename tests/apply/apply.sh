@@ -67,19 +67,21 @@ says 0 'nothing changes' status
 umount /etc
 expect "state after failures" "$(state)" "$old"
 
-# An apply, and what it tells the hooks.
+# An apply, and what it tells the hooks, which work as at the start of the system.
 hook dnsmasq 'echo "dnsmasq $*" >>/run/reloads'
-hook network 'echo "network $*" >>/run/reloads'
-says 0 "$lines
-applied as 1" new.json -m 'a longer lease'
+hook network 'echo "network $* in $PWD with $(umask)" >>/run/reloads'
+(umask 077; says 0 "$lines
+applied as 1" new.json -m $'a longer\nlease')
 new=$(state)
 expect "reloads" "$(cat reloads)" "dnsmasq /var/run/dnsmasq.conf
-network /var/run/uci/network"
+network /var/run/uci/network in / with 0022"
 cmp new.json $document
 expect "mode of the document" "$(stat -c %a $document)" 640
 expect "mode of the earlier document" "$(stat -c %a $history $history/1.json | tr '\n' ' ')" "700 600 "
 cmp old.json $history/1.json
+touch $history/{007.json,4294967295.json,x.json}
 says 0 '1 TIME a longer lease' history
+rm $history/{007.json,4294967295.json,x.json}
 says 0 'nothing changes' new.json
 says 2 'tessera-apply: nothing waits for confirmation' confirm
 rm /etc/tessera/reload.d/network
@@ -93,7 +95,8 @@ says 1 'tessera-apply: the document before change 9 is not kept' rollback 9
 says 0 "$lines
 reload network: there is no /etc/tessera/reload.d/network
 applied as 3; confirm within 600 seconds: tessera-apply confirm" new.json --confirm 600
-says 2 'tessera-apply: change 3 waits for confirmation: tessera-apply confirm, or rollback' old.json
+says 2 'tessera-apply: change 3 waits for confirmation: tessera-apply confirm, or rollback' - <old.json
+expect "what waits, in JSON" "$(tessera-apply status --json | jq -c '[.services, .findings, .pending.change]')" '[[],[],3]'
 says 0 'change 3 waits for confirmation, N seconds more
 nothing changes' status
 says 0 'change 3 is confirmed' confirm
@@ -110,20 +113,66 @@ expect "state when taken back" "$(state)" "$new"
 tessera-apply old.json --confirm 600 >/dev/null
 pgrep -x tessera-apply >pids && xargs kill -9 <pids
 sed -i 's/^\([0-9]* [0-9]*\) [^ ]*/\1 another-boot/' /etc/config/pending
-says 0 'tessera-apply: change 4 was taken back: the system went down before it was completed or confirmed' boot
-cmp new.json $document
-says 4 "$lines" status
-for service in dnsmasq network; do tessera $service; done
+# starts STATUS OUTPUT: runs the boot script.
+starts() {
+  local status=0
+  busybox ash "$SOURCE/tools/apply/examples/boot.sh" >messages 2>&1 || status=$?
+  expect "the boot script" "$status $(cat messages)" "$*"
+}
+rm -r uci
+starts 0 'tessera-apply: change 4 was taken back: the system went down before it was completed or confirmed'
 expect "state after the boot" "$(state)" "$new"
-says 0 '' boot
+says 0 'nothing changes' status
+rm -r uci
+echo 5 0 >/etc/config/pending
+starts 1 'tessera-apply: /etc/config/pending: is damaged; remove it to keep the installed document'
+expect "state after a boot with damage" "$(state)" "$new"
+rm /etc/config/pending
 
-# A hook that fails, and a service that ends otherwise than in private.
+# The example hooks, with stand-ins of what they call.
+mkdir -p /etc/init.d
+cat >stand-in <<'STAND_IN'
+#!/bin/sh
+echo "${0##*/} $*" >>/run/calls
+[ "$1 $2" != "status " ] && [ "$2" != is-active ] || [ -e /run/is-up ]
+STAND_IN
+for program in /usr/bin/{systemctl,ubus} /usr/sbin/ipsec /etc/init.d/{dnsmasq,ipsec,network}; do
+  install -m 755 stand-in "$program"
+done
+calls() {
+  rm -f calls
+  for name in dnsmasq ipsec network; do "$SOURCE/tools/apply/examples/$1/$name" /var/run/file; done
+  cat calls
+}
+up='ipsec rereadall
+ipsec update'
+expect "procd, down" "$(calls procd)" "dnsmasq restart
+ipsec status
+ipsec start
+network reload"
+expect "systemd, down" "$(calls systemd)" "systemctl restart dnsmasq.service
+systemctl --quiet is-active strongswan-starter.service
+systemctl start strongswan-starter.service
+ubus call network reload"
+touch is-up
+expect "procd, up" "$(calls procd | sed -n '/status/,/update/p')" "ipsec status
+$up"
+expect "systemd, up" "$(calls systemd | sed -n '/active/,/update/p')" "systemctl --quiet is-active strongswan-starter.service
+$up"
+
+# A hook that fails, one that waits for the change it belongs to, and a service that ends otherwise than in private.
 hook network 'grep -q 192.168.2 /run/uci/network'
 says 6 "$lines
 tessera-apply: /etc/tessera/reload.d/network ended with status 1
 tessera-apply: while change 4 is taken back: /etc/tessera/reload.d/dnsmasq ended with status 1
 tessera-apply: change 4 was taken back: it failed" "$(hook dnsmasq 'grep -q 192.168.1 /run/dnsmasq.conf'; echo old.json)"
 expect "state after a hook failed" "$(state)" "$new"
+hook network "$BIN/tessera-apply confirm"
+status=0
+tessera-apply old.json >messages 2>&1 || status=$?
+expect "status of a hook that confirms" "$status" 6
+grep -q '^tessera-apply: cannot be run by a hook' messages || fail "$(cat messages)"
+expect "state after a hook confirmed" "$(state)" "$new"
 rm -r /etc/tessera
 rm dnsmasq.conf
 mkfifo dnsmasq.conf
@@ -153,6 +202,7 @@ tessera-apply: change 1 was taken back: it was asked for" rollback
 if ls $document {pam,dnsmasq,ipsec}.conf uci/network 2>/dev/null; then fail "something of the first document stays"; fi
 
 # Who may do it, and how it is asked for.
+says 2 "$(tessera-apply --help | sed -n '/^Usage/,/^$/p' | sed '1i tessera-apply: an option does not belong to this command')" status -m x
 says 2 "$(tessera-apply --help | sed -n '/^Usage/,/^$/p' | sed '1i tessera-apply: there are too many words')" confirm 1
 status=0
 setpriv --reuid=65534 --clear-groups "$BIN/tessera-apply" status >messages 2>&1 || status=$?

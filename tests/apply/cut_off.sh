@@ -7,6 +7,9 @@ set -eu
 cd /run
 PATH=$BIN:$PATH
 trap 'kill "$(cat /run/forwarder.pid)" 2>/dev/null' EXIT
+mkdir -p /run/.overlay/dev/upper /run/.overlay/dev/work
+mount -t overlay overlay /dev -o lowerdir=/dev,upperdir=/run/.overlay/dev/upper,workdir=/run/.overlay/dev/work
+start syslogd busybox syslogd -n -O /run/messages
 
 ip netns add client
 ip link add lan type veth peer name eth0 netns client
@@ -62,6 +65,8 @@ wait_for 10 reaches 192.168.1.1 || fail "the client does not reach its router"
 grep -q '^applied as 2; confirm within 4 seconds' /run/log || fail "$(cat /run/log)"
 if reaches 192.168.1.1; then fail "the client is not cut off"; fi
 wait_for 60 test ! -e /etc/config/pending || fail "nothing is taken back"
+wait_for 10 grep -q 'daemon.notice tessera-apply.*: change 2 was taken back: it was not confirmed in time' /run/messages ||
+  fail "it is not logged: $(cat /run/messages)"
 wait_for 10 reaches 192.168.1.1 || fail "the client does not reach its router again"
 expect "the lease" "$(lease)" "$first"
 cmp old.json /etc/config/config.json

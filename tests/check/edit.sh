@@ -113,6 +113,10 @@ holds 'several edits' <<'FILE'
 }
 FILE
 
+expect 0 "$program" rename router.json $lan office <<'OUT'
+renamed: 1 key, 0 references, 1 name; facts that may name it: network.interface.lan, ... (see -n)
+OUT
+
 # Files that cannot be edited.
 printf '\357\273\277{}' >marked.json
 printf '{"system": {"name": 5}, ' >cut.json

@@ -48,7 +48,8 @@ check_program() {
 
 # Conditions before "||" are meant so, and so is what other programs shall expand.
 check_scripts() {
-  find tools tests bench cmake -name '*.sh' -print0 | xargs -0 shellcheck -e SC2015,SC2016 cmake/postinst .ci/run
+  find tools tests bench cmake -type f \( -name '*.sh' -o -path '*/apply/examples/*' -perm /100 ! -name '*.init' \) -print0 |
+    xargs -0 shellcheck -e SC2015,SC2016 cmake/postinst .ci/run
 }
 
 check format check_format
