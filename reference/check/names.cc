@@ -14,9 +14,11 @@
 
 namespace {
 
+using Owners = std::unordered_map<std::string, const ConfigNode *>;
+
 struct Names {
   Rule twice;  // what it is that two have one name
-  std::unordered_map<std::string, const ConfigNode *> owners;
+  Owners owners;
 };
 
 // Where to point for a device's name: it may be written, or come from the entry as such.
@@ -110,21 +112,23 @@ bool has_section(const NetworkNode *node) {
   }
 }
 
-// An interface on a VLAN comes with a section that makes the VLAN.
-void claim_vlan(Names &sections, const NetworkNode *node) {
+// An interface on a VLAN comes with a section that makes the VLAN. The name says all that is in it, so that the
+// sections of two VLANs with the same device and ID are one and the same.
+void claim_vlan(Owners &vlans, Names &sections, const NetworkNode *node) {
   const NetworkNode *device = network_find_parent(node, NETWORK_NODE_DEVICE);
   if (network_device_type(device) != NETWORK_DEVICE_VLAN) return;
   std::string name = network_name(device);
   name.replace(name.find('.'), 1, "_");
-  const bool ipv6 = strncmp(network_interface_name(node), "ipv6", 4) == 0;
-  claim_section(sections, (ipv6 ? "vlan6_" : "vlan4_") + name, network_config(device));
+  name = (strncmp(network_interface_name(node), "ipv6", 4) == 0 ? "vlan6_" : "vlan4_") + name;
+  claim_section(sections, name, vlans.emplace(name, network_config(device)).first->second);
 }
 
 void claim_interfaces(Names &sections, const NetworkModel *model, uint32_t type) {
+  Owners vlans;
   const NetworkNode *node = network_first_type(model, type);
   for (; node != nullptr; node = network_next_type(model, node, type)) {
     const std::string name = network_interface_name(node);
-    claim_vlan(sections, node);
+    claim_vlan(vlans, sections, node);
     if (has_section(node)) claim_section(sections, name, network_config(node));
     if (network_interface_type(node) == NETWORK_INTERFACE_PASSTHROUGH4 &&
         config_get_bool(config_node_parent(network_config(node)), "passthrough.ancillary.enable"))
