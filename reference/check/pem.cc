@@ -50,11 +50,12 @@ bool take_element(std::string_view &der, unsigned depth) {
   return true;
 }
 
-// The text up to the line end, which is taken off too.
+// The text up to the line end, which is taken off too. As OpenSSL does, it ends before control characters, and where
+// char has a sign also before bytes that are not ASCII.
 std::string_view take_line(std::string_view &text) {
   std::string_view line = text.substr(0, text.find('\n'));
   text.remove_prefix(line.size() < text.size() ? line.size() + 1 : line.size());
-  while (!line.empty() && strchr(" \t\r", line.back()) != nullptr) line.remove_suffix(1);
+  while (!line.empty() && line.back() <= ' ') line.remove_suffix(1);
   return line;
 }
 
