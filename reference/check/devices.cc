@@ -24,7 +24,7 @@ void check_members(Masters &masters, const NetworkNode *master, uint32_t member_
 }
 
 void check_bridge(Masters &masters, const NetworkNode *bridge) {
-  static constexpr ValueRule stp_rules[] = {range("stp.forward_delay", 2, 30), end_of_rules};
+  static constexpr ValueRule stp_rules[] = {in_range("stp.forward_delay"), end_of_rules};
   const ConfigNode *config = network_config(bridge);
   if (!config_get_bool(config, "enable")) return;
   if (config_get_bool(config, "stp.enable")) check_rules(config, stp_rules, Rule::uci_value);
@@ -43,7 +43,7 @@ void check_bond(Masters &masters, const NetworkNode *bond) {
          {"the first member is none that can be the primary", "put a device that is always there first"});
 }
 
-constexpr ValueRule vlan_rules[] = {range("id", 1, 4094), end_of_rules};
+constexpr ValueRule vlan_rules[] = {in_range("id"), end_of_rules};
 
 constexpr ValueRule local_rules[] = {rule("local", Test::filled), end_of_rules};
 
@@ -57,8 +57,7 @@ constexpr Variant macsec_variants[] = {{"manual", macsec_rules}, {nullptr, nullp
 constexpr ValueRule l2tpeth_rules[] = {rule("local", Test::filled),         rule("remote", Test::address),
                                        rule("tunnel_id", Test::filled),     rule("peer_tunnel_id", Test::filled),
                                        rule("encapsulation", Test::filled), end_of_rules};
-constexpr ValueRule l2tpeth_ports[] = {range("udp_source_port", 1, 65535), range("udp_destination_port", 1, 65535),
-                                       end_of_rules};
+constexpr ValueRule l2tpeth_ports[] = {in_range("udp_source_port"), in_range("udp_destination_port"), end_of_rules};
 constexpr Variant l2tpeth_variants[] = {{"udp", l2tpeth_ports}, {nullptr, nullptr}};
 constexpr ValueRule session_rules[] = {rule("session_id", Test::filled), rule("peer_session_id", Test::filled),
                                        end_of_rules};

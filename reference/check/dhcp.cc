@@ -44,7 +44,7 @@ constexpr ValueRule dhcp_rules[] = {
     end_of_rules,
 };
 constexpr ValueRule bound_rules[] = {rule("lease_start", Test::filled), rule("lease_end", Test::filled), end_of_rules};
-constexpr ValueRule custom_mtu_rules[] = {range("advanced.mtu_custom", 68, 65535), end_of_rules};
+constexpr ValueRule custom_mtu_rules[] = {in_range("advanced.mtu_custom"), end_of_rules};
 constexpr Variant mtu_variants[] = {{"custom", custom_mtu_rules}, {nullptr, nullptr}};
 
 // Servers announced to clients: the word that says where the address comes from, and the address for "custom".
@@ -71,7 +71,7 @@ constexpr int address_options[] = {1,  3,  6,  7,  9,  16, 21, 28, 32, 33, 41, 4
                                    48, 49, 50, 54, 65, 68, 69, 70, 71, 72, 73, 74, 150};
 constexpr int sized_options[] = {43, 52, 53, 55, 56, 57, 61, 81, 82, 118};
 
-constexpr ValueRule option_rules[] = {as(Rule::dnsmasq_value, range("option", 0, INT_MAX)), range("option", 1, 254),
+constexpr ValueRule option_rules[] = {as(Rule::dnsmasq_value, range("option", 0, INT_MAX)), in_range("option"),
                                       end_of_rules};
 constexpr ValueRule option_ipv4[] = {
     rule("value_ipv4_list", Test::texts),
@@ -123,11 +123,11 @@ std::string_view own_address(const ConfigNode *part) {
   return address.substr(0, address.rfind('/'));
 }
 
-void check_in_subnet(const ConfigNode *place, const ConfigNode *part, uint32_t address) {
+void check_in_subnet(const ConfigNode *place, const ConfigNode *part, uint32_t address, Rule broken) {
   const char *own = config_get_string(part, "address");
   const std::optional<Ipv4Network> subnet = ipv4_network(own);
   if (subnet.has_value() && strchr(own, '/') != nullptr && !subnet->holds(address))
-    find(place, Rule::dhcp_range_outside, {ipv4_text(address), ipv4_text(*subnet)});
+    find(place, broken, {ipv4_text(address), ipv4_text(*subnet)});
 }
 
 void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
@@ -145,8 +145,8 @@ void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
     find(server, Rule::dnsmasq_effect,
          {"the range ends before it starts: " + first + " to " + last, "write the lower address first"});
   } else {
-    check_in_subnet(config_object_get(server, "lease_start"), part, *first_address);
-    check_in_subnet(config_object_get(server, "lease_end"), part, *last_address);
+    check_in_subnet(config_object_get(server, "lease_start"), part, *first_address, Rule::dhcp_range_outside);
+    check_in_subnet(config_object_get(server, "lease_end"), part, *last_address, Rule::dhcp_range_outside);
   }
 }
 
@@ -252,7 +252,7 @@ void check_static_lease(DhcpCheck &check, const ConfigNode *part, const ConfigNo
   if (address == ipv4_address(own_address(part)))
     find(place, Rule::lease_of_router, {text});
   else
-    check_in_subnet(place, part, *address);
+    check_in_subnet(place, part, *address, Rule::lease_outside);
 }
 
 void check_server(DhcpCheck &check, const ConfigNode *part, const ConfigNode *server) {

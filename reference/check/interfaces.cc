@@ -12,11 +12,11 @@
 
 namespace {
 
-constexpr ValueRule link_rules[] = {optional(rule("mac", Test::mac)), optional(range("mtu", 68, 65535)), end_of_rules};
+constexpr ValueRule link_rules[] = {optional(rule("mac", Test::mac)), optional(in_range("mtu")), end_of_rules};
 constexpr ValueRule name_server_rules[] = {rule("", Test::address), end_of_rules};
 constexpr ValueRule static_ipv6_rules[] = {rule("static.address", Test::ipv6_network), end_of_rules};
-constexpr ValueRule delegation_rules[] = {range("prefix_length", 1, 128),
-                                          optional(rule("prefix_id", Test::hexadecimal)), end_of_rules};
+constexpr ValueRule delegation_rules[] = {in_range("prefix_length"), optional(rule("prefix_id", Test::hexadecimal)),
+                                          end_of_rules};
 
 // An interface with an address, a mask or a gateway that is none stays down; one without an address comes up.
 void check_address(const ConfigNode *part) {
@@ -59,11 +59,11 @@ constexpr ValueRule ancillary_rules[] = {rule("passthrough.ancillary.address", T
                                          rule("passthrough.ancillary.gw", Test::ipv4), end_of_rules};
 
 constexpr ValueRule modem_rules[] = {
-    rule("modem.device", Test::entry, "network.modem"),
-    range("modem.sd", 0, 0xffffff),
+    rule("modem.device", Test::entry),
+    in_range("modem.sd"),
     end_of_rules,
 };
-constexpr ValueRule custom_sst_rules[] = {range("modem.custom_sst", 0, 0xff), end_of_rules};
+constexpr ValueRule custom_sst_rules[] = {in_range("modem.custom_sst"), end_of_rules};
 constexpr Variant sst_variants[] = {{"custom", custom_sst_rules}, {nullptr, nullptr}};
 constexpr ValueRule custom_gateway_rules[] = {rule("modem.custom_gw.gateway", Test::filled), end_of_rules};
 // The list of access points separates its columns by commas and quotes the words in them without escapes.
@@ -94,7 +94,7 @@ void check_device(const NetworkNode *interface) {
 }
 
 void check_interface(const NetworkNode *interface) {
-  static constexpr ValueRule mtu_rules[] = {optional(range("mtu", 68, 65535)), end_of_rules};
+  static constexpr ValueRule mtu_rules[] = {optional(in_range("mtu")), end_of_rules};
   const ConfigNode *config = network_config(interface);
   switch (network_interface_type(interface)) {
     case NETWORK_INTERFACE_MODEM:

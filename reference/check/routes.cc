@@ -10,7 +10,7 @@
 namespace {
 
 constexpr ValueRule global_rules[] = {optional(rule("network.advanced.ula_prefix", Test::ipv6_network)), end_of_rules};
-constexpr ValueRule route_rules[] = {optional(rule("gateway", Test::ipv4)), range("mtu", 0, 65535), end_of_rules};
+constexpr ValueRule route_rules[] = {optional(rule("gateway", Test::ipv4)), in_range("mtu"), end_of_rules};
 constexpr ValueRule domain_policy_rules[] = {
     rule("dst.domain", Test::texts), rule("ip_version", Test::filled),
     as(Rule::dnsmasq_value, line("ipset={dst.domain#1}/domain-policy-9,domain6-policy-9", dnsmasq_line)), end_of_rules};

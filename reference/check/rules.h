@@ -71,7 +71,7 @@
        "write two addresses of the subnet or their last numbers, the lower one first")                                 \
   RULE(dhcp_option_form, warning, questionable, "a DHCP option whose form is not known", "{problem}",                  \
        "value_bytes is sent without a size, and no other value", "{cure}")                                             \
-  RULE(dhcp_range_outside, warning, questionable, "leases or reservations outside of the subnet",                      \
+  RULE(dhcp_range_outside, warning, questionable, "leases outside of the subnet",                                      \
        "{address} is not in the subnet {subnet}", "dnsmasq never leases it", "write an address of the subnet")         \
   RULE(dhcp_options_unset, warning, questionable, "options of a DHCP server that are not set", "{keys} not set",       \
        "{outcome}", "write auto, custom or none")                                                                      \
@@ -90,6 +90,8 @@
        "reserve another address")                                                                                      \
   RULE(lease_elsewhere, error, questionable, "an address that two DHCP servers reserve",                               \
        "the address '{address}' is already reserved by {other}", "dnsmasq will not start", "reserve another address")  \
+  RULE(lease_outside, warning, questionable, "a reservation outside of the subnet",                                    \
+       "{address} is not in the subnet {subnet}", "dnsmasq never leases it", "reserve an address of the subnet")       \
   RULE(lease_of_router, warning, questionable, "a reservation of the router's own address",                            \
        "'{address}' is the router's own address on this interface", "dnsmasq never leases it",                         \
        "reserve another address")                                                                                      \

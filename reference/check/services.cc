@@ -33,13 +33,13 @@ constexpr char argument_ends[] = " []#";
 constexpr ValueRule radius_server_rules[] = {rule("hostname", Test::filled),
                                              rule("hostname", Test::without, " "),
                                              as(Rule::auth_effect, rule("hostname", Test::not_first, "#")),
-                                             range("port", 1, 65535),
+                                             in_range("port"),
                                              rule("secret", Test::filled),
                                              rule("secret", Test::without, " "),
                                              as(Rule::auth_effect, rule("secret", Test::without, "]")),
                                              line("[{hostname}]:{port} {secret+]} {timeout}", radius_line),
                                              range("timeout", 0, INT_MAX),
-                                             as(Rule::auth_effect, range("timeout", 1, INT_MAX)),
+                                             as(Rule::auth_effect, in_range("timeout")),
                                              end_of_rules};
 constexpr ValueRule radius_rules[] = {
     rule("nas_id", Test::without, argument_ends),
@@ -50,7 +50,7 @@ constexpr ValueRule radius_rules[] = {
     end_of_rules};
 
 constexpr ValueRule ldap_server_rules[] = {rule("hostname", Test::filled), rule("hostname", Test::without, " "),
-                                           range("port", 1, 65535), end_of_rules};
+                                           in_range("port"), end_of_rules};
 constexpr ValueRule ldap_rules[] = {
     rule("base_dn", Test::filled),
     rule("base_dn", Test::not_first, " "),
@@ -71,7 +71,7 @@ constexpr ValueRule ldap_rules[] = {
 };
 
 constexpr ValueRule tacacs_server_rules[] = {rule("hostname", Test::filled),
-                                             rule("hostname", Test::without, argument_ends), range("port", 1, 65535),
+                                             rule("hostname", Test::without, argument_ends), in_range("port"),
                                              rule("secret", Test::filled), rule("secret", Test::without, "#"),
                                              // It would take away the meaning of the bracket behind it.
                                              rule("secret", Test::not_last, "\\"), end_of_rules};

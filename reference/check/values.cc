@@ -78,6 +78,35 @@ bool holds_entries(const ConfigNode *node, const char *map) {
   return config_object_first(config_object(config_node_get_root(node), map)) != nullptr;
 }
 
+// The character at which the IPsec starter refuses a value: a "=" outside of double quotes, or a quote that nothing
+// closes; NUL for none. "#" outside of quotes starts a comment; in them a backslash takes the meaning of the character
+// behind it.
+char starter_refusal(const char *text) {
+  bool quoted = false;
+  for (; *text != '\0'; ++text) {
+    if (!quoted && *text == '#') return '\0';
+    if (!quoted && *text == '=') return '=';
+    if (*text == '"')
+      quoted = !quoted;
+    else if (quoted && *text == '\\' && text[1] != '\0')
+      ++text;
+  }
+  return quoted ? '"' : '\0';
+}
+
+// The row with what the table of keys says of its key.
+ValueRule completed(const ConfigNode *entry, ValueRule rule) {
+  if (rule.test != Test::in_range && rule.test != Test::entry) return rule;
+  const SchemaKey &key = *schema_key_at(*entry->key, rule.path);
+  if (rule.test == Test::entry) {
+    rule.argument = map_of_names(key.names);
+    return rule;
+  }
+  rule.low = key.low;
+  rule.high = key.high;
+  return rule;
+}
+
 bool is_quoted(std::string_view text) {
   return text.size() > 2 && text.front() == '"' && text.find_first_of("\\\"", 1) == text.size() - 1;
 }
@@ -137,10 +166,8 @@ constexpr TextTest text_tests[] = {
      [](const ConfigNode *, const ValueRule &rule, const char *text) {
        return strpbrk(text, rule.argument) == nullptr || is_quoted(text);
      }},
-    {Test::closed, "a string whose double quotes are closed", "",
-     [](const ConfigNode *, const ValueRule &, const char *text) {
-       return std::count(text, text + strlen(text), '"') % 2 == 0;
-     }},
+    {Test::starter, "", "",
+     [](const ConfigNode *, const ValueRule &, const char *text) { return starter_refusal(text) == '\0'; }},
     {Test::without_text, "", "",
      [](const ConfigNode *, const ValueRule &rule, const char *text) {
        return strstr(text, rule.argument) == nullptr;
@@ -184,6 +211,9 @@ std::string flaw(const ValueRule &rule, const char *text) {
     case Test::quoted:
       return "holds " + character_name(*strpbrk(text, rule.argument)) +
              ", which its file takes in double quotes around the whole value only";
+    case Test::starter:
+      return "holds " + character_name(starter_refusal(text)) +
+             (starter_refusal(text) == '=' ? " outside of double quotes" : " without another one");
     case Test::without_text:
       return std::string("holds '").append(rule.argument).append("'").append(writable);
     case Test::not_first:
@@ -203,6 +233,8 @@ std::string cure_of(const ValueRule &rule, const char *text) {
     case Test::without:
     case Test::quoted:
       return "take " + character_name(*strpbrk(text, rule.argument)) + " out";
+    case Test::starter:
+      return "take " + character_name(starter_refusal(text)) + " out, or put the value in double quotes";
     case Test::without_text:
       return std::string("take '").append(rule.argument).append("' out");
     case Test::not_first:
@@ -336,9 +368,11 @@ bool check_text(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   return true;
 }
 
-bool check_rule(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
+bool check_rule(const ConfigNode *entry, const ValueRule &row, Rule broken) {
+  const ValueRule rule = completed(entry, row);
   switch (rule.test) {
     case Test::number:
+    case Test::in_range:
     case Test::seconds:
       return check_number(entry, rule, broken);
     case Test::texts:
@@ -350,7 +384,8 @@ bool check_rule(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   }
 }
 
-bool check_element(const ConfigNode *element, const ValueRule &rule, Rule broken) {
+bool check_element(const ConfigNode *element, const ValueRule &row, Rule broken) {
+  const ValueRule rule = completed(element, row);
   const char *text = config_string_get(element);
   if (is_unset(text)) {
     if (rule.optional || rule.test >= Test::without) return false;

@@ -17,6 +17,7 @@ enum class Test : uint8_t {
   filled,        // any text but ""
   word,          // one of the words of `argument`
   number,        // an integer from `low` to `high`
+  in_range,      // an integer of the range that its key has
   seconds,       // a duration from `low` to `high` seconds
   ipv4,          // an address
   address,       // of either family
@@ -28,12 +29,12 @@ enum class Test : uint8_t {
   mac,          // six bytes in hexadecimal, ":" or "-" between them
   hexadecimal,  // digits only
   server,       // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
-  entry,        // the key of an entry of the map `argument`
+  entry,        // the key of an entry of the map that its own key names
   pem,          // a PEM text whose label ends with `argument`; `low` is 1 where more may follow
   // An empty text passes the tests from here on.
   without,       // free of the characters of `argument`
   quoted,        // free of them, or in double quotes as a whole
-  closed,        // holds an even number of double quotes
+  starter,       // closes its double quotes and has no "=" outside of them, as the IPsec starter reads it
   without_text,  // does not hold the text `argument`
   not_first,     // does not start with a character of `argument`
   not_last,      // does not end with one
@@ -74,6 +75,10 @@ constexpr ValueRule one_of(const char *path, const char *words) {
 }
 constexpr ValueRule range(const char *path, int32_t low, int32_t high) {
   return {path, Test::number, false, "", low, high};
+}
+// The range of the key itself.
+constexpr ValueRule in_range(const char *path) {
+  return rule(path, Test::in_range);
 }
 constexpr ValueRule at_least(const char *path, int32_t low) {
   return {path, Test::seconds, false, "", low, INT_MAX};

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr char interfaces[] = "network.interface";
-
 // A tag in a text inside of such tags ends it: what follows would be options.
 constexpr ValueRule inline_text(const char *path, const char *tag) {
   return rule(path, Test::without_text, tag);
@@ -31,7 +29,7 @@ constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
                                       as(Rule::openvpn_effect, rule("server", Test::filled)),
                                       rule("server", Test::without, " "),
                                       as(Rule::openvpn_effect, rule("server", Test::without, openvpn_word_ends)),
-                                      as(Rule::openvpn_effect, range("port", 1, 65535)),
+                                      as(Rule::openvpn_effect, in_range("port")),
                                       line("remote {server} {port}", openvpn_line),
                                       rule("cacert", Test::filled),
                                       inline_text("cacert", "</ca>"),
@@ -55,16 +53,17 @@ void check_openvpn_client(const ConfigNode *client) {
 }
 
 constexpr ValueRule server_rules[] = {as(Rule::openvpn_effect, rule("device_type", Test::filled)),
-                                      as(Rule::openvpn_effect, range("port", 1, 65535)), rule("protocol", Test::texts),
+                                      as(Rule::openvpn_effect, in_range("port")), rule("protocol", Test::texts),
                                       end_of_rules};
 constexpr ValueRule protocol_rules[] = {
     one_of("", "udp udp4 udp6 tcp-server tcp4-server tcp6-server tcp tcp4 tcp6 tcp-client tcp4-client tcp6-client"),
     end_of_rules};
 constexpr ValueRule server_pool_rules[] = {
     as(Rule::openvpn_effect, rule("server_address", Test::ipv4_network)), range("server_first_ip", -1, 254),
-    as(Rule::openvpn_effect, range("server_first_ip", 0, 254)), range("server_last_ip", 1, 255), end_of_rules};
+    as(Rule::openvpn_effect, in_range("server_first_ip")), in_range("server_last_ip"), end_of_rules};
 // The first address is that of the other end.
-constexpr ValueRule tun_pool_rules[] = {range("server_first_ip", 0, 254), end_of_rules};
+constexpr ValueRule tun_pool_rules[] = {as(Rule::openvpn_effect, rule("server_address", Test::ipv4_network)),
+                                        in_range("server_first_ip"), in_range("server_last_ip"), end_of_rules};
 constexpr ValueRule server_key_rules[] = {inline_text("cacert", "</ca>"),
                                           rule("cacert", Test::pem, "CERTIFICATE"),
                                           inline_text("server_cert", "</cert>"),
@@ -78,13 +77,14 @@ constexpr ValueRule server_key_rules[] = {inline_text("cacert", "</ca>"),
 // An address that does not parse makes lines that do not either; one without a prefix length is read.
 void check_server_address(const ConfigNode *server) {
   const std::string_view text = config_get_string(server, "server_address");
-  if (!ipv4_address(text.substr(0, text.find('/'))).has_value())
+  if (!ipv4_address(text.substr(0, text.find('/'))).has_value()) {
     find(config_nearest(server, "server_address"), Rule::openvpn_value,
          {text.empty() ? "server_address is not set" : "'" + printable(text) + "' is no IPv4 address",
           "write an address with a prefix length such as 10.8.0.1/24"});
-  else
-    check_rules(server, server_pool_rules, Rule::openvpn_value);
-  if (text_equals(server, "device_type", "tun")) check_rules(server, tun_pool_rules, Rule::openvpn_value);
+    return;
+  }
+  const bool is_tun = text_equals(server, "device_type", "tun");
+  check_rules(server, is_tun ? tun_pool_rules : server_pool_rules, Rule::openvpn_value);
 }
 
 void check_openvpn_server(const ConfigNode *server) {
@@ -104,11 +104,11 @@ void check_openvpn_server(const ConfigNode *server) {
 constexpr ValueRule nemo_rules[] = {rule("home_address", Test::ipv4), rule("home_agent", Test::filled),
                                     rule("coaddress.type", Test::filled), rule("tun_local.type", Test::filled),
                                     end_of_rules};
-constexpr ValueRule care_of_interface[] = {rule("coaddress.interface", Test::entry, interfaces), end_of_rules};
+constexpr ValueRule care_of_interface[] = {rule("coaddress.interface", Test::entry), end_of_rules};
 constexpr ValueRule care_of_address[] = {rule("coaddress.address", Test::address), end_of_rules};
 constexpr Variant care_of_variants[] = {{"interface", care_of_interface}, {"ip", care_of_address}, {nullptr, nullptr}};
-constexpr ValueRule nemo_network_rules[] = {rule("", Test::entry, interfaces), end_of_rules};
-constexpr ValueRule tunnel_interface[] = {rule("tun_local.interface", Test::entry, interfaces), end_of_rules};
+constexpr ValueRule nemo_network_rules[] = {rule("", Test::entry), end_of_rules};
+constexpr ValueRule tunnel_interface[] = {rule("tun_local.interface", Test::entry), end_of_rules};
 constexpr Variant tunnel_variants[] = {{"interface", tunnel_interface}, {nullptr, nullptr}};
 
 void check_nemo(const ConfigNode *nemo) {

@@ -72,6 +72,21 @@ std::string config_place_of_key(const std::string &path) {
   return search.ambiguous && search.least > 1 ? "" : search.found;
 }
 
+const SchemaKey *schema_key_at(const SchemaKey &key, std::string_view path) {
+  const SchemaKey *found = &key;
+  while (found != nullptr && !path.empty()) {
+    const size_t length = std::min(path.find('.'), path.size());
+    found = schema_member(*found, path.substr(0, length));
+    path.remove_prefix(std::min(length + 1, path.size()));
+  }
+  return found;
+}
+
+const char *map_of_names(NamesOf names) {
+  constexpr const char *maps[] = {"", "network.interface", "network.modem", "network.scep_client", "vpn.ipsec.tunnel"};
+  return maps[static_cast<size_t>(names)];
+}
+
 std::string schema_description(const SchemaKey &key) {
   if (key.description == nullptr) return {};
   std::string text = key.description;

@@ -4,6 +4,7 @@
 // that no writer knows. The strict form is for editors: it lists the known keys and words as the only ones and wants
 // references in their full form. What neither can say: duplicate names, nesting depth, what a reference names, 1.0 in
 // place of an integer, strings of over-long durations.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -240,7 +241,7 @@ void print_value(Printer &printer, const SchemaKey &key, Kind kind) {
       break;
     case Kind::integer:
       if (printer.strict)
-        fprintf(printer.out, R"("type": "integer", "minimum": %d, "maximum": %d})", key.low, key.high);
+        fprintf(printer.out, R"("type": "integer", "minimum": %d, "maximum": %d})", std::min(key.low, 0), key.high);
       else
         fputs(integer, printer.out);
       break;

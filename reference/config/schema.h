@@ -30,6 +30,9 @@ enum class OtherWords : uint8_t {
   usual,     // what most documents hold: the words have a meaning of their own
 };
 
+// The map whose entries a string names, with spaces between several.
+enum class NamesOf : uint8_t { nothing, interfaces, modems, scep_clients, tunnels };
+
 struct SchemaKey {
   const char *name = "";  // of the root ""
   // Of an object, of each entry of a map, or of each object in an array; see members_of.
@@ -46,7 +49,9 @@ struct SchemaKey {
   bool hyphen : 1 = false;          // a map whose entry names may hold '-'
   bool has_fallbacks : 1 = false;   // some member has a fallback
 
-  int32_t low = INT32_MIN;  // the integers that make sense; all by default
+  NamesOf names = NamesOf::nothing;
+
+  int32_t low = INT32_MIN;  // the integers that make sense; all by default. 0 also stands for a key that is not written
   int32_t high = INT32_MAX;
 
   const char *fallback = nullptr;  // the string that is held when the document does not; null for all other keys
@@ -72,6 +77,12 @@ inline std::span<const SchemaKey> members_of(const SchemaKey &key) {
 // The member of that name; null when there is none. Of a map and of an array of objects it is a member of the entries
 // and elements.
 const SchemaKey *schema_member(const SchemaKey &key, std::string_view name);
+
+// The key at the dotted `path` below a value of `key`; null when there is none.
+const SchemaKey *schema_key_at(const SchemaKey &key, std::string_view path);
+
+// The path of that map; "" of nothing.
+const char *map_of_names(NamesOf names);
 
 // The description of a key with what its kind and unit add to it; empty where the key has none.
 std::string schema_description(const SchemaKey &key);

@@ -21,7 +21,7 @@ expect() {
   { diff -u - "$work/out" && diff -u "$work/errors" "$work/err"; } || { echo "$*: other output"; failed=1; }
 }
 
-for document in effects.json mistakes.json network.json services.json values.json; do
+for document in bounds.json effects.json mistakes.json network.json services.json values.json; do
   expected=${document%.json}.expected
   if grep -q ': error\[' "$expected"; then status=1; else status=0; fi
   expect "$status" '' check "$document" <"$expected"

@@ -6,24 +6,6 @@
 
 namespace {
 
-// Strings that hold the name of an entry, or a list of names; "*" is any entry or element.
-struct NamePlace {
-  const char *map;
-  const char *place;
-};
-constexpr NamePlace name_places[] = {
-    {"network.interface", "vpn.ipsec.tunnel.*.local.interface"},
-    {"network.interface", "vpn.ipsec.tunnel.*.policy.*.local.address"},
-    {"network.interface", "vpn.ipsec.tunnel.*.policy.*.local.network"},
-    {"network.interface", "vpn.nemo.*.coaddress.interface"},
-    {"network.interface", "vpn.nemo.*.tun_local.interface"},
-    {"network.interface", "vpn.nemo.*.network.*"},
-    {"network.modem", "network.interface.*.modem.device"},
-    {"network.scep_client", "vpn.ipsec.tunnel.*.auth.scep_client"},
-    {"vpn.ipsec.tunnel", "vpn.ipsec.tunnel.*.ipsec_failover"},
-    {"vpn.ipsec.tunnel", "network.route.service.nhrp.network.*.ipsec"},
-};
-
 // What else depends on the name of an entry, outside of the document. KEY is replaced by the name.
 struct NameUse {
   const char *map;
@@ -94,38 +76,33 @@ struct Renaming {
   }
 
   // The string with the new name in place of each word that is the old one; "" when none is.
-  std::string changed_names(const Value &value, const std::string &place) const {
-    for (const NamePlace &row : name_places) {
-      if (place != row.place || map_path() != row.map) continue;
-      std::string result;
-      bool changed = false;
-      for (std::string_view word : split(value.string, ' ')) {
-        changed = changed || word == old_name;
-        result.append(" ").append(word == old_name ? new_name : word);
-      }
-      return changed ? result.substr(1) : "";
+  std::string changed_names(const Value &value, const SchemaKey &key) const {
+    if (map_path() != map_of_names(key.names)) return "";
+    std::string result;
+    bool changed = false;
+    for (std::string_view word : split(value.string, ' ')) {
+      changed = changed || word == old_name;
+      result.append(" ").append(word == old_name ? new_name : word);
     }
-    return "";
+    return changed ? result.substr(1) : "";
   }
 
-  void visit_string(const Value &value, const Place &place, const std::string &path) {
+  void visit_string(const Value &value, const Place &place) {
     bool reference = place.kind == Kind::reference;
-    std::string changed = reference ? changed_reference(value, place.key->interface_name) : changed_names(value, path);
+    std::string changed =
+        reference ? changed_reference(value, place.key->interface_name) : changed_names(value, *place.key);
     if (changed.empty()) return;
     splices.push_back({value.begin, value.end, quoted(changed)});
     (reference ? references : names)++;
   }
 
-  // `path` has "*" for entries and elements.
-  void visit(const Value &value, const Place &place, const std::string &path) {
-    if (value.type == Value::Type::string && place.kind != Kind::ignored) visit_string(value, place, path);
+  void visit(const Value &value, const Place &place) {
+    if (value.type == Value::Type::string && place.kind != Kind::ignored) visit_string(value, place);
     for (size_t i = 0; i < value.children.size(); i++) {
       const Value &child = value.children[i];
       if (&child == entry) splices.push_back({child.start, child.name_end, quoted(new_name)});
-      bool many = place.kind == Kind::map || place.is_list();
       Place below = place_below(place, value.type == Value::Type::array ? std::to_string(i) : child.name);
-      if (below.kind != Kind::ignored)
-        visit(child, below, (path.empty() ? "" : path + ".") + (many ? "*" : child.name));
+      if (below.kind != Kind::ignored) visit(child, below);
     }
   }
 
@@ -166,7 +143,7 @@ Edited rename_entry(const std::string &content, const Value &root, const Edit &e
     outcome.problem = path + ": there is an entry '" + edit.value + "' already";
   if (!outcome.problem.empty()) return outcome;
   Renaming renaming{{names.begin(), names.end() - 1}, names.back(), edit.value, found.value};
-  renaming.visit(root, Place(), "");
+  renaming.visit(root, Place());
   outcome.content = spliced(content, renaming.splices);
   outcome.notes = renaming.notes(edit.brief);
   return outcome;

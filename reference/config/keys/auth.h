@@ -12,9 +12,9 @@ constexpr Key two_factor[] = {
 constexpr Key user[] = {object("2fa", "Second factor.", two_factor)};
 constexpr Key radius_server[] = {
     string("hostname", "Host name or address."),
-    within(0, 65535, integer("port", "port", "Port.")),
+    within(1, 65535, integer("port", "port", "Port.")),
     secret(string("secret", "Secret shared with it.")),
-    integer("timeout", "seconds", "Time to wait for an answer."),
+    within(1, INT32_MAX, integer("timeout", "seconds", "Time to wait for an answer.")),
 };
 constexpr char about_authoritative[] = "A refusal is final, later methods are not asked: auth_err=die in its rules.";
 constexpr Key radius[] = {
@@ -26,7 +26,7 @@ constexpr Key radius[] = {
 };
 constexpr Key ldap_server[] = {
     string("hostname", "Host name or address."),
-    within(0, 65535, integer("port", "port", "Port.")),
+    within(1, 65535, integer("port", "port", "Port.")),
 };
 constexpr Key ldap[] = {
     objects("server", "Servers to ask, in order: uri.", ldap_server),
@@ -42,7 +42,7 @@ constexpr Key ldap[] = {
 };
 constexpr Key tacacs_server[] = {
     string("hostname", "Host name or address: server=."),
-    within(0, 65535, integer("port", "port", "Port: server=.")),
+    within(1, 65535, integer("port", "port", "Port: server=.")),
     secret(string("secret", "Secret shared with it: secret=.")),
 };
 constexpr Key tacacs[] = {

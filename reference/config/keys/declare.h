@@ -151,6 +151,11 @@ static constexpr Key by_interface_name(Key key) {
   key.interface_name = true;
   return key;
 }
+// A string, or an array of strings, that names entries of a map.
+static constexpr Key naming(NamesOf names, Key key) {
+  key.names = names;
+  return key;
+}
 // A map whose entry names may hold '-'.
 static constexpr Key hyphened(Key map) {
   map.hyphen = true;

@@ -19,13 +19,13 @@ constexpr Key wlan[] = {
 };
 constexpr Key vlan[] = {
     device("device", "Device whose frames are tagged; its name and the ID name the VLAN."),
-    within(0, 4094,
+    within(1, 4094,
            integer("id", "",
                    "VLAN ID, 1 to 4094: section vlan4_DEVICE_ID or vlan6_DEVICE_ID for each interface part on it.")),
 };
 constexpr Key stp[] = {
     boolean("enable", "Take part in the spanning tree: UCI option stp."),
-    within(0, 30,
+    within(2, 30,
            integer("forward_delay", "seconds",
                    "Time in each state before forwarding: UCI option forward_delay, with stp only.")),
 };

@@ -11,7 +11,7 @@ constexpr Key custom_option[] = {
     boolean("enable", "Write the option."),
     word("datatype", "ipv4 str hex 1byte 2byte 4byte",
          "Form of the value, and which of the keys below holds it; with any other word value_bytes as it stands."),
-    within(0, 254, integer("option", "", "Option code, 1 to 254.")),
+    within(1, 254, integer("option", "", "Option code, 1 to 254.")),
     boolean("force", "Send it also unasked: dhcp-option-force= instead of dhcp-option=."),
     strings("value_ipv4_list", "Addresses, of datatype ipv4."),
     string("value_str", "String, of datatype str."),
@@ -33,7 +33,7 @@ constexpr Key dhcp_advanced[] = {
          "Router announced: option 3. auto: this one; custom: gateway_custom; none: no address."),
     string("gateway_custom", "Address for gateway custom."),
     word("mtu", servers_of, "MTU announced: option:mtu. auto: none; custom: mtu_custom; else an empty option."),
-    within(0, 65535, integer("mtu_custom", "bytes", "MTU for mtu custom.")),
+    within(68, 65535, integer("mtu_custom", "bytes", "MTU for mtu custom.")),
     word("primary_dns", servers_of, "Name server announced: option 6. auto: this router; custom: primary_dns_custom."),
     string("primary_dns_custom", "Address for primary_dns custom."),
     word("secondary_dns", servers_of, "Second name server in option 6, as primary_dns."),
@@ -86,7 +86,7 @@ constexpr Key part[] = {
     integer("metric", "",
             "Metric of its routes, lower is preferred: UCI option metric, 0: not written; metric4 or "
             "metric6 of cellular and PPPoE interfaces."),
-    within(0, 65535,
+    within(68, 65535,
            integer("mtu", "bytes",
                    "Largest packet: UCI options mtu and reqopts where the key stands; mtu4 or mtu6 of cellular "
                    "and PPPoE interfaces.")),
@@ -95,7 +95,7 @@ constexpr Key part[] = {
     boolean("force_link", "Keep a static address without a link: UCI option force_link."),
     boolean("dhcp_hostname", "Tell the DHCP server the host name: UCI option dhcp_hostname."),
     string("modem_type", "How a cellular interface learns its address: UCI option ip4_method or ip6_method."),
-    within(0, 128,
+    within(1, 128,
            integer("prefix_length", "bits", "Size of the network taken of a delegated prefix: UCI option ip6assign.")),
     string("prefix_id", "Which of its networks, hexadecimal: UCI option ip6hint."),
     object("static", "IPv6 address beside those learned.", static_address),
@@ -127,7 +127,7 @@ constexpr Key apn[] = {
     boolean("attm2mglobal", "The carrier's machine network: attm2mglobal=."),
 };
 constexpr Key interface_modem[] = {
-    string("device", "Key of the modem in network.modem: UCI option modem_name."),
+    naming(NamesOf::modems, string("device", "Key of the modem in network.modem: UCI option modem_name.")),
     secret(string("pin", "PIN of the SIM: UCI option pin.")),
     string("operator_mode", "How the carrier is chosen: UCI option operator_mode."),
     string("operator", "Carrier to use: UCI option operator."),
@@ -188,7 +188,7 @@ constexpr Key interface_keys[] = {
          "except-interface= in dnsmasq.conf."),
     device("device", "Device it is on: UCI option ifname. A modem is named in modem.device instead."),
     boolean("enable", "Have it; the section of a disabled pppoe interface holds UCI option ifname only."),
-    within(0, 65535,
+    within(68, 65535,
            integer("mtu", "bytes",
                    "Largest packet of both families, where the key stands: UCI options mtu and reqopts after "
                    "those of the part, of ethernet interfaces.")),

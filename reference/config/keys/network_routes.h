@@ -27,9 +27,10 @@ constexpr Key static_route[] = {
     route_metric,
 };
 constexpr Key nhrp_network[] = {
-    string("ipsec",
-           "Tunnel that NHRP runs: uniqueids=never in its file and no interface section. Every tunnel counts "
-           "whose name is a part of this string."),
+    naming(NamesOf::tunnels,
+           string("ipsec",
+                  "Tunnel that NHRP runs: uniqueids=never in its file and no interface section. Every tunnel counts "
+                  "whose name is a part of this string.")),
 };
 constexpr Key nhrp[] = {objects("network", "Networks of the next hop resolution protocol.", nhrp_network)};
 constexpr Key route_service[] = {object("nhrp", "Next hop resolution protocol.", nhrp)};

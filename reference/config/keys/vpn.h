@@ -34,8 +34,8 @@ constexpr Key l2tpeth[] = {
     string("tunnel_id", "Number here: UCI option tunnel_id."),
     string("peer_tunnel_id", "Number at the other end: UCI option peer_tunnel_id."),
     term("encapsulation", "udp ip", "What carries the packets: UCI option encapsulation."),
-    within(0, 65535, integer("udp_source_port", "port", "Port here: UCI option udp_source_port.")),
-    within(0, 65535,
+    within(1, 65535, integer("udp_source_port", "port", "Port here: UCI option udp_source_port.")),
+    within(1, 65535,
            integer("udp_destination_port", "port", "Port at the other end: UCI option udp_destination_port.")),
     boolean("udp_checksum", "Checksums in UDP: UCI option udp_checksum."),
     of_devices(map("session", "Sessions: the section TUNNEL_KEY each.", l2tpeth_session)),
@@ -43,12 +43,12 @@ constexpr Key l2tpeth[] = {
 constexpr Key wireguard[] = {boolean("enable", "Write the section.")};
 constexpr Key care_of_address[] = {
     string_or("type", "interface ip", "Where it comes from: UCI option coaddress_type."),
-    string("interface", "Key of the interface, of type interface: UCI option coaddress."),
+    naming(NamesOf::interfaces, string("interface", "Key of the interface, of type interface: UCI option coaddress.")),
     string("address", "Address, of type ip: UCI option coaddress."),
 };
 constexpr Key tunnel_local[] = {
     string_or("type", "interface", "interface, or any string that goes to UCI option tun_local itself."),
-    string("interface", "Key of the interface, of type interface: UCI option tun_local."),
+    naming(NamesOf::interfaces, string("interface", "Key of the interface, of type interface: UCI option tun_local.")),
 };
 constexpr Key nemo[] = {
     boolean("enable", "Write the section."),
@@ -62,9 +62,10 @@ constexpr Key nemo[] = {
     integer("metric", "", "Metric of its routes, lower is preferred: UCI option metric."),
     boolean("mtu_discovery", "Find the MTU of the path: UCI option mtu_discovery."),
     within(0, 65535, integer("mtu", "bytes", "Largest packet: UCI option mtu, without mtu_discovery only.")),
-    strings("network",
-            "Keys of interfaces whose networks the home agent learns: UCI options adv_networks and "
-            "num_adv_networks."),
+    naming(NamesOf::interfaces,
+           strings("network",
+                   "Keys of interfaces whose networks the home agent learns: UCI options adv_networks and "
+                   "num_adv_networks.")),
 };
 constexpr Key vpn[] = {
     object("ipsec", "IPsec.", ipsec),

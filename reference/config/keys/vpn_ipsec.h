@@ -29,7 +29,7 @@ constexpr Key peer[] = {
 };
 constexpr Key ipsec_local[] = {
     word("type", "defaultroute interface", "Which interface the tunnel runs over: its address gives left=."),
-    string("interface", "Key of the interface, of type interface."),
+    naming(NamesOf::interfaces, string("interface", "Key of the interface, of type interface.")),
     object("id", "Own identity: leftid=.", identity),
 };
 constexpr Key ipsec_remote[] = {
@@ -86,7 +86,8 @@ constexpr Key ipsec_auth[] = {
     secret(string("local_secret", "Secret of the peers' PSK lines, of type asymmetric-secrets.")),
     secret(lines("private_key", "Own key, PEM, of types rsasig and x509: private/KEY.rsa and the RSA line.")),
     secret(string("private_key_passphrase", "Passphrase of that key: at the end of the RSA line.")),
-    string("scep_client", "Key of the client in network.scep_client whose files are linked, of type scep."),
+    naming(NamesOf::scep_clients,
+           string("scep_client", "Key of the client in network.scep_client whose files are linked, of type scep.")),
     lines("public_key", "Own public key, PEM, of type rsasig: certs/KEY.pub; empty: derived from private_key."),
     lines("peer_public_key", "Public key of the peer, PEM, of type rsasig: certs/KEY.peerpub."),
     lines("cert", "Own certificate, PEM, of type x509: certs/KEY.cert and leftcert=."),
@@ -104,8 +105,8 @@ constexpr Key policy_local[] = {
     word("type", "address network custom request dynamic",
          "What leftsubnet= holds: the address or network of an interface, custom, or %dynamic; request asks the peer "
          "for an address: leftsourceip=."),
-    string("address", "Key of the interface, of type address."),
-    string("network", "Key of the interface, of type network."),
+    naming(NamesOf::interfaces, string("address", "Key of the interface, of type address.")),
+    naming(NamesOf::interfaces, string("network", "Key of the interface, of type network.")),
     string("custom", "Network and prefix length, of type custom."),
     string_or("protocol", protocols, about_protocol),
     integer("protocol_other", "", about_protocol_other),
@@ -131,8 +132,8 @@ constexpr Key modecfg_client[] = {
 };
 constexpr Key dpd[] = {
     boolean("enable", "Detect dead peers: dpdaction=."),
-    integer("delay", "seconds", "Time between questions: dpddelay=."),
-    integer("timeout", "seconds", "Silence that means death: dpdtimeout=."),
+    within(1, INT32_MAX, integer("delay", "seconds", "Time between questions: dpddelay=.")),
+    within(1, INT32_MAX, integer("timeout", "seconds", "Silence that means death: dpdtimeout=.")),
 };
 constexpr Key tunnel_vigil[] = {
     boolean("enable",
@@ -145,7 +146,9 @@ constexpr Key ipsec_tunnel[] = {
     term("mode", "tunnel transport",
          "What is protected: type=; all but transport also write if_id=, the tunnel's "
          "position from 1."),
-    string("ipsec_failover", "Key of the tunnel that this one backs up: left out while that one reports ready."),
+    naming(
+        NamesOf::tunnels,
+        string("ipsec_failover", "Key of the tunnel that this one backs up: left out while that one reports ready.")),
     integer("metric", "", "Metric of its routes, lower is preferred: UCI option metric, 0: not written."),
     integer("mgmt", "", "Flag -m of leftupdown=, 0: not written."),
     boolean("force_udp_encap", "Wrap data in UDP also where no address is translated: forceencaps=yes."),
