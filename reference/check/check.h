@@ -4,6 +4,7 @@
 #define TESSERA_REFERENCE_CHECK_CHECK_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "config/report.h"
@@ -12,9 +13,22 @@
 // Reports every finding about the document of `root` and the model that was made from it.
 void network_check(const ConfigNode *root, const NetworkModel *model);
 
-// Checks the runtime facts in the file at `path` against the document of `root` (null: it could not be read) and adds
-// what it finds. The findings have no place in the document: their path is the fact, their line that of the facts file.
-void check_facts(const char *path, const ConfigNode *root, std::vector<Finding> &findings);
+// An entry of a map of the document that a runtime fact is about, and where that fact stands in its file.
+struct FactUse {
+  std::string fact;
+  unsigned line;
+  unsigned column;
+  std::string_view map;
+  std::string name;
+};
+
+// The entries that the runtime facts in the file at `path` are about; none when it cannot be used. Adds what there is
+// to say about the file alone. The findings have no place in a document: their path is the fact, their line that of the
+// file.
+std::vector<FactUse> read_facts(const char *path, std::vector<Finding> &findings);
+
+// Adds a finding for each entry that the document of `root` does not hold.
+void check_facts(const std::vector<FactUse> &uses, const ConfigNode *root, std::vector<Finding> &findings);
 
 // The parts of the check, by subject.
 void check_names(const NetworkModel *model);

@@ -1,6 +1,7 @@
 // Runtime facts against the document that they are to go with.
-#include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 
 #include <algorithm>
 #include <cctype>
@@ -79,7 +80,8 @@ Match match(std::string_view row, std::string_view fact) {
     const std::string_view word = fact.substr(0, fact.find('.'));
     fact.remove_prefix(word.size());
     result.fits = result.fits && fills(gap, word);
-    result.filled += gap == "family" && word != "ipv6" ? "ipv4" : word;
+    const std::string_view usual = gap == "family" ? "ipv4" : gap == "number" ? "0" : word;
+    result.filled += fills(gap, word) ? word : usual;
     if (gap == "family" || gap == "number") continue;
     result.map = gap;
     result.name = word;
@@ -100,80 +102,152 @@ void consider(std::string_view wanted, std::string_view candidate, unsigned &lea
   nearest = candidate;
 }
 
-struct FactsCheck {
-  const std::string &content;
-  const ConfigNode *root;
-  std::vector<Finding> &findings;
+struct Fact {
+  std::string name;
+  size_t at;  // where the name begins in the file
+  std::string value = {};
+  bool is_string = false;  // the value
+  unsigned line = 0;
+  unsigned column = 0;
+};
 
-  // Facts are short documents: the line is where the key stands first.
-  void add(Rule rule, const std::string &fact, std::initializer_list<std::string> values) {
-    const size_t at = fact.empty() ? std::string::npos : content.find('"' + fact + '"');
-    Finding finding = finding_with_words(rule, values);
-    finding.path = printable(fact);
-    if (at != std::string::npos) {
-      const size_t start = content.rfind('\n', at);
-      finding.line =
-          1 + static_cast<unsigned>(std::count(content.begin(), content.begin() + static_cast<long>(at), '\n'));
-      finding.column = static_cast<unsigned>(start == std::string::npos ? at + 1 : at - start);
-    }
-    findings.push_back(std::move(finding));
+// Where the name begins that ends before `end`.
+size_t name_begin(std::string_view content, size_t end) {
+  const auto is_escaped = [content](size_t at) {
+    size_t slashes = 0;
+    while (content[at - slashes - 1] == '\\') ++slashes;
+    return slashes % 2 != 0;
+  };
+  size_t at = content.rfind('"', end - 2);
+  while (is_escaped(at)) at = content.rfind('"', at - 1);
+  return at;
+}
+
+// Takes the events of the JSON reader, and keeps the members of the outermost object.
+struct FactsReader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, FactsReader> {
+  std::string_view content;
+  rapidjson::MemoryStream stream;
+  std::vector<Fact> facts = {};
+  bool is_object = false;  // the outermost value
+  unsigned depth = 0;
+
+  explicit FactsReader(std::string_view text) : content(text), stream(text.data(), text.size()) {}
+
+  bool StartObject() {
+    is_object = is_object || depth == 0;
+    return StartArray();
   }
-
-  void check_entry(const std::string &fact, std::string_view map, std::string_view name) {
-    if (root == nullptr) return;
-    const ConfigNode *entries = config_object(root, std::string(map).c_str());
-    if (config_object_get(entries, std::string(name).c_str()) != nullptr) return;
-    std::string nearest;
-    unsigned least = 3;
-    for (const ConfigNode *entry = config_object_first(entries); entry != nullptr; entry = config_object_next(entry))
-      consider(name, config_key(entry), least, nearest);
-    add(Rule::fact_of_nothing, fact, {"entry of " + std::string(map), printable(name), hint_of(nearest)});
+  bool StartArray() {
+    ++depth;
+    return true;
   }
-
-  void check_fact(const std::string &fact, std::string_view value) {
-    std::string nearest;
-    unsigned least = 4;
-    for (const std::string_view row : known_facts) {
-      const Match found = match(row, fact);
-      if (!found.fits) {
-        consider(fact, found.filled, least, nearest);
-        continue;
-      }
-      if (!found.map.empty()) check_entry(fact, found.map, found.name);
-      constexpr std::string_view interfaces = "network.interface.";
-      if (value.starts_with(interfaces)) check_entry(fact, "network.interface", value.substr(interfaces.size()));
-      return;
-    }
-    add(Rule::unknown_fact, fact, {printable(fact), hint_of(nearest)});
+  bool EndObject(rapidjson::SizeType /*members*/) { return EndArray(0); }
+  bool EndArray(rapidjson::SizeType /*elements*/) {
+    --depth;
+    return true;
   }
-
-  void check_members(const rapidjson::Document &facts) {
-    for (const auto &member : facts.GetObject()) {
-      const std::string fact(member.name.GetString(), member.name.GetStringLength());
-      if (member.value.IsString())
-        check_fact(fact, {member.value.GetString(), member.value.GetStringLength()});
-      else
-        add(Rule::fact_value, fact, {"the value is not a string"});
-    }
+  bool Key(const char *name, rapidjson::SizeType length, bool /*copy*/) {
+    if (is_object && depth == 1) facts.push_back({{name, length}, name_begin(content, stream.Tell())});
+    return true;
+  }
+  bool String(const char *value, rapidjson::SizeType length, bool /*copy*/) {
+    if (!is_object || depth != 1) return true;
+    facts.back().value.assign(value, length);
+    facts.back().is_string = true;
+    return true;
   }
 };
 
-}  // namespace
+// They come in the order of the file.
+void locate(std::string_view content, std::vector<Fact> &facts) {
+  size_t line_begin = 0;
+  unsigned line = 1;
+  for (Fact &fact : facts) {
+    for (size_t end = content.find('\n', line_begin); end < fact.at; end = content.find('\n', line_begin)) {
+      line_begin = end + 1;
+      ++line;
+    }
+    fact.line = line;
+    fact.column = static_cast<unsigned>(fact.at - line_begin + 1);
+  }
+}
 
-void check_facts(const char *path, const ConfigNode *root, std::vector<Finding> &findings) {
-  std::string content;
-  std::string problem;
-  FactsCheck check{content, root, findings};
-  if (!read_file(path, &content, &problem)) {
-    check.add(Rule::facts_unreadable, "", {problem});
+void add(std::vector<Finding> &findings, const Fact &fact, Rule rule, std::initializer_list<std::string> values) {
+  Finding finding = finding_with_words(rule, values);
+  finding.path = printable(fact.name);
+  finding.line = fact.line;
+  finding.column = fact.column;
+  findings.push_back(std::move(finding));
+}
+
+FactUse use_of(const Fact &fact, std::string_view map, std::string_view name) {
+  return {printable(fact.name), fact.line, fact.column, map, std::string(name)};
+}
+
+// Adds the entries that the fact names, in its own name and in its value.
+void take_fact(const Fact &fact, std::vector<FactUse> &uses, std::vector<Finding> &findings) {
+  constexpr std::string_view interfaces = "network.interface.";
+  std::string nearest;
+  unsigned least = 4;
+  for (const std::string_view row : known_facts) {
+    const Match found = match(row, fact.name);
+    if (!found.fits) {
+      consider(fact.name, found.filled, least, nearest);
+      continue;
+    }
+    if (!found.map.empty()) uses.push_back(use_of(fact, found.map, found.name));
+    if (fact.value.starts_with(interfaces))
+      uses.push_back(use_of(fact, "network.interface", std::string_view(fact.value).substr(interfaces.size())));
     return;
   }
-  rapidjson::Document facts;
-  facts.Parse<rapidjson::kParseValidateEncodingFlag>(content.data(), content.size());
-  if (facts.HasParseError())
-    check.add(Rule::facts_unreadable, "", {rapidjson::GetParseError_En(facts.GetParseError())});
-  else if (!facts.IsObject())
-    check.add(Rule::facts_unreadable, "", {"the file holds no object"});
-  else
-    check.check_members(facts);
+  add(findings, fact, Rule::unknown_fact, {printable(fact.name), hint_of(nearest)});
+}
+
+}  // namespace
+
+std::vector<FactUse> read_facts(const char *path, std::vector<Finding> &findings) {
+  std::string content;
+  std::string problem;
+  std::vector<FactUse> uses;
+  if (!read_file(path, &content, &problem)) {
+    findings.push_back(finding_with_words(Rule::facts_unreadable, {problem}));
+    return uses;
+  }
+  FactsReader read(content);
+  rapidjson::Reader reader;
+  if (reader.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(read.stream, read).IsError())
+    problem = rapidjson::GetParseError_En(reader.GetParseErrorCode());
+  else if (!read.is_object)
+    problem = "the file holds no object";
+  if (!problem.empty()) {
+    findings.push_back(finding_with_words(Rule::facts_unreadable, {problem}));
+    return uses;
+  }
+  locate(content, read.facts);
+  for (const Fact &fact : read.facts) {
+    if (fact.is_string)
+      take_fact(fact, uses, findings);
+    else
+      add(findings, fact, Rule::fact_value, {"the value is not a string"});
+  }
+  return uses;
+}
+
+void check_facts(const std::vector<FactUse> &uses, const ConfigNode *root, std::vector<Finding> &findings) {
+  unsigned searches_left = 100;  // each looks at all entries
+  for (const FactUse &use : uses) {
+    const ConfigNode *entries = config_object(root, std::string(use.map).c_str());
+    if (config_object_get(entries, use.name.c_str()) != nullptr) continue;
+    std::string nearest;
+    unsigned least = 3;
+    const ConfigNode *entry = searches_left > 0 ? config_object_first(entries) : nullptr;
+    for (; entry != nullptr; entry = config_object_next(entry)) consider(use.name, config_key(entry), least, nearest);
+    if (searches_left > 0) --searches_left;
+    Finding finding = finding_with_words(Rule::fact_of_nothing,
+                                         {"entry of " + std::string(use.map), printable(use.name), hint_of(nearest)});
+    finding.path = use.fact;
+    finding.line = use.line;
+    finding.column = use.column;
+    findings.push_back(std::move(finding));
+  }
 }

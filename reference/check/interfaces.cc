@@ -22,10 +22,11 @@ constexpr ValueRule delegation_rules[] = {in_range("prefix_length"), optional(ru
 void check_address(const ConfigNode *part) {
   static constexpr ValueRule address_rules[] = {rule("address", Test::ipv4_network), end_of_rules};
   static constexpr ValueRule gateway_rules[] = {optional(rule("gateway", Test::ipv4)), end_of_rules};
-  // What stands behind a second slash is not written.
+  // What stands behind a second slash is not written, and an empty mask is no option.
   const std::string_view address = config_get_string(part, "address");
   const size_t slash = std::min(address.find('/'), address.size());
-  const std::string_view written = address.substr(0, address.find('/', std::min(slash + 1, address.size())));
+  std::string_view written = address.substr(0, address.find('/', std::min(slash + 1, address.size())));
+  if (written.ends_with('/')) written.remove_suffix(1);
   const bool refused = !address.empty() && !ipv4_network(written).has_value();
   check_rules(part, address_rules, refused ? Rule::address : Rule::uci_missing);
   check_rules(part, gateway_rules, Rule::address);

@@ -90,6 +90,12 @@ printf '[]' >"$work/none"
 expect 1 '' check --facts "$work/none" "$work/facts.json" <<OUTPUT
 $work/none: error[facts-unreadable]: the file holds no object; no fact is known; write a flat JSON object of strings, as runt dump prints it
 OUTPUT
+head -c 5000000 /dev/zero | tr '\0' '[' >"$work/deep"
+"$program" check --facts="$work/deep" "$work/facts.json" | grep -q 'error\[facts-unreadable\]' || { echo "a deep facts file is not refused"; failed=1; }
+
+# Names of files cannot command a terminal.
+escape=$(printf '\033')
+"$program" check "no$escape[31m.json" | grep -qF 'no\x1b[31m.json: ' || { echo "the name of a file is shown as it stands"; failed=1; }
 
 # The manual page lists the rules of the program.
 "$program" check --rules >"$work/out"

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "platform/network.h"
 #include "tools/config/commands.h"
@@ -105,19 +106,25 @@ void list(std::vector<Listed> &listed, const char *file, std::vector<Finding> fi
   for (Finding &finding : findings) listed.push_back({file, std::move(finding)});
 }
 
-void check_file(std::vector<Listed> &listed, const char *file, const char *facts) {
+// The facts file that documents are held against.
+struct Facts {
+  const char *file;  // null: none
+  std::vector<FactUse> uses = {};
+  std::vector<Finding> findings = {};  // not listed yet
+};
+
+void check_file(std::vector<Listed> &listed, const char *file, Facts &facts) {
   std::vector<Finding> findings;
-  std::vector<Finding> about_facts;
   const char *path = strcmp(file, "-") == 0 ? "/dev/stdin" : file;
   std::unique_ptr<const ConfigNode, FreeTree> root(config_check_file(path, &findings));
   if (root != nullptr) {
     std::unique_ptr<NetworkModel, FreeModel> model(network_load(root.get()));
     network_check(root.get(), model.get());
   }
-  if (facts != nullptr) check_facts(facts, root.get(), about_facts);
+  if (root != nullptr) check_facts(facts.uses, root.get(), facts.findings);
   root.reset();
   list(listed, file, std::move(findings));
-  if (facts != nullptr) list(listed, facts, std::move(about_facts));
+  if (facts.file != nullptr) list(listed, facts.file, std::exchange(facts.findings, {}));
 }
 
 }  // namespace
@@ -130,7 +137,9 @@ Status check_command(int count, char **arguments) {
   Options options;
   if (!parse(options, count, arguments)) return misuse();
   std::vector<Listed> listed;
-  for (const char *file : options.files) check_file(listed, file, options.facts);
+  Facts facts{.file = options.facts};
+  if (facts.file != nullptr) facts.uses = read_facts(facts.file, facts.findings);
+  for (const char *file : options.files) check_file(listed, file, facts);
   (options.summary ? options.form->print_summary : options.form->print)(listed);
   const bool failed = std::any_of(listed.begin(), listed.end(), [&options](const Listed &each) {
     return words_of(each.finding.rule).severity <= options.fail_on;

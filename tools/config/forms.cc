@@ -27,6 +27,20 @@ std::string sentence(const Finding &finding) {
   return finding.message + place_hint(finding) + "; " + outcome_of(finding) + "; " + cure_of(finding);
 }
 
+// The name of a file, whose control characters must not command a terminal.
+std::string shown_file(std::string_view file) {
+  std::string out;
+  for (const char letter : file) {
+    char escaped[5];
+    const auto code = static_cast<unsigned char>(letter);
+    if ((code < 0x20 || code == 0x7f) && snprintf(escaped, sizeof escaped, "\\x%02x", code) > 0)
+      out += escaped;
+    else
+      out += letter;
+  }
+  return out;
+}
+
 // A string in JSON. What is not UTF-8 in the name of a file is shown as "?".
 std::string quoted(std::string_view text) {
   std::string out = "\"";
@@ -149,7 +163,7 @@ const char *severity_name(Severity severity) {
 }
 
 void print_finding(FILE *out, const char *file, const Finding &finding) {
-  fprintf(out, "%s:", file);
+  fprintf(out, "%s:", shown_file(file).c_str());
   if (finding.line > 0) fprintf(out, "%u:%u:", finding.line, finding.column);
   fprintf(out, " %s[%s]: ", severity_name(words(finding).severity), rule_name(words(finding).name).c_str());
   if (!finding.path.empty()) fprintf(out, "%s: ", finding.path.c_str());
@@ -205,7 +219,7 @@ void print_summary(const std::vector<Listed> &listed) {
   for (const auto &[place, files] : groups_of(listed)) {
     printf("%zu × %s %s (", files.size(), rule_name(words_of(place.first).name).c_str(), place.second.c_str());
     for (size_t index = 0; index < std::min(files.size(), most_files); ++index)
-      printf("%s%s", index > 0 ? " " : "", short_name(files[index]).c_str());
+      printf("%s%s", index > 0 ? " " : "", shown_file(short_name(files[index])).c_str());
     puts(files.size() > most_files ? " …)" : ")");
   }
 }
