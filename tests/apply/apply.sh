@@ -109,9 +109,20 @@ tessera-apply: change 4 was taken back: it was asked for' rollback
 expect "state when taken back" "$(state)" "$new"
 [ ! -e $history/4.json ] || fail "what was taken back stays in the history"
 
+# Nobody is left to take it back when the time is up.
+alone() {
+  tessera-apply old.json --confirm 600 >/dev/full 2>messages
+  expect "what is told without an output" "$(cat messages)" "tessera-apply: standard output cannot be written"
+  pgrep -x tessera-apply >pids && xargs kill -9 <pids
+}
+alone
+sed -i 's/ [0-9]* / 1 /' /etc/config/pending
+says 6 'reload network: there is no /etc/tessera/reload.d/network
+tessera-apply: change 4 was taken back: it was not completed or confirmed in time' confirm
+expect "state when confirmed late" "$(state)" "$new"
+
 # The system goes down before it is confirmed; the record of another boot tells.
-tessera-apply old.json --confirm 600 >/dev/null
-pgrep -x tessera-apply >pids && xargs kill -9 <pids
+alone
 sed -i 's/^\([0-9]* [0-9]*\) [^ ]*/\1 another-boot/' /etc/config/pending
 # starts STATUS OUTPUT: runs the boot script.
 starts() {

@@ -14,6 +14,7 @@
 
 #include "apply/change.h"
 #include "preview/fail.h"
+#include "util/file.h"
 
 namespace {
 
@@ -305,9 +306,16 @@ int run(const Options &options) {
   return command.run(options);
 }
 
+// True for a command that is of no use when its output is lost.
+bool is_shown_only(const Options &options) {
+  const std::string &command = options.words[0];
+  return command == "plan" || command == "status" || command == "history";
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
+  if (!protect_standard_streams()) return exit_setup;
   Options options = read_command_line(argc, argv);
   setvbuf(stdout, nullptr, _IOLBF, 0);  // in order with messages and the output of hooks
   signal(SIGCHLD, SIG_DFL);             // the caller may not have wanted to know of its children
@@ -316,7 +324,7 @@ int main(int argc, char **argv) {
   openlog("tessera-apply", LOG_PID, LOG_DAEMON);
   if (geteuid() != 0) fail("has to run as root");
   int status = run(options);
-  bool is_told = fflush(stdout) == 0 && ferror(stdout) == 0;
-  if (!is_told && status == change_done) fail("standard output cannot be written");
-  return status;
+  if (fflush(stdout) == 0 && ferror(stdout) == 0) return status;
+  fputs("tessera-apply: standard output cannot be written\n", stderr);
+  return is_shown_only(options) ? exit_setup : status;
 }

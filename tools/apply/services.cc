@@ -39,7 +39,8 @@ constexpr int service_seconds = 300;
   _exit(127);
 }
 
-// Runs a program to its end, or for so many seconds. Returns "" and its status (128 + N for signal N), or the trouble.
+// Runs a program to its end. Returns "" and its status (128 + N for signal N), or the trouble: also when it has to be
+// killed after so many seconds.
 std::string run_program(const std::vector<std::string> &words, int seconds, int &status) {
   fflush(nullptr);
   pid_t parent = getpid();
@@ -53,6 +54,9 @@ std::string run_program(const std::vector<std::string> &words, int seconds, int 
       std::string trouble = words[0] + " cannot be waited for: " + strerror(errno);
       kill(-child, SIGKILL);
       return trouble;
+    }
+    if (found == child && tick >= seconds * 100) {
+      return words[0] + " was killed after " + std::to_string(seconds) + " seconds";
     }
     if (found == child) {
       status = WIFSIGNALED(ended) ? 128 + WTERMSIG(ended) : WEXITSTATUS(ended);
