@@ -7,7 +7,10 @@ set -eu
 programs=$1
 here=$(cd "$(dirname "$0")" && pwd)
 answers=$(mktemp)
-trap 'rm -f "$answers"' EXIT
+rootfs=$(mktemp -d)
+trap 'rm -rf "$answers" "$rootfs"' EXIT
+mkdir -p "$rootfs/etc/ssl/certs"
+printf 'a certificate\nof the router\n' >"$rootfs/etc/ssl/certs/ca.crt"
 cd "$here"
 
 ask() {
@@ -31,15 +34,21 @@ interface=network.interface
   ask dnsmasq.conf:16
   ask --json dnsmasq.conf:13
   ask dnsmasq.conf:99
+  ask dnsmasq.conf:0
   ask $interface.offise
   ask /etc/passwd
   ask
-} >"$answers"
+  # A document from a pipe, with a secret of several lines and a file that the router has.
+  tr -d '\n' <openvpn.json | ask -c /dev/stdin config_file_home
+  ask -c openvpn.json -f "$rootfs" router-office.ovpn:23
+  ask -c openvpn.json --json config_file_home:16
+} | sed "s|$rootfs|ROOTFS|" >"$answers"
 if [ "${2-}" = --write ]; then
   cp "$answers" answers
 else
   diff -u answers "$answers"
 fi
-# What is on this line is read with the secrets hidden, unless they are asked for.
-"$programs/tessera-explain" -c router.json -r facts.json auth.user.admin >/dev/null
-! "$programs/tessera-explain" -c router.json -r facts.json --json vpn.ipsec.tunnel | grep -q 'is missing'
+# What stands in a document is never printed with its secrets, unless they are asked for.
+! "$programs/tessera-explain" -c router.json -r facts.json --json vpn.ipsec.tunnel | grep 'is missing'
+! grep 'secret line' "$answers"
+"$programs/tessera-explain" -c openvpn.json --show-secrets config_file_home:17 | grep -q '^second secret line$'

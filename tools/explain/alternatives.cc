@@ -66,10 +66,61 @@ std::vector<std::string> other_strings(const Setup &setup, const SchemaKey &key,
   return values;
 }
 
+// Facts are strings, and some of them stand for yes and no.
+std::string other_fact(const Setup &setup, const std::string &value) {
+  static constexpr const char *answers[][2] = {{"true", "false"}, {"1", "0"}, {"y", "n"}};
+  for (const auto &[yes, no] : answers)
+    if (value == yes) return no;
+  return similar(setup, value);
+}
+
 std::vector<std::string> other_numbers(const std::string &value) {
   long number = strtol(value.c_str(), nullptr, 10);
   if (number == 0) return {"1"};
   return {std::to_string(number - 1), "0"};
+}
+
+// A value for a key that the document leaves out.
+std::vector<Change> additions(const Setup &setup, const std::string &path) {
+  std::vector<std::string> values;
+  SchemaKey key = schema_at(path);
+  if (key.kind == Kind::boolean) values = {"true"};
+  if (key.kind == Kind::integer || key.kind == Kind::number) values = {"1"};
+  if (key.kind == Kind::duration) values = {"60"};
+  if (key.kind == Kind::string)
+    for (const std::string &word : other_strings(setup, key, "")) values.push_back(quoted(word));
+  std::vector<Change> changes;
+  for (const std::string &value : values) changes.push_back({path, false, Change::changed, value});
+  return changes;
+}
+
+// One more of the known words for an array of strings; none for anything else.
+std::vector<Change> more_elements(const Setup &setup, const std::string &path) {
+  std::vector<Change> changes;
+  SchemaKey key = schema_at(path);
+  if (key.kind != Kind::array || key.element != Kind::string) return changes;
+  const Value *array = value_at(setup, path);
+  std::vector<Value> elements;
+  if (array != nullptr) elements = array->children;
+  for (const std::string &word : known_words(key)) {
+    bool is_there = std::any_of(elements.begin(), elements.end(), [&](const Value &is) { return is.string == word; });
+    if (!is_there) changes.push_back({path + ".+", false, Change::changed, quoted(word)});
+  }
+  return changes;
+}
+
+// Reports of a fact that is missing. `kind` is how it was read: bool, int, string or list.
+std::vector<Change> reports(const Setup &setup, const std::string &key, const std::string &kind) {
+  std::vector<Change> changes;
+  if (kind == "bool") changes.push_back({key, true, Change::changed, "true"});
+  if (kind == "int") changes.push_back({key, true, Change::changed, "1"});
+  if (kind == "string")
+    for (const char *value : {"192.0.2.1", "1"}) changes.push_back({key, true, Change::changed, value});
+  const Value *interfaces = value_at(setup, "network.interface");
+  if (kind == "list" && interfaces != nullptr)
+    for (const Value &entry : interfaces->children)
+      changes.push_back({key + ".0", true, Change::changed, "network.interface." + entry.name});
+  return changes;
 }
 
 }  // namespace
@@ -97,11 +148,7 @@ std::vector<Change> alternatives(const Setup &setup, const Setting &setting) {
     changes.push_back({setting.path, setting.is_fact, kind, value});
   };
   if (setting.is_fact) {
-    if (setting.value == "true" || setting.value == "1") {
-      add(Change::changed, setting.value == "1" ? "0" : "false");
-    } else {
-      add(Change::changed, similar(setup, setting.value));
-    }
+    add(Change::changed, other_fact(setup, setting.value));
     add(Change::removed, "");
     return changes;
   }
@@ -121,42 +168,12 @@ std::vector<Change> alternatives(const Setup &setup, const Setting &setting) {
   return changes;
 }
 
-std::vector<Change> additions(const Setup &setup, const std::string &path) {
-  std::vector<std::string> values;
-  SchemaKey key = schema_at(path);
-  if (key.kind == Kind::boolean) values = {"true"};
-  if (key.kind == Kind::integer || key.kind == Kind::number) values = {"1"};
-  if (key.kind == Kind::duration) values = {"60"};
-  if (key.kind == Kind::string)
-    for (const std::string &word : other_strings(setup, key, "")) values.push_back(quoted(word));
-  std::vector<Change> changes;
-  for (const std::string &value : values) changes.push_back({path, false, Change::changed, value});
-  return changes;
-}
-
-std::vector<Change> more_elements(const Setup &setup, const std::string &path) {
-  std::vector<Change> changes;
-  SchemaKey key = schema_at(path);
-  if (key.kind != Kind::array || key.element != Kind::string) return changes;
-  const Value *array = value_at(setup, path);
-  std::vector<Value> elements;
-  if (array != nullptr) elements = array->children;
-  for (const std::string &word : known_words(key)) {
-    bool is_there = std::any_of(elements.begin(), elements.end(), [&](const Value &is) { return is.string == word; });
-    if (!is_there) changes.push_back({path + ".+", false, Change::changed, quoted(word)});
-  }
-  return changes;
-}
-
-std::vector<Change> reports(const Setup &setup, const std::string &key, const std::string &kind) {
-  std::vector<Change> changes;
-  if (kind == "bool") changes.push_back({key, true, Change::changed, "true"});
-  if (kind == "int") changes.push_back({key, true, Change::changed, "1"});
-  if (kind == "string")
-    for (const char *value : {"192.0.2.1", "1"}) changes.push_back({key, true, Change::changed, value});
-  const Value *interfaces = value_at(setup, "network.interface");
-  if (kind == "list" && interfaces != nullptr)
-    for (const Value &entry : interfaces->children)
-      changes.push_back({key + ".0", true, Change::changed, "network.interface." + entry.name});
+std::vector<Change> changes_of(const Setup &setup, const Read &read) {
+  const Setting *setting = find_setting(setup, read.path, read.is_fact);
+  if (setting != nullptr && setting->is_leaf) return alternatives(setup, *setting);
+  if (read.is_fact) return reports(setup, read.path, read.kind);
+  std::vector<Change> changes = more_elements(setup, read.path);
+  if (setting == nullptr)
+    for (const Change &change : additions(setup, read.path)) changes.push_back(change);
   return changes;
 }

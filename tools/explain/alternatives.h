@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "explain/document.h"
+#include "explain/trace.h"
 
 // Another string of the same form, that no setting has. Of an address with a prefix length both parts differ.
 std::string similar(const Setup &setup, const std::string &text);
@@ -14,13 +15,8 @@ std::string similar(const Setup &setup, const std::string &text);
 // named it.
 std::vector<Change> alternatives(const Setup &setup, const Setting &setting);
 
-// Changes that give the setup a value for a key which the schema knows and the document leaves out.
-std::vector<Change> additions(const Setup &setup, const std::string &path);
-
-// Changes that add one of the known words to an array of strings; none for anything else.
-std::vector<Change> more_elements(const Setup &setup, const std::string &path);
-
-// Changes that report a fact which is missing. `kind` is how it was read: bool, int, string or list.
-std::vector<Change> reports(const Setup &setup, const std::string &key, const std::string &kind);
+// Changes of what a run has read: the alternatives of a value that the setup has, a value for a key that the document
+// leaves out, one more of the known words for an array of strings, a report of a fact that is missing.
+std::vector<Change> changes_of(const Setup &setup, const Read &read);
 
 #endif

@@ -13,7 +13,8 @@ struct LineAnswer {
   std::string text;
   std::vector<const Setting *> from;
   std::vector<const Setting *> conditions;
-  std::string remark;  // the file of the router that it comes from; what is said where nothing can be proved
+  std::string router_file;  // that it comes from, too; "" for none
+  std::string remark;       // what is said where nothing can be proved
 };
 
 // Explains the lines of a file of the run; `number` 0 stands for all of them.
@@ -38,13 +39,16 @@ struct NewLines {
 std::vector<NewLines> lines_of_changes(const Pool &pool, const std::vector<BaseRun> &runs,
                                        const std::vector<Change> &changes);
 
-// Changes after which the settings at the path have an effect: each element is one way, of one to `most_steps` changes.
+// Changes after which a setting, or something in it, has an effect: each element is one way, the likeliest first.
 struct Ways {
   std::vector<std::vector<Change>> ways;
-  std::vector<std::string> messages;  // of the runs, about what the path belongs to
+  std::vector<std::string> messages;  // of the runs, about what the setting belongs to
 };
-Ways find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs, const std::string &path,
-               size_t most_steps);
+
+// The ways of each of these settings, which are in document order and have no effect. Of one alone they have up to
+// three changes; several settings share runs, and get ways of one change.
+std::vector<Ways> find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs,
+                            const std::vector<const Setting *> &settings);
 
 // The settings that change nothing in any file; where a whole object has no effect, the object alone.
 std::vector<const Setting *> unused_settings(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs);

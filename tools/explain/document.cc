@@ -64,7 +64,7 @@ void index_settings(Setup &setup) {
   for (const auto &[key, value] : setup.facts)
     setup.settings.push_back({key, true, true, false, value, quoted(value), 0, 0});
   for (size_t i = 0; i < setup.settings.size(); i++) {
-    setup.index.emplace(setup.settings[i].path, i);
+    setup.index[{setup.settings[i].path, setup.settings[i].is_fact}] = i;
     setup.values.insert(setup.settings[i].value);
   }
 }
@@ -126,8 +126,8 @@ std::optional<Setup> read_setup(const std::string &config_file, const std::strin
   return setup;
 }
 
-const Setting *find_setting(const Setup &setup, const std::string &path) {
-  auto found = setup.index.find(path);
+const Setting *find_setting(const Setup &setup, const std::string &path, bool is_fact) {
+  auto found = setup.index.find({path, is_fact});
   return found != setup.index.end() ? &setup.settings[found->second] : nullptr;
 }
 

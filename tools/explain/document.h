@@ -42,9 +42,9 @@ struct Setup {
   std::string text;  // of the configuration, as its file holds it
   Value root;        // what the text holds
   Facts facts;
-  std::vector<Setting> settings;        // in document order; facts behind them
-  std::map<std::string, size_t> index;  // of the settings by path
-  std::set<std::string> values;         // of all settings
+  std::vector<Setting> settings;                         // in document order; facts behind them
+  std::map<std::pair<std::string, bool>, size_t> index;  // of the settings by path, facts apart
+  std::set<std::string> values;                          // of all settings
 };
 
 // True for the path of `top` itself and for what lies below it.
@@ -63,8 +63,8 @@ std::optional<Setup> read_setup(const std::string &config_file, const std::strin
 // Why tessera refuses a configuration with that content, as "LINE:COLUMN: PATH: MESSAGE"; "" when it does not.
 std::string why_refused(const std::string &config);
 
-// The setting at a path, null where the setup has none.
-const Setting *find_setting(const Setup &setup, const std::string &path);
+// The setting at a path, or the fact of that key; null where the setup has none.
+const Setting *find_setting(const Setup &setup, const std::string &path, bool is_fact = false);
 
 // The value in the document at a path; null when there is none.
 const Value *value_at(const Setup &setup, const std::string &path);

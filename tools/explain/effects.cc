@@ -1,52 +1,11 @@
 #include "explain/effects.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <sstream>
 
 #include "explain/alternatives.h"
 #include "preview/strings.h"
 
 namespace {
-
-// The last read of that path among the first `limit`; -1 when there is none.
-ptrdiff_t last_read(const Trace &trace, const std::string &path, size_t limit, bool only_trees) {
-  auto found = trace.places.find(path);
-  if (found == trace.places.end()) return -1;
-  auto end = std::lower_bound(found->second.begin(), found->second.end(), limit);
-  while (end != found->second.begin()) {
-    --end;
-    if (!only_trees || trace.reads[*end].kind == "tree") return static_cast<ptrdiff_t>(*end);
-  }
-  return -1;
-}
-
-ptrdiff_t last_read_of(const Trace &trace, const Setting &setting, size_t limit) {
-  ptrdiff_t last = last_read(trace, setting.path, limit, false);
-  if (setting.is_fact) {
-    // A list of facts is read by the key above them.
-    size_t dot = setting.path.rfind('.');
-    if (dot != std::string::npos) last = std::max(last, last_read(trace, setting.path.substr(0, dot), limit, false));
-    return last;
-  }
-  for (size_t dot = setting.path.rfind('.'); dot != std::string::npos && dot > 0;
-       dot = setting.path.rfind('.', dot - 1))
-    last = std::max(last, last_read(trace, setting.path.substr(0, dot), limit, true));
-  return last;
-}
-
-Trial make_trial(const BaseRun &base, const Attempt &attempt) {
-  Trial trial;
-  trial.service = base.service;
-  trial.changes = attempt.changes;
-  trial.other_file = attempt.other_file;
-  for (const Change &change : attempt.changes) {
-    Setting setting{change.path, change.is_fact, true, false, "", "", 0, 0};
-    const Trace &earlier = base.ipsec_trace;
-    if (reads_below(earlier, change.path) || is_read(earlier, setting)) trial.ipsec_files = Trial::of_changed_router;
-  }
-  return trial;
-}
 
 Effect compare(const BaseRun &base, const Attempt &attempt, const Result &result) {
   Effect effect{attempt, {}, {}};
@@ -71,40 +30,15 @@ Effect compare(const BaseRun &base, const Attempt &attempt, const Result &result
 
 }  // namespace
 
-Trace parse_trace(const std::string &record) {
-  Trace trace;
-  std::map<size_t, std::vector<std::pair<size_t, size_t>>> progress;  // by stream
-  std::map<size_t, std::string> inodes;                               // by stream
-  std::map<std::string, std::string> files;                           // by inode
-  std::istringstream lines(record);
-  for (std::string line; std::getline(lines, line);) {
-    std::istringstream words(line);
-    std::string event;
-    std::string path;
-    size_t stream = 0;
-    size_t bytes = 0;
-    words >> event;
-    if (event == "open") {
-      words >> stream >> inodes[stream];
-    } else if (event == "at") {
-      words >> stream >> bytes;
-      progress[stream].emplace_back(bytes, trace.reads.size());
-    } else if (event == "file") {
-      words >> path;
-      std::getline(words >> std::ws, files[path]);
-    } else {
-      std::string kind = event;
-      if (event == "fact") words >> kind;
-      std::getline(words >> std::ws, path);
-      trace.places[path].push_back(trace.reads.size());
-      trace.reads.push_back({path, kind, event == "fact"});
-    }
-  }
-  for (const auto &[stream, steps] : progress) {
-    auto file = files.find(inodes[stream]);
-    if (file != files.end()) trace.progress[file->second] = steps;
-  }
-  return trace;
+bool may_matter(const BaseRun &base, const Setting &setting) {
+  return is_read(base.trace, setting.path, setting.is_fact) || is_read(base.ipsec_trace, setting.path, setting.is_fact);
+}
+
+Trial trial_of(const BaseRun &base, const std::vector<Change> &changes, bool is_traced) {
+  Trial trial{base.service, changes, is_traced};
+  for (const Change &change : changes)
+    if (reads_any(base.ipsec_trace, change.path, change.is_fact)) trial.ipsec_files = Trial::of_changed_router;
+  return trial;
 }
 
 std::vector<BaseRun> run_base(const Pool &pool, const std::vector<std::string> &wanted) {
@@ -124,29 +58,6 @@ std::vector<BaseRun> run_base(const Pool &pool, const std::vector<std::string> &
   return runs;
 }
 
-bool reads_below(const Trace &trace, const std::string &path) {
-  auto below = trace.places.lower_bound(path + ".");
-  return below != trace.places.end() && below->first.compare(0, path.size() + 1, path + ".") == 0;
-}
-
-bool is_read(const Trace &trace, const Setting &setting) {
-  return last_read_of(trace, setting, SIZE_MAX) >= 0;
-}
-
-size_t distance_to(const Trace &trace, const Setting &setting, const std::string &file, size_t bytes) {
-  size_t limit = trace.reads.size();
-  auto steps = trace.progress.find(file);
-  if (steps != trace.progress.end()) {
-    for (const auto &[written, reads] : steps->second) {
-      if (written < bytes) continue;
-      limit = reads;
-      break;
-    }
-  }
-  ptrdiff_t last = last_read_of(trace, setting, limit);
-  return last < 0 ? SIZE_MAX : limit - static_cast<size_t>(last);
-}
-
 bool depends_on_ipsec(const Pool &pool, const BaseRun &base, const std::string &file, size_t index) {
   if (base.service != "network") return false;
   std::vector<Result> results = run_all(pool, {{base.service, {}, false, Trial::none}});
@@ -157,7 +68,10 @@ bool depends_on_ipsec(const Pool &pool, const BaseRun &base, const std::string &
 
 std::vector<Effect> try_changes(const Pool &pool, const BaseRun &base, const std::vector<Attempt> &attempts) {
   std::vector<Trial> trials;
-  for (const Attempt &attempt : attempts) trials.push_back(make_trial(base, attempt));
+  for (const Attempt &attempt : attempts) {
+    trials.push_back(trial_of(base, attempt.changes, false));
+    trials.back().other_file = attempt.other_file;
+  }
   std::vector<Result> results = run_all(pool, trials);
   std::vector<Effect> effects;
   for (size_t i = 0; i < attempts.size(); i++) {

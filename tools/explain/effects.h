@@ -10,20 +10,7 @@
 #include "explain/document.h"
 #include "explain/lines.h"
 #include "explain/runs.h"
-
-struct Read {
-  std::string path;
-  std::string kind;  // of a fact how it was read, of a setting "read", or "tree" for all below it
-  bool is_fact;
-};
-
-// The record of a run.
-struct Trace {
-  std::vector<Read> reads;
-  std::map<std::string, std::vector<size_t>> places;  // path or key -> its indexes in `reads`
-  // By file: after how many bytes how many reads had happened.
-  std::map<std::string, std::vector<std::pair<size_t, size_t>>> progress;
-};
+#include "explain/trace.h"
 
 // One service on the setup as it is.
 struct BaseRun {
@@ -35,20 +22,14 @@ struct BaseRun {
   std::map<std::string, std::vector<std::string>> shown;  // the same without secrets
 };
 
-Trace parse_trace(const std::string &record);
-
 // Runs the services on the setup as it is.
 std::vector<BaseRun> run_base(const Pool &pool, const std::vector<std::string> &wanted);
 
-// True when the run has read the setting: itself, or everything in an object or array above it.
-bool is_read(const Trace &trace, const Setting &setting);
+// True when the service, or the one whose files it finds, has read the setting.
+bool may_matter(const BaseRun &base, const Setting &setting);
 
-// True when the run has read something below the path.
-bool reads_below(const Trace &trace, const std::string &path);
-
-// How many reads lie between the last one of the setting and the end of a line, which lies `bytes` into the file; the
-// largest number when the run had not read it by then.
-size_t distance_to(const Trace &trace, const Setting &setting, const std::string &file, size_t bytes);
+// The run of the service after changes. That of `network` follows one of `ipsec` when they are of what this reads.
+Trial trial_of(const BaseRun &base, const std::vector<Change> &changes, bool is_traced);
 
 // Changes, with the setting that they stand for.
 struct Attempt {

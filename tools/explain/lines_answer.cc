@@ -51,7 +51,7 @@ bool is_nearer(const Influence &one, const Influence &other) {
 
 // A value that a line shows, or that changes it, is its origin; whatever else makes it go is a condition.
 LineAnswer answer_of(const std::string &text, size_t number, std::vector<Influence> influences) {
-  LineAnswer answer{number, text, {}, {}, ""};
+  LineAnswer answer{number, text, {}, {}, "", ""};
   std::stable_sort(influences.begin(), influences.end(), is_nearer);
   for (const Influence &influence : influences) {
     bool is_origin = influence.changes || influence.shown == SIZE_MAX;
@@ -86,11 +86,11 @@ std::string remark_on(const Pool &pool, const BaseRun &base, const std::string &
   Attempt empty{nullptr, {{"", false, Change::changed, "{}"}}};
   std::vector<Effect> effects = try_changes(pool, base, {empty});
   bool stays = effects.empty() || effects[0].fates.count(file) == 0 || effects[0].fates[file][index] == Fate::kept;
-  return stays ? "the same on every setup" : "no single setting changes it";
+  return stays ? "the same on every router" : "no single setting changes it";
 }
 
 // For each line the file of the router that changes it, "" where none does: the host name's and those that were laid
-// over the root directory.
+// over the root directory. A line that goes with its whole file is from the other one only when that holds it, too.
 std::vector<std::string> file_origins(const Pool &pool, const BaseRun &base, const std::string &file) {
   constexpr size_t most = 64;
   std::set<std::string> names = {"etc/hostname"};
@@ -98,11 +98,17 @@ std::vector<std::string> file_origins(const Pool &pool, const BaseRun &base, con
     if (S_ISREG(content.mode) && names.size() < most) names.insert(name);
   std::vector<Attempt> attempts;
   for (const std::string &name : names) attempts.push_back({nullptr, {}, name});
-  std::vector<std::string> origins(base.lines.at(file).size());
+  const std::vector<std::string> &lines = base.lines.at(file);
+  std::vector<std::string> origins(lines.size());
   for (const Effect &effect : try_changes(pool, base, attempts)) {
     auto fates = effect.fates.find(file);
-    for (size_t i = 0; fates != effect.fates.end() && i < origins.size(); i++)
-      if (fates->second[i] != Fate::kept) origins[i] = "/" + effect.attempt.other_file;
+    if (fates == effect.fates.end()) continue;
+    const std::string &content = content_of(pool.router.files, effect.attempt.other_file);
+    bool is_there = !effect.files.at(file).empty();
+    for (size_t i = 0; i < lines.size(); i++)
+      if (fates->second[i] != Fate::kept && !lines[i].empty() &&
+          (is_there || content.find(lines[i]) != std::string::npos))
+        origins[i] = "/" + effect.attempt.other_file;
   }
   return origins;
 }
@@ -119,20 +125,20 @@ std::vector<LineAnswer> explain_lines(const Pool &pool, const Setup &setup, cons
   size_t end = number > 0 ? ends[number - 1] : ends.back();
   std::vector<const Setting *> candidates;
   for (const Setting &setting : setup.settings) {
-    bool is_candidate = (setting.is_entry && reads_below(base.trace, setting.path)) ||
-                        distance_to(base.trace, setting, file, end) != SIZE_MAX || is_read(base.ipsec_trace, setting);
+    bool is_candidate = (setting.is_entry && reads_any(base.trace, setting.path, false)) ||
+                        distance_to(base.trace, setting, file, end) != SIZE_MAX ||
+                        is_read(base.ipsec_trace, setting.path, setting.is_fact);
     if (is_candidate && (setting.is_leaf || setting.is_entry)) candidates.push_back(&setting);
   }
   std::vector<Effect> effects = try_settings(pool, setup, base, candidates);
   const std::vector<std::string> origins = file_origins(pool, base, file);
   std::vector<LineAnswer> answers;
   for (size_t i = number > 0 ? number - 1 : 0; i < (number > 0 ? number : lines.size()); i++) {
-    answers.push_back(answer_of(base.shown.at(file)[i], i + 1, influences_on(base, effects, file, i, ends[i])));
-    if (!origins[i].empty()) {
-      answers.back().remark = "from the file " + origins[i];
-    } else if (answers.back().from.empty() && answers.back().conditions.empty() && !lines[i].empty()) {
-      answers.back().remark = remark_on(pool, base, file, i);
-    }
+    LineAnswer answer = answer_of(base.shown.at(file)[i], i + 1, influences_on(base, effects, file, i, ends[i]));
+    answer.router_file = origins[i];
+    bool is_explained = !answer.from.empty() || !answer.conditions.empty() || !origins[i].empty();
+    if (!is_explained && !lines[i].empty()) answer.remark = remark_on(pool, base, file, i);
+    answers.push_back(std::move(answer));
   }
   return answers;
 }
@@ -146,8 +152,7 @@ std::vector<DrivenLine> driven_lines(const Pool &pool, const Setup &setup, const
   for (const BaseRun &base : runs) {
     std::vector<const Setting *> tried;
     for (const Setting *setting : settings)
-      if (!setting->is_leaf || is_read(base.trace, *setting) || is_read(base.ipsec_trace, *setting))
-        tried.push_back(setting);
+      if (!setting->is_leaf || may_matter(base, *setting)) tried.push_back(setting);
     std::set<std::pair<std::string, size_t>> places;
     for (const Effect &effect : try_settings(pool, setup, base, tried))
       for (const auto &[file, fates] : effect.fates)

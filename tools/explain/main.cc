@@ -184,19 +184,18 @@ std::string hint(const Setup &setup, const std::string &name) {
   return suggestion(name, names);
 }
 
-// How runs read the fact; "" when none does.
-std::string fact_kind(const std::vector<BaseRun> &runs, const std::string &name) {
+// How a run reads the fact: as bool, int, string or list; "" when none does.
+std::string fact_kind(const std::vector<BaseRun> &runs, const std::string &key) {
   for (const BaseRun &run : runs) {
-    auto found = run.trace.places.find(name);
-    if (found != run.trace.places.end() && run.trace.reads[found->second[0]].is_fact)
-      return run.trace.reads[found->second[0]].kind;
+    auto found = run.trace.facts.find(key);
+    if (found != run.trace.facts.end()) return run.trace.reads[found->second[0]].kind;
   }
   return "";
 }
 
 // True for what the router has, and for keys that its document leaves out.
 bool is_known(const Setup &setup, const std::string &path) {
-  if (find_setting(setup, path) != nullptr) return true;
+  if (find_setting(setup, path) != nullptr || find_setting(setup, path, true) != nullptr) return true;
   if (path.empty() || path.back() == '.' || path.front() == '/') return false;
   for (size_t dot = path.find('.'); dot != std::string::npos; dot = path.find('.', dot + 1)) {
     bool is_map = schema_at(path.substr(0, dot)).kind == Kind::map;
@@ -218,22 +217,17 @@ void explain_file(const Pool &pool, const Printing &printing, const BaseRun &bas
 void explain_setting(const Pool &pool, const Printing &printing, const std::vector<BaseRun> &runs,
                      const std::string &path) {
   std::vector<DrivenLine> lines = driven_lines(pool, printing.setup, runs, path);
-  if (find_setting(printing.setup, path) == nullptr && lines.empty()) {
-    const std::string kind = fact_kind(runs, path);
-    std::vector<Change> changes = kind.empty() ? additions(printing.setup, path) : reports(printing.setup, path, kind);
-    print_would(printing, path, lines_of_changes(pool, runs, changes));
-  } else if (lines.empty()) {
-    print_ways(printing, path, find_ways(pool, printing.setup, runs, path, 3));
-  } else {
-    print_driven(printing, path, lines);
-  }
+  if (!lines.empty()) return print_driven(printing, path, lines);
+  const Setting *setting = find_setting(printing.setup, path);
+  if (setting == nullptr) setting = find_setting(printing.setup, path, true);
+  if (setting != nullptr) return print_ways(printing, path, find_ways(pool, printing.setup, runs, {setting})[0]);
+  const std::string kind = fact_kind(runs, path);
+  print_would(printing, path, lines_of_changes(pool, runs, changes_of(printing.setup, {path, kind, !kind.empty()})));
 }
 
 void explain_unused(const Pool &pool, const Printing &printing, const std::vector<BaseRun> &runs) {
-  std::vector<Unused> unused;
-  for (const Setting *setting : unused_settings(pool, printing.setup, runs))
-    unused.push_back({setting, find_ways(pool, printing.setup, runs, setting->path, 1)});
-  print_unused(printing, unused);
+  std::vector<const Setting *> settings = unused_settings(pool, printing.setup, runs);
+  print_unused(printing, settings, find_ways(pool, printing.setup, runs, settings));
 }
 
 void explain(const Options &options, Pool &pool, const Printing &printing) {

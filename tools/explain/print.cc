@@ -4,7 +4,9 @@
 #include <rapidjson/stringbuffer.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <utility>
 
 #include "preview/strings.h"
 
@@ -88,14 +90,16 @@ void print_json(Content content) {
   puts(buffer.GetString());
 }
 
-void put_setting(const Printing &printing, Writer &writer, const Setting &setting, bool with_value) {
-  put_object(writer, [&] {
-    put(writer, setting.is_fact ? "fact" : "path", setting.path);
-    if (with_value && setting.is_leaf) put_raw(writer, "value", json_value(printing, setting));
-    if (setting.is_fact) return;
-    put_number(writer, "line", setting.line);
-    put_number(writer, "column", setting.column);
-  });
+void put_place(Writer &writer, const Setting &setting) {
+  put(writer, setting.is_fact ? "fact" : "path", setting.path);
+  if (setting.is_fact) return;
+  put_number(writer, "line", setting.line);
+  put_number(writer, "column", setting.column);
+}
+
+void put_condition(const Printing &printing, Writer &writer, const Setting &setting) {
+  put(writer, setting.is_fact ? "fact" : "path", setting.path);
+  if (setting.is_leaf) put_raw(writer, "value", json_value(printing, setting));
 }
 
 void put_lines(const Printing &printing, Writer &writer, const std::vector<LineAnswer> &answers) {
@@ -104,9 +108,11 @@ void put_lines(const Printing &printing, Writer &writer, const std::vector<LineA
       put_number(writer, "line", answer.number);
       put(writer, "text", answer.text);
       put_array(writer, "from", answer.from,
-                [&](const Setting *setting) { put_setting(printing, writer, *setting, false); });
-      put_array(writer, "while", answer.conditions,
-                [&](const Setting *setting) { put_setting(printing, writer, *setting, true); });
+                [&](const Setting *origin) { put_object(writer, [&] { put_place(writer, *origin); }); });
+      put_array(writer, "while", answer.conditions, [&](const Setting *condition) {
+        put_object(writer, [&] { put_condition(printing, writer, *condition); });
+      });
+      if (!answer.router_file.empty()) put(writer, "remark", "from the file " + answer.router_file);
       if (!answer.remark.empty()) put(writer, "remark", answer.remark);
     });
   });
@@ -143,31 +149,78 @@ void put_driven(Writer &writer, const std::vector<DrivenLine> &lines) {
 
 // ---- For people
 
+// How wide a UTF-8 string is printed.
+size_t columns(const std::string &string) {
+  return static_cast<size_t>(
+      std::count_if(string.begin(), string.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
+}
+
+// A setting as it is named below the one before: "….static_lease.1.name" where both stand in the same object.
+std::string name_below(const Setting &setting, const Setting *before) {
+  auto parent = [](const std::string &path) { return path.substr(0, path.rfind('.')); };
+  std::string name = (setting.is_fact ? "the fact " : "") + setting.path;
+  if (before == nullptr || before->is_fact || parent(before->path) != parent(setting.path)) return name;
+  size_t dot = setting.path.rfind('.');
+  do {
+    dot = dot == 0 || dot == std::string::npos ? std::string::npos : setting.path.rfind('.', dot - 1);
+  } while (dot != std::string::npos && isdigit(static_cast<unsigned char>(setting.path[dot + 1])) != 0);
+  return dot == std::string::npos ? name : "…" + setting.path.substr(dot);
+}
+
+// Some settings and where they stand, ready to be printed.
+struct Row {
+  std::string names;
+  std::string place;
+  const Setting *last;
+};
+
+// The first setting has a row of its own with its exact place; the others share rows.
+std::vector<Row> rows_of(const Printing &printing, const std::vector<const Setting *> &settings, bool with_values) {
+  constexpr size_t longest = 80;
+  std::vector<Row> rows;
+  for (const Setting *setting : settings) {
+    std::string name = name_below(*setting, rows.empty() ? nullptr : rows.back().last);
+    if (!with_values && setting->is_entry) name += " (its name)";
+    if (with_values) name += setting->is_leaf ? " = " + shown(json_value(printing, *setting)) : " is there";
+    const std::string line = ", " + std::to_string(setting->line);
+    bool fits = rows.size() > 1 && rows.back().last->is_fact == setting->is_fact &&
+                rows.back().names.size() + 2 + name.size() <= longest;
+    if (!fits) {
+      bool has_column = rows.empty() && !with_values && !setting->is_fact;
+      std::string place =
+          setting->is_fact ? printing.setup.facts_name : printing.setup.config_name + ":" + line.substr(2);
+      rows.push_back({name, has_column ? place_of(printing, *setting) : place, setting});
+      continue;
+    }
+    rows.back().names += ", " + name;
+    if (!setting->is_fact && rows.back().last->line != setting->line) rows.back().place += line;
+    rows.back().last = setting;
+  }
+  return rows;
+}
+
 void print_reasons(const Printing &printing, const LineAnswer &answer) {
-  auto name_of = [](const Setting &of) {
-    return (of.is_fact ? "the fact " : "") + of.path + (of.is_entry ? " (its name)" : "");
-  };
+  std::vector<Row> origins = rows_of(printing, answer.from, false);
+  if (!answer.router_file.empty()) origins.push_back({"the router's file " + answer.router_file, "", nullptr});
+  const std::vector<Row> conditions = rows_of(printing, answer.conditions, true);
   size_t width = 0;
-  for (const Setting *setting : answer.from) width = std::max(width, name_of(*setting).size());
-  const char *label = "from ";
-  for (const Setting *setting : answer.from) {
-    printf("  %s  %-*s  %s\n", label, static_cast<int>(width), name_of(*setting).c_str(),
-           place_of(printing, *setting).c_str());
-    label = "     ";
-  }
+  for (const std::vector<Row> *rows : {&std::as_const(origins), &conditions})
+    for (const Row &row : *rows) width = std::max(width, columns(row.names));
+  auto print = [width](const char *label, const std::vector<Row> &rows) {
+    for (const Row &row : rows) {
+      std::string spaces(width - columns(row.names), ' ');
+      std::string end = row.place.empty() ? "" : spaces + "  " + row.place;
+      printf("  %-5s  %s%s\n", &row == rows.data() ? label : "", row.names.c_str(), end.c_str());
+    }
+  };
+  print("from", origins);
   if (!answer.remark.empty()) printf("  %s\n", answer.remark.c_str());
-  label = "while";
-  for (const Setting *setting : answer.conditions) {
-    std::string value = setting->is_leaf ? " = " + shown(json_value(printing, *setting)) : " is there";
-    printf("  %s  %s%s%s  %s\n", label, setting->is_fact ? "the fact " : "", setting->path.c_str(), value.c_str(),
-           place_of(printing, *setting).c_str());
-    label = "     ";
-  }
+  print("while", conditions);
 }
 
 // "network.interface.lan.ipv4.type were "static" (it is "hybrid", my.json:22:17)".
 std::string condition(const Printing &printing, const Change &change) {
-  const Setting *setting = find_setting(printing.setup, change.path);
+  const Setting *setting = find_setting(printing.setup, change.path, change.is_fact);
   std::string text = (change.is_fact ? "the fact " : "") + change.path;
   if (change.kind == Change::removed) {
     text += " were not there";
@@ -195,6 +248,7 @@ void print_conditions(const Printing &printing, const Ways &ways, const char *in
 
 std::string margin_of(const LineAnswer &answer) {
   if (!answer.from.empty()) return answer.from[0]->path;
+  if (!answer.router_file.empty()) return answer.router_file;
   return answer.conditions.empty() ? "" : "(" + answer.conditions[0]->path + ")";
 }
 
@@ -273,23 +327,22 @@ void print_ways(const Printing &printing, const std::string &path, const Ways &w
     printf("tessera says: %s\n", masked(printing.secrets, "", message).c_str());
 }
 
-void print_unused(const Printing &printing, const std::vector<Unused> &unused) {
+void print_unused(const Printing &printing, const std::vector<const Setting *> &settings,
+                  const std::vector<Ways> &ways) {
   if (printing.is_json) {
     print_json([&](Writer &writer) {
-      put_array(writer, "unused", unused, [&](const Unused &row) {
+      put_array(writer, "unused", settings, [&](const Setting *const &setting) {
         put_object(writer, [&] {
-          put(writer, "path", row.setting->path);
-          put_number(writer, "line", row.setting->line);
-          put_number(writer, "column", row.setting->column);
-          put_ways(printing, writer, row.ways);
+          put_place(writer, *setting);
+          put_ways(printing, writer, ways[static_cast<size_t>(&setting - settings.data())]);
         });
       });
     });
     return;
   }
-  for (const Unused &row : unused) {
-    printf("%s: %s changes nothing%s\n", place_of(printing, *row.setting).c_str(), row.setting->path.c_str(),
-           row.ways.ways.empty() ? "" : "; it would if");
-    print_conditions(printing, row.ways, "    ");
+  for (size_t i = 0; i < settings.size(); i++) {
+    printf("%s: %s changes nothing%s\n", place_of(printing, *settings[i]).c_str(), settings[i]->path.c_str(),
+           ways[i].ways.empty() ? "" : "; it would if");
+    print_conditions(printing, ways[i], "    ");
   }
 }

@@ -22,10 +22,8 @@ void print_driven(const Printing &printing, const std::string &path, const std::
 void print_would(const Printing &printing, const std::string &path, const std::vector<NewLines> &lines);
 void print_ways(const Printing &printing, const std::string &path, const Ways &ways);
 
-struct Unused {
-  const Setting *setting;
-  Ways ways;
-};
-void print_unused(const Printing &printing, const std::vector<Unused> &unused);
+// Settings without an effect, and the ways of each to get one.
+void print_unused(const Printing &printing, const std::vector<const Setting *> &settings,
+                  const std::vector<Ways> &ways);
 
 #endif

@@ -1,6 +1,7 @@
-// Why a setting has no effect: a search for the smallest changes after which it has one.
+// Why settings have no effect: a search for the smallest changes after which they have one.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <tuple>
 
 #include "explain/alternatives.h"
@@ -10,6 +11,40 @@
 namespace {
 
 using Changes = std::vector<Change>;
+using Progress = std::tuple<size_t, size_t, size_t>;
+
+// A path whose settings have no effect.
+struct Subject {
+  std::string path;
+  bool is_fact;
+  std::string entry;              // that the path lies in
+  std::set<std::string> related;  // entries that can have to do with it
+  Changes probes;                 // of which one makes a difference as soon as the path has an effect
+};
+
+struct Search {
+  const Pool &pool;
+  const Setup &setup;
+  std::vector<Subject> subjects;
+  std::set<std::string> entry_names;  // of all entries of the document
+};
+
+// Changes that are worth a run.
+struct Suggestion {
+  Changes changes;
+  std::vector<const Subject *> subjects;  // that they may give an effect
+  size_t place;                           // among the reads, of what the last change is about
+};
+
+// A run after changes.
+struct Step {
+  const BaseRun *base;  // of the service
+  Suggestion suggestion;
+  std::map<std::string, std::string> files;
+  Progress progress;  // for the first subject
+};
+
+// ---- What has to do with a path
 
 // The entry of a map that the path lies in, the outermost one: "network.interface.lan" of all below it. The path itself
 // where there is none.
@@ -23,221 +58,271 @@ std::string entry_of(const Setup &setup, const std::string &path) {
 
 // True when the value names the entry, by its path or its bare name.
 bool names_entry(const Setting &setting, const std::string &entry) {
-  if (!setting.is_leaf || setting.is_fact) return false;
   std::string reference = "/" + entry;
   std::replace(reference.begin(), reference.end(), '.', '/');
   return setting.value == reference || setting.value == entry || setting.value == last_name(entry);
 }
 
-// What can have to do with the path: its own entry, the entries that this one names and those that name it, and what
-// these name in turn.
+// The path's own entry, the entries that this one names and those that name it, and what these name in turn.
 std::set<std::string> related_entries(const Setup &setup, const std::string &path) {
   std::set<std::string> related = {entry_of(setup, path)};
-  std::vector<std::string> entries;
-  for (const Setting &setting : setup.settings)
-    if (setting.is_entry) entries.push_back(setting.path);
   for (int hop = 0; hop < 2; hop++) {
     std::set<std::string> found = related;
     for (const Setting &setting : setup.settings) {
       if (!setting.is_leaf || setting.is_fact) continue;
       std::string own = entry_of(setup, setting.path);
-      for (const std::string &entry : related) {
-        if (names_entry(setting, entry)) found.insert(own == setting.path ? setting.path : own);
-        if (own != entry) continue;
-        for (const std::string &other : entries)
-          if (names_entry(setting, other)) found.insert(other);
-      }
+      for (const std::string &entry : related)
+        if (names_entry(setting, entry)) found.insert(own);
+      if (related.count(own) == 0) continue;
+      for (const Setting &other : setup.settings)
+        if (other.is_entry && names_entry(setting, other.path)) found.insert(other.path);
     }
     related = found;
   }
   return related;
 }
 
-struct Search {
-  const Pool &pool;
-  const Setup &setup;
-  const std::string &path;
-  std::set<std::string> related;
-  std::set<std::string> entry_names;  // of all entries of the document
-};
-
-bool is_related(const Search &search, const std::string &path, bool is_fact) {
-  if (is_fact) {
-    bool names_any = false;
-    for (const std::string &name : components_of(path)) {
-      for (const std::string &entry : search.related)
-        if (last_name(entry) == name) return true;
-      names_any |= search.entry_names.count(name) > 0;
-    }
-    return !names_any;
+// True when the fact is about an entry that is related, or about none.
+bool is_related_fact(const Search &search, const Subject &subject, const std::string &key) {
+  bool names_any = false;
+  for (const std::string &name : components_of(key)) {
+    for (const std::string &entry : subject.related)
+      if (last_name(entry) == name) return true;
+    names_any |= search.entry_names.count(name) > 0;
   }
-  for (const std::string &entry : search.related)
-    if (lies_in(path, entry)) return true;
-  // What stands beside the path, or beside something that it lies in; of an array each element.
-  std::string own = path;
-  if (last_name(own).find_first_not_of("0123456789") == std::string::npos) own.resize(own.rfind('.'));
-  size_t dot = own.rfind('.');
-  return lies_in(search.path, dot == std::string::npos ? own : own.substr(0, dot));
+  return !names_any;
 }
 
-// The changes that are worth a try after a run: of what it has read, and what has to do with the path.
-std::vector<Change> next_changes(const Search &search, const Trace &trace) {
-  std::vector<Change> changes;
-  auto add = [&](const std::vector<Change> &more) { changes.insert(changes.end(), more.begin(), more.end()); };
-  std::set<std::string> seen;
-  for (const Read &read : trace.reads) {
-    if (!seen.insert(read.path).second || !is_related(search, read.path, read.is_fact)) continue;
-    const Setting *setting = find_setting(search.setup, read.path);
-    if (!read.is_fact) add(more_elements(search.setup, read.path));
-    if (setting != nullptr && setting->is_leaf) {
-      add(alternatives(search.setup, *setting));
-    } else if (setting == nullptr) {
-      add(read.is_fact ? reports(search.setup, read.path, read.kind) : additions(search.setup, read.path));
+bool is_related(const Search &search, const Subject &subject, const Read &read) {
+  if (read.is_fact) return is_related_fact(search, subject, read.path);
+  for (const std::string &entry : subject.related)
+    if (lies_in(read.path, entry)) return true;
+  // What stands beside the path, or beside something that it lies in; of an array each element.
+  std::string own = read.path;
+  if (last_name(own).find_first_not_of("0123456789") == std::string::npos) own.resize(own.rfind('.'));
+  size_t dot = own.rfind('.');
+  return lies_in(subject.path, dot == std::string::npos ? own : own.substr(0, dot));
+}
+
+// ---- Steps
+
+// What a run suggests on top of the changes that it had: changes of what it has read.
+std::vector<Suggestion> suggestions_after(const Search &search, const Changes &done, const Trace &trace) {
+  std::vector<Suggestion> suggestions;
+  std::set<std::pair<std::string, bool>> seen;
+  for (const Change &change : done) seen.insert({change.path, change.is_fact});
+  for (size_t i = 0; i < trace.reads.size(); i++) {
+    const Read &read = trace.reads[i];
+    if (!seen.insert({read.path, read.is_fact}).second) continue;
+    Suggestion suggestion{done, {}, i};
+    for (const Subject &subject : search.subjects)
+      if (read.path != subject.path && is_related(search, subject, read)) suggestion.subjects.push_back(&subject);
+    if (suggestion.subjects.empty()) continue;
+    for (const Change &change : changes_of(search.setup, read)) {
+      suggestions.push_back(suggestion);
+      suggestions.back().changes.push_back(change);
     }
+  }
+  return suggestions;
+}
+
+// How far a run came: what it read below the path, below its entry, and of facts.
+Progress progress_of(const Search &search, const Subject &subject, const Trace &trace) {
+  Progress progress;
+  for (const auto &[path, places] : trace.settings) {
+    std::get<0>(progress) += lies_in(path, subject.path) ? 1U : 0U;
+    std::get<1>(progress) += lies_in(path, subject.entry) ? 1U : 0U;
+  }
+  for (const auto &[key, places] : trace.facts) {
+    std::get<0>(progress) += lies_in(key, subject.path) ? 1U : 0U;
+    std::get<2>(progress) += is_related_fact(search, subject, key) ? 1U : 0U;
+  }
+  return progress;
+}
+
+// Runs what is suggested after a run that left the trace `before`. A subject can only get an effect from a run that
+// went another way and read it. Steps that lead nowhere are left out.
+std::vector<Step> take_steps(const Search &search, const BaseRun &base, const Trace &before,
+                             const std::vector<Suggestion> &suggestions) {
+  constexpr size_t most = 128;  // traces at a time
+  std::vector<Step> steps;
+  for (size_t first = 0; first < suggestions.size(); first += most) {
+    size_t end = std::min(first + most, suggestions.size());
+    std::vector<Trial> trials;
+    for (size_t i = first; i < end; i++) trials.push_back(trial_of(base, suggestions[i].changes, true));
+    std::vector<Result> results = run_all(search.pool, trials);
+    for (size_t i = first; i < end; i++) {
+      Result &result = results[i - first];
+      Trace trace = parse_trace(result.trace);
+      if (result.is_refused || trace == before) continue;
+      Step step{&base, suggestions[i], std::move(result.files), progress_of(search, search.subjects[0], trace)};
+      auto is_unread = [&trace](const Subject *subject) { return !reads_any(trace, subject->path, subject->is_fact); };
+      std::vector<const Subject *> &subjects = step.suggestion.subjects;
+      subjects.erase(std::remove_if(subjects.begin(), subjects.end(), is_unread), subjects.end());
+      if (!subjects.empty() || search.subjects.size() == 1) steps.push_back(std::move(step));
+    }
+  }
+  return steps;
+}
+
+// ---- Proofs
+
+// A step, by its index, and subjects of which at least one may have an effect after it.
+struct Doubt {
+  size_t step;
+  std::vector<const Subject *> subjects;
+};
+
+// The trials that settle a doubt: a probe of all its subjects at once, the last ones first, so that no place in the
+// document moves before its own change.
+std::vector<Trial> trials_of(const Step &step, const Doubt &doubt) {
+  std::vector<Trial> trials;
+  for (size_t number = 0;; number++) {
+    Changes changes = step.suggestion.changes;
+    for (auto subject = doubt.subjects.rbegin(); subject != doubt.subjects.rend(); ++subject)
+      if (number < (*subject)->probes.size()) changes.push_back((*subject)->probes[number]);
+    if (changes.size() == step.suggestion.changes.size()) return trials;
+    trials.push_back(trial_of(*step.base, changes, false));
+  }
+}
+
+// For each subject the steps, by their indexes, after which its probes make a difference. Subjects with a doubt in
+// common are tried apart only when they make one together.
+std::map<const Subject *, std::set<size_t>> proofs(const Search &search, const std::vector<Step> &steps) {
+  std::map<const Subject *, std::set<size_t>> proved;
+  std::vector<Doubt> doubts;
+  for (size_t i = 0; i < steps.size(); i++)
+    if (!steps[i].suggestion.subjects.empty()) doubts.push_back({i, steps[i].suggestion.subjects});
+  while (!doubts.empty()) {
+    std::vector<Trial> trials;
+    std::vector<size_t> doubt_of;
+    for (size_t i = 0; i < doubts.size(); i++)
+      for (Trial &trial : trials_of(steps[doubts[i].step], doubts[i])) {
+        trials.push_back(std::move(trial));
+        doubt_of.push_back(i);
+      }
+    std::vector<Result> results = run_all(search.pool, trials);
+    std::set<size_t> differing;
+    for (size_t i = 0; i < trials.size(); i++) {
+      const Doubt &doubt = doubts[doubt_of[i]];
+      bool differs = results[i].is_refused ? doubt.subjects.size() > 1 : results[i].files != steps[doubt.step].files;
+      if (differs) differing.insert(doubt_of[i]);
+    }
+    std::vector<Doubt> next;
+    for (size_t i : differing) {
+      const auto &[step, subjects] = doubts[i];
+      auto middle = subjects.begin() + static_cast<std::ptrdiff_t>(subjects.size() / 2);
+      if (subjects.size() == 1) {
+        proved[subjects[0]].insert(step);
+      } else {
+        next.push_back({step, {subjects.begin(), middle}});
+        next.push_back({step, {middle, subjects.end()}});
+      }
+    }
+    doubts = std::move(next);
+  }
+  return proved;
+}
+
+// The changes of a way without those that it does not need: a search takes some of them on the way only.
+Changes needed_changes(const Search &search, const Subject &subject, const Step &way) {
+  Changes changes = way.suggestion.changes;
+  for (size_t i = changes.size() - 1; i-- > 0;) {
+    Changes fewer = changes;
+    fewer.erase(fewer.begin() + static_cast<std::ptrdiff_t>(i));
+    std::vector<Step> steps = take_steps(search, *way.base, {}, {{fewer, {&subject}, 0}});
+    if (!proofs(search, steps).empty()) changes = fewer;
   }
   return changes;
 }
 
-using Progress = std::tuple<size_t, size_t, size_t>;
+// ---- Answers
 
-// How far a run came: what it read below the path, below its entry, and of facts.
-Progress progress_of(const Search &search, const Result &result) {
-  Trace trace = parse_trace(result.trace);
-  size_t below = 0;
-  size_t in_entry = 0;
-  size_t facts = 0;
-  std::string entry = entry_of(search.setup, search.path);
-  for (const auto &[path, places] : trace.places) {
-    below += lies_in(path, search.path) ? 1U : 0U;
-    in_entry += lies_in(path, entry) ? 1U : 0U;
-    facts += trace.reads[places[0]].is_fact && is_related(search, path, true) ? 1U : 0U;
-  }
-  return {below, in_entry, facts};
-}
-
-// The changes that show whether the path has an effect.
-std::vector<Change> probes(const Search &search) {
-  const Setting *setting = find_setting(search.setup, search.path);
-  return setting != nullptr ? alternatives(search.setup, *setting) : additions(search.setup, search.path);
-}
-
-struct Step {
-  std::string service;
-  Changes changes;
-  Result result;
-  Progress progress;
-};
-
-Trial trial_of(const std::string &service, const Changes &changes) {
-  return {service, changes, true, Trial::of_changed_router};
-}
-
-// Those of the steps after which a change at the path makes a difference.
-std::vector<Step> proved(const Search &search, const std::vector<Step> &steps) {
-  std::vector<Trial> trials;
-  std::vector<size_t> step_of;
-  for (size_t i = 0; i < steps.size(); i++) {
-    if (std::get<0>(steps[i].progress) == 0) continue;
-    for (const Change &probe : probes(search)) {
-      Changes changes = steps[i].changes;
-      changes.push_back(probe);
-      trials.push_back(trial_of(steps[i].service, changes));
-      step_of.push_back(i);
-    }
-  }
-  std::vector<Result> results = run_all(search.pool, trials);
-  std::set<size_t> with_effect;
-  for (size_t i = 0; i < trials.size(); i++)
-    if (!results[i].is_refused && results[i].files != steps[step_of[i]].result.files) with_effect.insert(step_of[i]);
-  std::vector<Step> ways;
-  for (size_t i : with_effect) ways.push_back(steps[i]);
-  return ways;
-}
-
-// The changes of a way without those that it does not need: a search takes some of them on the way only.
-Changes needed_changes(const Search &search, const Step &way) {
-  Step step = way;
-  for (size_t i = step.changes.size() - 1; i-- > 0;) {
-    Step shorter = step;
-    shorter.changes.erase(shorter.changes.begin() + static_cast<std::ptrdiff_t>(i));
-    shorter.result = run_all(search.pool, {trial_of(step.service, shorter.changes)})[0];
-    shorter.progress = progress_of(search, shorter.result);
-    if (!shorter.result.is_refused && !proved(search, {shorter}).empty()) step = shorter;
-  }
-  return step.changes;
-}
-
-// One more change on top of what a step has: all that its run suggests.
-std::vector<Step> steps_after(const Search &search, const Step &step) {
-  std::vector<Trial> trials;
-  for (const Change &change : next_changes(search, parse_trace(step.result.trace))) {
-    bool is_done = std::any_of(step.changes.begin(), step.changes.end(),
-                               [&](const Change &done) { return done.path == change.path; });
-    if (is_done || change.path == search.path) continue;
-    Changes changes = step.changes;
-    changes.push_back(change);
-    trials.push_back(trial_of(step.service, changes));
-  }
-  std::vector<Result> results = run_all(search.pool, trials);
-  std::vector<Step> steps;
-  for (size_t i = 0; i < trials.size(); i++)
-    if (!results[i].is_refused)
-      steps.push_back({step.service, trials[i].changes, results[i], progress_of(search, results[i])});
-  return steps;
-}
-
-// The likeliest first: a fact that is missing, a switch, a word, anything else. A path is named once.
-void arrange(std::vector<Step> &ways) {
-  auto rank = [](const Step &way) {
-    const Change &last = way.changes.back();
-    if (last.is_fact) return 0;
-    if (last.value == "true" || last.value == "false") return 1;
-    return schema_at(last.path).words != nullptr ? 2 : 3;
+// The likeliest first: a fact that is missing, and of these the one that the run asked for last before it gave up; then
+// a switch, a word, anything else. A path is named once.
+void arrange(std::vector<const Step *> &ways) {
+  auto rank = [](const Step *way) {
+    const Change &last = way->suggestion.changes.back();
+    size_t place = way->suggestion.place;
+    if (last.is_fact) return std::make_pair(0, SIZE_MAX - place);
+    if (last.value == "true" || last.value == "false") return std::make_pair(1, place);
+    return std::make_pair(schema_at(last.path).words != nullptr ? 2 : 3, place);
   };
   std::stable_sort(ways.begin(), ways.end(),
-                   [&](const Step &one, const Step &other) { return rank(one) < rank(other); });
+                   [&](const Step *one, const Step *other) { return rank(one) < rank(other); });
   std::set<std::string> paths;
-  auto is_repeated = [&](const Step &way) { return !paths.insert(way.changes.back().path).second; };
+  auto is_repeated = [&](const Step *way) { return !paths.insert(way->suggestion.changes.back().path).second; };
   ways.erase(std::remove_if(ways.begin(), ways.end(), is_repeated), ways.end());
 }
 
+void add_ways(const Search &search, const std::vector<Step> &steps, std::vector<Ways> &found) {
+  for (const auto &[subject, indexes] : proofs(search, steps)) {
+    std::vector<const Step *> ways;
+    for (size_t i : indexes) ways.push_back(&steps[i]);
+    arrange(ways);
+    std::vector<Changes> &known = found[static_cast<size_t>(subject - search.subjects.data())].ways;
+    for (const Step *way : ways) {
+      Changes changes = needed_changes(search, *subject, *way);
+      if (std::find(known.begin(), known.end(), changes) == known.end()) known.push_back(changes);
+    }
+  }
+}
+
 // Lines of the runs that name an entry which the path lies in.
-std::vector<std::string> messages_about(const Search &search, const std::vector<BaseRun> &runs) {
+std::vector<std::string> messages_about(const Subject &subject, const std::vector<BaseRun> &runs) {
   std::vector<std::string> messages;
-  std::string entry = entry_of(search.setup, search.path);
+  const std::string name = "'" + last_name(subject.entry) + "'";
   for (const BaseRun &run : runs) {
     for (const std::string &line : lines_of(run.result.messages)) {
-      bool is_about =
-          line.find("'" + last_name(entry) + "'") != std::string::npos || line.find(entry) != std::string::npos;
+      bool is_about = line.find(name) != std::string::npos || line.find(subject.entry) != std::string::npos;
       if (is_about && std::find(messages.begin(), messages.end(), line) == messages.end()) messages.push_back(line);
     }
   }
   return messages;
 }
 
-}  // namespace
-
-Ways find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs, const std::string &path,
-               size_t most_steps) {
-  Search search{pool, setup, path, related_entries(setup, path), {}};
+Search make_search(const Pool &pool, const Setup &setup, const std::vector<const Setting *> &settings) {
+  Search search{pool, setup, {}, {}};
+  for (const Setting *setting : settings)
+    search.subjects.push_back({setting->path, setting->is_fact, entry_of(setup, setting->path),
+                               related_entries(setup, setting->path), alternatives(setup, *setting)});
   for (const Setting &setting : setup.settings)
     if (setting.is_entry) search.entry_names.insert(last_name(setting.path));
-  Ways found{{}, messages_about(search, runs)};
-  std::vector<Step> fronts;
-  for (const BaseRun &run : runs) fronts.push_back({run.service, {}, run.result, progress_of(search, run.result)});
-  for (size_t depth = 0; depth < most_steps && found.ways.empty(); depth++) {
-    std::vector<Step> next;
-    for (const Step &front : fronts) {
-      std::vector<Step> steps = steps_after(search, front);
-      std::vector<Step> ways = proved(search, steps);
-      arrange(ways);
-      for (const Step &way : ways) {
-        Changes changes = needed_changes(search, way);
-        if (std::find(found.ways.begin(), found.ways.end(), changes) == found.ways.end()) found.ways.push_back(changes);
-      }
+  return search;
+}
+
+// The steps that one more change on top of another step makes.
+std::vector<Step> steps_after(const Search &search, const BaseRun &base, const Changes &changes) {
+  Trace trace = base.trace;
+  if (!changes.empty()) trace = parse_trace(run_all(search.pool, {trial_of(base, changes, true)})[0].trace);
+  return take_steps(search, base, trace, suggestions_after(search, changes, trace));
+}
+
+}  // namespace
+
+std::vector<Ways> find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs,
+                            const std::vector<const Setting *> &settings) {
+  std::vector<Ways> found;
+  if (settings.empty()) return found;
+  const Search search = make_search(pool, setup, settings);
+  for (const Subject &subject : search.subjects) found.push_back({{}, messages_about(subject, runs)});
+  struct Front {
+    const BaseRun *base;
+    Changes changes;
+    Progress progress;
+  };
+  std::vector<Front> fronts;
+  for (const BaseRun &run : runs) fronts.push_back({&run, {}, progress_of(search, search.subjects[0], run.trace)});
+  const int most_steps = settings.size() == 1 ? 3 : 1;
+  for (int depth = 0; depth < most_steps && found[0].ways.empty(); depth++) {
+    std::vector<Front> next;
+    for (const Front &front : fronts) {
+      std::vector<Step> steps = steps_after(search, *front.base, front.changes);
+      add_ways(search, steps, found);
       auto furthest = std::max_element(
           steps.begin(), steps.end(), [](const Step &one, const Step &other) { return one.progress < other.progress; });
-      if (furthest != steps.end() && furthest->progress > front.progress) next.push_back(std::move(*furthest));
+      if (furthest != steps.end() && furthest->progress > front.progress)
+        next.push_back({front.base, furthest->suggestion.changes, furthest->progress});
     }
     fronts = std::move(next);
   }

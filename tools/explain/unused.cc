@@ -8,8 +8,7 @@ std::vector<const Setting *> unused_settings(const Pool &pool, const Setup &setu
   for (const BaseRun &base : runs) {
     std::vector<const Setting *> tried;
     for (const Setting &setting : setup.settings) {
-      bool is_tried = setting.is_leaf && !setting.is_fact && used.count(&setting) == 0 &&
-                      (is_read(base.trace, setting) || is_read(base.ipsec_trace, setting));
+      bool is_tried = setting.is_leaf && !setting.is_fact && used.count(&setting) == 0 && may_matter(base, setting);
       if (is_tried) tried.push_back(&setting);
     }
     for (const Effect &effect : try_settings(pool, setup, base, tried)) used.insert(effect.attempt.setting);
