@@ -90,7 +90,7 @@ SIZES = small
 bench: setup-bench
 	@mkdir -p build
 	@{ $(CONFIGURE) release && $(BUILD) release; } $(call quiet,release)
-	@{ bench/bench.py --sizes $(SIZES) build/release/bin && bench/sizes.sh build; } >build/bench.md
+	@{ bench/bench.py --sizes $(SIZES) build/release/bin && bench/sizes.sh build && bench/explain.sh build/release/bin; } >build/bench.md
 	@cat build/bench.md
 	@! grep -q missed build/bench.md
 

@@ -60,6 +60,14 @@ def bumped(text):
     return text + "x"
 
 
+def targets(document, reference):
+    """References to the entries beside the one that is named."""
+    node = document
+    for name in reference.split("/")[1:-1]:
+        node = node.get(name, {}) if isinstance(node, dict) else {}
+    return [reference.rpartition("/")[0] + "/" + name for name in node]
+
+
 def others(value, words):
     if isinstance(value, bool):
         return [not value]
@@ -145,12 +153,15 @@ def counterfactuals(router, schema):
     trials = []
     for path, value in leaves(router.document):
         trials += [(path, changed(router.document, path, other), None) for other in others(value, words_at(schema, path))]
+        if isinstance(value, str) and value.startswith("/"):
+            trials += [(path, changed(router.document, path, other), None) for other in targets(router.document, value)]
         trials.append((path, changed(router.document, path, remove=True), None))
     trials += [(path, changed(router.document, path, remove=True), None) for path in entries(router.document)]
     for key, value in router.facts.items():
         rest = {name: text for name, text in router.facts.items() if name != key}
         trials += [((key,), router.document, facts) for facts in ({**router.facts, key: bumped(value)}, rest,
-                                                                   {**router.facts, key: "0"})]
+                                                                   {**router.facts, key: "0"},
+                                                                   {**router.facts, key: "n"})]
     influence = {}
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for (path, _, _), files in zip(trials, pool.map(lambda trial: router.files(trial[1], trial[2]), trials)):

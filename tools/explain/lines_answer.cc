@@ -19,32 +19,37 @@ bool holds_word(const std::string &line, const std::string &word) {
   return false;
 }
 
-// How much of a value a line shows: 0 for nothing that tells, the longest common part else, the whole value most.
-size_t shown_part(const std::string &line, const std::string &value) {
+// How much of a value a line shows: the whole of it, or the longest part that tells something.
+struct Shown {
+  bool is_whole;
+  size_t length;
+};
+
+Shown shown_part(const std::string &line, const std::string &value) {
   constexpr size_t telling = 3;
-  if (value.empty() || value == "true" || value == "false") return 0;
-  if (value.size() < telling) return holds_word(line, value) ? SIZE_MAX : 0;
-  if (line.size() >= telling && value.find(line) != std::string::npos) return SIZE_MAX;
+  if (value.empty() || value == "true" || value == "false") return {false, 0};
+  if (value.size() < telling) return {holds_word(line, value), value.size()};
+  if (line.size() >= telling && value.find(line) != std::string::npos) return {true, line.size()};
   size_t longest = 0;
   for (size_t i = 0; i < value.size(); i++) {
     size_t length = longest + 1;
     while (i + length <= value.size() && line.find(value.substr(i, length)) != std::string::npos) longest = length++;
   }
-  if (longest == value.size()) return SIZE_MAX;
-  return longest >= telling ? longest : 0;
+  return {longest == value.size(), longest >= telling ? longest : 0};
 }
 
 // What is known about one setting and one line.
 struct Influence {
   const Setting *setting;
   bool changes;  // some value changes the line, else it goes
-  size_t shown;
+  Shown shown;
   size_t distance;
 };
 
 bool is_nearer(const Influence &one, const Influence &other) {
   auto rank = [](const Influence &of) {
-    return std::make_tuple(!of.setting->is_leaf, SIZE_MAX - of.shown, !of.changes, of.distance);
+    return std::make_tuple(!of.setting->is_leaf, !of.shown.is_whole, SIZE_MAX - of.shown.length, !of.changes,
+                           of.distance);
   };
   return rank(one) < rank(other);
 }
@@ -54,7 +59,7 @@ LineAnswer answer_of(const std::string &text, size_t number, std::vector<Influen
   LineAnswer answer{number, text, {}, {}, "", ""};
   std::stable_sort(influences.begin(), influences.end(), is_nearer);
   for (const Influence &influence : influences) {
-    bool is_origin = influence.changes || influence.shown == SIZE_MAX;
+    bool is_origin = influence.changes || influence.shown.is_whole;
     (is_origin ? answer.from : answer.conditions).push_back(influence.setting);
   }
   return answer;

@@ -1,0 +1,33 @@
+#!/bin/bash
+# Prints what answers of tessera-explain about an example router cost: explain.sh BIN_DIRECTORY
+# Runs go side by side, so that a second on two processors is two seconds of CPU time; other work does not change these.
+set -euo pipefail
+programs=$(cd "$1" && pwd)
+cd "$(dirname "$0")/../examples/branch-office"
+TIMEFORMAT='%R %U %S'
+off=$(mktemp)
+trap 'rm -f "$off"' EXIT
+cp config.json "$off"
+server=network.interface.lan.ipv4.dhcp_server
+"$programs/tessera-config" set "$off" $server.enable false >&2
+
+row() { # LIMIT QUESTION [DOCUMENT]: at most LIMIT seconds on two processors
+  local seconds=$1 question=$2 document=${3-config.json} times
+  times=$({ time "$programs/tessera-explain" -c "$document" -r runtime.json -f rootfs "$question" >/dev/null; } 2>&1)
+  awk -v question="$question" -v seconds="$seconds" -v times="$times" 'BEGIN {
+    split(times, of, " ")
+    cpu = of[2] + of[3]
+    printf "| `%s` | %.1f | %.1f | %d | %s |\n", question, of[1], cpu, 2 * seconds, cpu <= 2 * seconds ? "met" : "**missed**"
+  }'
+}
+
+printf '\n### Answers about examples/branch-office\n\n'
+printf '| tessera-explain | s | CPU s | at most | |\n|---|--:|--:|--:|---|\n'
+row 1 dnsmasq.conf:41
+row 1 pam.conf:20
+row 3 uci/network:60
+row 3 uci/network:200
+row 3 datacentre.conf:20
+row 3 datacentre.rsa:2
+row 3 $server "$off"
+row 20 --unused
