@@ -83,6 +83,15 @@ void print_words(const SchemaKey &key) {
   puts(" .");
 }
 
+// What a value may be beside its type, and what a key that is left out holds where that is not the empty value.
+void print_bounds(const SchemaKey &key) {
+  if (key.high != INT32_MAX)
+    printf("Range: %d to %d.\n", key.low, key.high);
+  else if (key.low != INT32_MIN)
+    printf("Range: %d or more.\n", key.low);
+  if (key.fallback != nullptr && *key.fallback != '\0') printf("Default:\n.Cm %s .\n", key.fallback);
+}
+
 void print_members(const std::string &prefix, const Section &section, Described &described, Sections &below);
 
 // What lies in a value: in its place, in a subsection to come, or where it has been described already.
@@ -107,6 +116,7 @@ void print_members(const std::string &prefix, const Section &section, Described 
            member.unit != nullptr ? member.unit : "");
     print_sentences(member.description);
     print_words(member);
+    print_bounds(member);
     std::string any = member.kind == Kind::map ? ".KEY" : member.kind == Kind::array ? ".N" : "";
     print_inside(name + any, {section.path + "." + member.name + any, &member}, described, below);
   }

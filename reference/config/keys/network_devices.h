@@ -13,15 +13,14 @@ constexpr Key network_device[] = {
     string("mode", "Drives nothing."),
 };
 constexpr Key wlan[] = {
-    held(word("type", "wlan", "Always wlan, also where it is not written."), "wlan"),
+    held(word("type", "wlan", "Kind of device; always wlan."), "wlan"),
     word("mode", "ap client", "A client in a bridge is joined through the section tap_BRIDGE_KEY."),
     reference("radio", "Radio it is on; interfaces on it are written without UCI option ifname then."),
 };
 constexpr Key vlan[] = {
     device("device", "Device whose frames are tagged; its name and the ID name the VLAN."),
     within(1, 4094,
-           integer("id", "",
-                   "VLAN ID, 1 to 4094: section vlan4_DEVICE_ID or vlan6_DEVICE_ID for each interface part on it.")),
+           integer("id", "", "VLAN ID: section vlan4_DEVICE_ID or vlan6_DEVICE_ID for each interface part on it.")),
 };
 constexpr Key stp[] = {
     boolean("enable", "Take part in the spanning tree: UCI option stp."),
