@@ -8,7 +8,7 @@ build_packages='
   rapidjson-dev liblmdb-dev libssl-dev
 '
 test_packages='
-  clang libclang-rt-14-dev libgtest-dev valgrind mandoc
+  clang libclang-rt-14-dev libgtest-dev valgrind mandoc groff-base
   bind9-dnsutils busybox-static dnsmasq-base iproute2 kmod netbase procps
   freeradius libpam-radius-auth libpam0g-dev pamtester
   libcharon-extauth-plugins libcharon-extra-plugins libstrongswan-extra-plugins strongswan-charon strongswan-pki strongswan-starter

@@ -10,6 +10,9 @@ trap 'rm -rf "$work"' EXIT
 mandoc -Tlint -Wwarning "$@"
 failed=$?
 
+# Most systems' man is groff, to which a table is too wide where mandoc breaks its lines.
+groff -mdoc -Tutf8 -ww -z "$@" 2>&1 | grep . && failed=1
+
 # The commands of a program and the long options in a text.
 named() {
   grep -oE "(^ *(Usage: )?$1 [a-z]+|--[a-z-]+)" | sed 's/Usage://; s/^ *//' | sort -u | grep -vx -e --help -e "$1 options"

@@ -20,7 +20,7 @@ constexpr Key custom_option[] = {
     string("name", "Comment at the end of the line."),
 };
 constexpr Key static_lease[] = {
-    string_or("type", "mac", "mac: the client is known by mac; anything else: by device."),
+    string_or("type", "mac", "mac: mac names the client; anything else: device does."),
     string("mac", "Hardware address, with : or -: dhcp-host=MAC."),
     string("device", "Client identifier: dhcp-host=id:DEVICE."),
     string("name", "Host name for the client."),
