@@ -112,8 +112,11 @@ void print_inside(const std::string &name, const Section &inside, Described &des
 void print_members(const std::string &prefix, const Section &section, Described &described, Sections &below) {
   for (const SchemaKey &member : members_of(*section.key)) {
     std::string name = prefix + member.name;
-    printf(".It Ic %s Pq %s%s%s\n", name.c_str(), type_name(member), member.unit != nullptr ? ", " : "",
-           member.unit != nullptr ? member.unit : "");
+    printf(".It Ic %s Pq %s", name.c_str(), type_name(member));
+    if (member.unit != nullptr) printf(" , %s", member.unit);
+    const char *map = map_of_names(member.names);
+    if (*map != '\0') printf(" , %s of Ic %s", member.kind == Kind::array ? "keys" : "a key", map);
+    puts("");
     print_sentences(member.description);
     print_words(member);
     print_bounds(member);
