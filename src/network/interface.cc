@@ -127,13 +127,18 @@ bool lan_mode() {
   return runt_get_bool("hybrid.lanmode", true);
 }
 
-// True for the interface that the runtime store names as the one that changes between LAN and WAN use.
-bool is_hybrid_interface(const NetworkNode *node) {
+// The interface that the runtime store names as the one that changes between LAN and WAN use.
+std::string read_hybrid_interface() {
   OwnedString device(runt_get_string("hybrid.device"));
   std::string_view path = or_empty(device.get());
   size_t dot = path.rfind('.');
-  if (dot == path.npos) return false;
-  return format("ipv4_interface_%s", path.data() + dot + 1) == or_empty(network_interface_name(node));
+  return dot != path.npos ? format("ipv4_interface_%s", path.data() + dot + 1) : "";
+}
+
+bool is_hybrid_interface(const NetworkNode *node) {
+  std::optional<std::string> &hybrid = network_run->hybrid_interface;
+  if (!hybrid) hybrid = read_hybrid_interface();
+  return !hybrid->empty() && *hybrid == or_empty(network_interface_name(node));
 }
 
 // The kind that the interface is written as: a hybrid one works as a static LAN port or as a DHCP client.
@@ -144,6 +149,7 @@ uint32_t effective_type(const NetworkNode *node) {
   if (type == NETWORK_INTERFACE_STATIC && !lan_mode()) return NETWORK_INTERFACE_DHCP;
   // The configuration does not ask for hybrid use any more: the facts about it are stale.
   runt_delete("hybrid");
+  network_run->hybrid_interface.reset();
   return type;
 }
 

@@ -21,8 +21,9 @@ struct NetworkRun {
   OwnedModel model;
   NhrpNetworks nhrp;
   std::map<size_t, const char *>
-      passthrough_keys;                 // of the passthrough interface, by the id of a source's configuration
-  std::optional<std::string> hostname;  // what /bin/hostname printed; unset before it is needed
+      passthrough_keys;                         // of the passthrough interface, by the id of a source's configuration
+  std::optional<std::string> hostname;          // what /bin/hostname printed; unset before it is needed
+  std::optional<std::string> hybrid_interface;  // its name, "" for none; unset before it is read and when it changes
 };
 extern NetworkRun *network_run;  // null outside a run
 

@@ -1,6 +1,7 @@
 #include "output/uci.h"
 
 #include <cstdarg>
+#include <cstring>
 
 #include "main/owned.h"
 #include "main/strings.h"
@@ -27,7 +28,9 @@ void uci_write_option(FILE *out, const char *name, const char *value_format, ...
 }
 
 void uci_write_option_string(FILE *out, const char *name, const char *value) {
-  fprintf(out, "\toption %s \"%s\"\n", name, escaped(value, uci_escape_table).get());
+  OwnedString changed;  // most values hold nothing to escape
+  if (strpbrk(or_empty(value), "\"\\\n") != nullptr) changed = escaped(value, uci_escape_table);
+  fprintf(out, "\toption %s \"%s\"\n", name, changed != nullptr ? changed.get() : or_empty(value));
 }
 
 void uci_write_option_int(FILE *out, const char *name, int32_t value) {
