@@ -227,9 +227,9 @@ constexpr size_t largest_input = 128U << 20;
 
 // The whole input; false, with errno, when it cannot be read or is too large.
 bool read_input(const char *path, std::string *input) {
-  if (strcmp(path, "-") == 0) return read_all(STDIN_FILENO, largest_input, no_deadline, input);
+  if (strcmp(path, "-") == 0) return read_all(STDIN_FILENO, input, largest_input);
   Fd file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY));
-  return file.is_open() && read_all(file.get(), largest_input, no_deadline, input);
+  return file.is_open() && read_all(file.get(), input, largest_input);
 }
 
 int store_facts(const std::vector<Fact> &facts) {

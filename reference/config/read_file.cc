@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 #include "config/document.h"
+#include "util/file.h"
+#include "util/owned.h"
 
 namespace {
 
-constexpr size_t largest_file = 256U << 20;
 constexpr int longest_wait = 10'000;  // milliseconds that a pipe or terminal may stay silent
 
 // Waits until there is something to read, so that a pipe in the place of a file does not hold up a boot for ever.
@@ -45,16 +45,15 @@ bool read_file(const char *path, std::string *content, std::string *problem) {
     *problem = std::string(what) + ": " + strerror(errno);
     return false;
   };
-  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  if (fd < 0) return fail("cannot be opened");
-  std::unique_ptr<const int, void (*)(const int *)> closer(&fd, [](const int *held) { close(*held); });
+  Fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  if (!fd.is_open()) return fail("cannot be opened");
   struct stat status;
-  if (fstat(fd, &status) != 0) return fail("cannot be read");
+  if (fstat(fd.get(), &status) != 0) return fail("cannot be read");
   bool regular = S_ISREG(status.st_mode);
   size_t most = regular ? static_cast<size_t>(status.st_size) : largest_file + 1;
   if (regular && most <= largest_file) content->reserve(most);
   bool fits = most <= largest_file || !regular;
-  if (fits && !read_up_to(fd, regular, most, content)) return fail("cannot be read");
+  if (fits && !read_up_to(fd.get(), regular, most, content)) return fail("cannot be read");
   if (fits && content->size() <= largest_file) return true;
   *problem = "is larger than 256 MiB";
   return false;

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr size_t largest_file = 64U << 20;
+constexpr size_t longest_string = 64U << 20;  // that file_read gives
 
 // Makes a file readable for this user alone, also one that belonged to another; a device or pipe that stands in the
 // place of a file keeps its owner and mode.
@@ -54,7 +54,7 @@ bool protect_standard_streams() {
   return true;
 }
 
-bool read_all(int fd, size_t limit, int64_t deadline, std::string *content) {
+bool read_all(int fd, std::string *content, size_t limit, int64_t deadline) {
   char block[16384];
   for (;;) {
     if (deadline != no_deadline && !wait_ready(fd, POLLIN, deadline)) {
@@ -94,17 +94,17 @@ char *file_read(const char *path) {
   struct stat status;
   if (!fd.is_open() || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
   std::string content;
-  if (!read_all(fd.get(), largest_file, no_deadline, &content)) return nullptr;
+  if (!read_all(fd.get(), &content, longest_string)) return nullptr;
   return copy_bytes(content.data(), content.size());
 }
 
-bool file_write(const char *path, const char *text) {
+bool file_write(const char *path, const char *string) {
   if (path == nullptr) return false;
   // The file is empty until its mode is right: no moment shows new content under an old, wider mode. A pipe in its
   // place that nobody reads would hold up the run for ever.
   int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
   if (fd < 0) return false;
-  bool complete = make_private(fd) && (text == nullptr || write_all(fd, text));
+  bool complete = make_private(fd) && (string == nullptr || write_all(fd, string));
   return close(fd) == 0 && complete;
 }
 

@@ -19,9 +19,12 @@ bool wait_ready(int fd, short event, int64_t deadline);
 // message would be written into it. False, with errno, when that fails.
 bool protect_standard_streams();
 
+// More than any file that people give can sensibly hold.
+constexpr size_t largest_file = 256U << 20;
+
 // Appends everything up to the end of input to `content`. False, with errno and part of the input, when reading fails,
 // goes beyond `limit` bytes (EFBIG) or is not over at the deadline (ETIMEDOUT).
-bool read_all(int fd, size_t limit, int64_t deadline, std::string *content);
+bool read_all(int fd, std::string *content, size_t limit = largest_file, int64_t deadline = no_deadline);
 
 // False, with errno, when not everything could be written.
 bool write_all(int fd, std::string_view content);

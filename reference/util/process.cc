@@ -159,7 +159,7 @@ char *_process_capture(int /*fd_in*/, int /*fd_err*/, int /*capture*/, int /*res
     missing = pid < 0 && errno == ENOENT && file_exists("/dev/null");
     close(ends[1]);
     int64_t deadline = child_deadline();
-    complete = pid >= 0 && read_all(ends[0], largest_output, deadline, &output);
+    complete = pid >= 0 && read_all(ends[0], &output, largest_output, deadline);
     if (pid >= 0 && !complete) kill_session(pid);
     close(ends[0]);
     status = reap(pid, deadline);

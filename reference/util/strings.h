@@ -3,6 +3,7 @@
 #define TESSERA_REFERENCE_UTIL_STRINGS_H
 
 #include <algorithm>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -22,6 +23,12 @@ inline std::vector<std::string_view> line_views(std::string_view string) {
   std::vector<std::string_view> lines = split(string, '\n');
   if (lines.back().empty()) lines.pop_back();
   return lines;
+}
+
+// The same as copies.
+inline std::vector<std::string> lines_of(std::string_view string) {
+  std::vector<std::string_view> lines = line_views(string);
+  return {lines.begin(), lines.end()};
 }
 
 // True for one of `words`, which are separated by spaces; "" is never one.

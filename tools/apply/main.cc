@@ -140,7 +140,7 @@ State enter(bool changes) {
 std::string read_new(const std::string &name) {
   Fd fd(name == "-" ? dup(STDIN_FILENO) : open(name.c_str(), O_RDONLY | O_CLOEXEC));
   std::string content;
-  if (!fd.is_open() || !read_all(fd.get(), content)) fail_system("%s", name.c_str());
+  if (!fd.is_open() || !read_all(fd.get(), &content)) fail_system("%s", name.c_str());
   return content;
 }
 

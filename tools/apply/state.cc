@@ -69,7 +69,7 @@ std::string read_file(const std::string &path, std::string &content, bool &is_th
   Fd fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   is_there = fd.is_open() || errno != ENOENT;
   if (!is_there) return "";
-  return fd.is_open() && read_all(fd.get(), content) ? "" : failed(path);
+  return fd.is_open() && read_all(fd.get(), &content) ? "" : failed(path);
 }
 
 std::string read_optional(const std::string &path, std::optional<std::string> &content) {

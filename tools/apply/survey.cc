@@ -14,6 +14,7 @@
 #include "preview/output.h"
 #include "preview/strings.h"
 #include "sandbox/sandbox.h"
+#include "util/strings.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ std::string output_of(const std::vector<std::string> &words, int &status) {
   pid_t found = child;
   while (child > 0 && (found = waitpid(child, &ended, 0)) < 0 && errno == EINTR) continue;
   std::string content;
-  if (child < 0 || found < 0 || lseek(output.get(), 0, SEEK_SET) != 0 || !read_all(output.get(), content)) {
+  if (child < 0 || found < 0 || lseek(output.get(), 0, SEEK_SET) != 0 || !read_all(output.get(), &content)) {
     fail_system("cannot run %s", words[0].c_str());
   }
   status = WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended);
@@ -155,10 +156,10 @@ std::string joined(const std::vector<std::string> &words, const char *before, co
   return list;
 }
 
-void print_finding_json(const char *separator, const Verdict &verdict, const Finding &finding) {
+void print_remark_json(const char *separator, const Verdict &verdict, const Remark &remark) {
   printf("%s\n    {\"checker\": %s, \"file\": %s, \"line\": %u, \"grade\": \"%s\", \"message\": %s}", separator,
-         json_string(verdict.checker).c_str(), json_string(repaired_utf8(finding.file)).c_str(), finding.line,
-         finding.is_warning ? "warning" : "error", json_string(repaired_utf8(finding.message)).c_str());
+         json_string(verdict.checker).c_str(), json_string(repaired_utf8(remark.file)).c_str(), remark.line,
+         remark.is_warning ? "warning" : "error", json_string(repaired_utf8(remark.message)).c_str());
 }
 
 // Ends an array after its elements; `separator` is "" when there was none.
@@ -187,8 +188,8 @@ Survey make_survey(const std::optional<std::string> &config, const std::vector<s
   find_services(wanted, survey);
   if (!verifies) return survey;
   for (Verdict &verdict : verify_files(outcome.files, router.files)) {
-    for (Finding &finding : verdict.findings) finding.message = masked(secrets, "", finding.message);
-    if (!verdict.findings.empty()) survey.verdicts.push_back(std::move(verdict));
+    for (Remark &remark : verdict.remarks) remark.message = masked(secrets, "", remark.message);
+    if (!verdict.remarks.empty()) survey.verdicts.push_back(std::move(verdict));
   }
   return survey;
 }
@@ -221,8 +222,8 @@ void print_survey_json(const Survey &survey, const std::optional<Pending> &pendi
   printf("  \"findings\": [");
   separator = "";
   for (const Verdict &verdict : survey.verdicts) {
-    for (const Finding &finding : verdict.findings) {
-      print_finding_json(separator, verdict, finding);
+    for (const Remark &remark : verdict.remarks) {
+      print_remark_json(separator, verdict, remark);
       separator = ",";
     }
   }

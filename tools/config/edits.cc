@@ -51,7 +51,7 @@ bool take_option(const std::string &option, Request *request, Edit *edit) {
 }
 
 bool read_input(std::string *content) {
-  if (read_all(STDIN_FILENO, largest_input, no_deadline, content)) return true;
+  if (read_all(STDIN_FILENO, content, largest_input)) return true;
   perror("tessera-config: standard input");
   return false;
 }

@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr size_t largest_file = 256U << 20;  // what the loader accepts
-
 bool fail(const std::string &path, const char *what) {
   fprintf(stderr, "tessera-config: %s: %s: %s\n", path.c_str(), what, strerror(errno));
   return false;
@@ -81,7 +79,7 @@ bool open_file(const char *path, bool lock, EditedFile *file) {
   if (target == nullptr) return fail(path, "cannot be opened");
   file->path = OwnedString(target).get();
   if (!(lock ? open_locked(file) : open_once(file))) return false;
-  return read_all(file->fd.get(), largest_file, no_deadline, &file->content) || fail(path, "cannot be read");
+  return read_all(file->fd.get(), &file->content) || fail(path, "cannot be read");
 }
 
 bool replace_file(const EditedFile &file, const std::string &content) {

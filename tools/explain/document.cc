@@ -20,7 +20,7 @@ bool complain(const std::string &file, const char *problem) {
 
 bool read_file(const std::string &name, std::string &content) {
   Fd fd(open(name.c_str(), O_RDONLY | O_CLOEXEC));
-  return (fd.is_open() && read_all(fd.get(), content)) || complain(name, strerror(errno));
+  return (fd.is_open() && read_all(fd.get(), &content)) || complain(name, strerror(errno));
 }
 
 bool read_facts(const std::string &name, Facts &facts) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "explain/alternatives.h"
-#include "preview/strings.h"
+#include "util/strings.h"
 
 namespace {
 

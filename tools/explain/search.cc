@@ -6,7 +6,7 @@
 
 #include "explain/alternatives.h"
 #include "explain/answers.h"
-#include "preview/strings.h"
+#include "util/strings.h"
 
 namespace {
 

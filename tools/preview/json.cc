@@ -9,6 +9,7 @@
 
 #include "preview/strings.h"
 #include "sandbox/sandbox.h"
+#include "util/strings.h"
 
 namespace {
 
@@ -146,12 +147,12 @@ void write_verdicts(Writer &writer, const std::vector<Verdict> &verdicts) {
                                                    : "accepted"));
     writer.Key("findings");
     writer.StartArray();
-    for (const Finding &finding : verdict.findings) {
+    for (const Remark &remark : verdict.remarks) {
       writer.StartObject();
-      write_member(writer, "file", finding.file);
-      if (finding.line > 0) write_member(writer, "line", static_cast<int>(finding.line));
-      write_member(writer, "grade", std::string(finding.is_warning ? "warning" : "error"));
-      write_member(writer, "message", finding.message);
+      write_member(writer, "file", remark.file);
+      if (remark.line > 0) write_member(writer, "line", static_cast<int>(remark.line));
+      write_member(writer, "grade", std::string(remark.is_warning ? "warning" : "error"));
+      write_member(writer, "message", remark.message);
       writer.EndObject();
     }
     writer.EndArray();

@@ -21,6 +21,7 @@
 #include "preview/strings.h"
 #include "preview/verify.h"
 #include "sandbox/sandbox.h"
+#include "util/strings.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ Fd open_input(const char *path, int flags) {
 
 std::string read_input(const char *path) {
   std::string content;
-  if (!read_all(open_input(path, 0).get(), content)) fail_system("%s", path);
+  if (!read_all(open_input(path, 0).get(), &content)) fail_system("%s", path);
   return content;
 }
 
@@ -149,7 +150,7 @@ std::vector<ServiceRun> describe_runs(const Options &options, const Inputs &inpu
 std::vector<Verdict> verify(const Inputs &inputs, const Tree &files) {
   std::vector<Verdict> verdicts = verify_files(files, inputs.router.files);
   for (Verdict &verdict : verdicts) {
-    for (Finding &finding : verdict.findings) finding.message = masked(inputs.secrets, "", finding.message);
+    for (Remark &remark : verdict.remarks) remark.message = masked(inputs.secrets, "", remark.message);
   }
   return verdicts;
 }

@@ -4,6 +4,7 @@
 
 #include "preview/strings.h"
 #include "preview/verify.h"
+#include "util/strings.h"
 
 namespace {
 
@@ -94,12 +95,12 @@ std::string quoted(const std::string &word) {
 struct Reader {
   std::string file;
   std::string script;
-  std::vector<Finding> &findings;
+  std::vector<Remark> &remarks;
   unsigned line = 0;
   std::string end_tag = {};  // of the block that the line is in; "" outside of blocks
   bool drops_block = false;
 
-  void warn(const std::string &message) { findings.push_back({file, line, message, true}); }
+  void warn(const std::string &message) { remarks.push_back({file, line, message, true}); }
 };
 
 // A line inside a block as OpenVPN may read it.
@@ -136,9 +137,9 @@ std::string withheld(const std::string &line, Reader &reader) {
 }  // namespace
 
 std::string withhold_options(const std::string &file, const std::string &content, const std::string &script,
-                             std::vector<Finding> &findings) {
+                             std::vector<Remark> &remarks) {
   constexpr std::string_view byte_order_mark = "\xef\xbb\xbf";
-  Reader reader{file, script, findings};
+  Reader reader{file, script, remarks};
   std::string result;
   for (std::string line : lines_of(content)) {
     reader.line++;

@@ -171,12 +171,12 @@ void print_verdicts(const std::vector<Verdict> &verdicts, bool is_coloured) {
     } else if (!is_refused(verdict)) {
       print_line("accepted by " + verdict.checker + ": " + verdict.file, is_coloured ? green : nullptr);
     }
-    for (const Finding &finding : verdict.findings) {
-      std::string place = finding.file + (finding.line > 0 ? ":" + std::to_string(finding.line) : "");
-      const char *grade = finding.is_warning ? ": warning: " : ": ";
-      print_line(place + ": " + verdict.checker + grade + finding.message, !is_coloured         ? nullptr
-                                                                           : finding.is_warning ? yellow
-                                                                                                : red);
+    for (const Remark &remark : verdict.remarks) {
+      std::string place = remark.file + (remark.line > 0 ? ":" + std::to_string(remark.line) : "");
+      const char *grade = remark.is_warning ? ": warning: " : ": ";
+      print_line(place + ": " + verdict.checker + grade + remark.message, !is_coloured        ? nullptr
+                                                                          : remark.is_warning ? yellow
+                                                                                              : red);
     }
   }
 }

@@ -66,7 +66,7 @@ std::string unified_difference(const std::string &old_name, const std::string &n
   int status = 0;
   while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
   std::string content;
-  if (child < 0 || lseek(difference.get(), 0, SEEK_SET) != 0 || !read_all(difference.get(), content)) {
+  if (child < 0 || lseek(difference.get(), 0, SEEK_SET) != 0 || !read_all(difference.get(), &content)) {
     fail_system("cannot compare files");
   }
   if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) fail("cannot compare files: diff is missing or fails");

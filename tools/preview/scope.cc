@@ -6,6 +6,7 @@
 #include "preview/plan.h"
 #include "preview/strings.h"
 #include "sandbox/sandbox.h"
+#include "util/strings.h"
 
 namespace {
 

@@ -12,6 +12,7 @@
 #include "config/schema.h"
 #include "preview/plan.h"
 #include "preview/strings.h"
+#include "util/strings.h"
 
 namespace {
 

@@ -37,15 +37,6 @@ struct MemberReader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MemberRead
 
 }  // namespace
 
-std::vector<std::string> lines_of(std::string_view string) {
-  std::vector<std::string> lines;
-  for (size_t start = 0, end; start < string.size(); start = end + 1) {
-    end = std::min(string.find('\n', start), string.size());
-    lines.emplace_back(string.substr(start, end - start));
-  }
-  return lines;
-}
-
 std::string with_replaced(std::string_view string, std::string_view from, std::string_view to) {
   std::string result;
   for (size_t found; (found = string.find(from)) != std::string_view::npos; string.remove_prefix(found + from.size())) {

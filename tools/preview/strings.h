@@ -1,13 +1,10 @@
-// Strings: lines, replacements, JSON and UTF-8.
+// Strings: replacements, JSON and UTF-8.
 #ifndef TESSERA_PREVIEW_STRINGS_H
 #define TESSERA_PREVIEW_STRINGS_H
 
 #include <string>
 #include <string_view>
 #include <vector>
-
-// The lines of a string without their ends.
-std::vector<std::string> lines_of(std::string_view string);
 
 // The string with `to` in place of each `from`.
 std::string with_replaced(std::string_view string, std::string_view from, std::string_view to);

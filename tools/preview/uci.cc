@@ -2,8 +2,8 @@
 #include <map>
 #include <set>
 
-#include "preview/strings.h"
 #include "preview/verify.h"
+#include "util/strings.h"
 
 namespace {
 
@@ -17,9 +17,9 @@ struct Uci {
   std::map<std::string, std::string> types;
   std::set<std::string> options;  // since the last section line
   bool in_section = false;
-  std::vector<Finding> findings;
+  std::vector<Remark> remarks;
 
-  void refuse(const std::string &message) { findings.push_back({file, line, message}); }
+  void refuse(const std::string &message) { remarks.push_back({file, line, message}); }
 };
 
 bool is_name(const std::string &word) {
@@ -80,14 +80,13 @@ void read_option(const std::vector<std::string> &words, Uci &uci) {
   } else if (!is_name(words[1])) {
     uci.refuse("an option name may hold letters, digits and \"_\" only");
   } else if (words[0] == "option" && !uci.options.insert(words[1]).second) {
-    uci.findings.push_back(
-        {uci.file, uci.line, "the option \"" + words[1] + "\" is repeated: this value counts", true});
+    uci.remarks.push_back({uci.file, uci.line, "the option \"" + words[1] + "\" is repeated: this value counts", true});
   }
 }
 
 }  // namespace
 
-std::vector<Finding> read_uci(const std::string &file, std::string_view content) {
+std::vector<Remark> read_uci(const std::string &file, std::string_view content) {
   Uci uci;
   uci.file = file;
   for (const std::string &line : lines_of(content)) {
@@ -107,5 +106,5 @@ std::vector<Finding> read_uci(const std::string &file, std::string_view content)
       uci.refuse("expected config, option or list");
     }
   }
-  return uci.findings;
+  return uci.remarks;
 }

@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "preview/fail.h"
-#include "preview/strings.h"
 #include "sandbox/sandbox.h"
+#include "util/strings.h"
 
 namespace {
 
@@ -56,24 +56,24 @@ std::string said(const Ended &ended) {
 }
 
 // A checker that fails says why, whatever it says.
-void add_unless_explained(const std::string &file, const Ended &ended, std::vector<Finding> &findings) {
-  bool is_explained = std::any_of(findings.begin(), findings.end(), [](const Finding &one) { return !one.is_warning; });
+void add_unless_explained(const std::string &file, const Ended &ended, std::vector<Remark> &remarks) {
+  bool is_explained = std::any_of(remarks.begin(), remarks.end(), [](const Remark &one) { return !one.is_warning; });
   if (ended.status == 0 || is_explained) return;
   std::vector<std::string> lines = lines_of(said(ended));
-  findings.push_back({file, 0, lines.empty() ? "ends with status " + std::to_string(ended.status) : lines.front()});
+  remarks.push_back({file, 0, lines.empty() ? "ends with status " + std::to_string(ended.status) : lines.front()});
 }
 
 // ---- dnsmasq: "dnsmasq: PROBLEM at line N of FILE"
 
-std::vector<Finding> read_dnsmasq(const std::string &file, const Ended &ended) {
-  std::vector<Finding> findings;
+std::vector<Remark> read_dnsmasq(const std::string &file, const Ended &ended) {
+  std::vector<Remark> remarks;
   for (const std::string &line : lines_of(said(ended))) {
     size_t place = line.find(" at line ");
     if (place == std::string::npos || !starts_with(line, "dnsmasq: ")) continue;
-    findings.push_back({file, number_at(line, place + 9), line.substr(9, place - 9)});
+    remarks.push_back({file, number_at(line, place + 9), line.substr(9, place - 9)});
   }
-  add_unless_explained(file, ended, findings);
-  return findings;
+  add_unless_explained(file, ended, remarks);
+  return remarks;
 }
 
 void check_dnsmasq(const std::string &program, std::vector<Verdict> &verdicts, const Files &files) {
@@ -81,7 +81,7 @@ void check_dnsmasq(const std::string &program, std::vector<Verdict> &verdicts, c
     Job job;
     job.files[verdict.file.substr(1)] = files.at(verdict);
     job.commands = {{{program, "--test", "-C", verdict.file}}};
-    verdict.findings = read_dnsmasq(verdict.file, run_checker(job)[0]);
+    verdict.remarks = read_dnsmasq(verdict.file, run_checker(job)[0]);
   }
 }
 
@@ -94,7 +94,7 @@ bool is_elsewhere(const std::string &problem) {
          problem.compare(path + 13, 9, "/var/run/") != 0;
 }
 
-void read_openvpn(const std::string &file, const Ended &ended, std::vector<Finding> &findings) {
+void read_openvpn(const std::string &file, const Ended &ended, std::vector<Remark> &remarks) {
   for (const std::string &line : lines_of(said(ended))) {
     // "Please correct this error." follows some.
     if (!starts_with(line, "Options error: ") || starts_with(line, "Options error: Please correct")) continue;
@@ -103,11 +103,11 @@ void read_openvpn(const std::string &file, const Ended &ended, std::vector<Findi
     unsigned number = has_place ? number_at(line, place + file.size() + 5) : 0;
     size_t option = has_place ? line.find(": ", place + file.size()) : place;
     std::string what = option != std::string::npos ? line.substr(option, line.rfind(" (") - option) : "";
-    findings.push_back({file, number, line.substr(15, place - 15) + what, is_elsewhere(line)});
+    remarks.push_back({file, number, line.substr(15, place - 15) + what, is_elsewhere(line)});
   }
   bool has_read_all =
-      std::any_of(findings.begin(), findings.end(), [](const Finding &one) { return is_elsewhere(one.message); });
-  if (!has_read_all) add_unless_explained(file, ended, findings);
+      std::any_of(remarks.begin(), remarks.end(), [](const Remark &one) { return is_elsewhere(one.message); });
+  if (!has_read_all) add_unless_explained(file, ended, remarks);
 }
 
 // The files of the router that the content of a file names.
@@ -121,20 +121,20 @@ void add_named(std::string_view content, const Tree &from, Tree &files) {
 void check_openvpn(const std::string &program, std::vector<Verdict> &verdicts, const Files &files) {
   for (Verdict &verdict : verdicts) {
     Job job;
-    std::string content = withhold_options(verdict.file, files.at(verdict).content, script, verdict.findings);
+    std::string content = withhold_options(verdict.file, files.at(verdict).content, script, verdict.remarks);
     job.files[&script[1]] = {S_IFREG | 0755, ""};
     job.files[verdict.file.substr(1)] = {S_IFREG | 0600, content};
     add_named(content, files.written, job.files);
     add_named(content, files.given, job.files);
     job.commands = {{{program, "--config", verdict.file, "--show-digests"}}};
-    read_openvpn(verdict.file, run_checker(job)[0], verdict.findings);
+    read_openvpn(verdict.file, run_checker(job)[0], verdict.remarks);
   }
 }
 
 // ---- The IPsec starter
 
 // Where SETTING stands in the section of `connection`.
-Finding place_in_connection(const Tree &tree, const std::string &connection, const std::string &setting) {
+Remark place_in_connection(const Tree &tree, const std::string &connection, const std::string &setting) {
   for (const auto &[path, file] : tree) {
     if (!matches("*/ipsec.d/conf/*", path)) continue;
     size_t section = ("\n" + file.content).find("\nconn " + connection + "\n");
@@ -146,15 +146,15 @@ Finding place_in_connection(const Tree &tree, const std::string &connection, con
 }
 
 // Messages with a place are of the syntax; others name the setting, after the connection that is being loaded.
-std::vector<Finding> read_starter(const std::string &file, const Ended &ended, const Tree &tree) {
+std::vector<Remark> read_starter(const std::string &file, const Ended &ended, const Tree &tree) {
   // The device's daemon knows these, others may not.
   static constexpr std::string_view own_keywords[] = {"'if_id'", "'righthostsweight'", "'righthostssequence'"};
   constexpr std::string_view unknown = "# unknown keyword ";
-  std::vector<Finding> findings;
+  std::vector<Remark> remarks;
   std::string connection;
   auto add = [&](const std::string &message, const std::string &setting) {
-    Finding finding = place_in_connection(tree, connection, setting);
-    findings.push_back({finding.file.empty() ? file : finding.file, finding.line, message});
+    Remark remark = place_in_connection(tree, connection, setting);
+    remarks.push_back({remark.file.empty() ? file : remark.file, remark.line, message});
   };
   for (const std::string &line : lines_of(said(ended))) {
     size_t colon = line.find(':');
@@ -162,9 +162,9 @@ std::vector<Finding> read_starter(const std::string &file, const Ended &ended, c
       connection = line.substr(14, line.size() - 15);
     } else if (line[0] == '/' && colon != std::string::npos && number_at(line, colon + 1) > 0) {
       size_t message = std::min(line.find(": ", colon), line.size() - 2);
-      findings.push_back({line.substr(0, colon), number_at(line, colon + 1), line.substr(message + 2)});
+      remarks.push_back({line.substr(0, colon), number_at(line, colon + 1), line.substr(message + 2)});
     } else if (starts_with(line, "no files found matching")) {
-      findings.push_back({file, 0, line});
+      remarks.push_back({file, 0, line});
     } else if (starts_with(line, unknown)) {
       std::string keyword = line.substr(unknown.size());
       bool is_own = std::find(std::begin(own_keywords), std::end(own_keywords), keyword) != std::end(own_keywords);
@@ -173,8 +173,8 @@ std::vector<Finding> read_starter(const std::string &file, const Ended &ended, c
       add(line.substr(2), line.substr(line.find(": ") + 2));
     }
   }
-  add_unless_explained(file, ended, findings);
-  return findings;
+  add_unless_explained(file, ended, remarks);
+  return remarks;
 }
 
 void check_starter(const std::string &program, std::vector<Verdict> &verdicts, const Files &files) {
@@ -184,7 +184,7 @@ void check_starter(const std::string &program, std::vector<Verdict> &verdicts, c
       if (matches("var/run/ipsec.*", path)) job.files[path] = file;
     }
     job.commands = {{{program, "--conf", verdict.file, "--conftest", "--debug"}}};
-    verdict.findings = read_starter(verdict.file, run_checker(job)[0], files.written);
+    verdict.remarks = read_starter(verdict.file, run_checker(job)[0], files.written);
   }
 }
 
@@ -214,8 +214,8 @@ constexpr PemKind pem_kinds[] = {
 
 // A part of a file for openssl to read, and what to say when it cannot.
 struct PemPart {
-  std::vector<Finding> *findings;
-  Finding refusal;
+  std::vector<Remark> *remarks;
+  Remark refusal;
 };
 
 void ask_openssl(const std::string &program, const PemKind &kind, const std::string &content, Job &job) {
@@ -231,7 +231,7 @@ void add_parts(const std::string &program, const std::string &content, Verdict &
     // Whether it fits its passphrase only the daemon can tell.
     if (part.find("ENCRYPTED") != std::string::npos) return;
     ask_openssl(program, kind, part, job);
-    parts.push_back({&verdict.findings, {verdict.file, line, kind.message}});
+    parts.push_back({&verdict.remarks, {verdict.file, line, kind.message}});
   };
   std::string lines = "\n" + content;
   for (const PemKind &kind : pem_kinds) {
@@ -255,14 +255,14 @@ void check_openssl(const std::string &program, std::vector<Verdict> &verdicts, c
   for (Verdict &verdict : verdicts) add_parts(program, files.at(verdict).content, verdict, job, parts);
   std::vector<Ended> answers = run_checker(job);
   for (size_t i = 0; i < answers.size(); i++) {
-    if (answers[i].status != 0) parts[i].findings->push_back(parts[i].refusal);
+    if (answers[i].status != 0) parts[i].remarks->push_back(parts[i].refusal);
   }
 }
 
 // ---- UCI
 
 void check_uci(const std::string & /*program*/, std::vector<Verdict> &verdicts, const Files &files) {
-  for (Verdict &verdict : verdicts) verdict.findings = read_uci(verdict.file, files.at(verdict).content);
+  for (Verdict &verdict : verdicts) verdict.remarks = read_uci(verdict.file, files.at(verdict).content);
 }
 
 // ---- All
@@ -316,6 +316,6 @@ std::vector<Verdict> verify_files(const Tree &written, const Tree &given) {
 }
 
 bool is_refused(const Verdict &verdict) {
-  return std::any_of(verdict.findings.begin(), verdict.findings.end(),
-                     [](const Finding &finding) { return !finding.is_warning; });
+  return std::any_of(verdict.remarks.begin(), verdict.remarks.end(),
+                     [](const Remark &remark) { return !remark.is_warning; });
 }

@@ -8,7 +8,7 @@
 
 #include "sandbox/tree.h"
 
-struct Finding {
+struct Remark {
   std::string file;
   unsigned line;  // 0: the file as a whole
   std::string message;
@@ -20,7 +20,7 @@ struct Verdict {
   std::string checker;
   std::string file;
   bool is_installed;  // the checker
-  std::vector<Finding> findings;
+  std::vector<Remark> remarks;
 };
 
 // Has each file of `written` checked that has a checker, by those that are installed on the machine. Each checker runs
@@ -31,12 +31,12 @@ std::vector<Verdict> verify_files(const Tree &written, const Tree &given);
 bool is_refused(const Verdict &verdict);
 
 // What the interface manager refuses or misreads of a UCI file; no message quotes a value.
-std::vector<Finding> read_uci(const std::string &file, std::string_view content);
+std::vector<Remark> read_uci(const std::string &file, std::string_view content);
 
 // Options that OpenVPN acts on while it reads its file. Adds a warning for each of them that `content` holds and no
 // service writes. Returns the content as OpenVPN may read it: without those options, and with the name of a program
 // that is there, `script`, in place of those that it would run on the router.
 std::string withhold_options(const std::string &file, const std::string &content, const std::string &script,
-                             std::vector<Finding> &findings);
+                             std::vector<Remark> &remarks);
 
 #endif

@@ -37,7 +37,7 @@ File read_file(const std::string &path, mode_t mode) {
     if (!read_link(AT_FDCWD, path.c_str(), file.content)) give_up(path, errno);
   } else if (S_ISREG(mode)) {
     Fd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!fd.is_open() || !read_all(fd.get(), file.content)) give_up(path, errno);
+    if (!fd.is_open() || !read_all(fd.get(), &file.content)) give_up(path, errno);
   }
   return file;
 }

@@ -26,7 +26,7 @@ Fd memory_file() {
 
 std::string content_of(const Fd &fd) {
   std::string content;
-  if (lseek(fd.get(), 0, SEEK_SET) != 0 || !read_all(fd.get(), content)) {
+  if (lseek(fd.get(), 0, SEEK_SET) != 0 || !read_all(fd.get(), &content)) {
     give_up("cannot read what a program printed", errno);
   }
   return content;

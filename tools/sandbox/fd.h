@@ -1,4 +1,4 @@
-// Directories with an owner, and whole-file operations on descriptors.
+// Directories with an owner, and what paths lead to.
 #ifndef TESSERA_SANDBOX_FD_H
 #define TESSERA_SANDBOX_FD_H
 
@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "util/file.h"
 #include "util/owned.h"
 
 struct CloseDirectory {
@@ -25,15 +26,6 @@ Directory open_directory(int at, const char *name);
 
 // The next entry but "." and "..", null after the last.
 const dirent *next_entry(DIR *directory);
-
-// More than any of the files that are read here can sensibly hold.
-inline constexpr size_t largest_file = 256U << 20;
-
-// Reads to the end; false, with errno, when that fails or there is more than a largest file.
-bool read_all(int fd, std::string &content);
-
-// Writes everything; false, with errno, when that fails.
-bool write_all(int fd, const std::string &content);
 
 // The target of the symbolic link `name`; false, with errno, when there is no such link.
 bool read_link(int at, const char *name, std::string &target);

@@ -291,7 +291,7 @@ Outcome finish_job(Run &run) {
   while (waitpid(run.process, &status, 0) < 0 && errno == EINTR) continue;
   run.process = 0;
   std::string reply;
-  if (lseek(run.reply.get(), 0, SEEK_SET) != 0 || !read_all(run.reply.get(), reply)) {
+  if (lseek(run.reply.get(), 0, SEEK_SET) != 0 || !read_all(run.reply.get(), &reply)) {
     outcome.trouble = std::string("cannot read what was written: ") + strerror(errno);
     return outcome;
   }

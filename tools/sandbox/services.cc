@@ -56,7 +56,7 @@ std::string add_directory(const std::string &path, Tree &files) {
     } else if (S_ISREG(status.st_mode) && is_of_router(name)) {
       Fd fd(openat(dirfd(directory.get()), entry->d_name, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
       File file = {status.st_mode, ""};
-      if (!fd.is_open() || !read_all(fd.get(), file.content)) return "/" + name + ": " + strerror(errno);
+      if (!fd.is_open() || !read_all(fd.get(), &file.content)) return "/" + name + ": " + strerror(errno);
       files[name] = std::move(file);
     }
   }

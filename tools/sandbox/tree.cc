@@ -24,7 +24,7 @@ bool add_files(DIR *directory, const std::string &path, Tree &tree, std::string 
       if (!read_link(at, name, file.content)) return false;
     } else if (S_ISREG(status.st_mode)) {
       Fd fd(openat(at, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-      if (!fd.is_open() || !read_all(fd.get(), file.content)) return false;
+      if (!fd.is_open() || !read_all(fd.get(), &file.content)) return false;
     } else if (S_ISDIR(status.st_mode)) {
       Directory below = open_directory(at, name);
       if (below == nullptr || !add_files(below.get(), path + name + "/", tree, failed)) return false;
