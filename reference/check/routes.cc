@@ -1,36 +1,38 @@
 // Static, multicast and policy routes, and the networks that NHRP serves.
 #include <cstring>
+#include <set>
 
 #include "check/check.h"
 #include "check/find.h"
 #include "check/ipv4.h"
 #include "check/values.h"
 #include "config/characters.h"
+#include "platform/ranges.h"
 
 namespace {
 
 constexpr ValueRule global_rules[] = {optional(rule("network.advanced.ula_prefix", Test::ipv6_network)), end_of_rules};
 constexpr ValueRule route_rules[] = {optional(rule("gateway", Test::ipv4)), in_range("mtu"), end_of_rules};
 constexpr ValueRule domain_policy_rules[] = {
-    rule("dst.domain", Test::texts), rule("ip_version", Test::filled),
+    rule("dst.domain", Test::strings), rule("ip_version", Test::filled),
     as(Rule::dnsmasq_value, line("ipset={dst.domain#1}/domain-policy-9,domain6-policy-9", dnsmasq_line)), end_of_rules};
 constexpr ValueRule domain_rules[] = {as(Rule::dnsmasq_value, no_quote("")), rule("", Test::without, " /,"),
                                       end_of_rules};
 
 // A destination takes a prefix length, no mask.
 void check_destination(const ConfigNode *route) {
-  const char *text = config_get_string(route, "dst");
+  const char *string = config_get_string(route, "dst");
   const ConfigNode *value = config_nearest(route, "dst");
-  if (*text == '\0') {
+  if (*string == '\0') {
     find(value, Rule::route_no_dst);
     return;
   }
-  const std::optional<Ipv4Network> network = ipv4_network(text);
-  const char *slash = strchr(text, '/');
+  const std::optional<Ipv4Network> network = ipv4_network(string);
+  const char *slash = strchr(string, '/');
   if (!network.has_value() || (slash != nullptr && strchr(slash, '.') != nullptr))
-    find(value, Rule::route_dst, {printable(text), "IPv4 address or network"});
+    find(value, Rule::route_dst, {printable(string), "IPv4 address or network"});
   else if (network->first() != network->address)
-    find(value, Rule::route_host_bits, {text, ipv4_text(*network)});
+    find(value, Rule::route_host_bits, {string, ipv4_string(*network)});
 }
 
 // A route over that interface is written without it unless something serves IPv4 there.
@@ -63,24 +65,48 @@ void check_multicast_route(const NetworkModel *model, const ConfigNode *route) {
 }
 
 void check_policy(const ConfigNode *policy) {
-  if (!config_get_bool(policy, "enable") || !text_equals(policy, "dst.type", "domain")) return;
+  if (!config_get_bool(policy, "enable") || !string_equals(policy, "dst.type", "domain")) return;
   check_rules(policy, domain_policy_rules, Rule::policy_value);
-  check_texts(policy, "dst.domain", domain_rules, Rule::policy_value);
+  check_strings(policy, "dst.domain", domain_rules, Rule::policy_value);
 }
 
-// A tunnel counts as NHRP's when the network's text holds its name anywhere.
-void check_nhrp_network(const ConfigNode *tunnels, const ConfigNode *network) {
-  const char *text = config_get_string(network, "ipsec");
-  bool matched = *text == '\0';
-  for_each_member(tunnels, [&](const ConfigNode *tunnel) {
-    if (strstr(text, config_key(tunnel)) == nullptr) return;
-    matched = true;
-    if (!is_word_of(config_key(tunnel), text))
+// The tunnels by which NHRP networks are judged.
+struct Tunnels {
+  const ConfigNode *map;
+  std::set<size_t> name_lengths;
+};
+
+Tunnels tunnels_of(const ConfigNode *root) {
+  Tunnels tunnels{config_object(root, "vpn.ipsec.tunnel"), {}};
+  for (const ConfigNode *tunnel : members(tunnels.map)) tunnels.name_lengths.insert(strlen(config_key(tunnel)));
+  return tunnels;
+}
+
+// The tunnels whose name the string holds anywhere, in document order.
+std::set<const ConfigNode *> tunnels_named_in(const std::string &string, const Tunnels &tunnels) {
+  std::set<const ConfigNode *> named;
+  for (size_t length : tunnels.name_lengths) {
+    for (size_t start = 0; start + length <= string.size(); start++) {
+      const ConfigNode *tunnel = config_object_get(tunnels.map, string.substr(start, length).c_str());
+      if (tunnel != nullptr) named.insert(tunnel);
+    }
+  }
+  return named;
+}
+
+// A tunnel counts as NHRP's when the network's string holds its name anywhere.
+void check_nhrp_network(const Tunnels &tunnels, const ConfigNode *network) {
+  const std::string string = config_get_string(network, "ipsec");
+  const std::vector<std::string_view> listed = split(string, ' ');
+  const std::set<std::string_view> words(listed.begin(), listed.end());
+  const std::set<const ConfigNode *> named = tunnels_named_in(string, tunnels);
+  for (const ConfigNode *tunnel : named) {
+    if (words.count(config_key(tunnel)) == 0)
       find(tunnel, Rule::nhrp_name,
-           {"the tunnel counts as run by NHRP, as its name is a part of '" + printable(text) + "'"});
-  });
-  if (!matched)
-    find(config_nearest(network, "ipsec"), Rule::nhrp_name, {"'" + printable(text) + "' names no IPsec tunnel"});
+           {"the tunnel counts as run by NHRP, as its name is a part of '" + printable(string) + "'"});
+  }
+  if (named.empty() && !string.empty())
+    find(config_nearest(network, "ipsec"), Rule::nhrp_name, {"'" + printable(string) + "' names no IPsec tunnel"});
 }
 
 }  // namespace
@@ -92,7 +118,7 @@ void check_routes(const ConfigNode *root, const NetworkModel *model) {
   for_each_member(config_object(root, "service.multicast"),
                   [model](const ConfigNode *route) { check_multicast_route(model, route); });
   for_each_element(config_array(root, "network.route.policy"), check_policy);
-  const ConfigNode *tunnels = config_object(root, "vpn.ipsec.tunnel");
+  const Tunnels tunnels = tunnels_of(root);
   for_each_element(config_array(root, "network.route.service.nhrp.network"),
-                   [tunnels](const ConfigNode *network) { check_nhrp_network(tunnels, network); });
+                   [&tunnels](const ConfigNode *network) { check_nhrp_network(tunnels, network); });
 }
