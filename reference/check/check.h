@@ -44,8 +44,8 @@ void check_services(const ConfigNode *root);
 void check_switches(const ConfigNode *root);
 void check_empty_options(const ConfigNode *root);
 
-// Texts that are none of the words listed for their key, unless any text is usual there. What is switched off is left
-// out, and so is what has a finding already: this comes last.
+// Strings that are none of the words listed for their key, unless any string is usual there. What is switched off is
+// left out, and so is what has a finding already: this comes last.
 void check_words(const ConfigNode *root);
 
 // True for a device that its own settings, or those of its tunnel, switch off.

@@ -28,7 +28,7 @@ void check_bridge(Masters &masters, const NetworkNode *bridge) {
   const ConfigNode *config = network_config(bridge);
   if (!config_get_bool(config, "enable")) return;
   if (config_get_bool(config, "stp.enable")) check_rules(config, stp_rules, Rule::uci_value);
-  if (!text_equals(config, "mode", "switch")) check_members(masters, bridge, NETWORK_NODE_BRIDGE_PORT);
+  if (!string_equals(config, "mode", "switch")) check_members(masters, bridge, NETWORK_NODE_BRIDGE_PORT);
 }
 
 void check_bond(Masters &masters, const NetworkNode *bond) {
@@ -37,7 +37,7 @@ void check_bond(Masters &masters, const NetworkNode *bond) {
   if (!config_get_bool(config, "enable")) return;
   check_rules(config, bond_rules, Rule::bond_left_out);
   check_members(masters, bond, NETWORK_NODE_BOND_SLAVE);
-  if (text_equals(config, "mode", "active-backup") &&
+  if (string_equals(config, "mode", "active-backup") &&
       network_find(bond, NETWORK_NODE_BOND_SLAVE, config_get_ref(config, "device.0")) == nullptr)
     find(config_nearest(config, "device.0"), Rule::bond_left_out,
          {"the first member is none that can be the primary", "put a device that is always there first"});

@@ -34,7 +34,7 @@ constexpr ValueRule dhcp_rules[] = {
     rule("advanced.domain_suffix", Test::without, " \\"),
     as(Rule::dnsmasq_value, no_quote("advanced.bootfile")),
     rule("advanced.bootfile", Test::without, ",\\"),
-    rule("advanced.bootfile", Test::without_text, " #"),
+    rule("advanced.bootfile", Test::without_string, " #"),
     as(Rule::dnsmasq_value, no_quote("advanced.tftp_server")),
     rule("advanced.tftp_server", Test::without, " ,\\"),
     as(Rule::dnsmasq_value,
@@ -74,7 +74,7 @@ constexpr int sized_options[] = {43, 52, 53, 55, 56, 57, 61, 81, 82, 118};
 constexpr ValueRule option_rules[] = {as(Rule::dnsmasq_value, range("option", 0, INT_MAX)), in_range("option"),
                                       end_of_rules};
 constexpr ValueRule option_ipv4[] = {
-    rule("value_ipv4_list", Test::texts),
+    rule("value_ipv4_list", Test::strings),
     as(Rule::dnsmasq_value,
        line("dhcp-option-force=net:,{option}{value_ipv4_list#1} # {name}", dnsmasq_line, interface_name)),
     end_of_rules};
@@ -106,7 +106,7 @@ constexpr ValueRule lease_by_device[] = {as(Rule::dnsmasq_value, no_quote("devic
                                          as(Rule::dnsmasq_value, rule("device", Test::colon_hex)),
                                          rule("device", Test::filled),
                                          rule("device", Test::without, ","),
-                                         rule("device", Test::without_text, " #"),
+                                         rule("device", Test::without_string, " #"),
                                          end_of_rules};
 
 // A bound of the lease range: a whole address, or its end below the first parts of `sibling`, the other bound, or of
@@ -127,7 +127,7 @@ void check_in_subnet(const ConfigNode *place, const ConfigNode *part, uint32_t a
   const char *own = config_get_string(part, "address");
   const std::optional<Ipv4Network> subnet = ipv4_network(own);
   if (subnet.has_value() && strchr(own, '/') != nullptr && !subnet->holds(address))
-    find(place, broken, {ipv4_text(address), ipv4_text(*subnet)});
+    find(place, broken, {ipv4_string(address), ipv4_string(*subnet)});
 }
 
 void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
@@ -163,8 +163,9 @@ void check_unset_options(const ConfigNode *server) {
                                          nullptr};
   const std::string unset = unset_keys(server, keys, true);
   if (unset.empty()) return;
-  const bool gateway = text_equals(server, "advanced.gateway", "");
-  const bool dns = text_equals(server, "advanced.primary_dns", "") && text_equals(server, "advanced.secondary_dns", "");
+  const bool gateway = string_equals(server, "advanced.gateway", "");
+  const bool dns =
+      string_equals(server, "advanced.primary_dns", "") && string_equals(server, "advanced.secondary_dns", "");
   std::string outcome = "clients get empty options";
   if (gateway || dns)
     outcome = std::string("clients get ") + (gateway ? "no gateway" : "") + (gateway && dns ? " and " : "") +
@@ -175,7 +176,7 @@ void check_unset_options(const ConfigNode *server) {
 void check_announced(const ConfigNode *server) {
   for (const AnnouncedRow *row = announced; row->source != nullptr; ++row) {
     const ValueRule address[] = {rule(row->address, Test::ipv4), end_of_rules};
-    if (text_equals(server, row->source, "custom")) check_rules(server, address, Rule::dnsmasq_value);
+    if (string_equals(server, row->source, "custom")) check_rules(server, address, Rule::dnsmasq_value);
   }
 }
 
@@ -205,7 +206,7 @@ void check_custom_option(const ConfigNode *option) {
   } else if (strcmp(type, "ipv4") == 0) {
     const Rule broken = wants_addresses ? Rule::dnsmasq_value : Rule::dnsmasq_effect;
     check_rules(option, option_ipv4, broken);
-    check_texts(option, "value_ipv4_list", option_addresses, broken);
+    check_strings(option, "value_ipv4_list", option_addresses, broken);
   } else if (wants_addresses) {
     find(config_object_get(option, "datatype"), Rule::dnsmasq_value,
          {"the values of option " + std::to_string(config_get_int(option, "option")) + " are addresses",
@@ -217,7 +218,7 @@ void check_custom_option(const ConfigNode *option) {
 
 // Every "-" of a hardware address is written as ":".
 void check_identifier(const ConfigNode *lease) {
-  if (!text_equals(lease, "type", "mac")) {
+  if (!string_equals(lease, "type", "mac")) {
     check_rules(lease, lease_by_device, Rule::dnsmasq_effect);
     return;
   }
@@ -243,14 +244,14 @@ bool claim_address(DhcpCheck &check, const ConfigNode *server, const ConfigNode 
 
 void check_static_lease(DhcpCheck &check, const ConfigNode *part, const ConfigNode *server, const ConfigNode *lease) {
   check_rules(lease, lease_rules, Rule::dnsmasq_effect);
-  const char *text = config_get_string(lease, "ip");
-  if (*text != '\0' && !claim_address(check, server, lease)) return;
+  const char *string = config_get_string(lease, "ip");
+  if (*string != '\0' && !claim_address(check, server, lease)) return;
   check_identifier(lease);
-  const std::optional<uint32_t> address = ipv4_address(text);
+  const std::optional<uint32_t> address = ipv4_address(string);
   if (!address.has_value()) return;
   const ConfigNode *place = config_object_get(lease, "ip");
   if (address == ipv4_address(own_address(part)))
-    find(place, Rule::lease_of_router, {text});
+    find(place, Rule::lease_of_router, {string});
   else
     check_in_subnet(place, part, *address, Rule::lease_outside);
 }

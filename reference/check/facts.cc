@@ -131,7 +131,7 @@ struct FactsReader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, FactsReader
   bool is_object = false;  // the outermost value
   unsigned depth = 0;
 
-  explicit FactsReader(std::string_view text) : content(text), stream(text.data(), text.size()) {}
+  explicit FactsReader(std::string_view string) : content(string), stream(string.data(), string.size()) {}
 
   bool StartObject() {
     is_object = is_object || depth == 0;

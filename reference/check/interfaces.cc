@@ -39,7 +39,7 @@ void check_part(const NetworkNode *part) {
     case NETWORK_INTERFACE_STATIC:
     case NETWORK_INTERFACE_HYBRID:
       check_address(config);
-      check_texts(config, "dns", name_server_rules, Rule::uci_value);
+      check_strings(config, "dns", name_server_rules, Rule::uci_value);
       break;
     case NETWORK_INTERFACE_PREFIX_DELEGATION:
       check_rules(config, delegation_rules, Rule::uci_value);
@@ -52,7 +52,7 @@ void check_part(const NetworkNode *part) {
   }
 }
 
-constexpr ValueRule passthrough_rules[] = {rule("passthrough.src", Test::texts),
+constexpr ValueRule passthrough_rules[] = {rule("passthrough.src", Test::strings),
                                            one_line("passthrough.pppoe_server.custom.config_file"), end_of_rules};
 constexpr ValueRule pppoe_rules[] = {one_line("pppoe.custom.config_file"), end_of_rules};
 constexpr ValueRule ancillary_rules[] = {rule("passthrough.ancillary.address", Test::ipv4_masked),

@@ -128,14 +128,14 @@ void check_peer_identity(const ConfigNode *owner, bool shared_secret) {
 }
 
 bool has_shared_secret(const ConfigNode *tunnel) {
-  return text_equals(tunnel, "auth.type", "secret") || text_equals(tunnel, "auth.type", "asymmetric-secrets");
+  return string_equals(tunnel, "auth.type", "secret") || string_equals(tunnel, "auth.type", "asymmetric-secrets");
 }
 
 void check_peers(const ConfigNode *tunnel) {
   const ConfigNode *peers = config_array(tunnel, "remote.peers");
   const size_t count = config_array_count(peers);
   if (count == 0) find_unset(tunnel, "remote.peers", Rule::ipsec_effect, "list a peer, any for all comers");
-  const bool is_ipv6 = text_equals(tunnel, "remote.ip_version", "ipv6");
+  const bool is_ipv6 = string_equals(tunnel, "remote.ip_version", "ipv6");
   check_each(tunnel, "remote.peers", is_ipv6 ? ipv6_peer_rules : ipv4_peer_rules, Rule::ipsec_effect);
   const bool shared_secret = has_shared_secret(tunnel);
   for_each_element(peers, [count, is_ipv6, shared_secret](const ConfigNode *peer) {
@@ -191,7 +191,7 @@ void check_tunnel(const ConfigNode *tunnel, bool fips) {
     check_rules(tunnel, type_rules, Rule::ipsec_value);
   check_variants(tunnel, "local.type", local_variants, Rule::ipsec_skipped);
   check_variants(tunnel, "auth.type", auth_variants, Rule::ipsec_value);
-  if (text_equals(tunnel, "auth.type", "x509"))
+  if (string_equals(tunnel, "auth.type", "x509"))
     check_variants(tunnel, "auth.peer_verify", peer_variants, Rule::ipsec_value);
   if (config_get_bool(tunnel, "dpd.enable")) check_rules(tunnel, dpd_rules, Rule::ipsec_effect);
   if (config_get_bool(tunnel, "xauth_client.enable")) check_rules(tunnel, xauth_rules, Rule::ipsec_value);

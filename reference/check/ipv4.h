@@ -16,14 +16,14 @@ struct Ipv4Network {
   bool holds(uint32_t other) const { return ((address ^ other) & mask) == 0; }
 };
 
-// Nothing for a text that is no address.
-std::optional<uint32_t> ipv4_address(std::string_view text);
+// Nothing for a string that is no address.
+std::optional<uint32_t> ipv4_address(std::string_view string);
 
-// An address with a prefix length or a mask behind a slash; without one the address alone. Nothing for other texts.
-std::optional<Ipv4Network> ipv4_network(std::string_view text);
+// An address with a prefix length or a mask behind a slash; without one the address alone. Nothing for other strings.
+std::optional<Ipv4Network> ipv4_network(std::string_view string);
 
 // "192.168.1.0/24", and "192.168.1.1"
-std::string ipv4_text(const Ipv4Network &network);
-std::string ipv4_text(uint32_t address);
+std::string ipv4_string(const Ipv4Network &network);
+std::string ipv4_string(uint32_t address);
 
 #endif

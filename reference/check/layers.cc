@@ -104,7 +104,7 @@ const NetworkNode *interface_on(const NetworkNode *device) {
 
 void check_members(const NetworkModel *model, const NetworkNode *master, uint32_t member_type) {
   const ConfigNode *config = network_config(master);
-  if (!config_get_bool(config, "enable") || text_equals(config, "mode", "switch")) return;
+  if (!config_get_bool(config, "enable") || string_equals(config, "mode", "switch")) return;
   const NetworkNode *member = network_first_type(master, member_type);
   for (; member != nullptr; member = network_next_type(master, member, member_type)) {
     const NetworkNode *interface = interface_on(network_find_device(model, network_config(member)));

@@ -55,12 +55,12 @@ void claim_section(Names &sections, const std::string &name, const ConfigNode *o
 }
 
 bool is_wireless_client(const ConfigNode *member) {
-  return text_equals(member, "type", "wlan") && text_equals(member, "mode", "client");
+  return string_equals(member, "type", "wlan") && string_equals(member, "mode", "client");
 }
 
 // A client inside a bridge is bridged through a tap device.
 void claim_taps(Names &devices, Names &sections, const NetworkNode *bridge) {
-  if (text_equals(network_config(bridge), "mode", "switch")) return;
+  if (string_equals(network_config(bridge), "mode", "switch")) return;
   const NetworkNode *port = network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT);
   for (; port != nullptr; port = network_next_type(bridge, port, NETWORK_NODE_BRIDGE_PORT)) {
     if (!is_wireless_client(network_config(port))) continue;

@@ -8,13 +8,13 @@ namespace {
 
 constexpr std::string_view dashes = "-----";
 
-// The bytes that the base64 text stands for; false for other texts. Line ends and spaces are skipped.
-bool decode(std::string_view text, std::string &bytes) {
+// The bytes that the base64 string stands for; false for other strings. Line ends and spaces are skipped.
+bool decode(std::string_view string, std::string &bytes) {
   static constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   uint32_t collected = 0;
   unsigned count = 0;
   unsigned padding = 0;
-  for (const char letter : text) {
+  for (const char letter : string) {
     if (strchr(" \t\r\n", letter) != nullptr) continue;
     const char *digit = letter != '\0' ? strchr(digits, letter) : nullptr;
     if (letter == '=') ++padding;
@@ -50,11 +50,11 @@ bool take_element(std::string_view &der, unsigned depth) {
   return true;
 }
 
-// The text up to the line end, which is taken off too. As OpenSSL does, it ends before control characters, and where
+// The string up to the line end, which is taken off too. As OpenSSL does, it ends before control characters, and where
 // char has a sign also before bytes that are not ASCII.
-std::string_view take_line(std::string_view &text) {
-  std::string_view line = text.substr(0, text.find('\n'));
-  text.remove_prefix(line.size() < text.size() ? line.size() + 1 : line.size());
+std::string_view take_line(std::string_view &string) {
+  std::string_view line = string.substr(0, string.find('\n'));
+  string.remove_prefix(line.size() < string.size() ? line.size() + 1 : line.size());
   while (!line.empty() && line.back() <= ' ') line.remove_suffix(1);
   return line;
 }
@@ -68,11 +68,11 @@ bool is_body(std::string_view body, bool encrypted) {
 
 }  // namespace
 
-bool is_pem(std::string_view text, std::string_view label, bool more_may_follow) {
+bool is_pem(std::string_view string, std::string_view label, bool more_may_follow) {
   std::string name;
   std::string body;
-  while (!text.empty()) {
-    const std::string_view line = take_line(text);
+  while (!string.empty()) {
+    const std::string_view line = take_line(string);
     const std::string end = std::string(dashes).append("END ").append(name).append(dashes);
     if (!name.empty() && (more_may_follow ? line.starts_with(end) : line == end)) {
       const bool encrypted = name.find("ENCRYPTED") != std::string::npos || body.find(':') != std::string::npos;

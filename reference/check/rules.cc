@@ -30,16 +30,16 @@ struct Values {
   }
 
   std::string fill(std::string_view words) {
-    std::string text;
+    std::string string;
     while (!words.empty()) {
       const size_t open = words.find('{');
-      text += words.substr(0, open);
+      string += words.substr(0, open);
       if (open == std::string_view::npos) break;
       const size_t close = words.find('}', open);
-      text += of(words.substr(open + 1, close - open - 1));
+      string += of(words.substr(open + 1, close - open - 1));
       words.remove_prefix(close + 1);
     }
-    return text;
+    return string;
   }
 };
 

@@ -9,7 +9,7 @@ namespace {
 
 constexpr ValueRule web_filter_rules[] = {rule("firewall.web_filter.service", Test::filled), end_of_rules};
 
-// A double quote opens a word that the line does not close. Where it is none, dnsmasq takes nearly every text.
+// A double quote opens a word that the line does not close. Where it is none, dnsmasq takes nearly every string.
 constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, no_quote("domain")),
                                           rule("domain", Test::without, " ,"),
                                           rule("address", Test::filled),
@@ -134,9 +134,9 @@ void check_services(const ConfigNode *root) {
   const ConfigNode *dns = config_object(root, "service.dns");
   check_each(dns, "server", dns_server_rules, Rule::dnsmasq_effect);
   check_each(dns, "host", dns_host_rules, Rule::dnsmasq_effect);
-  check_texts(dns, "allowlist", allowlist_rules, Rule::dnsmasq_effect);
+  check_strings(dns, "allowlist", allowlist_rules, Rule::dnsmasq_effect);
   const ConfigNode *auth = config_object(root, "auth");
-  check_texts(auth, "method", method_rules, Rule::auth_effect);
+  check_strings(auth, "method", method_rules, Rule::auth_effect);
   for_each_element(config_array(auth, "method"), [auth](const ConfigNode *word) { check_method_word(auth, word); });
   for (const Method *method = methods; method->name != nullptr; ++method) check_method(auth, *method);
 }

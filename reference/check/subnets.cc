@@ -33,10 +33,11 @@ void check_own(const Subnet &subnet) {
   const ConfigNode *address = config_object_get(subnet.part, "address");
   if (network.last() - network.first() > 1 && (network.address == network.first() || network.address == network.last()))
     find(address, Rule::address_ends,
-         {ipv4_text(network.address), network.address == network.first() ? "first" : "last"});
+         {ipv4_string(network.address), network.address == network.first() ? "first" : "last"});
   const std::optional<uint32_t> gateway = ipv4_address(config_get_string(subnet.part, "gateway"));
   if (gateway.has_value() && !network.holds(*gateway))
-    find(config_object_get(subnet.part, "gateway"), Rule::gateway_outside, {ipv4_text(*gateway), ipv4_text(network)});
+    find(config_object_get(subnet.part, "gateway"), Rule::gateway_outside,
+         {ipv4_string(*gateway), ipv4_string(network)});
 }
 
 // Of two that overlap, the later one in the document is reported, and of several that it overlaps one is named.
@@ -50,7 +51,7 @@ void check_overlaps(std::vector<Subnet> subnets) {
       const Subnet &reported = later ? subnet : *widest;
       const Subnet &other = later ? *widest : subnet;
       find(config_object_get(reported.part, "address"), Rule::subnet_twice,
-           {ipv4_text(reported.network), path_of(config_node_parent(other.part))});
+           {ipv4_string(reported.network), path_of(config_node_parent(other.part))});
     }
     if (widest == nullptr || subnet.network.last() > widest->network.last()) widest = &subnet;
   }

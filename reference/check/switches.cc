@@ -62,7 +62,7 @@ constexpr EmptyRow empty_rows[] = {
 
 // L2TP has one switch for all entries.
 bool is_on(const ConfigNode *root, const EmptyRow &row, const ConfigNode *entry) {
-  if (*row.type != '\0' && !text_equals(entry, "type", row.type)) return false;
+  if (*row.type != '\0' && !string_equals(entry, "type", row.type)) return false;
   if (strncmp(row.map, "vpn.l2tp", 8) == 0) return config_get_bool(root, "vpn.l2tp.enable");
   return config_get_bool(entry, "enable");
 }

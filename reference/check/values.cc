@@ -17,56 +17,56 @@
 
 namespace {
 
-bool is_address(int family, std::string_view text) {
+bool is_address(int family, std::string_view string) {
   unsigned char address[sizeof(in6_addr)];
-  return inet_pton(family, std::string(text).c_str(), address) == 1;
+  return inet_pton(family, std::string(string).c_str(), address) == 1;
 }
 
-bool is_network(int family, std::string_view text, bool needs_length) {
-  const size_t slash = text.find('/');
-  if (!is_address(family, text.substr(0, slash))) return false;
+bool is_network(int family, std::string_view string, bool needs_length) {
+  const size_t slash = string.find('/');
+  if (!is_address(family, string.substr(0, slash))) return false;
   if (slash == std::string_view::npos) return !needs_length;
-  const std::string_view length = text.substr(slash + 1);
+  const std::string_view length = string.substr(slash + 1);
   int bits = -1;
   const auto [end, error] = std::from_chars(length.begin(), length.end(), bits);
   return error == std::errc() && end == length.end() && bits >= 0 && bits <= (family == AF_INET ? 32 : 128);
 }
 
-bool is_masked(std::string_view text) {
-  const size_t slash = text.find('/');
+bool is_masked(std::string_view string) {
+  const size_t slash = string.find('/');
   if (slash == std::string_view::npos) return false;
-  return is_network(AF_INET, text, true) ||
-         (is_address(AF_INET, text.substr(0, slash)) && is_address(AF_INET, text.substr(slash + 1)));
+  return is_network(AF_INET, string, true) ||
+         (is_address(AF_INET, string.substr(0, slash)) && is_address(AF_INET, string.substr(slash + 1)));
 }
 
-bool is_hexadecimal(const char *text) {
+bool is_hexadecimal(const char *string) {
   size_t digits = 0;
-  while (isxdigit(static_cast<unsigned char>(text[digits])) != 0) ++digits;
-  return text[digits] == '\0';
+  while (isxdigit(static_cast<unsigned char>(string[digits])) != 0) ++digits;
+  return string[digits] == '\0';
 }
 
-bool is_server(const char *text) {
-  const size_t length = strcspn(text, "#@%");
-  if (length == 0) return strcmp(text, "#") == 0;
-  if (strpbrk(text + length, " /,\"") != nullptr) return false;
-  const std::string_view address(text, length);
+bool is_server(const char *string) {
+  const size_t length = strcspn(string, "#@%");
+  if (length == 0) return strcmp(string, "#") == 0;
+  if (strpbrk(string + length, " /,\"") != nullptr) return false;
+  const std::string_view address(string, length);
   return is_address(AF_INET, address) || is_address(AF_INET6, address);
 }
 
-bool is_mac(std::string_view text) {
-  if (text.size() != 17) return false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const bool separator = text[i] == ':' || text[i] == '-';
-    if (i % 3 == 2 ? !separator : isxdigit(static_cast<unsigned char>(text[i])) == 0) return false;
+bool is_mac(std::string_view string) {
+  if (string.size() != 17) return false;
+  for (size_t i = 0; i < string.size(); ++i) {
+    const bool separator = string[i] == ':' || string[i] == '-';
+    if (i % 3 == 2 ? !separator : isxdigit(static_cast<unsigned char>(string[i])) == 0) return false;
   }
   return true;
 }
 
 // As dnsmasq takes it: what follows a dot is the domain.
-bool is_host_name(const char *text) {
-  if (*text == '-' || *text == '_') return false;
-  for (; *text != '\0' && *text != '.'; ++text)
-    if (isalnum(static_cast<unsigned char>(*text)) == 0 && *text != '-' && *text != '_') return false;
+bool is_host_name(const char *string) {
+  if (*string == '-' || *string == '_') return false;
+  for (; *string != '\0' && *string != '.'; ++string)
+    if (isalnum(static_cast<unsigned char>(*string)) == 0 && *string != '-' && *string != '_') return false;
   return true;
 }
 
@@ -81,15 +81,15 @@ bool holds_entries(const ConfigNode *node, const char *map) {
 // The character at which the IPsec starter refuses a value: a "=" outside of double quotes, or a quote that nothing
 // closes; NUL for none. "#" outside of quotes starts a comment; in them a backslash takes the meaning of the character
 // behind it.
-char starter_refusal(const char *text) {
+char starter_refusal(const char *string) {
   bool quoted = false;
-  for (; *text != '\0'; ++text) {
-    if (!quoted && *text == '#') return '\0';
-    if (!quoted && *text == '=') return '=';
-    if (*text == '"')
+  for (; *string != '\0'; ++string) {
+    if (!quoted && *string == '#') return '\0';
+    if (!quoted && *string == '=') return '=';
+    if (*string == '"')
       quoted = !quoted;
-    else if (quoted && *text == '\\' && text[1] != '\0')
-      ++text;
+    else if (quoted && *string == '\\' && string[1] != '\0')
+      ++string;
   }
   return quoted ? '"' : '\0';
 }
@@ -107,135 +107,135 @@ ValueRule completed(const ConfigNode *entry, ValueRule rule) {
   return rule;
 }
 
-bool is_quoted(std::string_view text) {
-  return text.size() > 2 && text.front() == '"' && text.find_first_of("\\\"", 1) == text.size() - 1;
+bool is_quoted(std::string_view string) {
+  return string.size() > 2 && string.front() == '"' && string.find_first_of("\\\"", 1) == string.size() - 1;
 }
 
-// How the tests of texts decide, and how their messages end.
-struct TextTest {
+// How the tests of strings decide, and how their messages end.
+struct StringTest {
   Test test;
   const char *expectation;  // "'VALUE' is not ..."
   const char *example;      // "" where the expectation says enough
-  bool (*passes)(const ConfigNode *node, const ValueRule &rule, const char *text);
+  bool (*passes)(const ConfigNode *node, const ValueRule &rule, const char *string);
 };
 
-constexpr TextTest text_tests[] = {
+constexpr StringTest string_tests[] = {
     {Test::word, "one of: ", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) { return is_word_of(text, rule.argument); }},
+     [](const ConfigNode *, const ValueRule &rule, const char *string) { return is_word_of(string, rule.argument); }},
     {Test::ipv4, "an IPv4 address", "192.168.1.10",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_address(AF_INET, text); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_address(AF_INET, string); }},
     {Test::address, "an address", "192.168.1.10 or fd00::1",
-     [](const ConfigNode *, const ValueRule &, const char *text) {
-       return is_address(AF_INET, text) || is_address(AF_INET6, text);
+     [](const ConfigNode *, const ValueRule &, const char *string) {
+       return is_address(AF_INET, string) || is_address(AF_INET6, string);
      }},
     {Test::ipv4_network, "an IPv4 address with a prefix length", "192.168.1.1/24",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_network(AF_INET, text, true); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_network(AF_INET, string, true); }},
     {Test::ipv6_network, "an IPv6 address with a prefix length", "fd00::1/64",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_network(AF_INET6, text, true); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_network(AF_INET6, string, true); }},
     {Test::ipv4_masked, "an IPv4 address with a mask", "192.168.1.1/24",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_masked(text); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_masked(string); }},
     {Test::destination, "an IPv4 address or network", "10.0.0.0/8",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_network(AF_INET, text, false); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_network(AF_INET, string, false); }},
     {Test::network, "an address or network", "10.0.0.0/8",
-     [](const ConfigNode *, const ValueRule &, const char *text) {
-       return is_network(AF_INET, text, false) || is_network(AF_INET6, text, false);
+     [](const ConfigNode *, const ValueRule &, const char *string) {
+       return is_network(AF_INET, string, false) || is_network(AF_INET6, string, false);
      }},
     {Test::mac, "a MAC address", "00:11:22:33:44:55",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_mac(text); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_mac(string); }},
     {Test::hexadecimal, "a hexadecimal number", "0a1b",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_hexadecimal(text); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_hexadecimal(string); }},
     {Test::server, "the address of a DNS server", "192.168.1.1#53",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_server(text); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_server(string); }},
     {Test::entry, "an entry of ", "",
-     [](const ConfigNode *node, const ValueRule &rule, const char *text) {
-       return is_entry(node, rule.argument, text);
+     [](const ConfigNode *node, const ValueRule &rule, const char *string) {
+       return is_entry(node, rule.argument, string);
      }},
     {Test::pem, "PEM with the label ", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) {
-       return is_pem(text, rule.argument, rule.low != 0);
+     [](const ConfigNode *, const ValueRule &rule, const char *string) {
+       return is_pem(string, rule.argument, rule.low != 0);
      }},
     {Test::host_name, "a host name of letters, digits, '-' and '_'", "",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_host_name(text); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_host_name(string); }},
     {Test::colon_hex, "bytes in hexadecimal", "",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return is_colon_hex(text); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_colon_hex(string); }},
     {Test::without, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) {
-       return strpbrk(text, rule.argument) == nullptr;
+     [](const ConfigNode *, const ValueRule &rule, const char *string) {
+       return strpbrk(string, rule.argument) == nullptr;
      }},
     {Test::quoted, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) {
-       return strpbrk(text, rule.argument) == nullptr || is_quoted(text);
+     [](const ConfigNode *, const ValueRule &rule, const char *string) {
+       return strpbrk(string, rule.argument) == nullptr || is_quoted(string);
      }},
     {Test::starter, "", "",
-     [](const ConfigNode *, const ValueRule &, const char *text) { return starter_refusal(text) == '\0'; }},
-    {Test::without_text, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) {
-       return strstr(text, rule.argument) == nullptr;
+     [](const ConfigNode *, const ValueRule &, const char *string) { return starter_refusal(string) == '\0'; }},
+    {Test::without_string, "", "",
+     [](const ConfigNode *, const ValueRule &rule, const char *string) {
+       return strstr(string, rule.argument) == nullptr;
      }},
     {Test::not_first, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) {
-       return strchr(rule.argument, *text) == nullptr;
+     [](const ConfigNode *, const ValueRule &rule, const char *string) {
+       return strchr(rule.argument, *string) == nullptr;
      }},
     {Test::not_last, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) {
-       return strchr(rule.argument, text[strlen(text) - 1]) == nullptr;
+     [](const ConfigNode *, const ValueRule &rule, const char *string) {
+       return strchr(rule.argument, string[strlen(string) - 1]) == nullptr;
      }},
     {Test::at_most, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *text) {
-       return strlen(text) <= static_cast<size_t>(rule.high);
+     [](const ConfigNode *, const ValueRule &rule, const char *string) {
+       return strlen(string) <= static_cast<size_t>(rule.high);
      }},
     {Test::end, "", "", [](const ConfigNode *, const ValueRule &, const char *) { return true; }},
 };
 
-// The row of that test; the last one, which passes every text, for tests that look at nothing more.
-const TextTest &text_test(Test test) {
-  const TextTest *row = text_tests;
+// The row of that test; the last one, which passes every string, for tests that look at nothing more.
+const StringTest &string_test(Test test) {
+  const StringTest *row = string_tests;
   while (row->test != test && row->test != Test::end) ++row;
   return *row;
 }
 
-bool passes(const ConfigNode *node, const ValueRule &rule, const char *text) {
-  return text_test(rule.test).passes(node, rule, text);
+bool passes(const ConfigNode *node, const ValueRule &rule, const char *string) {
+  return string_test(rule.test).passes(node, rule, string);
 }
 
 std::string character_name(char character) {
   return character == ' ' ? "a space" : std::string("'") + character + "'";
 }
 
-// What is wrong with a text that holds what its file cannot.
-std::string flaw(const ValueRule &rule, const char *text) {
+// What is wrong with a string that holds what its file cannot.
+std::string flaw(const ValueRule &rule, const char *string) {
   const std::string_view writable = ", which its file has no way to write";
   switch (rule.test) {
     case Test::without:
-      return "holds " + character_name(*strpbrk(text, rule.argument)).append(writable);
+      return "holds " + character_name(*strpbrk(string, rule.argument)).append(writable);
     case Test::quoted:
-      return "holds " + character_name(*strpbrk(text, rule.argument)) +
+      return "holds " + character_name(*strpbrk(string, rule.argument)) +
              ", which its file takes in double quotes around the whole value only";
     case Test::starter:
-      return "holds " + character_name(starter_refusal(text)) +
-             (starter_refusal(text) == '=' ? " outside of double quotes" : " without another one");
-    case Test::without_text:
+      return "holds " + character_name(starter_refusal(string)) +
+             (starter_refusal(string) == '=' ? " outside of double quotes" : " without another one");
+    case Test::without_string:
       return std::string("holds '").append(rule.argument).append("'").append(writable);
     case Test::not_first:
-      return "starts with " + character_name(*text).append(writable);
+      return "starts with " + character_name(*string).append(writable);
     case Test::not_last:
-      return "ends with " + character_name(text[strlen(text) - 1]).append(writable);
+      return "ends with " + character_name(string[strlen(string) - 1]).append(writable);
     case Test::at_most:
-      return "has " + std::to_string(strlen(text)) + " bytes, and its reader takes " + std::to_string(rule.high);
+      return "has " + std::to_string(strlen(string)) + " bytes, and its reader takes " + std::to_string(rule.high);
     default:
-      return std::string("is not ").append(text_test(rule.test).expectation).append(rule.argument);
+      return std::string("is not ").append(string_test(rule.test).expectation).append(rule.argument);
   }
 }
 
 // What to write instead of it.
-std::string cure_of(const ValueRule &rule, const char *text) {
+std::string cure_of(const ValueRule &rule, const char *string) {
   switch (rule.test) {
     case Test::without:
     case Test::quoted:
-      return "take " + character_name(*strpbrk(text, rule.argument)) + " out";
+      return "take " + character_name(*strpbrk(string, rule.argument)) + " out";
     case Test::starter:
-      return "take " + character_name(starter_refusal(text)) + " out, or put the value in double quotes";
-    case Test::without_text:
+      return "take " + character_name(starter_refusal(string)) + " out, or put the value in double quotes";
+    case Test::without_string:
       return std::string("take '").append(rule.argument).append("' out");
     case Test::not_first:
     case Test::not_last:
@@ -245,7 +245,7 @@ std::string cure_of(const ValueRule &rule, const char *text) {
     default:
       break;
   }
-  const TextTest &row = text_test(rule.test);
+  const StringTest &row = string_test(rule.test);
   std::string cure = std::string("write ").append(row.expectation).append(rule.argument);
   if (*row.expectation == '\0') return "set it";
   return *row.example == '\0' ? cure : cure.append(" such as ").append(row.example);
@@ -255,34 +255,34 @@ Rule broken_by(const ValueRule &rule, Rule broken) {
   return rule.has_own ? rule.own : broken;
 }
 
-void report_text(const ConfigNode *node, const ValueRule &rule, const char *text, Rule broken) {
-  // A secret is not shown to people, and of several lines none says which text this is.
+void report_string(const ConfigNode *node, const ValueRule &rule, const char *string, Rule broken) {
+  // A secret is not shown to people, and of several lines none says which string this is.
   const bool hidden = node->key->secret || node->key->many_lines;
-  const std::string shown = hidden ? "the value" : "'" + printable(text) + "'";
-  find(node, broken_by(rule, broken), {shown + " " + flaw(rule, text), cure_of(rule, text)});
+  const std::string shown = hidden ? "the value" : "'" + printable(string) + "'";
+  find(node, broken_by(rule, broken), {shown + " " + flaw(rule, string), cure_of(rule, string)});
 }
 
-// A place in the form of a line: a path, and how the text there counts.
+// A place in the form of a line: a path, and how the string there counts.
 struct Field {
   std::string path;
   size_t more = 0;  // bytes for each element of an array
   std::string doubled;
 };
 
-Field read_field(std::string_view text) {
+Field read_field(std::string_view string) {
   Field field;
-  const size_t plus = std::min(text.find('+'), text.size());
-  const size_t count = text.substr(0, plus).find('#');
-  field.doubled = text.substr(std::min(plus + 1, text.size()));
-  if (count != std::string_view::npos) std::from_chars(text.begin() + count + 1, text.begin() + plus, field.more);
-  field.path = text.substr(0, std::min(count, plus));
+  const size_t plus = std::min(string.find('+'), string.size());
+  const size_t count = string.substr(0, plus).find('#');
+  field.doubled = string.substr(std::min(plus + 1, string.size()));
+  if (count != std::string_view::npos) std::from_chars(string.begin() + count + 1, string.begin() + plus, field.more);
+  field.path = string.substr(0, std::min(count, plus));
   return field;
 }
 
 size_t value_size(const ConfigNode *value, const Field &field) {
-  if (const char *text = config_string_get(value); text != nullptr) {
+  if (const char *string = config_string_get(value); string != nullptr) {
     size_t size = 0;
-    for (; *text != '\0'; ++text) size += field.doubled.find(*text) != std::string::npos ? 2 : 1;
+    for (; *string != '\0'; ++string) size += field.doubled.find(*string) != std::string::npos ? 2 : 1;
     return size;
   }
   size_t size = 0;
@@ -343,28 +343,28 @@ bool check_number(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
 
 bool check_list(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   static constexpr ValueRule element_rules[] = {::rule("", Test::filled), end_of_rules};
-  check_texts(entry, rule.path, element_rules, broken_by(rule, broken));
+  check_strings(entry, rule.path, element_rules, broken_by(rule, broken));
   if (config_array_count(config_array(entry, rule.path)) > 0) return false;
   find_unset(entry, rule.path, broken_by(rule, broken), "list at least one");
   return true;
 }
 
-bool is_unset(const char *text) {
-  return text == nullptr || *text == '\0';
+bool is_unset(const char *string) {
+  return string == nullptr || *string == '\0';
 }
 
-bool check_text(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
-  const char *text = config_get_string(entry, rule.path);
-  if (is_unset(text)) {
+bool check_string(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
+  const char *string = config_get_string(entry, rule.path);
+  if (is_unset(string)) {
     if (rule.optional || rule.test >= Test::without) return false;
     find_unset(entry, rule.path, broken_by(rule, broken), cure_of(rule, "").c_str());
     return true;
   }
-  if (passes(entry, rule, text)) return false;
+  if (passes(entry, rule, string)) return false;
   if (rule.test == Test::entry && !holds_entries(entry, rule.argument))
-    find(config_lookup(entry, rule.path), Rule::undeclared_name, {printable(text), rule.argument});
+    find(config_lookup(entry, rule.path), Rule::undeclared_name, {printable(string), rule.argument});
   else
-    report_text(config_lookup(entry, rule.path), rule, text, broken);
+    report_string(config_lookup(entry, rule.path), rule, string, broken);
   return true;
 }
 
@@ -375,25 +375,25 @@ bool check_rule(const ConfigNode *entry, const ValueRule &row, Rule broken) {
     case Test::in_range:
     case Test::seconds:
       return check_number(entry, rule, broken);
-    case Test::texts:
+    case Test::strings:
       return check_list(entry, rule, broken);
     case Test::line:
       return check_line(entry, rule, broken);
     default:
-      return check_text(entry, rule, broken);
+      return check_string(entry, rule, broken);
   }
 }
 
 bool check_element(const ConfigNode *element, const ValueRule &row, Rule broken) {
   const ValueRule rule = completed(element, row);
-  const char *text = config_string_get(element);
-  if (is_unset(text)) {
+  const char *string = config_string_get(element);
+  if (is_unset(string)) {
     if (rule.optional || rule.test >= Test::without) return false;
     find(element, broken_by(rule, broken), {"the value is empty", "write a value or take it out"});
     return true;
   }
-  if (passes(element, rule, text)) return false;
-  report_text(element, rule, text, broken);
+  if (passes(element, rule, string)) return false;
+  report_string(element, rule, string, broken);
   return true;
 }
 
@@ -411,17 +411,17 @@ std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool o
   bool several = false;
   for (; *paths != nullptr; ++paths) {
     const ConfigNode *value = config_lookup(entry, *paths);
-    if (value != nullptr && !(or_empty && text_equals(entry, *paths, ""))) continue;
+    if (value != nullptr && !(or_empty && string_equals(entry, *paths, ""))) continue;
     several = !keys.empty();
     keys.append(keys.empty() ? "" : ", ").append(*paths);
   }
   return keys.empty() ? keys : keys.append(several ? " are" : " is");
 }
 
-bool is_colon_hex(std::string_view text) {
-  if (text.find(':') == std::string_view::npos) return true;
+bool is_colon_hex(std::string_view string) {
+  if (string.find(':') == std::string_view::npos) return true;
   size_t digits = 0;
-  for (const char letter : text) {
+  for (const char letter : string) {
     digits = letter == ':' ? 0 : digits + 1;
     if (digits > 2 || (letter != ':' && letter != '*' && isxdigit(static_cast<unsigned char>(letter)) == 0))
       return false;
@@ -429,9 +429,9 @@ bool is_colon_hex(std::string_view text) {
   return true;
 }
 
-bool text_equals(const ConfigNode *entry, const char *path, const char *text) {
+bool string_equals(const ConfigNode *entry, const char *path, const char *string) {
   const char *value = config_get_string(entry, path);
-  return value != nullptr && strcmp(value, text) == 0;
+  return value != nullptr && strcmp(value, string) == 0;
 }
 
 void check_rules(const ConfigNode *entry, const ValueRule *rules, Rule broken) {
@@ -443,8 +443,8 @@ void check_rules(const ConfigNode *entry, const ValueRule *rules, Rule broken) {
 }
 
 void check_variants(const ConfigNode *entry, const char *path, const Variant *variants, Rule broken) {
-  for (; variants->text != nullptr; ++variants)
-    if (text_equals(entry, path, variants->text)) check_rules(entry, variants->rules, broken);
+  for (; variants->string != nullptr; ++variants)
+    if (string_equals(entry, path, variants->string)) check_rules(entry, variants->rules, broken);
 }
 
 void check_each(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken) {
@@ -455,7 +455,7 @@ void check_each(const ConfigNode *node, const char *path, const ValueRule *rules
     for_each_member(config_object(node, path), check);
 }
 
-void check_texts(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken) {
+void check_strings(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken) {
   for_each_element(config_array(node, path), [rules, broken](const ConfigNode *element) {
     const ValueRule *row = rules;
     while (row->test != Test::end && !check_element(element, *row, broken)) ++row;

@@ -14,7 +14,7 @@
 
 enum class Test : uint8_t {
   end,           // closes a table
-  filled,        // any text but ""
+  filled,        // any string but ""
   word,          // one of the words of `argument`
   number,        // an integer from `low` to `high`
   in_range,      // an integer of the range that its key has
@@ -30,19 +30,19 @@ enum class Test : uint8_t {
   hexadecimal,  // digits only
   server,       // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
   entry,        // the key of an entry of the map that its own key names
-  pem,          // a PEM text whose label ends with `argument`; `low` is 1 where more may follow
-  // An empty text passes the tests from here on.
-  without,       // free of the characters of `argument`
-  quoted,        // free of them, or in double quotes as a whole
-  starter,       // closes its double quotes and has no "=" outside of them, as the IPsec starter reads it
-  without_text,  // does not hold the text `argument`
-  not_first,     // does not start with a character of `argument`
-  not_last,      // does not end with one
-  host_name,     // a label of a host name
-  colon_hex,     // no ":", or bytes in hexadecimal between those
-  at_most,       // up to `high` bytes
-  line,          // the line that the entry makes has up to `high` bytes; `argument` is its form
-  texts,         // a list that holds at least one text, and no text that is ""
+  pem,          // a PEM string whose label ends with `argument`; `low` is 1 where more may follow
+  // An empty string passes the tests from here on.
+  without,         // free of the characters of `argument`
+  quoted,          // free of them, or in double quotes as a whole
+  starter,         // closes its double quotes and has no "=" outside of them, as the IPsec starter reads it
+  without_string,  // does not hold the string `argument`
+  not_first,       // does not start with a character of `argument`
+  not_last,        // does not end with one
+  host_name,       // a label of a host name
+  colon_hex,       // no ":", or bytes in hexadecimal between those
+  at_most,         // up to `high` bytes
+  line,            // the line that the entry makes has up to `high` bytes; `argument` is its form
+  strings,         // a list that holds at least one string, and no string that is ""
 };
 
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order in which the rows are written
@@ -86,9 +86,9 @@ constexpr ValueRule at_least(const char *path, int32_t low) {
 constexpr ValueRule at_most(const char *path, int32_t bytes) {
   return {path, Test::at_most, false, "", 0, bytes};
 }
-// "{PATH}" in the form stands for the text or integer there. Of an array, "{PATH#COUNT}" stands for the texts of all
-// elements and COUNT more bytes for each; characters behind a "+", as in "{PATH+]}", take two bytes. `more` bytes, at
-// most, come from elsewhere.
+// "{PATH}" in the form stands for the string or integer there. Of an array, "{PATH#COUNT}" stands for the strings of
+// all elements and COUNT more bytes for each; characters behind a "+", as in "{PATH+]}", take two bytes. `more` bytes,
+// at most, come from elsewhere.
 constexpr ValueRule line(const char *form, LongestLine most, int32_t more = 0) {
   return {"", Test::line, false, form, more, most};
 }
@@ -107,18 +107,18 @@ constexpr ValueRule as(Rule own, ValueRule rule) {
   return rule;
 }
 
-// A text of several lines in the UCI file, where a value has one: these two characters stand for a line end there.
+// A string of several lines in the UCI file, where a value has one: these two characters stand for a line end there.
 constexpr ValueRule one_line(const char *path) {
-  return rule(path, Test::without_text, "\\n");
+  return rule(path, Test::without_string, "\\n");
 }
 
 // Reports every setting of `entry` that breaks a row of the table, as a finding of the rule `broken`. Of the rows about
 // one path the first that is broken counts.
 void check_rules(const ConfigNode *entry, const ValueRule *rules, Rule broken);
 
-// The rows that go with the text at `path`; a text that no row names has none.
+// The rows that go with the string at `path`; a string that no row names has none.
 struct Variant {
-  const char *text;  // null ends a table
+  const char *string;  // null ends a table
   const ValueRule *rules;
 };
 void check_variants(const ConfigNode *entry, const char *path, const Variant *variants, Rule broken);
@@ -126,8 +126,9 @@ void check_variants(const ConfigNode *entry, const char *path, const Variant *va
 // The same rows for each element of the array of objects, or each entry of the map, at `path`.
 void check_each(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
 
-// The rows for each text of the array at `path`, of which the first that is broken counts; their own path is not used.
-void check_texts(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
+// The rows for each string of the array at `path`, of which the first that is broken counts; their own path is not
+// used.
+void check_strings(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
 
 // Reports that the value at `path` is not set, or empty.
 void find_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure);
@@ -137,10 +138,10 @@ void find_unset(const ConfigNode *entry, const char *path, Rule broken, const ch
 // "" there: with commas between them and "is" or "are" behind; "" when there is none.
 std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty);
 
-// True for a text without colons, and for bytes in hexadecimal with colons between them.
-bool is_colon_hex(std::string_view text);
+// True for a string without colons, and for bytes in hexadecimal with colons between them.
+bool is_colon_hex(std::string_view string);
 
-bool text_equals(const ConfigNode *entry, const char *path, const char *text);
+bool string_equals(const ConfigNode *entry, const char *path, const char *string);
 
 template <typename Visit>
 void for_each_member(const ConfigNode *object, Visit visit) {

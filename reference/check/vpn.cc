@@ -12,9 +12,9 @@
 
 namespace {
 
-// A tag in a text inside of such tags ends it: what follows would be options.
+// A tag in a string inside of such tags ends it: what follows would be options.
 constexpr ValueRule inline_text(const char *path, const char *tag) {
-  return rule(path, Test::without_text, tag);
+  return rule(path, Test::without_string, tag);
 }
 constexpr char openvpn_word_ends[] = " \"'\\#;";
 // Lines of the file with the account; not every build of the daemon takes more.
@@ -48,12 +48,12 @@ void check_openvpn_client(const ConfigNode *client) {
   check_rules(client, uploaded ? client_file_rules : client_rules, Rule::openvpn_value);
   check_rules(client, client_account_rules, Rule::openvpn_effect);
   // One without the other is left out of the file.
-  if (!uploaded && text_equals(client, "public_cert", "") != text_equals(client, "private_key", ""))
+  if (!uploaded && string_equals(client, "public_cert", "") != string_equals(client, "private_key", ""))
     check_rules(client, client_pair_rules, Rule::openvpn_effect);
 }
 
 constexpr ValueRule server_rules[] = {as(Rule::openvpn_effect, rule("device_type", Test::filled)),
-                                      as(Rule::openvpn_effect, in_range("port")), rule("protocol", Test::texts),
+                                      as(Rule::openvpn_effect, in_range("port")), rule("protocol", Test::strings),
                                       end_of_rules};
 constexpr ValueRule protocol_rules[] = {
     one_of("", "udp udp4 udp6 tcp-server tcp4-server tcp6-server tcp tcp4 tcp6 tcp-client tcp4-client tcp6-client"),
@@ -76,14 +76,14 @@ constexpr ValueRule server_key_rules[] = {inline_text("cacert", "</ca>"),
 
 // An address that does not parse makes lines that do not either; one without a prefix length is read.
 void check_server_address(const ConfigNode *server) {
-  const std::string_view text = config_get_string(server, "server_address");
-  if (!ipv4_address(text.substr(0, text.find('/'))).has_value()) {
+  const std::string_view string = config_get_string(server, "server_address");
+  if (!ipv4_address(string.substr(0, string.find('/'))).has_value()) {
     find(config_nearest(server, "server_address"), Rule::openvpn_value,
-         {text.empty() ? "server_address is not set" : "'" + printable(text) + "' is no IPv4 address",
+         {string.empty() ? "server_address is not set" : "'" + printable(string) + "' is no IPv4 address",
           "write an address with a prefix length such as 10.8.0.1/24"});
     return;
   }
-  const bool is_tun = text_equals(server, "device_type", "tun");
+  const bool is_tun = string_equals(server, "device_type", "tun");
   check_rules(server, is_tun ? tun_pool_rules : server_pool_rules, Rule::openvpn_value);
 }
 
@@ -92,9 +92,9 @@ void check_openvpn_server(const ConfigNode *server) {
   if (config_get_bool(server, "advanced_options.enable") && config_get_bool(server, "advanced_options.override"))
     return;
   check_rules(server, server_rules, Rule::openvpn_value);
-  check_texts(server, "protocol", protocol_rules, Rule::openvpn_value);
+  check_strings(server, "protocol", protocol_rules, Rule::openvpn_value);
   if (!config_get_bool(server, "autogenerate")) check_rules(server, server_key_rules, Rule::openvpn_value);
-  if (text_equals(server, "device_type", "tap_bridge")) return;
+  if (string_equals(server, "device_type", "tap_bridge")) return;
   check_server_address(server);
   if (config_get_int(server, "server_last_ip") <= config_get_int(server, "server_first_ip"))
     find(config_nearest(server, "server_last_ip"), Rule::openvpn_value,
@@ -116,7 +116,7 @@ void check_nemo(const ConfigNode *nemo) {
   check_rules(nemo, nemo_rules, Rule::uci_missing);
   check_variants(nemo, "coaddress.type", care_of_variants, Rule::uci_missing);
   check_variants(nemo, "tun_local.type", tunnel_variants, Rule::uci_missing);
-  check_texts(nemo, "network", nemo_network_rules, Rule::uci_missing);
+  check_strings(nemo, "network", nemo_network_rules, Rule::uci_missing);
 }
 
 constexpr ValueRule lac_rules[] = {rule("lns", Test::filled), one_line("custom.config_file"), end_of_rules};
@@ -130,7 +130,7 @@ constexpr ValueRule dialin_rules[] = {rule("baudrate", Test::filled),
                                       end_of_rules};
 
 void check_serial_port(const ConfigNode *port) {
-  if (!config_get_bool(port, "enable") || !text_equals(port, "mode", "ppp_dialin")) return;
+  if (!config_get_bool(port, "enable") || !string_equals(port, "mode", "ppp_dialin")) return;
   if (config_object(port, "ppp_dialin") != nullptr)
     check_rules(port, dialin_rules, Rule::uci_missing);
   else

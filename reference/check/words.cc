@@ -1,4 +1,4 @@
-// Texts that are none of the words listed for their key.
+// Strings that are none of the words listed for their key.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -17,12 +17,12 @@ namespace {
 using Paths = std::unordered_set<std::string>;
 
 // The listed word that is closest to a misspelt one; "" when none is close.
-std::string closest_word(const char *words, const char *text, size_t length) {
+std::string closest_word(const char *words, const char *string, size_t length) {
   std::string closest;
   unsigned least = 3;
   for (const char *word = words; *word != '\0'; word += strspn(word, " ")) {
     size_t word_length = strcspn(word, " ");
-    unsigned distance = edit_distance(text, length, word, word_length, least);
+    unsigned distance = edit_distance(string, length, word, word_length, least);
     if (distance < least && distance < word_length) {
       least = distance;
       closest.assign(word, word_length);
@@ -32,23 +32,23 @@ std::string closest_word(const char *words, const char *text, size_t length) {
   return closest;
 }
 
-void report_word(const ConfigNode *node, const SchemaKey &key, const char *text) {
-  const std::string shown = printable(text);
+void report_word(const ConfigNode *node, const SchemaKey &key, const char *string) {
+  const std::string shown = printable(string);
   if (key.others == OtherWords::useless) {
     find(node, Rule::useless_word, {shown, key.words});
     return;
   }
-  const std::string closest = closest_word(key.words, text, strlen(text));
+  const std::string closest = closest_word(key.words, string, strlen(string));
   find(node, Rule::doubtful_word, {shown, closest.empty() ? "" : ", did you mean '" + closest + "'?"});
 }
 
 void check_word(const ConfigNode *node, const Paths &found) {
   const SchemaKey &key = *node->key;
   if (key.words == nullptr || key.others == OtherWords::usual) return;
-  const char *text = config_string_get(node);
-  if (text == nullptr || *text == '\0' || is_word_of(text, key.words)) return;
+  const char *string = config_string_get(node);
+  if (string == nullptr || *string == '\0' || is_word_of(string, key.words)) return;
   OwnedString path(config_path(node));
-  if (found.count(path.get()) == 0) report_word(node, key, text);
+  if (found.count(path.get()) == 0) report_word(node, key, string);
 }
 
 // True for what has a switch, and is off.

@@ -21,11 +21,11 @@ const char *form_of(const SchemaKey &key, Kind kind) {
 
 using Path = std::vector<std::string>;
 
-Path split_path(const std::string &text) {
+Path split_path(const std::string &string) {
   Path path;
-  for (size_t start = 0, end; start < text.size(); start = end + 1) {
-    end = std::min(text.find('.', start), text.size());
-    path.push_back(text.substr(start, end - start));
+  for (size_t start = 0, end; start < string.size(); start = end + 1) {
+    end = std::min(string.find('.', start), string.size());
+    path.push_back(string.substr(start, end - start));
   }
   return path;
 }
@@ -89,8 +89,8 @@ const char *map_of_names(NamesOf names) {
 
 std::string schema_description(const SchemaKey &key) {
   if (key.description == nullptr) return {};
-  std::string text = key.description;
-  text += form_of(key, key.kind == Kind::array ? key.element : key.kind);
-  if (key.unit != nullptr) text += std::string(" Unit: ") + key.unit + ".";
-  return text;
+  std::string description = key.description;
+  description += form_of(key, key.kind == Kind::array ? key.element : key.kind);
+  if (key.unit != nullptr) description += std::string(" Unit: ") + key.unit + ".";
+  return description;
 }

@@ -1,4 +1,4 @@
-// A node and all below it as text.
+// A node and all below it as JSON.
 #include <algorithm>
 #include <cinttypes>
 #include <cstdlib>
@@ -11,17 +11,17 @@
 
 namespace {
 
-void dump_string(std::string &out, const char *text) {
+void dump_string(std::string &out, const char *string) {
   static constexpr char escapes[] = "\b\f\n\r\t\"\\";
   static constexpr char letters[] = "bfnrt\"\\";
   out += '"';
   for (;;) {
-    const size_t plain = strcspn(text, escapes);
-    out.append(text, plain);
-    text += plain;
-    if (*text == '\0') break;
+    const size_t plain = strcspn(string, escapes);
+    out.append(string, plain);
+    string += plain;
+    if (*string == '\0') break;
     out += '\\';
-    out += letters[strchr(escapes, *text++) - escapes];
+    out += letters[strchr(escapes, *string++) - escapes];
   }
   out += '"';
 }
@@ -30,11 +30,11 @@ void dump_string(std::string &out, const char *text) {
 void dump_number(std::string &out, double number) {
   constexpr int always_enough = 17;
   for (int digits = 1; digits <= always_enough; digits++) {
-    char *text;
-    xasprintf(&text, "%.*g", digits, number + 0.0);  // also makes -0 a 0
-    const OwnedString owner(text);
-    if (digits < always_enough && strtod(text, nullptr) != number) continue;
-    out += text;
+    char *string;
+    xasprintf(&string, "%.*g", digits, number + 0.0);  // also makes -0 a 0
+    const OwnedString owner(string);
+    if (digits < always_enough && strtod(string, nullptr) != number) continue;
+    out += string;
     break;
   }
 }
@@ -100,7 +100,7 @@ void dump_node(std::string &out, const ConfigNode &node) {
 const char *config_dump(const ConfigNode *node) {
   if (node == nullptr) return nullptr;
   Document &document = document_of(node);
-  std::string &text = document.dumps[node];
-  if (text.empty()) dump_node(text, *node);
-  return text.c_str();
+  std::string &dump = document.dumps[node];
+  if (dump.empty()) dump_node(dump, *node);
+  return dump.c_str();
 }

@@ -84,7 +84,7 @@ struct Frame {
 struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   Document &document;
   rapidjson::InsituStringStream &stream;
-  char *const text;
+  char *const content;
   std::vector<ConfigNode> pending;
   std::vector<std::string_view> unknown_names;
   std::vector<ConfigNode *> references;  // that are set
@@ -94,12 +94,12 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   Frame *current = frames;
 
   Loader(Document &into, rapidjson::InsituStringStream &from)
-      : document(into), stream(from), text(into.content.data()) {
+      : document(into), stream(from), content(into.content.data()) {
     current->member = document.schema;
     current->member_kind = document.schema->kind;
   }
 
-  uint32_t offset(const char *in_text) const { return static_cast<uint32_t>(in_text - text); }
+  uint32_t offset(const char *place) const { return static_cast<uint32_t>(place - content); }
   uint32_t here() const { return static_cast<uint32_t>(stream.Tell()); }
 
   // ---- Findings.
@@ -298,9 +298,9 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   }
 
   void check_utf8(uint32_t start, uint32_t end) {
-    uint32_t invalid = find_invalid_utf8(text, end, start);
+    uint32_t invalid = find_invalid_utf8(content, end, start);
     if (invalid == no_position) return;
-    if (is_surrogate(text + invalid)) {
+    if (is_surrogate(content + invalid)) {
       refuse(Rule::characters, start - 1, "half of a surrogate pair, which is no character");
       return;
     }

@@ -84,7 +84,7 @@ Finding finding_of(Rule rule, std::string path) {
           .cure = {}};
 }
 
-std::string path_text(const ConfigNode *node) {
+std::string path_string(const ConfigNode *node) {
   OwnedString path(config_path(node));
   return path.get();
 }
@@ -143,14 +143,14 @@ void config_report(const ConfigNode *node, Rule rule, const char *format, ...) {
     OwnedString message(xvasprintf(format, arguments));
     if (grade_of(rule) != Grade::questionable) log_error("%s", message.get());
   } else if (!node->broken) {
-    report_list(document_of(node), rule, node->position, path_text(node), format, arguments);
+    report_list(document_of(node), rule, node->position, path_string(node), format, arguments);
   }
   va_end(arguments);
 }
 
 void config_add_finding(const ConfigNode *node, Rule rule, std::string message, std::string outcome, std::string cure) {
   if (node->broken || document_of(node).findings == nullptr) return;
-  Finding finding = finding_of(rule, path_text(node));
+  Finding finding = finding_of(rule, path_string(node));
   finding.message = std::move(message);
   finding.outcome = std::move(outcome);
   finding.cure = std::move(cure);

@@ -146,9 +146,9 @@ void lay_interfaces(Builder &build, uint32_t parent, const Queue &queue) {
 
 // The dotted form of a path reference: "/network/device/eth1" gives "network.device.eth1".
 const char *dotted(Builder &build, const char *reference) {
-  char *text = build.store.texts.join(*reference == '/' ? reference + 1 : reference, {});
-  for (char *next = strchr(text, '/'); next != nullptr; next = strchr(next, '/')) *next = '.';
-  return text;
+  char *string = build.store.strings.join(*reference == '/' ? reference + 1 : reference, {});
+  for (char *next = strchr(string, '/'); next != nullptr; next = strchr(next, '/')) *next = '.';
+  return string;
 }
 
 void lay_members(Builder &build, uint32_t parent, const Carrier &carrier, int type) {

@@ -67,7 +67,7 @@ void add_vlan(Builder &build, const ConfigNode *entry, const Source &source) {
 void add_l2tpeth_sessions(Builder &build, const ConfigNode *tunnel, const Source &source) {
   for (const ConfigNode *session : members(config_object(tunnel, "session"))) {
     Carrier &carrier = add_carrier(build, session, source);
-    carrier.name = build.store.texts.join(config_key(tunnel), "_", carrier.key);
+    carrier.name = build.store.strings.join(config_key(tunnel), "_", carrier.key);
   }
 }
 
@@ -76,7 +76,7 @@ void add_openvpn(Builder &build, const ConfigNode *entry, const Source &source) 
 }
 
 void add_ipsec_tunnel(Builder &build, const ConfigNode *entry, const Source &source) {
-  add_carrier(build, entry, source).name = build.store.texts.join("ipsec", std::to_string(int64_t{++build.tunnels}));
+  add_carrier(build, entry, source).name = build.store.strings.join("ipsec", std::to_string(int64_t{++build.tunnels}));
 }
 
 // In model order.
@@ -138,7 +138,7 @@ void name_vlan(Builder &build, Carrier *vlan, std::vector<Carrier *> &chain) {
       leave_out_vlan(carrier, "its base device is left out");
     else
       carrier->name =
-          build.store.texts.join(base->name, ".", std::to_string(int64_t{config_get_int(carrier->config, "id")}));
+          build.store.strings.join(base->name, ".", std::to_string(int64_t{config_get_int(carrier->config, "id")}));
     if (carrier == circle) circle = nullptr;
     base = carrier;
   }

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-char *TextArena::join(std::string_view first, std::string_view second, std::string_view third) {
+char *StringArena::join(std::string_view first, std::string_view second, std::string_view third) {
   constexpr size_t block_size = 1024;
   const size_t length = first.size() + second.size() + third.size() + 1;
   if (length > left_) {
@@ -12,11 +12,11 @@ char *TextArena::join(std::string_view first, std::string_view second, std::stri
     blocks_.push_back(std::make_unique_for_overwrite<char[]>(left_));
     next_ = blocks_.back().get();
   }
-  char *const text = next_;
+  char *const string = next_;
   for (const std::string_view piece : {first, second, third}) next_ = std::copy(piece.begin(), piece.end(), next_);
   *next_++ = '\0';
   left_ -= length;
-  return text;
+  return string;
 }
 
 namespace {
@@ -146,7 +146,7 @@ const char *network_interface_name(const NetworkNode *node) {
   if (node->interface_name == nullptr) {
     ModelStore *store = store_of(node);
     const auto index = node - store->nodes.data();
-    store->nodes[static_cast<size_t>(index)].interface_name = store->texts.join(node->prefix, node->name);
+    store->nodes[static_cast<size_t>(index)].interface_name = store->strings.join(node->prefix, node->name);
   }
   return node->interface_name;
 }

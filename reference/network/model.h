@@ -29,8 +29,8 @@ struct NetworkNode {
   uint8_t detail;  // interface type of an interface or part, device type of a device
 };
 
-// Texts that live as long as the model.
-class TextArena {
+// Strings that live as long as the model.
+class StringArena {
  public:
   char *join(std::string_view first, std::string_view second, std::string_view third = {});
 
@@ -45,7 +45,7 @@ constexpr size_t kNodeTypes = NETWORK_NODE_MODEM + 1;
 struct ModelStore {
   std::vector<NetworkNode> nodes;           // the first is the root
   uint32_t first_of_type[kNodeTypes] = {};  // index; 0 for none
-  TextArena texts;
+  StringArena strings;
   // Index of the device, interface, radio or modem made from a configuration node, by the number of that node less
   // the lowest; 0 for none. Of a device and the interface made from the same node it is the device. Empty until a
   // search needs it.

@@ -10,25 +10,25 @@ namespace {
 constexpr int32_t address_bits = 32;
 
 // A length of one or two digits, "08" included; -1 for any other string.
-int32_t parse_length(const char *text) {
+int32_t parse_length(const char *string) {
   int32_t length = 0;
   size_t digits = 0;
-  for (; text[digits] >= '0' && text[digits] <= '9'; digits++) {
+  for (; string[digits] >= '0' && string[digits] <= '9'; digits++) {
     if (digits == 2) return -1;
-    length = length * 10 + (text[digits] - '0');
+    length = length * 10 + (string[digits] - '0');
   }
-  return digits > 0 && text[digits] == '\0' && length <= address_bits ? length : -1;
+  return digits > 0 && string[digits] == '\0' && length <= address_bits ? length : -1;
 }
 
 }  // namespace
 
-bool xip4_parse_network(const char *text, void *address, int32_t *prefix_length) {
-  if (text == nullptr) return false;
-  const char *slash = strchr(text, '/');
-  size_t size = slash != nullptr ? static_cast<size_t>(slash - text) : strlen(text);
+bool xip4_parse_network(const char *string, void *address, int32_t *prefix_length) {
+  if (string == nullptr) return false;
+  const char *slash = strchr(string, '/');
+  size_t size = slash != nullptr ? static_cast<size_t>(slash - string) : strlen(string);
   char dotted[INET_ADDRSTRLEN];
   if (size >= sizeof dotted) return false;
-  memcpy(dotted, text, size);
+  memcpy(dotted, string, size);
   dotted[size] = '\0';
 
   int32_t length = slash != nullptr ? parse_length(slash + 1) : address_bits;

@@ -34,7 +34,7 @@ Header *resize(Header *header, int32_t capacity) {
 }
 
 // Appends a string that the list owns from then on.
-char **append_owned(char **list, char *text) {
+char **append_owned(char **list, char *string) {
   if (list == nullptr) list = _sl_new(0, 0);
   Header *header = header_of(list);
   if (header->length == header->capacity) {
@@ -42,7 +42,7 @@ char **append_owned(char **list, char *text) {
     header = resize(header, header->capacity * 2);
     list = entries_of(header);
   }
-  list[header->length++] = text;
+  list[header->length++] = string;
   list[header->length] = nullptr;
   return list;
 }
@@ -57,17 +57,17 @@ char **_sl_new(int /*reserved1*/, int /*reserved2*/) {
   return list;
 }
 
-char **_sl_append(char **list, const char *text, int /*reserved*/) {
-  if (text == nullptr) return list;
-  return append_owned(list, copy_bytes(text, strlen(text)));
+char **_sl_append(char **list, const char *string, int /*reserved*/) {
+  if (string == nullptr) return list;
+  return append_owned(list, copy_bytes(string, strlen(string)));
 }
 
 char **sl_append_printf(char **list, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  char *text = xvasprintf(format, arguments);
+  char *string = xvasprintf(format, arguments);
   va_end(arguments);
-  return append_owned(list, text);
+  return append_owned(list, string);
 }
 
 char *sl_join(char *const *list, const char *separator) {
@@ -78,21 +78,21 @@ char *sl_join(char *const *list, const char *separator) {
   return copy_bytes(joined.data(), joined.size());
 }
 
-char **sl_split(const char *text, char separator) {
+char **sl_split(const char *string, char separator) {
   char **list = _sl_new(0, 0);
-  while (text != nullptr) {
-    const char *end = separator != '\0' ? strchr(text, separator) : nullptr;
-    size_t length = end != nullptr ? static_cast<size_t>(end - text) : strlen(text);
-    list = append_owned(list, copy_bytes(text, length));
-    text = end != nullptr ? end + 1 : nullptr;
+  while (string != nullptr) {
+    const char *end = separator != '\0' ? strchr(string, separator) : nullptr;
+    size_t length = end != nullptr ? static_cast<size_t>(end - string) : strlen(string);
+    list = append_owned(list, copy_bytes(string, length));
+    string = end != nullptr ? end + 1 : nullptr;
   }
   return list;
 }
 
-bool sl_find(char *const *list, const char *text) {
-  if (list == nullptr || text == nullptr) return false;
+bool sl_find(char *const *list, const char *string) {
+  if (list == nullptr || string == nullptr) return false;
   for (; *list != nullptr; list++) {
-    if (strcmp(*list, text) == 0) return true;
+    if (strcmp(*list, string) == 0) return true;
   }
   return false;
 }

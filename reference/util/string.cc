@@ -6,10 +6,10 @@
 #include "platform/tools.h"
 #include "util/memory.h"
 
-void xasprintf(char **text, const char *format, ...) {
+void xasprintf(char **string, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  *text = xvasprintf(format, arguments);
+  *string = xvasprintf(format, arguments);
   va_end(arguments);
 }
 
@@ -25,10 +25,10 @@ const char *replacement(char byte, const EscapePair *table) {
 
 }  // namespace
 
-char *escape(const char *text, const EscapePair *table) {
-  if (text == nullptr) return nullptr;
+char *escape(const char *string, const EscapePair *table) {
+  if (string == nullptr) return nullptr;
   std::string escaped;
-  for (const char *byte = text; *byte != '\0'; byte++) {
+  for (const char *byte = string; *byte != '\0'; byte++) {
     const char *to = replacement(*byte, table);
     if (to != nullptr) {
       escaped += to;
@@ -39,10 +39,10 @@ char *escape(const char *text, const EscapePair *table) {
   return copy_bytes(escaped.data(), escaped.size());
 }
 
-char *replace_char(const char *text, char from, char to) {
-  if (text == nullptr) return nullptr;
-  size_t length = strlen(text);
-  char *copy = copy_bytes(text, length);
+char *replace_char(const char *string, char from, char to) {
+  if (string == nullptr) return nullptr;
+  size_t length = strlen(string);
+  char *copy = copy_bytes(string, length);
   std::replace(copy, copy + length, from, to);
   return copy;
 }

@@ -5,16 +5,16 @@
 
 #include "conformance.h"
 
-static bool same(const char *text, const char *expected) {
-  return text != nullptr && strcmp(text, expected) == 0;
+static bool same(const char *string, const char *expected) {
+  return string != nullptr && strcmp(string, expected) == 0;
 }
 
 static void check_values(const ConfigNode *root) {
   const ConfigNode *lan = config_lookup(root, "network.interface.lan");
-  check("config_get_string", "reads a text", same(config_get_string(lan, "ipv4.address"), "192.168.1.1/24"));
+  check("config_get_string", "reads a string", same(config_get_string(lan, "ipv4.address"), "192.168.1.1/24"));
   check("config_get_string", "selects elements by digits",
         same(config_get_string(root, "service.dns.server.1.address"), "192.0.2.2"));
-  check("config_get_string", "reads a reference as text",
+  check("config_get_string", "reads a reference as string",
         same(config_get_string(lan, "device"), "/network/bridge/switch"));
   check("config_get_string", "gives \"\" for a known member that is left out",
         same(config_get_string(lan, "ipv4.gateway"), ""));
@@ -40,7 +40,7 @@ static void check_values(const ConfigNode *root) {
   check("config_get_duration", "cuts off parts of a second", config_get_duration(bond, "link_poll_interval") == 1);
   check("config_get_duration_ms", "gives milliseconds", config_get_duration_ms(bond, "link_poll_interval") == 1500);
   check("config_get_duration_ms", "gives 0 for what is left out", config_get_duration_ms(retry, "limit") == 0);
-  check("config_get_string_list", "copies the texts in order",
+  check("config_get_string_list", "copies the strings in order",
         take_list(config_get_string_list(root, "service.dns.allowlist")) == "first.example||third.example");
   char **servers = config_get_string_list(root, "network.interface.wan.ipv4.dns");
   check("config_get_string_list", "gives an empty list for what is left out", sl_len(servers) == 0);
@@ -69,7 +69,7 @@ static void check_members(const ConfigNode *root) {
         config_object_get(devices, "eth0") == config_lookup(root, "network.device.eth0") &&
             config_object_get(devices, "eth9") == nullptr);
   check("config_string_get", "reads a leaf", same(config_string_get(config_object_get(system, "name")), "conformance"));
-  check("config_string_get", "gives null for a node without text", config_string_get(system) == nullptr);
+  check("config_string_get", "gives null for a node without string", config_string_get(system) == nullptr);
   check("config_int_get", "reads a leaf", config_int_get(config_lookup(root, "network.vlan.office.id")) == 7);
   check("config_int_get", "gives 0 for any other node", config_int_get(system) == 0 && config_int_get(nullptr) == 0);
 }
@@ -89,7 +89,7 @@ static void check_arrays(const ConfigNode *root) {
   check("config_array_object", "selects by index",
         config_array_object(servers, 1) == second && config_array_object(servers, 2) == nullptr);
   const ConfigNode *members = config_array(root, "network.bridge.switch.device");
-  check("config_array_get_string", "reads texts, \"\" for an unset one, null past the end",
+  check("config_array_get_string", "reads strings, \"\" for an unset one, null past the end",
         same(config_array_get_string(members, 2), "/network/device/eth1") &&
             same(config_array_get_string(members, 1), "") && config_array_get_string(members, 3) == nullptr);
   check("config_array_get_ref", "follows references, null for an unset one",
@@ -121,8 +121,8 @@ static void check_nodes(const ConfigNode *root) {
   check("config_path", "gives the dotted path",
         take(config_path(route)) == "network.route.static.0" && take(config_path(root)).empty());
   const char *dump = config_dump(config_lookup(root, "network.bond.pair"));
-  check("config_dump", "gives a text", dump != nullptr && *dump != '\0');
-  check("config_dump", "gives different texts for different settings",
+  check("config_dump", "gives a string", dump != nullptr && *dump != '\0');
+  check("config_dump", "gives different strings for different settings",
         dump != nullptr && !same(config_dump(config_lookup(root, "network.bridge.switch")), dump));
 }
 

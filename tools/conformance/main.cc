@@ -27,9 +27,9 @@ void check(const char *operation, const char *promise, bool kept) {
   printf("%s %d - %s: %s\n", kept ? "ok" : "not ok", counts->checks, operation, promise);
 }
 
-std::string take(char *text) {
-  std::string copy = text != nullptr ? text : "(null)";
-  free(text);
+std::string take(char *string) {
+  std::string copy = string != nullptr ? string : "(null)";
+  free(string);
   return copy;
 }
 

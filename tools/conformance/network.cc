@@ -10,8 +10,8 @@ struct ReleaseModel {
 };
 using OwnedModel = std::unique_ptr<NetworkModel, ReleaseModel>;
 
-static bool same(const char *text, const char *expected) {
-  return text != nullptr && strcmp(text, expected) == 0;
+static bool same(const char *string, const char *expected) {
+  return string != nullptr && strcmp(string, expected) == 0;
 }
 
 // The keys of all nodes of one type, in the order of a pass.

@@ -3,7 +3,7 @@
 
 #include "conformance.h"
 
-static const char kept_key[] = "tessera_conformance.text";
+static const char kept_key[] = "tessera_conformance.string";
 
 static void check_reads() {
   check("runt_edit_start", "opens a batch", runt_edit_start() == 0);

@@ -15,7 +15,7 @@ static void check_lists() {
   check("_sl_append", "stores copies, also in a null list",
         take_list(_sl_append(_sl_append(nullptr, "", 0), "b", 0)) == "|b");
   char **list = sl_append_printf(_sl_append(nullptr, "100%s", 0), "%d%%", 5);
-  check("sl_append_printf", "stores a formatted text", sl_len(list) == 2 && strcmp(list[1], "5%") == 0);
+  check("sl_append_printf", "stores a formatted string", sl_len(list) == 2 && strcmp(list[1], "5%") == 0);
   check("sl_find", "finds whole entries", sl_find(list, "100%s") && !sl_find(list, "100") && !sl_find(nullptr, "x"));
   check("sl_len", "counts entries", sl_len(list) == 2 && sl_len(nullptr) == 0);
   char *joined = sl_join(list, ", ");
@@ -26,13 +26,13 @@ static void check_lists() {
   check("sl_split", "keeps empty pieces", take_list(sl_split("/a//b", '/')) == "|a||b");
 }
 
-static void check_texts() {
+static void check_strings() {
   const EscapePair table[] = {{"\"", "\\\""}, {"\\", "\\\\"}, {nullptr, nullptr}};
   check("escape", "replaces in one pass", take(escape("a\"\\b", table)) == "a\\\"\\\\b");
   check("replace_char", "replaces one character", take(replace_char("00-11", '-', ':')) == "00:11");
-  char *text = nullptr;
-  xasprintf(&text, "%s-%d", "a", 1);
-  check("xasprintf", "stores a formatted text", take(text) == "a-1");
+  char *string = nullptr;
+  xasprintf(&string, "%s-%d", "a", 1);
+  check("xasprintf", "stores a formatted string", take(string) == "a-1");
   unsigned char address[4] = {};
   int32_t length = 0;
   bool read = xip4_parse_network("192.0.2.77/24", address, &length);
@@ -59,8 +59,8 @@ static void check_files() {
   }
   const std::string path = std::string(directory) + "/file";
   const std::string other = std::string(directory) + "/other";
-  check("file_write", "writes a whole file", file_write(path.c_str(), "first text\n"));
-  check("file_read", "reads it", take(file_read(path.c_str())) == "first text\n");
+  check("file_write", "writes a whole file", file_write(path.c_str(), "first line\n"));
+  check("file_read", "reads it", take(file_read(path.c_str())) == "first line\n");
   check("file_write", "makes it with mode 0600", has_mode(path.c_str(), 0600));
   check("file_printf", "writes afresh and formats",
         file_printf(path.c_str(), "%.*s|%d", 3, "abcdef", 7) && take(file_read(path.c_str())) == "abc|7");
@@ -84,10 +84,10 @@ static std::string standard_error_of(Action action) {
   action();
   dup2(kept, STDERR_FILENO);
   close(kept);
-  char text[512] = "";
-  ssize_t length = pread(file, text, sizeof text - 1, 0);
+  char string[512] = "";
+  ssize_t length = pread(file, string, sizeof string - 1, 0);
   close(file);
-  return {text, length > 0 ? static_cast<size_t>(length) : 0};
+  return {string, length > 0 ? static_cast<size_t>(length) : 0};
 }
 
 static void check_processes() {
@@ -118,7 +118,7 @@ static void check_log() {
 
 void check_tools() {
   check_lists();
-  check_texts();
+  check_strings();
   check_files();
   check_processes();
   check_log();
