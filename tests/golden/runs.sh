@@ -7,6 +7,7 @@ bin=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 devices=$(realpath "${0%/*}")/network-devices/config.json
+echo '{"network.interface.wan.ipv4.ready": "1", "network.interface.wan.ipv4.address": "192.0.2.1"}' >"$work/facts.json"
 cp "$bin/tessera" "$work" # a preview reaches what is beside the program that it is given
 
 # Previews SERVICE for the configuration CONFIG with the commands that come on standard input in the place of tessera.
@@ -15,7 +16,7 @@ preview() {
   chmod +x "$work/commands"
   echo "$2" >"$work/config.json"
   rm -rf "$work/out"
-  "$bin/tessera-preview" -c "$work/config.json" --tessera "$work/commands" -o "$work/out" "$1"
+  "$bin/tessera-preview" -c "$work/config.json" -r "$work/facts.json" --tessera "$work/commands" -o "$work/out" "$1"
 }
 
 fail() {
@@ -60,9 +61,12 @@ END
 grep -q '^tessera_network: failed to initialize runt interface$' "$work/stderr" || fail "no word of a missing store"
 grep -q fd00:: "$work/out/var/run/uci/network" || fail "nothing is written without the store"
 
+tunnel='{"vpn": {"ipsec": {"tunnel": {"t12345": {"enable": true, "remote": {"ip_version": "ipv4"},'
+tunnel=$tunnel' "local": {"type": "interface", "interface": "wan"}}}}}}'
+
 # A run that has waited writes the configuration that is valid then.
 while read -r service path config; do
-  preview "$service" "$config" <<END
+  preview "$service" "$config" 2>"$work/stderr" <<END
 exec 9>/var/run/tessera-$service.lock
 flock 9
 "\$tessera" $service 9>&- &
@@ -74,27 +78,75 @@ wait
 END
   grep -q 67890 "$work/out/var/run/$path" || fail "$service writes an older configuration"
   [ ! -e "$work/out/var/run/tessera-$service.lock" ] || fail "$service leaves its lock"
-done <<'END'
+done <<END
 pam pam.conf {"auth": {"idle_timeout": 12345}}
 dnsmasq dnsmasq.conf {"service": {"dns": {"host": [{"name": "host12345"}]}}}
 network uci/network {"network": {"advanced": {"ula_prefix": "fd00:12345::/48"}}}
+ipsec ipsec.conf $tunnel
 END
 
-# Nobody else can read what is written into a file that was another user's.
+# What cannot be looked at or removed is named.
+filter='{"firewall": {"web_filter": {"enable": true, "service": "umbrella"}}}'
+while IFS='|' read -r service config cause message; do
+  printf '%s\n' "$cause" "\$tessera $service || :" | preview "$service" "$config" 2>"$work/stderr"
+  grep -q ": error $message\$" "$work/stderr" || fail "$service: $(cat "$work/stderr")"
+done <<END
+network|$tunnel|ln -s ipsec.d /var/run/ipsec.d|looking for /var/run/ipsec.d/conf/t12345.conf: Too many levels of symbolic links
+dnsmasq|$filter|ln -s web-filter-id /etc/config/web-filter-id|looking for /etc/config/web-filter-id: Too many levels of symbolic links
+ipsec|$tunnel|mkdir -p /var/run/ipsec.d.new/conf/t12345.conf|removing /var/run/ipsec.d.new/conf/t12345.conf: Is a directory
+END
+
 [ "$(id -u)" -eq 0 ] || exit 0
-echo '{"vpn": {"openvpn": {"client": {"c": {"enable": true, "username": "u", "password": "p"}}}}}' >"$work/config.json"
+
+# on_router PATH CONFIG COMMANDS: runs the commands on a router with that configuration, where another user has a file at
+# PATH.
+on_router() {
+  path=$1
+  echo "$2" >"$work/config.json"
+  shift 2
+  # shellcheck disable=SC2016 # for the inner shell
+  unshare -m sh -ec '
+    for place in /etc /run; do mount -t tmpfs none $place; done
+    mkdir -p /etc/config /run/uci "$(dirname "/run/$2")"
+    cp "$1/config.json" /etc/config
+    cp "$1/tessera" /run
+    cd /run
+    "$1/runt" load "$1/facts.json"
+    echo before >"$2"
+    chown 1:1 "$2"
+    eval "$3"' sh "$work" "$path" "$@"
+}
+cp "$bin/runt" "$work"
+
+# Nobody else can read what is written in the place of a file that was another user's.
+servers='{"auth": {"method": ["radius", "ldap"], "radius": {"server": [{"hostname": "a", "secret": "s"}]},'
+servers=$servers' "ldap": {"bind_dn": "b", "bind_password": "s", "server": [{"hostname": "a"}]}}}'
+while IFS='|' read -r service path written config; do
+  # shellcheck disable=SC2016 # for the inner shell
+  on_router "$path" "$config" 'exec 8<"$2"; ./tessera '"$service"' 2>/dev/null || :; cat <&8; stat -c "%u %g %a" '"$written" \
+    >"$work/seen"
+  [ "$(cat "$work/seen")" = "before
+0 0 600" ] || fail "others read $written: $(cat "$work/seen")"
+done <<END
+network|userpass_c.cfg|userpass_c.cfg|{"vpn": {"openvpn": {"client": {"c": {"enable": true, "username": "u", "password": "p"}}}}}
+pam|pam.conf|pam.conf|$servers
+pam|radius.conf|radius.conf|$servers
+pam|ldap.conf|ldap.conf|$servers
+ipsec|ipsec.secrets|ipsec.secrets|$tunnel
+ipsec|ipsec.d.new/secrets/t12345.secret|ipsec.d/secrets/t12345.secret|$tunnel
+END
+
+# A user who runs it can neither look into its memory nor have it dumped: what belongs to the process is root's. It waits
+# for its configuration meanwhile.
 # shellcheck disable=SC2016 # for the inner shell
-unshare -m sh -ec '
-  for path in /etc /run; do mount -t tmpfs none $path; done
-  mkdir /etc/config
-  cp "$2" /etc/config/config.json
-  cd /run
-  mkdir uci
-  echo before >userpass_c.cfg
-  chown 1:1 userpass_c.cfg
-  exec 8<userpass_c.cfg
-  "$1" network
-  cat <&8
-  stat -c "%u %g %a" userpass_c.cfg' sh "$work/tessera" "$work/config.json" >"$work/seen"
-[ "$(cat "$work/seen")" = "before
-0 0 600" ] || fail "others read secrets: $(cat "$work/seen")"
+on_router unused '' '
+  rm /etc/config/config.json
+  mkfifo -m 666 /etc/config/config.json
+  ulimit -c unlimited
+  setpriv --reuid 1 --regid 1 --clear-groups ./tessera pam &
+  exec 8>/etc/config/config.json
+  stat -c %u /proc/$!/environ
+  grep -c "^Max core file size  *0  *0 " /proc/$!/limits
+  kill $!' >"$work/seen"
+[ "$(cat "$work/seen")" = "0
+1" ] || fail "its memory is open: $(cat "$work/seen")"
