@@ -196,7 +196,7 @@ rm dnsmasq.conf
 tessera dnsmasq
 expect "state after a service failed" "$(state)" "$new"
 
-# Two at once take turns, and twenty documents are kept.
+# The second of two at once waits for the first, and twenty documents are kept.
 for number in $(seq 10 40); do cp old.json "$history/$number.json"; done
 for _ in 1 2 3; do
   tessera-apply old.json >/dev/null &

@@ -25,7 +25,7 @@ std::string name_of(unsigned number) {
   return "change " + std::to_string(number);
 }
 
-// Leaves the terminal and all that belongs to the caller. No message can be told any more but to the system's log.
+// Leaves the terminal and all that belongs to the caller. After that, messages reach nothing but the system's log.
 void leave_caller(Fd &lock) {
   lock = Fd();
   setsid();
