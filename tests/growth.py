@@ -90,6 +90,7 @@ def main():
         ("names", check, lambda count: {"zz": {f"n{number}": {} for number in range(10 * count)}}),
         ("leases", ("tessera", "dnsmasq"), leases),
         ("tunnels", ("tessera", "ipsec"), tunnels),
+        ("tunnels, checked", check, tunnels),
     ):
         small, large = (instructions(command, make(count)) for count in (SMALL, SMALL * FACTOR))
         print(f"{what}: {small} instructions, {large} for a document {FACTOR} times as large")
