@@ -87,6 +87,8 @@ constexpr char selector_ends[] = IPSEC_WORD_ENDS ",/[]";
 constexpr const char *selector_keys[] = {"protocol", "port", nullptr};
 constexpr ValueRule selector_rules[] = {parses("protocol"), rule("protocol", Test::without, selector_ends),
                                         parses("port"), rule("port", Test::without, selector_ends), end_of_rules};
+constexpr ValueRule protocol_number[] = {in_range("protocol_other"), end_of_rules};
+constexpr Variant protocol_variants[] = {{"other", protocol_number}, {nullptr, nullptr}};
 constexpr ValueRule remote_network_rules[] = {parses("remote.network"), optional(rule("remote.network", Test::network)),
                                               end_of_rules};
 constexpr ValueRule policy_rules[] = {one_of("local.type", "address network custom request dynamic"), end_of_rules};
@@ -179,6 +181,7 @@ void check_policy(const ConfigNode *policy) {
   for (const char *side : {"local", "remote"}) {
     const ConfigNode *end = config_object(policy, side);
     check_rules(end, selector_rules, Rule::ipsec_effect);
+    check_variants(end, "protocol", protocol_variants, Rule::ipsec_effect);
     const std::string keys = unset_keys(end, selector_keys, true);
     if (!keys.empty()) find(end != nullptr ? end : policy, Rule::ipsec_selector, {keys});
   }

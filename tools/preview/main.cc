@@ -134,15 +134,30 @@ void print_runs(const std::vector<ServiceRun> &runs) {
   }
 }
 
+// True when the service failed without a word of its own: services that end well report findings about the
+// configuration too.
+bool fails_silently(const ServiceRun &run, const std::vector<ServiceRun> &runs) {
+  std::set<std::string> harmless;
+  for (const ServiceRun &other : runs) {
+    if (other.status != 0) continue;
+    for (std::string &line : lines_of(other.messages)) harmless.insert(std::move(line));
+  }
+  std::vector<std::string> own = lines_of(run.messages);
+  return run.status == 1 && run.output.empty() &&
+         std::all_of(own.begin(), own.end(), [&](const std::string &line) { return harmless.count(line) != 0; });
+}
+
 std::vector<ServiceRun> describe_runs(const Options &options, const Inputs &inputs, const std::vector<Ended> &ended) {
   std::vector<ServiceRun> runs;
   for (size_t i = 0; i < ended.size(); i++) {
     ServiceRun run{options.services[i], ended[i].status, masked(inputs.secrets, "", ended[i].output),
                    shown_message(options, inputs.secrets, ended[i].messages)};
-    // The only failure that tessera is silent about.
-    run.has_no_tunnel = run.service == "ipsec" && run.status == 1 && run.output.empty() && run.messages.empty();
-    run.counts = !(options.is_all && run.has_no_tunnel && !configures_tunnels(inputs.router.config.value_or("")));
     runs.push_back(std::move(run));
+  }
+  for (ServiceRun &run : runs) {
+    // The only failure that tessera is silent about.
+    run.has_no_tunnel = run.service == "ipsec" && fails_silently(run, runs);
+    run.counts = !(options.is_all && run.has_no_tunnel && !configures_tunnels(inputs.router.config.value_or("")));
   }
   return runs;
 }

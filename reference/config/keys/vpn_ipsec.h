@@ -109,13 +109,13 @@ constexpr Key policy_local[] = {
     naming(NamesOf::interfaces, string("network", "Key of the interface, of type network.")),
     string("custom", "Network and prefix length, of type custom."),
     string_or("protocol", protocols, about_protocol),
-    integer("protocol_other", "", about_protocol_other),
+    within(0, 255, integer("protocol_other", "", about_protocol_other)),
     string_or("port", "any", about_port),
 };
 constexpr Key policy_remote[] = {
     string("network", "Network and prefix length: rightsubnet=; empty: %dynamic. Its family is that of the policy."),
     string_or("protocol", protocols, about_protocol),
-    integer("protocol_other", "", about_protocol_other),
+    within(0, 255, integer("protocol_other", "", about_protocol_other)),
     string_or("port", "any", about_port),
 };
 constexpr Key ipsec_policy[] = {
