@@ -238,7 +238,7 @@ bool claim_address(DhcpCheck &check, const ConfigNode *server, const ConfigNode 
   if (is_new) return true;
   const bool same_server = row->second.server == server;
   find(config_nearest(lease, "ip"), same_server ? Rule::lease_twice : Rule::lease_elsewhere,
-       {address, path_of(row->second.lease)});
+       {printable(address), path_of(row->second.lease)});
   return !same_server;
 }
 

@@ -111,7 +111,7 @@ void check_members(const NetworkModel *model, const NetworkNode *master, uint32_
     if (interface == nullptr) continue;
     const ConfigNode *owner = network_config(interface);
     find(config_nearest(owner, "device"), Rule::member_with_interface,
-         {network_name(member), path_of(config), network_name(interface)});
+         {printable(network_name(member)), path_of(config), network_name(interface)});
   }
 }
 

@@ -10,6 +10,7 @@
 #include "check/check.h"
 #include "check/find.h"
 #include "check/values.h"
+#include "config/characters.h"
 #include "config/report.h"
 
 namespace {
@@ -30,18 +31,19 @@ const ConfigNode *name_of(const ConfigNode *owner) {
 bool claim(Names &names, const std::string &name, const ConfigNode *owner) {
   const auto [row, is_new] = names.owners.emplace(name, owner);
   if (is_new || row->second == owner) return is_new;
-  find(name_of(owner), names.twice, {name, row->second != nullptr ? path_of(row->second) : "the global settings"});
+  find(name_of(owner), names.twice,
+       {printable(name), row->second != nullptr ? path_of(row->second) : "the global settings"});
   return false;
 }
 
 void claim_device_name(Names &devices, const std::string &name, const ConfigNode *owner) {
   constexpr size_t longest = 15;
   if (!claim(devices, name, owner)) return;
-  if (name.size() > longest) find(name_of(owner), Rule::device_name, {name, "is longer than 15 characters"});
+  if (name.size() > longest) find(name_of(owner), Rule::device_name, {printable(name), "is longer than 15 characters"});
   if (name.find_first_of("/: \t") != std::string::npos || name == "." || name == "..")
-    find(name_of(owner), Rule::device_name, {name, "is none that the kernel takes"});
+    find(name_of(owner), Rule::device_name, {printable(name), "is none that the kernel takes"});
   if (name.find_first_of("\"\\#,'") != std::string::npos)
-    find(name_of(owner), Rule::device_name, {name, "holds a character that not every daemon's file can"});
+    find(name_of(owner), Rule::device_name, {printable(name), "holds a character that not every daemon's file can"});
 }
 
 void claim_section(Names &sections, const std::string &name, const ConfigNode *owner) {
@@ -51,7 +53,7 @@ void claim_section(Names &sections, const std::string &name, const ConfigNode *o
   if (first == name.end()) return;
   // The bytes behind the first one of a character of UTF-8 are 0x80 to 0xBF.
   const auto last = std::find_if_not(first + 1, name.end(), [](char byte) { return (byte & 0xC0) == 0x80; });
-  find(owner, Rule::section_name, {name, std::string(first, last)});
+  find(owner, Rule::section_name, {printable(name), printable(std::string(first, last))});
 }
 
 bool is_wireless_client(const ConfigNode *member) {
