@@ -10,6 +10,7 @@ leave the old or the new configuration, whole: the old one where nobody confirme
 it said so. Without --full, a few calls are taken; of --calls, those of these names. Needs root.
 """
 import collections
+import itertools
 import os
 import re
 import shutil
@@ -46,9 +47,9 @@ def own_files():
     with open(NEW, 'w', encoding='utf-8') as file:
         file.write(old.replace('192.168.1.', '192.168.2.').replace('12h', '1d'))
     os.mkdir('/etc/config/history', 0o700)
-    for path in (CONFIG, EARLIER):
+    for path, content in ((CONFIG, old), (EARLIER, '{}')):
         with open(path, 'w', encoding='utf-8') as file:
-            file.write(old)
+            file.write(content)
     start_again()
 
 
@@ -249,9 +250,11 @@ class Disk:
         return True
 
     def remains(self):
-        """What may be found: with the names that were synced, or with all of them."""
-        for names in (self.synced, self.names):
-            yield {path: self.files[number][1] for path, number in names.items()}
+        """What may be found: in each of the two directories the names that were synced, or all of them."""
+        for names, earlier in itertools.product((self.synced, self.names), repeat=2):
+            yield {path: self.files[number][1] for path, number in
+                   [each for each in names.items() if '/history/' not in each[0]] +
+                   [each for each in earlier.items() if '/history/' in each[0]]}
 
 
 def lose_power(case, states, calls):
