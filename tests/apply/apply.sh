@@ -205,6 +205,23 @@ for _ in 1 2 3; do
 done
 expect "documents that are kept" "$(find $history -name '*.json' | wc -l)" 20
 
+# A tunnel that waits for its interface is no failure; a document that is refused is one of each service.
+jq '.vpn.ipsec.tunnel.head = {enable: true, local: {type: "interface", interface: "lan"},
+  remote: {ip_version: "ipv4", peers: [{hostname: "head.example"}]}, auth: {type: "secret", secret: "unseen"}}' \
+  old.json >tunnel.json
+tessera-apply old.json >/dev/null
+tessera-apply tunnel.json >plan 2>messages || fail "$(cat messages)"
+expect "a tunnel that waits" "$(tail -1 messages; sed -n 2p plan)" \
+  "tessera_ipsec: tunnel 'head' local endpoint interface not ready. Skipping tunnel
+services: network"
+runt set network.interface.lan.ipv4.ready 1
+runt set network.interface.lan.ipv4.address 192.168.1.1
+tessera-apply status >plan 2>messages && fail "nothing comes of the address"
+expect "what its address changes" "$(tail -1 plan)" 'services: ipsec network'
+echo '{' >$document
+says 1 "tessera: $document:2:1: syntax error: the file ends too early
+tessera-apply: ipsec ended with status 1" status ipsec
+
 # A router's first document, taken back.
 rm -r $document $history {pam,dnsmasq,ipsec}.conf uci/network
 tessera-apply old.json --confirm 600 >/dev/null

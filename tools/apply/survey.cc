@@ -106,8 +106,9 @@ void take_endings(const Secrets &secrets, const ServicesOutcome &outcome, const 
     for (const std::string &line : lines_of(ended.messages)) {
       if (said.insert(line).second) fprintf(stderr, "%s\n", masked(secrets, "", line).c_str());
     }
-    // A router without tunnels, or one whose tunnels wait for an address, ends so.
-    bool has_no_tunnel = service == "ipsec" && ended.status == 1 && ended.messages.empty();
+    // A router without tunnels, or one whose tunnels wait for an address, ends so. What refuses the document makes all
+    // services end so, and what the router lacks at the moment is no reason to refuse a change that may bring it.
+    bool has_no_tunnel = service == "ipsec" && ended.status == 1 && outcome.services[0].status == 0;
     if (ended.status == 0 || has_no_tunnel) continue;
     fprintf(stderr, "tessera-apply: %s ended with status %d\n", service.c_str(), ended.status);
     survey.has_failed = true;
@@ -202,7 +203,7 @@ void print_survey(const Survey &survey, const std::optional<Pending> &pending) {
            file.lines_added, file.lines_removed);
   }
   if (survey.facts_differ) puts("changed runtime store");
-  if (survey.services.empty()) puts("nothing changes");
+  if (survey.services.empty() && !survey.has_failed) puts("nothing changes");
   if (!survey.services.empty()) printf("services:%s\n", joined(survey.services, " ", "").c_str());
   print_verdicts(survey.verdicts, false);
 }
