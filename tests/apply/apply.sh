@@ -115,11 +115,13 @@ alone() {
   expect "what is told without an output" "$(cat messages)" "tessera-apply: standard output cannot be written"
   pgrep -x tessera-apply >pids && xargs kill -9 <pids
 }
-alone
-sed -i 's/ [0-9]* / 1 /' /etc/config/pending
-says 6 'reload network: there is no /etc/tessera/reload.d/network
-tessera-apply: change 4 was taken back: it was not completed or confirmed in time' confirm
-expect "state when confirmed late" "$(state)" "$new"
+for late in '6 confirm' '0 rollback'; do
+  alone
+  sed -i 's/ [0-9]* / 1 /' /etc/config/pending
+  says "${late% *}" 'reload network: there is no /etc/tessera/reload.d/network
+tessera-apply: change 4 was taken back: it was not completed or confirmed in time' "${late#* }"
+  expect "state after a late ${late#* }" "$(state)" "$new"
+done
 
 # The system goes down before it is confirmed; the record of another boot tells.
 alone

@@ -46,14 +46,16 @@ void leave_caller(Fd &lock) {
     Fd own_lock = take_lock(true, trouble);
     if (trouble.empty()) trouble = read_pending(pending);
     if (trouble.empty() && !pending) _exit(0);
-    timespec until = {pending ? pending->deadline : seconds_up() + 10, 0};
-    if (pending && is_overdue(*pending)) {
+    bool is_overdue = false;
+    if (trouble.empty()) trouble = find_overdue(*pending, is_overdue);
+    bool waits = trouble.empty() && !is_overdue;
+    if (trouble.empty() && is_overdue) {
       trouble = revert(*pending, pending->deadline == 0 ? "it was not completed" : "it was not confirmed in time");
       if (trouble.empty()) _exit(0);
-      until.tv_sec = seconds_up() + 10;
     }
     if (!trouble.empty()) tell(trouble);
     own_lock = Fd();
+    timespec until = {waits ? pending->deadline : seconds_up() + 10, 0};
     clock_nanosleep(CLOCK_BOOTTIME, TIMER_ABSTIME, &until, nullptr);
   }
 }
@@ -148,8 +150,8 @@ int do_change(Fd &lock, const Change &change, const Survey &survey) {
   // The connection may end by what is changed, and nobody shall stop what is half done.
   for (int ignored : {SIGHUP, SIGPIPE, SIGTSTP, SIGTTOU}) signal(ignored, SIG_IGN);
   alarm(most_seconds);
-  Pending pending = new_pending(number, survey.services);
-  trouble = store_pending(pending);
+  Pending pending;
+  trouble = begin_pending(number, survey.services, pending);
   if (!trouble.empty()) {
     if (!remove_pending().empty()) return take_back(pending, trouble);
     forget_document(number);

@@ -129,7 +129,9 @@ State enter(bool changes) {
   state.lock = take_lock(changes, trouble);
   require(trouble);
   require(read_pending(state.pending));
-  if (!state.pending || !is_overdue(*state.pending)) return state;
+  bool is_overdue = false;
+  if (state.pending) require(find_overdue(*state.pending, is_overdue));
+  if (!is_overdue) return state;
   require(revert(*state.pending, "it was not completed or confirmed in time"));
   state.pending.reset();
   state.was_late = true;
@@ -220,6 +222,7 @@ int rollback(const Options &options) {
   unsigned number =
       options.words.size() > 1 ? read_number(options.words[1].c_str(), "rollback takes the number of an apply") : 0;
   State state = enter(true);
+  if (state.was_late && number == 0) return change_done;
   if (state.pending && number != 0) return refuse_second(*state.pending);
   if (state.pending) {
     require(revert(*state.pending, "it was asked for"));

@@ -99,11 +99,12 @@ std::string link_into_place(const std::string &kept, const std::string &path) {
   return is_stored ? sync_directory(directory_of(path)) : trouble;
 }
 
-std::string this_boot() {
-  std::string content;
-  bool is_there;
-  if (!read_file("/proc/sys/kernel/random/boot_id", content, is_there).empty() || content.empty()) return "unknown";
-  return content.substr(0, content.find('\n'));
+// Stores the name of this start of the system, which is the same for all starts where there is no /proc.
+std::string this_boot(std::string &boot) {
+  std::optional<std::string> content;
+  std::string trouble = read_optional("/proc/sys/kernel/random/boot_id", content);
+  boot = content && content->size() > 1 ? content->substr(0, content->find('\n')) : "unknown";
+  return trouble;
 }
 
 // The number of the earlier document in a file of that name; 0 when it is another file.
@@ -212,8 +213,10 @@ int64_t seconds_up() {
   return now.tv_sec;
 }
 
-Pending new_pending(unsigned number, const std::vector<std::string> &services) {
-  return {number, 0, this_boot(), services};
+std::string begin_pending(unsigned number, const std::vector<std::string> &services, Pending &pending) {
+  pending = {number, 0, "", services};
+  std::string trouble = this_boot(pending.boot);
+  return trouble.empty() ? store_pending(pending) : trouble;
 }
 
 std::string read_pending(std::optional<Pending> &pending) {
@@ -242,6 +245,9 @@ std::string remove_pending() {
   return remove_file(pending_path);
 }
 
-bool is_overdue(const Pending &pending) {
-  return pending.boot != this_boot() || pending.deadline <= seconds_up();
+std::string find_overdue(const Pending &pending, bool &is_overdue) {
+  std::string boot;
+  std::string trouble = this_boot(boot);
+  is_overdue = pending.boot != boot || pending.deadline <= seconds_up();
+  return trouble;
 }

@@ -64,14 +64,14 @@ struct Pending {
 // Seconds since the start of the system, with those that it slept.
 int64_t seconds_up();
 
-// A record of a change by this process, which is at work.
-Pending new_pending(unsigned number, const std::vector<std::string> &services);
+// Stores the record of a change by this process, which is at work.
+std::string begin_pending(unsigned number, const std::vector<std::string> &services, Pending &pending);
 
 std::string read_pending(std::optional<Pending> &pending);
 std::string store_pending(const Pending &pending);
 std::string remove_pending();
 
-// True when nobody will confirm the change any more. Asked with the lock held: who was at work has ended.
-bool is_overdue(const Pending &pending);
+// Finds out whether nobody will confirm the change any more. Asked with the lock held: who was at work has ended.
+std::string find_overdue(const Pending &pending, bool &is_overdue);
 
 #endif
