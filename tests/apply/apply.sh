@@ -92,9 +92,11 @@ expect "state after rollback" "$(state)" "$old"
 says 1 'tessera-apply: the document before change 9 is not kept' rollback 9
 
 # A change that waits.
+cp new.json $document.new
 says 0 "$lines
 reload network: there is no /etc/tessera/reload.d/network
-applied as 3; confirm within 600 seconds: tessera-apply confirm" new.json --confirm 600
+applied as 3; confirm within 600 seconds: tessera-apply confirm" $document.new --confirm 600
+cmp new.json $document.new
 says 2 'tessera-apply: change 3 waits for confirmation: tessera-apply confirm, or rollback' - <old.json
 expect "what waits, in JSON" "$(tessera-apply status --json | jq -c '[.services, .findings, .pending.change]')" '[[],[],3]'
 says 0 'change 3 waits for confirmation, N seconds more

@@ -18,6 +18,7 @@ namespace {
 
 constexpr const char *pending_path = "/etc/config/pending";
 constexpr size_t most_entries = 20;
+constexpr const char *unfinished = ".unfinished";  // what no file of somebody else is called
 
 std::string failed(const std::string &path) {
   return path + ": " + strerror(errno);
@@ -51,7 +52,7 @@ std::string remove_file(const std::string &path) {
 
 // Replaces a file as a whole. It gets the mode and owner of `like`, when there is one.
 std::string replace_file(const std::string &path, const std::string &content, const struct stat *like = nullptr) {
-  std::string place = path + ".new";
+  std::string place = path + unfinished;
   unlink(place.c_str());
   Fd fd(open(place.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   bool is_stored = fd.is_open() && write_all(fd.get(), content) &&
@@ -82,7 +83,7 @@ std::string read_optional(const std::string &path, std::optional<std::string> &c
 
 // Puts the file `kept` at `path` without room for a second copy of it, where the file system has links.
 std::string link_into_place(const std::string &kept, const std::string &path) {
-  std::string place = path + ".new";
+  std::string place = path + unfinished;
   struct stat like;
   bool has_like = stat(path.c_str(), &like) == 0;
   unlink(place.c_str());
