@@ -14,7 +14,9 @@ namespace {
 
 constexpr ValueRule link_rules[] = {optional(rule("mac", Test::mac)), optional(in_range("mtu")), end_of_rules};
 constexpr ValueRule name_server_rules[] = {rule("", Test::address), end_of_rules};
-constexpr ValueRule static_ipv6_rules[] = {rule("static.address", Test::ipv6_network), end_of_rules};
+// It is written without escapes.
+constexpr ValueRule static_ipv6_rules[] = {as(Rule::uci_quotes, rule("static.address", Test::without, "\"\\")),
+                                           rule("static.address", Test::ipv6_network), end_of_rules};
 constexpr ValueRule delegation_rules[] = {in_range("prefix_length"), optional(rule("prefix_id", Test::hexadecimal)),
                                           end_of_rules};
 

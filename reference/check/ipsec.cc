@@ -52,13 +52,14 @@ constexpr ValueRule proposal_rules[] = {
     end_of_rules};
 constexpr ValueRule dpd_rules[] = {in_range("dpd.delay"), in_range("dpd.timeout"), end_of_rules};
 // The password stands in quotes, without escapes.
-constexpr ValueRule xauth_rules[] = {no_quote("xauth_client.username"),
-                                     as(Rule::ipsec_effect, rule("xauth_client.username", Test::filled)),
-                                     as(Rule::ipsec_effect, rule("xauth_client.username", Test::without, " #=")),
-                                     as(Rule::ipsec_effect, rule("xauth_client.username", Test::not_first, "'")),
-                                     as(Rule::ipsec_effect, rule("xauth_client.password", Test::filled)),
-                                     as(Rule::ipsec_effect, no_quote("xauth_client.password")),
-                                     end_of_rules};
+constexpr ValueRule xauth_rules[] = {
+    parses("xauth_client.username"),
+    as(Rule::ipsec_effect, rule("xauth_client.username", Test::filled)),
+    as(Rule::ipsec_effect, rule("xauth_client.username", Test::without, IPSEC_WORD_ENDS)),
+    as(Rule::ipsec_effect, rule("xauth_client.username", Test::not_first, "'")),
+    as(Rule::ipsec_effect, rule("xauth_client.password", Test::filled)),
+    as(Rule::ipsec_effect, no_quote("xauth_client.password")),
+    end_of_rules};
 
 // What a tunnel needs by the way it authenticates.
 constexpr char key_label[] = "PRIVATE KEY";

@@ -110,6 +110,8 @@
        "{cure}")                                                                                                       \
   RULE(uci_value, warning, questionable, "a value that the interface manager does not take", "{problem}",              \
        "the interface manager ignores it", "{cure}")                                                                   \
+  RULE(uci_quotes, error, questionable, "a value that ends the quotes around it", "{problem}",                         \
+       "the interface manager cannot read the file from here on", "{cure}")                                            \
   RULE(uci_missing, warning, questionable, "a setting without which a section does nothing", "{problem}",              \
        "the interface manager gets no value and cannot set this up", "{cure}")                                         \
   RULE(empty_options, note, questionable, "options that are written empty because keys are left out",                  \

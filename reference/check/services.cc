@@ -13,7 +13,8 @@ constexpr ValueRule web_filter_rules[] = {rule("firewall.web_filter.service", Te
 constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, no_quote("domain")),
                                           rule("domain", Test::without, " ,"),
                                           rule("address", Test::filled),
-                                          as(Rule::dnsmasq_value, rule("address", Test::server)),
+                                          as(Rule::dnsmasq_value, rule("address", Test::loose_server)),
+                                          rule("address", Test::server),
                                           as(Rule::dnsmasq_value, line("server=/{domain}/{address}", dnsmasq_line)),
                                           end_of_rules};
 constexpr ValueRule dns_host_rules[] = {as(Rule::dnsmasq_value, no_quote("name")),

@@ -45,12 +45,15 @@ bool is_hexadecimal(const char *string) {
   return string[digits] == '\0';
 }
 
-bool is_server(const char *string) {
+// With `loose` also as dnsmasq takes it, which reads "10.1" as 10.0.0.1.
+bool is_server(const char *string, bool loose) {
   const size_t length = strcspn(string, "#@%");
   if (length == 0) return strcmp(string, "#") == 0;
   if (strpbrk(string + length, " /,\"") != nullptr) return false;
-  const std::string_view address(string, length);
-  return is_address(AF_INET, address) || is_address(AF_INET6, address);
+  const std::string address(string, length);
+  in_addr parsed;
+  return is_address(AF_INET, address) || is_address(AF_INET6, address) ||
+         (loose && inet_aton(address.c_str(), &parsed) != 0);
 }
 
 bool is_mac(std::string_view string) {
@@ -145,7 +148,9 @@ constexpr StringTest string_tests[] = {
     {Test::hexadecimal, "a hexadecimal number", "0a1b",
      [](const ConfigNode *, const ValueRule &, const char *string) { return is_hexadecimal(string); }},
     {Test::server, "the address of a DNS server", "192.168.1.1#53",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_server(string); }},
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_server(string, false); }},
+    {Test::loose_server, "the address of a DNS server", "192.168.1.1#53",
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_server(string, true); }},
     {Test::entry, "an entry of ", "",
      [](const ConfigNode *node, const ValueRule &rule, const char *string) {
        return is_entry(node, rule.argument, string);

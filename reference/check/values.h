@@ -23,14 +23,15 @@ enum class Test : uint8_t {
   address,       // of either family
   ipv4_network,  // an address and a prefix length
   ipv6_network,
-  ipv4_masked,  // an IPv4 address and a mask or prefix length
-  destination,  // IPv4, the prefix length may be missing
-  network,      // of either family, the prefix length may be missing
-  mac,          // six bytes in hexadecimal, ":" or "-" between them
-  hexadecimal,  // digits only
-  server,       // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
-  entry,        // the key of an entry of the map that its own key names
-  pem,          // a PEM string whose label ends with `argument`; `low` is 1 where more may follow
+  ipv4_masked,   // an IPv4 address and a mask or prefix length
+  destination,   // IPv4, the prefix length may be missing
+  network,       // of either family, the prefix length may be missing
+  mac,           // six bytes in hexadecimal, ":" or "-" between them
+  hexadecimal,   // digits only
+  server,        // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
+  loose_server,  // the same, or a shorter form of an IPv4 address
+  entry,         // the key of an entry of the map that its own key names
+  pem,           // a PEM string whose label ends with `argument`; `low` is 1 where more may follow
   // An empty string passes the tests from here on.
   without,         // free of the characters of `argument`
   quoted,          // free of them, or in double quotes as a whole
