@@ -31,6 +31,7 @@ constexpr int32_t router_address = 15;
 
 constexpr ValueRule dhcp_rules[] = {
     as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::without, ",\"")),
+    as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::domain)),
     rule("advanced.domain_suffix", Test::without, " \\"),
     as(Rule::dnsmasq_value, no_quote("advanced.bootfile")),
     rule("advanced.bootfile", Test::without, ",\\"),
@@ -99,6 +100,7 @@ constexpr ValueRule lease_rules[] = {
     as(Rule::dnsmasq_value, no_quote("ip")),
     rule("ip", Test::ipv4),
     as(Rule::dnsmasq_value, rule("name", Test::host_name)),
+    as(Rule::dnsmasq_value, rule("name", Test::domain)),
     as(Rule::dnsmasq_value, line("dhcp-host=id:{device},{name},{ip},net:", dnsmasq_line, interface_name)),
     end_of_rules};
 constexpr ValueRule lease_by_mac[] = {as(Rule::dnsmasq_value, no_quote("mac")), rule("mac", Test::mac), end_of_rules};
@@ -274,8 +276,11 @@ void check_part(DhcpCheck &check, const NetworkNode *node) {
   const ConfigNode *server = config_object(part, "dhcp_server");
   const bool serves = config_get_bool(server, "enable");
   if (!serves && config_array_count(config_array(part, "dhcp_relay")) == 0) return;
-  const auto taken = check.passthrough.find(network_find_parent(node, NETWORK_NODE_DEVICE));
-  if (taken != check.passthrough.end() && taken->first != nullptr) {
+  // Without a device nothing is written.
+  const NetworkNode *device = network_find_parent(node, NETWORK_NODE_DEVICE);
+  if (device == nullptr) return;
+  const auto taken = check.passthrough.find(device);
+  if (taken != check.passthrough.end()) {
     find(serves ? server : config_array(part, "dhcp_relay"), Rule::dhcp_taken, {network_name(taken->second)});
   } else if (serves) {
     if (network_interface_type(node) == NETWORK_INTERFACE_HYBRID) find(server, Rule::dhcp_hybrid);

@@ -65,6 +65,16 @@ bool is_mac(std::string_view string) {
   return true;
 }
 
+bool is_domain(const char *string) {
+  constexpr size_t longest_label = 63;
+  size_t length = 0;
+  for (; *string != '\0'; ++string) {
+    length = strchr("./,", *string) != nullptr ? 0 : length + 1;
+    if (length > longest_label || static_cast<unsigned char>(*string) > 0x7f) return false;
+  }
+  return true;
+}
+
 // As dnsmasq takes it: what follows a dot is the domain.
 bool is_host_name(const char *string) {
   if (*string == '-' || *string == '_') return false;
@@ -161,6 +171,8 @@ constexpr StringTest string_tests[] = {
      }},
     {Test::host_name, "a host name of letters, digits, '-' and '_'", "",
      [](const ConfigNode *, const ValueRule &, const char *string) { return is_host_name(string); }},
+    {Test::domain, "a name of ASCII characters, up to 63 between dots", "",
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_domain(string); }},
     {Test::colon_hex, "bytes in hexadecimal", "",
      [](const ConfigNode *, const ValueRule &, const char *string) { return is_colon_hex(string); }},
     {Test::without, "", "",

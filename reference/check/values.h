@@ -40,6 +40,7 @@ enum class Test : uint8_t {
   not_first,       // does not start with a character of `argument`
   not_last,        // does not end with one
   host_name,       // a label of a host name
+  domain,          // names between "," or "/" that dnsmasq takes: ASCII, up to 63 bytes between dots
   colon_hex,       // no ":", or bytes in hexadecimal between those
   at_most,         // up to `high` bytes
   line,            // the line that the entry makes has up to `high` bytes; `argument` is its form
