@@ -2,12 +2,12 @@
 # Builds the reference platform as a device's libraries, tessera against them, and runs it; then makes sure that
 # libraries a router could not work with are refused.
 #
-#   device.sh SOURCE_DIRECTORY SCRATCH_DIRECTORY BIN_DIRECTORY CASE_DIRECTORY
+#   device.sh SOURCE_DIRECTORY SCRATCH_DIRECTORY BIN_DIRECTORY CASE_DIRECTORY...
 set -eu
 source=$1
 scratch=$2
 bin=$3
-case=$4
+shift 3
 sysroot=$scratch/sysroot
 
 fail() {
@@ -48,7 +48,9 @@ for name in config runt tools; do
 done
 readelf -d "$tessera" | grep -E 'RPATH|RUNPATH' && fail "tessera looks for libraries where it was built"
 
-LD_LIBRARY_PATH=$libraries "$source/tests/golden/run.sh" --tessera "$tessera" "$bin" "$case"
+for case in "$@"; do
+  LD_LIBRARY_PATH=$libraries "$source/tests/golden/run.sh" --tessera "$tessera" "$bin" "$case"
+done
 "$source/tests/as_root.sh" env LD_LIBRARY_PATH="$libraries" "$source/tests/install/conformance.sh" \
   "$scratch/device/bin/tessera-conformance" "$source/tools/conformance/config.json"
 
