@@ -74,10 +74,10 @@ try_as() { # USER
   step "$1-make-run" inside "$1" 'make run'
   [ "$1" != root ] || step root-make-run-in-a-chroot in_chroot root 'make run'
   step "$1-make-test-with-installation" inside "$1" 'make test'
-  step "$1-make-test-from-nothing" inside "$1" 'make clean && make test'
-  step "$1-make-test-after-a-change" inside "$1" 'echo "// changed" >>src/network/uci.cc && make test && git checkout -q .'
   step "$1-make-package" inside "$1" 'make package'
   step "$1-install-package" inside "$1" 'sudo apt-get install -y ./build/tessera_*.deb && tessera-config --version'
+  step "$1-make-test-from-nothing" inside "$1" 'make clean && make test'
+  step "$1-make-test-after-a-change" inside "$1" 'echo "// changed" >>src/network/uci.cc && make test && git checkout -q .'
   [ -z "$(inside "$1" 'git status --porcelain')" ] || { failed="$failed $1-files-left"; inside "$1" 'git status --short'; }
   umount -R "$root/proc" "$root/sys" "$root/dev"
 }
