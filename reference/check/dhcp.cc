@@ -96,9 +96,7 @@ constexpr Variant option_variants[] = {
     {"str", option_text}, {"hex", option_hex}, {"1byte", option_byte}, {"2byte", option_word}, {nullptr, nullptr}};
 
 constexpr ValueRule lease_rules[] = {
-    rule("type", Test::filled),
-    as(Rule::dnsmasq_value, no_quote("ip")),
-    rule("ip", Test::ipv4),
+    as(Rule::dnsmasq_value, no_quote("ip")), rule("ip", Test::ipv4),
     as(Rule::dnsmasq_value, rule("name", Test::host_name)),
     as(Rule::dnsmasq_value, rule("name", Test::domain)),
     as(Rule::dnsmasq_value, line("dhcp-host=id:{device},{name},{ip},net:", dnsmasq_line, interface_name)),
@@ -220,7 +218,14 @@ void check_custom_option(const ConfigNode *option) {
 
 // Every "-" of a hardware address is written as ":".
 void check_identifier(const ConfigNode *lease) {
-  if (!string_equals(lease, "type", "mac")) {
+  const char *type = config_get_string(lease, "type");
+  if (*type == '\0') {
+    const bool has_mac = *config_get_string(lease, "mac") != '\0';
+    find_unset(lease, "type", Rule::dnsmasq_effect,
+               has_mac ? "write \"type\": \"mac\", as mac is set" : "write one of: mac device");
+    if (*config_get_string(lease, "device") == '\0') return;
+  }
+  if (strcmp(type, "mac") != 0) {
     check_rules(lease, lease_by_device, Rule::dnsmasq_effect);
     return;
   }

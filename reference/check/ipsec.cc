@@ -106,10 +106,23 @@ constexpr const char *peer_identity_keys[] = {"id.raw_id",  "id.ipv4_id",  "id.i
 
 constexpr char typed_identities[] = "raw ipv4 ipv6 rfc822 fqdn keyid";
 
+// Without a type, no identity is written, whichever is filled in.
+void check_untyped_identity(const ConfigNode *id) {
+  for_each_member(id, [id](const ConfigNode *value) {
+    const std::string name = config_key(value);
+    if (!name.ends_with("_id") || *config_string_get(value) == '\0') return;
+    const std::string type = name.substr(0, name.size() - strlen("_id"));
+    find(value, Rule::ipsec_effect,
+         {"the identity is not used, as " + path_of(id) + ".type is not set",
+          "write \"type\": \"" + type + "\" beside it"});
+  });
+}
+
 // An identity stands in quotes, without escapes. The file of shared secrets has it without quotes; where keys
 // authenticate, what is written there decides nothing.
 void check_identity(const ConfigNode *owner, bool shared_secret) {
   const char *type = config_get_string(owner, "id.type");
+  if (type == nullptr || *type == '\0') check_untyped_identity(config_object(owner, "id"));
   if (type == nullptr || !is_word_of(type, typed_identities)) return;
   const std::string key = std::string("id.") + type + "_id";
   // These two are written as digits.

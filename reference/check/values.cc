@@ -370,11 +370,18 @@ bool is_unset(const char *string) {
   return string == nullptr || *string == '\0';
 }
 
+// Where words are listed for the key, they are the cure.
+std::string cure_of_unset(const ConfigNode *entry, const ValueRule &rule) {
+  const SchemaKey *key = schema_key_at(*entry->key, rule.path);
+  const bool has_words = rule.test == Test::filled && key != nullptr && key->words != nullptr;
+  return has_words ? "write one of: " + std::string(key->words) : cure_of(rule, "");
+}
+
 bool check_string(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   const char *string = config_get_string(entry, rule.path);
   if (is_unset(string)) {
     if (rule.optional || rule.test >= Test::without) return false;
-    find_unset(entry, rule.path, broken_by(rule, broken), cure_of(rule, "").c_str());
+    find_unset(entry, rule.path, broken_by(rule, broken), cure_of_unset(entry, rule).c_str());
     return true;
   }
   if (passes(entry, rule, string)) return false;
