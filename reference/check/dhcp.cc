@@ -30,14 +30,15 @@ constexpr int32_t interface_name = 63;
 constexpr int32_t router_address = 15;
 
 constexpr ValueRule dhcp_rules[] = {
-    as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::without, ",\"")),
+    as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::without, ",")),
+    as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::closed)),
     as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::domain)),
-    rule("advanced.domain_suffix", Test::without, " \\"),
-    as(Rule::dnsmasq_value, no_quote("advanced.bootfile")),
-    rule("advanced.bootfile", Test::without, ",\\"),
+    rule("advanced.domain_suffix", Test::without, " \\\""),
+    as(Rule::dnsmasq_value, rule("advanced.bootfile", Test::closed)),
+    rule("advanced.bootfile", Test::without, ",\\\""),
     rule("advanced.bootfile", Test::without_string, " #"),
-    as(Rule::dnsmasq_value, no_quote("advanced.tftp_server")),
-    rule("advanced.tftp_server", Test::without, " ,\\"),
+    as(Rule::dnsmasq_value, rule("advanced.tftp_server", Test::closed)),
+    rule("advanced.tftp_server", Test::without, " ,\\\""),
     as(Rule::dnsmasq_value,
        line("domain={advanced.domain_suffix}, # domain name suffix", dnsmasq_line, router_address)),
     as(Rule::dnsmasq_value,
@@ -64,8 +65,8 @@ constexpr AnnouncedRow announced[] = {
     {nullptr, nullptr},
 };
 
-constexpr ValueRule relay_rules[] = {as(Rule::dnsmasq_value, no_quote("address")), rule("address", Test::ipv4),
-                                     end_of_rules};
+constexpr ValueRule relay_rules[] = {as(Rule::dnsmasq_value, rule("address", Test::closed)),
+                                     rule("address", Test::ipv4), end_of_rules};
 
 // Options of which dnsmasq knows that their values are addresses, and those of which it takes no number without a size.
 constexpr int address_options[] = {1,  3,  6,  7,  9,  16, 21, 28, 32, 33, 41, 42, 44, 45,
@@ -96,16 +97,17 @@ constexpr Variant option_variants[] = {
     {"str", option_text}, {"hex", option_hex}, {"1byte", option_byte}, {"2byte", option_word}, {nullptr, nullptr}};
 
 constexpr ValueRule lease_rules[] = {
-    as(Rule::dnsmasq_value, no_quote("ip")), rule("ip", Test::ipv4),
+    as(Rule::dnsmasq_value, rule("ip", Test::closed)),
+    rule("ip", Test::ipv4),
     as(Rule::dnsmasq_value, rule("name", Test::host_name)),
     as(Rule::dnsmasq_value, rule("name", Test::domain)),
     as(Rule::dnsmasq_value, line("dhcp-host=id:{device},{name},{ip},net:", dnsmasq_line, interface_name)),
     end_of_rules};
 constexpr ValueRule lease_by_mac[] = {as(Rule::dnsmasq_value, no_quote("mac")), rule("mac", Test::mac), end_of_rules};
-constexpr ValueRule lease_by_device[] = {as(Rule::dnsmasq_value, no_quote("device")),
+constexpr ValueRule lease_by_device[] = {as(Rule::dnsmasq_value, rule("device", Test::closed)),
                                          as(Rule::dnsmasq_value, rule("device", Test::colon_hex)),
                                          rule("device", Test::filled),
-                                         rule("device", Test::without, ","),
+                                         rule("device", Test::without, ",\""),
                                          rule("device", Test::without_string, " #"),
                                          end_of_rules};
 

@@ -16,8 +16,8 @@ constexpr ValueRule route_rules[] = {optional(rule("gateway", Test::ipv4)), in_r
 constexpr ValueRule domain_policy_rules[] = {
     rule("dst.domain", Test::strings), rule("ip_version", Test::filled),
     as(Rule::dnsmasq_value, line("ipset={dst.domain#1}/domain-policy-9,domain6-policy-9", dnsmasq_line)), end_of_rules};
-constexpr ValueRule domain_rules[] = {as(Rule::dnsmasq_value, no_quote("")),
-                                      as(Rule::dnsmasq_value, rule("", Test::domain)), rule("", Test::without, " /,"),
+constexpr ValueRule domain_rules[] = {as(Rule::dnsmasq_value, rule("", Test::closed)),
+                                      as(Rule::dnsmasq_value, rule("", Test::domain)), rule("", Test::without, " /,\""),
                                       end_of_rules};
 
 // A destination takes a prefix length, no mask.

@@ -10,25 +10,26 @@ namespace {
 constexpr ValueRule web_filter_rules[] = {rule("firewall.web_filter.service", Test::filled), end_of_rules};
 
 // A double quote opens a word that the line does not close. Where it is none, dnsmasq takes nearly every string.
-constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, no_quote("domain")),
+constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, rule("domain", Test::closed)),
                                           as(Rule::dnsmasq_value, rule("domain", Test::domain)),
-                                          rule("domain", Test::without, " ,"),
+                                          rule("domain", Test::without, " ,\""),
                                           rule("address", Test::filled),
                                           as(Rule::dnsmasq_value, rule("address", Test::loose_server)),
                                           rule("address", Test::server),
                                           as(Rule::dnsmasq_value, line("server=/{domain}/{address}", dnsmasq_line)),
                                           end_of_rules};
 constexpr ValueRule dns_host_rules[] = {
-    as(Rule::dnsmasq_value, no_quote("name")), as(Rule::dnsmasq_value, rule("name", Test::domain)),
-    rule("name", Test::filled), rule("name", Test::without, " ,"), as(Rule::dnsmasq_value, no_quote("address")),
+    as(Rule::dnsmasq_value, rule("name", Test::closed)), as(Rule::dnsmasq_value, rule("name", Test::domain)),
+    rule("name", Test::filled), rule("name", Test::without, " ,\""),
+    as(Rule::dnsmasq_value, rule("address", Test::closed)),
     // What is no address is taken for one more name.
     as(Rule::dnsmasq_value, rule("address", Test::domain)), rule("address", Test::address),
     as(Rule::dnsmasq_value, line("host-record={name},{address}", dnsmasq_line)), end_of_rules};
 constexpr ValueRule allowlist_rules[] = {
     rule("", Test::filled),
-    as(Rule::dnsmasq_value, no_quote("")),
+    as(Rule::dnsmasq_value, rule("", Test::closed)),
     as(Rule::dnsmasq_value, rule("", Test::domain)),
-    rule("", Test::without, " /,"),
+    rule("", Test::without, " /,\""),
     as(Rule::dnsmasq_value, at_most("", dnsmasq_line - static_cast<int32_t>(sizeof "server=//#" - 1))),
     end_of_rules};
 

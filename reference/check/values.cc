@@ -12,6 +12,7 @@
 
 #include "check/find.h"
 #include "check/pem.h"
+#include "check/quotes.h"
 #include "config/characters.h"
 #include "config/document.h"
 
@@ -65,46 +66,12 @@ bool is_mac(std::string_view string) {
   return true;
 }
 
-bool is_domain(const char *string) {
-  constexpr size_t longest_label = 63;
-  size_t length = 0;
-  for (; *string != '\0'; ++string) {
-    length = strchr("./,", *string) != nullptr ? 0 : length + 1;
-    if (length > longest_label || static_cast<unsigned char>(*string) > 0x7f) return false;
-  }
-  return true;
-}
-
-// As dnsmasq takes it: what follows a dot is the domain.
-bool is_host_name(const char *string) {
-  if (*string == '-' || *string == '_') return false;
-  for (; *string != '\0' && *string != '.'; ++string)
-    if (isalnum(static_cast<unsigned char>(*string)) == 0 && *string != '-' && *string != '_') return false;
-  return true;
-}
-
 bool is_entry(const ConfigNode *node, const char *map, const char *key) {
   return config_object_get(config_object(config_node_get_root(node), map), key) != nullptr;
 }
 
 bool holds_entries(const ConfigNode *node, const char *map) {
   return config_object_first(config_object(config_node_get_root(node), map)) != nullptr;
-}
-
-// The character at which the IPsec starter refuses a value: a "=" outside of double quotes, or a quote that nothing
-// closes; NUL for none. "#" outside of quotes starts a comment; in them a backslash takes the meaning of the character
-// behind it.
-char starter_refusal(const char *string) {
-  bool quoted = false;
-  for (; *string != '\0'; ++string) {
-    if (!quoted && *string == '#') return '\0';
-    if (!quoted && *string == '=') return '=';
-    if (*string == '"')
-      quoted = !quoted;
-    else if (quoted && *string == '\\' && string[1] != '\0')
-      ++string;
-  }
-  return quoted ? '"' : '\0';
 }
 
 // The row with what the table of keys says of its key.
@@ -183,6 +150,8 @@ constexpr StringTest string_tests[] = {
      [](const ConfigNode *, const ValueRule &rule, const char *string) {
        return strpbrk(string, rule.argument) == nullptr || is_quoted(string);
      }},
+    {Test::closed, "a string whose double quotes are closed", "",
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_closed(string); }},
     {Test::starter, "", "",
      [](const ConfigNode *, const ValueRule &, const char *string) { return starter_refusal(string) == '\0'; }},
     {Test::without_string, "", "",

@@ -35,6 +35,7 @@ enum class Test : uint8_t {
   // An empty string passes the tests from here on.
   without,         // free of the characters of `argument`
   quoted,          // free of them, or in double quotes as a whole
+  closed,          // closes its double quotes, as dnsmasq reads it
   starter,         // closes its double quotes and has no "=" outside of them, as the IPsec starter reads it
   without_string,  // does not hold the string `argument`
   not_first,       // does not start with a character of `argument`
