@@ -54,7 +54,7 @@ bool is_server(const char *string, bool loose) {
   const std::string address(string, length);
   in_addr parsed;
   return is_address(AF_INET, address) || is_address(AF_INET6, address) ||
-         (loose && inet_aton(address.c_str(), &parsed) != 0);
+         (loose && address.find(' ') == std::string::npos && inet_aton(address.c_str(), &parsed) != 0);
 }
 
 bool is_mac(std::string_view string) {
