@@ -65,6 +65,12 @@ def tunnels(count):
             "vpn": {"ipsec": {"tunnel": {f"n{number}": tunnel for number in range(count)}}}}
 
 
+def nhrp(count):
+    """Networks of NHRP, and as many tunnels that none of them names."""
+    return {"network": {"route": {"service": {"nhrp": {"network": [{"ipsec": f"x{number}"} for number in range(count)]}}}},
+            "vpn": {"ipsec": {"tunnel": {f"n{number}": {} for number in range(count)}}}}
+
+
 def instructions(command, document):
     """How many instructions a program takes for the document."""
     os.makedirs(os.path.dirname(CONFIG), exist_ok=True)
@@ -90,7 +96,7 @@ def main():
         ("names", check, lambda count: {"zz": {f"n{number}": {} for number in range(10 * count)}}),
         ("leases", ("tessera", "dnsmasq"), leases),
         ("tunnels", ("tessera", "ipsec"), tunnels),
-        ("tunnels, checked", check, tunnels),
+        ("networks of NHRP", check, lambda count: nhrp(10 * count)),
     ):
         small, large = (instructions(command, make(count)) for count in (SMALL, SMALL * FACTOR))
         print(f"{what}: {small} instructions, {large} for a document {FACTOR} times as large")
