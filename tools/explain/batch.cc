@@ -64,7 +64,7 @@ bool copy_data(const fs::path &from, const fs::path &to) {
 bool restore_first_state() {
   fs::create_directory(run_directory);
   for (const auto &entry : fs::recursive_directory_iterator(first_state)) {
-    fs::path target = run_directory / fs::relative(entry.path(), first_state);
+    fs::path target = run_directory / entry.path().lexically_relative(first_state);
     if (entry.is_symlink()) {
       fs::copy_symlink(entry.path(), target);
     } else if (entry.is_directory()) {
@@ -94,7 +94,7 @@ bool run_trial(const fs::path &trial, const fs::path &result) {
 
 }  // namespace
 
-int run_batch() {
+int run_batch() try {
   umask(022);
   fs::rename(run_directory, first_state);
   for (size_t i = 0; fs::exists(fs::path(trials_path) / std::to_string(i)); i++) {
@@ -106,4 +106,7 @@ int run_batch() {
   }
   fs::remove_all(first_state);  // not a result: its store is large
   return 0;
+} catch (const fs::filesystem_error &error) {
+  fprintf(stderr, "%s\n", error.what());
+  return 1;
 }

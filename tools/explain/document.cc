@@ -131,6 +131,16 @@ const Setting *find_setting(const Setup &setup, const std::string &path, bool is
   return found != setup.index.end() ? &setup.settings[found->second] : nullptr;
 }
 
+std::string why_unknown(const Setup &setup, const std::string &path) {
+  const std::vector<std::string> names = components_of(path);
+  Found found;
+  size_t depth = 0;
+  std::string problem;
+  if (!find(setup.root, names, &found, &depth, &problem)) return problem;
+  bool is_left_out = found.value != nullptr || found.parent_place.kind == Kind::object;
+  return is_left_out ? "" : why_missing(names, found, depth);
+}
+
 const Value *value_at(const Setup &setup, const std::string &path) {
   const Value *value = &setup.root;
   bool is_twice = false;

@@ -66,6 +66,9 @@ std::string why_refused(const std::string &config);
 // The setting at a path, or the fact of that key; null where the setup has none.
 const Setting *find_setting(const Setup &setup, const std::string &path, bool is_fact = false);
 
+// Why a path leads nowhere, with the nearest name; "" for what the document has, and for keys that it leaves out.
+std::string why_unknown(const Setup &setup, const std::string &path);
+
 // The value in the document at a path; null when there is none.
 const Value *value_at(const Setup &setup, const std::string &path);
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -42,13 +43,32 @@ constexpr const char *help_text =
     "configuration is refused; 3: the runs cannot be set up.\n";
 
 struct Options {
-  std::string config = config_document;
-  std::string facts;
-  std::string rootfs;
+  const char *config = config_document;
+  const char *facts = "";
+  const char *rootfs = "";
   bool lists_unused = false;
   bool is_json = false;
   bool shows_secrets = false;
+  bool prints_help = false;
+  bool prints_version = false;
   std::string subject;
+};
+
+// An option: the string that it takes, or what it switches on.
+struct Row {
+  option form;
+  const char *Options::*value;
+  bool Options::*is_given;
+};
+constexpr Row rows[] = {
+    {{"config", required_argument, nullptr, 'c'}, &Options::config, nullptr},
+    {{"runtime", required_argument, nullptr, 'r'}, &Options::facts, nullptr},
+    {{"rootfs", required_argument, nullptr, 'f'}, &Options::rootfs, nullptr},
+    {{"unused", no_argument, nullptr, 256}, nullptr, &Options::lists_unused},
+    {{"json", no_argument, nullptr, 257}, nullptr, &Options::is_json},
+    {{"show-secrets", no_argument, nullptr, 258}, nullptr, &Options::shows_secrets},
+    {{"help", no_argument, nullptr, 259}, nullptr, &Options::prints_help},
+    {{"version", no_argument, nullptr, 260}, nullptr, &Options::prints_version},
 };
 
 [[noreturn]] void refuse(const std::string &problem) {
@@ -62,56 +82,37 @@ struct Options {
   exit(exit_usage);
 }
 
+// The exit status, after a message when what was printed did not arrive.
+int finish_output() {
+  if (fflush(stdout) == 0 && ferror(stdout) == 0) return 0;
+  fprintf(stderr, "tessera-explain: the answer cannot be printed: %s\n", strerror(errno));
+  return exit_setup;
+}
+
 Options read_command_line(int argc, char **argv) {
-  enum { option_unused = 256, option_json, option_secrets, option_help, option_version };
-  static const option long_options[] = {
-      {"config", required_argument, nullptr, 'c'},
-      {"runtime", required_argument, nullptr, 'r'},
-      {"rootfs", required_argument, nullptr, 'f'},
-      {"unused", no_argument, nullptr, option_unused},
-      {"json", no_argument, nullptr, option_json},
-      {"show-secrets", no_argument, nullptr, option_secrets},
-      {"help", no_argument, nullptr, option_help},
-      {"version", no_argument, nullptr, option_version},
-      {nullptr, 0, nullptr, 0},
-  };
   static char name[] = "tessera-explain";  // as getopt's messages call the program
   argv[0] = name;
   Options options;
-  for (int letter; (letter = getopt_long(argc, argv, "c:r:f:", long_options, nullptr)) >= 0;) {
-    switch (letter) {
-      case 'c':
-        options.config = optarg;
-        break;
-      case 'r':
-        options.facts = optarg;
-        break;
-      case 'f':
-        options.rootfs = optarg;
-        break;
-      case option_unused:
-        options.lists_unused = true;
-        break;
-      case option_json:
-        options.is_json = true;
-        break;
-      case option_secrets:
-        options.shows_secrets = true;
-        break;
-      case option_help:
-        printf("%s\n%s", usage_line, help_text);
-        exit(0);
-      case option_version:
-        puts("tessera-explain " TESSERA_VERSION);
-        exit(0);
-      default:
-        refuse_usage(nullptr);
+  std::vector<option> forms;
+  for (const Row &row : rows) forms.push_back(row.form);
+  forms.push_back({});
+  for (int letter; (letter = getopt_long(argc, argv, "c:r:f:", forms.data(), nullptr)) >= 0;) {
+    auto row =
+        std::find_if(std::begin(rows), std::end(rows), [letter](const Row &of) { return of.form.val == letter; });
+    if (row == std::end(rows)) refuse_usage(nullptr);
+    if (row->value != nullptr) {
+      options.*row->value = optarg;
+    } else {
+      options.*row->is_given = true;
     }
   }
+  if (options.prints_help) printf("%s\n%s", usage_line, help_text);
+  if (options.prints_version) puts("tessera-explain " TESSERA_VERSION);
+  if (options.prints_help || options.prints_version) exit(finish_output());
   if (argc - optind != (options.lists_unused ? 0 : 1))
     refuse_usage("expected one FILE[:LINE], PATH or FACT, or --unused");
   if (!options.lists_unused) options.subject = argv[optind];
-  if (options.config.empty()) refuse_usage("without a configuration there is nothing to explain");
+  if (*options.config == '\0') refuse_usage("without a configuration there is nothing to explain");
   return options;
 }
 
@@ -135,11 +136,11 @@ Pool make_pool(const Options &options, const Setup &setup) {
   pool.secrets.masks = !options.shows_secrets;
   pool.router.tessera = program("tessera");
   pool.router.runt = program("runt");
-  if (options.rootfs.empty()) return pool;
-  Fd directory(open(options.rootfs.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!directory.is_open()) refuse(options.rootfs + ": " + strerror(errno));
+  if (*options.rootfs == '\0') return pool;
+  Fd directory(open(options.rootfs, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!directory.is_open()) refuse(std::string(options.rootfs) + ": " + strerror(errno));
   std::string trouble = read_tree(directory.get(), pool.router.files);
-  if (!trouble.empty()) refuse(options.rootfs + "/" + trouble);
+  if (!trouble.empty()) refuse(std::string(options.rootfs) + "/" + trouble);
   return pool;
 }
 
@@ -173,17 +174,6 @@ const BaseRun *writer_of(const std::vector<BaseRun> &runs, const std::string &na
   return nullptr;
 }
 
-// The nearest of the names that are known, as the end of a message.
-std::string hint(const Setup &setup, const std::string &name) {
-  std::vector<std::string> names;
-  for (const Setting &setting : setup.settings) names.push_back(setting.path);
-  size_t dot = name.rfind('.');
-  const std::string above = dot == std::string::npos ? "" : name.substr(0, dot);
-  for (const SchemaKey &member : members_of(schema_at(above)))
-    names.push_back(above + (above.empty() ? "" : ".") + member.name);
-  return suggestion(name, names);
-}
-
 // How a run reads the fact: as bool, int, string or list; "" when none does.
 std::string fact_kind(const std::vector<BaseRun> &runs, const std::string &key) {
   for (const BaseRun &run : runs) {
@@ -193,16 +183,18 @@ std::string fact_kind(const std::vector<BaseRun> &runs, const std::string &key) 
   return "";
 }
 
-// True for what the router has, and for keys that its document leaves out.
-bool is_known(const Setup &setup, const std::string &path) {
-  if (find_setting(setup, path) != nullptr || find_setting(setup, path, true) != nullptr) return true;
-  if (path.empty() || path.back() == '.' || path.front() == '/') return false;
-  for (size_t dot = path.find('.'); dot != std::string::npos; dot = path.find('.', dot + 1)) {
-    bool is_map = schema_at(path.substr(0, dot)).kind == Kind::map;
-    size_t end = path.find('.', dot + 1);
-    if (is_map && value_at(setup, path.substr(0, end)) == nullptr) return false;
+// Ends the program: `name` is no file that a service writes, no fact, and no path either.
+[[noreturn]] void refuse_subject(const Setup &setup, const std::vector<BaseRun> &runs, const std::string &name,
+                                 bool is_file) {
+  std::vector<std::string> names;
+  for (const BaseRun &run : runs) {
+    for (const auto &[file, lines] : run.lines) names.insert(names.end(), {file, file.substr(file.rfind('/') + 1)});
+    for (const auto &[key, places] : run.trace.facts) names.push_back(key);
   }
-  return schema_at(path).kind != Kind::ignored;
+  const std::string hint = suggestion(name, names);
+  if (is_file) refuse("no service writes '" + name + "' on this router" + hint);
+  const std::string problem = hint.empty() ? why_unknown(setup, name) : "";
+  refuse(problem.empty() ? "there is no path, fact or file '" + name + "'" + hint : problem);
 }
 
 void explain_file(const Pool &pool, const Printing &printing, const BaseRun &base, const std::string &file,
@@ -247,10 +239,9 @@ void explain(const Options &options, Pool &pool, const Printing &printing) {
   const BaseRun *base = is_path ? nullptr : writer_of(runs, name, file);
   if (base != nullptr) return explain_file(pool, printing, *base, file, line);
   const std::string &path = options.subject;
-  if (!is_known(printing.setup, path) && fact_kind(runs, path).empty()) {
-    if (name.find('/') != std::string::npos || !line.empty()) refuse("no service writes " + name + " on this router");
-    refuse("there is no path, fact or file '" + path + "'" + hint(printing.setup, path));
-  }
+  bool is_fact = find_setting(printing.setup, path, true) != nullptr || !fact_kind(runs, path).empty();
+  if (!is_fact && (components_of(path).empty() || !why_unknown(printing.setup, path).empty()))
+    refuse_subject(printing.setup, runs, name, name.find('/') != std::string::npos || !line.empty());
   explain_setting(pool, printing, runs, path);
 }
 
@@ -264,5 +255,5 @@ int main(int argc, char **argv) {
   Pool pool = make_pool(options, *setup);
   Printing printing{*setup, pool.secrets, options.is_json};
   explain(options, pool, printing);
-  return fflush(stdout) == 0 ? 0 : exit_setup;
+  return finish_output();
 }

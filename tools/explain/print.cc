@@ -45,8 +45,15 @@ std::string shown(const std::string &json) {
   return json.substr(0, std::min(end, longest)) + "...\"";
 }
 
+// A line of a file as it may reach a terminal: what a fact brought along may do no harm there.
+std::string harmless(std::string line) {
+  auto is_control = [](char byte) { return (static_cast<unsigned char>(byte) < ' ' && byte != '\t') || byte == 0x7F; };
+  std::replace_if(line.begin(), line.end(), is_control, '?');
+  return line;
+}
+
 std::string line_of(const DrivenLine &line) {
-  return line.file + ":" + std::to_string(line.number) + ": " + line.text;
+  return harmless(line.file + ":" + std::to_string(line.number) + ": " + line.text);
 }
 
 // ---- JSON
@@ -267,11 +274,11 @@ void print_lines(const Printing &printing, const std::string &file, const std::v
   for (const LineAnswer &answer : answers) width = std::max(width, margin_of(answer).size());
   for (const LineAnswer &answer : answers) {
     if (!is_margin) {
-      puts(answer.text.c_str());
+      puts(harmless(answer.text).c_str());
       print_reasons(printing, answer);
     } else {
       printf("%5zu  %-*s | %s\n", answer.number, static_cast<int>(width), margin_of(answer).c_str(),
-             answer.text.c_str());
+             harmless(answer.text).c_str());
     }
   }
 }
