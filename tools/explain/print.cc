@@ -1,18 +1,14 @@
 #include "explain/print.h"
 
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <initializer_list>
 #include <utility>
 
 #include "preview/strings.h"
 
 namespace {
-
-using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
 // ---- Values
 
@@ -58,100 +54,75 @@ std::string line_of(const DrivenLine &line) {
 
 // ---- JSON
 
-void put(Writer &writer, const char *key, const std::string &string) {
-  writer.Key(key);
-  writer.String(repaired_utf8(string).c_str());
+// Members without a value are left out.
+std::string object(std::initializer_list<std::pair<const char *, std::string>> members) {
+  std::string json;
+  for (const auto &[name, value] : members)
+    if (!value.empty()) json.append(json.empty() ? "{" : ", ").append(quoted(name)).append(": ").append(value);
+  return json + "}";
 }
 
-void put_number(Writer &writer, const char *key, size_t number) {
-  writer.Key(key);
-  writer.Uint64(number);
+// The elements in lines of their own where each is long.
+template <typename Elements, typename Form>
+std::string list(const Elements &elements, Form json_of, const char *joint = ", ") {
+  std::string json;
+  for (const auto &element : elements) json.append(json.empty() ? "" : joint).append(json_of(element));
+  return "[" + json + "]";
 }
 
-void put_raw(Writer &writer, const char *key, const std::string &json) {
-  writer.Key(key);
-  writer.RawValue(json.c_str(), json.size(), rapidjson::kStringType);
+std::string string_json(const std::string &string) {
+  return quoted(repaired_utf8(string));
 }
 
-template <typename Rows, typename Write>
-void put_array(Writer &writer, const char *key, const Rows &rows, Write write) {
-  writer.Key(key);
-  writer.StartArray();
-  for (const auto &row : rows) write(row);
-  writer.EndArray();
+std::string optional_json(const std::string &string) {
+  return string.empty() ? "" : string_json(string);
 }
 
-template <typename Content>
-void put_object(Writer &writer, Content content) {
-  writer.StartObject();
-  content();
-  writer.EndObject();
+std::string origin_json(const Setting *setting) {
+  if (setting->is_fact) return object({{"fact", string_json(setting->path)}});
+  return object({{"path", string_json(setting->path)},
+                 {"line", std::to_string(setting->line)},
+                 {"column", std::to_string(setting->column)}});
 }
 
-template <typename Content>
-void print_json(Content content) {
-  rapidjson::StringBuffer buffer;
-  Writer writer(buffer);
-  writer.SetIndent(' ', 2);
-  put_object(writer, [&] { content(writer); });
-  puts(buffer.GetString());
+std::string line_json(const Printing &printing, const LineAnswer &answer) {
+  auto condition_json = [&](const Setting *setting) {
+    return object({{setting->is_fact ? "fact" : "path", string_json(setting->path)},
+                   {"value", setting->is_leaf ? json_value(printing, *setting) : ""}});
+  };
+  const std::string remark = answer.router_file.empty() ? answer.remark : "from the file " + answer.router_file;
+  return object({{"line", std::to_string(answer.number)},
+                 {"text", string_json(answer.text)},
+                 {"from", list(answer.from, origin_json)},
+                 {"while", list(answer.conditions, condition_json)},
+                 {"remark", optional_json(remark)}});
 }
 
-void put_place(Writer &writer, const Setting &setting) {
-  put(writer, setting.is_fact ? "fact" : "path", setting.path);
-  if (setting.is_fact) return;
-  put_number(writer, "line", setting.line);
-  put_number(writer, "column", setting.column);
+std::string change_json(const Printing &printing, const Change &change) {
+  std::string value = new_value(printing, change);
+  return object({{change.is_fact ? "fact" : "path", string_json(change.path)},
+                 {"value", change.kind == Change::removed ? "null"
+                           : change.is_fact               ? string_json(value)
+                                                          : value}});
 }
 
-void put_condition(const Printing &printing, Writer &writer, const Setting &setting) {
-  put(writer, setting.is_fact ? "fact" : "path", setting.path);
-  if (setting.is_leaf) put_raw(writer, "value", json_value(printing, setting));
-}
-
-void put_lines(const Printing &printing, Writer &writer, const std::vector<LineAnswer> &answers) {
-  put_array(writer, "lines", answers, [&](const LineAnswer &answer) {
-    put_object(writer, [&] {
-      put_number(writer, "line", answer.number);
-      put(writer, "text", answer.text);
-      put_array(writer, "from", answer.from,
-                [&](const Setting *origin) { put_object(writer, [&] { put_place(writer, *origin); }); });
-      put_array(writer, "while", answer.conditions, [&](const Setting *condition) {
-        put_object(writer, [&] { put_condition(printing, writer, *condition); });
-      });
-      if (!answer.router_file.empty()) put(writer, "remark", "from the file " + answer.router_file);
-      if (!answer.remark.empty()) put(writer, "remark", answer.remark);
-    });
+std::string ways_json(const Printing &printing, const Ways &ways) {
+  return list(ways.ways, [&](const std::vector<Change> &way) {
+    return list(way, [&](const Change &change) { return change_json(printing, change); });
   });
 }
 
-void put_change(const Printing &printing, Writer &writer, const Change &change) {
-  put_object(writer, [&] {
-    put(writer, change.is_fact ? "fact" : "path", change.path);
-    std::string value = new_value(printing, change);
-    put_raw(writer, "value", change.kind == Change::removed ? "null" : change.is_fact ? quoted(value) : value);
-  });
+std::string messages_json(const Printing &printing, const Ways &ways) {
+  return list(ways.messages,
+              [&](const std::string &message) { return string_json(masked(printing.secrets, "", message)); });
 }
 
-void put_ways(const Printing &printing, Writer &writer, const Ways &ways) {
-  put_array(writer, "would", ways.ways, [&](const std::vector<Change> &way) {
-    writer.StartArray();
-    for (const Change &change : way) put_change(printing, writer, change);
-    writer.EndArray();
-  });
-  put_array(writer, "messages", ways.messages, [&](const std::string &message) {
-    writer.String(repaired_utf8(masked(printing.secrets, "", message)).c_str());
-  });
-}
-
-void put_driven(Writer &writer, const std::vector<DrivenLine> &lines) {
-  put_array(writer, "lines", lines, [&](const DrivenLine &line) {
-    put_object(writer, [&] {
-      put(writer, "file", line.file);
-      put_number(writer, "line", line.number);
-      put(writer, "text", line.text);
-    });
-  });
+std::string driven_json(const std::vector<DrivenLine> &lines) {
+  auto json_of = [](const DrivenLine &line) {
+    return object(
+        {{"file", string_json(line.file)}, {"line", std::to_string(line.number)}, {"text", string_json(line.text)}});
+  };
+  return list(lines, json_of, ",\n  ");
 }
 
 // ---- For people
@@ -264,10 +235,8 @@ std::string margin_of(const LineAnswer &answer) {
 void print_lines(const Printing &printing, const std::string &file, const std::vector<LineAnswer> &answers,
                  bool is_margin) {
   if (printing.is_json) {
-    print_json([&](Writer &writer) {
-      put(writer, "file", file);
-      put_lines(printing, writer, answers);
-    });
+    auto json_of = [&](const LineAnswer &answer) { return line_json(printing, answer); };
+    puts(object({{"file", string_json(file)}, {"lines", list(answers, json_of, ",\n  ")}}).c_str());
     return;
   }
   size_t width = 0;
@@ -285,10 +254,7 @@ void print_lines(const Printing &printing, const std::string &file, const std::v
 
 void print_driven(const Printing &printing, const std::string &path, const std::vector<DrivenLine> &lines) {
   if (printing.is_json) {
-    print_json([&](Writer &writer) {
-      put(writer, "path", path);
-      put_driven(writer, lines);
-    });
+    puts(object({{"path", string_json(path)}, {"lines", driven_json(lines)}}).c_str());
     return;
   }
   for (const DrivenLine &line : lines) puts(line_of(line).c_str());
@@ -296,16 +262,10 @@ void print_driven(const Printing &printing, const std::string &path, const std::
 
 void print_would(const Printing &printing, const std::string &path, const std::vector<NewLines> &lines) {
   if (printing.is_json) {
-    print_json([&](Writer &writer) {
-      put(writer, "path", path);
-      put_array(writer, "would", lines, [&](const NewLines &row) {
-        put_object(writer, [&] {
-          writer.Key("change");
-          put_change(printing, writer, row.change);
-          put_driven(writer, row.lines);
-        });
-      });
-    });
+    auto json_of = [&](const NewLines &row) {
+      return object({{"change", change_json(printing, row.change)}, {"lines", driven_json(row.lines)}});
+    };
+    puts(object({{"path", string_json(path)}, {"would", list(lines, json_of)}}).c_str());
     return;
   }
   if (lines.empty()) puts("it is not set, and nothing that was tried for it writes a line");
@@ -317,39 +277,37 @@ void print_would(const Printing &printing, const std::string &path, const std::v
 
 void print_ways(const Printing &printing, const std::string &path, const Ways &ways) {
   if (printing.is_json) {
-    print_json([&](Writer &writer) {
-      put(writer, "path", path);
-      put_driven(writer, {});
-      put_ways(printing, writer, ways);
-    });
+    puts(object({{"path", string_json(path)},
+                 {"lines", "[]"},
+                 {"would", ways_json(printing, ways)},
+                 {"messages", messages_json(printing, ways)}})
+             .c_str());
     return;
   }
-  if (ways.ways.empty()) {
-    puts("no line of any file comes from it, and no change that was tried gives it one");
-  } else {
-    puts("no line of any file comes from it. One would if");
-    print_conditions(printing, ways, "  ");
-  }
+  bool has_ways = !ways.ways.empty();
+  printf("no line of any file comes from it%s\n",
+         has_ways ? ". One would if" : ", and no change that was tried gives it one");
+  print_conditions(printing, ways, "  ");
   for (const std::string &message : ways.messages)
-    printf("tessera says: %s\n", masked(printing.secrets, "", message).c_str());
+    printf("tessera says: %s\n", harmless(masked(printing.secrets, "", message)).c_str());
 }
 
 void print_unused(const Printing &printing, const std::vector<const Setting *> &settings,
                   const std::vector<Ways> &ways) {
-  if (printing.is_json) {
-    print_json([&](Writer &writer) {
-      put_array(writer, "unused", settings, [&](const Setting *const &setting) {
-        put_object(writer, [&] {
-          put_place(writer, *setting);
-          put_ways(printing, writer, ways[static_cast<size_t>(&setting - settings.data())]);
-        });
-      });
-    });
-    return;
-  }
+  std::string rows;
   for (size_t i = 0; i < settings.size(); i++) {
+    if (printing.is_json) {
+      rows += object({{"path", string_json(settings[i]->path)},
+                      {"line", std::to_string(settings[i]->line)},
+                      {"column", std::to_string(settings[i]->column)},
+                      {"would", ways_json(printing, ways[i])},
+                      {"messages", messages_json(printing, ways[i])}}) +
+              (i + 1 < settings.size() ? ",\n  " : "");
+      continue;
+    }
     printf("%s: %s changes nothing%s\n", place_of(printing, *settings[i]).c_str(), settings[i]->path.c_str(),
            ways[i].ways.empty() ? "" : "; it would if");
     print_conditions(printing, ways[i], "    ");
   }
+  if (printing.is_json) puts(object({{"unused", "[" + rows + "]"}}).c_str());
 }
