@@ -224,8 +224,9 @@ void explain_unused(const Pool &pool, const Printing &printing, const std::vecto
 
 void explain(const Options &options, Pool &pool, const Printing &printing) {
   std::vector<BaseRun> runs = run_base(pool, {"dnsmasq", "pam", "ipsec"});
+  pool.ipsec_files = runs.back().result.links;  // and what else there is
   for (const auto &[file, content] : runs.back().result.files)
-    pool.ipsec_files[file.substr(1)] = {S_IFREG | 0600, content};
+    pool.ipsec_files.try_emplace(file.substr(1), File{S_IFREG | 0600, content});
   std::vector<BaseRun> network = run_base(pool, {"network"});
   network[0].ipsec_trace = runs.back().trace;
   runs.push_back(std::move(network[0]));

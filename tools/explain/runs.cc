@@ -57,7 +57,13 @@ Batch make_batch(const Pool &pool, bool has_ipsec_files, const std::string &othe
   if (!other_file.empty())
     router.files[other_file] = {S_IFREG | 0644, similar(pool.setup, content_of(router.files, other_file))};
   if (!pool.setup.facts.empty()) router.facts = facts_text(pool.setup.facts);
-  if (has_ipsec_files) router.files.insert(pool.ipsec_files.begin(), pool.ipsec_files.end());
+  if (has_ipsec_files) {
+    // All that /var/run held after that run: what the router had there before is in it, or gone.
+    std::erase_if(router.files, [](const auto &entry) {
+      return entry.first.rfind("var/run/", 0) == 0 && !S_ISDIR(entry.second.mode);
+    });
+    router.files.insert(pool.ipsec_files.begin(), pool.ipsec_files.end());
+  }
   Batch batch;
   batch.job = services_job(router, {});
   // Nobody asks what the store holds before and after. The programs of the trials are shown, but not run.
@@ -82,7 +88,7 @@ void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &result
   }
   const std::string top = std::string(&results_path[1]) + "/";
   for (auto &[path, file] : outcome.files) {
-    if (!S_ISREG(file.mode) || path.compare(0, top.size(), top) != 0) continue;
+    if (S_ISDIR(file.mode) || path.compare(0, top.size(), top) != 0) continue;
     size_t slash = path.find('/', top.size());
     Result &result = results[batch.numbers[strtoul(path.c_str() + top.size(), nullptr, 10)]];
     std::string name = path.substr(slash + 1);
@@ -90,6 +96,9 @@ void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &result
       result.messages = with_replaced(file.content, config_document, pool.setup.config_name);
     } else if (name == "trace") {
       result.trace = std::move(file.content);
+    } else if (S_ISLNK(file.mode)) {
+      result.files["/var/" + name] = "-> " + file.content + "\n";
+      result.links["var/" + name] = std::move(file);
     } else {
       result.files["/var/" + name] = std::move(file.content);
     }

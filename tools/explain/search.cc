@@ -44,6 +44,13 @@ struct Step {
   Progress progress;  // for the first subject
 };
 
+// Where the search of one service stands.
+struct Front {
+  const BaseRun *base;
+  Changes changes;
+  Progress progress;
+};
+
 // ---- What has to do with a path
 
 // The entry of a map that the path lies in, the outermost one: "network.interface.lan" of all below it. The path itself
@@ -306,17 +313,16 @@ std::vector<Ways> find_ways(const Pool &pool, const Setup &setup, const std::vec
   if (settings.empty()) return found;
   const Search search = make_search(pool, setup, settings);
   for (const Subject &subject : search.subjects) found.push_back({{}, messages_about(subject, runs)});
-  struct Front {
-    const BaseRun *base;
-    Changes changes;
-    Progress progress;
-  };
   std::vector<Front> fronts;
   for (const BaseRun &run : runs) fronts.push_back({&run, {}, progress_of(search, search.subjects[0], run.trace)});
-  const int most_steps = settings.size() == 1 ? 3 : 1;
-  for (int depth = 0; depth < most_steps && found[0].ways.empty(); depth++) {
+  const bool is_alone = settings.size() == 1;
+  for (int depth = 0; depth < (is_alone ? 3 : 1) && found[0].ways.empty(); depth++) {
+    std::stable_sort(fronts.begin(), fronts.end(),
+                     [](const Front &one, const Front &other) { return one.progress > other.progress; });
     std::vector<Front> next;
     for (const Front &front : fronts) {
+      // What another service reads, and has a way for, does not matter to one that reads nothing of it.
+      if (is_alone && !found[0].ways.empty() && std::get<0>(front.progress) == 0) continue;
       std::vector<Step> steps = steps_after(search, *front.base, front.changes);
       add_ways(search, steps, found);
       auto furthest = std::max_element(
