@@ -203,6 +203,7 @@ def judge(programs, example, schema, pattern):
             if not line["text"].strip():
                 continue
             place = (name, line["line"] - 1)
+            assert line["text"] == base[name][place[1]], f"{name}:{line['line']}: {line['text']}"
             proved = influence.get(place, set())
             named = [row.get("path") or row.get("fact") for row in line["from"] + line["while"]]
             explained += 1
