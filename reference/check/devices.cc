@@ -40,7 +40,7 @@ void check_bond(Masters &masters, const NetworkNode *bond) {
   if (string_equals(config, "mode", "active-backup") &&
       network_find(bond, NETWORK_NODE_BOND_SLAVE, config_get_ref(config, "device.0")) == nullptr)
     find(config_nearest(config, "device.0"), Rule::bond_left_out,
-         {"the first member is none that can be the primary", "put a device that is always there first"});
+         {"the first member cannot be the primary", "put a device that is always there first"});
 }
 
 constexpr ValueRule vlan_rules[] = {in_range("id"), end_of_rules};

@@ -41,7 +41,7 @@ void claim_device_name(Names &devices, const std::string &name, const ConfigNode
   if (!claim(devices, name, owner)) return;
   if (name.size() > longest) find(name_of(owner), Rule::device_name, {printable(name), "is longer than 15 characters"});
   if (name.find_first_of("/: \t") != std::string::npos || name == "." || name == "..")
-    find(name_of(owner), Rule::device_name, {printable(name), "is none that the kernel takes"});
+    find(name_of(owner), Rule::device_name, {printable(name), "is refused by the kernel"});
   if (name.find_first_of("\"\\#,'") != std::string::npos)
     find(name_of(owner), Rule::device_name, {printable(name), "holds a character that not every daemon's file can"});
 }

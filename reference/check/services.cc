@@ -9,7 +9,7 @@ namespace {
 
 constexpr ValueRule web_filter_rules[] = {rule("firewall.web_filter.service", Test::filled), end_of_rules};
 
-// A double quote opens a word that the line does not close. Where it is none, dnsmasq takes nearly every string.
+// An odd double quote leaves the rest of the line open. Otherwise, dnsmasq takes nearly every string.
 constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, rule("domain", Test::closed)),
                                           as(Rule::dnsmasq_value, rule("domain", Test::domain)),
                                           rule("domain", Test::without, " ,\""),

@@ -23,7 +23,7 @@ struct Finding {
 // Reports a finding about `node` (null: logged without a place). In a run, findings of rules by which it refuses or
 // ignores something are logged as "FILE:LINE:COLUMN: PATH: MESSAGE", the first hundred of a rule, and all others are
 // dropped; a checked document collects all of them. Nothing more is reported about a node that stands for a refused
-// value or a reference to nothing: what it reads as is no one's doing.
+// value or a reference to nothing, as that has been reported already.
 void config_report(const ConfigNode *node, Rule rule, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 // The same with words of its own for what comes of it and for the cure; dropped in a run.
