@@ -71,14 +71,14 @@ corruptions: setup-test
 	$(CONFIGURE) ci
 	$(BUILD) ci --target every-corruption
 
-# How much of src/ the tests reach: a table of files, and the uncovered lines in build/coverage/uncovered. Programs on
-# a router of their own see nothing of the machine, but write their counts through the directory that is open as 9.
+# How much of src/ the unit tests and the corpus of the fuzzers reach: a table of files, and the uncovered lines in
+# build/coverage/uncovered. Whole runs see nothing of the machine, so that they cannot leave their counts there.
 COVERAGE = build/coverage
 coverage: setup-test
 	$(CONFIGURE) coverage
 	$(BUILD) coverage
 	rm -rf $(COVERAGE)/counts && mkdir $(COVERAGE)/counts
-	exec 9<$(COVERAGE)/counts; LLVM_PROFILE_FILE=/proc/self/fd/9/%4m.profraw ctest --preset coverage
+	LLVM_PROFILE_FILE=$$PWD/$(COVERAGE)/counts/%4m.profraw ctest --preset coverage -R '^(fuzz/|[A-Z])'
 	@llvm-profdata-14 merge -o $(COVERAGE)/counts/all $(COVERAGE)/counts/*.profraw
 	@set -- -instr-profile=$(COVERAGE)/counts/all '-ignore-filename-regex=(^|/)(reference|tests|tools|bench)/' \
 	  $(COVERAGE)/bin/tessera $$(find $(COVERAGE)/bin -type f ! -name tessera -printf '-object %p '); \
