@@ -95,7 +95,7 @@ head -c 5000000 /dev/zero | tr '\0' '[' >"$work/deep"
 
 # Names of files cannot command a terminal.
 escape=$(printf '\033')
-"$program" check "no$escape[31m.json" | grep -qF 'no\x1b[31m.json: ' || { echo "the name of a file is shown as it stands"; failed=1; }
+"$program" check "no${escape}[31m.json" | grep -qF 'no\x1b[31m.json: ' || { echo "the name of a file is shown as it stands"; failed=1; }
 
 # The manual page lists the rules of the program.
 "$program" check --rules >"$work/out"
