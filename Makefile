@@ -16,14 +16,14 @@ build: setup-build
 	$(CONFIGURE) release
 	$(BUILD) release
 
-# Both builds, then all their tests in one run: one summary.
+# Both builds, then all their tests in one run: one summary. One more than there are processors, as some tests wait.
 test: setup-test
 	$(CONFIGURE) asan
 	$(CONFIGURE) ci
 	$(BUILD) asan
 	$(BUILD) ci
 	@echo 'subdirs(asan ci)' >build/CTestTestfile.cmake
-	PYTHONDONTWRITEBYTECODE=1 ctest --test-dir build -j $$(nproc) --output-on-failure --no-tests=error --timeout 600
+	PYTHONDONTWRITEBYTECODE=1 ctest --test-dir build -j $$(($$(nproc) + 1)) --output-on-failure --no-tests=error --timeout 600
 
 lint: setup-lint
 	@mkdir -p build
