@@ -15,7 +15,7 @@ find "$directory/usr/share/man" -type f -exec gzip -9n {} +
 
 # A heading "## VERSION - DAY" begins the entry of a version, whose items begin with "- ".
 awk -v newest="$version" '
-  function end() { if (day) { "date -Rud " day | getline date; printf "\n -- tessera developers <developers@tessera.example>  %s\n\n", date } }
+  function end() { if (day) { ("date -Rud " day) | getline date; printf "\n -- tessera developers <developers@tessera.example>  %s\n\n", date } }
   /^## / { end(); day = $4; printf "tessera (%s) unstable; urgency=medium\n\n", seen++ ? $2 "-1" : newest; next }
   !day { next }
   /^- / { print "  * " substr($0, 3); next }
