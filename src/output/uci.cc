@@ -27,10 +27,18 @@ void uci_write_option(FILE *out, const char *name, const char *value_format, ...
   va_end(arguments);
 }
 
+// True when the table replaces a character of the string.
+static bool needs_escape(const char *string, const EscapePair *table) {
+  for (const EscapePair *pair = table; pair->from != nullptr; pair++) {
+    if (strchr(string, *pair->from) != nullptr) return true;
+  }
+  return false;
+}
+
 void uci_write_option_string(FILE *out, const char *name, const char *value) {
-  OwnedString changed;  // most values hold nothing to escape
-  if (strpbrk(or_empty(value), "\"\\\n") != nullptr) changed = escaped(value, uci_escape_table);
-  fprintf(out, "\toption %s \"%s\"\n", name, changed != nullptr ? changed.get() : or_empty(value));
+  OwnedString copy;  // most values need none
+  if (needs_escape(or_empty(value), uci_escape_table)) copy = escaped(value, uci_escape_table);
+  fprintf(out, "\toption %s \"%s\"\n", name, copy != nullptr ? copy.get() : or_empty(value));
 }
 
 void uci_write_option_int(FILE *out, const char *name, int32_t value) {
