@@ -1,5 +1,5 @@
-// Makes the manual page of the configuration file: copies the page that it is given, and puts the list of all keys in
-// the place of the line ".KEYS". Runs while the program is built.
+// Makes the manual page of the configuration file: copies the given page, and replaces the line ".KEYS" by the list of
+// all keys. Runs during the build.
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr unsigned short_shape = 3;  // an object with no more members than these gets no subsection
+constexpr unsigned short_object = 3;  // an object with at most this many members gets no subsection
 
 struct Section {
   std::string path;
@@ -18,7 +18,7 @@ struct Section {
 };
 using Sections = std::vector<Section>;
 
-// Where shapes are described, by their members.
+// Table of members that is described already -> path of the section that does so. Several keys may share a table.
 using Described = std::map<const SchemaKey *, std::string>;
 
 const char *type_name(const SchemaKey &key) {
@@ -54,7 +54,7 @@ const char *type_name(const SchemaKey &key) {
   return "";
 }
 
-// Prints a description, a sentence a line. None starts with a control character of the formatter.
+// Prints a description, each sentence on its own line. No sentence may start with a control character of mdoc.
 void print_sentences(const char *at) {
   for (; *at != '\0'; at++) {
     if (strncmp(at, ". ", 2) == 0) {
@@ -83,7 +83,7 @@ void print_words(const SchemaKey &key) {
   puts(" .");
 }
 
-// What a value may be beside its type, and what a key that is left out holds where that is not the empty value.
+// Prints the range of an integer, and the default of a key when it is not the empty value.
 void print_bounds(const SchemaKey &key) {
   if (key.high != INT32_MAX)
     printf("Range: %d to %d.\n", key.low, key.high);
@@ -94,14 +94,15 @@ void print_bounds(const SchemaKey &key) {
 
 void print_members(const std::string &prefix, const Section &section, Described &described, Sections &below);
 
-// What lies in a value: in its place, in a subsection to come, or where it has been described already.
+// Describes the members of a value: right here, in a subsection added to `below`, or by a link to the section that
+// describes them already.
 void print_inside(const std::string &name, const Section &inside, Described &described, Sections &below) {
   const SchemaKey &key = *inside.key;
   if (key.member_count == 0) return;
   auto [known, is_new] = described.emplace(key.members, inside.path);
   if (!is_new) {
     printf("The keys are those of\n.Sx %s .\n", known->second.c_str());
-  } else if (key.member_count > short_shape) {
+  } else if (key.member_count > short_object) {
     printf("See\n.Sx %s .\n", inside.path.c_str());
     below.push_back(inside);
   } else {

@@ -1,17 +1,18 @@
 #!/usr/bin/python3
-"""Runs every command that README.md, the pages of doc and the examples show, and compares the output that they show.
+"""Runs every command in README.md, the pages of doc and the examples, and compares its output with the page.
 
     documents.py SOURCE_DIRECTORY BUILD_DIRECTORY
 
-Commands are the lines after "$ " in blocks of kind "console"; a line that ends in a backslash goes on in the next. What
-follows a command is its output, in which a line "..." stands for any lines. Every command ends with status 0. A block of
-kind "json" after a paragraph that says "as `FILE`" is written to FILE; of one of kind "yaml", a recipe for a pipeline,
-the commands of tessera are run; one of kind "text" is a drawing. In a table headed "Line", what the first column quotes
-stands in some output of the page, "..." being anything. In manual pages the commands
-are the displays of EXAMPLES, and no output is shown; a JSON document there is checked.
+A command is a line after "$ " in a block of kind "console"; after a backslash it continues in the next line. The lines
+after it are its output, in which "..." means any lines. Every command has to end with status 0. Other blocks:
+- "json" after a paragraph with "as `FILE`" is written to FILE;
+- "yaml" is a pipeline, whose commands of tessera are run;
+- "text" is a drawing.
+In a table with the heading "Line", everything that the first column quotes has to be in some output of the page; "..."
+means anything. In a manual page the commands are the displays of EXAMPLES, without outputs; a JSON document is checked.
 
-Each page is run in a shell of its own, in a copy of the source tree whose build/release is BUILD_DIRECTORY, on a system
-of its own, the router of doc/first-router.md. Not run are, by `taken_elsewhere`, what installs packages or is a build.
+Each page runs in its own shell, in a copy of the source tree whose build/release is BUILD_DIRECTORY, on the router of
+doc/first-router.md. Commands that install packages or build are replaced: see `replacements`.
 """
 import os
 import re
@@ -21,10 +22,10 @@ import sys
 import tempfile
 from pathlib import Path
 
-# What a command starts with, and what is run in its place.
-taken_elsewhere = {
-    "make ": "make -n {} >/dev/null",  # only whether there is such a target
-    "cmake -B build/device": ":",  # tests/device
+# The start of a command -> the command that is run in its place.
+replacements = {
+    "make ": "make -n {} >/dev/null",  # only tests that the target exists
+    "cmake -B build/device": ":",  # tests/device runs these
     "cmake --build build/device": ":",
     "cmake -B build/platform": ":",
     "cmake --build build/platform": ":",
@@ -32,7 +33,7 @@ taken_elsewhere = {
     "LD_LIBRARY_PATH=": ":",
 }
 
-# The files that pages speak of without showing them, and where they come from.
+# Files that pages use without showing them, and where they come from.
 given = {
     "doc/sdk.md": {"/etc/config/config.json": "tools/conformance/config.json"},
     "doc/tessera-apply.8": {"new.json": "office.json"},
@@ -43,7 +44,7 @@ given = {
 
 
 class Page:
-    """The steps of a page, ("file", name, content) or ("command", text, output), and the lines that it explains."""
+    """The steps of a page, ("file", name, content) or ("command", command, output), and the lines that it explains."""
 
     def __init__(self, text, is_manual):
         self.steps, self.explained = [], []
@@ -53,7 +54,7 @@ class Page:
         block = r"^```(\w*)\n(.*?)^```$"
         for before, kind, content in re.findall(r"((?:[^\n]+\n)*)\n*" + block, text, re.M | re.S):
             if kind == "json":
-                self.steps.append(("file", re.search(r"as `([\w.]+)`", before).group(1), content))
+                self.steps.append(("file", re.search(r"as\s`([\w.]+)`", before).group(1), content))
             elif kind == "console":
                 for command, output in re.findall(r"^\$ ((?:.*\\\n)*.*)\n((?:(?!\$ ).*\n)*)", content, re.M):
                     self.steps.append(("command", command, output))
@@ -81,13 +82,13 @@ class Page:
 
 
 def is_shown(shown, printed):
-    """Whether the shown text, a line "..." being any lines, is what was printed."""
+    """Whether `printed` is the shown output, in which a line "..." means any lines."""
     lines = [r"(?:.*\n)*?" if line == "...\n" else re.escape(line) for line in shown.splitlines(keepends=True)]
     return re.fullmatch("".join(lines), printed) is not None
 
 
 def run_page(name, page, scratch):
-    """What went wrong, a string each, after running the page in the directory `scratch`; and all that was printed."""
+    """Runs the page in the directory `scratch`. Returns a list of messages about what went wrong, and all outputs."""
     results = scratch / "build/results"
     results.mkdir()
     script, commands = [], []
@@ -96,8 +97,8 @@ def run_page(name, page, scratch):
             (results / what).write_text(detail)
             script.append(f"cp {results}/{what} {what}")
             continue
-        start = next((start for start in taken_elsewhere if what.startswith(start)), None)
-        run = what if start is None else taken_elsewhere[start].format(what.partition(" ")[2])
+        start = next((start for start in replacements if what.startswith(start)), None)
+        run = what if start is None else replacements[start].format(what.partition(" ")[2])
         base = results / str(len(commands))
         script.append(f"{{ {run}\n}} >{base} 2>&1 </dev/null; echo $? >{base}.status")
         commands.append((what, detail if start is None else "...\n", base))

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The manual pages: their markup, and whether a page and its program's --help name the same commands and options.
+# Tests the manual pages: their markup, and that a page and its program's --help name the same commands and options.
 #
 #   manual.sh BIN_DIRECTORY PAGE...
 set -u
@@ -10,7 +10,7 @@ trap 'rm -rf "$work"' EXIT
 mandoc -Tlint -Wwarning "$@"
 failed=$?
 
-# Most systems' man is groff, to which a table is too wide where mandoc breaks its lines.
+# Most systems use groff, which reports a table as too wide when mandoc would break its lines.
 groff -mdoc -Tutf8 -ww -z "$@" 2>&1 | grep . && failed=1
 
 # The commands of a program and the long options in a text.
@@ -21,8 +21,8 @@ named() {
 for page; do
   program=$(basename "$page" .8)
   "$programs/$program" --help >"$work/help" 2>/dev/null
-  [ "$program" != tessera ] || continue # its help leaves all but the names of services to the page
-  [ -s "$work/help" ] || continue # the page of a file has no program
+  [ "$program" != tessera ] || continue # its help names only the services
+[ -s "$work/help" ] || continue # the page describes a file, not a program
   named "$program" <"$work/help" >"$work/expected"
   mandoc -Tascii "$page" | sed 's/.\x08//g' | named "$program" | diff -u "$work/expected" - || {
     echo "$page: not what $program --help says"
