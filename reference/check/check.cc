@@ -1,4 +1,3 @@
-// The check of a configuration, all subjects in turn.
 #include "check/check.h"
 
 #include <cstdlib>

@@ -1,5 +1,5 @@
-// The checker's questions to a configuration that loads: settings that a daemon refuses or misreads, settings without
-// effect, names that match nothing, and names that two things would share.
+// The check of a configuration that loads. It finds settings that a daemon refuses or misreads, settings without
+// effect, names that match nothing, and names that two things share.
 #ifndef TESSERA_REFERENCE_CHECK_CHECK_H
 #define TESSERA_REFERENCE_CHECK_CHECK_H
 
@@ -10,27 +10,28 @@
 #include "config/report.h"
 #include "platform/network.h"
 
-// Reports every finding about the document of `root` and the model that was made from it.
+// Checks the document of `root` and the model made from it, and adds each finding to the list of that document (see
+// config_check_file). Does nothing for a document that was loaded for a run.
 void network_check(const ConfigNode *root, const NetworkModel *model);
 
-// An entry of a map of the document that a runtime fact is about, and where that fact stands in its file.
+// A runtime fact that names an entry of a map in the document.
 struct FactUse {
-  std::string fact;
-  unsigned line;
-  unsigned column;
-  std::string_view map;
-  std::string name;
+  std::string fact;      // its name, for messages
+  unsigned line;         // of the fact in its file, from 1
+  unsigned column;       // in bytes, from 1
+  std::string_view map;  // path of the map, such as "network.interface"
+  std::string name;      // of the entry
 };
 
-// The entries that the runtime facts in the file at `path` are about; none when it cannot be used. Adds what there is
-// to say about the file alone. The findings have no place in a document: their path is the fact, their line that of the
-// file.
+// Reads the runtime facts in the file at `path` and returns which entries they name; an empty vector when the file
+// cannot be used. Adds a finding for each problem that needs no document: an unreadable file, a fact that no service
+// reads. In these findings the path is the name of the fact, and line and column are places in the facts file.
 std::vector<FactUse> read_facts(const char *path, std::vector<Finding> &findings);
 
-// Adds a finding for each entry that the document of `root` does not hold.
+// Adds a finding for each named entry that the document of `root` does not have.
 void check_facts(const std::vector<FactUse> &uses, const ConfigNode *root, std::vector<Finding> &findings);
 
-// The parts of the check, by subject.
+// The parts of network_check, by subject.
 void check_names(const NetworkModel *model);
 void check_devices(const NetworkModel *model);
 void check_interfaces(const NetworkModel *model);
@@ -44,11 +45,11 @@ void check_services(const ConfigNode *root);
 void check_switches(const ConfigNode *root);
 void check_empty_options(const ConfigNode *root);
 
-// Strings that are none of the words listed for their key, unless any string is usual there. What is switched off is
-// left out, and so is what has a finding already: this comes last.
+// Finds strings that are not among the words listed for their key, unless other strings are usual there. Skips settings
+// that are switched off and settings that have a finding already, so this part has to run last.
 void check_words(const ConfigNode *root);
 
-// True for a device that its own settings, or those of its tunnel, switch off.
+// True for a device that is disabled in its own settings or in those of its tunnel.
 bool is_off_device(const NetworkNode *device);
 
 // The dotted path of a node, for messages.

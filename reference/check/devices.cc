@@ -11,7 +11,7 @@ namespace {
 
 using Masters = std::unordered_map<const ConfigNode *, const ConfigNode *>;
 
-// The kernel lets a device have one master only.
+// The kernel lets a device have only one master.
 void check_members(Masters &masters, const NetworkNode *master, uint32_t member_type) {
   const ConfigNode *config = network_config(master);
   const NetworkNode *member = network_first_type(master, member_type);
@@ -40,7 +40,7 @@ void check_bond(Masters &masters, const NetworkNode *bond) {
   if (string_equals(config, "mode", "active-backup") &&
       network_find(bond, NETWORK_NODE_BOND_SLAVE, config_get_ref(config, "device.0")) == nullptr)
     find(config_nearest(config, "device.0"), Rule::bond_left_out,
-         {"the first member cannot be the primary", "put a device that is always there first"});
+         {"the first member cannot be the primary", "put a device first that is always present"});
 }
 
 constexpr ValueRule vlan_rules[] = {in_range("id"), end_of_rules};
@@ -72,7 +72,7 @@ void check_macsec(const ConfigNode *config) {
   check_variants(config, "type", macsec_variants, Rule::uci_missing);
 }
 
-// The sessions of a tunnel are the devices; what they share is checked with the first one.
+// Each session of a tunnel is a device. The settings of the tunnel are checked with its first session.
 void check_l2tpeth(const ConfigNode *session) {
   const ConfigNode *sessions = config_node_parent(session);
   const ConfigNode *tunnel = config_node_parent(sessions);

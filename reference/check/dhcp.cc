@@ -14,7 +14,7 @@
 
 namespace {
 
-// A reserved address: dnsmasq takes each once only, whatever the interface.
+// Who reserves an address. dnsmasq accepts each address only once, even on different interfaces.
 struct Reservation {
   const ConfigNode *lease;
   const ConfigNode *server;
@@ -25,7 +25,7 @@ struct DhcpCheck {
   std::unordered_map<const NetworkNode *, const NetworkNode *> passthrough;  // interfaces by their device
 };
 
-// What else than the values stands in a line of the DHCP server: the name of the interface, the address of the router.
+// The longest name of an interface and address of the router, in bytes. Lines of the DHCP server hold them too.
 constexpr int32_t interface_name = 63;
 constexpr int32_t router_address = 15;
 
@@ -68,7 +68,7 @@ constexpr AnnouncedRow announced[] = {
 constexpr ValueRule relay_rules[] = {as(Rule::dnsmasq_value, rule("address", Test::closed)),
                                      rule("address", Test::ipv4), end_of_rules};
 
-// Options of which dnsmasq knows that their values are addresses, and those of which it takes no number without a size.
+// Options whose values must be addresses for dnsmasq, and options for which it refuses a number without a size.
 constexpr int address_options[] = {1,  3,  6,  7,  9,  16, 21, 28, 32, 33, 41, 42, 44, 45,
                                    48, 49, 50, 54, 65, 68, 69, 70, 71, 72, 73, 74, 150};
 constexpr int sized_options[] = {43, 52, 53, 55, 56, 57, 61, 81, 82, 118};
@@ -85,7 +85,7 @@ constexpr ValueRule option_text[] = {
     as(Rule::dnsmasq_value,
        line("dhcp-option-force=net:,{option},\"{value_str+\"\\}\" # {name}", dnsmasq_line, interface_name)),
     end_of_rules};
-// Two digits are a byte and an option holds up to 255 of them, with a colon before each.
+// Two digits are one byte. An option holds up to 255 bytes, and the line has a separator before each.
 constexpr ValueRule option_hex[] = {
     as(Rule::dnsmasq_value, no_quote("value_hex")), as(Rule::dnsmasq_value, at_most("value_hex", 510)),
     rule("value_hex", Test::hexadecimal),
@@ -111,8 +111,8 @@ constexpr ValueRule lease_by_device[] = {as(Rule::dnsmasq_value, rule("device", 
                                          rule("device", Test::without_string, " #"),
                                          end_of_rules};
 
-// A bound of the lease range: a whole address, or its end below the first parts of `sibling`, the other bound, or of
-// the interface's own address.
+// A bound of the lease range as an address. A bound without dots is the last number of an address; the other numbers
+// come from `sibling`, the other bound, or from the interface's own address.
 std::string range_bound(std::string_view bound, std::string_view sibling, std::string_view own) {
   if (bound.find('.') != std::string_view::npos) return std::string(bound);
   const std::string_view base = sibling.find('.') != std::string_view::npos ? sibling : own;
@@ -152,7 +152,7 @@ void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
   }
 }
 
-// Keys that nobody leaves out on purpose: their lines are written all the same, and say "none of it" to the clients.
+// Nobody leaves these keys out on purpose: without them the lines are still written, and give the clients no value.
 void check_unset_options(const ConfigNode *server) {
   static constexpr const char *keys[] = {"advanced.gateway",
                                          "advanced.mtu",
@@ -187,24 +187,24 @@ bool is_among(const int (&options)[n], int option) {
   return std::find(options, options + n, option) != options + n;
 }
 
-// Without a known form the number goes out as it stands, whatever else is written.
-void check_formless(const ConfigNode *option) {
+// With an unknown datatype, the mapper writes value_bytes and ignores the other values.
+void check_unknown_datatype(const ConfigNode *option) {
   const int code = config_get_int(option, "option");
   const bool refused = is_among(address_options, code) || is_among(sized_options, code);
   const char *type = config_get_string(option, "datatype");
   find(config_nearest(option, "datatype"), refused ? Rule::dnsmasq_value : Rule::dhcp_option_form,
-       {*type == '\0' ? "datatype is not set" : "'" + printable(type) + "' is no datatype",
+       {*type == '\0' ? "datatype is not set" : "'" + printable(type) + "' is not a datatype",
         "write ipv4, str, hex, 1byte, 2byte or 4byte"});
 }
 
 void check_custom_option(const ConfigNode *option) {
-  static constexpr char forms[] = "ipv4 str hex 1byte 2byte 4byte";
+  static constexpr char datatypes[] = "ipv4 str hex 1byte 2byte 4byte";
   if (!config_get_bool(option, "enable")) return;
   check_rules(option, option_rules, Rule::dnsmasq_effect);
   const char *type = config_get_string(option, "datatype");
   const bool wants_addresses = is_among(address_options, config_get_int(option, "option"));
-  if (!is_word_of(type, forms)) {
-    check_formless(option);
+  if (!is_word_of(type, datatypes)) {
+    check_unknown_datatype(option);
   } else if (strcmp(type, "ipv4") == 0) {
     const Rule broken = wants_addresses ? Rule::dnsmasq_value : Rule::dnsmasq_effect;
     check_rules(option, option_ipv4, broken);
@@ -240,7 +240,7 @@ void check_identifier(const ConfigNode *lease) {
     check_rules(lease, lease_by_mac, Rule::dnsmasq_effect);
 }
 
-// False for a reservation that the run leaves out.
+// Records the address of a reservation. False when the run leaves the reservation out.
 bool claim_address(DhcpCheck &check, const ConfigNode *server, const ConfigNode *lease) {
   const char *address = config_get_string(lease, "ip");
   const auto [row, is_new] = check.reserved.emplace(address, Reservation{lease, server});
@@ -283,7 +283,7 @@ void check_part(DhcpCheck &check, const NetworkNode *node) {
   const ConfigNode *server = config_object(part, "dhcp_server");
   const bool serves = config_get_bool(server, "enable");
   if (!serves && config_array_count(config_array(part, "dhcp_relay")) == 0) return;
-  // Without a device nothing is written.
+  // Without a device, the mapper writes nothing.
   const NetworkNode *device = network_find_parent(node, NETWORK_NODE_DEVICE);
   if (device == nullptr) return;
   const auto taken = check.passthrough.find(device);
@@ -302,7 +302,7 @@ bool has_server(const NetworkNode *node) {
   return type == NETWORK_INTERFACE_STATIC || type == NETWORK_INTERFACE_HYBRID;
 }
 
-// Servers where no writer looks for them: on interfaces that ask for their own address, below ipv6.
+// Reports servers that the mapper ignores: on an interface that gets its own address by DHCP, and below ipv6.
 void check_unused(const NetworkModel *model, const ConfigNode *interface) {
   if (!config_get_bool(interface, "enable")) return;
   for (const char *family : {"ipv4", "ipv6"}) {

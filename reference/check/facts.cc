@@ -1,4 +1,4 @@
-// Runtime facts against the document that they are to go with.
+// Checks runtime facts against the document that they will be used with.
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
@@ -14,8 +14,8 @@
 
 namespace {
 
-// What the services read. "{MAP}" stands for the name of an entry of that map, "{family}" for ipv4 or ipv6, "{number}"
-// for digits.
+// The facts that the services read. "{MAP}" stands for the name of an entry of that map, "{family}" for ipv4 or ipv6,
+// "{number}" for digits.
 constexpr std::string_view known_facts[] = {
     "network.interface.{network.interface}.{family}.ready",
     "network.interface.{network.interface}.{family}.address",
@@ -50,15 +50,16 @@ constexpr std::string_view known_facts[] = {
     "remote_builtin.speedtest.interface",
 };
 
-// A fact held against one of these, piece by piece.
+// The result of comparing a fact with one of these rows.
 struct Match {
   bool fits = true;
-  std::string_view map;   // of the entry that is named; "" for none
+  std::string_view map;   // of the entry that the fact names; "" for none
   std::string_view name;  // of that entry
-  std::string filled;     // the row with the words of the fact in its gaps
+  std::string filled;     // the row with the words of the fact in its gaps, for "did you mean"
 };
 
-bool fills(std::string_view gap, std::string_view word) {
+// True for a word that may stand in that gap.
+bool fits_gap(std::string_view gap, std::string_view word) {
   if (gap == "family") return word == "ipv4" || word == "ipv6";
   return !word.empty() &&
          (gap != "number" || std::all_of(word.begin(), word.end(), [](unsigned char c) { return isdigit(c) != 0; }));
@@ -79,9 +80,9 @@ Match match(std::string_view row, std::string_view fact) {
     row.remove_prefix(close + 1);
     const std::string_view word = fact.substr(0, fact.find('.'));
     fact.remove_prefix(word.size());
-    result.fits = result.fits && fills(gap, word);
+    result.fits = result.fits && fits_gap(gap, word);
     const std::string_view usual = gap == "family" ? "ipv4" : gap == "number" ? "0" : word;
-    result.filled += fills(gap, word) ? word : usual;
+    result.filled += fits_gap(gap, word) ? word : usual;
     if (gap == "family" || gap == "number") continue;
     result.map = gap;
     result.name = word;
@@ -94,7 +95,7 @@ std::string hint_of(const std::string &nearest) {
   return nearest.empty() ? nearest : ", did you mean '" + nearest + "'?";
 }
 
-// The nearer of two candidates, as long as it is near at all.
+// Replaces `nearest` when the candidate needs fewer edits than `least`.
 void consider(std::string_view wanted, std::string_view candidate, unsigned &least, std::string &nearest) {
   const unsigned distance = edit_distance(wanted.data(), wanted.size(), candidate.data(), candidate.size(), least);
   if (distance >= least) return;
@@ -104,14 +105,14 @@ void consider(std::string_view wanted, std::string_view candidate, unsigned &lea
 
 struct Fact {
   std::string name;
-  size_t at;  // where the name begins in the file
+  size_t at;  // offset of the name, with its quote, in the file
   std::string value = {};
-  bool is_string = false;  // the value
+  bool is_string = false;  // whether the value is one
   unsigned line = 0;
   unsigned column = 0;
 };
 
-// Where the name begins that ends before `end`.
+// The offset of the opening quote of a name whose closing quote is just before `end`.
 size_t name_begin(std::string_view content, size_t end) {
   const auto is_escaped = [content](size_t at) {
     size_t slashes = 0;
@@ -123,12 +124,12 @@ size_t name_begin(std::string_view content, size_t end) {
   return at;
 }
 
-// Takes the events of the JSON reader, and keeps the members of the outermost object.
+// Receives the events of the JSON reader and collects the members of the outermost object.
 struct FactsReader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, FactsReader> {
   std::string_view content;
   rapidjson::MemoryStream stream;
   std::vector<Fact> facts = {};
-  bool is_object = false;  // the outermost value
+  bool is_object = false;  // whether the outermost value is one
   unsigned depth = 0;
 
   explicit FactsReader(std::string_view string) : content(string), stream(string.data(), string.size()) {}
@@ -158,7 +159,7 @@ struct FactsReader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, FactsReader
   }
 };
 
-// They come in the order of the file.
+// Fills in lines and columns. The facts are in file order.
 void locate(std::string_view content, std::vector<Fact> &facts) {
   size_t line_begin = 0;
   unsigned line = 1;
@@ -184,8 +185,8 @@ FactUse use_of(const Fact &fact, std::string_view map, std::string_view name) {
   return {printable(fact.name), fact.line, fact.column, map, std::string(name)};
 }
 
-// Adds the entries that the fact names, in its own name and in its value.
-void take_fact(const Fact &fact, std::vector<FactUse> &uses, std::vector<Finding> &findings) {
+// Adds the entries that the fact names, in its name and in its value, or reports an unknown fact.
+void add_fact(const Fact &fact, std::vector<FactUse> &uses, std::vector<Finding> &findings) {
   constexpr std::string_view interfaces = "network.interface.";
   std::string nearest;
   unsigned least = 4;
@@ -226,7 +227,7 @@ std::vector<FactUse> read_facts(const char *path, std::vector<Finding> &findings
   locate(content, read.facts);
   for (const Fact &fact : read.facts) {
     if (fact.is_string)
-      take_fact(fact, uses, findings);
+      add_fact(fact, uses, findings);
     else
       add(findings, fact, Rule::fact_value, {"the value is not a string"});
   }
@@ -234,7 +235,7 @@ std::vector<FactUse> read_facts(const char *path, std::vector<Finding> &findings
 }
 
 void check_facts(const std::vector<FactUse> &uses, const ConfigNode *root, std::vector<Finding> &findings) {
-  unsigned searches_left = 100;  // each looks at all entries
+  unsigned searches_left = 100;  // for "did you mean"; each search compares all entries
   for (const FactUse &use : uses) {
     const ConfigNode *entries = config_object(root, std::string(use.map).c_str());
     if (config_object_get(entries, use.name.c_str()) != nullptr) continue;
@@ -243,8 +244,8 @@ void check_facts(const std::vector<FactUse> &uses, const ConfigNode *root, std::
     const ConfigNode *entry = searches_left > 0 ? config_object_first(entries) : nullptr;
     for (; entry != nullptr; entry = config_object_next(entry)) consider(use.name, config_key(entry), least, nearest);
     if (searches_left > 0) --searches_left;
-    Finding finding = finding_with_words(Rule::fact_of_nothing,
-                                         {"entry of " + std::string(use.map), printable(use.name), hint_of(nearest)});
+    Finding finding =
+        finding_with_words(Rule::fact_of_nothing, {std::string(use.map), printable(use.name), hint_of(nearest)});
     finding.path = use.fact;
     finding.line = use.line;
     finding.column = use.column;

@@ -1,4 +1,4 @@
-// Findings of the checker's own rules.
+// How the checker's own rules report findings.
 #ifndef TESSERA_REFERENCE_CHECK_FIND_H
 #define TESSERA_REFERENCE_CHECK_FIND_H
 
@@ -9,11 +9,11 @@
 #include "config/report.h"
 #include "platform/config.h"
 
-// Reports that `node` breaks the rule. The values stand for the names in the rule's words, in the order in which these
-// come first; there has to be one for each. Nothing is reported about a node that stands for a refused value.
+// Reports that `node` breaks the rule. `values` holds one value for each {name} in the texts of the rule, in the order
+// in which the names first occur. Reports nothing for a node whose value was refused, and nothing in a run.
 void find(const ConfigNode *node, Rule rule, std::initializer_list<std::string> values = {});
 
-// The same as a finding without a place.
+// Returns such a finding without a path, line and column.
 Finding finding_with_words(Rule rule, std::initializer_list<std::string> values);
 
 #endif

@@ -14,17 +14,17 @@ namespace {
 
 constexpr ValueRule link_rules[] = {optional(rule("mac", Test::mac)), optional(in_range("mtu")), end_of_rules};
 constexpr ValueRule name_server_rules[] = {rule("", Test::address), end_of_rules};
-// It is written without escapes.
+// The address is written without escapes.
 constexpr ValueRule static_ipv6_rules[] = {as(Rule::uci_quotes, rule("static.address", Test::without, "\"\\")),
                                            rule("static.address", Test::ipv6_network), end_of_rules};
 constexpr ValueRule delegation_rules[] = {in_range("prefix_length"), optional(rule("prefix_id", Test::hexadecimal)),
                                           end_of_rules};
 
-// An interface with an address, a mask or a gateway that is none stays down; one without an address comes up.
+// An interface with a malformed address, mask or gateway stays down. Without an address, it comes up.
 void check_address(const ConfigNode *part) {
   static constexpr ValueRule address_rules[] = {rule("address", Test::ipv4_network), end_of_rules};
   static constexpr ValueRule gateway_rules[] = {optional(rule("gateway", Test::ipv4)), end_of_rules};
-  // What stands behind a second slash is not written, and an empty mask is no option.
+  // The mapper does not write what follows a second slash, and leaves out an empty mask.
   const std::string_view address = config_get_string(part, "address");
   const size_t slash = std::min(address.find('/'), address.size());
   std::string_view written = address.substr(0, address.find('/', std::min(slash + 1, address.size())));
@@ -69,7 +69,7 @@ constexpr ValueRule modem_rules[] = {
 constexpr ValueRule custom_sst_rules[] = {in_range("modem.custom_sst"), end_of_rules};
 constexpr Variant sst_variants[] = {{"custom", custom_sst_rules}, {nullptr, nullptr}};
 constexpr ValueRule custom_gateway_rules[] = {rule("modem.custom_gw.gateway", Test::filled), end_of_rules};
-// The list of access points separates its columns by commas and quotes the words in them without escapes.
+// The list of access points has commas between its columns and quotes values without escapes.
 constexpr ValueRule apn_rules[] = {rule("apn", Test::without, ","), rule("ip_version", Test::without, "'"),
                                    rule("auth", Test::without, "'"), rule("match_plmn", Test::without, "'"),
                                    end_of_rules};
@@ -81,7 +81,7 @@ void check_modem(const ConfigNode *config) {
   check_each(config, "modem.apn", apn_rules, Rule::uci_value);
 }
 
-// The devices of these stand in the file of dnsmasq, without quotes.
+// True for an interface whose device name is written to dnsmasq.conf, where it has no quotes (except-interface=).
 bool is_kept_from_dnsmasq(const NetworkNode *interface) {
   const uint32_t type = network_interface_type(interface);
   return type == NETWORK_INTERFACE_PASSTHROUGH || type == NETWORK_INTERFACE_HOTSPOT;

@@ -10,7 +10,7 @@
 
 namespace {
 
-// A quote without its end takes in the lines that follow, and behind "=" the starter does not read on.
+// An unclosed quote includes the lines that follow, and the starter refuses a value with "=".
 constexpr ValueRule parses(const char *path) {
   return as(Rule::ipsec_value, rule(path, Test::starter));
 }
@@ -29,14 +29,14 @@ constexpr ValueRule tunnel_rules[] = {
     one_of("auth.type", "secret asymmetric-secrets rsasig x509 scep"),
     end_of_rules,
 };
-// It names the line of the second list of proposals.
+// The type is the name of the line with the phase 2 proposals.
 constexpr ValueRule type_rules[] = {one_of("type", "esp ah"), end_of_rules};
 constexpr ValueRule lifetime_rules[] = {at_least("ike.phase1_lifetime", 1), at_least("ike.phase2_lifetime", 1),
                                         end_of_rules};
 constexpr ValueRule local_interface_rules[] = {rule("local.interface", Test::entry), end_of_rules};
 constexpr Variant local_variants[] = {{"interface", local_interface_rules}, {nullptr, nullptr}};
 
-// Elements of lists: of hosts, and of algorithms, whose list "!" ends.
+// Characters that end an element of a list of hosts, and of a list of algorithms.
 constexpr char element_ends[] = IPSEC_WORD_ENDS ",;";
 constexpr char algorithm_ends[] = IPSEC_WORD_ENDS ",!";
 
@@ -51,7 +51,7 @@ constexpr ValueRule proposal_rules[] = {
     parses("dh_group"), rule("dh_group", Test::filled), rule("dh_group", Test::without, algorithm_ends),
     end_of_rules};
 constexpr ValueRule dpd_rules[] = {in_range("dpd.delay"), in_range("dpd.timeout"), end_of_rules};
-// The password stands in quotes, without escapes.
+// The password is written in quotes, without escapes.
 constexpr ValueRule xauth_rules[] = {
     parses("xauth_client.username"),
     as(Rule::ipsec_effect, rule("xauth_client.username", Test::filled)),
@@ -61,7 +61,7 @@ constexpr ValueRule xauth_rules[] = {
     as(Rule::ipsec_effect, no_quote("xauth_client.password")),
     end_of_rules};
 
-// What a tunnel needs by the way it authenticates.
+// What a tunnel needs for each type of authentication.
 constexpr char key_label[] = "PRIVATE KEY";
 constexpr char certificate_label[] = "CERTIFICATE";
 constexpr ValueRule secret_rules[] = {as(Rule::ipsec_effect, rule("auth.secret", Test::filled)), end_of_rules};
@@ -106,7 +106,7 @@ constexpr const char *peer_identity_keys[] = {"id.raw_id",  "id.ipv4_id",  "id.i
 
 constexpr char typed_identities[] = "raw ipv4 ipv6 rfc822 fqdn keyid";
 
-// Without a type, no identity is written, whichever is filled in.
+// Without a type, no identity is written, even if one is set.
 void check_untyped_identity(const ConfigNode *id) {
   for_each_member(id, [id](const ConfigNode *value) {
     const std::string name = config_key(value);
@@ -114,27 +114,27 @@ void check_untyped_identity(const ConfigNode *id) {
     const std::string type = name.substr(0, name.size() - strlen("_id"));
     find(value, Rule::ipsec_effect,
          {"the identity is not used, as " + path_of(id) + ".type is not set",
-          "write \"type\": \"" + type + "\" beside it"});
+          "write \"type\": \"" + type + "\" next to it"});
   });
 }
 
-// An identity stands in quotes, without escapes. The file of shared secrets has it without quotes; where keys
-// authenticate, what is written there decides nothing.
+// An identity is written in quotes, without escapes. The file of shared secrets has it without quotes; with keys, the
+// identity in that file has no effect.
 void check_identity(const ConfigNode *owner, bool shared_secret) {
   const char *type = config_get_string(owner, "id.type");
   if (type == nullptr || *type == '\0') check_untyped_identity(config_object(owner, "id"));
   if (type == nullptr || !is_word_of(type, typed_identities)) return;
   const std::string key = std::string("id.") + type + "_id";
-  // These two are written as digits.
-  const bool encoded = strncmp(config_get_string(owner, key.c_str()), "@[", 2) == 0;
-  const ValueRule value_rules[] = {as(encoded ? Rule::ipsec_effect : Rule::ipsec_value, no_quote(key.c_str())),
+  // The mapper removes "@[" and the last character of such a value. That character may be the quote.
+  const bool shortened = strncmp(config_get_string(owner, key.c_str()), "@[", 2) == 0;
+  const ValueRule value_rules[] = {as(shortened ? Rule::ipsec_effect : Rule::ipsec_value, no_quote(key.c_str())),
                                    rule(key.c_str(), Test::filled),
                                    rule(key.c_str(), Test::without, shared_secret ? "\\ " : "\\"),
                                    rule(key.c_str(), Test::not_first, shared_secret ? "#'" : ""), end_of_rules};
   check_rules(owner, value_rules, Rule::ipsec_effect);
 }
 
-// The identities of the peers are one list, whose elements are cut to a length.
+// The identities of the peers form one list, and long elements are truncated.
 void check_peer_identity(const ConfigNode *owner, bool shared_secret) {
   check_identity(owner, shared_secret);
   for (const char *const *key = peer_identity_keys; *key != nullptr; ++key) {
@@ -150,7 +150,7 @@ bool has_shared_secret(const ConfigNode *tunnel) {
 void check_peers(const ConfigNode *tunnel) {
   const ConfigNode *peers = config_array(tunnel, "remote.peers");
   const size_t count = config_array_count(peers);
-  if (count == 0) find_unset(tunnel, "remote.peers", Rule::ipsec_effect, "list a peer, any for all comers");
+  if (count == 0) find_unset(tunnel, "remote.peers", Rule::ipsec_effect, "list a peer, or any to accept every peer");
   const bool is_ipv6 = string_equals(tunnel, "remote.ip_version", "ipv6");
   check_each(tunnel, "remote.peers", is_ipv6 ? ipv6_peer_rules : ipv4_peer_rules, Rule::ipsec_effect);
   const bool shared_secret = has_shared_secret(tunnel);
@@ -158,12 +158,13 @@ void check_peers(const ConfigNode *tunnel) {
     const ConfigNode *host = config_object_get(peer, is_ipv6 ? "hostname6" : "hostname");
     if (const char *name = config_string_get(host); count > 1 && name != nullptr && strcasecmp(name, "any") == 0)
       find(host, Rule::ipsec_effect,
-           {std::string("'") + name + "' among several peers is a host name", "let it stand alone for all comers"});
+           {std::string("'") + name + "' among several peers is a host name",
+            "make it the only peer to accept every peer"});
     if (config_get_bool(peer, "peer_id.enable")) check_peer_identity(config_object(peer, "peer_id"), shared_secret);
   });
 }
 
-// The lists of algorithms may be left out, where the run does not restrict them.
+// A tunnel needs lists of algorithms only when system.fips restricts them.
 void check_proposals(const ConfigNode *tunnel, bool fips) {
   std::string empty;
   for (const char *key : {"ike.phase1_proposal", "ike.phase2_proposal"}) {

@@ -8,7 +8,7 @@
 #include <string_view>
 
 struct Ipv4Network {
-  uint32_t address;  // as written, with the bits behind the prefix
+  uint32_t address;  // as written, with the host bits
   uint32_t mask;
 
   uint32_t first() const { return address & mask; }
@@ -16,13 +16,14 @@ struct Ipv4Network {
   bool holds(uint32_t other) const { return ((address ^ other) & mask) == 0; }
 };
 
-// Nothing for a string that is no address.
+// Parses an address; empty for any other string.
 std::optional<uint32_t> ipv4_address(std::string_view string);
 
-// An address with a prefix length or a mask behind a slash; without one the address alone. Nothing for other strings.
+// Parses ADDRESS/LENGTH, ADDRESS/MASK or ADDRESS, which gives a network of this one address. Empty for any other
+// string.
 std::optional<Ipv4Network> ipv4_network(std::string_view string);
 
-// "192.168.1.0/24", and "192.168.1.1"
+// The network without its host bits, such as "192.168.1.0/24", and an address, such as "192.168.1.1".
 std::string ipv4_string(const Ipv4Network &network);
 std::string ipv4_string(uint32_t address);
 

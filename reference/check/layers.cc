@@ -1,4 +1,4 @@
-// What stands on what: interfaces on bridges, bonds and VLANs, and the link options that several sections would set.
+// How interfaces, bridges, bonds and VLANs build on each other, and link options that several sections set.
 #include <cstring>
 
 #include "check/check.h"
@@ -8,21 +8,22 @@
 
 namespace {
 
-// The device that a VLAN stands on in the end; any other device itself.
+// Follows VLANs down to the device that is not a VLAN.
 const NetworkNode *base_of(const NetworkModel *model, const NetworkNode *device) {
   while (network_device_type(device) == NETWORK_DEVICE_VLAN)
     device = network_find_device(model, config_get_ref(network_config(device), "device"));
   return device;
 }
 
-// An interface that a tunnel device holds by itself is switched with it.
+// True for the interface that comes with a tunnel device: it is enabled and disabled with the device.
 bool is_own(const NetworkNode *interface, const NetworkNode *device) {
   return network_config(interface) == network_config(device);
 }
 
 constexpr const char *link_options[] = {"mtu", "mac", "promisc"};
 
-// The options of an interface that stands on a bridge are written into its own section, and the bridge has another.
+// The options of an interface on a bridge are written into the section of the interface, but the device of the bridge
+// is set up from the section of the bridge.
 void check_bridge_options(const NetworkNode *interface) {
   const ConfigNode *config = network_config(interface);
   std::string keys;
@@ -40,6 +41,7 @@ void check_bridge_options(const NetworkNode *interface) {
   if (!keys.empty()) find(place, Rule::bridge_options, {keys});
 }
 
+// The value of a link option, for messages.
 std::string shown(const ConfigNode *part, const char *key) {
   if (strcmp(key, "mac") == 0) return "'" + printable(config_get_string(part, key)) + "'";
   if (strcmp(key, "mtu") == 0) return std::to_string(config_get_int(part, key));
@@ -58,7 +60,7 @@ void check_differing_options(const ConfigNode *interface) {
   }
 }
 
-// The section of a part gets both, the interface's after its own.
+// Both MTUs are written into the section of the part, that of the interface last.
 void check_mtu_twice(const ConfigNode *interface) {
   if (!config_has_key(interface, "mtu")) return;
   for (const char *family : {"ipv4", "ipv6"}) {
@@ -69,8 +71,8 @@ void check_mtu_twice(const ConfigNode *interface) {
   }
 }
 
-// A part without a switch has a finding of its own.
-bool is_partless(const ConfigNode *interface) {
+// True when no part of the interface is enabled. A part without `enable` does not count, as it has a finding already.
+bool has_no_part(const ConfigNode *interface) {
   for (const char *family : {"ipv4", "ipv6"}) {
     const ConfigNode *part = config_object(interface, family);
     if (config_get_bool(part, "enable") || (part != nullptr && !config_has_key(part, "enable"))) return false;
@@ -86,7 +88,7 @@ void check_interface(const NetworkModel *model, const NetworkNode *interface) {
   if (base != nullptr && is_off_device(base))
     find(config_nearest(config, "device"), Rule::stands_on_disabled, {path_of(network_config(base))});
   if (network_interface_type(interface) != NETWORK_INTERFACE_ETHERNET) return;
-  if (is_partless(config)) find(config, Rule::no_part);
+  if (has_no_part(config)) find(config, Rule::no_part);
   check_mtu_twice(config);
   if (network_device_type(device) == NETWORK_DEVICE_BRIDGE)
     check_bridge_options(interface);
@@ -94,7 +96,7 @@ void check_interface(const NetworkModel *model, const NetworkNode *interface) {
     check_differing_options(config);
 }
 
-// An interface of network.interface on that device; null when there is none.
+// The first interface of network.interface on that device; null when there is none.
 const NetworkNode *interface_on(const NetworkNode *device) {
   const NetworkNode *interface = network_first_type(device, NETWORK_NODE_INTERFACE);
   while (interface != nullptr && is_own(interface, device))

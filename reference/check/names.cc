@@ -1,4 +1,4 @@
-// Names that the system takes only once: those of kernel devices and of sections of the UCI network file.
+// Names that must be unique: those of kernel devices and of sections in the UCI network file.
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -18,16 +18,16 @@ namespace {
 using Owners = std::unordered_map<std::string, const ConfigNode *>;
 
 struct Names {
-  Rule twice;  // what it is that two have one name
+  Rule twice;  // broken by two owners of one name
   Owners owners;
 };
 
-// Where to point for a device's name: it may be written, or come from the entry as such.
+// The node to report for a device's name: the name itself, or the entry when the name comes from the entry's key.
 const ConfigNode *name_of(const ConfigNode *owner) {
   return config_nearest(owner, "name");
 }
 
-// Gives the name to `owner` and reports when another node has it; true when it is new.
+// Gives the name to `owner`. Returns true for a new name; reports a name that another owner has.
 bool claim(Names &names, const std::string &name, const ConfigNode *owner) {
   const auto [row, is_new] = names.owners.emplace(name, owner);
   if (is_new || row->second == owner) return is_new;
@@ -43,7 +43,7 @@ void claim_device_name(Names &devices, const std::string &name, const ConfigNode
   if (name.find_first_of("/: \t") != std::string::npos || name == "." || name == "..")
     find(name_of(owner), Rule::device_name, {printable(name), "is refused by the kernel"});
   if (name.find_first_of("\"\\#,'") != std::string::npos)
-    find(name_of(owner), Rule::device_name, {printable(name), "holds a character that not every daemon's file can"});
+    find(name_of(owner), Rule::device_name, {printable(name), "holds a character that not every daemon can read"});
 }
 
 void claim_section(Names &sections, const std::string &name, const ConfigNode *owner) {
@@ -51,7 +51,7 @@ void claim_section(Names &sections, const std::string &name, const ConfigNode *o
   const auto is_letter = [](char byte) { return isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '_'; };
   const auto first = std::find_if_not(name.begin(), name.end(), is_letter);
   if (first == name.end()) return;
-  // The bytes behind the first one of a character of UTF-8 are 0x80 to 0xBF.
+  // In UTF-8, all bytes of a character but its first are 0x80 to 0xBF.
   const auto last = std::find_if_not(first + 1, name.end(), [](char byte) { return (byte & 0xC0) == 0x80; });
   find(owner, Rule::section_name, {printable(name), printable(std::string(first, last))});
 }
@@ -60,7 +60,7 @@ bool is_wireless_client(const ConfigNode *member) {
   return string_equals(member, "type", "wlan") && string_equals(member, "mode", "client");
 }
 
-// A client inside a bridge is bridged through a tap device.
+// The network mapper joins a wireless client to a bridge through a tap device.
 void claim_taps(Names &devices, Names &sections, const NetworkNode *bridge) {
   if (string_equals(network_config(bridge), "mode", "switch")) return;
   const NetworkNode *port = network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT);
@@ -114,8 +114,8 @@ bool has_section(const NetworkNode *node) {
   }
 }
 
-// An interface on a VLAN comes with a section that makes the VLAN. The name says all that is in it, so that the
-// sections of two VLANs with the same device and ID are one and the same.
+// An interface on a VLAN also gets a section that creates the VLAN. Two VLANs with the same device and ID share this
+// section without harm, as its name holds all that is in it.
 void claim_vlan(Owners &vlans, Names &sections, const NetworkNode *node) {
   const NetworkNode *device = network_find_parent(node, NETWORK_NODE_DEVICE);
   if (network_device_type(device) != NETWORK_DEVICE_VLAN) return;

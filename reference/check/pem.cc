@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view dashes = "-----";
 
-// The bytes that the base64 string stands for; false for other strings. Line ends and spaces are skipped.
+// Appends the decoded bytes of a base64 string, which may hold line ends and spaces. False for any other string.
 bool decode(std::string_view string, std::string &bytes) {
   static constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   uint32_t collected = 0;
@@ -28,7 +28,7 @@ bool decode(std::string_view string, std::string &bytes) {
   return true;
 }
 
-// Takes one element off the front of `der`; false when it is not whole. Those that hold others are looked into.
+// Removes one element from the front of `der`. False when the element, or one inside it, is incomplete.
 bool take_element(std::string_view &der, unsigned depth) {
   constexpr unsigned deepest = 32;
   if (der.size() < 2 || depth > deepest) return false;
@@ -50,8 +50,8 @@ bool take_element(std::string_view &der, unsigned depth) {
   return true;
 }
 
-// The string up to the line end, which is taken off too. As OpenSSL does, it ends before control characters, and where
-// char has a sign also before bytes that are not ASCII.
+// Removes the first line from `string` and returns it without its end. Like OpenSSL, this cuts off control characters
+// at the end of the line, and bytes outside of ASCII where char is signed.
 std::string_view take_line(std::string_view &string) {
   std::string_view line = string.substr(0, string.find('\n'));
   string.remove_prefix(line.size() < string.size() ? line.size() + 1 : line.size());
@@ -76,7 +76,7 @@ bool is_pem(std::string_view string, std::string_view label, bool more_may_follo
     const std::string end = std::string(dashes).append("END ").append(name).append(dashes);
     if (!name.empty() && (more_may_follow ? line.starts_with(end) : line == end)) {
       const bool encrypted = name.find("ENCRYPTED") != std::string::npos || body.find(':') != std::string::npos;
-      // Headers stand before an empty line.
+      // An empty line ends the headers.
       const size_t headers = body.find(':') != std::string::npos ? body.find("\n\n") : std::string::npos;
       return is_body(headers != std::string::npos ? std::string_view(body).substr(headers) : body, encrypted);
     }

@@ -1,9 +1,9 @@
-// Strings as the daemons read them: where quotes end, and which names are taken.
+// How the daemons read strings: where quotes end, and which names they accept.
 #ifndef TESSERA_REFERENCE_CHECK_QUOTES_H
 #define TESSERA_REFERENCE_CHECK_QUOTES_H
 
-// Whether dnsmasq finds the end of every double quote. In quotes a backslash takes the meaning of the character behind
-// it, where dnsmasq knows what the two stand for.
+// True when dnsmasq finds a closing quote for every double quote. Between quotes, a backslash and one of the characters
+// that dnsmasq can escape form an escape sequence.
 bool is_closed(const char *string);
 
 // The character at which the IPsec starter refuses a value: a "=" outside of double quotes, or a quote that nothing

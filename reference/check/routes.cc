@@ -20,7 +20,7 @@ constexpr ValueRule domain_rules[] = {as(Rule::dnsmasq_value, rule("", Test::clo
                                       as(Rule::dnsmasq_value, rule("", Test::domain)), rule("", Test::without, " /,\""),
                                       end_of_rules};
 
-// A destination takes a prefix length, no mask.
+// A destination may have a prefix length, but not a mask.
 void check_destination(const ConfigNode *route) {
   const char *string = config_get_string(route, "dst");
   const ConfigNode *value = config_nearest(route, "dst");
@@ -31,17 +31,17 @@ void check_destination(const ConfigNode *route) {
   const std::optional<Ipv4Network> network = ipv4_network(string);
   const char *slash = strchr(string, '/');
   if (!network.has_value() || (slash != nullptr && strchr(slash, '.') != nullptr))
-    find(value, Rule::route_dst, {printable(string), "IPv4 address or network"});
+    find(value, Rule::route_dst, {printable(string)});
   else if (network->first() != network->address)
     find(value, Rule::route_host_bits, {string, ipv4_string(*network)});
 }
 
-// A route over that interface is written without it unless something serves IPv4 there.
+// A route is written without its interface when that has no IPv4.
 void check_route_interface(const NetworkModel *model, const ConfigNode *value, const ConfigNode *interface) {
   if (interface == nullptr)
     find(value, Rule::route_no_interface, {"interface is not set"});
   else if (network_find_proto(model, interface, "ipv4") == nullptr)
-    find(value, Rule::route_no_interface, {"nothing serves IPv4 on that interface, the route is written without it"});
+    find(value, Rule::route_no_interface, {"that interface has no IPv4, and the route is written without it"});
 }
 
 void check_static_route(const NetworkModel *model, const ConfigNode *route) {
@@ -71,7 +71,7 @@ void check_policy(const ConfigNode *policy) {
   check_strings(policy, "dst.domain", domain_rules, Rule::policy_value);
 }
 
-// The tunnels by which NHRP networks are judged.
+// The IPsec tunnels, and the lengths of their names for the search below.
 struct Tunnels {
   const ConfigNode *map;
   std::set<size_t> name_lengths;
@@ -83,7 +83,7 @@ Tunnels tunnels_of(const ConfigNode *root) {
   return tunnels;
 }
 
-// The tunnels whose name the string holds anywhere, in document order.
+// The tunnels whose name is a part of the string.
 std::set<const ConfigNode *> tunnels_named_in(const std::string &string, const Tunnels &tunnels) {
   std::set<const ConfigNode *> named;
   for (size_t length : tunnels.name_lengths) {
@@ -95,7 +95,7 @@ std::set<const ConfigNode *> tunnels_named_in(const std::string &string, const T
   return named;
 }
 
-// A tunnel counts as NHRP's when the network's string holds its name anywhere.
+// NHRP runs each tunnel whose name is a part of the network's string, so names may match by accident.
 void check_nhrp_network(const Tunnels &tunnels, const ConfigNode *network) {
   const std::string string = config_get_string(network, "ipsec");
   const std::vector<std::string_view> listed = split(string, ' ');

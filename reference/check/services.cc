@@ -9,7 +9,7 @@ namespace {
 
 constexpr ValueRule web_filter_rules[] = {rule("firewall.web_filter.service", Test::filled), end_of_rules};
 
-// An odd double quote leaves the rest of the line open. Otherwise, dnsmasq takes nearly every string.
+// dnsmasq refuses an unclosed double quote and accepts nearly every other string.
 constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, rule("domain", Test::closed)),
                                           as(Rule::dnsmasq_value, rule("domain", Test::domain)),
                                           rule("domain", Test::without, " ,\""),
@@ -22,7 +22,7 @@ constexpr ValueRule dns_host_rules[] = {
     as(Rule::dnsmasq_value, rule("name", Test::closed)), as(Rule::dnsmasq_value, rule("name", Test::domain)),
     rule("name", Test::filled), rule("name", Test::without, " ,\""),
     as(Rule::dnsmasq_value, rule("address", Test::closed)),
-    // What is no address is taken for one more name.
+    // dnsmasq reads a string that is not an address as one more name.
     as(Rule::dnsmasq_value, rule("address", Test::domain)), rule("address", Test::address),
     as(Rule::dnsmasq_value, line("host-record={name},{address}", dnsmasq_line)), end_of_rules};
 constexpr ValueRule allowlist_rules[] = {
@@ -33,7 +33,7 @@ constexpr ValueRule allowlist_rules[] = {
     as(Rule::dnsmasq_value, at_most("", dnsmasq_line - static_cast<int32_t>(sizeof "server=//#" - 1))),
     end_of_rules};
 
-// Separates the arguments of a module, and ends a rule.
+// These characters end an argument of a PAM module.
 constexpr char argument_ends[] = " []#";
 
 constexpr ValueRule radius_server_rules[] = {rule("hostname", Test::filled),
@@ -79,7 +79,7 @@ constexpr ValueRule ldap_rules[] = {
 constexpr ValueRule tacacs_server_rules[] = {rule("hostname", Test::filled),
                                              rule("hostname", Test::without, argument_ends), in_range("port"),
                                              rule("secret", Test::filled), rule("secret", Test::without, "#"),
-                                             // It would take away the meaning of the bracket behind it.
+                                             // It would escape the bracket after it.
                                              rule("secret", Test::not_last, "\\"), end_of_rules};
 constexpr ValueRule tacacs_rules[] = {
     rule("service", Test::filled),
@@ -92,10 +92,10 @@ constexpr ValueRule tacacs_rules[] = {
     end_of_rules};
 
 struct Method {
-  const char *name;  // the word in the list of methods, and the object that holds the settings; null ends the table
+  const char *name;  // in auth.method, and of the object with its settings; null ends the table
   const ValueRule *rules;
   const ValueRule *server_rules;
-  Rule broken;  // by a server
+  Rule broken;  // the rule that a wrong setting of a server breaks
 };
 constexpr Method methods[] = {
     {"radius", radius_rules, radius_server_rules, Rule::auth_value},
@@ -124,7 +124,7 @@ void check_method(const ConfigNode *auth, const Method &method) {
   }
 }
 
-// A word of the list whose method has nobody to ask.
+// Reports a word of auth.method whose method has no server.
 void check_method_word(const ConfigNode *auth, const ConfigNode *word) {
   for (const Method *method = methods; method->name != nullptr; ++method) {
     if (!is_word_of(config_string_get(word), method->name)) continue;

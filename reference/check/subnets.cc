@@ -1,4 +1,4 @@
-// The subnets of interfaces with fixed addresses: those that overlap, and addresses that do not fit into their own.
+// Subnets of interfaces with fixed addresses: which ones overlap, and which addresses do not fit their own subnet.
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -15,7 +15,7 @@ struct Subnet {
   Ipv4Network network;
 };
 
-// In the order of the document; subnets of one address overlap nobody's.
+// The subnets in document order.
 std::vector<Subnet> collect_subnets(const NetworkModel *model) {
   std::vector<Subnet> subnets;
   const NetworkNode *node = network_first_type(model, NETWORK_NODE_PROTO);
@@ -40,7 +40,7 @@ void check_own(const Subnet &subnet) {
          {ipv4_string(*gateway), ipv4_string(network)});
 }
 
-// Of two that overlap, the later one in the document is reported, and of several that it overlaps one is named.
+// Reports the later one in the document of two overlapping subnets. If it overlaps several, the finding names one.
 void check_overlaps(std::vector<Subnet> subnets) {
   std::stable_sort(subnets.begin(), subnets.end(),
                    [](const Subnet &a, const Subnet &b) { return a.network.first() < b.network.first(); });

@@ -1,4 +1,4 @@
-// Settings whose switch was never written, and options that come out empty because a key was left out.
+// Settings without their `enable`, and options that are written empty because a key is missing.
 #include <cstring>
 
 #include "check/check.h"
@@ -7,7 +7,7 @@
 
 namespace {
 
-// True when the object says something, and nothing about whether it is on.
+// True for an object that has members, but no `enable`.
 bool lacks_switch(const ConfigNode *object) {
   return config_object_first(object) != nullptr && !config_has_key(object, "enable");
 }
@@ -16,7 +16,7 @@ void check_switch(const ConfigNode *object) {
   if (lacks_switch(object)) find(object, Rule::never_enabled);
 }
 
-// Maps and arrays of things with a switch of their own.
+// Maps and arrays whose entries have an `enable`.
 constexpr const char *switched[] = {
     "service.multicast",
     "network.route.static",
@@ -33,7 +33,7 @@ constexpr const char *switched[] = {
     "serial",
 };
 
-// What is below an interface, or a part, that is off itself is of no interest.
+// Skips what is below a disabled interface or part.
 void check_interface(const ConfigNode *interface) {
   check_switch(interface);
   if (!config_get_bool(interface, "enable")) return;
@@ -46,10 +46,11 @@ void check_interface(const ConfigNode *interface) {
   }
 }
 
+// Keys whose options are written empty when they are missing.
 struct EmptyRow {
   const char *map;
-  const char *type;     // the interfaces that it is about; "" for all entries
-  const char *keys[8];  // null ends them
+  const char *type;     // only entries of this type; "" for all
+  const char *keys[8];  // ended by null
 };
 constexpr EmptyRow empty_rows[] = {
     {"network.interface", "pppoe", {"pppoe.username", "pppoe.password", nullptr}},

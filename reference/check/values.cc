@@ -1,4 +1,3 @@
-// What single settings have to look like.
 #include "check/values.h"
 
 #include <arpa/inet.h>
@@ -46,7 +45,7 @@ bool is_hexadecimal(const char *string) {
   return string[digits] == '\0';
 }
 
-// With `loose` also as dnsmasq takes it, which reads "10.1" as 10.0.0.1.
+// `loose` also accepts short forms, as dnsmasq does: it reads "10.1" as 10.0.0.1.
 bool is_server(const char *string, bool loose) {
   const size_t length = strcspn(string, "#@%");
   if (length == 0) return strcmp(string, "#") == 0;
@@ -74,7 +73,7 @@ bool holds_entries(const ConfigNode *node, const char *map) {
   return config_object_first(config_object(config_node_get_root(node), map)) != nullptr;
 }
 
-// The row with what the table of keys says of its key.
+// The row with its map or range, which comes from the schema.
 ValueRule completed(const ConfigNode *entry, ValueRule rule) {
   if (rule.test != Test::in_range && rule.test != Test::entry) return rule;
   const SchemaKey &key = *schema_key_at(*entry->key, rule.path);
@@ -91,11 +90,11 @@ bool is_quoted(std::string_view string) {
   return string.size() > 2 && string.front() == '"' && string.find_first_of("\\\"", 1) == string.size() - 1;
 }
 
-// How the tests of strings decide, and how their messages end.
+// How a test checks a string, and words for its message.
 struct StringTest {
   Test test;
-  const char *expectation;  // "'VALUE' is not ..."
-  const char *example;      // "" where the expectation says enough
+  const char *expectation;  // completes "'VALUE' is not ..." and "write ..."
+  const char *example;      // completes "such as ..."; "" for no example
   bool (*passes)(const ConfigNode *node, const ValueRule &rule, const char *string);
 };
 
@@ -173,7 +172,7 @@ constexpr StringTest string_tests[] = {
     {Test::end, "", "", [](const ConfigNode *, const ValueRule &, const char *) { return true; }},
 };
 
-// The row of that test; the last one, which passes every string, for tests that look at nothing more.
+// The row of that test. Tests without a row of their own accept every string, as the last row does.
 const StringTest &string_test(Test test) {
   const StringTest *row = string_tests;
   while (row->test != test && row->test != Test::end) ++row;
@@ -188,18 +187,18 @@ std::string character_name(char character) {
   return character == ' ' ? "a space" : std::string("'") + character + "'";
 }
 
-// What is wrong with a string that holds what its file cannot.
+// What is wrong with a string, to follow "'VALUE'" in the message.
 std::string flaw(const ValueRule &rule, const char *string) {
-  const std::string_view writable = ", which its file has no way to write";
+  const std::string_view writable = ", which cannot be written in its file";
   switch (rule.test) {
     case Test::without:
       return "holds " + character_name(*strpbrk(string, rule.argument)).append(writable);
     case Test::quoted:
       return "holds " + character_name(*strpbrk(string, rule.argument)) +
-             ", which its file takes in double quotes around the whole value only";
+             ", which its file accepts only in double quotes around the whole value";
     case Test::starter:
       return "holds " + character_name(starter_refusal(string)) +
-             (starter_refusal(string) == '=' ? " outside of double quotes" : " without another one");
+             (starter_refusal(string) == '=' ? " outside of double quotes" : " without a closing one");
     case Test::without_string:
       return std::string("holds '").append(rule.argument).append("'").append(writable);
     case Test::not_first:
@@ -207,22 +206,22 @@ std::string flaw(const ValueRule &rule, const char *string) {
     case Test::not_last:
       return "ends with " + character_name(string[strlen(string) - 1]).append(writable);
     case Test::at_most:
-      return "has " + std::to_string(strlen(string)) + " bytes, and its reader takes " + std::to_string(rule.high);
+      return "has " + std::to_string(strlen(string)) + " bytes, and its reader accepts " + std::to_string(rule.high);
     default:
       return std::string("is not ").append(string_test(rule.test).expectation).append(rule.argument);
   }
 }
 
-// What to write instead of it.
+// What to write instead of such a string.
 std::string cure_of(const ValueRule &rule, const char *string) {
   switch (rule.test) {
     case Test::without:
     case Test::quoted:
-      return "take " + character_name(*strpbrk(string, rule.argument)) + " out";
+      return "remove " + character_name(*strpbrk(string, rule.argument));
     case Test::starter:
-      return "take " + character_name(starter_refusal(string)) + " out, or put the value in double quotes";
+      return "remove " + character_name(starter_refusal(string)) + ", or put the value in double quotes";
     case Test::without_string:
-      return std::string("take '").append(rule.argument).append("' out");
+      return std::string("remove '").append(rule.argument).append("'");
     case Test::not_first:
     case Test::not_last:
       return "begin and end with another character";
@@ -242,17 +241,17 @@ Rule broken_by(const ValueRule &rule, Rule broken) {
 }
 
 void report_string(const ConfigNode *node, const ValueRule &rule, const char *string, Rule broken) {
-  // A secret is not shown to people, and of several lines none says which string this is.
+  // Secrets are not shown to people, and strings of several lines are too long for a message.
   const bool hidden = node->key->secret || node->key->many_lines;
   const std::string shown = hidden ? "the value" : "'" + printable(string) + "'";
   find(node, broken_by(rule, broken), {shown + " " + flaw(rule, string), cure_of(rule, string)});
 }
 
-// A place in the form of a line: a path, and how the string there counts.
+// A field "{PATH}", "{PATH#COUNT}" or "{PATH+CHARACTERS}" in the form of a line, see `line`.
 struct Field {
   std::string path;
-  size_t more = 0;  // bytes for each element of an array
-  std::string doubled;
+  size_t more = 0;      // bytes besides each element of an array
+  std::string doubled;  // characters that take two bytes
 };
 
 Field read_field(std::string_view string) {
@@ -294,12 +293,12 @@ size_t line_size(const ConfigNode *entry, std::string_view form) {
   return size;
 }
 
-// Each check of a row tells whether the setting breaks it.
+// Each of the following checks returns true, and reports a finding, when the setting breaks the row.
 bool check_line(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   const size_t size = line_size(entry, rule.argument) + static_cast<size_t>(rule.low);
   if (size <= static_cast<size_t>(rule.high)) return false;
   find(entry, broken_by(rule, broken),
-       {"the line of these values has up to " + std::to_string(size) + " bytes, its reader takes " +
+       {"the line of these values has up to " + std::to_string(size) + " bytes, its reader accepts " +
             std::to_string(rule.high) + ": the rest would be a line of its own",
         "write shorter values"});
   return true;
@@ -339,7 +338,7 @@ bool is_unset(const char *string) {
   return string == nullptr || *string == '\0';
 }
 
-// Where words are listed for the key, they are the cure.
+// Lists the words of the key, if it has any.
 std::string cure_of_unset(const ConfigNode *entry, const ValueRule &rule) {
   const SchemaKey *key = schema_key_at(*entry->key, rule.path);
   const bool has_words = rule.test == Test::filled && key != nullptr && key->words != nullptr;
@@ -382,7 +381,7 @@ bool check_element(const ConfigNode *element, const ValueRule &row, Rule broken)
   const char *string = config_string_get(element);
   if (is_unset(string)) {
     if (rule.optional || rule.test >= Test::without) return false;
-    find(element, broken_by(rule, broken), {"the value is empty", "write a value or take it out"});
+    find(element, broken_by(rule, broken), {"the value is empty", "write a value or remove it"});
     return true;
   }
   if (passes(element, rule, string)) return false;

@@ -1,4 +1,4 @@
-// Rules about single settings: what a value must look like so that the daemon which gets it can use it.
+// Rules about single settings: the form that a value must have, so that the daemon that gets it can use it.
 #ifndef TESSERA_REFERENCE_CHECK_VALUES_H
 #define TESSERA_REFERENCE_CHECK_VALUES_H
 
@@ -13,7 +13,7 @@
 #include "util/strings.h"
 
 enum class Test : uint8_t {
-  end,           // closes a table
+  end,           // ends a table
   filled,        // any string but ""
   word,          // one of the words of `argument`
   number,        // an integer from `low` to `high`
@@ -30,8 +30,8 @@ enum class Test : uint8_t {
   hexadecimal,   // digits only
   server,        // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
   loose_server,  // the same, or a shorter form of an IPv4 address
-  entry,         // the key of an entry of the map that its own key names
-  pem,           // a PEM string whose label ends with `argument`; `low` is 1 where more may follow
+  entry,         // the key of an entry, in the map that the schema gives for the setting
+  pem,           // a PEM string whose label ends with `argument`; `low` is 1 when more may follow the END line
   // An empty string passes the tests from here on.
   without,         // free of the characters of `argument`
   quoted,          // free of them, or in double quotes as a whole
@@ -44,7 +44,7 @@ enum class Test : uint8_t {
   domain,          // names between "," or "/" that dnsmasq takes: ASCII, up to 63 bytes between dots
   colon_hex,       // no ":", or bytes in hexadecimal between those
   at_most,         // up to `high` bytes
-  line,            // the line that the entry makes has up to `high` bytes; `argument` is its form
+  line,            // the line made from the entry has up to `high` bytes; `argument` is its form
   strings,         // a list that holds at least one string, and no string that is ""
 };
 
@@ -56,14 +56,15 @@ struct ValueRule {
   const char *argument;
   int32_t low;
   int32_t high;
-  bool has_own = false;  // what breaks this row breaks the rule `own`, not that of its table
+  bool has_own = false;  // a setting that breaks this row breaks the rule `own`, not the rule of the table
   Rule own = Rule::unreadable;
 };
 
-// The longest lines that are read as one: what goes on behind that would be a line of its own, which may say anything.
+// The longest lines, in bytes, that the reader of each file reads as one. It reads the rest as a line of its own, which
+// a value could use to inject any setting.
 enum LongestLine : int32_t { dnsmasq_line = 1024, pam_line = 1023, radius_line = 1023, openvpn_line = 254 };
 
-// Words of ipsec.conf stand without quotes.
+// Characters that end a value without quotes in ipsec.conf.
 #define IPSEC_WORD_ENDS " \"#="
 
 constexpr ValueRule end_of_rules{nullptr, Test::end, false, "", 0, 0};
@@ -79,7 +80,7 @@ constexpr ValueRule one_of(const char *path, const char *words) {
 constexpr ValueRule range(const char *path, int32_t low, int32_t high) {
   return {path, Test::number, false, "", low, high};
 }
-// The range of the key itself.
+// The range that the schema gives for the key.
 constexpr ValueRule in_range(const char *path) {
   return rule(path, Test::in_range);
 }
@@ -89,9 +90,10 @@ constexpr ValueRule at_least(const char *path, int32_t low) {
 constexpr ValueRule at_most(const char *path, int32_t bytes) {
   return {path, Test::at_most, false, "", 0, bytes};
 }
-// "{PATH}" in the form stands for the string or integer there. Of an array, "{PATH#COUNT}" stands for the strings of
-// all elements and COUNT more bytes for each; characters behind a "+", as in "{PATH+]}", take two bytes. `more` bytes,
-// at most, come from elsewhere.
+// A line made from an entry, with at most `most` bytes. In `form`, "{PATH}" stands for the string or integer at the
+// path,
+// "{PATH#COUNT}" for all strings of an array and COUNT more bytes for each; in "{PATH+CHARACTERS}" each of the
+// characters takes two bytes. The line holds up to `more` bytes besides.
 constexpr ValueRule line(const char *form, LongestLine most, int32_t more = 0) {
   return {"", Test::line, false, form, more, most};
 }
@@ -103,47 +105,50 @@ constexpr ValueRule optional(ValueRule rule) {
   return rule;
 }
 
-// A row whose mistakes have other consequences than those of the others in its table.
+// A row that belongs to another rule than the rest of its table.
 constexpr ValueRule as(Rule own, ValueRule rule) {
   rule.has_own = true;
   rule.own = own;
   return rule;
 }
 
-// A string of several lines in the UCI file, where a value has one: these two characters stand for a line end there.
+// A string of several lines in the UCI file, where a value has only one line: `\n` stands for a line end there.
 constexpr ValueRule one_line(const char *path) {
   return rule(path, Test::without_string, "\\n");
 }
 
-// Reports every setting of `entry` that breaks a row of the table, as a finding of the rule `broken`. Of the rows about
-// one path the first that is broken counts.
+// Reports every setting of `entry` that breaks a row of the table, as a finding of the rule `broken`. If a setting
+// breaks several rows in succession, only the first one is reported. Here and below, end_of_rules ends a table of
+// rules.
 void check_rules(const ConfigNode *entry, const ValueRule *rules, Rule broken);
 
-// The rows that go with the string at `path`; a string that no row names has none.
+// Rules that apply when a setting is this string.
 struct Variant {
   const char *string;  // null ends a table
   const ValueRule *rules;
 };
+
+// Checks `entry` with the rules of the variant for the string at `path`; with none when there is no such variant.
 void check_variants(const ConfigNode *entry, const char *path, const Variant *variants, Rule broken);
 
-// The same rows for each element of the array of objects, or each entry of the map, at `path`.
+// Checks each element of the array of objects, or each entry of the map, at `path`.
 void check_each(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
 
-// The rows for each string of the array at `path`, of which the first that is broken counts; their own path is not
-// used.
+// Checks each string of the array at `path`, and reports the first row that it breaks. The paths in the rows are
+// ignored.
 void check_strings(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
 
-// Reports that the value at `path` is not set, or empty.
+// Reports that the value at `path` is not set or empty, at the nearest node above it that is written.
 void find_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure);
 
-// Of the paths in the list, which null ends, those that the entry does not hold, and with `or_empty` also those that
-// are
-// "" there: with commas between them and "is" or "are" behind; "" when there is none.
+// The paths, of a list ended by null, at which the entry has no value; with `or_empty` also those where it has "". They
+// are joined by ", " and followed by " is" or " are". "" when there are none.
 std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty);
 
 // True for a string without colons, and for bytes in hexadecimal with colons between them.
 bool is_colon_hex(std::string_view string);
 
+// True when the value at `path` is that string; a missing string reads as "".
 bool string_equals(const ConfigNode *entry, const char *path, const char *string);
 
 template <typename Visit>

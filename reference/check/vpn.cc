@@ -1,4 +1,4 @@
-// OpenVPN, L2TP, dial-in and mobile networks.
+// OpenVPN, mobile networks (NEMO), L2TP and PPP dial-in.
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -12,12 +12,12 @@
 
 namespace {
 
-// A tag in a string inside of such tags ends it: what follows would be options.
-constexpr ValueRule inline_text(const char *path, const char *tag) {
+// A closing tag inside the value would end it, and OpenVPN would read the rest as options.
+constexpr ValueRule without_tag(const char *path, const char *tag) {
   return rule(path, Test::without_string, tag);
 }
 constexpr char openvpn_word_ends[] = " \"'\\#;";
-// Lines of the file with the account; not every build of the daemon takes more.
+// The longest line, in bytes, that every build of OpenVPN accepts in the file with user name and password.
 constexpr int32_t openvpn_account_line = 127;
 
 constexpr ValueRule client_account_rules[] = {at_most("username", openvpn_account_line),
@@ -32,11 +32,11 @@ constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
                                       as(Rule::openvpn_effect, in_range("port")),
                                       line("remote {server} {port}", openvpn_line),
                                       rule("cacert", Test::filled),
-                                      inline_text("cacert", "</ca>"),
+                                      without_tag("cacert", "</ca>"),
                                       rule("cacert", Test::pem, "CERTIFICATE"),
-                                      inline_text("public_cert", "</cert>"),
+                                      without_tag("public_cert", "</cert>"),
                                       optional(rule("public_cert", Test::pem, "CERTIFICATE")),
-                                      inline_text("private_key", "</key>"),
+                                      without_tag("private_key", "</key>"),
                                       optional(rule("private_key", Test::pem, "PRIVATE KEY")),
                                       end_of_rules};
 constexpr ValueRule client_pair_rules[] = {rule("public_cert", Test::filled), rule("private_key", Test::filled),
@@ -47,7 +47,7 @@ void check_openvpn_client(const ConfigNode *client) {
   const bool uploaded = config_get_bool(client, "use_file");
   check_rules(client, uploaded ? client_file_rules : client_rules, Rule::openvpn_value);
   check_rules(client, client_account_rules, Rule::openvpn_effect);
-  // One without the other is left out of the file.
+  // The mapper writes both or neither.
   if (!uploaded && string_equals(client, "public_cert", "") != string_equals(client, "private_key", ""))
     check_rules(client, client_pair_rules, Rule::openvpn_effect);
 }
@@ -61,25 +61,25 @@ constexpr ValueRule protocol_rules[] = {
 constexpr ValueRule server_pool_rules[] = {
     as(Rule::openvpn_effect, rule("server_address", Test::ipv4_network)), range("server_first_ip", -1, 254),
     as(Rule::openvpn_effect, in_range("server_first_ip")), in_range("server_last_ip"), end_of_rules};
-// The first address is that of the other end.
+// With tun, server_first_ip is the address of the other end.
 constexpr ValueRule tun_pool_rules[] = {as(Rule::openvpn_effect, rule("server_address", Test::ipv4_network)),
                                         in_range("server_first_ip"), in_range("server_last_ip"), end_of_rules};
-constexpr ValueRule server_key_rules[] = {inline_text("cacert", "</ca>"),
+constexpr ValueRule server_key_rules[] = {without_tag("cacert", "</ca>"),
                                           rule("cacert", Test::pem, "CERTIFICATE"),
-                                          inline_text("server_cert", "</cert>"),
+                                          without_tag("server_cert", "</cert>"),
                                           rule("server_cert", Test::pem, "CERTIFICATE"),
-                                          inline_text("server_key", "</key>"),
+                                          without_tag("server_key", "</key>"),
                                           rule("server_key", Test::pem, "PRIVATE KEY"),
-                                          inline_text("diffie", "</dh>"),
+                                          without_tag("diffie", "</dh>"),
                                           rule("diffie", Test::pem, "DH PARAMETERS"),
                                           end_of_rules};
 
-// An address that does not parse makes lines that do not either; one without a prefix length is read.
+// OpenVPN refuses the lines made from a malformed address, and accepts those of an address without a prefix length.
 void check_server_address(const ConfigNode *server) {
   const std::string_view string = config_get_string(server, "server_address");
   if (!ipv4_address(string.substr(0, string.find('/'))).has_value()) {
     find(config_nearest(server, "server_address"), Rule::openvpn_value,
-         {string.empty() ? "server_address is not set" : "'" + printable(string) + "' is no IPv4 address",
+         {string.empty() ? "server_address is not set" : "'" + printable(string) + "' is not an IPv4 address",
           "write an address with a prefix length such as 10.8.0.1/24"});
     return;
   }

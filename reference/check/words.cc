@@ -1,4 +1,4 @@
-// Strings that are none of the words listed for their key.
+// Strings that are not among the words listed for their key.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -16,7 +16,7 @@ namespace {
 
 using Paths = std::unordered_set<std::string>;
 
-// The listed word that is closest to a misspelt one; "" when none is close.
+// The listed word that is closest to a misspelt string; "" when none is close.
 std::string closest_word(const char *words, const char *string, size_t length) {
   std::string closest;
   unsigned least = 3;
@@ -51,7 +51,7 @@ void check_word(const ConfigNode *node, const Paths &found) {
   if (found.count(path.get()) == 0) report_word(node, key, string);
 }
 
-// True for what has a switch, and is off.
+// True for an object that has a key `enable` and is not enabled.
 bool is_off(const ConfigNode *node) {
   return node->kind == Kind::object && schema_member(*node->key, "enable") != nullptr &&
          !config_get_bool(node, "enable");
