@@ -48,7 +48,7 @@ OUTPUT
 
 # Grades, several files, standard input and pipes.
 printf '{"system": {"nam": "x"}}\n' >"$work/odd.json"
-odd='warning[unknown-key]: system.nam: unknown key, did you mean '"'name'"'?; it has no effect; correct its name, move it to its place or take it out'
+odd='warning[unknown-key]: system.nam: unknown key, did you mean '"'name'"'?; it has no effect; correct its name, move it to its place or remove it'
 expect 0 '' check "$work/odd.json" <<OUTPUT
 $work/odd.json:1:13: $odd
 OUTPUT
@@ -99,7 +99,7 @@ escape=$(printf '\033')
 
 # The manual page lists the rules of the program.
 "$program" check --rules >"$work/out"
-sed '1,/What check --rules prints/d; /to here/,$d' ../../doc/tessera-config.8 | sed '1d; $d' | diff -u - "$work/out" ||
+sed '1,/From here on, the output of check --rules/d; /to here/,$d' ../../doc/tessera-config.8 | sed '1d; $d' | diff -u - "$work/out" ||
   { echo "tessera-config(8) lists other rules"; failed=1; }
 
 # A run logs a hundred findings of a kind, and how many more there are.
