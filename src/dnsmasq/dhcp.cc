@@ -15,7 +15,7 @@ namespace {
 
 const int32_t minimum_lease_seconds = 120;
 
-// Codes of DHCP options that dnsmasq has no name for, or that are written by number.
+// Codes of DHCP options that are written by number.
 const int option_router = 3;
 const int option_tftp_server = 66;
 
@@ -37,7 +37,7 @@ void write_header(FILE *file, const char *name) {
   fprintf(file, "\n# network interface '%s' configurations\n", name);
 }
 
-// The string up to the last `separator`; all of it when there is none.
+// The string up to the last `separator`, or all of it when there is none.
 std::string_view head_of(std::string_view string, char separator) {
   return string.substr(0, string.rfind(separator));
 }
@@ -47,8 +47,8 @@ void write_relays(FILE *file, const ConfigNode *config, const std::string &addre
     fprintf(file, "dhcp-relay=%s,%s\n", address.c_str(), string_at(relay, "address"));
 }
 
-// One bound of the lease range. A bound without a dot is only the last part of an address: the head of the other bound
-// precedes it, or the interface's own network when neither holds a dot.
+// One bound of the lease range, as an address. A bound without a dot is the last part of an address. The first parts
+// come from the other bound, or from the interface's own network when neither bound has a dot.
 std::string range_bound(std::string_view bound, std::string_view other, std::string_view network) {
   if (bound.find('.') != bound.npos) return std::string(bound);
   std::string whole(other.find('.') != other.npos ? head_of(other, '.') : network);
@@ -63,7 +63,7 @@ void write_range(FILE *file, const char *name, const ConfigNode *server, std::st
           range_bound(end, start, network).c_str(), std::max(seconds, minimum_lease_seconds));
 }
 
-// ",ADDRESS" of one server: the router itself, a configured one, or nothing.
+// ",ADDRESS" of one server: 0.0.0.0 for the router itself, or the configured address; "" for no server.
 std::string server_address(const ConfigNode *advanced, const char *key, const char *custom_key) {
   const char *choice = config_get_string(advanced, key);
   if (equals(choice, "auto")) return ",0.0.0.0";
@@ -79,7 +79,7 @@ struct ServerOptionRow {
   const char *secondary;
   const char *secondary_custom;
   const char *comment;
-  bool may_be_left_out;  // when both servers are "none"
+  bool may_be_left_out;  // no line when both servers are "none"
 };
 
 const ServerOptionRow server_options[] = {
@@ -123,7 +123,7 @@ std::string hex_pairs(std::string_view digits) {
   return pairs;
 }
 
-// The suffix by which dnsmasq knows how wide a number is.
+// The suffix that gives dnsmasq the width of a number.
 const char *width_suffix(const char *datatype) {
   if (equals(datatype, "1byte")) return "b";
   if (equals(datatype, "2byte")) return "s";
@@ -206,7 +206,8 @@ void write_server_section(FILE *file, const char *name, const ConfigNode *config
   if (config_get_bool(advanced, "bootp_dynamic")) fprintf(file, "bootp-dynamic=%s\n", name);
 }
 
-// The prefix that the router was delegated: clients configure themselves, the server only answers their questions.
+// Announces the prefix that was delegated to the router. Clients make their own addresses, and the server only answers
+// their queries for other settings.
 void write_delegated_prefix(FILE *file, const NetworkNode *node) {
   if (!config_get_bool(network_config(node), "dhcpv6_server.enable")) return;
   const NetworkNode *device = device_of(node);

@@ -1,4 +1,5 @@
-// Writes the configuration of the DNS forwarder and DHCP server, and the host-name sniffer's list of domains.
+// Writes the configuration of dnsmasq (DNS forwarder and DHCP server), and the list of domains for the host-name
+// sniffer.
 #include "dnsmasq/dnsmasq.h"
 
 #include <cerrno>
@@ -20,7 +21,7 @@ const char sniffer_path[] = "/var/run/hostnamesniffer.cfg";
 const char web_filter_id_path[] = "/etc/config/web-filter-id";
 const size_t web_filter_id_length = 16;
 
-// The fixed host names of the built-in speed test, and its sets: above every number that a policy route can have.
+// The host names of the built-in speed test, and the numbers of its sets, which lie above those of policy routes.
 const char *const speedtest_hosts[] = {"speedtest-1.tessera.example", "speedtest-2.tessera.example"};
 const int speedtest_set4 = 200;
 const int speedtest_set6 = 201;
@@ -51,7 +52,7 @@ void write_dns_options(FILE *file, const ConfigNode *dns) {
   if (config_get_bool(dns, "rebind_localhost_ok")) fprintf(file, "rebind-localhost-ok\n");
 }
 
-// The identity under which the web filter's cloud knows this device; the service stores it once it has registered.
+// Writes the ID of this device in the cloud of the web filter. Another service stores it after it has registered.
 void write_web_filter_identity(FILE *file, const ConfigNode *root) {
   if (!web_filter_enabled(root)) return;
   if (!equals(config_get_string(root, "firewall.web_filter.service"), "umbrella")) return;
@@ -92,8 +93,8 @@ void write_interfaces(FILE *file) {
     dnsmasq_walk_interface(file, interface);
 }
 
-// One domain-based policy route: the forwarder fills the sets of this index from its answers, the sniffer from the host
-// names it sees. `sniffer` is null when its file could not be opened.
+// Writes one policy route by domain. dnsmasq fills the sets of this index from its answers, the sniffer from the host
+// names that it sees. `sniffer` is null when its file could not be opened.
 void write_policy_route(FILE *file, FILE *sniffer, const ConfigNode *policy, int index) {
   fprintf(file, "ipset=");
   const char *separator = "";
@@ -116,7 +117,7 @@ void write_policy_route(FILE *file, FILE *sniffer, const ConfigNode *policy, int
   if (sniffer != nullptr) fprintf(sniffer, " %d %d\n", family, index);
 }
 
-// Every element counts for the index, written or not: the packet filter numbers the sets by position.
+// The index counts every element, written or not, because the packet filter numbers the sets by position.
 void write_policy_routes(FILE *file, FILE *sniffer, const ConfigNode *root) {
   if (!config_object_has_key(root, "network", "route") || !config_object_has_key(root, "network.route", "policy"))
     return;
@@ -138,7 +139,7 @@ void write_speedtest(FILE *file, FILE *sniffer) {
   fprintf(sniffer, "%s,%s 6 %d\n", speedtest_hosts[0], speedtest_hosts[1], speedtest_set6);
 }
 
-// The exit status does not report an incomplete file, so a message does.
+// Closes the file. A message reports an incomplete file, as the exit status does not.
 void finish(OwnedStream stream, const char *path) {
   if (!close_output(std::move(stream))) log_error("error writing %s: %s", path, strerror(errno));
 }
@@ -173,7 +174,7 @@ void write_files(FILE *file, const ConfigNode *root) {
 }  // namespace
 
 int32_t map_dnsmasq(const ConfigNode *root, int32_t, char **) {
-  // The daemon and the sniffer drop their privileges before they read their files again, and neither holds a secret.
+  // dnsmasq and the sniffer drop their privileges before they read their files again. The files hold no secrets.
   OwnedStream conf = open_output(conf_path, public_mode);
   if (conf == nullptr) return 1;
 

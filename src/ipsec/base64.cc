@@ -36,7 +36,7 @@ bool load(Crypto &crypto) {
          find(library, "BIO_free_all", crypto.bio_free_all);
 }
 
-// Null when there is no usable libcrypto.
+// Loads libcrypto at the first call. Null when it is missing or lacks a function.
 const Crypto *libcrypto() {
   static Crypto crypto;
   static std::optional<bool> loaded;  // unset before the first call

@@ -1,6 +1,6 @@
 // Secrets in the base64 notation of the IKE daemon.
 //
-// The encoder is libcrypto's. It is loaded at the first call: a run that has nothing to encode does not pay for it.
+// libcrypto encodes them. It is loaded at the first call, so that a run without secrets is not slowed down.
 #ifndef TESSERA_IPSEC_BASE64_H
 #define TESSERA_IPSEC_BASE64_H
 
@@ -19,10 +19,10 @@ struct WipeString {
 };
 using SecretString = std::unique_ptr<char, WipeString>;
 
-// Standard base64 of `length` bytes, padded, on one line. Null when the encoder is not available or fails.
+// Encodes `length` bytes as padded standard base64 on one line. Null when libcrypto is missing or fails.
 SecretString base64_encode(const void *bytes, int32_t length);
 
-// The string marked as base64 for the daemon: "0s" and its encoding. Null for null and when encoding fails.
+// "0s", which marks base64 for the daemon, followed by the encoded string. Null for null and when encoding fails.
 SecretString base64_secret(const char *string);
 
 #endif

@@ -1,4 +1,4 @@
-// The connection file of a tunnel: one section per traffic policy.
+// Writes the connection file of a tunnel: one section for each traffic policy.
 #include <algorithm>
 #include <span>
 
@@ -9,9 +9,9 @@
 
 namespace {
 
-constexpr double margin_share = 0.25;  // of the shorter lifetime, in place of a margin that is too long
+constexpr double margin_share = 0.25;  // of the shorter lifetime, replaces a margin that is too long
 
-// A configured word and what the daemon calls it.
+// A configured word and the daemon's word for it.
 struct WordRow {
   const char *word;
   const char *value;
@@ -33,7 +33,7 @@ struct Lifetimes {
   int32_t margin;
 };
 
-// What the writers of one section share.
+// The data of one section, for its writers.
 struct Section {
   FILE *out;
   const ConfigNode *config;
@@ -138,7 +138,8 @@ void write_exchange(const Section &section) {
           section.lifetimes.phase2, section.lifetimes.margin);
 }
 
-// The strict proposals of one phase. Without any the daemon's own defaults hold, which FIPS 140 rules out.
+// Writes the proposals of one phase; "!" forbids all others. Without proposals the daemon uses its defaults, which FIPS
+// 140 does not allow. False, after a message, when the tunnel must be skipped.
 bool write_proposals(const Section &section, int phase, const char *keyword) {
   std::string list = proposal_list(section.config, phase);
   if (!list.empty()) {
@@ -162,7 +163,7 @@ OwnedString interface_fact(const char *interface, const char *family, const char
   return OwnedString(runt_get_string_pathf("network.interface.%s.%s.%s", interface, family, fact));
 }
 
-// The local subnet that the policy asks for; "" when it is not known now.
+// The local subnet of the policy; "" when it is not known at present.
 std::string find_local_subnet(const ConfigNode *policy, bool is_ipv6) {
   const char *family = is_ipv6 ? "ipv6" : "ipv4";
   const char *type = string_at(policy, "local.type");
@@ -199,7 +200,7 @@ bool write_subnets(Section &section) {
   return true;
 }
 
-// What the daemon runs when the connection comes up or goes down.
+// Writes the command that the daemon runs when the connection comes up or goes down.
 void write_updown(const Section &section) {
   const TunnelContext &tunnel = section.tunnel;
   fprintf(section.out, "\tleftupdown=\"/bin/ipsec-updown.sh");

@@ -1,4 +1,4 @@
-// The secrets file of a tunnel, its keys, certificates and revocation lists, and the name of the peer's authority.
+// Writes the secrets file, keys, certificates and revocation lists of a tunnel, and finds the name of the peer's CA.
 #include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,17 +19,17 @@ namespace {
 const char certificate_end[] = "-----END CERTIFICATE-----";
 constexpr size_t certificate_end_length = sizeof certificate_end - 1;
 
-// The state of numbering the links to a SCEP client's authorities.
+// The state of link_scep_ca: the links to the CA certificates of a SCEP client are numbered.
 struct ScepCaLinkState {
   int next_number;
   const char *tunnel_name;
   bool failed;
 };
 
-// Handles one match; false ends the walk.
+// Handles one matching path. False ends glob_foreach.
 using GlobCallback = bool(const char *path, void *state);
 
-// Calls `callback` for each path that matches, in sorted order. A null pattern matches nothing.
+// Calls `callback` for each path that matches the pattern, in sorted order. A null pattern matches nothing.
 void glob_foreach(const char *pattern, GlobCallback *callback, void *state) {
   if (pattern == nullptr) return;
   glob_t matches = {};
@@ -38,7 +38,7 @@ void glob_foreach(const char *pattern, GlobCallback *callback, void *state) {
   globfree(&matches);
 }
 
-// The GlobCallback that links one file of authorities under the next number.
+// The GlobCallback that links one file of CA certificates under the next number.
 bool link_scep_ca(const char *path, void *state) {
   auto *links = static_cast<ScepCaLinkState *>(state);
   std::string link = format(IPSEC_STAGING_TREE "/cacerts/%s.%d.cacert", links->tunnel_name, links->next_number++);
@@ -58,8 +58,9 @@ bool link_scep_file(const std::string &link, const char *client, const char *fil
   return is_there(target.c_str()) && stage_link(link.c_str(), target.c_str());
 }
 
-// Links the authorities of the SCEP client: all in one file, or one per numbered file. False when there are none.
-bool link_scep_authorities(const TunnelContext &tunnel, const char *client) {
+// Links the CA certificates of the SCEP client: one file with all of them, or numbered files with one each. False when
+// there is no file or a link cannot be made.
+bool link_scep_cas(const TunnelContext &tunnel, const char *client) {
   if (!is_path_component(client)) return false;
   const char *file = "scep_peer_ca.pem";
   if (is_there(scep_path(client, file).c_str()))
@@ -69,7 +70,7 @@ bool link_scep_authorities(const TunnelContext &tunnel, const char *client) {
   return !state.failed && state.next_number > 0;
 }
 
-// Logs one reason against the tunnel; it is skipped once all reasons are known.
+// Logs a missing file. The tunnel is skipped after all its missing files have been logged.
 void miss_scep(TunnelContext &tunnel, const char *what) {
   log_error("%s not available for tunnel %s through SCEP", what, tunnel.name);
   tunnel.credentials_ok = false;
@@ -79,7 +80,7 @@ bool place_scep_certificates(const ConfigNode *config, TunnelContext &tunnel) {
   const char *client = string_at(config, "auth.scep_client");
   if (!link_scep_file(format(IPSEC_STAGING_TREE "/certs/%s.cert", tunnel.name), client, "scep_cert.pem"))
     miss_scep(tunnel, "Certificate");
-  if (!link_scep_authorities(tunnel, client)) miss_scep(tunnel, "CA");
+  if (!link_scep_cas(tunnel, client)) miss_scep(tunnel, "CA");
   std::string crl_enable = format("network.scep_client.%s.crl.enable", client);
   if (config_get_bool(config_node_get_root(config), crl_enable.c_str()) &&
       !link_scep_file(format(IPSEC_STAGING_TREE "/crls/%s.crl", tunnel.name), client, "scep_crl.pem")) {
@@ -89,20 +90,15 @@ bool place_scep_certificates(const ConfigNode *config, TunnelContext &tunnel) {
   return true;
 }
 
-// Takes the result of writing a file of the tunnel; logs a failure against the tunnel.
-bool placed(TunnelContext &tunnel, const std::string &path, bool written) {
-  if (written) return true;
+// Writes a configured string to a file of the tunnel. Logs a failure; the tunnel is then skipped.
+bool place_file(TunnelContext &tunnel, const std::string &path, const char *content) {
+  if (stage_file(path.c_str(), content)) return true;
   log_error("error writing %s of tunnel '%s': %s. Skipping tunnel", path.c_str(), tunnel.name, strerror(errno));
   tunnel.credentials_ok = false;
   return false;
 }
 
-// Writes a configured string to a file of the tunnel.
-bool place_file(TunnelContext &tunnel, const std::string &path, const char *content) {
-  return placed(tunnel, path, stage_file(path.c_str(), content));
-}
-
-// One file per certificate: the daemon reads no more than the first of a file.
+// Writes one file for each certificate, because the daemon reads only the first certificate of a file.
 void place_ca_chain(TunnelContext &tunnel, const char *chain) {
   const char *start = chain;
   int number = 0;
@@ -141,9 +137,9 @@ void place_private_key(const ConfigNode *config, TunnelContext &tunnel) {
   }
 }
 
-// Has openssl compute the public key from the private key.
+// Runs openssl to derive the public key from the private key.
 void derive_public_key(TunnelContext &tunnel, const std::string &path, const char *passphrase) {
-  // The file is created first, as openssl would give it a mode of its own; it is removed when it stays empty.
+  // Create the file first, because openssl would give it another mode. It is removed if it stays empty.
   if (!place_file(tunnel, path, "")) return;
   SecretString source;
   if (is_set(passphrase)) {
@@ -152,12 +148,12 @@ void derive_public_key(TunnelContext &tunnel, const std::string &path, const cha
     source.reset(argument);
   }
   std::string key = private_key_path(tunnel);
-  // Without a passphrase the list of arguments ends before "-passin".
+  // Without a passphrase, a null pointer in place of "-passin" ends the arguments.
   pid_t child = _process_exec_fd(-1, -1, -1, -1, "openssl", "rsa", "-in", key.c_str(), "-pubout", "-out", path.c_str(),
                                  source != nullptr ? "-passin" : nullptr, source.get(), nullptr);
   int status = process_wait(child);
-  struct stat made;
-  if (stat(path.c_str(), &made) == 0 && made.st_size == 0) unlink(path.c_str());
+  struct stat file;
+  if (stat(path.c_str(), &file) == 0 && file.st_size == 0) unlink(path.c_str());
   if (status == 0) return;
   log_error("public key generation failed for tunnel '%s' (exit %d)", tunnel.name, status);
   tunnel.credentials_ok = false;
@@ -175,13 +171,13 @@ void place_rsa_public_keys(const ConfigNode *config, TunnelContext &tunnel, cons
              string_at(config, "auth.peer_public_key"));
 }
 
-// One line for the tunnel's private key; an empty selector or passphrase is left out with its space.
+// Writes one line for the tunnel's private key. An empty selector or passphrase is left out together with its space.
 void write_rsa_line(FILE *out, const TunnelContext &tunnel, const std::string &remote, const char *passphrase) {
   fprintf(out, "%s%s%s : RSA \"%s.rsa\"%s%s\n", tunnel.secret_local.c_str(), remote.empty() ? "" : " ", remote.c_str(),
           tunnel.name, is_set(passphrase) ? " " : "", passphrase);
 }
 
-// The peers that secrets are for: each by its identity, or all by the remote selector.
+// The selectors of peers for their secrets: their identities, or the remote selector for all.
 std::vector<std::string> secret_peers(const ConfigNode *config, const TunnelContext &tunnel) {
   std::optional<std::string> peers = find_peer_ids(config, tunnel.secret_remote, nullptr);
   return peers ? split_peer_ids(*peers) : std::vector{tunnel.secret_remote};
@@ -207,7 +203,7 @@ bool write_key_secrets(FILE *out, const ConfigNode *config, TunnelContext &tunne
   return tunnel.credentials_ok;
 }
 
-// The base64 of a configured secret; null after its message.
+// A configured secret in base64. Null, after a message, when it cannot be encoded.
 SecretString encoded_secret(const ConfigNode *config, const char *key, const TunnelContext &tunnel) {
   const char *secret = string_at(config, key);
   SecretString encoded = base64_encode(secret, static_cast<int32_t>(strlen(secret)));
@@ -222,8 +218,7 @@ bool write_shared_secret(FILE *out, const ConfigNode *config, const TunnelContex
   return true;
 }
 
-// Each end proves itself with a secret of its own: the line of a selector holds the secret that it asks of the other
-// end.
+// Each end has its own secret. The line of a selector holds the secret that this end expects from the other end.
 bool write_asymmetric_secrets(FILE *out, const ConfigNode *config, const TunnelContext &tunnel) {
   SecretString remote = encoded_secret(config, "auth.remote_secret", tunnel);
   SecretString local = remote != nullptr ? encoded_secret(config, "auth.local_secret", tunnel) : nullptr;

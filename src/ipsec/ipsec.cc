@@ -1,5 +1,6 @@
-// The IKE daemon's configuration: two main files that include, per tunnel, a connection file and a secrets file out of
-// a tree that is built aside and swapped into place at the end.
+// Writes the IKE daemon's configuration: two main files, and a tree with the files of all tunnels. For each tunnel the
+// main files include a connection file and a secrets file of the tree. The tree is built under another name and
+// replaces the old one at the end.
 #include <cerrno>
 #include <cstring>
 
@@ -17,7 +18,7 @@ namespace {
 const char main_conf_path[] = "/var/run/ipsec.conf";
 const char main_secrets_path[] = "/var/run/ipsec.secrets";
 
-// Writes the connection file of the tunnel and leaves it behind complete or not at all.
+// Writes the connection file of the tunnel. False, after a message, when it is incomplete; the caller removes it then.
 bool write_connection_file(const IpsecRun &run, const ConfigNode *config, TunnelContext &tunnel) {
   tunnel.conf_path = format(IPSEC_STAGING_TREE "/conf/%s.conf", tunnel.name);
   OwnedStream out = stage_stream(tunnel.conf_path.c_str());
@@ -31,7 +32,7 @@ bool write_connection_file(const IpsecRun &run, const ConfigNode *config, Tunnel
   return false;
 }
 
-// Writes all files of one tunnel; true when they are complete.
+// Writes all files of one tunnel. True when they are complete; otherwise removes the connection file.
 bool write_tunnel_files(IpsecRun &run, const ConfigNode *config, TunnelContext &tunnel) {
   bool complete = resolve_endpoints(run, config, tunnel) && write_credentials(config, tunnel) &&
                   find_peer_ca(config, tunnel) && write_connection_file(run, config, tunnel);
@@ -39,7 +40,7 @@ bool write_tunnel_files(IpsecRun &run, const ConfigNode *config, TunnelContext &
   return complete;
 }
 
-// Writes one tunnel, and its lines in the main files; true when it is complete.
+// Writes the files of one tunnel and its lines in the main files. False for a tunnel that is skipped or not wanted.
 bool write_tunnel(IpsecRun &run, const ConfigNode *config, int32_t index, FILE *conf, FILE *secrets) {
   TunnelContext tunnel;
   tunnel.name = or_empty(config_key(config));

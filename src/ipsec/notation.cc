@@ -10,7 +10,7 @@
 
 namespace {
 
-// An identity kind whose value the configuration holds.
+// A type of identity whose value comes from the configuration.
 struct IdentityRow {
   const char *type;
   const char *key;
@@ -22,14 +22,15 @@ const IdentityRow configured_identities[] = {
     {"fqdn", "id.fqdn_id", "fqdn:"}, {"keyid", "id.keyid_id", "keyid:"},
 };
 
-// An identity kind whose value is a fact about this device.
+// A type of identity whose value is a fact about this device.
 struct FactRow {
   const char *type;
   const char *key;
 };
 const FactRow fact_identities[] = {{"mac_address", "system.mac"}, {"serial_number", "system.serial"}};
 
-// The value without the "@[" and "]" around it, with which users may have written it for the daemon.
+// The value without "@[" and the last character, if it starts with "@[": users may have put it in "@[" and "]" for the
+// daemon.
 std::string bare_value(const char *value) {
   if (strncmp(value, "@[", 2) != 0) return value;
   std::string bare = value + 2;
@@ -50,7 +51,7 @@ const char *hostname_key(bool is_ipv6) {
   return is_ipv6 ? "hostname6" : "hostname";
 }
 
-// The peer's host name of the family; null for a peer that has none.
+// The peer's host name for the family; null for a peer without one.
 const char *peer_hostname(const ConfigNode *peer, bool is_ipv6) {
   return config_string_get(config_object_get(peer, hostname_key(is_ipv6)));
 }
@@ -63,11 +64,11 @@ struct Peers {
   bool is_ipv6;
 };
 
-// What a list of peer identities holds for one peer.
+// One peer in a list of peer identities.
 struct PeerItem {
-  bool is_listed;
-  std::string identity;
-  bool is_own;  // not the fallback, nor empty
+  bool is_listed;        // false: the list has no item for this peer
+  std::string identity;  // "" for a peer without any
+  bool is_own;           // false for the fallback and for ""
 };
 
 PeerItem peer_item(const Peers &peers, const ConfigNode *peer, const std::string &fallback) {
@@ -114,7 +115,7 @@ std::string remote_host_list(const ConfigNode *tunnel, const char *skip_host, bo
   const ConfigNode *peers = config_array(tunnel, "remote.peers");
   size_t count = config_array_count(peers);
   std::string hosts;
-  const char *separator = "";  // a host name may be empty, so the list does not show whether it is the first
+  const char *separator = "";  // not derived from `hosts`, as the first host name may be empty
   for (const ConfigNode *peer : elements(peers)) {
     const char *name = peer_hostname(peer, is_ipv6);
     if (name == nullptr || peer_is_skipped(peer, count, skip_host, is_ipv6)) continue;
@@ -179,7 +180,7 @@ NhrpNetworks::NhrpNetworks(const ConfigNode *root) {
 
 bool tunnel_managed_by_nhrp(const NhrpNetworks &networks, const char *tunnel_name) {
   if (tunnel_name == nullptr) return false;
-  // The tails that begin with the name are the first ones that do not sort before it.
+  // In sorted order, the tails that begin with the name come first among those that are not less than the name.
   auto tail = std::lower_bound(
       networks.tails.begin(), networks.tails.end(), tunnel_name,
       [&networks](const char *each, const char *name) { return strncmp(each, name, networks.longest_name) < 0; });

@@ -41,7 +41,7 @@ std::string proposal_list(const ConfigNode *tunnel, int phase) {
     if (fips_mode && !fips_accepts(cipher, hash, dh_group)) continue;
     if (!list.empty()) list += ',';
     list.append(cipher).append("-").append(hash);
-    // Phase 2 may do without a key exchange of its own.
+    // Phase 2 needs no key exchange of its own.
     if (phase == 1 || !equals(dh_group, "none")) list.append("-").append(dh_group);
   }
   return list;

@@ -6,10 +6,10 @@
 
 #include "platform/config.h"
 
-// Whether FIPS 140 allows all three algorithms. Logs one message for each that it does not allow.
+// True when FIPS 140 allows all three algorithms. Logs one message for each that it does not allow.
 bool fips_accepts(const char *cipher, const char *hash, const char *dh_group);
 
-// The usable proposals of phase 1 or 2, joined with ","; "" when there is none.
+// The proposals of phase 1 or 2, joined with ","; "" when there are none. In fips_mode only those that FIPS 140 allows.
 std::string proposal_list(const ConfigNode *tunnel, int phase);
 
 #endif

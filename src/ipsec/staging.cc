@@ -28,14 +28,14 @@ const char *const staging_directories[] = {
     IPSEC_STAGING_TREE "/crls",
 };
 
-// Whether a directory, and no link to one, is at `path`.
+// True for a directory, false for a link to one.
 bool is_directory(const char *path) {
   struct stat status;
   return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// Removes the files that an interrupted run has left in a directory: secrets of tunnels that are gone must not come
-// into use with those of this run.
+// Removes files that an interrupted run has left in a directory: the secrets of removed tunnels must not come into use
+// together with the files of this run.
 void remove_leftovers(const char *path) {
   DIR *directory = opendir(path);
   if (directory == nullptr) return;
@@ -44,7 +44,7 @@ void remove_leftovers(const char *path) {
   closedir(directory);
 }
 
-// Uses a directory that exists, without its files; removes anything else.
+// Creates a directory, or empties one that exists. Replaces a file or link at this path.
 void ensure_directory(const char *path) {
   if (create_directory(path, directory_mode) || errno != EEXIST) return;
   if (is_directory(path))
@@ -54,13 +54,13 @@ void ensure_directory(const char *path) {
 }
 
 void remove_replaced_tree() {
-  // The shell must not inherit what this run, or its caller, has open.
+  // The shell must not inherit files that this run or its caller has open.
   syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC);
   int status = system("rm -rf " IPSEC_REPLACED_TREE);
-  static_cast<void>(status);  // a leftover of the old tree does no harm
+  static_cast<void>(status);  // what is left of the old tree does no harm
 }
 
-// Removes what is at `path`, if anything is.
+// Removes the file or link at `path`, if there is one. False when that fails.
 bool clear_path(const char *path) {
   return unlink(path) == 0 || errno == ENOENT;
 }
@@ -74,7 +74,7 @@ void create_staging_tree() {
 void swap_staging_tree() {
   bool moved = rename(IPSEC_TREE, IPSEC_REPLACED_TREE) == 0;
   if (!moved && errno != ENOENT) {
-    // A run that was interrupted at its very end left the tree that it had replaced.
+    // A run that was interrupted at its end has left the tree that it had replaced.
     remove_replaced_tree();
     moved = rename(IPSEC_TREE, IPSEC_REPLACED_TREE) == 0;
   }

@@ -1,7 +1,7 @@
-// The tree of daemon files in the making. It takes the place of the tree in use when the run is over.
+// The staging tree: files for the daemon are written into it, and it replaces the tree in use at the end of the run.
 //
-// An interrupted run may have left a tree behind. Its directories are used again, and nothing is ever written through
-// what they hold: a leftover link would lead into the files of another service.
+// An interrupted run may have left a staging tree. Its directories are used again, but its files and links are removed:
+// a write through a link could reach files of another service.
 #ifndef TESSERA_IPSEC_STAGING_H
 #define TESSERA_IPSEC_STAGING_H
 
@@ -11,23 +11,23 @@
 #define IPSEC_STAGING_TREE IPSEC_TREE ".new"
 #define IPSEC_REPLACED_TREE IPSEC_TREE ".old"
 
-// Makes sure that the directories of the staging tree are there and hold no files. Failures show when files are written
-// into them.
+// Creates the directories of the staging tree, or empties those that exist. Does not report failures: later writes into
+// these directories fail.
 void create_staging_tree();
 
-// Puts the staging tree into place. Readers see the previous tree, then for a moment none, then the new one, or the
-// previous one again when there is no new one to put in its place.
+// Replaces the tree in use with the staging tree. For a moment readers see no tree. If there is no staging tree, the
+// old tree is put back.
 void swap_staging_tree();
 
-// Each of the following removes what is at `path` first and reports a failure through its result and errno.
+// The following functions first remove the file or link at `path`.
 
-// Opens a new file with mode 0600; null on failure.
+// Opens a new file with mode 0600. Null, with the reason in errno, on failure.
 OwnedStream stage_stream(const char *path);
 
-// Writes a whole new file.
+// Writes a new file with mode 0600. False, with the reason in errno, on failure.
 bool stage_file(const char *path, const char *content);
 
-// Makes a symbolic link to `target`.
+// Creates a symbolic link to `target`. False, with the reason in errno, on failure.
 bool stage_link(const char *path, const char *target);
 
 #endif

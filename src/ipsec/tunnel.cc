@@ -1,4 +1,4 @@
-// Selection of tunnels and resolution of their ends.
+// Selects tunnels and resolves their ends.
 #include "ipsec/tunnel.h"
 
 #include <strings.h>
@@ -16,14 +16,14 @@ constexpr size_t interface_prefix_length = sizeof interface_prefix - 1;
 constexpr int32_t primary_ready = 1;
 constexpr int32_t primary_unknown = 2;
 
-// True when the primary tunnel works: one family is ready and the other does not report trouble.
+// True when the primary tunnel works: one address family is ready, and no family reports 0.
 bool primary_is_up(const char *primary) {
   int32_t ipv4 = runt_get_int_pathf(primary_unknown, "vpn.ipsec.tunnel.%s.ipv4.ready", primary);
   int32_t ipv6 = runt_get_int_pathf(primary_unknown, "vpn.ipsec.tunnel.%s.ipv6.ready", primary);
   return ipv4 != 0 && ipv6 != 0 && (ipv4 == primary_ready || ipv6 == primary_ready);
 }
 
-// The interface that holds the best default route of the family.
+// The interface of the best default route of the family; empty when there is none.
 std::optional<std::string> read_default_route_interface(const std::string &family) {
   OwnedEntries routes(runt_get_entries(("network.route.default.metric." + family).c_str(), 0, 0, 0, 0));
   for (const RuntEntry *route : entries(routes.get())) {
@@ -39,7 +39,7 @@ std::optional<std::string> default_route_interface(IpsecRun &run, const char *fa
   return place->second;
 }
 
-// The interface of the tunnel's local end, when there is one.
+// The interface of the tunnel's local end; empty when there is none.
 std::optional<std::string> local_interface(IpsecRun &run, const ConfigNode *config, const char *family) {
   const char *type = string_at(config, "local.type");
   if (equals(type, "defaultroute")) return default_route_interface(run, family);

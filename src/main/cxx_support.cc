@@ -1,9 +1,9 @@
-// What the C++ library calls when it runs out of memory or is used wrongly. Each of these functions ends the run with
-// one line, as the program catches no exceptions.
+// Functions that the C++ library calls when memory runs out or a function is used wrongly. Here they end the run with
+// one line, because the program catches no exceptions.
 //
-// The library's own versions throw. That links in the code that searches the stack for a handler and makes names
-// readable: 90 KB, half of the program without the reference platform, for the same outcome. When the linker says that
-// a symbol is defined twice, the library's version of another function is used somewhere: define that one here too.
+// The library's own versions throw exceptions, which end the run as well. But they link in the code that unwinds the
+// stack and demangles names: 90 KB, half of the program without the reference platform. If the linker reports a symbol
+// that is defined twice, the program uses another such function of the library: define that function here too.
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -54,7 +54,7 @@ void operator delete[](void *memory, size_t /*size*/) noexcept {
   free(memory);
 }
 
-namespace std {  // NOLINT(cert-dcl58-cpp): where the library looks for them
+namespace std {  // NOLINT(cert-dcl58-cpp): the library declares them there
 
 void __throw_bad_alloc() {
   end_without_memory();

@@ -26,8 +26,8 @@ const MapperRow mapper_table[] = {
     {"dnsmasq", map_dnsmasq}, {"ipsec", map_ipsec}, {"network", map_network}, {"pam", map_pam}, {nullptr, nullptr},
 };
 
-// The standard streams may be closed, or be pipes that are no longer read. A log line must then neither end up in an
-// output file that got the number 2, nor end the run half-way.
+// Standard streams may be closed, or be pipes that nobody reads. Then a log line must not go to an output file that got
+// descriptor 2, and must not end the run half-way.
 void protect_streams() {
   pollfd streams[] = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}};
   if (poll(streams, 3, 0) < 0) _exit(1);
@@ -36,17 +36,17 @@ void protect_streams() {
   struct sigaction ignore = {};
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGPIPE, &ignore, nullptr);
-  sigaction(SIGXFSZ, &ignore, nullptr);  // a limit on the size of files is an error like a full file system
+  sigaction(SIGXFSZ, &ignore, nullptr);  // a write beyond the file size limit then fails as on a full file system
 }
 
-// The configuration is full of secrets: they must not end up in a core file, nor be read by other processes.
+// The configuration holds secrets: they must not go to a core file, and other processes must not read them.
 void keep_memory_private() {
   const rlimit nothing = {0, 0};
   setrlimit(RLIMIT_CORE, &nothing);
   prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
 }
 
-// The configuration is read under the lock: a run that has waited must not write an older one than the run before it.
+// Loads the configuration under the lock: a run that waited must not write an older configuration than the run before.
 int32_t run_mapper(const MapperRow &row, int32_t argc, char **argv) {
   ServiceLock lock;
   bool writes = row.handler != map_network || !is_network_query(argv);
@@ -58,8 +58,8 @@ int32_t run_mapper(const MapperRow &row, int32_t argc, char **argv) {
   return status;
 }
 
-// --help and --version are answered for people; a firmware never names a service so.
-bool tells_about_itself(const char *word) {
+// Answers --help and --version. True when it did.
+bool answer_information_option(const char *word) {
   if (strcmp(word, "--help") == 0) {
     puts(
         "Usage: tessera <name>\n"
@@ -77,7 +77,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "Usage: tessera <name>\n");
     return 1;
   }
-  if (tells_about_itself(argv[1])) return 0;
+  if (answer_information_option(argv[1])) return 0;
   for (const MapperRow *row = mapper_table; row->name != nullptr; row++) {
     if (strcmp(row->name, argv[1]) != 0) continue;
     std::set_new_handler(end_without_memory);
@@ -85,5 +85,5 @@ int main(int argc, char **argv) {
     keep_memory_private();
     return run_mapper(*row, argc - 2, argv + 2);
   }
-  return 0;  // A firmware may name services that other programs serve.
+  return 0;  // a firmware may pass names of services that other programs write
 }

@@ -6,8 +6,8 @@
 
 #include "platform/config.h"
 
-// Takes the root of the loaded tree and the command-line arguments after the service name (an array that ends with a
-// null pointer); returns the exit status of the process.
+// Takes the root of the loaded tree, and the number and array of the command-line arguments after the service name; the
+// array ends with a null pointer. Borrows both. Returns the exit status of the process.
 using Mapper = int32_t(const ConfigNode *root, int32_t argc, char **argv);
 
 Mapper map_dnsmasq;
@@ -15,7 +15,7 @@ Mapper map_ipsec;
 Mapper map_network;
 Mapper map_pam;
 
-// Whether `tessera network` with these arguments only prints something, and writes no file.
+// True when `tessera network` with these arguments prints something and writes no file.
 bool is_network_query(char **argv);
 
 #endif

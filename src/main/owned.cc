@@ -7,6 +7,6 @@ void end_without_memory() {
   static const char message[] = "tessera: out of memory\n";
   pollfd stream = {STDERR_FILENO, POLLOUT, 0};
   ssize_t written = poll(&stream, 1, 1000) == 1 ? write(STDERR_FILENO, message, sizeof message - 1) : 0;
-  static_cast<void>(written);  // there is nothing else to report it to
+  static_cast<void>(written);  // a failure cannot be reported anywhere else
   _exit(1);
 }

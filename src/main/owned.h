@@ -1,4 +1,4 @@
-// Owners for everything that has to be released: each alias says what it holds and releases it the one right way.
+// Owner types: each releases what it holds when it goes out of scope.
 #ifndef TESSERA_MAIN_OWNED_H
 #define TESSERA_MAIN_OWNED_H
 
@@ -32,13 +32,13 @@ using OwnedStream = std::unique_ptr<FILE, CloseStream>;
 using OwnedModel = std::unique_ptr<NetworkModel, FreeModel>;
 using OwnedEntries = std::unique_ptr<RuntEntry *, FreeEntries>;
 
-// Appends a copy of `string`; the list keeps its owner although appending may move it.
+// Appends a copy of `string`. The list may move in memory; `list` then owns the new place.
 inline void append(OwnedList &list, const char *string) {
   list.reset(_sl_append(list.release(), string, 0));
 }
 
-// Running out of memory ends the run at once, with a message: what it was writing stays in its buffers, nothing that
-// lacks a part is installed, and no core is dumped.
+// Ends the run at once, with a message and status 1, when memory runs out. Buffered output is not written, no
+// incomplete file is installed, and no core is dumped.
 [[noreturn]] void end_without_memory();
 
 #endif

@@ -1,6 +1,6 @@
-// A set of strings that finds what appears twice in a list of thousands. It borrows the strings: they have to stay
-// where they are. (A set of the C++ library allocates memory for each string, or loads the mathematical library at each
-// start.)
+// A set of strings, for finding duplicates among thousands. It borrows the strings, which must stay valid. The sets of
+// the C++ library are no substitute: std::set allocates memory for each string, and std::unordered_set loads libm at
+// each start.
 #ifndef TESSERA_MAIN_STRING_SET_H
 #define TESSERA_MAIN_STRING_SET_H
 
@@ -13,7 +13,7 @@
 
 class StringSet {
  public:
-  // With room for that many strings; more are taken.
+  // Reserves room for that many strings. The set grows beyond that.
   explicit StringSet(size_t expected = 0) {
     size_t size = 16;
     while (size * 3 < expected * 4) size *= 2;
@@ -33,7 +33,7 @@ class StringSet {
   bool contains(const char *string) const { return slots_[index_of(string)] != nullptr; }
 
  private:
-  // Two numbers of each process that nobody knows beforehand: no configuration can be made to fill one slot.
+  // Two random numbers, so that nobody can make a configuration whose strings all have the same hash.
   struct Key {
     uint64_t start;
     uint64_t factor;
@@ -42,7 +42,7 @@ class StringSet {
   static Key random_key() {
     Key key;
     bool is_random = getrandom(&key, sizeof key, GRND_NONBLOCK) == sizeof key;
-    if (!is_random) key = {14695981039346656037U, 1099511628211U};  // the kernel has none so early
+    if (!is_random) key = {14695981039346656037U, 1099511628211U};  // early at boot: the constants of FNV-1a
     key.factor |= 1;
     return key;
   }
@@ -53,7 +53,7 @@ class StringSet {
     return static_cast<size_t>(hash >> 32);
   }
 
-  // Where the string is, or the free slot where it belongs.
+  // The slot of the string, or the free slot where it belongs.
   size_t index_of(const char *string) const {
     size_t mask = slots_.size() - 1;
     size_t index = hash(string) & mask;
@@ -68,7 +68,7 @@ class StringSet {
       if (string != nullptr) slots_[index_of(string)] = string;
   }
 
-  std::vector<const char *> slots_;  // null where free; a power of two, a quarter of them free
+  std::vector<const char *> slots_;  // null: free. The size is a power of two, and at least a quarter is free.
   size_t count_ = 0;
   Key key_ = random_key();
 };

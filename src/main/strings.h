@@ -1,4 +1,4 @@
-// Strings that may be missing, where null reads as "", and strings that are built.
+// Helpers for strings. A null string reads as "".
 #ifndef TESSERA_MAIN_STRINGS_H
 #define TESSERA_MAIN_STRINGS_H
 
@@ -29,7 +29,7 @@ inline const char *string_at(const ConfigNode *node, const char *path) {
   return or_empty(config_get_string(node, path));
 }
 
-// A copy of what precedes the first such character, or of the whole string without one.
+// A copy of the string up to the first such character, or of the whole string when it has none.
 inline std::string string_before(const char *string, char character) {
   std::string_view whole = or_empty(string);
   return std::string(whole.substr(0, whole.find(character)));
@@ -40,10 +40,8 @@ inline bool is_path_component(const char *string) {
   return is_set(string) && strchr(string, '/') == nullptr && !equals(string, ".") && !equals(string, "..");
 }
 
-// A printf-built string.
+// A string formatted as by printf, and by vprintf.
 std::string format(const char *format, ...) __attribute__((format(printf, 1, 2)));
-
-// The same from arguments that a function was given.
 std::string format_arguments(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
 
 #endif

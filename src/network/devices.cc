@@ -1,4 +1,4 @@
-// Sections of devices.
+// Writes the sections of devices.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -16,7 +16,7 @@ namespace {
 
 const size_t mac_address_length = 17;
 
-// An interface that only keeps a device up.
+// Writes an interface whose only purpose is to keep a device up.
 void write_link_interface(FILE *out, const char *section_prefix, const NetworkNode *device) {
   uci_write_section(out, "interface", "%s%s", section_prefix, or_empty(network_key(device)));
   uci_write_option_string(out, "proto", "link");
@@ -29,7 +29,7 @@ void uci_write_ethernet_link(FILE *out, const NetworkNode *device) {
   if (!adapter_missing) write_link_interface(out, "link_eth_", device);
 }
 
-// The kernel's MAC address of a device; "" when it is not known.
+// The MAC address of a device, read from the kernel; "" when there is none.
 std::string read_mac_address(const char *device_name) {
   if (!is_path_component(device_name)) return {};
   int fd = open(format("/sys/class/net/%s/address", device_name).c_str(), O_RDONLY | O_CLOEXEC);
@@ -41,15 +41,15 @@ std::string read_mac_address(const char *device_name) {
 }
 
 struct Port {
-  const char *key;  // the dotted path of the member
-  const char *name;
+  const char *key;   // dotted path of the member
+  const char *name;  // of its device
 };
 
 bool precedes(const Port &first, const Port &second) {
   return strcmp(first.key, second.key) < 0;
 }
 
-// The ports by their keys, so that a large bridge does not walk all of them for each member.
+// The ports sorted by key. With a large bridge, a linear search for each member would be slow.
 std::vector<Port> sort_ports(const NetworkNode *bridge) {
   std::vector<Port> ports;
   for (const NetworkNode *port : nodes_of_type(bridge, NETWORK_NODE_BRIDGE_PORT))
@@ -58,7 +58,7 @@ std::vector<Port> sort_ports(const NetworkNode *bridge) {
   return ports;
 }
 
-// The address of the first member in configured order whose address can be read; "" without one.
+// The MAC address of the first member, in configured order, whose address can be read; "" when there is none.
 std::string choose_mac_address(const NetworkNode *bridge) {
   std::vector<Port> ports = sort_ports(bridge);
   if (ports.empty()) return {};
@@ -79,7 +79,8 @@ bool is_wireless_client(const ConfigNode *config) {
          equals(config_get_string(config, "type"), "wlan") && equals(config_get_string(config, "mode"), "client");
 }
 
-// Adds the port to the members. A wireless client cannot be bridged itself: a tap interface takes its place.
+// Adds the port to the members. A wireless client cannot be a member of a bridge, so this writes a tap interface for it
+// and adds the tap device.
 void write_bridge_port(FILE *out, const char *bridge_name, const NetworkNode *port, OwnedList &members) {
   const char *name = or_empty(network_name(port));
   if (!is_wireless_client(network_config(port))) {
@@ -127,7 +128,7 @@ void uci_write_bridge(FILE *out, const NetworkNode *bridge) {
   if (network_first_type(bridge, NETWORK_NODE_INTERFACE) == nullptr) write_link_interface(out, "link_bridge_", bridge);
 }
 
-// The kernel's name of a configured bond mode; null for one that is not supported.
+// The kernel's name for a configured bond mode; null for a mode that is not supported.
 const char *bond_mode(const char *configured) {
   if (equals(configured, "active-backup")) return "active-backup";
   if (equals(configured, "round-robin")) return "balance-rr";
@@ -163,7 +164,7 @@ void uci_write_bond(FILE *out, const NetworkNode *bond) {
   if (interval != 0) uci_write_option_int(out, "link_poll_interval", interval);
 }
 
-// Kinds that have no row get no section.
+// Types without a row get no section.
 struct DeviceRow {
   NetworkDeviceType type;
   void (*write)(FILE *out, const NetworkNode *device);

@@ -1,4 +1,4 @@
-// Sections of interfaces and their protocol parts.
+// Writes the sections of interfaces and their protocol parts.
 #include <cstring>
 
 #include "main/strings.h"
@@ -13,8 +13,9 @@ const NetworkNode *device_of(const NetworkNode *node) {
   return network_find_parent(node, NETWORK_NODE_DEVICE);
 }
 
-// The VLAN itself, which the interface manager knows as an interface of its own beside the one that runs on it.
-void write_vlan_companion(FILE *out, const NetworkNode *node) {
+// For an interface on a VLAN, writes the section of the VLAN itself: the interface manager needs one more interface to
+// create it.
+void write_vlan(FILE *out, const NetworkNode *node) {
   const NetworkNode *device = device_of(node);
   if (device == nullptr || network_device_type(device) != NETWORK_DEVICE_VLAN) return;
   std::string base = or_empty(network_name(device));
@@ -31,7 +32,7 @@ void write_vlan_companion(FILE *out, const NetworkNode *node) {
   uci_write_option_string(out, "name", name);
 }
 
-// Not escaped: an IPv6 address holds nothing to escape.
+// Writes the static IPv6 address, without escapes: an IPv6 address has no character to escape.
 void write_static_ipv6_address(FILE *out, const ConfigNode *config) {
   if (config_has_key(config, "static") && config_get_bool(config, "static.enable"))
     uci_write_list_entry(out, "ip6addr", config_get_string(config, "static.address"));
@@ -54,7 +55,7 @@ void write_static(FILE *out, const NetworkNode *node) {
   uci_write_option_bool(out, "force_link", config_get_bool(config, "force_link"));
 }
 
-// What both DHCP clients share: everything up to the protocol.
+// Writes the options that both kinds of DHCP clients share.
 void write_dhcp_client(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   uci_write_interface_section(out, node);
@@ -90,7 +91,7 @@ void write_prefix_delegation(FILE *out, const NetworkNode *node) {
   write_static_ipv6_address(out, config);
 }
 
-// An ethernet interface has no section of its own; its MTU holds for each of its parts.
+// An ethernet interface has no section of its own. Its MTU applies to each of its parts.
 void write_ethernet(FILE *out, const NetworkNode *node) {
   for (const NetworkNode *part : nodes_of_type(node, NETWORK_NODE_PROTO)) {
     uci_write_interface(out, part);
@@ -102,7 +103,7 @@ void write_passthrough(FILE *out, const NetworkNode *node) {
   uci_write_passthrough_interface(out, node, device_of(node));
 }
 
-// Kinds that have no row get no section.
+// Types without a row get no section.
 struct InterfaceRow {
   NetworkInterfaceType type;
   void (*write)(FILE *out, const NetworkNode *node);
@@ -127,7 +128,7 @@ bool lan_mode() {
   return runt_get_bool("hybrid.lanmode", true);
 }
 
-// The interface that the runtime store names as the one that changes between LAN and WAN use.
+// The interface that changes between LAN and WAN use, as the runtime store names it; "" for none.
 std::string read_hybrid_interface() {
   OwnedString device(runt_get_string("hybrid.device"));
   std::string_view path = or_empty(device.get());
@@ -141,13 +142,14 @@ bool is_hybrid_interface(const NetworkNode *node) {
   return !hybrid->empty() && *hybrid == or_empty(network_interface_name(node));
 }
 
-// The kind that the interface is written as: a hybrid one works as a static LAN port or as a DHCP client.
+// The type that an interface is written as: a hybrid interface is either a static LAN port or a DHCP client. During WAN
+// use, an interface that the runtime store still names as hybrid is a DHCP client even if it is configured as static.
 uint32_t effective_type(const NetworkNode *node) {
   uint32_t type = network_interface_type(node);
   if (type == NETWORK_INTERFACE_HYBRID) return lan_mode() ? NETWORK_INTERFACE_STATIC : NETWORK_INTERFACE_DHCP;
   if (!is_hybrid_interface(node)) return type;
   if (type == NETWORK_INTERFACE_STATIC && !lan_mode()) return NETWORK_INTERFACE_DHCP;
-  // The configuration does not ask for hybrid use any more: the facts about it are stale.
+  // The interface is not hybrid any more, so the facts about it are out of date.
   runt_delete("hybrid");
   network_run->hybrid_interface.reset();
   return type;
@@ -156,7 +158,7 @@ uint32_t effective_type(const NetworkNode *node) {
 }  // namespace
 
 void uci_write_interface(FILE *out, const NetworkNode *node) {
-  write_vlan_companion(out, node);
+  write_vlan(out, node);
   uint32_t type = effective_type(node);
   for (const InterfaceRow &row : interface_table)
     if (row.type == type) return row.write(out, node);

@@ -16,7 +16,8 @@ namespace {
 const char working_path[] = "/var/run/uci/network.new";
 const char installed_path[] = "/var/run/uci/network";
 
-// The first interface that lists a source keeps it.
+// The keys of passthrough interfaces by the IDs of their sources. If several interfaces list a source, the first one
+// gets it.
 std::map<size_t, const char *> find_passthrough_keys(const NetworkModel *model) {
   std::map<size_t, const char *> keys;
   for (const NetworkNode *node : nodes_of_type(model, NETWORK_NODE_INTERFACE)) {
@@ -45,8 +46,8 @@ void write_network_file(FILE *out, const ConfigNode *root) {
   uci_write_multicast_routes(out, root);
 }
 
-// Tells other services which configuration each kernel device comes from. One batch: readers never see half a map, nor
-// rows of devices that are gone. False when the map stays as it was.
+// Publishes, for other services, which configuration node each device comes from. All changes form one batch, so
+// readers never see an incomplete map or removed devices. False when the old map remains.
 bool publish_device_map() {
   if (runt_edit_start() != 0) return false;
   runt_delete("network.device_map");
@@ -65,7 +66,7 @@ int32_t fail_query(const char *reason) {
   return 1;
 }
 
-// Prints the name of the device that `--device PATH` asks for; returns the exit status.
+// Prints the name of the device for `--device PATH`. Returns the exit status.
 int32_t print_device_name(const ConfigNode *root, int32_t argc, char **argv) {
   if (argc != 2) return fail_query("expected single parameter for --device PATH");
   const ConfigNode *config = config_lookup(root, argv[1]);
@@ -76,15 +77,15 @@ int32_t print_device_name(const ConfigNode *root, int32_t argc, char **argv) {
   return 0;
 }
 
-// Writes and installs the network file and publishes the device map; returns the exit status. Without a working file
-// the map is still published: the devices are there whether or not their settings could be written.
+// Writes and installs the network file and publishes the device map. Returns the exit status. The map is published even
+// when the file cannot be written, because the devices exist all the same.
 int32_t generate(const ConfigNode *root) {
   bool connected = runt_init() == 0;
   if (!connected) log_error("failed to initialize runt interface");
   if (OwnedStream out = open_output(working_path)) {
     write_network_file(out.get(), root);
   } else {
-    unlink(working_path);  // what a killed run has left must not be installed
+    unlink(working_path);  // a file that a killed run has left must not be installed
   }
   if (!publish_device_map() && connected) log_error("failed to publish the device map");
   runt_deinit();
@@ -99,7 +100,7 @@ bool asks_for_device(const char *argument) {
   return equals(argument, "--device");
 }
 
-// The first argument that asks for something decides; without one the network file is written.
+// The first known argument decides what to do. Without one, the network file is written. Returns the exit status.
 int32_t run_with_arguments(const ConfigNode *root, int32_t argc, char **argv) {
   for (const char *argument : strings(argv)) {
     if (asks_for_device(argument)) return print_device_name(root, argc, argv);

@@ -1,4 +1,4 @@
-// Lines that sections of several kinds share.
+// Writes options that sections of several kinds share.
 #include <cstring>
 
 #include "main/strings.h"
@@ -12,7 +12,7 @@ const int32_t worst_metric = INT32_MAX;
 
 const char ipsec_tunnel_prefix[] = "vpn.ipsec.tunnel.";
 
-// False for an IPsec tunnel whose watched link did not pass; nothing else is judged by it.
+// False for an IPsec tunnel whose health check has not passed; true for anything else.
 bool tunnel_is_healthy(const ConfigNode *config) {
   OwnedString path(config_path(config));
   const size_t prefix_length = sizeof ipsec_tunnel_prefix - 1;
@@ -21,7 +21,7 @@ bool tunnel_is_healthy(const ConfigNode *config) {
   return equals(passed.get(), "y");
 }
 
-// The configured name of the router, or else what it calls itself: the first word of the program's output.
+// The configured name of the router, or else the first word that /bin/hostname prints.
 std::string router_name(const ConfigNode *root) {
   const char *configured = string_at(config_lookup(root, "system"), "name");
   if (is_set(configured)) return configured;

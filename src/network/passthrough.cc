@@ -1,4 +1,4 @@
-// Sections of passthrough interfaces, which hand what another interface has obtained on to a client.
+// Writes the sections of passthrough interfaces, which give the addresses of another interface to a client.
 #include <cstring>
 
 #include "main/strings.h"
@@ -16,7 +16,7 @@ struct Family {
 const Family ipv4 = {'4', "ipv4"};
 const Family ipv6 = {'6', "ipv6"};
 
-// A source whose watched link failed is not usable, even when it is up.
+// True for a source that is up and whose health check, if any, has not failed.
 bool is_usable(const char *source, const Family &family) {
   OwnedString passed(runt_get_string_pathf("vigil.ipv%c_interface_%s.passed", family.digit, source));
   if (*or_empty(passed.get()) == 'n') return false;
@@ -60,7 +60,7 @@ void write_fact_list(FILE *out, const char *option, const char *source, const Fa
   uci_write_option_list(out, option, values.get(), " ");
 }
 
-// What the source has obtained, for the interface manager to pass on to the client.
+// Writes the settings of the source, which the interface manager passes on to the client.
 void write_source(FILE *out, const char *source, const Family &family) {
   uci_write_option(out, "passthrough_src", "interface_%s", source);
   write_fact(out, "ipaddr", source, family, "address", "");
@@ -80,7 +80,8 @@ void write_ancillary(FILE *out, const ConfigNode *passthrough) {
   uci_write_option_bool(out, "ancillary_dns_redirect", config_get_bool(passthrough, "ancillary.dns"));
 }
 
-void write_loopback_companion(FILE *out, const NetworkNode *part, const ConfigNode *passthrough) {
+// Writes the section that adds the ancillary gateway address to the loopback device.
+void write_ancillary_loopback(FILE *out, const NetworkNode *part, const ConfigNode *passthrough) {
   uci_write_section(out, "interface", "passthrough_ancillary_%s", or_empty(network_interface_name(part)));
   uci_write_option_string(out, "proto", "static");
   uci_write_option_string(out, "ifname", "lo");
@@ -102,7 +103,7 @@ void write_part(FILE *out, const NetworkNode *part, const NetworkNode *device, c
     if (source != nullptr) write_source(out, source, family);
     if (has_ancillary) write_ancillary(out, passthrough);
   }
-  if (has_ancillary) write_loopback_companion(out, part, passthrough);
+  if (has_ancillary) write_ancillary_loopback(out, part, passthrough);
 }
 
 }  // namespace

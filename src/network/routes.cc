@@ -1,4 +1,4 @@
-// Sections of routes.
+// Writes the sections of routes.
 #include <arpa/inet.h>
 
 #include "main/strings.h"

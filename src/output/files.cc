@@ -13,16 +13,16 @@ bool belongs_to_this_user(const struct stat &status) {
   return status.st_uid == geteuid();
 }
 
-// Removes a file that other users own or may have opened: what they have opened then never shows what the run writes. A
-// file that cannot be removed is taken over instead.
-void drop_readable_file(const char *path) {
+// Removes a file that other users own or could open: whoever has it open must not see what the run writes. If that
+// fails, the caller reuses the file.
+void remove_readable_file(const char *path) {
   struct stat status;
   if (lstat(path, &status) != 0 || !S_ISREG(status.st_mode)) return;
   if (!belongs_to_this_user(status) || (status.st_mode & 077) != 0) unlink(path);
 }
 
-// Gives an empty file its owner and mode; a device or pipe in its place keeps its own.
-bool take_over(int fd, unsigned mode) {
+// Sets the owner and mode of an empty file. A device or pipe in its place keeps its own.
+bool set_owner_and_mode(int fd, unsigned mode) {
   struct stat status;
   if (fstat(fd, &status) != 0) return false;
   if (!S_ISREG(status.st_mode)) return true;
@@ -33,12 +33,12 @@ bool take_over(int fd, unsigned mode) {
 }  // namespace
 
 OwnedStream open_output(const char *path, unsigned mode) {
-  if (mode == private_mode) drop_readable_file(path);
-  // The file stays empty until its mode is right: nobody reads new content under an old, wider mode. Without O_NONBLOCK
-  // a pipe in its place would block the run until somebody reads it.
+  if (mode == private_mode) remove_readable_file(path);
+  // The file stays empty until its mode is right, so nobody can read secrets under an old, wider mode. O_NONBLOCK: a
+  // pipe in place of the file would block the run until somebody reads it.
   int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
   if (fd < 0) return nullptr;
-  FILE *stream = take_over(fd, mode) ? fdopen(fd, "w") : nullptr;
+  FILE *stream = set_owner_and_mode(fd, mode) ? fdopen(fd, "w") : nullptr;
   if (stream == nullptr) {
     int reason = errno;
     if (reason == ENOMEM) end_without_memory();
@@ -51,7 +51,7 @@ OwnedStream open_output(const char *path, unsigned mode) {
 bool close_output(OwnedStream stream) {
   bool written = ferror(stream.get()) == 0;
   if (fclose(stream.release()) != 0) return false;
-  if (!written) errno = EIO;  // the writes after the failed one have succeeded, so its reason is lost
+  if (!written) errno = EIO;  // later writes succeeded, so the reason of the failed one is lost
   return written;
 }
 

@@ -4,26 +4,26 @@
 
 #include "main/owned.h"
 
-// Readable by root alone, as most files hold secrets, or by everyone.
+// Most files hold secrets and are readable by root alone; the others are readable by everyone.
 constexpr unsigned private_mode = 0600;
 constexpr unsigned public_mode = 0644;
 
-// Opens an empty file at `path` for writing, with exactly `mode`, whatever the umask says. A private file belongs to
-// the user of the run before anything is written; a file that other users may have opened is replaced by a new one.
-// Null, with the reason in errno, when that fails.
+// Creates or truncates the file at `path` and opens it for writing, with exactly `mode` whatever the umask is. A file
+// of private_mode belongs to the user of the run; if other users may have opened an old one, a new file replaces it.
+// Returns null, with the reason in errno, when that fails.
 OwnedStream open_output(const char *path, unsigned mode = private_mode);
 
-// Closes a stream. True when everything written to it has reached the file; otherwise the reason is in errno.
+// Closes a stream. Returns false, with the reason in errno, when something was not written to the file.
 bool close_output(OwnedStream stream);
 
-// Creates a directory with exactly `mode`, whatever the umask says. False, with the reason in errno, when that fails;
-// one that exists keeps its mode and counts as failed with EEXIST.
+// Creates a directory with exactly `mode`, whatever the umask is. Returns false, with the reason in errno, when that
+// fails. A directory that exists is not changed, and errno is EEXIST.
 bool create_directory(const char *path, unsigned mode);
 
-// Whether there is a file at `path`. False, after a message, also when that cannot be found out.
+// True when there is something at `path`. When that cannot be found out, logs a message and returns false.
 bool is_there(const char *path);
 
-// Removes what is at `path`, which may be gone already; a failure is logged.
+// Removes the file at `path` and logs a failure. A missing file is no failure.
 void remove_file(const char *path);
 
 #endif

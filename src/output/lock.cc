@@ -19,13 +19,13 @@ constexpr timespec pause_between = {0, 20'000'000};
 
 enum class Attempt { taken, busy, failed };
 
-// Not inherited by children: a program that outlives the run must not keep others waiting.
+// Children do not inherit the file: a child that outlives the run must not keep the lock.
 int open_lock_file(const char *path) {
   return open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_NOFOLLOW, 0600);
 }
 
-// Locks the open file. The run that held the lock before has removed its file: a lock on that one is worth nothing, as
-// the next run creates a new one.
+// Locks the open file. The run that held the lock before may have removed this file. Then a lock on it is useless,
+// because the next run creates a new file.
 Attempt try_lock(int fd, const char *path) {
   if (flock(fd, LOCK_EX | LOCK_NB) != 0) return errno == EWOULDBLOCK ? Attempt::busy : Attempt::failed;
   struct stat held;

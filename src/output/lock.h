@@ -4,7 +4,8 @@
 
 #include <string>
 
-// Releases the lock when it goes; so does the end of the process, however it comes about.
+// Holds the lock, and releases it when it goes out of scope. The kernel also releases the lock of a process that ends
+// in any other way.
 struct ServiceLock {
   ServiceLock() = default;
   ServiceLock(const ServiceLock &) = delete;
@@ -15,13 +16,13 @@ struct ServiceLock {
   int fd = -1;  // -1 while the lock is not held
 };
 
-// Waits until no other run of the service holds the lock, 40 seconds at most, and takes it. False, after a message,
-// when the other run does not end or the lock cannot be taken: the run must not write anything then. True without a
-// lock when the lock file cannot be opened: no other run can hold it then.
+// Waits at most 40 seconds until no other run of the service holds the lock, and takes it. Returns false, after a
+// message, when the other run does not end or the lock cannot be taken; the run must not write anything then. Returns
+// true without a lock when the lock file cannot be opened, as no other run can hold it then.
 //
-// The lock is a file of its own, which exists only during a run and which only root can open. The files of the service
-// cannot serve: a run must not create them before it knows that the configuration is valid, and every user can open,
-// and so lock, some of them.
+// The lock is a separate file, which exists only during a run and which only root can open. The service's own files
+// cannot serve as lock: a run must not create them before it knows that the configuration is valid, and some of them
+// can be opened, and so locked, by every user.
 bool take_lock(ServiceLock &lock, const char *service);
 
 #endif

@@ -4,17 +4,16 @@
 
 #include "main/strings.h"
 
-// A value ends with its line, so a line feed is handed on as a backslash and an "n"; the third character escapes the
-// backslash.
+// A value ends with its line, so a line feed becomes an escaped backslash and an "n".
 const EscapePair uci_escape_table[] = {{"\"", "\\\""}, {"\\", "\\\\"}, {"\n", "\\\\n"}, {nullptr, nullptr}};
 
 const EscapePair bracket_escape_table[] = {{"]", "\\]"}, {nullptr, nullptr}};
 
 namespace {
 
-constexpr size_t peer_id_size = 250;  // longest item of a list of peer identities, quotes included
+constexpr size_t peer_id_size = 250;  // longest item of a list of peer identities, in bytes, quotes included
 
-// The string with a backslash before each of these characters.
+// A copy with a backslash before each of these characters.
 std::string with_backslashes(const char *string, const char *characters) {
   std::string result;
   for (const char *next = or_empty(string); *next != '\0'; next++) {

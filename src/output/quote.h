@@ -1,4 +1,4 @@
-// Quoting and escaping: each notation that a value is written in has its function here. Null reads as "".
+// Quoting and escaping for each notation that values are written in. A null string reads as "".
 #ifndef TESSERA_OUTPUT_QUOTE_H
 #define TESSERA_OUTPUT_QUOTE_H
 
@@ -7,28 +7,29 @@
 #include "main/owned.h"
 #include "platform/tools.h"
 
-// For the value of a UCI option, which is written between double quotes and ends with its line.
+// For the value of a UCI option, which is written between double quotes on one line.
 extern const EscapePair uci_escape_table[];
 
 // For a secret in an argument of a PAM module, which is written between brackets.
 extern const EscapePair bracket_escape_table[];
 
-// The string with the replacements of a table.
+// A copy with the replacements of the table.
 OwnedString escaped(const char *string, const EscapePair *table);
 
-// A string for between double quotes in the file of dnsmasq: a backslash precedes each backslash and double quote.
+// Escapes a string for use between double quotes in the file of dnsmasq: backslashes and double quotes get a backslash.
 std::string dnsmasq_escape_quoted(const char *string);
 
-// A string for between single quotes in a shell word.
+// Escapes a string for use between single quotes in a shell word.
 std::string shell_quote_single(const char *string);
 
-// True when the string is nothing but itself to a shell.
+// True when the string has no special meaning to a shell.
 bool is_plain_word(const char *string);
 
-// A pattern for glob that matches nothing but the string.
+// Escapes a string for use in a pattern of glob: it then matches only itself.
 std::string glob_literal(const char *string);
 
-// An identity as an item of a list of peer identities: between double quotes, and truncated to 250 characters.
+// An item of a list of peer identities: the identity between double quotes, then truncated to 250 bytes, which may
+// remove the closing quote.
 std::string quoted_peer_id(const char *identity);
 
 #endif

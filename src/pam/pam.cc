@@ -1,5 +1,5 @@
-// Writes the PAM stack of every service that asks users who they are, and the server files of the RADIUS and LDAP
-// modules. A reader of the final names sees a whole old or a whole new file, never a part of one.
+// Writes the PAM stacks of all services that users log in to, and the server files of the RADIUS and LDAP modules. A
+// reader sees the complete old file or the complete new file, never a part of one.
 #include <unistd.h>
 
 #include <cstdio>
@@ -20,8 +20,8 @@ const char pam_conf_path[] = "/var/run/pam.conf";
 const char radius_conf_path[] = "/var/run/radius.conf";
 const char ldap_conf_path[] = "/var/run/ldap.conf";
 
-// Controls. The strict forms make the verdict of an authoritative server final; an account rule that does not know the
-// user skips the group alias rule behind it.
+// Controls of rules. With the strict ones, the answer of an authoritative server is final. "default=1" in an account
+// rule skips the next rule, the group alias, for a user that the module does not know.
 #define CTL_AUTH "[success=done new_authtok_reqd=done default=ignore]"
 const char ctl_auth[] = CTL_AUTH;
 const char ctl_auth_strict[] = "[success=done new_authtok_reqd=done auth_err=die user_unknown=die default=ignore]";
@@ -31,7 +31,7 @@ const char ctl_token_2fa[] = "[ success=done new_authtok_reqd=done ignore=ignore
 
 const char group_alias_rule[] = "account [success=done default=die] pam_group_alias.so";
 
-// The stacks at a glance: the file holds the rules of a list for one service after the other.
+// Fixed rules. The file holds all rules of a list for the first service, then for the next one.
 const char *const two_factor_services[] = {"sshd", "login", "httpd_login"};
 const char *const two_factor_rules[] = {
     "auth required pam_google_authenticator.so secret=/etc/config/2fa/${USER}.conf nullok user=root debug"};
@@ -45,11 +45,11 @@ const char *const console_local_rules[] = {"auth " CTL_AUTH " pam_acc.so admin -
 const char *const web_services[] = {"httpd", "httpd_login"};
 const char *const web_local_rules[] = {"auth " CTL_AUTH " pam_acc.so", "account " CTL_AUTH " pam_acc.so"};
 
-// Served by RADIUS and by LDAP.
+// Services that use RADIUS and LDAP.
 const char *const method_services[] = {"sshd", "login", "serial", "openvpn", "httpd", "httpd_login"};
 
-// Served by TACACS+: login services with the protocol that the server knows them by, then command services that only
-// account for a session, then the tunnel's users.
+// Services that use TACACS+: login services, with the name of their protocol at the server, and command services, which
+// only have sessions. OpenVPN follows in write_tacacs_method.
 struct TacacsRow {
   const char *service;
   const char *protocol;
@@ -91,7 +91,7 @@ bool pam_two_factor_enabled(const ConfigNode *root) {
   return false;
 }
 
-// Tokens of the web interface. Only the httpd rule ends idle sessions.
+// Rules for tokens of the web interface. Only httpd ends idle sessions.
 void write_token_rules(FILE *stream, const ConfigNode *root, bool two_factor) {
   const char *control = two_factor ? ctl_token_2fa : ctl_auth;
   int32_t idle_seconds = config_get_duration(root, "auth.idle_timeout");
@@ -107,12 +107,12 @@ void pam_write_local(FILE *stream) {
   write_rules(stream, web_services, web_local_rules);
 }
 
-// A file under a temporary name that carries the process id, moved into place once it is complete; the stream is null
-// when it could not be opened. One that could not be written whole is dropped, and the old file stays.
+// A file that is written under a temporary name with the process ID and then renamed to `path`. An incomplete file is
+// removed, and the old file stays.
 struct StagedFile {
   std::string temporary_path;
   const char *path;
-  OwnedStream stream;
+  OwnedStream stream;  // null when the temporary file could not be opened
 };
 
 StagedFile stage(std::string temporary_path, const char *path) {
@@ -216,8 +216,8 @@ struct TacacsMethod {
   std::string servers;  // the end of every rule
 };
 
-// The servers as module arguments, with the line end. A bracketed argument may hold spaces; a "]" in the secret must
-// not end it.
+// The servers as module arguments, with the line end. Brackets let an argument hold spaces; escaped_secret keeps a "]"
+// in the secret from ending it.
 std::string tacacs_servers(const ConfigNode *servers) {
   std::string arguments;
   for (const ConfigNode *server : elements(servers)) {
@@ -261,7 +261,7 @@ bool write_local_method(FILE *stream, const ConfigNode *) {
   return true;
 }
 
-// The writer of a method says whether it wrote: one without servers, or whose server file cannot be opened, does not.
+// `write` returns false, and writes nothing, for a method without servers or whose server file cannot be opened.
 struct MethodRow {
   const char *name;
   bool (*write)(FILE *stream, const ConfigNode *root);
@@ -271,7 +271,7 @@ const MethodRow methods[] = {{"local", write_local_method},
                              {"radius", write_radius_method},
                              {"ldap", write_ldap_method}};
 
-// Without any working method the local users remain: nobody must be locked out of the device.
+// Writes the rules of the methods. If no method writes any, local users can log in, so that nobody is locked out.
 void write_methods(FILE *stream, const ConfigNode *root) {
   bool written = false;
   OwnedList names(config_get_string_list(root, "auth.method"));

@@ -1,12 +1,12 @@
 // Read access to the device's typed configuration tree.
 //
-// The tree is loaded once, never changes, and is released as a whole. A ConfigNode is a borrowed handle of an
-// object, an array, an array element or a leaf; handles and borrowed strings stay valid until config_free. Every
-// operation accepts a null node and then answers as for absent data.
+// The tree is loaded once, never changes, and is released as a whole. A ConfigNode is a borrowed handle of an object,
+// an array, an array element or a leaf. Handles and borrowed strings stay valid until config_free. Every operation
+// accepts a null node and treats it as absent data.
 //
-// Paths join member names with "."; a component of digits selects an array element ("device.0"). They resolve from
-// the node that is passed. A getter answers a path that the schema defines but the document leaves out with the
-// empty value ("", false, 0); a path unknown to the schema, or of another type, gives null, false or 0.
+// A path joins member names with "."; a component of digits selects an array element ("device.0"). It starts at the
+// node that is passed. If the schema defines a path but the document does not have it, a getter returns the empty value
+// ("", false, 0). If the schema does not define the path, or gives it another type, a getter returns null, false or 0.
 #ifndef TESSERA_PLATFORM_CONFIG_H
 #define TESSERA_PLATFORM_CONFIG_H
 
@@ -20,20 +20,20 @@ extern "C" {
 
 typedef struct ConfigNode ConfigNode;
 
-// Loads the device configuration. Returns the root, to be released with config_free, or null after one logged
-// message when the document cannot be used.
+// Loads the device configuration. Returns the root, which the caller releases with config_free. Returns null after one
+// logged message when the document cannot be used.
 const ConfigNode *config_load(void);
 
 // Releases the tree of `root` and everything borrowed from it. Null is harmless.
 void config_free(const ConfigNode *root);
 
-// Value getters. Strings are borrowed. Absent data: see above.
+// Value getters. Strings are borrowed. See above for absent data.
 const char *config_get_string(const ConfigNode *node, const char *path);
 bool config_get_bool(const ConfigNode *node, const char *path);
 int32_t config_get_int(const ConfigNode *node, const char *path);
 double config_get_number(const ConfigNode *node, const char *path);
 
-// Durations: whole seconds (the rest is cut off towards zero), or milliseconds held within the 32-bit range.
+// Durations in whole seconds, rounded towards zero, and in milliseconds, limited to the 32-bit range.
 int32_t config_get_duration(const ConfigNode *node, const char *path);
 int32_t config_get_duration_ms(const ConfigNode *node, const char *path);
 
@@ -50,8 +50,8 @@ bool config_has_key(const ConfigNode *object, const char *key);
 // True when there is an object at `path` and it holds the member `key`.
 bool config_object_has_key(const ConfigNode *node, const char *path, const char *key);
 
-// The object at `path`, its members in document order, and one member by its plain name; null for what the document
-// does not hold. config_object_next takes a member that first or next returned.
+// The object at `path`, its members in document order, and one member by its plain name. Null when the document does
+// not hold it, and after the last member. config_object_next takes a member that first or next returned.
 const ConfigNode *config_object(const ConfigNode *node, const char *path);
 const ConfigNode *config_object_first(const ConfigNode *object);
 const ConfigNode *config_object_next(const ConfigNode *member);
@@ -78,8 +78,8 @@ const ConfigNode *config_lookup(const ConfigNode *node, const char *path);
 const ConfigNode *config_node_get_root(const ConfigNode *node);
 const ConfigNode *config_node_parent(const ConfigNode *node);
 
-// A number that no other node of the tree has, the same at every load of the same document, and with as many digits as
-// all others, as files are named after an entry with such a number behind it; 0 for null.
+// A number that is unique in the tree and the same at every load of the same document; 0 for a null node. All numbers
+// have the same count of digits, because file names are made of the name of an entry followed by such a number.
 size_t config_node_id(const ConfigNode *node);
 
 // The borrowed name of the node within its object; "" for the root and for the elements of an array, null for a null

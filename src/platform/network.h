@@ -1,8 +1,8 @@
 // The network model: devices, interfaces and their protocol parts as the configuration tree describes them.
 //
-// The model is a tree of nodes that belong to the model and stay valid until network_free; it borrows from the
-// configuration tree and must be freed first. Every operation accepts a null node and gives null, or the value stated,
-// for what a node does not have.
+// The model is a tree of nodes. They belong to the model and stay valid until network_free. The model borrows from the
+// configuration tree and must be freed before it. Every operation accepts a null node. An operation returns null, or
+// the value stated, when a node does not have what is asked for.
 #ifndef TESSERA_PLATFORM_NETWORK_H
 #define TESSERA_PLATFORM_NETWORK_H
 
@@ -77,7 +77,7 @@ enum NetworkDeviceType {
 NetworkModel *network_load(const ConfigNode *root);
 void network_free(NetworkModel *model);
 
-// Direct children in order.
+// Direct children in order; null when there is none, and after the last one.
 const NetworkNode *network_first(const NetworkNode *node);
 const NetworkNode *network_next_child(const NetworkNode *node);
 
@@ -107,7 +107,7 @@ const char *network_name(const NetworkNode *node);
 const char *network_key(const NetworkNode *node);
 const char *network_interface_name(const NetworkNode *node);
 
-// Values of the enumerations above, or others of a newer platform. UINT32_MAX for a node without that property.
+// Values of the enumerations above, or further ones of a newer platform. UINT32_MAX for a node without that property.
 uint32_t network_type(const NetworkNode *node);
 uint32_t network_interface_type(const NetworkNode *node);
 uint32_t network_device_type(const NetworkNode *node);

@@ -1,5 +1,5 @@
-// What the operations of the platform hand out one after the other, as ranges for `for`. A null node or list is an
-// empty range. Each range borrows what it walks.
+// Ranges for `for` loops over nodes, strings and entries of the platform. A null node or list is an empty range. A
+// range borrows the data that it walks.
 #ifndef TESSERA_PLATFORM_RANGES_H
 #define TESSERA_PLATFORM_RANGES_H
 
@@ -11,7 +11,7 @@
 #include "platform/network.h"
 #include "platform/runt.h"
 
-// Items of which each leads to the next one, up to null.
+// A chain of items: `next` returns the item after another one, and null after the last.
 template <typename Item, typename Next>
 class Chain {
  public:
@@ -31,7 +31,7 @@ class Chain {
   Next next_;
 };
 
-// Values that an array gives by index.
+// The elements of an array, read by index.
 template <typename Get>
 class Indexed {
  public:
@@ -52,7 +52,7 @@ class Indexed {
   Get get_;
 };
 
-// Pointers that stand in a row, up to a null pointer.
+// An array of pointers that ends with a null pointer.
 template <typename Item>
 class List {
  public:
@@ -78,8 +78,8 @@ inline auto elements(const ConfigNode *array) {
   return Chain(config_array_first(array), config_array_next);
 }
 
-// The strings of an array of strings or references, and the nodes that an array of references names (null for one that
-// is unset).
+// The strings of an array of strings or references, and the nodes that an array of references names (null for a
+// reference that is unset).
 inline auto string_elements(const ConfigNode *array) {
   return Indexed(array, config_array_get_string);
 }
@@ -96,7 +96,7 @@ inline auto nodes_of_type(const NetworkNode *scope, uint32_t type) {
                [scope, type](const NetworkNode *node) { return network_next_type(scope, node, type); });
 }
 
-// The strings of a list, and the entries that runt_get_entries gave.
+// The strings of a list, and the entries of runt_get_entries.
 inline auto strings(const char *const *list) {
   return List<const char>(list);
 }

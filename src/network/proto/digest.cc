@@ -15,8 +15,8 @@ void uci_write_md5sum(FILE *out, const char *option, const char *md5sum_output) 
 }
 
 void uci_write_config_digest(FILE *out, const ConfigNode *config) {
-  // The settings hold private keys and may be longer than a command line: md5sum reads them from a memory file, which
-  // no other user can read.
+  // md5sum reads the settings from a memory file, which no other user can read. They hold private keys, and may be
+  // longer than a command line.
   int fd = memfd_create("settings", MFD_CLOEXEC);
   std::string settings = or_empty(config_dump(config));
   settings += '\n';

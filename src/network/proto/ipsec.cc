@@ -1,4 +1,4 @@
-// Interfaces of IPsec tunnels.
+// Writes the sections of IPsec tunnels.
 #include <algorithm>
 
 #include "main/strings.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-// How an attempt to connect is spaced out, and the options that say so.
+// Settings of the times between attempts to connect, and their options.
 struct BackoffRow {
   const char *path;
   const char *initial;
@@ -42,7 +42,7 @@ int32_t count_hosts(const ConfigNode *config, const char *name) {
   return static_cast<int32_t>(count);
 }
 
-// The digest of all files of the tunnel makes the interface manager restart the interface when one of them changes.
+// Writes the digest of all files of the tunnel. When it changes, the interface manager restarts the interface.
 void write_digest(FILE *out, const char *name) {
   if (!is_plain_word(name)) return;
   std::string command = format("cat /var/run/ipsec.d/*/%s.* 2>/dev/null | md5sum", name);

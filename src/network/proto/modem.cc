@@ -1,4 +1,4 @@
-// Sections of cellular interfaces, and their lists of access points.
+// Writes the sections of cellular interfaces and their lists of access points.
 #include "main/owned.h"
 #include "main/strings.h"
 #include "network/network.h"
@@ -42,7 +42,7 @@ const OptionRow failover_rows[] = {
     {"sim_failover_alt", "sim_failover_alt"},
 };
 
-// The modem manager's number of a standard slice type; "" for any other type.
+// The modem manager's number for a standard slice type; "" for any other type.
 const char *slice_code(const char *type) {
   if (equals(type, "EMBB")) return "01";
   if (equals(type, "URLLC")) return "02";
@@ -50,7 +50,7 @@ const char *slice_code(const char *type) {
   return "";
 }
 
-// The modem manager's code of the access-point lists to try.
+// The modem manager's code for the lists of access points to try.
 int32_t selection_code(const char *selection) {
   if (equals(selection, "corvo_list_only")) return 4;
   if (equals(selection, "built_in_list_only")) return 1;
@@ -84,14 +84,14 @@ void write_ip_options(FILE *out, const ConfigNode *interface, const ConfigNode *
   uci_write_option_string(out, "ip_version", version);
 }
 
-// Whether the try ends as soon as the protocol is up. An interface whose link is watched counts as working only once
-// its watch says so; without an address of either family there is nothing to watch.
+// True when an attempt to connect ends as soon as the protocol is up. With a health check the attempt ends when the
+// check passes, but without an address of either family there is nothing to check.
 bool ends_try_when_up(const ConfigNode *interface) {
   bool has_address = config_get_bool(interface, "ipv4.enable") || config_get_bool(interface, "ipv6.enable");
   return !has_address || !config_get_bool(interface, "vigil.enable");
 }
 
-// The slice type has two hexadecimal digits, the slice differentiator six; more are cut off.
+// Writes the slice type with two hexadecimal digits and the slice differentiator with six. More digits are cut off.
 void write_slice(FILE *out, const ConfigNode *modem) {
   const char *type = string_at(modem, "sst");
   std::string code = slice_code(type);
@@ -112,7 +112,7 @@ const char *carrier_to_match(const ConfigNode *access_point) {
   return equals(carrier, "other") && is_set(other) ? other : carrier;
 }
 
-// One line of the service-providers file, whose last field is read as shell assignments.
+// Writes one line of the service-providers file. The file's reader takes the last field as shell assignments.
 void write_access_point(FILE *file, const ConfigNode *access_point) {
   fprintf(file, "*,*,,,%s,internet,dns='' ip_version='%s' auth='%s' username='%s' password='%s' attm2mglobal='%d' ",
           string_at(access_point, "apn"), string_at(access_point, "ip_version"), string_at(access_point, "auth"),

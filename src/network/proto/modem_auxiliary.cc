@@ -1,6 +1,6 @@
-// Modem sections that follow the runtime store. A modem listed there as being without an interface gets a section with
-// fixed time-outs when a configured cellular interface names it, so that it is kept ready until that interface can have
-// it; other modems are left out. Every modem that is listed for an update gets a section.
+// Writes the sections of modems that the runtime store lists. A modem listed as without an interface gets a section
+// with fixed timeouts if a configured cellular interface names it: this keeps the modem ready until that interface can
+// use it. Every modem listed for an update gets a section.
 #include "main/owned.h"
 #include "main/string_set.h"
 #include "main/strings.h"

@@ -1,4 +1,4 @@
-// Sections of network-mobility interfaces: a mobile router, its home agent and the networks that it takes along.
+// Writes the sections of network mobility (NEMO) interfaces: a mobile router, its home agent and its mobile networks.
 #include "main/owned.h"
 #include "main/strings.h"
 #include "network/network.h"
@@ -32,7 +32,7 @@ void write_local_end(FILE *out, const ConfigNode *config) {
                           config_get_string(config, named ? "tun_local.interface" : "tun_local.type"));
 }
 
-// ADDRESS/NETMASK of every interface in `network` that has both at the moment.
+// ADDRESS/NETMASK of every interface in `network` that has both at present.
 OwnedList advertised_networks(const ConfigNode *config) {
   OwnedList networks;
   for (const char *interface : string_elements(config_array(config, "network"))) {

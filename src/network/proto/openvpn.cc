@@ -1,4 +1,4 @@
-// Sections of OpenVPN interfaces.
+// Writes the sections of OpenVPN interfaces.
 #include "main/strings.h"
 #include "network/network.h"
 #include "network/proto/digest.h"
@@ -10,7 +10,7 @@ void openvpn_write_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   const char *key = config_key(config);
   const NetworkNode *device = network_find_device(network_find_parent(node, NETWORK_NODE_ROOT), config);
-  // Servers have no user name of their own, so the key marks a client even while it is empty.
+  // Only clients have the key `username`, which may be empty.
   bool is_client = config_has_key(config, "username");
 
   uci_write_interface_section(out, node);

@@ -12,7 +12,7 @@
 
 namespace {
 
-// The interface manager's hooks; they, not OpenVPN, configure the device and its routes.
+// The interface manager's hooks, which configure the device and its routes in place of OpenVPN.
 const char client_hooks[] =
     "route-noexec\n"
     "script-security 2\n"
@@ -21,7 +21,7 @@ const char client_hooks[] =
 
 const char server_ca_path[] = "/etc/ssl/certs/ca.crt";
 
-// Lines of an uploaded file that would name files of another machine, or get in the way of our device and hooks.
+// Lines of an uploaded file that name files of another machine or conflict with the router's device and hooks.
 const char *const dropped_prefixes[] = {"ca ",  "cert ",           "key ",  "up ", "down ", "dev ",
                                         "dev-", "script-security", "nobind"};
 
@@ -33,7 +33,7 @@ bool is_overridden(const ConfigNode *config) {
   return config_get_bool(config, "advanced_options.enable") && config_get_bool(config, "advanced_options.override");
 }
 
-// Bridged devices are "tap" devices to OpenVPN too.
+// For OpenVPN, bridged devices are "tap" devices too.
 const char *device_kind(const ConfigNode *config) {
   return setting_is(config, "device_type", "tun") ? "tun" : "tap";
 }
@@ -143,7 +143,7 @@ void write_generated_server(FILE *file, const ConfigNode *config, const char *de
   write_server_credentials(file, config);
 }
 
-// Options written as on a command line, one a line in the file.
+// Writes options, given as on a command line, one on each line.
 void write_extra_options(FILE *file, const char *extra) {
   while (const char *dashes = strstr(extra, "--")) {
     fprintf(file, "%.*s \n", static_cast<int>(dashes - extra), extra);
@@ -223,7 +223,7 @@ bool openvpn_write_server_file(const ConfigNode *config, const char *key, const 
 }
 
 void openvpn_write_template(const ConfigNode *config, const char *key, const char *host) {
-  // A router without a name gets "-KEY.ovpn", which tools that look for the key still find.
+  // The host name may be empty: the file is then "-KEY.ovpn". It must not lead to another directory.
   if (strchr(host, '/') != nullptr) return;
   create_directory("/var/run/openvpn", 0755);
   OwnedStream file = open_output(format("/var/run/openvpn/%s-%s.ovpn", host, key).c_str());

@@ -1,4 +1,5 @@
-// The files that go with an OpenVPN interface. A file that cannot be opened is left out; none of the writers reports.
+// Writers for the files of an OpenVPN interface. A file that cannot be opened is left out without a message. `key` is
+// the key of the client or server.
 #ifndef TESSERA_NETWORK_PROTO_OPENVPN_FILES_H
 #define TESSERA_NETWORK_PROTO_OPENVPN_FILES_H
 
@@ -7,26 +8,27 @@
 
 #include "platform/config.h"
 
-// An IPv4 tunnel address as the lines of a server file need it.
+// An IPv4 tunnel address in the forms that a server file needs.
 struct TunnelAddress {
   std::string address;  // without prefix length
-  std::string network;  // the address up to its last dot, that dot not included
+  std::string network;  // the address up to its last dot, without the dot
   std::string netmask;  // in dotted form
 };
 
-// Takes ADDRESS/LENGTH. The length is limited to 0 to 32, and is 32 when none is written or it is no number.
+// Parses ADDRESS/LENGTH. The length is limited to the range 0 to 32; it is 32 when it is missing or not a number.
 TunnelAddress parse_tunnel_address(const char *network);
 
-// User name and password for the client with this key.
+// Writes the file with user name and password of a client; none without a user name.
 void openvpn_write_userpass(const ConfigNode *config, const char *key);
 
-// The client's configuration: generated, or an uploaded one made to fit.
+// Writes the configuration of a client: generated from the settings, or the uploaded file adapted to the router.
 void openvpn_write_client_file(const ConfigNode *config, const char *key);
 
-// The server's configuration on `device`; false when it could not be opened.
+// Writes the configuration of a server that uses `device`. False when the file could not be opened.
 bool openvpn_write_server_file(const ConfigNode *config, const char *key, const char *device);
 
-// The template of a configuration for the clients of this server. `host` names this router.
+// Writes a configuration template for the clients of a server. `host` is the host name of the router; a name with "/"
+// gives no file.
 void openvpn_write_template(const ConfigNode *config, const char *key, const char *host);
 
 #endif

@@ -1,4 +1,4 @@
-// Sections of links that carry PPP: over ethernet, through L2TP tunnels, and dial-in over a serial port.
+// Writes the sections of PPP links: over ethernet, through L2TP tunnels, and dial-in over a serial port.
 #include "main/owned.h"
 #include "main/strings.h"
 #include "network/network.h"
@@ -74,7 +74,7 @@ void pppoe_write_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *config = network_config(node);
   uci_write_interface_section(out, node);
   uci_write_ifname(out, network_find_parent(node, NETWORK_NODE_DEVICE));
-  // Without a protocol the section only keeps the name of a disabled interface known.
+  // A disabled interface gets a section without a protocol, so that its name stays known.
   if (!config_get_bool(config, "enable")) return;
   uci_write_option_string(out, "proto", "pppoe");
   uci_write_options(out, config, pppoe_rows);
@@ -90,7 +90,7 @@ void l2tp_write_interface(FILE *out, const NetworkNode *node) {
   uci_write_option_bool(out, "debug", config_get_bool(service, "debug"));
   uci_write_option_int(out, "metric", config_get_int(config, "metric"));
   ppp_write_account(out, config);
-  // Only an access concentrator has a network server to call, configured or not.
+  // Only access concentrators have the key `lns`, which may be empty.
   bool is_concentrator = config_has_key(config, "lns");
   uci_write_option_string(out, "proto", is_concentrator ? "pppol2tp_lac" : "pppol2tp_lns");
   if (is_concentrator)

@@ -1,5 +1,5 @@
-// Writers of interfaces and devices whose protocol needs more than the common options. Each writes its whole section,
-// header included, or nothing at all.
+// Writers for interfaces and devices whose protocol needs more than the common options. Each writes its whole section
+// to the caller's open stream, or nothing when it is disabled or lacks what it needs.
 #ifndef TESSERA_NETWORK_PROTO_PROTO_H
 #define TESSERA_NETWORK_PROTO_PROTO_H
 
@@ -23,15 +23,15 @@ void macsec_write_device(FILE *out, const NetworkNode *device);
 void l2tpeth_write_device(FILE *out, const NetworkNode *device);
 void wireguard_write_device(FILE *out, const NetworkNode *device);
 
-// One section for each modem that the runtime store lists as without an interface and that a cellular interface of the
-// model names as its device.
+// Writes one section for each modem that the runtime store lists as without an interface and that a cellular interface
+// of the model names.
 void modem_write_no_interface(FILE *out, const NetworkModel *model);
 
-// One section for each modem that the runtime store lists as being updated, up to the first empty name.
+// Writes one section for each modem that the runtime store lists for an update, up to the first empty name.
 void modem_write_update_interfaces(FILE *out);
 
-// The options of a PPP account, part of the section of every link with an account of its own: user name, password and
-// own settings of the PPP daemon.
+// Writes the options of a PPP account into the open section of a link: user name, password, and the custom settings of
+// the PPP daemon.
 void ppp_write_account(FILE *out, const ConfigNode *account);
 
 #endif

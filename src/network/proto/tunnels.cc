@@ -1,4 +1,4 @@
-// Sections of tunnel devices. The interface manager creates them, so each is an interface of its own to it.
+// Writes the sections of tunnel devices. The interface manager creates these devices, so each has a section of its own.
 #include "main/owned.h"
 #include "main/strings.h"
 #include "network/network.h"
@@ -21,15 +21,15 @@ const OptionRow l2tpeth_session_rows[] = {
     {"peer_cookie", "peer_cookie"}, {"l2spec_type", "l2spec_type"},         {"seq", "seq"},
 };
 
-// The runtime value `item` of the interface that the tunnel's `local` names; null when there is none.
-OwnedString local_fact(const ConfigNode *tunnel, const char *item) {
+// The runtime fact of the interface that the tunnel's `local` names; null when there is none.
+OwnedString local_fact(const ConfigNode *tunnel, const char *fact) {
   OwnedString path(config_path(config_get_ref(tunnel, "local")));
   if (path == nullptr) return nullptr;
-  return OwnedString(runt_get_string_pathf("%s.%s", path.get(), item));
+  return OwnedString(runt_get_string_pathf("%s.%s", path.get(), fact));
 }
 
-// Begins the section of a device that runs over the tunnel's `local` interface and gives that interface's address.
-// Null, and no section, while the tunnel is off or the interface has no address.
+// Writes the section header of a device over the tunnel's `local` interface and returns the address of that interface.
+// Returns null, and writes nothing, when the tunnel is disabled or the interface has no address.
 OwnedString begin_tunnel(FILE *out, const NetworkNode *device, const ConfigNode *tunnel) {
   if (!config_get_bool(tunnel, "enable")) return nullptr;
   OwnedString address = local_fact(tunnel, "ipv4.address");
