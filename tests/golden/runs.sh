@@ -61,6 +61,14 @@ END
 grep -q '^tessera_network: failed to initialize runt interface$' "$work/stderr" || fail "no word of a missing store"
 grep -q fd00:: "$work/out/var/run/uci/network" || fail "nothing is written without the store"
 
+# Where no method works, the local users can log in.
+for method in radius local; do
+  # shellcheck disable=SC2016 # for the inner shell
+  echo '"$tessera" pam' | preview pam "{\"auth\": {\"method\": [\"$method\"]}}"
+  cp "$work/out/var/run/pam.conf" "$work/$method.conf"
+done
+cmp -s "$work/radius.conf" "$work/local.conf" || fail "nobody can log in without a server"
+
 tunnel='{"vpn": {"ipsec": {"tunnel": {"t12345": {"enable": true, "remote": {"ip_version": "ipv4"},'
 tunnel=$tunnel' "local": {"type": "interface", "interface": "wan"}}}}}}'
 

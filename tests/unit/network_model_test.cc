@@ -34,10 +34,10 @@ TEST(NetworkModel, SearchesWithinAScope) {
   const NetworkNode *ipv4 = network_find_proto(model, config("network.interface.lan"), "ipv4");
 
   const std::tuple<const NetworkNode *, uint32_t, const char *> scopes[] = {
-      {model, NETWORK_NODE_BRIDGE_PORT, "network.wlan.sta network.device.e1 network.device.e2 network.vlan.absent "},
+      {model, NETWORK_NODE_BRIDGE_PORT, "network.device.e1 network.device.e2 network.vlan.absent "},
       {bridge, NETWORK_NODE_INTERFACE, "lan "},
       {bond, NETWORK_NODE_BOND_SLAVE, "network.device.e2 network.vlan.v5 "},
-      {hub, NETWORK_NODE_INTERFACE, "hq site "}};
+      {hub, NETWORK_NODE_INTERFACE, "hq "}};
   for (const auto &[scope, type, expected] : scopes) EXPECT_EQ(keys(scope, type), expected) << type;
   // From a node of another type the search goes on behind it.
   EXPECT_STREQ(network_key(network_next_type(model, bond, NETWORK_NODE_INTERFACE)), "sun");
