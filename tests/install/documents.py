@@ -65,6 +65,8 @@ class Page:
         rest = re.sub(block, "", text, flags=re.M | re.S)
         for indented in re.findall(r"^(?: {4}|\t).*", rest, re.M):
             raise SystemExit(f"documents: in no block that says what it is: {indented}")
+        for joined in re.findall(r"^.*\S +#{2,3}(?: .*|$)", rest, re.M):
+            raise SystemExit(f"documents: a heading within a line: {joined}")
         for table in re.findall(r"^\| Line \|.*\n(?:\|.*\n)*", rest, re.M):
             for row in table.splitlines()[2:]:
                 self.explained += re.findall(r"`([^`]+)`", row.split(" | ")[0])
