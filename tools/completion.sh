@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# Completion of tessera and the programs beside it in bash. Commands and options are those that the
-# programs name in their --help.
+#
+# Bash completion for tessera and the programs for people. The commands and options come from their --help.
 
-# Sets `cur` and `prev` to the word to complete and the one before; the "=" of --option=VALUE counts as a space.
+# Sets `cur` to the word to complete and `prev` to the word before it; the "=" of --option=VALUE counts as a space.
 _tessera_words() {
   cur=${COMP_WORDS[COMP_CWORD]}
   prev=${COMP_WORDS[COMP_CWORD - 1]}
@@ -10,11 +10,12 @@ _tessera_words() {
   [[ $prev == = ]] && prev=${COMP_WORDS[COMP_CWORD - 2]}
 }
 
+# Offers the words that compgen makes from these options.
 _tessera_reply() {
   mapfile -t COMPREPLY < <(compgen "$@" -- "$cur")
 }
 
-# Files (-f) or directories (-d); only these get a slash and quotes where they need them.
+# Offers files (-f) or directories (-d); bash adds slashes and quotes only to file names.
 _tessera_files() {
   compopt -o filenames 2>/dev/null
   _tessera_reply "$1"
@@ -38,7 +39,7 @@ _tessera() {
   fi
 }
 
-# Keys of the store: those below the name before the last dot, which may have keys below them in turn.
+# Offers the keys of the store that are directly below the key before the last dot, without a space after them.
 _runt_keys() {
   local above='' names
   [[ $cur == *.* ]] && above=${cur%.*}
@@ -61,7 +62,7 @@ _runt() {
   fi
 }
 
-# Paths of a configuration file: the names below the last dot, which may have names below them in turn.
+# Offers the paths of a configuration file that are directly below the last dot, without a space after them.
 _tessera_config_paths() {
   local above='' names
   [[ $cur == *.* ]] && above=${cur%.*}
@@ -72,7 +73,7 @@ _tessera_config_paths() {
   compopt -o nospace 2>/dev/null
 }
 
-# Of the arguments of a command that edits: its options, the file, then a path.
+# Completes the arguments of get and of the edits: options, the file, then a path.
 _tessera_config_edit() {
   local i=2
   while [[ $i -lt $COMP_CWORD && ${COMP_WORDS[i]} == -* ]]; do i=$((i + 1)); done
@@ -114,7 +115,7 @@ _tessera_config() {
   fi
 }
 
-# Sets `service` to the word before the one to complete that names the services, empty when there is none yet.
+# Sets `service` to the word on the command line that names the services; empty when there is none yet.
 _tessera_preview_service() {
   local i word
   service=
@@ -134,7 +135,7 @@ _tessera_preview_service() {
   done
 }
 
-# A service, or the next one of a list: those that it does not hold yet.
+# Offers the services that the list in `cur` does not hold yet.
 _tessera_service_list() {
   local listed='' name names=all
   [[ $cur == *,* ]] && listed=${cur%,*}, names=

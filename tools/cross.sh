@@ -1,20 +1,20 @@
 #!/bin/sh
 # Builds and tests the program for other architectures, each in build/cross/ARCHITECTURE: cross.sh ARCHITECTURE...
 #
-# The libraries come out of Debian's packages for the architecture, downloaded with package lists of their own and
+# The libraries come from Debian's packages for the architecture, which are downloaded with separate package lists and
 # unpacked below the build directory: nothing is installed, and the machine's list of architectures stays as it is.
 set -eu
 cd "$(dirname "$0")/.."
 packages='liblmdb0 liblmdb-dev libssl3 libssl-dev libgtest-dev rapidjson-dev'
 
-# quiet LOG COMMAND...: shows the output of a command that fails.
+# quiet LOG COMMAND...: runs a command, and shows its output only when it fails.
 quiet() {
   log=$1
   shift
   "$@" >"$log" 2>&1 || { cat "$log" >&2; echo "cross: failed: $*" >&2; exit 1; }
 }
 
-# apt TOOL ARGUMENT...: apt with package lists and settings for $architecture, below $lists.
+# apt TOOL ARGUMENT...: runs apt-TOOL for $architecture, with its lists and settings below $lists.
 apt() {
   tool=$1
   shift
@@ -27,8 +27,8 @@ unpack_libraries() {
   lists=$PWD/$build/apt
   mkdir -p "$lists/lists/partial" "$lists/cache/archives/partial" "$lists/packages" "$sysroot.new"
   : >"$lists/status"
-  # The machine's own sources, but only Debian's main archive: others seldom serve these architectures.
-  # shellcheck disable=SC2016 # apt fills these in
+  # Only Debian's main archive of the machine's sources: other archives seldom have these architectures. shellcheck
+  # disable=SC2016 # apt fills these in
   apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Label: Debian' |
     sort -u >"$lists/sources.list"
   quiet "$lists/update.log" apt get update

@@ -49,7 +49,7 @@ bool check_key(const char *key) {
   return false;
 }
 
-// Why a key is refused; null for a good one. The store would take more keys, but nobody could type them.
+// Why a key is refused; null for a good key. The store would accept more keys, but nobody could type them.
 const char *key_trouble(const std::string &key) {
   StoredKey encoded;
   if (holds_control(key.data(), key.size()) || !is_utf8(key)) return stored_key_rule;
@@ -69,7 +69,7 @@ std::string repair_utf8(const std::string &string) {
   }
 }
 
-// Reports the failure of a change; the exit status.
+// Reports the failure of a change; returns the exit status.
 int finish(int error, const char *what) {
   if (error == 0) return done;
   fprintf(stderr, "runt: cannot change %s: %s\n", what, runt_error_text(error));
@@ -113,7 +113,7 @@ void write_string(Writer &writer, std::string_view string) {
   writer.String(string.data(), static_cast<rapidjson::SizeType>(string.size()));
 }
 
-// Writes what lies at and below `key`; false when a string had to be repaired.
+// Writes the values at and below `key`; returns false when a string had to be repaired.
 bool dump_below(Writer &writer, const std::string &key) {
   bool faithful = true;
   OwnedString value(key.empty() ? nullptr : runt_get_string(key.c_str()));
@@ -148,15 +148,15 @@ struct Fact {
   std::string value;
 };
 
-// Takes the events of the JSON reader: one flat object of strings; anything else ends the reading.
+// Collects the facts from the events of the JSON reader: one flat object of strings. Refuses everything else.
 struct FactsReader {
   const char *input;
   rapidjson::MemoryStream stream;
   std::vector<Fact> facts = {};
   std::unordered_set<std::string> seen = {};
   bool inside = false;
-  size_t token_end = 0;       // where the last event ended
-  size_t trouble_offset = 0;  // where the one that was refused starts
+  size_t token_end = 0;       // the offset after the last token
+  size_t trouble_offset = 0;  // the offset of the refused token
   std::string trouble = {};
 
   FactsReader(const char *bytes, size_t size) : input(bytes), stream(bytes, size) {}
@@ -192,7 +192,7 @@ struct FactsReader {
     if (memchr(bytes, '\0', length) != nullptr)
       return refuse(facts.back().key + ": expected a string without zero bytes");
     facts.back().value.assign(bytes, length);
-    // The reader accepts the second half of a pair without the first one.
+    // The reader accepts the second half of a surrogate pair without the first half.
     if (!is_utf8(facts.back().value))
       return refuse(facts.back().key + ": half of a surrogate pair, which is no character");
     return accept();
@@ -210,6 +210,7 @@ struct FactsReader {
   bool RawNumber(const char * /*bytes*/, rapidjson::SizeType /*length*/, bool /*copy*/) { return refuse_value(); }
 };
 
+// Prints a message with the line and column of the offset; returns the exit status.
 int report(const char *path, std::string_view input, size_t offset, const char *trouble) {
   unsigned line = 1;
   size_t line_start = 0;
@@ -222,10 +223,10 @@ int report(const char *path, std::string_view input, size_t offset, const char *
   return failed;
 }
 
-// More than the store could hold, so that an input without an end does not fill the memory.
+// More than the store can hold; the limit keeps an endless input from filling the memory.
 constexpr size_t largest_input = 128U << 20;
 
-// The whole input; false, with errno, when it cannot be read or is too large.
+// Reads the whole input; returns false, with errno set, when it cannot be read or is too large.
 bool read_input(const char *path, std::string *input) {
   if (strcmp(path, "-") == 0) return read_all(STDIN_FILENO, input, largest_input);
   Fd file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY));
@@ -273,14 +274,14 @@ const Command commands[] = {
 constexpr char usage[] =
     "Usage: runt get KEY          print the value at a key\n"
     "       runt set KEY VALUE    store a value\n"
-    "       runt delete KEY       remove a key and all below it\n"
-    "       runt keys [KEY]       list the names below a key, or at the top\n"
+    "       runt delete KEY       remove a key and all keys below it\n"
+    "       runt keys [KEY]       list the names directly below a key, or the first names of all keys\n"
     "       runt dump             print the whole store as a JSON object of keys and strings\n"
-    "       runt load FILE        store every member of such an object, or none (FILE \"-\": standard input)\n"
+    "       runt load FILE        store every member of such an object, or no member (FILE \"-\": standard input)\n"
     "       runt --version        print the version\n"
     "\n"
     "Reads and edits the runtime store in /var/run/runt.\n"
-    "Exit status: 0 done; 1 there is no such key, or it failed with a message; 2 wrong usage.\n";
+    "Exit status: 0 done; 1 there is no such key, or the command failed with a message; 2 wrong usage.\n";
 
 int run(const Command &command, char **arguments) {
   int error = runt_init();
@@ -306,7 +307,7 @@ int main(int argc, char **argv) {
   std::set_new_handler(end_without_memory);
   log_init("runt", 0, 0);
   if (!protect_standard_streams()) return failed;
-  signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
+  signal(SIGXFSZ, SIG_IGN);  // a write beyond the limit of file size fails then, as on a full file system
   if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
     fputs(usage, stdout);
     return done;

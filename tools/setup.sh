@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs the Debian packages that are missing for the given purposes (build, test, lint, doc, package, bench, cross);
-# says nothing and calls no package manager when all are there.
+# Installs the Debian packages that are missing for the given purposes (build, test, lint, doc, package, bench, cross).
+# Prints nothing and calls no package manager when all are there.
 set -eu
 
 build_packages='
@@ -46,20 +46,20 @@ for package in $wanted; do
   [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing="$missing $package"
 done
 
-# An ordinary user installs by sudo, and so do the tests become root that need to be.
+# An ordinary user needs sudo to install packages, and for the tests that need root.
 as_root=
 if [ "$(id -u)" -ne 0 ]; then
   as_root=sudo
   why=${missing:+"install as root:$missing"}
   case " $* " in *' test '*) why=${why:-some tests need root} ;; esac
   [ -n "$why" ] || exit 0
-  command -v sudo >/dev/null || { echo "setup: there is no sudo: $why" >&2; exit 1; }
+  command -v sudo >/dev/null || {     echo "setup: sudo is not installed: $why" >&2; exit 1; }
   sudo -n true 2>/dev/null || sudo -v || exit 1
 fi
 case " $* " in
   *' test '*)
     if command -v mountpoint >/dev/null && ! mountpoint -q /; then
-      echo 'setup: the tests make namespaces, which a plain chroot is refused: / has to be a mount point' >&2
+      echo 'setup: the tests make namespaces, which the kernel refuses in a plain chroot: / has to be a mount point' >&2
       exit 1
     fi
     ;;
@@ -77,7 +77,7 @@ clean_up() {
 trap clean_up EXIT
 trap 'exit 130' INT TERM HUP
 
-# The daemons are wanted as programs for the tests: none of them may start on this machine.
+# The tests need the daemons' programs; no daemon may start on this machine.
 if [ ! -e "$policy" ]; then
   own_policy=yes
   printf '#!/bin/sh\nexit 101\n' | $as_root tee "$policy" >/dev/null

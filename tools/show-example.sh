@@ -1,5 +1,5 @@
 #!/bin/sh
-# Shows every file that services of an example router get, all of them unless some are named, and what to do next:
+# Shows every file of an example router, or only those of SERVICES, and what to do next:
 # show-example.sh PREVIEW_PROGRAM EXAMPLE_DIRECTORY [SERVICES]
 set -eu
 preview=$1
@@ -14,7 +14,7 @@ echo
 "$preview" "$@" "$services"
 cat <<END
 
-Those were all of them; nothing of this machine has changed. What to do next:
+These were all files; nothing has changed on this machine. What to do next:
 
   export PATH="\$PWD/$(dirname "$preview"):\$PATH"
   less $example/README.md                   which settings the lines come from

@@ -83,7 +83,7 @@ touch $history/{007.json,4294967295.json,x.json}
 says 0 '1 TIME a longer lease' history
 rm $history/{007.json,4294967295.json,x.json}
 says 0 'nothing changes' new.json
-says 2 'tessera-apply: nothing waits for confirmation' confirm
+says 2 'tessera-apply: no change waits for confirmation' confirm
 rm /etc/tessera/reload.d/network
 says 0 "$lines
 reload network: there is no /etc/tessera/reload.d/network
@@ -235,7 +235,7 @@ if ls $document {pam,dnsmasq,ipsec}.conf uci/network 2>/dev/null; then fail "som
 
 # Who may do it, and how it is asked for.
 says 2 "$(tessera-apply --help | sed -n '/^Usage/,/^$/p' | sed '1i tessera-apply: an option does not belong to this command')" status -m x
-says 2 "$(tessera-apply --help | sed -n '/^Usage/,/^$/p' | sed '1i tessera-apply: there are too many words')" confirm 1
+says 2 "$(tessera-apply --help | sed -n '/^Usage/,/^$/p' | sed '1i tessera-apply: there are too many arguments')" confirm 1
 status=0
 setpriv --reuid=65534 --clear-groups "$BIN/tessera-apply" status >messages 2>&1 || status=$?
 expect "status without root" "$status $(cat messages)" "3 tessera-apply: has to run as root"

@@ -99,7 +99,7 @@ escape=$(printf '\033')
 
 # The manual page lists the rules of the program.
 "$program" check --rules >"$work/out"
-sed '1,/From here on, the output of check --rules/d; /to here/,$d' ../../doc/tessera-config.8 | sed '1d; $d' | diff -u - "$work/out" ||
+sed '1,/Start of the output/d; /End of the output/,$d' ../../doc/tessera-config.8 | sed '1d; $d' | diff -u - "$work/out" ||
   { echo "tessera-config(8) lists other rules"; failed=1; }
 
 # A run logs a hundred findings of a kind, and how many more there are.

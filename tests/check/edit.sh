@@ -98,7 +98,7 @@ tessera-config: network.interface.lan.ipv4: the value is not JSON
 OUT
 printf '%s\n' 'unset vpn.ipsec.tunnel.a' "set --json $lan.ipv4 {\"enable\": true}" 'set system.name  my  router' >edits
 expect 0 sh -c '"$0" set router.json - <edits 2>/dev/null' "$program" <<'OUT'
-vpn.ipsec.tunnel: the tunnels behind it get other interface numbers
+vpn.ipsec.tunnel: the tunnels after it get other interface numbers
 OUT
 holds 'several edits' <<'FILE'
 {

@@ -110,8 +110,8 @@ accepted by OpenVPN: /var/run/config_file_c
 /var/run/config_file_c:14: OpenVPN: warning: "engine" is left out of the check: OpenVPN would act on it
 /var/run/config_file_c:15: OpenVPN: warning: "config" is left out of the check: OpenVPN would act on it
 /var/run/config_file_c:18: OpenVPN: warning: "replay-persist" is left out of the check: OpenVPN would act on it
-/var/run/config_file_c:23: OpenVPN: warning: the command of "route-up" is not looked for
-/var/run/config_file_c:24: OpenVPN: warning: the command of "tls-verify" is not looked for
+/var/run/config_file_c:23: OpenVPN: warning: the command of "route-up" is not checked
+/var/run/config_file_c:24: OpenVPN: warning: the command of "tls-verify" is not checked
 OUTPUT
 
   # A checker that a hostile file has taken over.

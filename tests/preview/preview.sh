@@ -211,8 +211,8 @@ $usage" $arguments ;;
 --tessera look -o never -f rootfs|tessera-preview: /pipe: $plain
 |no service is named
 all -p|ARGS are for a single service
-pam,,network|a list of services holds names only
-pam,|a list of services holds names only
+pam,,network|a list of services holds only names of services
+pam,|a list of services holds only names of services
 --exit-code pam|--exit-code needs an OLDDIR to differ from
 --color=often pam|--color takes auto, always or never
 --nope pam|unrecognized option '--nope'

@@ -95,8 +95,8 @@ FINDINGS = [
      r"/var/run/ipsec\.d/conf/t\.conf:1\d: IPsec starter: syntax error, unexpected EQ"),
     ("ipsec", with_tunnel(auth={"type": "secret", "secret": "x"}, mode="tunnels"),
      r"/var/run/ipsec\.d/conf/t\.conf:2: IPsec starter: bad policy value: type=tunnels"),
-    ("ipsec", with_tunnel(auth=X509), r"/var/run/ipsec\.d/private/t\.rsa: openssl: this is no private key in PEM"),
-    ("ipsec", with_tunnel(auth=X509), r"/var/run/ipsec\.d/certs/t\.cert: openssl: this is no certificate in PEM"),
+    ("ipsec", with_tunnel(auth=X509), r"/var/run/ipsec\.d/private/t\.rsa: openssl: this is not a private key in PEM"),
+    ("ipsec", with_tunnel(auth=X509), r"/var/run/ipsec\.d/certs/t\.cert: openssl: this is not a certificate in PEM"),
     ("network", server("--script-security 2 --client-connect /bin/client_updown --nosuchoption 1"),
      r"/var/run/config_file_server_s:4: OpenVPN: Unrecognized option .*: nosuchoption"),
     ("network", client(config_file="client\ndev tun\nremote a.example\nproto bogus\n"),  # dev adds up
@@ -105,7 +105,7 @@ FINDINGS = [
      r"/var/run/config_file_server_s:3: OpenVPN: Unrecognized option .*: verbose"),
     ("network", {"vpn": {"openvpn": {"client": {"c": {"enable": True, "server": "a.example", "port": 1, "device_type":
                                                       "tun", "cacert": "nonsense"}}}}},
-     r"/var/run/config_file_c:9: openssl: this is no certificate in PEM"),
+     r"/var/run/config_file_c:9: openssl: this is not a certificate in PEM"),
 ]
 # What no configuration brings about, written by a stand-in for tessera.
 WRITTEN = [
@@ -116,7 +116,7 @@ WRITTEN = [
     ("uci/network", "config a b\n\toption x 1 2\n", r"2: UCI reader: expected \"option\", a name and a value"),
     ("uci/network", "config a b\nanything\n", r"2: UCI reader: expected config, option or list"),
     ("uci/network", "config '' b\n", r"1: UCI reader: a section type may hold letters"),
-    ("uci/network", "config a b\n\toption x 1;2\n", r"2: UCI reader: a word without quotes is split"),
+    ("uci/network", "config a b\n\toption x 1;2\n", r"2: UCI reader: a ';' or '#' outside of quotes"),
     ("uci/network", "config a b\n\toption x \"1\0\"\n", r"2: UCI reader: a NUL byte ends the line"),
 ]
 

@@ -92,12 +92,12 @@ TEST(Edit, ReadsValuesByTheirKind) {
         {"", "set network.interface.a-b.mtu 1",
          "network.interface.a-b: expected a name of 1 to 63 letters, digits and '_'"},
         {"", "set service.dns.server.0.domain a",
-         "service.dns.server.0: expected the index of an element, of which there are 0, or +"},
+         "service.dns.server.0: expected + or the index of an element; there are 0"},
         {"", "unset system.name", "system.name: is not set"},
         {"", "rename system.name x", "system.name: only an entry of a map can be renamed"}})
     EXPECT_EQ(edited(empty, row.edit, false), row.after);
   EXPECT_EQ(edited(R"({"system":{"name":"a","n\u0061me":"b"}})", "unset system.name"),
-            "system.name: the file has this key twice, an editor has to remove one");
+            "system.name: the file has this key twice; remove one of them in an editor");
   EXPECT_EQ(edited(R"({"network":{"interface":{"a":{},"b":{}}}})", "rename network.interface.a b"),
             "network.interface.a: there is an entry 'b' already");
   EXPECT_EQ(edited(R"({"ghost":[{}]})", "unset ghost.1"), "ghost.1: there is no such key");

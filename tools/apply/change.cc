@@ -17,15 +17,15 @@
 
 namespace {
 
-// More than all services and hooks may take. What else can hold a change up, as a terminal that was stopped does with
-// messages, must not keep the guard from its work.
+// More than all services and hooks may take. Something else may block a change, such as a stopped terminal that accepts
+// no messages; then the alarm ends the change, so that the guard can take it back.
 constexpr unsigned most_seconds = 1800;
 
 std::string name_of(unsigned number) {
   return "change " + std::to_string(number);
 }
 
-// Leaves the terminal and all that belongs to the caller. After that, messages reach nothing but the system's log.
+// Gives up the lock, the terminal and all descriptors of the caller. After that, messages go only to the system log.
 void leave_caller(Fd &lock) {
   lock = Fd();
   setsid();
@@ -37,8 +37,8 @@ void leave_caller(Fd &lock) {
   syscall(SYS_close_range, STDERR_FILENO + 1, UINT_MAX, 0);
 }
 
-// Waits until the change is over, or has to be taken back. While the caller is at work it has the lock, so to have the
-// lock with a record that nobody confirms any more means that the caller has ended early, or that the time is up.
+// Waits until the change is over, or takes it back when nobody can confirm it any more: the caller has ended early, or
+// the time is up. The caller holds the lock while it works, so the guard looks only after the caller has ended.
 [[noreturn]] void guard() {
   for (;;) {
     std::string trouble;
@@ -53,14 +53,14 @@ void leave_caller(Fd &lock) {
       trouble = revert(*pending, pending->deadline == 0 ? "it was not completed" : "it was not confirmed in time");
       if (trouble.empty()) _exit(0);
     }
-    if (!trouble.empty()) tell(trouble);
+    if (!trouble.empty()) report(trouble);
     own_lock = Fd();
     timespec until = {waits ? pending->deadline : seconds_up() + 10, 0};
     clock_nanosleep(CLOCK_BOOTTIME, TIMER_ABSTIME, &until, nullptr);
   }
 }
 
-// Starts the process that takes the change back; false with errno when that fails.
+// Starts the process that takes the change back when necessary. Returns false, with errno set, when that fails.
 bool start_guard(Fd &lock) {
   fflush(nullptr);
   pid_t child = fork();
@@ -77,27 +77,29 @@ bool start_guard(Fd &lock) {
   return child > 0 && ended == child && status == 0;
 }
 
-std::string over(unsigned number, const char *reason) {
+// Removes the record of a change that was taken back. Returns "", or what failed.
+std::string finish_revert(unsigned number, const char *reason) {
   std::string trouble = remove_pending();
   if (!trouble.empty()) return name_of(number) + " is not taken back yet: " + trouble;
   forget_document(number);
-  tell(name_of(number) + " was taken back: " + reason);
+  report(name_of(number) + " was taken back: " + reason);
   return "";
 }
 
-// The old document stands, and nothing was run.
+// Ends a change before anything was changed or run.
 int refuse(const std::string &trouble) {
   fprintf(stderr, "tessera-apply: %s; nothing is changed\n", trouble.c_str());
   return change_fails;
 }
 
+// Takes back a change that failed.
 int take_back(Pending &pending, const std::string &trouble) {
-  tell(trouble);
+  report(trouble);
   pending.deadline = 0;
-  store_pending(pending);  // it may have been removed; one that stands does as well
+  store_pending(pending);  // the record may be removed already; when this fails, the old record has the same effect
   std::string rest = revert(pending, "it failed");
   if (rest.empty()) return change_reverted;
-  tell(rest + "; tessera-apply tries again");
+  report(rest + "; tessera-apply tries again");
   return change_fails;
 }
 
@@ -110,7 +112,7 @@ std::string complete(const Change &change, Pending &pending) {
 
 }  // namespace
 
-void tell(const std::string &message) {
+void report(const std::string &message) {
   fflush(stdout);
   fprintf(stderr, "tessera-apply: %s\n", message.c_str());
   syslog(LOG_NOTICE, "%s", message.c_str());
@@ -124,15 +126,15 @@ std::string revert(const Pending &pending, const char *reason) {
   if (trouble.empty()) {
     trouble = document ? run_services(pending.services, {}, true) : remove_services(pending.services);
   }
-  // What a service or hook makes of it is no reason to keep all later changes out.
-  if (!trouble.empty()) tell("while " + name_of(pending.number) + " is taken back: " + trouble);
-  return over(pending.number, reason);
+  // A service or hook that fails must not block all later changes.
+  if (!trouble.empty()) report("while " + name_of(pending.number) + " is taken back: " + trouble);
+  return finish_revert(pending.number, reason);
 }
 
 std::string revert_document(const Pending &pending, const char *reason) {
   std::string trouble = restore_document(pending.number);
   if (!trouble.empty()) return name_of(pending.number) + " is not taken back yet: " + trouble;
-  return over(pending.number, reason);
+  return finish_revert(pending.number, reason);
 }
 
 int do_change(Fd &lock, const Change &change, const Survey &survey) {
@@ -147,7 +149,7 @@ int do_change(Fd &lock, const Change &change, const Survey &survey) {
     forget_document(number);
     return refuse(trouble);
   }
-  // The connection may end by what is changed, and nobody shall stop what is half done.
+  // The change may cut the caller's connection; it must go on nevertheless.
   for (int ignored : {SIGHUP, SIGPIPE, SIGTSTP, SIGTTOU}) signal(ignored, SIG_IGN);
   alarm(most_seconds);
   Pending pending;

@@ -1,4 +1,4 @@
-// A change of the configuration: done, confirmed or taken back. All of it with the lock held.
+// Makes, confirms and takes back changes of the configuration. The caller of each function holds the lock of state.h.
 #ifndef TESSERA_APPLY_CHANGE_H
 #define TESSERA_APPLY_CHANGE_H
 
@@ -7,28 +7,29 @@
 #include "apply/state.h"
 #include "apply/survey.h"
 
-// What the program ends with, beside those of preview/fail.h.
+// Exit statuses, in addition to those of preview/fail.h.
 enum ChangeStatus { change_done = 0, change_refused = 1, change_waits = 2, change_fails = 3, change_reverted = 6 };
 
 struct Change {
   std::optional<std::string> old_document;
   std::string document;
   std::string message;
-  int seconds = 0;  // to confirm it in; 0: it needs no confirmation
+  int seconds = 0;  // the time to confirm it; 0: it needs no confirmation
 };
 
-// Installs the document and runs the services that the survey names. Whatever happens to this process, another takes
-// the change back when it is not done, or not confirmed in time. Prints what comes of it.
+// Installs the document, runs the services that the survey names, and prints the outcome. When this process ends early,
+// or nobody confirms the change in time, another process takes the change back. Returns the exit
+// status, a ChangeStatus.
 int do_change(Fd &lock, const Change &change, const Survey &survey);
 
-// Takes the change back: the document, the services and their hooks. Returns "", or what keeps it from being over: it
-// is to be tried again. All else that fails is logged.
+// Takes the change back: restores the document, then runs the services and their hooks. Returns "", or why the document
+// or the record could not be restored or removed: try again then. All other failures are only logged.
 std::string revert(const Pending &pending, const char *reason);
 
-// The same at the start of the system, before any service runs: the document only.
+// The same at the start of the system, before any service runs: restores only the document.
 std::string revert_document(const Pending &pending, const char *reason);
 
-// Prints the message and sends it to the system's log.
-void tell(const std::string &message);
+// Prints the message on standard error and writes it to the system log.
+void report(const std::string &message);
 
 #endif

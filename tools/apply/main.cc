@@ -30,26 +30,26 @@ constexpr const char *usage =
 
 constexpr const char *help_text =
     "\n"
-    "plan      checks FILE (- is standard input), runs the services on it in private, and prints which files would "
-    "change and which\n"
-    "          services would be run again. Nothing is changed\n"
-    "status    the same with the installed document: has anything drifted? Also a change that is not confirmed\n"
+    "plan      checks FILE (- is standard input), runs the services on it in a sandbox, and prints which files would\n"
+    "          change and which services would be run again. Nothing is changed\n"
+    "status    does the same with the installed document: do the files differ from what it gives? Also prints a\n"
+    "          change that is not confirmed\n"
     "FILE      installs FILE as /etc/config/config.json, runs the services that change, and for each of them\n"
     "          /etc/tessera/reload.d/SERVICE with the paths that changed\n"
-    "confirm   keeps the change that waits for it\n"
-    "rollback  takes back the change that waits for confirmation; else installs the document that apply N, or\n"
-    "          the last one, replaced\n"
-    "history   lists the documents that were replaced, in /etc/config/history\n"
-    "boot      takes back a change that was not completed or confirmed before the system went down: to be run\n"
-    "          before the services\n"
+    "confirm   keeps the change that waits for confirmation\n"
+    "rollback  takes back the change that waits for confirmation; when no change waits, installs the document that\n"
+    "          apply N, or the last apply, replaced\n"
+    "history   lists the applies whose replaced documents are in /etc/config/history\n"
+    "boot      takes back a change that was not completed or confirmed before the system went down: run it before\n"
+    "          the services\n"
     "\n"
-    "  --confirm=SECONDS      takes the change back unless \"tessera-apply confirm\" comes in this time\n"
-    "  -m, --message=MESSAGE  is listed in the history\n"
+    "  --confirm=SECONDS      takes the change back unless \"tessera-apply confirm\" is run within this time\n"
+    "  -m, --message=MESSAGE  stores a message in the history\n"
     "  --json                 prints one JSON object\n"
     "  --help, --version      print this help, or the version\n"
     "\n"
     "Needs root. Ends with 0; 1: the document is refused, nothing is changed; 2: the command line is wrong, or a\n"
-    "change waits for confirmation; 3: it cannot be done, the old document stands; 4: the files differ from what\n"
+    "change waits for confirmation; 3: it cannot be done, the old document stays; 4: the files differ from what\n"
     "the installed document gives; 6: the change failed or its time was up, and it was taken back.\n";
 
 constexpr size_t longest_message = 1000;
@@ -68,7 +68,7 @@ struct Options {
   exit(exit_usage);
 }
 
-// A count from 1 on; ends the program when the string is none.
+// Reads a number of 1 or more; ends the program with `problem` when the string is something else.
 unsigned read_number(const char *string, const char *problem) {
   char *end = nullptr;
   long number = strtol(string, &end, 10);
@@ -78,7 +78,7 @@ unsigned read_number(const char *string, const char *problem) {
 
 Options read_command_line(int argc, char **argv) {
   static char name[] = "tessera-apply";
-  argv[0] = name;  // as getopt's messages call it
+  argv[0] = name;  // for getopt's messages
   static constexpr option long_options[] = {
       {"confirm", required_argument, nullptr, 'c'}, {"message", required_argument, nullptr, 'm'},
       {"json", no_argument, nullptr, 'j'},          {"help", no_argument, nullptr, 'h'},
@@ -88,11 +88,11 @@ Options read_command_line(int argc, char **argv) {
     options.given += static_cast<char>(letter);
     switch (letter) {
       case 'c':
-        options.seconds = static_cast<int>(read_number(optarg, "--confirm takes a number of seconds, from 1 on"));
+        options.seconds = static_cast<int>(read_number(optarg, "--confirm takes a number of seconds, 1 or more"));
         break;
       case 'm':
         options.message = optarg;
-        if (options.message.size() > longest_message) refuse_usage("a message has 1000 bytes at most");
+        if (options.message.size() > longest_message) refuse_usage("a message has at most 1000 bytes");
         break;
       case 'j':
         options.prints_json = true;
@@ -112,17 +112,18 @@ Options read_command_line(int argc, char **argv) {
   return options;
 }
 
-// The lock, and the change that still waits for confirmation. One that nobody will confirm is taken back first.
 struct State {
   Fd lock;
-  std::optional<Pending> pending;
-  bool was_late = false;  // one was taken back
+  std::optional<Pending> pending;  // the change that waits for confirmation
+  bool was_late = false;           // a change that was not confirmed in time was taken back
 };
 
+// Ends the program with a message when there is trouble.
 void require(const std::string &trouble) {
   if (!trouble.empty()) fail("%s", trouble.c_str());
 }
 
+// Takes the lock, and takes back a change that nobody can confirm any more. `changes`: the command changes something.
 State enter(bool changes) {
   State state;
   std::string trouble;
@@ -138,7 +139,7 @@ State enter(bool changes) {
   return state;
 }
 
-// Reads the new document, before the lock is taken: a pipe may be silent for long.
+// Reads the new document. Call it before taking the lock: a pipe may give nothing for a long time.
 std::string read_new(const std::string &name) {
   Fd fd(name == "-" ? dup(STDIN_FILENO) : open(name.c_str(), O_RDONLY | O_CLOEXEC));
   std::string content;
@@ -152,7 +153,7 @@ std::optional<std::string> installed_document() {
   return content;
 }
 
-// The services that the words from the one of this number on name.
+// The services that the words from index `first` on name.
 std::vector<std::string> named_services(const Options &options, size_t first) {
   std::vector<std::string> names;
   for (size_t i = first; i < options.words.size(); i++) {
@@ -162,7 +163,7 @@ std::vector<std::string> named_services(const Options &options, size_t first) {
   return names;
 }
 
-// Shows a survey. Nobody waits for a reader of what is printed.
+// Prints a survey. Releases the lock first: other commands must not wait for a slow reader of the output.
 void show(const Options &options, State &state, const Survey &survey) {
   state.lock = Fd();
   (options.prints_json ? print_survey_json : print_survey)(survey, state.pending);
@@ -199,7 +200,7 @@ int refuse_second(const Pending &pending) {
   return change_waits;
 }
 
-// Installs a document, which `name` stands for in messages.
+// Installs a document, whose name in messages is `name`.
 int install(const Options &options, State &state, const std::string &name, const std::string &document,
             const std::string &message) {
   Change change = {installed_document(), document, message, options.seconds};
@@ -245,7 +246,7 @@ int confirm(const Options & /*options*/) {
   State state = enter(true);
   if (state.was_late) return change_reverted;
   if (!state.pending) {
-    fputs("tessera-apply: nothing waits for confirmation\n", stderr);
+    fputs("tessera-apply: no change waits for confirmation\n", stderr);
     return change_waits;
   }
   require(remove_pending());
@@ -255,6 +256,7 @@ int confirm(const Options & /*options*/) {
   return change_done;
 }
 
+// The message with spaces in place of control characters, so that it stays in one line.
 std::string in_line(std::string message) {
   for (char &c : message) c = iscntrl(static_cast<unsigned char>(c)) != 0 ? ' ' : c;
   return message;
@@ -282,14 +284,14 @@ int boot(const Options & /*options*/) {
   Fd lock = take_lock(false, trouble);
   if (trouble.empty()) trouble = read_pending(pending);
   if (pending) trouble = revert_document(*pending, "the system went down before it was completed or confirmed");
-  if (!trouble.empty()) tell(trouble);  // nobody reads what is printed
+  if (!trouble.empty()) report(trouble);  // in the system log, because nobody reads the output
   return trouble.empty() ? change_done : change_fails;
 }
 
 struct Command {
   const char *name;
-  size_t most_words;    // with the command
-  const char *options;  // their letters
+  size_t most_words;    // with the name of the command
+  const char *options;  // the letters of the options that it takes
   int (*run)(const Options &options);
 };
 constexpr Command commands[] = {{"plan", 6, "j", plan},      {"status", 5, "j", status},
@@ -302,14 +304,14 @@ int run(const Options &options) {
   const Command *found = std::find_if(std::begin(commands), end,
                                       [&options](const Command &command) { return options.words[0] == command.name; });
   const Command &command = found != end ? *found : with_file;
-  if (options.words.size() > command.most_words) refuse_usage("there are too many words");
+  if (options.words.size() > command.most_words) refuse_usage("there are too many arguments");
   if (options.given.find_first_not_of(command.options) != std::string::npos) {
     refuse_usage("an option does not belong to this command");
   }
   return command.run(options);
 }
 
-// True for a command that is of no use when its output is lost.
+// Whether the command does nothing but print.
 bool is_shown_only(const Options &options) {
   const std::string &command = options.words[0];
   return command == "plan" || command == "status" || command == "history";
@@ -321,9 +323,9 @@ int main(int argc, char **argv) {
   if (!protect_standard_streams()) return exit_setup;
   Options options = read_command_line(argc, argv);
   setvbuf(stdout, nullptr, _IOLBF, 0);  // in order with messages and the output of hooks
-  signal(SIGCHLD, SIG_DFL);             // the caller may not have wanted to know of its children
+  signal(SIGCHLD, SIG_DFL);             // the caller may have ignored it, and waitpid fails then
   signal(SIGALRM, SIG_DFL);
-  signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
+  signal(SIGXFSZ, SIG_IGN);  // a write beyond the limit of file size fails then, as on a full file system
   openlog("tessera-apply", LOG_PID, LOG_DAEMON);
   if (geteuid() != 0) fail("has to run as root");
   int status = run(options);

@@ -18,11 +18,12 @@
 
 namespace {
 
-// A hook may start daemons; one that hangs must not keep a change from being taken back.
+// A hook that hangs is killed, so that the change can be taken back.
 constexpr int hook_seconds = 60;
 constexpr int service_seconds = 300;
 
-[[noreturn]] void become(const std::vector<std::string> &words, pid_t parent) {
+// In the child: runs the program in the environment that run_services promises. It dies with its parent.
+[[noreturn]] void run_child(const std::vector<std::string> &words, pid_t parent) {
   std::vector<char *> arguments;
   arguments.reserve(words.size() + 1);
   for (const std::string &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
@@ -39,14 +40,14 @@ constexpr int service_seconds = 300;
   _exit(127);
 }
 
-// Runs a program to its end. Returns "" and its status (128 + N for signal N), or the trouble: also when it has to be
-// killed after so many seconds.
+// Runs a program to its end. Returns "" and stores its status (128 + N for signal N), or returns what failed; a program
+// that has not ended after `seconds` is killed and has failed.
 std::string run_program(const std::vector<std::string> &words, int seconds, int &status) {
   fflush(nullptr);
   pid_t parent = getpid();
   pid_t child = fork();
   if (child < 0) return words[0] + " cannot be started: " + strerror(errno);
-  if (child == 0) become(words, parent);
+  if (child == 0) run_child(words, parent);
   for (int tick = 0;; tick++) {
     int ended = 0;
     pid_t found = waitpid(child, &ended, WNOHANG);

@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char *pending_path = "/etc/config/pending";
 constexpr size_t most_entries = 20;
-constexpr const char *unfinished = ".unfinished";  // what no file of somebody else is called
+constexpr const char *unfinished = ".unfinished";  // suffix of temporary files
 
 std::string failed(const std::string &path) {
   return path + ": " + strerror(errno);
@@ -32,7 +32,7 @@ std::string kept_path(unsigned number, const char *suffix = ".json") {
   return path_in(history_directory, std::to_string(number) + suffix);
 }
 
-// The document itself, where a link stands in its place.
+// The path of the document; of the file behind it when the path is a symbolic link.
 std::string document_path() {
   std::string path = real_path(config_document);
   return path.empty() ? config_document : path;
@@ -40,32 +40,32 @@ std::string document_path() {
 
 std::string sync_directory(const std::string &path) {
   Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  // Not every file system has directories that can be synced.
+  // Some file systems cannot sync directories.
   return fd.is_open() && (fsync(fd.get()) == 0 || errno == EINVAL) ? "" : failed(path);
 }
 
-// Removes a file for good; one that is not there is no trouble.
+// Removes a file, and syncs its directory. A file that does not exist is no failure.
 std::string remove_file(const std::string &path) {
   if (unlink(path.c_str()) != 0 && errno != ENOENT) return failed(path);
   return sync_directory(directory_of(path));
 }
 
-// Replaces a file as a whole. It gets the mode and owner of `like`, when there is one.
+// Replaces a file in one step, and syncs it. The file gets the mode and owner of `like`, unless that is null.
 std::string replace_file(const std::string &path, const std::string &content, const struct stat *like = nullptr) {
-  std::string place = path + unfinished;
-  unlink(place.c_str());
-  Fd fd(open(place.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  std::string temporary = path + unfinished;
+  unlink(temporary.c_str());
+  Fd fd(open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   bool is_stored = fd.is_open() && write_all(fd.get(), content) &&
                    (like == nullptr || (fchown(fd.get(), like->st_uid, like->st_gid) == 0 &&
                                         fchmod(fd.get(), like->st_mode & 07777) == 0)) &&
-                   fsync(fd.get()) == 0 && rename(place.c_str(), path.c_str()) == 0;
+                   fsync(fd.get()) == 0 && rename(temporary.c_str(), path.c_str()) == 0;
   if (is_stored) return sync_directory(directory_of(path));
   std::string trouble = failed(path);
-  unlink(place.c_str());
+  unlink(temporary.c_str());
   return trouble;
 }
 
-// Reads a file; false in `is_there` when there is none.
+// Reads a file. Sets `is_there` to false and returns "" when it does not exist.
 std::string read_file(const std::string &path, std::string &content, bool &is_there) {
   Fd fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   is_there = fd.is_open() || errno != ENOENT;
@@ -81,26 +81,26 @@ std::string read_optional(const std::string &path, std::optional<std::string> &c
   return trouble;
 }
 
-// Puts the file `kept` at `path` without room for a second copy of it, where the file system has links.
+// Replaces the file at `path` by a hard link to `kept`, which needs no room; by a copy when links are not supported.
 std::string link_into_place(const std::string &kept, const std::string &path) {
-  std::string place = path + unfinished;
+  std::string temporary = path + unfinished;
   struct stat like;
   bool has_like = stat(path.c_str(), &like) == 0;
-  unlink(place.c_str());
-  if (link(kept.c_str(), place.c_str()) != 0) {
+  unlink(temporary.c_str());
+  if (link(kept.c_str(), temporary.c_str()) != 0) {
     std::optional<std::string> content;
     std::string trouble = read_optional(kept, content);
     return trouble.empty() ? replace_file(path, content.value_or(""), has_like ? &like : nullptr) : trouble;
   }
-  bool is_stored = (!has_like || (chown(place.c_str(), like.st_uid, like.st_gid) == 0 &&
-                                  chmod(place.c_str(), like.st_mode & 07777) == 0)) &&
-                   rename(place.c_str(), path.c_str()) == 0;
+  bool is_stored = (!has_like || (chown(temporary.c_str(), like.st_uid, like.st_gid) == 0 &&
+                                  chmod(temporary.c_str(), like.st_mode & 07777) == 0)) &&
+                   rename(temporary.c_str(), path.c_str()) == 0;
   std::string trouble = is_stored ? "" : failed(path);
-  unlink(place.c_str());  // it stays where both were one file already
+  unlink(temporary.c_str());  // rename leaves it when `path` and `kept` were the same file already
   return is_stored ? sync_directory(directory_of(path)) : trouble;
 }
 
-// Stores the name of this start of the system, which is the same for all starts where there is no /proc.
+// Stores an identifier of this start of the system in `boot`; "unknown" when there is no /proc.
 std::string this_boot(std::string &boot) {
   std::optional<std::string> content;
   std::string trouble = read_optional("/proc/sys/kernel/random/boot_id", content);
@@ -108,14 +108,15 @@ std::string this_boot(std::string &boot) {
   return trouble;
 }
 
-// The number of the earlier document in a file of that name; 0 when it is another file.
+// The number N of a file with the name "N.json"; 0 for another name.
 unsigned number_of(const std::string &name) {
   constexpr size_t most_digits = 9;
   auto number = static_cast<unsigned>(strtoul(name.substr(0, most_digits).c_str(), nullptr, 10));
   return name == std::to_string(number) + ".json" ? number : 0;
 }
 
-// Adds an earlier document; false, with errno, when it cannot be found out about: its number must not be used again.
+// Adds the earlier document of this number. Returns false, with errno set, when it cannot be examined; the caller must
+// then fail, because it could give the same number to another document.
 bool add_entry(unsigned number, std::vector<Entry> &entries) {
   struct stat status;
   if (lstat(kept_path(number).c_str(), &status) != 0) return false;
@@ -125,7 +126,7 @@ bool add_entry(unsigned number, std::vector<Entry> &entries) {
   return true;
 }
 
-// Makes the directory of earlier documents, for its owner alone.
+// Creates the directory of earlier documents, for its owner only.
 std::string make_history() {
   if (mkdir(history_directory, 0700) != 0) return errno == EEXIST ? "" : failed(history_directory);
   return sync_directory(directory_of(history_directory));
@@ -139,7 +140,7 @@ Fd take_lock(bool makes, std::string &trouble) {
   Fd fd(open(history_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!fd.is_open() && (makes || errno != ENOENT)) trouble = failed(history_directory);
   if (!fd.is_open()) return fd;
-  // A hook that waited for the change that waits for the hook would wait for ever.
+  // The change waits for its hooks, so a hook must not wait for the lock of the change.
   const char *process = getenv(waiting_process);
   bool is_of_hook = process != nullptr && kill(static_cast<pid_t>(strtol(process, nullptr, 10)), 0) == 0;
   int status;
@@ -147,7 +148,8 @@ Fd take_lock(bool makes, std::string &trouble) {
     status = flock(fd.get(), is_of_hook ? LOCK_EX | LOCK_NB : LOCK_EX);
   } while (status != 0 && errno == EINTR);
   if (status != 0)
-    trouble = errno == EWOULDBLOCK ? "cannot be run by a hook of a change that is at work" : failed(history_directory);
+    trouble =
+        errno == EWOULDBLOCK ? "cannot be run by a hook while its change is in progress" : failed(history_directory);
   return fd;
 }
 

@@ -54,7 +54,7 @@ std::string find_program(const char *name) {
   return path;
 }
 
-// The router's own runtime store.
+// The runtime store of this router as JSON; "" when there is none.
 std::string read_facts(const std::string &runt) {
   if (access(runtime_directory, F_OK) != 0) return "";
   int status;
@@ -71,7 +71,7 @@ Router this_router(const std::optional<std::string> &config) {
   router.facts = read_facts(router.runt);
   std::string trouble = read_machine(router);
   if (!trouble.empty()) fail("%s", trouble.c_str());
-  // No service has to do with earlier documents.
+  // No service reads the earlier documents.
   auto first = router.files.lower_bound("etc/config/history");
   while (first != router.files.end() && first->first.rfind("etc/config/history", 0) == 0) {
     first = router.files.erase(first);
@@ -94,9 +94,10 @@ bool is_among(const std::vector<std::string> &names, const std::string &name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-// Takes over how the services ended. What several say is printed once: all read the same document.
-void take_endings(const Secrets &secrets, const ServicesOutcome &outcome, const std::vector<std::string> &only,
-                  Survey &survey) {
+// Stores the statuses of the services, and prints their messages. Prints a message of several services once, because
+// all read the same document.
+void take_statuses(const Secrets &secrets, const ServicesOutcome &outcome, const std::vector<std::string> &only,
+                   Survey &survey) {
   std::set<std::string> said;
   for (size_t i = 0; i < outcome.services.size(); i++) {
     const Ended &ended = outcome.services[i];
@@ -106,8 +107,8 @@ void take_endings(const Secrets &secrets, const ServicesOutcome &outcome, const 
     for (const std::string &line : lines_of(ended.messages)) {
       if (said.insert(line).second) fprintf(stderr, "%s\n", masked(secrets, "", line).c_str());
     }
-    // A router without tunnels, or one whose tunnels wait for an address, ends so. What refuses the document makes all
-    // services end so, and what the router lacks at the moment is no reason to refuse a change that may bring it.
+    // ipsec ends with 1 when there are no tunnels, or all wait for an address: a change must not be refused for that,
+    // because it may bring the address. When the document is refused, the first service ends with 1, too.
     bool has_no_tunnel = service == "ipsec" && ended.status == 1 && outcome.services[0].status == 0;
     if (ended.status == 0 || has_no_tunnel) continue;
     fprintf(stderr, "tessera-apply: %s ended with status %d\n", service.c_str(), ended.status);
@@ -115,7 +116,7 @@ void take_endings(const Secrets &secrets, const ServicesOutcome &outcome, const 
   }
 }
 
-// The files as they are, and as they would be.
+// Fills in the old and the new files, and the plan.
 void take_files(const Router &router, const ServicesOutcome &outcome, const std::vector<std::string> &only,
                 Survey &survey) {
   auto is_wanted = [&only](const std::string &path) {
@@ -140,7 +141,7 @@ void find_services(const std::vector<std::string> &only, Survey &survey) {
   for (const PlannedFile &file : survey.files) {
     if (file.fate != Fate::unchanged) changed.insert(service_of(file.path));
   }
-  // The network file carries a digest of the tunnels' files; the store holds the network's map of devices.
+  // The network file holds a digest of the tunnels' files, and `network` writes its map of devices into the store.
   if (changed.count("ipsec") > 0 || survey.facts_differ) changed.insert("network");
   for (const char *service : service_names) {
     if (changed.count(service) > 0 && is_among(only, service)) survey.services.emplace_back(service);
@@ -163,7 +164,7 @@ void print_remark_json(const char *separator, const Verdict &verdict, const Rema
          remark.is_warning ? "warning" : "error", json_string(repaired_utf8(remark.message)).c_str());
 }
 
-// Ends an array after its elements; `separator` is "" when there was none.
+// Ends an array; `separator` is "" when it has no elements.
 void end_array(const char *separator) {
   puts(*separator != '\0' ? "\n  ]," : "],");
 }
@@ -183,7 +184,7 @@ Survey make_survey(const std::optional<std::string> &config, const std::vector<s
   ServicesOutcome outcome = run_in_private(router);
   Survey survey{};
   Secrets secrets = find_secrets(config.value_or(""));
-  take_endings(secrets, outcome, wanted, survey);
+  take_statuses(secrets, outcome, wanted, survey);
   survey.facts_differ = outcome.facts_before != outcome.facts_after;
   take_files(router, outcome, wanted, survey);
   find_services(wanted, survey);

@@ -1,4 +1,4 @@
-// What a document makes of the files of this router, found out in private.
+// Finds out in a sandbox how a document would change the files of this router.
 #ifndef TESSERA_APPLY_SURVEY_H
 #define TESSERA_APPLY_SURVEY_H
 
@@ -12,28 +12,29 @@
 #include "preview/verify.h"
 
 struct Survey {
-  Tree before;  // the files of the services as they are, and
-  Tree after;   // as they would be
-  std::vector<PlannedFile> files;
-  bool facts_differ;                  // in the runtime store
-  std::vector<std::string> services;  // those that change, in their order
-  Statuses statuses;                  // what each service ended with
-  bool has_failed;                    // a service, otherwise than by writing no tunnel
-  std::vector<Verdict> verdicts;      // of the daemons' checkers that found something; with `verifies` only
+  Tree before;                        // the files of the services now
+  Tree after;                         // the files after the change
+  std::vector<PlannedFile> files;     // the differences
+  bool facts_differ;                  // the runtime store would change
+  std::vector<std::string> services;  // the services that change, in the order in which they run
+  Statuses statuses;                  // the status of each service
+  bool has_failed;                    // a service failed; ipsec does not fail when it only writes no tunnel
+  std::vector<Verdict> verdicts;      // of the daemons' checkers that found something; only with `verifies`
 };
 
-// Runs all services in private on this router with the document `config`, and keeps what concerns those named by
-// `only`, or all when it is empty. Prints their messages on standard error. Ends the program with exit_setup when it
-// cannot be done.
+// Runs all services in a sandbox with the files and facts of this router and the document `config` (none: no document).
+// Returns the results of the services in `only`, or of all when it is empty; with `verifies` also those of the daemons'
+// checkers. Prints the messages of the services on standard error. Ends the program with exit_setup when it cannot run.
 Survey make_survey(const std::optional<std::string> &config, const std::vector<std::string> &only, bool verifies);
 
-// Prints the change that waits, a line for each file that changes, and the services.
+// Prints the change that waits for confirmation, a line for each file that changes, and the services.
 void print_survey(const Survey &survey, const std::optional<Pending> &pending);
 
 // The same as one JSON object.
 void print_survey_json(const Survey &survey, const std::optional<Pending> &pending);
 
-// True when the checker finds no error in the document, whose findings are printed under the name `name`.
+// Checks the document `config`, and prints the findings on standard error, with `name` as its file name. Returns
+// whether there is no error.
 bool passes_check(const std::string &name, const std::string &config);
 
 #endif

@@ -4,27 +4,20 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string_view>
 #include <utility>
 
 #include "platform/network.h"
 #include "tools/config/commands.h"
 #include "tools/config/forms.h"
+#include "util/owned.h"
 
 namespace {
-
-struct FreeTree {
-  void operator()(const ConfigNode *root) const { config_free(root); }
-};
-struct FreeModel {
-  void operator()(NetworkModel *model) const { network_free(model); }
-};
 
 struct Form {
   const char *name;
   void (*print)(const std::vector<Listed> &listed);
-  void (*print_summary)(const std::vector<Listed> &listed);  // null where the form has none
+  void (*print_summary)(const std::vector<Listed> &listed);  // null: the form has no summary
 };
 constexpr Form forms[] = {{"text", print_text, print_summary},
                           {"json", print_json, print_summary_json},
@@ -48,7 +41,7 @@ bool set_form(Options &options, const char *name) {
   return false;
 }
 
-bool set_bar(Options &options, const char *name) {
+bool set_fail_on(Options &options, const char *name) {
   for (const Severity severity : {Severity::error, Severity::warning, Severity::note}) {
     if (strcmp(severity_name(severity), name) != 0) continue;
     options.fail_on = severity;
@@ -66,9 +59,10 @@ struct ValueOption {
   std::string_view name;
   bool (*set)(Options &options, const char *value);
 };
-constexpr ValueOption value_options[] = {{"--fail-on", set_bar}, {"--format", set_form}, {"--facts", set_facts}};
+constexpr ValueOption value_options[] = {{"--fail-on", set_fail_on}, {"--format", set_form}, {"--facts", set_facts}};
 
-// Takes the option at `arguments[at]`, and the next one where the value stands apart; false when it is none.
+// Takes the option at `arguments[at]`, and the argument after it when that is the value. Returns false for an unknown
+// option or value.
 bool take_option(Options &options, int count, char **arguments, int &at) {
   const std::string_view argument = arguments[at];
   if (argument == "--summary") {
@@ -106,7 +100,7 @@ void list(std::vector<Listed> &listed, const char *file, std::vector<Finding> fi
   for (Finding &finding : findings) listed.push_back({file, std::move(finding)});
 }
 
-// The facts file that documents are held against.
+// The file of facts that is checked against each document.
 struct Facts {
   const char *file;  // null: none
   std::vector<FactUse> uses = {};
@@ -116,12 +110,12 @@ struct Facts {
 void check_file(std::vector<Listed> &listed, const char *file, Facts &facts) {
   std::vector<Finding> findings;
   const char *path = strcmp(file, "-") == 0 ? "/dev/stdin" : file;
-  std::unique_ptr<const ConfigNode, FreeTree> root(config_check_file(path, &findings));
+  OwnedTree root(config_check_file(path, &findings));
   if (root != nullptr) {
-    std::unique_ptr<NetworkModel, FreeModel> model(network_load(root.get()));
+    OwnedModel model(network_load(root.get()));
     network_check(root.get(), model.get());
+    check_facts(facts.uses, root.get(), facts.findings);
   }
-  if (root != nullptr) check_facts(facts.uses, root.get(), facts.findings);
   root.reset();
   list(listed, file, std::move(findings));
   if (facts.file != nullptr) list(listed, facts.file, std::exchange(facts.findings, {}));

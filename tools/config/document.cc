@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t deepest = 64;
 
-// Takes the events of the JSON reader and keeps where each token is.
+// Builds the tree of values, with their offsets, from the events of the JSON reader.
 struct Recorder {
   std::string_view content;
   rapidjson::MemoryStream stream;
@@ -71,7 +71,7 @@ struct Recorder {
   bool RawNumber(const char * /*bytes*/, rapidjson::SizeType /*length*/, bool /*copy*/) {
     return scalar(Value::Type::literal);
   }
-  // Not called: numbers come as they are written.
+  // Not called: the reader passes numbers as strings.
   bool Int(int /*value*/) { return false; }
   bool Uint(unsigned /*value*/) { return false; }
   bool Int64(int64_t /*value*/) { return false; }
@@ -91,7 +91,7 @@ bool parse(std::string_view content, Value *root) {
   Recorder recorder(content);
   rapidjson::Reader reader;
   if (reader.Parse<flags>(recorder.stream, recorder).IsError()) return false;
-  // A zero byte ends the reading too.
+  // The reader also stops at a zero byte.
   if (recorder.stream.Tell() != content.size()) return false;
   *root = std::move(recorder.open.front().children.front());
   return true;

@@ -27,12 +27,12 @@ const char *kind_name(Kind kind) {
   return names[static_cast<size_t>(kind)];
 }
 
-// Why there is nothing of that name below a place.
+// The message for the component at `depth`, which cannot be below the place.
 std::string unknown_name(const Place &place, const Value *value, const std::vector<std::string> &names, size_t depth) {
   std::string path = joined(names, depth + 1);
   if (place.is_list()) {
     size_t count = value != nullptr ? value->children.size() : 0;
-    return path + ": expected the index of an element, of which there are " + std::to_string(count) + ", or +";
+    return path + ": expected + or the index of an element; there are " + std::to_string(count);
   }
   if (place.kind == Kind::object || place.kind == Kind::ignored)
     return path + ": there is no such key" + suggestion(names[depth], names_below(place, value));
@@ -46,7 +46,7 @@ bool is_integer(const std::string &string) {
          (string[sign] != '0' || digits == 1);
 }
 
-// The value in JSON; "" when it is not of that kind.
+// The value of an edit without --json, in JSON; "" when it does not fit the kind.
 std::string literal(const Edit &edit, Kind kind) {
   Value value;
   switch (kind) {
@@ -66,7 +66,7 @@ std::string literal(const Edit &edit, Kind kind) {
   }
 }
 
-// Stores the value that an edit asks for, in JSON. False after filling `problem`.
+// Stores the value of an edit in JSON. Returns false, with `problem` set, when it does not fit.
 bool json_of(const Edit &edit, const Place &place, std::string *json, std::string *problem) {
   Value value;
   if (find_invalid_utf8(edit.value.c_str(), static_cast<uint32_t>(edit.value.size()), 0) != no_position) {
@@ -83,8 +83,8 @@ bool json_of(const Edit &edit, const Place &place, std::string *json, std::strin
   return problem->empty();
 }
 
-// Looks for what keeps the names from `depth` on, which are not written, from being created. False after filling
-// `problem`.
+// Checks that the components from `depth` on, which the document does not have, can be created. Returns false, with
+// `problem` set, when they cannot.
 bool check_creation(const std::vector<std::string> &names, size_t depth, const Found &found, const Edit &edit,
                     std::string *problem) {
   Place place = found.parent_place;
@@ -104,8 +104,8 @@ bool check_creation(const std::vector<std::string> &names, size_t depth, const F
   return true;
 }
 
-// Where a new child goes: a member behind those that the schema has before it, as the neighbours mostly are; an entry
-// or element last, because the order of these means something.
+// The index of a new child. A member goes after the members that are before it in the table of keys. An entry or
+// element goes last, because the order of these has a meaning.
 size_t index_for(const Found &found, const std::string &name) {
   const std::vector<Value> &children = found.parent->children;
   if (found.parent_place.kind != Kind::object) return children.size();
@@ -120,12 +120,12 @@ size_t index_for(const Found &found, const std::string &name) {
   return known > 0 ? index : children.size();
 }
 
-// What removing the child of a container changes for the children behind it.
+// Lines about what the removal of a child changes for the children after it.
 std::string renumbering(const std::vector<std::string> &names, const Found &found) {
   if (found.index + 1 == found.parent->children.size()) return "";
   std::string path = joined(names, names.size() - 1);
-  if (path == "vpn.ipsec.tunnel") return path + ": the tunnels behind it get other interface numbers\n";
-  if (path == "network.route.policy") return path + ": the policies behind it get other numbers\n";
+  if (path == "vpn.ipsec.tunnel") return path + ": the tunnels after it get other interface numbers\n";
+  if (path == "network.route.policy") return path + ": the policies after it get other numbers\n";
   return "";
 }
 
@@ -151,7 +151,7 @@ bool find(const Value &root, const std::vector<std::string> &names, Found *found
     bool twice = false;
     const Value *at = found->value;
     const Value *child = at != nullptr ? child_of(*at, names[i], &twice) : nullptr;
-    if (twice) *problem = joined(names, i + 1) + ": the file has this key twice, an editor has to remove one";
+    if (twice) *problem = joined(names, i + 1) + ": the file has this key twice; remove one of them in an editor";
     if (child == nullptr && below.kind == Kind::ignored)
       *problem = unknown_name(found->place, at, names, i);
     else if (child == nullptr && at != nullptr &&

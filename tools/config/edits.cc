@@ -1,4 +1,4 @@
-// The commands set, unset and rename: a change of a configuration file that is checked before it is written.
+// The commands set, unset and rename: they change a configuration file, and check the change before they write it.
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,7 +42,7 @@ bool is_option(const std::string &word) {
   return word.size() > 1 && word[0] == '-';
 }
 
-// False for an option that there is not.
+// Takes an option; returns false when it is unknown.
 bool take_option(const std::string &option, Request *request, Edit *edit) {
   request->dry_run = request->dry_run || option == "-n" || option == "--dry-run";
   edit->create = edit->create || option == "--create";
@@ -56,8 +56,8 @@ bool read_input(std::string *content) {
   return false;
 }
 
-// Adds the edits that the words ask for: each a command, options, a path, and but for unset a value. False for other
-// words.
+// Adds the edits in the words. Each is a command, options, a path and, except for unset, a value. Returns false for
+// other words.
 bool add_edits(const Words &words, Request *request) {
   for (size_t i = 0; i < words.size();) {
     Edit edit{.command = words[i++], .path = {}, .value = {}};
@@ -73,7 +73,7 @@ bool add_edits(const Words &words, Request *request) {
   return true;
 }
 
-// The words of one edit in a line, of which the value goes on to the end.
+// The words of one edit in a line; the value extends to the end of the line.
 Words words_of_line(std::string_view line) {
   Words words;
   bool at_path = false;
@@ -146,7 +146,7 @@ bool apply(const Request &request, std::string *content, std::string *notes) {
   return true;
 }
 
-// Prints what the edits bring; false when it is an error.
+// Prints the findings that the edits add; returns false when one is an error.
 bool check_edits(const Request &request, const std::string &before, const std::string &after) {
   bool renamed = std::any_of(request.edits.begin(), request.edits.end(),
                              [](const Edit &edit) { return edit.command == "rename"; });
@@ -160,7 +160,7 @@ bool check_edits(const Request &request, const std::string &before, const std::s
 }  // namespace
 
 Status edit_command(int count, char **arguments) {
-  signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is an error like a full file system
+  signal(SIGXFSZ, SIG_IGN);  // a write beyond the limit of file size fails then, as on a full file system
   Request request;
   Status status = read_request(count, arguments, &request);
   if (status != sound) return status;

@@ -20,14 +20,14 @@ bool fail(const std::string &path, const char *what) {
   return false;
 }
 
-// Another edit replaces the file when it ends, so its path is opened anew then.
+// Whether the path still leads to the opened file: another edit may have replaced it.
 bool is_at(const EditedFile &file) {
   struct stat found;
   return stat(file.path.c_str(), &found) == 0 && found.st_dev == file.status.st_dev &&
          found.st_ino == file.status.st_ino;
 }
 
-// Waits 10 seconds at most, as an edit that is stopped would hold others up for ever.
+// Waits at most 10 seconds: an edit that is stopped must not block others for ever.
 bool lock(const EditedFile &file) {
   constexpr int tries = 500;
   constexpr timespec pause = {0, 20'000'000};
@@ -38,7 +38,7 @@ bool lock(const EditedFile &file) {
   return true;
 }
 
-// Without O_NONBLOCK a named pipe in the place of the file would be waited for.
+// Without O_NONBLOCK, open would wait for a writer when the file is a named pipe.
 bool open_once(EditedFile *file) {
   file->fd = Fd(open(file->path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   if (!file->fd.is_open() || fstat(file->fd.get(), &file->status) != 0) return fail(file->path, "cannot be opened");
@@ -60,14 +60,14 @@ bool fill(const Fd &fd, const EditedFile &file, const std::string &content) {
   return owned && fchmod(fd.get(), old.st_mode & 07777) == 0 && write_all(fd.get(), content) && fsync(fd.get()) == 0;
 }
 
-// A descriptor in memory with that content, read from its start; none after a failure.
+// A file in memory with that content, to be read from its start; not open after a failure.
 Fd in_memory(const std::string &content) {
   Fd fd(memfd_create("configuration", MFD_CLOEXEC));
   bool ready = fd.is_open() && write_all(fd.get(), content) && lseek(fd.get(), 0, SEEK_SET) == 0;
   return ready ? std::move(fd) : Fd();
 }
 
-// The path by which a child opens such a descriptor.
+// The path with which a child opens such a file.
 std::string path_of(const Fd &fd) {
   return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd.get());
 }
@@ -85,7 +85,7 @@ bool open_file(const char *path, bool lock, EditedFile *file) {
 bool replace_file(const EditedFile &file, const std::string &content) {
   std::string name = file.path + ".XXXXXX";
   Fd fd(mkostemp(name.data(), O_CLOEXEC));
-  if (!fd.is_open()) return fail(file.path, "no file can be made beside it");
+  if (!fd.is_open()) return fail(file.path, "no file can be created beside it");
   bool done = fill(fd, file, content);
   if (done && !is_at(file)) {
     errno = ESTALE;
@@ -97,7 +97,7 @@ bool replace_file(const EditedFile &file, const std::string &content) {
     errno = error;
     return fail(file.path, "cannot be replaced");
   }
-  // The new file is in its place. Not every file system can bring a directory to the disk.
+  // Now the file is replaced. Some file systems cannot sync a directory.
   Fd directory(open(file.path.substr(0, file.path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!directory.is_open() || (fsync(directory.get()) != 0 && errno != EINVAL))
     fail(file.path, "is changed, but may be the old file again after a power failure");
@@ -113,6 +113,6 @@ bool print_difference(const char *name, const std::string &before, const std::st
   pid_t pid = _process_exec_fd(-1, -1, -1, -1, "diff", "-u", "-L", name, "-L", name, path_of(old_fd).c_str(),
                                path_of(new_fd).c_str(), nullptr);
   if (old_fd.is_open() && new_fd.is_open() && process_wait(pid) == different) return true;
-  fprintf(stderr, "tessera-config: the program diff did not run to its end\n");
+  fprintf(stderr, "tessera-config: the program diff failed\n");
   return false;
 }

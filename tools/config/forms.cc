@@ -16,7 +16,7 @@ const RuleWords &words(const Finding &finding) {
   return words_of(finding.rule);
 }
 
-// Where a key that is unknown in its place would be known.
+// " here, there is one in PLACE" for an unknown key that is known at another place; otherwise "".
 std::string place_hint(const Finding &finding) {
   const std::string place = finding.message == unknown_key_message ? config_place_of_key(finding.path) : "";
   return place.empty() ? place : " here, there is one in " + place;
@@ -27,7 +27,7 @@ std::string sentence(const Finding &finding) {
   return finding.message + place_hint(finding) + "; " + outcome_of(finding) + "; " + cure_of(finding);
 }
 
-// The name of a file, whose control characters must not command a terminal.
+// The name of a file with escapes for control characters, which must not reach a terminal.
 std::string shown_file(std::string_view file) {
   std::string out;
   for (const char letter : file) {
@@ -41,7 +41,7 @@ std::string shown_file(std::string_view file) {
   return out;
 }
 
-// A string in JSON. What is not UTF-8 in the name of a file is shown as "?".
+// The string in JSON. When a file name is not UTF-8, its bytes above ASCII are shown as "?".
 std::string quoted(std::string_view text) {
   std::string out = "\"";
   const std::string copy(text);
@@ -63,7 +63,7 @@ void print_member(const char *name, std::string_view value, const char *after) {
   printf("\"%s\": %s%s", name, quoted(value).c_str(), after);
 }
 
-// Characters that mean something in a workflow command, and in its properties.
+// Escapes the characters that have a meaning in a workflow command, with `property` also those of its properties.
 std::string for_github(std::string_view text, bool property) {
   std::string out;
   for (const char letter : text) {
@@ -115,7 +115,7 @@ void print_sarif_result(const Listed &each, bool last) {
   printf("}]}%s\n", last ? "" : ",");
 }
 
-// The names of values are in capitals there, as those of arguments are.
+// The words of a rule for the manual page: "{name}" becomes "NAME".
 std::string for_manual(std::string_view words) {
   std::string out;
   bool inside = false;
@@ -245,7 +245,7 @@ void print_rules() {
   for (size_t rule = 0; rule < rule_count(); ++rule) {
     const RuleWords &row = words_of(static_cast<Rule>(rule));
     printf(".It Li %s , %s\n%s:\n", rule_name(row.name).c_str(), severity_name(row.severity), row.about);
-    // What a finding fills in alone is of no use here.
+    // Leave out words that consist only of what a finding fills in.
     if (*row.outcome != '{') printf("%s.\n", for_manual(row.outcome).c_str());
     if (*row.cure != '{') printf("Cure: %s.\n", for_manual(row.cure).c_str());
   }

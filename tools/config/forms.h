@@ -1,4 +1,4 @@
-// The forms that findings are printed in.
+// Prints findings in several forms.
 #ifndef TESSERA_TOOLS_CONFIG_FORMS_H
 #define TESSERA_TOOLS_CONFIG_FORMS_H
 
@@ -13,7 +13,7 @@ struct Listed {
   Finding finding;
 };
 
-// What comes of a finding, and what to write instead: its own words or those of its rule.
+// The consequence of a finding, and what to write instead: its own words or those of its rule.
 const char *outcome_of(const Finding &finding);
 const char *cure_of(const Finding &finding);
 
@@ -26,8 +26,8 @@ void print_json(const std::vector<Listed> &listed);
 void print_github(const std::vector<Listed> &listed);
 void print_sarif(const std::vector<Listed> &listed);
 
-// One line, or one object, for each rule and path, those that are broken most often first. The object holds the names
-// of all files, the line those of the first ones.
+// Each prints one line, or one object, for each rule and path, those with the most findings first. The object holds the
+// names of all files, the line those of the first ones.
 void print_summary(const std::vector<Listed> &listed);
 void print_summary_json(const std::vector<Listed> &listed);
 

@@ -16,7 +16,8 @@ void print_line(const std::string &line) {
   putchar('\n');
 }
 
-// Prints the value as it is written, a plain string without quotes, or the names below it.
+// Prints the value as it is in the file, a string without quotes in the plain form, or the names below it. Returns
+// false after a message.
 bool print_value(const std::string &content, const Value &root, const char *path, Form form) {
   Found found;
   size_t depth = 0;

@@ -21,32 +21,32 @@ constexpr char usage[] =
 constexpr char help[] =
     "\n"
     "check   reads each FILE (-: standard input) as tessera would and prints every finding as\n"
-    "        FILE:LINE:COLUMN: GRADE[RULE]: PATH: what is wrong; what comes of it; what to write instead\n"
+    "        FILE:LINE:COLUMN: GRADE[RULE]: PATH: what is wrong; its consequence; what to write instead\n"
     "        GRADE is\n"
-    "          error    tessera or a daemon refuses it, or a service or interface is left out by mistake\n"
-    "          warning  a setting has no effect, or another one than it says\n"
-    "          note     unusual, and probably meant\n"
-    "  --fail-on=GRADE  ends with status 1 for warning or note too; without it for error alone\n"
+    "          error    tessera or a daemon refuses it, or a mistake leaves out a service or an interface\n"
+    "          warning  a setting has no effect, or another effect than it says\n"
+    "          note     unusual, but probably intended\n"
+    "  --fail-on=GRADE  ends with status 1 also for a warning or a note; otherwise only for an error\n"
     "  --format=FORM    text, json, github (workflow commands) or sarif (SARIF 2.1.0)\n"
-    "  --facts=FACTS    checks a file of runtime facts against each document as well\n"
-    "  --summary        prints how many files break which rule in which place\n"
+    "  --facts=FACTS    also checks a file of runtime facts against each document\n"
+    "  --summary        prints for each rule and path how many files have findings\n"
     "  --rules          prints the list of rules of the manual page, and checks nothing\n"
     "        Exit status: 0, 1 when there is a finding of that grade or worse, 2 for wrong usage.\n"
-    "schema  prints the JSON Schema (draft 2020-12) of configuration files. It takes what tessera takes, also\n"
-    "        keys that tessera does not know and ignores; with --strict, for editors, it does not.\n"
+    "schema  prints the JSON Schema (draft 2020-12) of configuration files. The schema accepts what tessera\n"
+    "        accepts, also unknown keys, which are ignored; with --strict, for editors, it refuses those.\n"
     "get     prints the value at each PATH, such as network.interface.lan.mtu or network.route.static.0.dst.\n"
-    "        --json: a string in quotes too\n"
-    "        --names: the names below PATH instead\n"
+    "        --json: prints strings in quotes\n"
+    "        --names: prints the names below PATH instead\n"
     "set     changes a value, or adds it, and leaves every other byte of FILE as it is. A last component + adds an\n"
     "        element to an array; a new entry of a map comes last.\n"
-    "        --create: make entries of maps that are missing\n"
-    "        --json: VALUE is JSON, - for standard input\n"
+    "        --create: creates missing entries of maps\n"
+    "        --json: VALUE is JSON, or - for standard input\n"
     "unset   removes a value.\n"
     "rename  gives an entry of a map another name, and changes what refers to it.\n"
     "        An EDIT is another set, unset or rename with its options, PATH and VALUE; all are one change. With - in\n"
-    "        place of PATH and VALUE, edits come from standard input, one a line.\n"
-    "        -n, --dry-run: print the change as a unified diff, and leave FILE as it is\n"
-    "        An edit that brings a new error leaves FILE as it is. Exit status: 0, or 1 when an edit was not made.\n";
+    "        place of PATH and VALUE, edits come from standard input, one in each line.\n"
+    "        -n, --dry-run: prints the change as a unified diff, and leaves FILE as it is\n"
+    "        When an edit causes a new error, FILE stays as it is. Exit status: 0, or 1 when an edit was not made.\n";
 
 Status schema_command(int count, char **arguments) {
   bool strict = count == 1 && strcmp(arguments[0], "--strict") == 0;
@@ -65,7 +65,7 @@ constexpr Command commands[] = {
     {"set", edit_command},    {"unset", edit_command},    {"rename", edit_command},
 };
 
-// Whether the option stands first, or right behind a command.
+// Whether the option is the first argument, or the second one after a command.
 bool asks_for(int argc, char **argv, const char *option) {
   return (argc > 1 && strcmp(argv[1], option) == 0) || (argc > 2 && strcmp(argv[2], option) == 0);
 }

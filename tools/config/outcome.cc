@@ -14,8 +14,8 @@ bool is_index(std::string_view name) {
   return !name.empty() && name.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-// What makes two findings the same: the place without indices, and the message. After a rename, the kinds of the
-// finding: all quoted names and the whole place are left out.
+// Two findings are the same when these strings are equal: the path without indices, and the message. After a rename,
+// only the message without quoted names.
 std::string identity(const Finding &finding, bool renamed) {
   std::string key;
   if (!renamed) {

@@ -1,4 +1,4 @@
-// The edit rename: a new name for an entry of a map, in its own place and wherever the document names it.
+// The edit rename: gives an entry of a map a new name, also wherever the document refers to it.
 #include "config/characters.h"
 #include "tools/config/edit.h"
 #include "tools/config/splice.h"
@@ -6,11 +6,11 @@
 
 namespace {
 
-// What else depends on the name of an entry, outside of the document. KEY is replaced by the name.
+// Things outside of the document that depend on the name of an entry of `map`. KEY is replaced by the name.
 struct NameUse {
   const char *map;
-  const char *facts;   // of the runtime store, or ""
-  const char *others;  // or ""
+  const char *facts;  // keys of the runtime store, or ""
+  const char *note;   // another consequence, or ""
 };
 constexpr NameUse name_uses[] = {
     {"network.interface",
@@ -23,7 +23,7 @@ constexpr NameUse name_uses[] = {
     {"network.bridge", "", "the device KEY of the kernel gets the new name"},
     {"network.bond", "", "the device KEY of the kernel gets the new name"},
     {"network.macsec", "", "the device KEY of the kernel gets the new name"},
-    {"network.scep_client", "", "its files are no longer looked for in /etc/config/scep_client/KEY"},
+    {"network.scep_client", "", "its files are no longer read from /etc/config/scep_client/KEY"},
     {"serial", "seriald.KEY", ""},
     {"vpn.iptunnel", "", "the device KEY of the kernel gets the new name"},
     {"vpn.wireguard", "", "the device KEY of the kernel gets the new name"},
@@ -43,7 +43,7 @@ std::string with_name(std::string text, const std::string &name) {
   return text;
 }
 
-// The first of several names that are listed.
+// The first name of a list, and where to find the others.
 std::string first_of(const std::string &list) {
   size_t end = list.find(',');
   return end == std::string::npos ? list : list.substr(0, end) + ", ... (see -n)";
@@ -53,7 +53,7 @@ std::string counted(size_t count, const char *what) {
   return std::to_string(count) + " " + what + (count != 1 ? "s" : "");
 }
 
-// Collects the changes of a document, in the order of their places.
+// Collects the changes of a document, in the order of their offsets.
 struct Renaming {
   std::vector<std::string> map;  // the names that lead to the entry's map
   std::string old_name;
@@ -65,7 +65,7 @@ struct Renaming {
 
   std::string map_path() const { return join(map, "."); }
 
-  // The reference with the new name; "" when it leads elsewhere.
+  // The reference with the new name; "" when it does not lead to the entry or through it.
   std::string changed_reference(const Value &value, bool bare) const {
     if (bare) return map_path() == "network.interface" && value.string == old_name ? new_name : "";
     std::string prefix = "/" + join(map, "/") + "/";
@@ -75,7 +75,7 @@ struct Renaming {
     return prefix + new_name + value.string.substr(end);
   }
 
-  // The string with the new name in place of each word that is the old one; "" when none is.
+  // The string with the new name in place of the old name; "" when no word of it is the old name.
   std::string changed_names(const Value &value, const SchemaKey &key) const {
     if (map_path() != map_of_names(key.names)) return "";
     std::string result;
@@ -111,9 +111,9 @@ struct Renaming {
     bool twice = false;
     for (const NameUse &row : name_uses) {
       if (map_path() != row.map) continue;
-      // A device may have a name of its own.
+      // The member "name" of a device decides the kernel's name, when it is set.
       bool named = map_path() == "network.device" && child_of(*entry, "name", &twice) != nullptr;
-      if (*row.others != '\0' && !named) text += "; " + with_name(row.others, printable(old_name));
+      if (*row.note != '\0' && !named) text += "; " + with_name(row.note, printable(old_name));
       if (*row.facts == '\0') continue;
       std::string facts = with_name(row.facts, printable(old_name));
       text += "; facts that may name it: " + (brief ? first_of(facts) : facts);

@@ -12,14 +12,14 @@ bool has_line_end(std::string_view gap) {
   return gap.find('\n') != std::string_view::npos;
 }
 
-// The spaces before a place.
+// The spaces and line ends before a place.
 std::string_view gap_before(std::string_view content, size_t place) {
   size_t before = content.substr(0, place).find_last_not_of(spaces);
   size_t from = before == std::string_view::npos ? 0 : before + 1;
   return content.substr(from, place - from);
 }
 
-// What the line of a place starts with.
+// The indentation of the line that holds a place.
 std::string indentation_at(std::string_view content, size_t place) {
   size_t line_end = content.substr(0, place).rfind('\n');
   size_t from = line_end == std::string_view::npos ? 0 : line_end + 1;
@@ -53,13 +53,13 @@ bool is_in_lines(std::string_view content, const Value &value) {
   return has_line_end(gap_before(content, value.children.front().start));
 }
 
-// Counts the containers of a type with their children in lines of their own, and those with them in one line.
+// Counts containers of a type: counts[1] those whose children each have a line, counts[0] those with all in one line.
 void count_styles(std::string_view content, const Value &value, Value::Type type, size_t (&counts)[2]) {
   if (value.type == type && !value.children.empty()) counts[is_in_lines(content, value) ? 1 : 0]++;
   for (const Value &child : value.children) count_styles(content, child, type, counts);
 }
 
-// Whether a new container in `around` gets a line for each child: as its neighbours, else as most others.
+// Whether a new container in `around` gets a line for each child: like most of its neighbours, or else most others.
 bool prefers_lines(std::string_view content, const Value &root, const Value *around, Value::Type type) {
   size_t counts[2] = {};
   if (around != nullptr) {
@@ -87,7 +87,7 @@ std::string indented(const std::string &json, const std::string &line_end, const
   return result;
 }
 
-// An addition as it is written at one place.
+// Writes an addition with the layout of the document.
 struct Writer {
   const Addition &addition;
   const Layout &layout;
@@ -109,7 +109,7 @@ struct Writer {
   }
 };
 
-// The spaces between a new child and the one before or behind it.
+// The spaces between a new child and the child before or after it.
 std::string gap_for(std::string_view content, const Layout &layout, const Value &parent, size_t index) {
   if (parent.children.size() > 1) {
     size_t neighbour = std::max<size_t>(index, 2) - 1;
@@ -158,7 +158,7 @@ std::string with_child(const std::string &content, const Value &root, const Valu
   const Value *neighbours = only ? around : &parent;
   Writer writer{addition, layout, prefers_lines(content, root, neighbours, Value::Type::object),
                 prefers_lines(content, root, neighbours, Value::Type::array)};
-  // A value of several lines does not stand within one.
+  // A container with a value of several lines gets a line for each child.
   bool lines_inside = has_line_end(addition.json);
   writer.objects_in_lines = writer.objects_in_lines || lines_inside;
   writer.arrays_in_lines = writer.arrays_in_lines || lines_inside;

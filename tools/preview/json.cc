@@ -59,7 +59,7 @@ void write_mode(Writer &writer, const char *name, const File *file) {
   write_member(writer, name, std::string(mode));
 }
 
-// Points out that bytes which are not UTF-8 are written as "?".
+// Writes "is_exact": false when the file holds bytes that are not UTF-8, which are written as "?".
 void write_exactness(Writer &writer, const PlannedFile &file) {
   if (repaired_utf8(file.content) == file.content && repaired_utf8(file.difference) == file.difference) return;
   writer.Key("is_exact");

@@ -1,4 +1,4 @@
-// The whole result as one JSON object, for pipelines.
+// Prints the whole result as one JSON object, for pipelines.
 #ifndef TESSERA_PREVIEW_JSON_H
 #define TESSERA_PREVIEW_JSON_H
 
@@ -14,11 +14,11 @@ struct ServiceRun {
   int status;
   std::string output;
   std::string messages;
-  bool has_no_tunnel = false;  // it is ipsec, and failed because it wrote none
+  bool has_no_tunnel = false;  // the service is ipsec, and failed because it wrote no tunnel
   bool counts = true;          // in the exit status
 };
 
-// All that there is to tell.
+// The whole result of a preview.
 struct Report {
   int exit_status;
   std::vector<ServiceRun> runs;

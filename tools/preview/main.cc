@@ -1,4 +1,4 @@
-// tessera-preview: runs tessera without touching the machine and shows or stores the files that it writes.
+// tessera-preview: runs tessera in a sandbox, and shows or stores the files that it writes.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,7 +25,7 @@
 
 namespace {
 
-// All that is read before anything runs.
+// Everything that is read before a service runs.
 struct Inputs {
   Router router;
   Secrets secrets;
@@ -52,21 +52,21 @@ Tree read_directory(const char *path) {
   return tree;
 }
 
-// The program that the user names, else the one that is installed.
+// The path of the program that the user gave, otherwise of the installed one.
 std::string find_program(const char *given, const char *name) {
   std::string path = given == nullptr ? installed_program(name) : real_path(given);
   if (path.empty()) fail_system("%s", given == nullptr ? name : given);
   return path;
 }
 
-// The content of the configuration; none for a router without one.
+// The content of the configuration; none when the router has no configuration.
 std::optional<std::string> read_config(const char *path) {
   if (path == nullptr) path = access(config_document, F_OK) == 0 ? config_document : "";
   if (*path == '\0') return {};
   return read_input(path);
 }
 
-// The tree of an earlier run. One that holds none of what a run stores is likely to be another directory.
+// The tree of an earlier run. Warns when the directory holds nothing that a run stores: it is probably a wrong one.
 Tree read_old(const char *name) {
   Tree tree = read_directory(name);
   bool is_known =
@@ -89,7 +89,7 @@ Inputs read_inputs(const Options &options) {
   return inputs;
 }
 
-// A message for the user: with the files that they gave, and no secrets.
+// A message of a service for the user: with the names of the user's files, and without secrets.
 std::string shown_message(const Options &options, const Secrets &secrets, const std::string &message) {
   std::string shown = message;
   bool has_config = options.config != nullptr && *options.config != '\0';
@@ -112,12 +112,13 @@ ServicesOutcome run_services(const Options &options, const Inputs &inputs) {
     fputs(shown_message(options, inputs.secrets, outcome.refused).c_str(), stderr);
     exit(exit_setup);
   }
-  // What was written is worth showing all the same.
+  // Only warn: the written files can still be shown.
   if (!outcome.facts_messages.empty()) fputs("tessera-preview: the runtime store cannot be read\n", stderr);
   return outcome;
 }
 
-// Prints what the services said, without what a service before has said: all read the same configuration.
+// Prints the output of the services, and their messages. Prints a message of several services once, because all read
+// the same configuration.
 void print_runs(const std::vector<ServiceRun> &runs) {
   std::set<std::string> said_before;
   for (const ServiceRun &run : runs) {
@@ -134,8 +135,8 @@ void print_runs(const std::vector<ServiceRun> &runs) {
   }
 }
 
-// True when the service failed without a word of its own: services that end well report findings about the
-// configuration too.
+// Whether the service ended with 1 and no message of its own. A message does not count when a service that ended with 0
+// printed it too: it is a finding about the configuration.
 bool fails_silently(const ServiceRun &run, const std::vector<ServiceRun> &runs) {
   std::set<std::string> harmless;
   for (const ServiceRun &other : runs) {
@@ -155,7 +156,7 @@ std::vector<ServiceRun> describe_runs(const Options &options, const Inputs &inpu
     runs.push_back(std::move(run));
   }
   for (ServiceRun &run : runs) {
-    // The only failure that tessera is silent about.
+    // tessera fails without a message only when it wrote no tunnel.
     run.has_no_tunnel = run.service == "ipsec" && fails_silently(run, runs);
     run.counts = !(options.is_all && run.has_no_tunnel && !configures_tunnels(inputs.router.config.value_or("")));
   }
@@ -219,7 +220,7 @@ int main(int argc, char **argv) {
                                    : has_old     ? ""
                                                  : outcome.facts_before,
                                    outcome.facts_after);
-  // When everything is stored, there is nothing left to print.
+  // With -o alone, nothing is printed.
   bool is_silent = !options.prints_json && !options.prints_summary && options.store != nullptr && !has_old;
   if (!is_silent)
     report.plan = make_plan(inputs.secrets, files, has_old ? &inputs.old : nullptr, has_old ? options.old : "");

@@ -1,4 +1,5 @@
-// Options of OpenVPN that do something while it only reads its file: they write and read other files, and load code.
+// Removes options from an OpenVPN file that have an effect as soon as OpenVPN reads it: they write and read other
+// files, and load code.
 #include <algorithm>
 #include <cctype>
 
@@ -8,7 +9,7 @@
 
 namespace {
 
-// Left out of what OpenVPN reads. A name that ends in "-" stands for all that begin with it.
+// The options to remove. A name that ends in "-" means all options that begin with it.
 constexpr std::string_view left_out[] = {
     "cd",          "chroot",          "config",
     "daemon",      "engine",          "genkey",
@@ -40,7 +41,7 @@ constexpr std::string_view commands[] = {
     "tls-crypt-v2-verify",
 };
 
-// The programs that the services themselves name.
+// The programs that tessera itself writes into the files.
 constexpr std::string_view own_programs[] = {"/lib/netifd/openvpn-up", "/lib/netifd/openvpn-down", "/bin/client_updown",
                                              "/bin/openvpn_password"};
 
@@ -59,7 +60,7 @@ bool is_space(char c) {
   return isspace(static_cast<unsigned char>(c)) != 0;
 }
 
-// The words of a line as OpenVPN reads them: the first without "--", an option after "setenv opt" without that.
+// The words of a line as OpenVPN reads them, without "--" before the first word, and without "setenv opt".
 std::vector<std::string> words_of(std::string_view line) {
   std::vector<std::string> words;
   bool in_word = false;
@@ -91,7 +92,7 @@ std::string quoted(const std::string &word) {
   return " \"" + with_replaced(with_replaced(word, "\\", "\\\\"), "\"", "\\\"") + "\"";
 }
 
-// A file that is read line by line, inside a block or not.
+// The state of reading a file line by line.
 struct Reader {
   std::string file;
   std::string script;
@@ -103,7 +104,7 @@ struct Reader {
   void warn(const std::string &message) { remarks.push_back({file, line, message, true}); }
 };
 
-// A line inside a block as OpenVPN may read it.
+// The line inside of a block that OpenVPN gets.
 std::string in_block(const std::string &line, Reader &reader) {
   auto start = std::find_if_not(line.begin(), line.end(), is_space);
   bool is_end = line.compare(static_cast<size_t>(start - line.begin()), reader.end_tag.size(), reader.end_tag) == 0;
@@ -111,16 +112,15 @@ std::string in_block(const std::string &line, Reader &reader) {
   return reader.drops_block ? "" : line;
 }
 
-// A line outside of blocks as OpenVPN may read it.
-std::string withheld(const std::string &line, Reader &reader) {
-  // OpenVPN refuses longer ones.
-  constexpr size_t longest_line = 255;
+// The line outside of blocks that OpenVPN gets: without a removed option, and with the script in place of a command.
+std::string outside_block(const std::string &line, Reader &reader) {
+  constexpr size_t longest_line = 255;  // OpenVPN refuses longer lines
   std::vector<std::string> words = words_of(line);
   if (words.empty() || line.size() > longest_line) return line;
   bool is_block = words.size() == 1 && words[0].size() > 2 && words[0].front() == '<' && words[0].back() == '>';
   std::string name = is_block ? words[0].substr(1, words[0].size() - 2) : words[0];
   reader.drops_block = is_left_out(name) || (is_block && is_in(commands, name));
-  // A line in <connection> is one like those outside of it.
+  // Lines in <connection> are options, too.
   if (is_block && name != "connection" && name != "/connection") reader.end_tag = "</" + name + ">";
   if (reader.drops_block) {
     reader.warn("\"" + name + "\" is left out of the check: OpenVPN would act on it");
@@ -128,7 +128,7 @@ std::string withheld(const std::string &line, Reader &reader) {
   }
   if (!is_in(commands, name) || words.size() < 2) return line;
   std::string program = words[1].substr(0, words[1].find(' '));
-  if (!is_in(own_programs, program)) reader.warn("the command of \"" + name + "\" is not looked for");
+  if (!is_in(own_programs, program)) reader.warn("the command of \"" + name + "\" is not checked");
   std::string result = name + " " + reader.script;
   for (size_t i = 2; i < words.size(); i++) result += quoted(words[i]);
   return result;
@@ -136,15 +136,15 @@ std::string withheld(const std::string &line, Reader &reader) {
 
 }  // namespace
 
-std::string withhold_options(const std::string &file, const std::string &content, const std::string &script,
-                             std::vector<Remark> &remarks) {
+std::string without_active_options(const std::string &file, const std::string &content, const std::string &script,
+                                   std::vector<Remark> &remarks) {
   constexpr std::string_view byte_order_mark = "\xef\xbb\xbf";
   Reader reader{file, script, remarks};
   std::string result;
   for (std::string line : lines_of(content)) {
     reader.line++;
     if (reader.line == 1 && line.compare(0, byte_order_mark.size(), byte_order_mark) == 0) line.erase(0, 3);
-    result += (reader.end_tag.empty() ? withheld(line, reader) : in_block(line, reader)) + "\n";
+    result += (reader.end_tag.empty() ? outside_block(line, reader) : in_block(line, reader)) + "\n";
   }
   return result;
 }

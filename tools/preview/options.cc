@@ -16,41 +16,40 @@ constexpr const char *usage_line =
     "Usage: tessera-preview [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [-o OUTDIR] [-d OLDDIR] [OPTIONS] NAME [ARGS]\n";
 
 constexpr const char *help_text =
-    "Runs tessera for the service NAME (dnsmasq, ipsec, network or pam) on any machine without\n"
-    "touching it, and prints every file that it writes. Several services, as in \"ipsec,network\", run\n"
-    "one after the other on the same router; \"all\" stands for \"pam,dnsmasq,ipsec,network\". ARGS are\n"
-    "handed to tessera.\n"
+    "Runs tessera for the service NAME (dnsmasq, ipsec, network or pam) in a sandbox, on any machine,\n"
+    "and prints every file that it writes. Several services, as in \"ipsec,network\", run one after the\n"
+    "other on the same router; \"all\" means \"pam,dnsmasq,ipsec,network\". tessera gets ARGS.\n"
     "\n"
-    "What the router is:\n"
+    "The router:\n"
     "  -c, --config=CONFIG    the configuration; without it the machine's /etc/config/config.json.\n"
-    "                         An empty CONFIG stands for a router without one\n"
+    "                         An empty CONFIG means a router without a configuration\n"
     "  -r, --runtime=RUNTIME  runtime facts, a flat JSON object of strings\n"
     "  -f, --rootfs=ROOTFS_DIR\n"
-    "                         files that tessera finds on the router, laid over the root directory:\n"
-    "                         etc/hostname gives the host name, which is \"router\" without it,\n"
-    "                         sys/class/net/DEV/address the address of DEV\n"
+    "                         files that tessera finds on the router, in place of those of the root\n"
+    "                         directory: etc/hostname gives the host name, which is otherwise\n"
+    "                         \"router\", sys/class/net/DEV/address the address of DEV\n"
     "\n"
-    "What becomes of the files:\n"
-    "  -o, --output=OUTDIR    stores them in OUTDIR, a new or empty directory, instead of printing\n"
+    "The output:\n"
+    "  -o, --output=OUTDIR    stores the files in OUTDIR, a new or empty directory, instead of printing\n"
     "                         them: OUTDIR/var/run/..., the runtime store as OUTDIR/runtime.json, and\n"
-    "                         OUTDIR/removed, the names of files that are gone\n"
+    "                         OUTDIR/removed, the names of files that were removed\n"
     "  -d, --diff=OLDDIR      prints the differences from OLDDIR, an earlier OUTDIR, and how many files\n"
     "                         are changed, created, removed and unchanged\n"
-    "  --summary              prints what happens to each file instead of what it holds\n"
-    "  --json                 prints one JSON object instead, with all of it and tessera's messages\n"
-    "  --verify               feeds the files to the checkers of their readers and prints what these\n"
-    "                         find: dnsmasq, the IPsec starter, OpenVPN and openssl where they are\n"
-    "                         installed, and a reader of UCI files\n"
+    "  --summary              prints only whether each file is changed, created, removed or unchanged\n"
+    "  --json                 prints one JSON object with the files, the differences and the messages\n"
+    "  --verify               has the daemons' own checkers read the files, and prints their findings:\n"
+    "                         dnsmasq, the IPsec starter, OpenVPN and openssl if they are installed,\n"
+    "                         and a reader of UCI files\n"
     "\n"
-    "How it is printed:\n"
-    "  --show-secrets         with passwords, private keys and shared secrets; they are masked without\n"
-    "                         it. What is stored in OUTDIR is not masked\n"
+    "Printing:\n"
+    "  --show-secrets         prints passwords, private keys and shared secrets, which are otherwise\n"
+    "                         masked. The files in OUTDIR are not masked\n"
     "  --color=WHEN           auto (on a terminal, unless NO_COLOR is set), always or never\n"
     "\n"
     "  --exit-code            ends with status 4 when there are differences from OLDDIR\n"
     "  --tessera=PROGRAM, --runt=PROGRAM\n"
-    "                         the programs to run; without it those beside tessera-preview, else\n"
-    "                         those in PATH\n"
+    "                         the programs to run; without this option those in the directory of\n"
+    "                         tessera-preview, or else those in PATH\n"
     "  --help                 prints this help\n"
     "  --version              prints the version\n"
     "\n"
@@ -58,7 +57,7 @@ constexpr const char *help_text =
     "when that is 0, with 5 when --verify finds an error in a file, with 4 when --exit-code is given\n"
     "and something differs. 2: the command line is wrong; 3: the preview cannot be set up or stored.\n";
 
-// An option: the string that it takes, or what it switches on.
+// An option: either it takes a value, or it sets a flag.
 struct Row {
   const char *name;
   int letter;  // of the short form; 0 without one
@@ -99,12 +98,13 @@ bool chooses_colour(const char *when) {
          isatty(STDOUT_FILENO) != 0;
 }
 
-// tessera takes any name, and does nothing for one that it does not know.
-void point_out_unknown(const Options &options) {
+// Warns about unknown services: tessera itself accepts any name, and does nothing for an unknown one.
+void warn_of_unknown(const Options &options) {
   static constexpr const char *known[] = {"dnsmasq", "ipsec", "network", "pam"};
   for (const std::string &service : options.services) {
     if (std::find(std::begin(known), std::end(known), service) != std::end(known)) continue;
-    fprintf(stderr, "tessera-preview: '%s' is no service of tessera: dnsmasq, ipsec, network, pam\n", service.c_str());
+    fprintf(stderr, "tessera-preview: '%s' is not a service of tessera: dnsmasq, ipsec, network, pam\n",
+            service.c_str());
   }
 }
 
@@ -115,14 +115,14 @@ void read_services(const char *names, Options &options) {
     size_t end = std::min(list.find(',', start), list.size());
     options.services.push_back(list.substr(start, end - start));
     if (options.services.back().empty() || options.services.back() == "all")
-      refuse_usage("a list of services holds names only");
+      refuse_usage("a list of services holds only names of services");
     start = end + 1;
   }
 }
 
-// Reads the options; the arguments behind them are from optind on.
+// Reads the options; the other arguments start at optind.
 void read_options(int argc, char **argv, Options &options) {
-  constexpr int without_letter = 256;  // and the number of the row
+  constexpr int without_letter = 256;  // getopt returns this plus the index of the row
   std::vector<option> long_options;
   for (const Row &row : rows) {
     int number = without_letter + static_cast<int>(long_options.size());
@@ -130,7 +130,7 @@ void read_options(int argc, char **argv, Options &options) {
     long_options.push_back({row.name, takes, nullptr, row.letter != 0 ? row.letter : number});
   }
   long_options.push_back({});
-  // "+": what follows NAME belongs to tessera.
+  // "+": the arguments after NAME belong to tessera.
   for (int letter; (letter = getopt_long(argc, argv, "+c:r:f:o:d:", long_options.data(), nullptr)) >= 0;) {
     auto end = long_options.end() - 1;
     auto given = std::find_if(long_options.begin(), end, [letter](const option &one) { return one.val == letter; });
@@ -144,7 +144,7 @@ void read_options(int argc, char **argv, Options &options) {
   }
 }
 
-// Prints what is asked for instead of a preview.
+// Prints the help or the version and ends the program, when it is asked for.
 void print_help(const Options &options) {
   if (!options.prints_help && !options.prints_version) return;
   if (options.prints_help) {
@@ -158,9 +158,8 @@ void print_help(const Options &options) {
 }  // namespace
 
 Options read_command_line(int argc, char **argv) {
-  // As getopt's messages call the program; so do the others.
   static char name[] = "tessera-preview";
-  argv[0] = name;
+  argv[0] = name;  // for getopt's messages
   Options options;
   read_options(argc, argv, options);
   print_help(options);
@@ -168,7 +167,7 @@ Options read_command_line(int argc, char **argv) {
   if (options.reports_differences && options.old == nullptr) refuse_usage("--exit-code needs an OLDDIR to differ from");
   options.is_coloured = chooses_colour(options.colour);
   read_services(argv[optind], options);
-  if (options.tessera == nullptr) point_out_unknown(options);
+  if (options.tessera == nullptr) warn_of_unknown(options);
   options.arguments.assign(argv + optind + 1, argv + argc);
   if (options.services.size() > 1 && !options.arguments.empty()) refuse_usage("ARGS are for a single service");
   return options;

@@ -15,7 +15,7 @@ struct Options {
   const char *runt = nullptr;
   const char *colour = "auto";
   bool is_coloured = false;
-  bool prints_summary = false;  // what happens to which file, in place of what is in it
+  bool prints_summary = false;  // only the fate of each file
   bool prints_json = false;
   bool shows_secrets = false;
   bool verifies = false;
@@ -27,7 +27,7 @@ struct Options {
   std::vector<std::string> arguments;
 };
 
-// Ends the program when help is asked for or the command line is wrong.
+// Reads the command line. Ends the program when help is asked for or the command line is wrong.
 Options read_command_line(int argc, char **argv);
 
 #endif

@@ -16,7 +16,7 @@ constexpr const char *green = "32";
 constexpr const char *yellow = "33";
 constexpr const char *cyan = "36";
 
-// Prints a line, in the colour of this code when there is one.
+// Prints a line; in a colour unless that is null.
 void print_line(std::string_view line, const char *colour) {
   if (colour != nullptr) printf("\033[%sm", colour);
   fwrite(line.data(), 1, line.size(), stdout);
@@ -24,10 +24,10 @@ void print_line(std::string_view line, const char *colour) {
   putchar('\n');
 }
 
-// Something stands before the next section.
+// Whether a section was printed already.
 bool has_printed = false;
 
-// Starts a section of the listing; an empty line parts it from what stands before.
+// Starts a section; an empty line separates it from the section before.
 void print_heading(const std::string &line, bool is_coloured) {
   if (has_printed) putchar('\n');
   has_printed = true;

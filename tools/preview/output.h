@@ -1,4 +1,4 @@
-// Shows what a run produced.
+// Prints the result of a preview for people. `is_coloured`: with colours for a terminal.
 #ifndef TESSERA_PREVIEW_OUTPUT_H
 #define TESSERA_PREVIEW_OUTPUT_H
 
@@ -8,19 +8,19 @@
 #include "preview/plan.h"
 #include "preview/verify.h"
 
-// Prints every file under a header line.
+// Prints every file, with a heading.
 void print_files(const std::vector<PlannedFile> &plan, bool is_coloured);
 
-// Prints the runtime keys that changed; nothing when none did.
+// Prints the keys of the runtime store that changed; nothing when none changed.
 void print_runtime_changes(const std::vector<RuntimeChange> &changes, bool is_coloured);
 
 // Prints the differences from an earlier tree and how many files there are of each fate.
 void print_differences(const std::vector<PlannedFile> &plan, bool is_coloured);
 
-// Prints a line for each file that does not stay as it is, and how many files there are of each fate.
+// Prints a line for each file that changes, and how many files there are of each fate.
 void print_summary(const std::vector<PlannedFile> &plan, bool is_coloured);
 
-// Prints what the checkers said.
+// Prints the findings of the checkers.
 void print_verdicts(const std::vector<Verdict> &verdicts, bool is_coloured);
 
 #endif

@@ -18,9 +18,9 @@
 
 namespace {
 
-bool holds_something(const Tree &tree, const std::string &directory) {
+bool is_empty(const Tree &tree, const std::string &directory) {
   auto next = tree.upper_bound(directory + "/");
-  return next != tree.end() && next->first.compare(0, directory.size() + 1, directory + "/") == 0;
+  return next == tree.end() || next->first.compare(0, directory.size() + 1, directory + "/") != 0;
 }
 
 const File *find_file(const Tree &tree, const std::string &path) {
@@ -28,7 +28,7 @@ const File *find_file(const Tree &tree, const std::string &path) {
   return entry != tree.end() ? &entry->second : nullptr;
 }
 
-// What stands for a file in a comparison.
+// The content with which a file is compared; for a link its target.
 std::string comparable(const File *file) {
   if (file == nullptr) return "";
   return S_ISLNK(file->mode) ? "-> " + file->content + "\n" : file->content;
@@ -39,7 +39,7 @@ size_t count_lines(std::string_view content) {
   return lines + (!content.empty() && content.back() != '\n' ? 1 : 0);
 }
 
-// A nameless file with `content`, positioned at its start.
+// A file in memory with `content`, to be read from its start.
 Fd memory_file(const std::string &content) {
   Fd fd(memfd_create("tessera-preview", 0));
   if (!fd.is_open() || !write_all(fd.get(), content) || lseek(fd.get(), 0, SEEK_SET) != 0) {
@@ -115,7 +115,7 @@ std::vector<PlannedFile> make_plan(const Secrets &secrets, const Tree &tree, con
   std::vector<PlannedFile> plan;
   if (old == nullptr) {
     for (const auto &[path, file] : tree) {
-      if (S_ISDIR(file.mode) && holds_something(tree, path)) continue;
+      if (S_ISDIR(file.mode) && !is_empty(tree, path)) continue;
       std::string content = S_ISLNK(file.mode) ? file.content : masked(secrets, path, file.content);
       size_t lines = S_ISREG(file.mode) ? count_lines(content) : 0;
       plan.push_back({path, Fate::written, nullptr, &file, std::move(content), "", lines, 0, false});

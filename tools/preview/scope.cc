@@ -10,9 +10,10 @@
 
 namespace {
 
-// What network puts into the runtime store, the only service that does.
+// Start of the keys that network writes into the runtime store; no other service writes there.
 constexpr std::string_view device_map = "network.device_map.";
 
+// Whether only another service than `services` writes the file.
 bool is_of_others(const std::vector<std::string> &services, const std::string &path) {
   const char *service = service_of(path);
   return service != nullptr && std::find(services.begin(), services.end(), service) == services.end();
@@ -37,7 +38,7 @@ std::string kept_names(const std::vector<std::string> &services, const std::stri
   return kept;
 }
 
-// The runtime store without the device map, but for keys that are in `now`.
+// The runtime store without the keys of the device map that are not in `now`.
 std::string kept_keys(const std::string &store, const std::string &now) {
   std::set<std::string> keys;
   for (const Member &member : read_members(now)) keys.insert(member.name);

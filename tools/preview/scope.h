@@ -1,4 +1,4 @@
-// Which files of an earlier tree the named services answer for.
+// Limits an earlier tree to the files of the services that are previewed.
 #ifndef TESSERA_PREVIEW_SCOPE_H
 #define TESSERA_PREVIEW_SCOPE_H
 
@@ -7,9 +7,8 @@
 
 #include "sandbox/tree.h"
 
-// Leaves out of `old` the files that only other services than `services` write, their names in the list of removed
-// files, and their keys of the runtime store: a run of these services says nothing about them. What `produced`, the
-// tree of that run, holds too stays.
+// Removes from `old` what only other services than `services` write: files, names in the list of removed files, and
+// keys of the runtime store. Keeps everything that `produced`, the tree of the new run, holds too.
 void keep_services(const std::vector<std::string> &services, const Tree &produced, Tree &old);
 
 #endif

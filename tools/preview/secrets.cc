@@ -20,7 +20,7 @@ constexpr const char *mark = "<secret>";
 constexpr const char *old_mark = "<old secret>";
 constexpr const char *new_mark = "<new secret>";
 
-// Shorter strings are hidden only where the programs write secrets: elsewhere they stand for something else ("lan").
+// Shorter strings are masked only where the programs write secrets: elsewhere they mean something else ("lan").
 constexpr size_t shortest_form = 6;
 
 struct Span {
@@ -31,6 +31,7 @@ using Spans = std::vector<Span>;
 
 // ---- The secrets of a configuration.
 
+// The first bytes of a form, as a key of `by_start`.
 uint64_t start_of(const char *content) {
   uint64_t start = 0;
   memcpy(&start, content, shortest_form);
@@ -43,8 +44,8 @@ void add_form(Secrets &secrets, std::string form) {
   if (is_new) secrets.by_start.emplace(start_of(entry->data()), *entry);
 }
 
-// A line of a secret, as the writers write it: as it is, in double quotes (of UCI and JSON), in single
-// quotes of the shell, in square brackets.
+// Adds a line of a secret as the writers may write it: unchanged, and escaped in double quotes (UCI and JSON), in
+// single quotes (shell) and in square brackets.
 void add_line(Secrets &secrets, std::string_view line) {
   if (line.rfind("-----", 0) == 0) return;
   add_form(secrets, std::string(line));
@@ -57,7 +58,7 @@ void add_secret(Secrets &secrets, std::string_view content) {
   for (const std::string &line : lines_of(content)) add_line(secrets, line);
 }
 
-// Adds the secrets of a value by the schema of its key, of which it may be an entry or element.
+// Adds the secrets in a value of `key`, or, with `is_entry`, in an entry or element of it.
 void add_secrets(const SchemaKey &key, bool is_entry, const rapidjson::Value &value, Secrets &secrets) {
   if (value.IsString() && key.secret) {
     add_secret(secrets, {value.GetString(), value.GetStringLength()});
@@ -73,7 +74,7 @@ void add_secrets(const SchemaKey &key, bool is_entry, const rapidjson::Value &va
   }
 }
 
-// The document; without a value when it has an error.
+// The document; a null value when it is not JSON.
 rapidjson::Document parsed(const std::string &config) {
   rapidjson::Document document;
   document.Parse<rapidjson::kParseIterativeFlag>(config.data(), config.size());
@@ -82,16 +83,16 @@ rapidjson::Document parsed(const std::string &config) {
 
 // ---- Where files hold secrets.
 
-// What follows `before` up to `until` is secret.
-struct Place {
-  const char *files;   // a pattern of the paths
-  const char *before;  // a line feed stands for the start of a line
-  const char *skip;    // "", or what the rest of the line has to hold: the secret follows it
-  const char *until;   // the end of the file when there is none
-  bool but_last_word = false;
-  bool has_escapes = false;  // `until` after a backslash belongs to the secret
+// The part of a file after `before` and up to `until` is secret.
+struct SecretPart {
+  const char *files;           // pattern of the paths
+  const char *before;          // a line feed means the start of a line
+  const char *skip;            // "", or a string that has to come later in the line: the secret follows it
+  const char *until;           // when it is missing, the secret extends to the end of the file
+  bool but_last_word = false;  // the last word is not secret
+  bool has_escapes = false;    // `until` after a backslash belongs to the secret
 };
-constexpr Place places[] = {
+constexpr SecretPart secret_parts[] = {
     {"*", "-----BEGIN ", "PRIVATE KEY-----", "-----END "},
     {"*", "-----BEGIN OpenVPN ", "-----", "-----END "},
     {"*/ipsec.secrets", " : PSK ", "", "\n"},
@@ -102,35 +103,34 @@ constexpr Place places[] = {
     {"*/radius.conf", "\n", " ", "\n", true},
     {"*/ldap.conf", "\nbindpw ", "", "\n"},
     {"*/pam.conf", " [secret=", "", "]", false, true},
-    {nullptr, nullptr, nullptr, nullptr},
 };
 
 bool is_named(const std::string &path, const char *pattern) {
   return fnmatch(pattern, path.c_str(), 0) == 0;
 }
 
-void add_place(const Place &place, std::string_view content, Spans &spans) {
+void add_parts(const SecretPart &part, std::string_view content, Spans &spans) {
   size_t from = 0;
-  for (size_t found; (found = content.find(place.before, from)) != std::string_view::npos;) {
-    size_t start = found + strlen(place.before);
+  for (size_t found; (found = content.find(part.before, from)) != std::string_view::npos;) {
+    size_t start = found + strlen(part.before);
     from = start;
-    if (*place.skip != '\0') {
-      size_t skipped = content.find(place.skip, start);
+    if (*part.skip != '\0') {
+      size_t skipped = content.find(part.skip, start);
       if (skipped >= content.find('\n', start)) continue;
-      start = skipped + strlen(place.skip);
+      start = skipped + strlen(part.skip);
     }
-    size_t end = content.find(place.until, start);
-    while (place.has_escapes && end != std::string_view::npos && content[end - 1] == '\\') {
-      end = content.find(place.until, end + 1);
+    size_t end = content.find(part.until, start);
+    while (part.has_escapes && end != std::string_view::npos && content[end - 1] == '\\') {
+      end = content.find(part.until, end + 1);
     }
     end = std::min(end, content.size());
     from = end;
-    if (place.but_last_word) end = std::min(end, content.substr(0, end).rfind(' '));
+    if (part.but_last_word) end = std::min(end, content.substr(0, end).rfind(' '));
     if (end > start) spans.push_back({start, end});
   }
 }
 
-// Files that hold little else.
+// Adds almost the whole content of files that hold little but a secret.
 void add_whole(const std::string &path, std::string_view content, Spans &spans) {
   if (is_named(path, "*/ipsec.d/private/*") && content.find("PRIVATE KEY-----") == std::string_view::npos) {
     spans.push_back({1, content.size()});
@@ -140,7 +140,7 @@ void add_whole(const std::string &path, std::string_view content, Spans &spans) 
   if (name_end != std::string_view::npos) spans.push_back({name_end, content.size()});
 }
 
-// The blocks of an OpenVPN file, between a <name> and a </name> that start lines, but for those that are public.
+// Adds the blocks of an OpenVPN file, from a line <name> to a line </name>, except for public ones.
 void add_blocks(std::string_view content, Spans &spans) {
   static constexpr std::string_view not_secret[] = {"ca",         "cert",       "extra-certs",     "dh",
                                                     "crl-verify", "connection", "peer-fingerprint"};
@@ -166,7 +166,7 @@ void add_blocks(std::string_view content, Spans &spans) {
   if (!end_tag.empty()) spans.push_back({first, content.size()});
 }
 
-// True for the words that a secret follows in files of the PPP daemon and in its chats: "password", "ssword:".
+// Whether a secret follows the word in files of the PPP daemon and in its chat scripts: "password", "ssword:".
 bool announces_secret(std::string_view view) {
   std::string word(view);
   std::transform(word.begin(), word.end(), word.begin(), [](unsigned char letter) { return tolower(letter); });
@@ -175,8 +175,8 @@ bool announces_secret(std::string_view view) {
   return !is_switch && (is_secret_name(word) || (word.size() >= 4 && word.compare(word.size() - 4, 4, "word") == 0));
 }
 
-// The rest of each line after a word that announces a secret, in a file that is the value of an option, from `at` to
-// `end`. What the line lacks is on the next one.
+// Adds the rest of each line after a word that announces a secret, in a file that is the value of an option, from `at`
+// to `end`. When nothing follows the word, the secret is in the next line.
 void add_announced(std::string_view content, size_t at, size_t end, Spans &spans) {
   constexpr std::string_view line_end = "\\\\n";
   content = content.substr(0, end);
@@ -197,7 +197,7 @@ void add_announced(std::string_view content, size_t at, size_t end, Spans &spans
   }
 }
 
-// The options of a UCI file with secret names, and what others hold of secrets.
+// Adds the values of UCI options with secret names, and the secrets in PPP files and scripts.
 void add_options(std::string_view content, Spans &spans) {
   constexpr std::string_view option = "\n\toption ";
   for (size_t found = content.find(option); found != std::string_view::npos; found = content.find(option, found + 1)) {
@@ -214,13 +214,14 @@ void add_options(std::string_view content, Spans &spans) {
   }
 }
 
-// The values of the runtime store's keys with secret names.
+// Adds the values of keys of the runtime store with secret names.
 void add_facts(std::string_view content, Spans &spans) {
   for (const Member &member : read_members(content)) {
     if (is_secret_name(member.name)) spans.push_back({member.start, member.end});
   }
 }
 
+// Adds the secrets of the configuration, wherever they are.
 void add_known(const Secrets &secrets, std::string_view content, Spans &spans) {
   std::array<bool, 256> starts{};
   for (const std::string &form : secrets.forms) starts[static_cast<unsigned char>(form[0])] = true;
@@ -233,14 +234,14 @@ void add_known(const Secrets &secrets, std::string_view content, Spans &spans) {
   }
 }
 
-// The secrets in `content`, in order and apart from each other, without the white space around them.
+// The secrets in `content`, in order, without overlaps and without white space around them.
 Spans secret_spans(const Secrets &secrets, const std::string &path, const std::string &content) {
   Spans spans;
-  // Every line starts with a line feed, also the first.
+  // The patterns need a line feed before the first line, too.
   std::string lines = "\n" + content;
   add_whole(path, lines, spans);
-  for (const Place *place = places; place->files != nullptr; place++) {
-    if (is_named(path, place->files)) add_place(*place, lines, spans);
+  for (const SecretPart &part : secret_parts) {
+    if (is_named(path, part.files)) add_parts(part, lines, spans);
   }
   if (is_named(path, "*/config_file_*")) add_blocks(lines, spans);
   if (is_named(path, "*/uci/*")) add_options(lines, spans);

@@ -14,7 +14,7 @@ const char *base_name(const std::string &path) {
   return path.c_str() + (path.rfind('/') + 1);
 }
 
-// The directory below `top` that `path` is in. No name on the way is followed that someone else made a symbolic link.
+// The directory below `top` that holds `path`. Follows no symbolic link, which somebody else may have put there.
 Fd open_parent(const Fd &top, const std::string &path) {
   Fd directory(dup(top.get()));
   for (size_t start = 0, end; (end = path.find('/', start)) != std::string::npos; start = end + 1) {
@@ -55,7 +55,7 @@ Store open_store(const std::string &name) {
 }
 
 void store_files(const Store &store, const Tree &tree) {
-  // Short enough to be finished before a request to end is heard: no half of a tree stays behind.
+  // Finish before a signal ends the program, so that no half of a tree is left.
   sigset_t signals;
   sigset_t old_signals;
   sigemptyset(&signals);
@@ -70,7 +70,7 @@ void store_files(const Store &store, const Tree &tree) {
     if (!store_file(open_parent(top, path), base_name(path), file))
       fail_system("%s/%s", store.name.c_str(), path.c_str());
   }
-  // Last, as a mode may forbid what was to be done before.
+  // Set the modes of directories last, because a mode may forbid to create files.
   for (auto entry = tree.rbegin(); entry != tree.rend(); ++entry) {
     const auto &[path, file] = *entry;
     if (!S_ISDIR(file.mode)) continue;

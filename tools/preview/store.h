@@ -7,17 +7,18 @@
 #include "sandbox/fd.h"
 #include "sandbox/tree.h"
 
-// The place for a stored tree, found before the machine's directories are left behind.
+// The directory for a stored tree; opened before anything runs.
 struct Store {
-  Fd parent;         // where to make the directory
+  Fd parent;         // the directory that holds it
   std::string name;  // as the user gave it
-  std::string base;  // its last component
+  std::string base;  // its last component; "." when the directory exists, and `parent` is the directory itself
 };
 
-// Ends the preview unless `name` is an empty directory or can become one.
+// Opens the directory for a stored tree. Ends the program unless `name` is an empty directory, or does not exist and
+// its parent does.
 Store open_store(const std::string &name);
 
-// Writes the files with their modes.
+// Writes the files with their modes, and creates the directory when necessary. Ends the program when that fails.
 void store_files(const Store &store, const Tree &tree);
 
 #endif

@@ -9,7 +9,7 @@
 
 namespace {
 
-// How many bytes the first character has; 0 when it is not UTF-8.
+// The number of bytes of the first character; 0 when it is not UTF-8.
 size_t character_length(std::string_view string) {
   rapidjson::MemoryStream stream(string.data(), string.size());
   rapidjson::StringBuffer ignored;

@@ -1,4 +1,4 @@
-// Strings: replacements, JSON and UTF-8.
+// Functions on strings: replacement, JSON and UTF-8.
 #ifndef TESSERA_PREVIEW_STRINGS_H
 #define TESSERA_PREVIEW_STRINGS_H
 
@@ -19,11 +19,11 @@ std::string json_string(std::string_view string);
 struct Member {
   std::string name;
   std::string value;
-  size_t start;  // where the value begins in the JSON, after its quote
-  size_t end;
+  size_t start;  // offset of the value in the JSON, after its quote
+  size_t end;    // offset of the quote after the value
 };
 
-// The members in their order; those before the first error of what is no such object.
+// The members in their order. When the string is not such an object, the members before the first error.
 std::vector<Member> read_members(std::string_view json);
 
 #endif

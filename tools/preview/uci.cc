@@ -1,3 +1,4 @@
+// Checks a UCI file in the way that its readers parse it.
 #include <algorithm>
 #include <map>
 #include <set>
@@ -9,11 +10,11 @@ namespace {
 
 constexpr std::string_view name_characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
 
-// What is read so far, and what was found.
+// The state of reading a file, and the findings.
 struct Uci {
   std::string file;
   unsigned line = 0;
-  // Types of the named sections. A name may come again: the reader makes one section of both.
+  // Types of the named sections. A name may come twice: the reader merges the sections.
   std::map<std::string, std::string> types;
   std::set<std::string> options;  // since the last section line
   bool in_section = false;
@@ -30,7 +31,7 @@ bool is_space(char c) {
   return c == ' ' || c == '\t' || c == '\r';
 }
 
-// The words of a line, in quotes or not. Returns what is wrong with them, null for nothing.
+// Splits a line into words, with or without quotes. Returns what is wrong with the line; null when nothing is.
 const char *split(const std::string &line, std::vector<std::string> &words) {
   char quote = '\0';
   bool in_word = false;
@@ -40,7 +41,7 @@ const char *split(const std::string &line, std::vector<std::string> &words) {
       in_word = false;
       continue;
     }
-    if (quote == '\0' && (c == ';' || (in_word && c == '#'))) return "a word without quotes is split by its character";
+    if (quote == '\0' && (c == ';' || (in_word && c == '#'))) return "a ';' or '#' outside of quotes ends the word";
     if (!in_word && c == '#') break;
     if (!in_word) words.emplace_back();
     in_word = true;
@@ -62,7 +63,7 @@ void read_section(const std::vector<std::string> &words, Uci &uci) {
   uci.in_section = true;
   uci.options.clear();
   if (words.size() < 2 || words.size() > 3) {
-    uci.refuse("expected \"config\", a type and at most a name");
+    uci.refuse("expected \"config\", a type and at most one name");
   } else if (!is_name(words[1])) {
     uci.refuse("a section type may hold letters, digits and \"_\" only, and cannot be empty");
   } else if (words.size() == 3 && !is_name(words[2])) {

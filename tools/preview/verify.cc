@@ -15,9 +15,8 @@ namespace {
 
 constexpr const char *script = "/.script";
 
-// What there is to check.
 struct Files {
-  const Tree &written;  // by the services
+  const Tree &written;  // files that the services wrote
   const Tree &given;    // other files of the router
   const File &at(const Verdict &verdict) const { return written.at(verdict.file.substr(1)); }
 };
@@ -34,12 +33,12 @@ unsigned number_at(const std::string &string, size_t at) {
   return static_cast<unsigned>(strtoul(string.c_str() + at, nullptr, 10));
 }
 
-// The line that a position is in.
+// The number of the line that holds an offset.
 unsigned line_of(std::string_view string, size_t position) {
   return 1 + static_cast<unsigned>(std::count(string.begin(), string.begin() + static_cast<ptrdiff_t>(position), '\n'));
 }
 
-// Runs the commands of a checker; without a command there is nothing to run.
+// Runs the commands of a checker in a sandbox; there may be none.
 std::vector<Ended> run_checker(Job &job) {
   if (job.commands.empty()) return {};
   job.rights = Rights::checker;
@@ -50,16 +49,16 @@ std::vector<Ended> run_checker(Job &job) {
   return outcome.commands;
 }
 
-// What a program says, wherever it says it.
-std::string said(const Ended &ended) {
+// Standard output and standard error of a program.
+std::string all_output(const Ended &ended) {
   return ended.output + ended.messages;
 }
 
-// A checker that fails says why, whatever it says.
+// Adds a remark when the checker failed and no remark says why: the first line that it printed.
 void add_unless_explained(const std::string &file, const Ended &ended, std::vector<Remark> &remarks) {
   bool is_explained = std::any_of(remarks.begin(), remarks.end(), [](const Remark &one) { return !one.is_warning; });
   if (ended.status == 0 || is_explained) return;
-  std::vector<std::string> lines = lines_of(said(ended));
+  std::vector<std::string> lines = lines_of(all_output(ended));
   remarks.push_back({file, 0, lines.empty() ? "ends with status " + std::to_string(ended.status) : lines.front()});
 }
 
@@ -67,7 +66,7 @@ void add_unless_explained(const std::string &file, const Ended &ended, std::vect
 
 std::vector<Remark> read_dnsmasq(const std::string &file, const Ended &ended) {
   std::vector<Remark> remarks;
-  for (const std::string &line : lines_of(said(ended))) {
+  for (const std::string &line : lines_of(all_output(ended))) {
     size_t place = line.find(" at line ");
     if (place == std::string::npos || !starts_with(line, "dnsmasq: ")) continue;
     remarks.push_back({file, number_at(line, place + 9), line.substr(9, place - 9)});
@@ -87,7 +86,7 @@ void check_dnsmasq(const std::string &program, std::vector<Verdict> &verdicts, c
 
 // ---- OpenVPN: "Options error: PROBLEM in FILE:LINE: OPTION (VERSION)"
 
-// A file that is missing may be on the router; one that a service writes is not.
+// Whether a missing file may be on the router. A file below /var/run cannot: the services write those.
 bool is_elsewhere(const std::string &problem) {
   size_t path = problem.find(" fails with '/");
   return path != std::string::npos && problem.find("No such file or directory", path) != std::string::npos &&
@@ -95,8 +94,8 @@ bool is_elsewhere(const std::string &problem) {
 }
 
 void read_openvpn(const std::string &file, const Ended &ended, std::vector<Remark> &remarks) {
-  for (const std::string &line : lines_of(said(ended))) {
-    // "Please correct this error." follows some.
+  for (const std::string &line : lines_of(all_output(ended))) {
+    // Another line, "Please correct this error.", follows some errors.
     if (!starts_with(line, "Options error: ") || starts_with(line, "Options error: Please correct")) continue;
     size_t place = line.find(" in " + file + ":");
     bool has_place = place != std::string::npos;
@@ -110,18 +109,18 @@ void read_openvpn(const std::string &file, const Ended &ended, std::vector<Remar
   if (!has_read_all) add_unless_explained(file, ended, remarks);
 }
 
-// The files of the router that the content of a file names.
+// Adds the files of `from` that the content of a file names.
 void add_named(std::string_view content, const Tree &from, Tree &files) {
   for (const auto &[path, file] : from) {
     if (S_ISREG(file.mode) && content.find("/" + path) != std::string_view::npos) files.insert({path, file});
   }
 }
 
-// To list the digests comes after the check of the options, and before anything is done with them.
+// With --show-digests, OpenVPN checks the options and then ends before it uses them.
 void check_openvpn(const std::string &program, std::vector<Verdict> &verdicts, const Files &files) {
   for (Verdict &verdict : verdicts) {
     Job job;
-    std::string content = withhold_options(verdict.file, files.at(verdict).content, script, verdict.remarks);
+    std::string content = without_active_options(verdict.file, files.at(verdict).content, script, verdict.remarks);
     job.files[&script[1]] = {S_IFREG | 0755, ""};
     job.files[verdict.file.substr(1)] = {S_IFREG | 0600, content};
     add_named(content, files.written, job.files);
@@ -133,7 +132,7 @@ void check_openvpn(const std::string &program, std::vector<Verdict> &verdicts, c
 
 // ---- The IPsec starter
 
-// Where SETTING stands in the section of `connection`.
+// The file and line of `setting` in the section of `connection`, without a message.
 Remark place_in_connection(const Tree &tree, const std::string &connection, const std::string &setting) {
   for (const auto &[path, file] : tree) {
     if (!matches("*/ipsec.d/conf/*", path)) continue;
@@ -145,9 +144,9 @@ Remark place_in_connection(const Tree &tree, const std::string &connection, cons
   return {"", 0, ""};
 }
 
-// Messages with a place are of the syntax; others name the setting, after the connection that is being loaded.
+// Messages about the syntax have a file and line. Others name the setting, after a line with the connection.
 std::vector<Remark> read_starter(const std::string &file, const Ended &ended, const Tree &tree) {
-  // The device's daemon knows these, others may not.
+  // The device's daemon knows these keywords, the installed one may not.
   static constexpr std::string_view own_keywords[] = {"'if_id'", "'righthostsweight'", "'righthostssequence'"};
   constexpr std::string_view unknown = "# unknown keyword ";
   std::vector<Remark> remarks;
@@ -156,7 +155,7 @@ std::vector<Remark> read_starter(const std::string &file, const Ended &ended, co
     Remark remark = place_in_connection(tree, connection, setting);
     remarks.push_back({remark.file.empty() ? file : remark.file, remark.line, message});
   };
-  for (const std::string &line : lines_of(said(ended))) {
+  for (const std::string &line : lines_of(all_output(ended))) {
     size_t colon = line.find(':');
     if (starts_with(line, "Loading conn '")) {
       connection = line.substr(14, line.size() - 15);
@@ -190,29 +189,29 @@ void check_starter(const std::string &program, std::vector<Verdict> &verdicts, c
 
 // ---- openssl
 
-// What openssl is asked to read: whole files, or blocks between a <tag> and a </tag>.
+// Files for openssl to read: whole files, or blocks between a <tag> and a </tag>.
 struct PemKind {
-  const char *files;  // a pattern
+  const char *files;  // pattern of the paths
   const char *tag;    // null for whole files
   const char *command;
   const char *option;
   const char *message;
 };
-constexpr const char *no_key = "this is no private key in PEM";
-constexpr const char *no_certificate = "this is no certificate in PEM";
+constexpr const char *no_key = "this is not a private key in PEM";
+constexpr const char *no_certificate = "this is not a certificate in PEM";
 constexpr PemKind pem_kinds[] = {
     {"*/ipsec.d/private/*.rsa", nullptr, "pkey", "-noout", no_key},
-    {"*/ipsec.d/certs/*pub", nullptr, "pkey", "-pubin", "this is no public key in PEM"},
+    {"*/ipsec.d/certs/*pub", nullptr, "pkey", "-pubin", "this is not a public key in PEM"},
     {"*/ipsec.d/certs/*cert", nullptr, "x509", "-noout", no_certificate},
     {"*/ipsec.d/cacerts/*", nullptr, "x509", "-noout", no_certificate},
-    {"*/ipsec.d/crls/*", nullptr, "crl", "-noout", "this is no revocation list in PEM"},
+    {"*/ipsec.d/crls/*", nullptr, "crl", "-noout", "this is not a revocation list in PEM"},
     {"*/config_file_*", "ca", "x509", "-noout", no_certificate},
     {"*/config_file_*", "cert", "x509", "-noout", no_certificate},
     {"*/config_file_*", "key", "pkey", "-noout", no_key},
-    {"*/config_file_*", "dh", "dhparam", "-noout", "these are no Diffie-Hellman parameters in PEM"},
+    {"*/config_file_*", "dh", "dhparam", "-noout", "these are not Diffie-Hellman parameters in PEM"},
 };
 
-// A part of a file for openssl to read, and what to say when it cannot.
+// A part of a file for openssl to read, and the remark to add when it cannot.
 struct PemPart {
   std::vector<Remark> *remarks;
   Remark refusal;
@@ -224,11 +223,11 @@ void ask_openssl(const std::string &program, const PemKind &kind, const std::str
   job.commands.push_back({{program, kind.command, kind.option, "-in", "/" + name, "-out", "/dev/null"}});
 }
 
-// Adds what a file holds for openssl to read: itself, or blocks.
+// Adds the parts of a file that openssl has to read.
 void add_parts(const std::string &program, const std::string &content, Verdict &verdict, Job &job,
                std::vector<PemPart> &parts) {
   auto add = [&](const PemKind &kind, const std::string &part, unsigned line) {
-    // Whether it fits its passphrase only the daemon can tell.
+    // Only the daemon can check an encrypted key, because it has the passphrase.
     if (part.find("ENCRYPTED") != std::string::npos) return;
     ask_openssl(program, kind, part, job);
     parts.push_back({&verdict.remarks, {verdict.file, line, kind.message}});
@@ -267,7 +266,7 @@ void check_uci(const std::string & /*program*/, std::vector<Verdict> &verdicts, 
 
 // ---- All
 
-// Files, and who checks them. Without a program the checker is here.
+// A checker and its files. When `program` is null, the checker is a function of this program.
 struct Checker {
   const char *name;
   const char *program;
@@ -293,7 +292,7 @@ std::vector<Verdict> check_files(const Checker &checker, const Files &files) {
   bool is_installed = checker.program == nullptr || !program.empty();
   std::vector<Verdict> verdicts;
   for (const auto &[path, file] : files.written) {
-    // What a link leads to is another program's.
+    // Links lead to files of other programs.
     bool is_checked =
         S_ISREG(file.mode) && std::any_of(checker.files.begin(), checker.files.end(),
                                           [&name = path](const char *pattern) { return matches(pattern, name); });

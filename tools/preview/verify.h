@@ -1,4 +1,4 @@
-// Has the files checked as their readers will.
+// Runs the daemons' own checkers on the files.
 #ifndef TESSERA_PREVIEW_VERIFY_H
 #define TESSERA_PREVIEW_VERIFY_H
 
@@ -10,33 +10,34 @@
 
 struct Remark {
   std::string file;
-  unsigned line;  // 0: the file as a whole
+  unsigned line;  // 0: the whole file
   std::string message;
-  bool is_warning = false;  // the reader accepts it, and takes it otherwise than it is written
+  bool is_warning = false;  // the reader accepts it, but reads something else than is written
 };
 
-// What one checker says of one file.
+// The result of one checker for one file.
 struct Verdict {
   std::string checker;
   std::string file;
-  bool is_installed;  // the checker
+  bool is_installed;  // the checker is installed
   std::vector<Remark> remarks;
 };
 
-// Has each file of `written` checked that has a checker, by those that are installed on the machine. Each checker runs
-// in private, and sees the files that it checks and those of `given`, the files of the router, that they name.
+// Runs the installed checkers on the files of `written`. Each checker runs in a sandbox, and sees the files that it
+// checks and the files that these name, also in `given`, the other files of the router. Returns a verdict for each file
+// and checker, in the order of the files. Ends the program with exit_setup when no sandbox can be made.
 std::vector<Verdict> verify_files(const Tree &written, const Tree &given);
 
-// True when the checker found an error.
+// Whether the checker found an error.
 bool is_refused(const Verdict &verdict);
 
-// What the interface manager refuses or misreads of a UCI file; no message quotes a value.
+// The lines of a UCI file that the interface manager refuses or misreads. No message quotes a value.
 std::vector<Remark> read_uci(const std::string &file, std::string_view content);
 
-// Options that OpenVPN acts on while it reads its file. Adds a warning for each of them that `content` holds and no
-// service writes. Returns the content as OpenVPN may read it: without those options, and with the name of a program
-// that is there, `script`, in place of those that it would run on the router.
-std::string withhold_options(const std::string &file, const std::string &content, const std::string &script,
-                             std::vector<Remark> &remarks);
+// Returns the content of an OpenVPN file that its checker gets: without options that have an effect while OpenVPN reads
+// the file, and with `script`, the name of a program that exists, in place of the programs that it would run. Adds a
+// warning for each removed option, and for each program that tessera does not write itself.
+std::string without_active_options(const std::string &file, const std::string &content, const std::string &script,
+                                   std::vector<Remark> &remarks);
 
 #endif

@@ -1,4 +1,4 @@
-// What a job's commands change.
+// Finds the files that a job's commands change.
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-// Adds everything below `directory`, the open one at `path`, that lies on the file system `device`.
+// Adds everything below the open `directory` at `path` that is on the file system `device`.
 void add_states(DIR *directory, const std::string &path, dev_t device, Snapshot &snapshot) {
   while (const dirent *entry = next_entry(directory)) {
     std::string name = path_in(path, entry->d_name);
@@ -24,7 +24,7 @@ void add_states(DIR *directory, const std::string &path, dev_t device, Snapshot 
   }
 }
 
-// Directories change when something in them does: that shows by itself.
+// For directories compares only the mode: changes in them show as changed entries.
 bool is_same(const FileState &before, const FileState &after) {
   if (before.mode != after.mode || S_ISDIR(after.mode)) return before.mode == after.mode;
   return before.inode == after.inode && before.size == after.size && before.changed.tv_sec == after.changed.tv_sec &&

@@ -1,4 +1,4 @@
-// Commands of a job.
+// Runs the commands of a job.
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <sched.h>
@@ -37,7 +37,8 @@ bool write_string(const char *path, const std::string &string) {
   return fd.is_open() && write_all(fd.get(), string);
 }
 
-// Namespaces of users and mounts; in a container that forbids the former, of mounts. False when there are none.
+// Enters new namespaces of users and mounts, or only of mounts when a container forbids user namespaces. Returns false
+// when that fails, too.
 bool leave_namespaces(bool &has_users) {
   std::string uid = std::to_string(geteuid());
   std::string gid = std::to_string(getegid());
@@ -47,7 +48,7 @@ bool leave_namespaces(bool &has_users) {
          write_string("/proc/self/gid_map", gid + " " + gid + " 1\n");
 }
 
-// Gives up all capabilities, also those that root would get back with the next program.
+// Drops all capabilities, also those that root would get back with the next program.
 bool drop_capabilities() {
   for (unsigned long capability = 0; prctl(PR_CAPBSET_READ, capability, 0, 0, 0) >= 0; capability++) {
     if (prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0) return false;
@@ -57,27 +58,30 @@ bool drop_capabilities() {
   return syscall(SYS_capset, &header, none) == 0;
 }
 
+// Makes /proc read-only.
 bool protect_processes() {
   return mount(nullptr, "/proc", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC,
                nullptr) == 0;
 }
 
-// What a command may not do; false when that cannot be forbidden.
+// Takes rights from a command before it starts; returns false when that fails.
 bool restrict_rights(Rights rights) {
   bool has_users;
   if (!leave_namespaces(has_users)) return false;
   bool is_checker = rights == Rights::checker;
-  // Another user namespace would give capabilities back. A kernel that lacks the limit has no such namespaces.
+  // A new user namespace would give capabilities back. A kernel without this limit has no user namespaces.
   if (is_checker && has_users) write_string("/proc/sys/user/max_user_namespaces", "0");
   if (!protect_processes()) return false;
-  // What is root only in its own user namespace harms no one, and may read what another of its programs has open.
+  // A program that is root only in its own user namespace cannot harm the machine, and may read the open files of its
+  // children.
   if ((is_checker || !has_users) && !drop_capabilities()) return false;
   constexpr rlimit no_core = {0, 0};
   return setrlimit(RLIMIT_CORE, &no_core) == 0 && prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0;
 }
 
-[[noreturn]] void become(const Command &command, Rights rights, const Fd &output, const Fd &messages,
-                         const Fd &report) {
+// In the child: runs the command, or writes the reason why it cannot be started to `report`.
+[[noreturn]] void start_program(const Command &command, Rights rights, const Fd &output, const Fd &messages,
+                                const Fd &report) {
   std::string program = inside_program(command.arguments[0]);
   std::vector<char *> arguments;
   for (const std::string &argument : command.arguments) arguments.push_back(const_cast<char *>(argument.c_str()));
@@ -106,10 +110,10 @@ Ended run_command(const Command &command, Rights rights) {
   Fd sender(ends[1]);
   pid_t child = fork();
   if (child < 0) give_up("cannot start " + command.arguments[0], errno);
-  if (child == 0) become(command, rights, output, messages, sender);
+  if (child == 0) start_program(command, rights, output, messages, sender);
   sender = Fd();
 
-  // The pipe closes when the program starts, or brings the reason why it does not.
+  // The pipe is closed when the program starts; otherwise the child writes the reason.
   int reason = 0;
   ssize_t received;
   do {

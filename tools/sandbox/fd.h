@@ -1,4 +1,4 @@
-// Directories with an owner, and what paths lead to.
+// Open directories with an owner type, and functions on paths.
 #ifndef TESSERA_SANDBOX_FD_H
 #define TESSERA_SANDBOX_FD_H
 
@@ -15,22 +15,22 @@ struct CloseDirectory {
 };
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
-// The path of `name` in `directory`, "" being the root directory.
+// The path of `name` in `directory`, in which "" means the root directory.
 inline std::string path_in(const std::string &directory, const std::string &name) {
   return directory + "/" + name;
 }
 
-// Opens the directory `name` (relative to `at` unless absolute) for reading its entries; null, with errno, when that
-// fails. A symbolic link in the last place is not followed.
+// Opens the directory `name` (relative to `at` unless absolute) for reading its entries. Returns null, with errno set,
+// when that fails. Does not follow a symbolic link at the end of the path.
 Directory open_directory(int at, const char *name);
 
-// The next entry but "." and "..", null after the last.
+// The next entry, without "." and ".."; null after the last one.
 const dirent *next_entry(DIR *directory);
 
-// The target of the symbolic link `name`; false, with errno, when there is no such link.
+// Stores the target of the symbolic link `name`. Returns false, with errno set, when there is no such link.
 bool read_link(int at, const char *name, std::string &target);
 
-// The path without symbolic links; "" with errno when there is nothing.
+// The path without symbolic links; "", with errno set, when the file does not exist.
 std::string real_path(const std::string &path);
 
 #endif

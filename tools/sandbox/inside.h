@@ -1,4 +1,4 @@
-// What the library does in the process of a job.
+// Functions that run in the process of a job. Inside means the root directory that the job sees.
 #ifndef TESSERA_SANDBOX_INSIDE_H
 #define TESSERA_SANDBOX_INSIDE_H
 
@@ -9,22 +9,22 @@
 
 #include "sandbox/sandbox.h"
 
-// Where the inside has the machine's directories and files that it may read, under their names on the machine.
+// The directory of the inside that holds the machine's directories and files that a job may read.
 #define MACHINE "/.machine"
 
-// Ends the process of the job, of which `message` and the reason in errno, unless it is 0, are the trouble.
+// Ends the process of the job, and sends `message`, and the text of the errno value `reason` unless it is 0, as its
+// trouble.
 [[noreturn]] void give_up(const std::string &message, int reason);
 
-// Makes a root directory of what the job may see, among it these directories of the machine, and leaves that of
-// the machine for good. False when the view of the
-// processes cannot be mounted for a process namespace.
+// Makes a root directory with the files that the job may see, also `directories` of the machine, and leaves the
+// machine's root directory for ever. Returns false when /proc cannot be mounted for a process namespace.
 bool make_root(const Job &job, const std::vector<std::string> &directories, bool has_processes);
 
-// Lays files over the root directory, with their modes. Directories of the machine on the way become directories of the
-// inside, in which links stand for the machine's entries.
-void lay_files(const Tree &files);
+// Writes files into the root directory, with their modes, over those that it has. A directory of the machine that gets
+// a file becomes a directory of the inside with links to the machine's entries.
+void overlay_files(const Tree &files);
 
-// The state of all files of the inside, and what became of them since.
+// The state of all files of the inside.
 struct FileState {
   ino_t inode;
   mode_t mode;
@@ -33,12 +33,15 @@ struct FileState {
 };
 using Snapshot = std::map<std::string, FileState>;
 Snapshot take_snapshot();
+
+// The files that changed since the snapshot with their directories, and the list of removed files.
 Tree changed_files(const Snapshot &before);
 
-// Runs a command to its end.
+// Runs a command to its end, and returns its outcome.
 Ended run_command(const Command &command, Rights rights);
 
-// True for the machine's directories of programs and libraries, which the inside has under the same names.
+// Whether the path is in the machine's directories of programs and libraries, which the inside has under the same
+// names.
 bool is_system_directory(const std::string &path);
 
 #endif

@@ -1,4 +1,4 @@
-// Starts jobs and receives what comes of them.
+// Starts jobs and receives their outcomes.
 #include <fcntl.h>
 #include <poll.h>
 #include <sched.h>
@@ -21,14 +21,14 @@
 
 namespace {
 
-// Containers that hide parts of /proc allow no namespace of processes; learnt from the first job.
+// False when a container that hides parts of /proc allows no process namespace; the first job finds out.
 bool has_process_namespace = true;
 
-// A pipe whose writing end only the caller has: it shows whether the caller lives.
+// A pipe whose writing end only the caller has: a job can see in it whether the caller still lives.
 Fd caller_lives;
 Fd caller_end;
 
-// ---- What a job's process tells: strings and numbers one after the other. A reply that is whole begins with a mark.
+// ---- The reply of a job's process: a mark, then strings and numbers one after the other.
 
 enum class Mark : char { none, trouble, no_processes, done };
 
@@ -91,14 +91,14 @@ Outcome read_outcome(const std::string &reply) {
 int reply_file = -1;
 
 [[noreturn]] void send(Mark mark, const std::string &reply) {
-  // The mark comes last: a reply without it is not whole.
+  // Write the mark last: without it the reply is not complete.
   char first = static_cast<char>(mark);
   bool is_sent = pwrite(reply_file, "", 1, 0) == 1 && lseek(reply_file, 1, SEEK_SET) == 1 &&
                  write_all(reply_file, reply) && pwrite(reply_file, &first, 1, 0) == 1;
   _exit(is_sent ? 0 : 1);
 }
 
-// Nothing that the caller has open is within reach of what runs inside.
+// Closes everything that the caller has open, so that no command can reach it.
 void close_all_but_standard() {
   Fd null(open("/dev/null", O_RDWR | O_CLOEXEC));
   int copy = dup2(reply_file, STDERR_FILENO + 1);
@@ -120,8 +120,7 @@ void become_root_of_namespace(uid_t uid, gid_t gid) {
   }
 }
 
-// The real paths of the directories in a list of them, as PATH is one, without those that change with the working
-// directory.
+// The real paths of the directories in an environment variable such as PATH, without relative ones.
 std::vector<std::string> listed_directories(const char *variable) {
   std::vector<std::string> directories;
   const char *value = getenv(variable);
@@ -134,8 +133,8 @@ std::vector<std::string> listed_directories(const char *variable) {
   return directories;
 }
 
-// Sets the environment of the commands, which write temporary files below /tmp only. Returns the directories of the
-// machine that it names.
+// Sets the environment of the commands. Returns the directories of the machine that it names and that the inside has to
+// show.
 std::vector<std::string> set_environment(Rights rights) {
   std::vector<std::string> all;
   std::pair<const char *, std::string> lists[] = {{"LD_LIBRARY_PATH", ""}, {"PATH", "/usr/sbin:/usr/bin:/sbin:/bin"}};
@@ -157,6 +156,7 @@ std::vector<std::string> set_environment(Rights rights) {
   return all;
 }
 
+// Runs the commands, with `until_failure` only up to the first that fails; returns false then.
 bool run_all(const std::vector<Command> &commands, Rights rights, bool until_failure, std::vector<Ended> &ended) {
   for (const Command &command : commands) {
     ended.push_back(run_command(command, rights));
@@ -165,13 +165,14 @@ bool run_all(const std::vector<Command> &commands, Rights rights, bool until_fai
   return true;
 }
 
+// Does the job and sends the reply.
 [[noreturn]] void work(const Job &job) {
   close_all_but_standard();
   setsid();
   std::vector<std::string> directories = set_environment(job.rights);
   mode_t mask = umask(0);
   if (!make_root(job, directories, has_process_namespace)) send(Mark::no_processes, "");
-  lay_files(job.files);
+  overlay_files(job.files);
   umask(mask);
   if (sethostname(job.host_name.data(), job.host_name.size()) != 0) {
     give_up("the host name is refused", errno);
@@ -196,7 +197,7 @@ bool run_all(const std::vector<Command> &commands, Rights rights, bool until_fai
   send(Mark::done, reply);
 }
 
-// As fork, with namespaces of its own for the child.
+// Like fork, with new namespaces for the child.
 pid_t fork_into(unsigned long namespaces) {
   unsigned long flags = namespaces | SIGCHLD;
 #ifdef __s390__  // the flags come second
@@ -206,7 +207,8 @@ pid_t fork_into(unsigned long namespaces) {
 #endif
 }
 
-[[noreturn]] void be_apart(const Job &job, bool is_user, uid_t uid, gid_t gid) {
+// In the child: dies with the caller, and does the job. `is_user`: it has a user namespace.
+[[noreturn]] void run_process(const Job &job, bool is_user, uid_t uid, gid_t gid) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   caller_end = Fd();
   pollfd caller = {caller_lives.get(), 0, 0};
@@ -215,10 +217,10 @@ pid_t fork_into(unsigned long namespaces) {
   work(job);
 }
 
-// Starts the process of a job; false with errno when that is not allowed.
+// Starts the process of a job; returns false, with errno set, when that is not allowed.
 bool start_process(const Job &job, Run &run) {
   unsigned long namespaces = CLONE_NEWNS | CLONE_NEWUTS | CLONE_NEWIPC | (has_process_namespace ? CLONE_NEWPID : 0);
-  // Some checkers look names up.
+  // Some checkers would look up names.
   if (job.rights == Rights::checker) namespaces |= CLONE_NEWNET;
   uid_t uid = geteuid();
   gid_t gid = getegid();
@@ -229,7 +231,7 @@ bool start_process(const Job &job, Run &run) {
     caller_lives = Fd(ends[0]);
     caller_end = Fd(ends[1]);
   }
-  // Root of a container may lack the right to do it directly.
+  // Root in a container may need a user namespace first.
   bool is_user = uid != 0;
   run.process = is_user ? -1 : fork_into(namespaces);
   if (run.process < 0) {
@@ -238,7 +240,7 @@ bool start_process(const Job &job, Run &run) {
   }
   if (run.process == 0) {
     reply_file = run.reply.get();
-    be_apart(job, is_user, uid, gid);
+    run_process(job, is_user, uid, gid);
   }
   return run.process > 0;
 }

@@ -1,4 +1,4 @@
-// Programs of the machine.
+// Finds programs of the machine.
 #include <unistd.h>
 
 #include <algorithm>

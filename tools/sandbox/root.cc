@@ -1,4 +1,4 @@
-// The root directory of a job.
+// Makes the root directory of a job.
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -17,7 +17,7 @@
 
 namespace {
 
-// What the machine's programs need, and what its libraries need.
+// Directories that the machine's programs need, directories that its libraries need, and files of /etc that both need.
 constexpr const char *program_directories[] = {"bin", "lib", "lib32", "lib64", "libx32", "sbin", "usr"};
 constexpr const char *library_directories[] = {
     "lib",       "lib32",     "lib64",       "libx32",     "usr/lib",
@@ -27,18 +27,18 @@ constexpr const char *settings[] = {"etc/alternatives",    "etc/group",         
                                     "etc/ssl/openssl.cnf", "etc/strongswan.conf", "etc/strongswan.d"};
 constexpr const char *devices[] = {"full", "null", "random", "tty", "urandom", "zero"};
 
-// Leaves a root directory that is no mount point, as chroot(2) leaves one, for that of the mount namespace: only there
-// can another take its place. An ordinary user cannot have been put into such a one.
+// Leaves a root directory that is not a mount point, as after chroot(2), for the root of the mount namespace: only
+// there can pivot_root replace it. Only root can have used chroot, so only root needs this.
 void leave_chroot() {
   Fd self(static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0)));
   if (self.is_open()) setns(self.get(), CLONE_NEWNS);
 }
 
-// Makes a file system in memory the root directory. The machine's is below /.old then, and `machine` open.
+// Makes a file system in memory the root directory. The machine's root directory is then at /.old; returns it open.
 Fd change_root() {
   Fd machine(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
   leave_chroot();
-  // Nothing that is mounted from here on reaches the machine.
+  // Mounts after this one do not appear on the machine.
   if (mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0) give_up("cannot detach the mounts", errno);
   bool is_mounted = false;
   for (const char *stage : {"mnt", "tmp", "usr"}) {
@@ -47,7 +47,7 @@ Fd change_root() {
     if (is_mounted) break;
   }
   if (!is_mounted) give_up("cannot mount a file system in memory", errno);
-  // The stage was entered by the name of what it covers.
+  // The working directory is the new file system: chdir came after mount.
   if (mkdir(".old", 0700) != 0 || syscall(SYS_pivot_root, ".", ".old") != 0 || chdir("/") != 0) {
     give_up("cannot change the root directory", errno);
   }
@@ -60,8 +60,8 @@ void make_directories(const std::string &path) {
   }
 }
 
-// The mount at `path` and those below it cannot be written to, and their devices not opened. A kernel before 5.12 knows
-// it of one mount only: then nothing is mounted below, see show_at_machine.
+// Makes the mount at `path` and all mounts below it read-only, and forbids to open their devices. A kernel before 5.12
+// can do this only for a single mount.
 bool protect(const char *path, bool has_devices) {
   unsigned long set = MOUNT_ATTR_RDONLY | MOUNT_ATTR_NOSUID | (has_devices ? 0 : MOUNT_ATTR_NODEV);
   mount_attr attributes = {.attr_set = set, .attr_clr = 0, .propagation = 0, .userns_fd = 0};
@@ -73,7 +73,8 @@ bool protect(const char *path, bool has_devices) {
   return mount(nullptr, path, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | flags, nullptr) == 0;
 }
 
-// Shows the machine's file or directory `name`, relative to its root, at MACHINE. False when there is none.
+// Mounts the machine's file or directory `name`, relative to its root, below MACHINE. Returns false when it does not
+// exist.
 bool show_at_machine(const Fd &machine, const std::string &name, bool has_devices = false) {
   std::string target = MACHINE "/" + name;
   struct stat status;
@@ -95,7 +96,7 @@ bool show_at_machine(const Fd &machine, const std::string &name, bool has_device
   return true;
 }
 
-// Stands a link to what MACHINE shows of `name` at its place, or what link the machine has there.
+// Creates a link from `name` to its place below MACHINE; when it is a link on the machine, creates the same link.
 void show(const Fd &machine, const std::string &name) {
   std::string path = "/" + name;
   std::string target;
@@ -114,7 +115,7 @@ void make_devices(const Fd &machine) {
       give_up("/" + name, errno);
     }
   }
-  // No /dev/log among them: what the programs log must not reach the machine's log.
+  // There is no /dev/log: messages of the programs must not reach the machine's log.
   static constexpr const char *links[][2] = {{"/proc/self/fd", "/dev/fd"},
                                              {"/proc/self/fd/0", "/dev/stdin"},
                                              {"/proc/self/fd/1", "/dev/stdout"},
@@ -124,11 +125,11 @@ void make_devices(const Fd &machine) {
   }
 }
 
-// The view of the processes; commands get it read-only. Without a namespace of processes it is the machine's.
+// Mounts /proc; commands get it read-only. Without a process namespace it shows the machine's processes.
 bool mount_processes(const Fd &machine, bool has_processes) {
   if (has_processes) {
     if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) == 0) return true;
-    // A container that hides parts of /proc allows no other view of it.
+    // A container that hides parts of /proc does not allow another mount of it.
     if (errno == EPERM) return false;
     give_up("/proc", errno);
   }
@@ -139,7 +140,7 @@ bool mount_processes(const Fd &machine, bool has_processes) {
   return true;
 }
 
-// Shows a program with the directory that it is in; to a checker the program alone.
+// Shows a program and its directory; to a checker only the program.
 void show_program(const Fd &machine, const std::string &program, Rights rights) {
   size_t slash = program.rfind('/');
   bool is_alone = rights == Rights::checker || slash == 0;

@@ -1,4 +1,4 @@
-// Files that are laid over the root directory of a job.
+// Writes files over those of the root directory of a job.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,8 +14,8 @@ bool is_directory(const char *path) {
   return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// Links what the machine has in `directory` into the inside's directory of that name. The machine's symbolic links are
-// copied, so that they lead to the inside's files.
+// Links the machine's entries of `directory` into the inside's directory of that name. Symbolic links of the machine
+// are copied, so that they lead to files of the inside.
 void link_entries(const std::string &directory) {
   Directory source = open_directory(AT_FDCWD, (MACHINE + directory).c_str());
   if (source == nullptr) return;
@@ -27,9 +27,9 @@ void link_entries(const std::string &directory) {
   }
 }
 
-// The directory of the inside that `path` leads to, made where it is missing; a link to a directory of the machine is
-// replaced by a directory of links. Sets `done` to its path without symbolic links, "" for the root directory; false
-// with errno when there can be none.
+// Creates the directory `path` of the inside, and missing directories on the way; replaces a link to a directory of the
+// machine by a directory of links. Sets `done` to its path without symbolic links, "" for the root directory. Returns
+// false, with errno set, when it cannot be created.
 bool make_own_directory(const std::string &path, std::string &done) {
   done.clear();
   std::string rest = path;
@@ -72,7 +72,7 @@ bool make_own_directory(const std::string &path, std::string &done) {
   return true;
 }
 
-// Where the file `path`, relative to the root directory, has to be made; what was there is removed.
+// The place where the file `path`, relative to the root directory, has to be created. Removes the old file.
 std::string free_place(const std::string &path) {
   size_t slash = path.rfind('/');
   std::string directory;
@@ -82,13 +82,13 @@ std::string free_place(const std::string &path) {
   return place;
 }
 
-void lay_file(const std::string &path, const File &file) {
+void overlay_file(const std::string &path, const File &file) {
   std::string place = free_place(path);
   if (S_ISLNK(file.mode)) {
     if (symlink(file.content.c_str(), place.c_str()) != 0) give_up("/" + path, errno);
     return;
   }
-  // Older than any write of the programs, so that each of them shows.
+  // A time before any write of the programs, so that each write is noticed.
   static constexpr timespec times[2] = {{0, 0}, {0, 0}};
   Fd fd(open(place.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!fd.is_open() || !write_all(fd.get(), file.content) || fchmod(fd.get(), file.mode & 07777) != 0 ||
@@ -97,14 +97,14 @@ void lay_file(const std::string &path, const File &file) {
   }
 }
 
-// A whole root file system brings these two along; the inside has them already, the kernel's and its own.
+// Files that may be in a complete root file system, and that the inside has already: /proc, and the link /var/run.
 bool is_left_out(const std::string &path, const File &file) {
   return path == "proc" || path.rfind("proc/", 0) == 0 || (path == "var/run" && S_ISLNK(file.mode));
 }
 
 }  // namespace
 
-void lay_files(const Tree &files) {
+void overlay_files(const Tree &files) {
   std::vector<std::pair<std::string, mode_t>> directories;
   for (const auto &[path, file] : files) {
     if (is_left_out(path, file)) continue;
@@ -113,12 +113,12 @@ void lay_files(const Tree &files) {
       if (!make_own_directory(path, directory)) give_up("/" + path, errno);
       directories.emplace_back(directory, file.mode & 07777);
     } else if (S_ISREG(file.mode) || S_ISLNK(file.mode)) {
-      lay_file(path, file);
+      overlay_file(path, file);
     } else {
       give_up("/" + path + ": only files, directories and symbolic links can be laid over the root directory", 0);
     }
   }
-  // Last, as a mode may forbid what was to be done before.
+  // Set the modes of directories last, because a mode may forbid to create files.
   for (const auto &[path, mode] : directories) {
     if (chmod(path.c_str(), mode) != 0) give_up(path, errno);
   }
