@@ -2,6 +2,7 @@
 #ifndef TESSERA_TOOLS_CONFIG_EDIT_H
 #define TESSERA_TOOLS_CONFIG_EDIT_H
 
+#include <map>
 #include <string>
 
 #include "tools/config/document.h"
@@ -45,5 +46,13 @@ std::string why_missing(const std::vector<std::string> &names, const Found &foun
 Edited set_value(const std::string &content, const Value &root, const Edit &edit);
 Edited unset_value(const std::string &content, const Value &root, const Edit &edit);
 Edited rename_entry(const std::string &content, const Value &root, const Edit &edit);
+
+// The new names of entries of one map by their old names.
+using NewNames = std::map<std::string, std::string>;
+
+// The content after several entries of a map got new names, which no entry has and which the map allows. `map` is its
+// path; without such a map the content is the same.
+std::string rename_entries(const std::string &content, const Value &root, const std::string &map,
+                           const NewNames &new_names);
 
 #endif

@@ -55,34 +55,40 @@ std::string counted(size_t count, const char *what) {
 
 // Collects the changes of a document, in the order of their offsets.
 struct Renaming {
-  std::vector<std::string> map;  // the names that lead to the entry's map
-  std::string old_name;
-  std::string new_name;
-  const Value *entry;
+  std::vector<std::string> map;  // the names that lead to the map of the entries
+  const Value *entries;
+  const NewNames &new_names;
   std::vector<Splice> splices = {};
   size_t references = 0;
   size_t names = 0;
 
   std::string map_path() const { return join(map, "."); }
 
-  // The reference with the new name; "" when it does not lead to the entry or through it.
+  // The new name of an entry; "" when it keeps its name.
+  std::string new_name(std::string_view name) const {
+    auto found = new_names.find(std::string(name));
+    return found != new_names.end() ? found->second : "";
+  }
+
+  // The reference with the new name; "" when it does not lead to a renamed entry or through it.
   std::string changed_reference(const Value &value, bool bare) const {
-    if (bare) return map_path() == "network.interface" && value.string == old_name ? new_name : "";
+    if (bare) return map_path() == "network.interface" ? new_name(value.string) : "";
     std::string prefix = "/" + join(map, "/") + "/";
     if (value.string.compare(0, prefix.size(), prefix) != 0) return "";
     size_t end = std::min(value.string.find('/', prefix.size()), value.string.size());
-    if (value.string.compare(prefix.size(), end - prefix.size(), old_name) != 0) return "";
-    return prefix + new_name + value.string.substr(end);
+    std::string name = new_name(value.string.substr(prefix.size(), end - prefix.size()));
+    return name.empty() ? "" : prefix + name + value.string.substr(end);
   }
 
-  // The string with the new name in place of the old name; "" when no word of it is the old name.
+  // The string with new names in place of the old ones; "" when no word of it is an old name.
   std::string changed_names(const Value &value, const SchemaKey &key) const {
     if (map_path() != map_of_names(key.names)) return "";
     std::string result;
     bool changed = false;
     for (std::string_view word : split(value.string, ' ')) {
-      changed = changed || word == old_name;
-      result.append(" ").append(word == old_name ? new_name : word);
+      std::string name = new_name(word);
+      changed = changed || !name.empty();
+      result.append(" ").append(name.empty() ? word : name);
     }
     return changed ? result.substr(1) : "";
   }
@@ -100,22 +106,24 @@ struct Renaming {
     if (value.type == Value::Type::string && place.kind != Kind::ignored) visit_string(value, place);
     for (size_t i = 0; i < value.children.size(); i++) {
       const Value &child = value.children[i];
-      if (&child == entry) splices.push_back({child.start, child.name_end, quoted(new_name)});
+      std::string name = &value == entries ? new_name(child.name) : "";
+      if (!name.empty()) splices.push_back({child.start, child.name_end, quoted(name)});
       Place below = place_below(place, value.type == Value::Type::array ? std::to_string(i) : child.name);
       if (below.kind != Kind::ignored) visit(child, below);
     }
   }
 
-  std::string notes(bool brief) const {
+  // What to tell about the new name of one entry.
+  std::string notes(const Value &entry, bool brief) const {
     std::string text = "renamed: 1 key, " + counted(references, "reference") + ", " + counted(names, "name");
     bool twice = false;
     for (const NameUse &row : name_uses) {
       if (map_path() != row.map) continue;
       // The member "name" of a device decides the kernel's name, when it is set.
-      bool named = map_path() == "network.device" && child_of(*entry, "name", &twice) != nullptr;
-      if (*row.note != '\0' && !named) text += "; " + with_name(row.note, printable(old_name));
+      bool named = map_path() == "network.device" && child_of(entry, "name", &twice) != nullptr;
+      if (*row.note != '\0' && !named) text += "; " + with_name(row.note, printable(entry.name));
       if (*row.facts == '\0') continue;
-      std::string facts = with_name(row.facts, printable(old_name));
+      std::string facts = with_name(row.facts, printable(entry.name));
       text += "; facts that may name it: " + (brief ? first_of(facts) : facts);
     }
     return text + "\n";
@@ -142,9 +150,21 @@ Edited rename_entry(const std::string &content, const Value &root, const Edit &e
   else if (edit.value != names.back() && child_of(*found.parent, edit.value, &twice) != nullptr)
     outcome.problem = path + ": there is an entry '" + edit.value + "' already";
   if (!outcome.problem.empty()) return outcome;
-  Renaming renaming{{names.begin(), names.end() - 1}, names.back(), edit.value, found.value};
+  const NewNames new_names = {{names.back(), edit.value}};
+  Renaming renaming{{names.begin(), names.end() - 1}, found.parent, new_names};
   renaming.visit(root, Place());
   outcome.content = spliced(content, renaming.splices);
-  outcome.notes = renaming.notes(edit.brief);
+  outcome.notes = renaming.notes(found.parent->children[found.index], edit.brief);
   return outcome;
+}
+
+std::string rename_entries(const std::string &content, const Value &root, const std::string &map,
+                           const NewNames &new_names) {
+  Found found;
+  size_t depth = 0;
+  std::string problem;
+  if (!find(root, components_of(map), &found, &depth, &problem) || found.value == nullptr) return content;
+  Renaming renaming{components_of(map), found.value, new_names};
+  renaming.visit(root, Place());
+  return spliced(content, renaming.splices);
 }

@@ -62,7 +62,7 @@ std::vector<std::string> other_strings(const Setup &setup, const SchemaKey &key,
   } else if (key.others != OtherWords::useless || known_words(key).empty()) {
     values.push_back(similar(setup, value));
   }
-  values.emplace_back();
+  if (key.kind != Kind::duration) values.emplace_back();
   return values;
 }
 
@@ -153,7 +153,9 @@ std::vector<Change> alternatives(const Setup &setup, const Setting &setting) {
     return changes;
   }
   if (!setting.is_leaf) {
-    if (setting.is_entry) add(Change::renamed, last_name(setting.path) + "0");
+    std::string name = last_name(setting.path) + "x";
+    while (setup.entry_names.count(name) > 0) name += "x";
+    if (setting.is_entry) add(Change::renamed, name);
     add(Change::removed, "");
     return changes;
   }

@@ -8,7 +8,8 @@
 //   run      the commands, one a line: words with a space between them
 inline constexpr char trials_path[] = "/.trials";
 
-// And what becomes of it: messages (of the last command), trace, and what /var/run holds, as run/.
+// And what becomes of it, unless tessera refuses the configuration: messages (of the last command), trace, and what
+// /var/run holds, as run/.
 inline constexpr char results_path[] = "/.results";
 
 // Where tessera-trace leaves its record: a file of the sandbox, which tessera-trace does not make.

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <unordered_map>
 
 #include "config/report.h"
 #include "sandbox/fd.h"
@@ -41,10 +42,10 @@ void collect_settings(Setup &setup, const std::vector<size_t> &line_starts, cons
   if (!path.empty()) {
     auto line = std::upper_bound(line_starts.begin(), line_starts.end(), value.begin) - line_starts.begin();
     std::string json = value.nests() ? "" : setup.text.substr(value.begin, value.end - value.begin);
-    setup.settings.push_back({path, false, !value.nests(), is_entry && value.nests(),
-                              value.type == Value::Type::string ? value.string : json, json,
-                              static_cast<unsigned>(line),
-                              static_cast<unsigned>(value.begin - line_starts[static_cast<size_t>(line - 1)] + 1)});
+    setup.settings.push_back(
+        {path, false, !value.nests(), is_entry && value.nests(),
+         value.type == Value::Type::string ? value.string : json, json, static_cast<unsigned>(line),
+         static_cast<unsigned>(value.begin - line_starts[static_cast<size_t>(line - 1)] + 1), &value});
   }
   const std::string above = path.empty() ? "" : path + ".";
   for (size_t i = 0; i < value.children.size(); i++) {
@@ -62,27 +63,87 @@ void index_settings(Setup &setup) {
     if (setup.text[i] == '\n') line_starts.push_back(i + 1);
   collect_settings(setup, line_starts, setup.root, Place(), "", false);
   for (const auto &[key, value] : setup.facts)
-    setup.settings.push_back({key, true, true, false, value, quoted(value), 0, 0});
+    setup.settings.push_back({key, true, true, false, value, quoted(value), 0, 0, nullptr});
   for (size_t i = 0; i < setup.settings.size(); i++) {
     setup.index[{setup.settings[i].path, setup.settings[i].is_fact}] = i;
     setup.values.insert(setup.settings[i].value);
+    if (setup.settings[i].is_entry) setup.entry_names.insert(last_name(setup.settings[i].path));
   }
 }
 
-bool apply_to_config(std::string &config, const Change &change) {
-  Value root;
-  if (!parse(config, &root)) return false;
-  Edit edit{.command = {}, .path = change.path, .value = change.value, .json = true, .create = true};
-  auto apply = change.kind == Change::changed ? set_value : change.kind == Change::removed ? unset_value : rename_entry;
-  Edited outcome = apply(config, root, edit);
-  config = std::move(outcome.content);
-  return outcome.problem.empty();
+// The path of the map that an entry is in.
+std::string map_of(const std::string &entry) {
+  return entry.substr(0, entry.rfind('.'));
+}
+
+// Changes of values that the configuration has.
+using Edits = std::unordered_map<const Value *, const Change *>;
+
+// Appends the value as JSON, after the edits of what is in it.
+void append_edited(const std::string &text, const Value &value, const Edits &edits, std::string &json) {
+  auto edit = edits.find(&value);
+  if (edit != edits.end() || !value.nests()) {
+    json += edit != edits.end() ? edit->second->value : text.substr(value.begin, value.end - value.begin);
+    return;
+  }
+  bool is_first = true;
+  json += text[value.begin];
+  for (const Value &child : value.children) {
+    edit = edits.find(&child);
+    if (edit != edits.end() && edit->second->kind == Change::removed) continue;
+    if (!is_first) json += ',';
+    is_first = false;
+    if (value.type == Value::Type::object) json.append(quoted(child.name)).append(":");
+    append_edited(text, child, edits, json);
+  }
+  json += text[value.end - 1];
+}
+
+// Makes changes of any kind, one after the other; entries of the same map get their new names together.
+bool apply_in_order(std::string &config, const std::vector<const Change *> &changes) {
+  for (auto next = changes.begin(); next != changes.end();) {
+    const Change &change = **next++;
+    Value root;
+    if (!parse(config, &root)) return false;
+    if (change.kind == Change::renamed) {
+      const std::string map = map_of(change.path);
+      NewNames new_names = {{last_name(change.path), change.value}};
+      for (; next != changes.end() && (*next)->kind == Change::renamed && map_of((*next)->path) == map; ++next)
+        new_names[last_name((*next)->path)] = (*next)->value;
+      config = rename_entries(config, root, map, new_names);
+      continue;
+    }
+    Edit edit{.command = {}, .path = change.path, .value = change.value, .json = true, .create = true};
+    Edited outcome = change.kind == Change::changed ? set_value(config, root, edit) : unset_value(config, root, edit);
+    config = std::move(outcome.content);
+    if (!outcome.problem.empty()) return false;
+  }
+  return true;
+}
+
+// True for the name of an entry, or an index.
+bool is_chosen(const Setup &setup, const std::string &name) {
+  return setup.entry_names.count(name) > 0 || name.find_first_not_of("0123456789") == std::string::npos;
 }
 
 }  // namespace
 
 bool lies_in(const std::string &path, const std::string &top) {
   return path.compare(0, top.size(), top) == 0 && (path.size() == top.size() || path[top.size()] == '.');
+}
+
+std::string pattern_of(const Setup &setup, const std::string &path) {
+  std::string pattern;
+  for (const std::string &name : components_of(path))
+    pattern.append(pattern.empty() ? "" : ".").append(is_chosen(setup, name) ? "*" : name);
+  return pattern;
+}
+
+std::string owner_of(const Setup &setup, const std::string &path) {
+  std::string owner = path;
+  while (!owner.empty() && !is_chosen(setup, last_name(owner)))
+    owner.resize(owner.find('.') != std::string::npos ? owner.rfind('.') : 0);
+  return owner;
 }
 
 std::string last_name(const std::string &path) {
@@ -150,18 +211,28 @@ const Value *value_at(const Setup &setup, const std::string &path) {
 }
 
 bool apply_changes(const Setup &setup, const std::vector<Change> &changes, std::string &config, Facts &facts) {
-  config = setup.text;
+  config.clear();
   facts = setup.facts;
+  Edits edits;
+  std::vector<const Change *> others;
   for (const Change &change : changes) {
-    if (!change.is_fact) {
-      if (!apply_to_config(config, change)) return false;
+    const Setting *setting = change.is_fact ? nullptr : find_setting(setup, change.path);
+    if (!change.is_fact && others.empty() && setting != nullptr && change.kind != Change::renamed) {
+      edits[setting->node] = &change;
+    } else if (!change.is_fact) {
+      others.push_back(&change);
     } else if (change.kind == Change::removed) {
       facts.erase(change.path);
     } else {
       facts[change.path] = change.value;
     }
   }
-  return true;
+  if (edits.empty()) {
+    config = setup.text;
+  } else {
+    append_edited(setup.text, setup.root, edits, config);
+  }
+  return apply_in_order(config, others);
 }
 
 std::string facts_text(const Facts &facts) {

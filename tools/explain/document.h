@@ -24,6 +24,7 @@ struct Setting {
   std::string json;   // the same as JSON
   unsigned line;      // where the value stands in the file; 0 for facts
   unsigned column;
+  const Value *node;  // in Setup::root; null for facts
 };
 
 // One change of the setup: a setting gets another value, is removed, or is renamed.
@@ -45,10 +46,17 @@ struct Setup {
   std::vector<Setting> settings;                         // in document order; facts behind them
   std::map<std::pair<std::string, bool>, size_t> index;  // of the settings by path, facts apart
   std::set<std::string> values;                          // of all settings
+  std::set<std::string> entry_names;                     // of all entries of maps
 };
 
 // True for the path of `top` itself and for what lies below it.
 bool lies_in(const std::string &path, const std::string &top);
+
+// The path with "*" in place of the names that users chose and of indexes: alike settings have it in common.
+std::string pattern_of(const Setup &setup, const std::string &path);
+
+// The innermost entry or element that the path is of or lies in; "" where there is none.
+std::string owner_of(const Setup &setup, const std::string &path);
 
 // The last of the names that a path is made of.
 std::string last_name(const std::string &path);

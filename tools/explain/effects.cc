@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "explain/alternatives.h"
+#include "explain/groups.h"
 #include "util/strings.h"
 
 namespace {
@@ -26,6 +27,35 @@ Effect compare(const BaseRun &base, const Attempt &attempt, const Result &result
         compare_lines(lines != base.lines.end() ? lines->second : std::vector<std::string>(), effect.files[file]);
   }
   return effect;
+}
+
+// The attempts that are worth a run of their own where one line is asked about. Those of settings that are known to
+// have effects are.
+std::vector<Attempt> promising(const Pool &pool, const Setup &setup, const BaseRun &base, const AskedLine &asked,
+                               const std::vector<Attempt> &attempts, const std::set<const Setting *> &known) {
+  std::vector<Candidate> candidates;
+  for (const Attempt &attempt : attempts) {
+    size_t distance = distance_to(base.trace, *attempt.setting, asked.file, asked.bytes);
+    if (known.count(attempt.setting) > 0) distance = 0;
+    candidates.push_back({pattern_of(setup, attempt.setting->path), attempt.number, distance});
+  }
+  auto differ = [&](const std::vector<Group> &groups) {
+    std::vector<Trial> trials;
+    for (const Group &group : groups) {
+      std::vector<Change> changes;
+      for (size_t i : group) changes.push_back(attempts[i].changes[0]);
+      trials.push_back(trial_of(base, changes, false));
+    }
+    std::vector<bool> differs;
+    for (Result &result : run_all(pool, trials)) {
+      const std::vector<std::string> lines = lines_of(result.files[asked.file]);
+      differs.push_back(!is_still_there(base.lines.at(asked.file), asked.index, lines));
+    }
+    return differs;
+  };
+  std::vector<Attempt> chosen;
+  for (size_t i : worth_trying(candidates, differ)) chosen.push_back(attempts[i]);
+  return chosen;
 }
 
 }  // namespace
@@ -82,26 +112,29 @@ std::vector<Effect> try_changes(const Pool &pool, const BaseRun &base, const std
 }
 
 std::vector<Effect> try_settings(const Pool &pool, const Setup &setup, const BaseRun &base,
-                                 const std::vector<const Setting *> &settings) {
+                                 const std::vector<const Setting *> &settings, const AskedLine *asked) {
   std::vector<Attempt> first;
   std::vector<Attempt> others;
   for (const Setting *setting : settings) {
-    bool is_first = true;
+    size_t number = 0;
     for (const Change &change : alternatives(setup, *setting)) {
-      (is_first ? first : others).push_back({setting, {change}});
-      is_first = false;
+      (number == 0 ? first : others).push_back({setting, {change}, number});
+      number++;
     }
   }
+  std::set<const Setting *> known;
+  if (asked != nullptr) first = promising(pool, setup, base, *asked, first, known);
   std::vector<Effect> effects = try_changes(pool, base, first);
   // A free string that shows up somewhere shows up there with any value.
   std::set<const Setting *> free_strings;
   for (const Effect &effect : effects) {
     const Setting *setting = effect.attempt.setting;
+    known.insert(setting);
     if (setting->is_leaf && !setting->is_fact && schema_at(setting->path).words == nullptr)
       free_strings.insert(setting);
   }
-  auto is_known = [&](const Attempt &attempt) { return free_strings.count(attempt.setting) > 0; };
-  others.erase(std::remove_if(others.begin(), others.end(), is_known), others.end());
+  std::erase_if(others, [&](const Attempt &attempt) { return free_strings.count(attempt.setting) > 0; });
+  if (asked != nullptr) others = promising(pool, setup, base, *asked, others, known);
   for (Effect &effect : try_changes(pool, base, others)) effects.push_back(std::move(effect));
   return effects;
 }

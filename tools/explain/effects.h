@@ -35,6 +35,7 @@ Trial trial_of(const BaseRun &base, const std::vector<Change> &changes, bool is_
 struct Attempt {
   const Setting *setting;
   std::vector<Change> changes;
+  size_t number = 0;            // of the alternative of the setting
   std::string other_file = {};  // a file of the router that has another content
 };
 
@@ -48,9 +49,17 @@ struct Effect {
   std::map<std::string, std::vector<std::string>> files;  // what the changed files hold now
 };
 
+// A line of a file of the base run that is asked about.
+struct AskedLine {
+  std::string file;
+  size_t index;  // of the line, from 0
+  size_t bytes;  // of the file, to the end of the line
+};
+
 // Tries all alternatives of the settings; changes that tessera refuses, or that make no difference, give no effect.
+// Where only one line is asked about, effects on other lines may be missing.
 std::vector<Effect> try_settings(const Pool &pool, const Setup &setup, const BaseRun &base,
-                                 const std::vector<const Setting *> &settings);
+                                 const std::vector<const Setting *> &settings, const AskedLine *asked = nullptr);
 
 // The same for changes that are given.
 std::vector<Effect> try_changes(const Pool &pool, const BaseRun &base, const std::vector<Attempt> &attempts);

@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string_view>
+#include <unordered_map>
 
 namespace {
 
@@ -31,50 +32,50 @@ std::vector<std::string> with_sections(const std::vector<std::string> &lines) {
   return result;
 }
 
-// The pairs of equal lines of a longest common subsequence. Between lines that the two share anyhow there are seldom
-// more than a few hundred; where there are, only lines that stand once in both are paired.
-void pair_equal(const std::vector<std::string> &one, size_t one_start, size_t one_end,
-                const std::vector<std::string> &two, size_t two_start, size_t two_end, std::vector<size_t> &partner) {
-  while (one_start < one_end && two_start < two_end && one[one_start] == two[two_start])
-    partner[one_start++] = two_start++;
-  while (one_start < one_end && two_start < two_end && one[one_end - 1] == two[two_end - 1])
-    partner[--one_end] = --two_end;
-  size_t rows = one_end - one_start;
-  size_t columns = two_end - two_start;
-  if (rows == 0 || columns == 0) return;
-  constexpr size_t most = 16'000'000;
-  if (rows * columns > most) {
-    std::map<std::string_view, size_t> places;
-    for (size_t i = two_start; i < two_end; i++) places[two[i]] = i;
-    size_t next = two_start;
-    for (size_t i = one_start; i < one_end; i++) {
-      auto found = places.find(one[i]);
-      if (found == places.end() || found->second < next) continue;
-      partner[i] = found->second;
-      next = found->second + 1;
-    }
-    return;
+constexpr size_t none = static_cast<size_t>(-1);
+
+// A range of lines.
+struct Range {
+  const std::vector<std::string> &lines;
+  size_t start;
+  size_t end;
+};
+
+// The places of each line in the range.
+std::unordered_map<std::string_view, std::vector<size_t>> places_of(const Range &range) {
+  std::unordered_map<std::string_view, std::vector<size_t>> places;
+  for (size_t i = range.start; i < range.end; i++) places[range.lines[i]].push_back(i);
+  return places;
+}
+
+// Pairs equal lines and keeps their order: at the start and end of the ranges, then those that stand once in each, and
+// so on between these.
+void pair_equal(Range before, Range after, std::vector<size_t> &partner) {
+  auto are_equal = [&](size_t i, size_t j) { return before.lines[i] == after.lines[j]; };
+  while (before.start < before.end && after.start < after.end && are_equal(before.start, after.start))
+    partner[before.start++] = after.start++;
+  while (before.start < before.end && after.start < after.end && are_equal(before.end - 1, after.end - 1))
+    partner[--before.end] = --after.end;
+  if (before.start == before.end || after.start == after.end) return;
+  const auto old_places = places_of(before);
+  const auto new_places = places_of(after);
+  bool has_pairs = false;
+  for (size_t i = before.start; i < before.end; i++) {
+    auto found = new_places.find(before.lines[i]);
+    if (found == new_places.end() || found->second.size() > 1 || old_places.at(before.lines[i]).size() > 1) continue;
+    const size_t j = found->second[0];
+    if (j < after.start) continue;
+    has_pairs = true;
+    partner[i] = j;
+    pair_equal({before.lines, before.start, i}, {after.lines, after.start, j}, partner);
+    before.start = i + 1;
+    after.start = j + 1;
   }
-  std::vector<unsigned> longest((rows + 1) * (columns + 1), 0);
-  auto at = [&](size_t i, size_t j) -> unsigned & { return longest[i * (columns + 1) + j]; };
-  for (size_t i = rows; i-- > 0;) {
-    for (size_t j = columns; j-- > 0;) {
-      at(i, j) = one[one_start + i] == two[two_start + j] ? at(i + 1, j + 1) + 1 : std::max(at(i + 1, j), at(i, j + 1));
-    }
-  }
-  for (size_t i = 0, j = 0; i < rows && j < columns;) {
-    if (one[one_start + i] == two[two_start + j]) {
-      partner[one_start + i++] = two_start + j++;
-    } else if (at(i + 1, j) >= at(i, j + 1)) {
-      i++;
-    } else {
-      j++;
-    }
-  }
+  if (has_pairs) pair_equal(before, after, partner);
 }
 
 // How alike two lines are: what they share at their starts and ends.
-size_t likeness(const std::string &one, const std::string &other) {
+size_t likeness(std::string_view one, std::string_view other) {
   size_t shorter = std::min(one.size(), other.size());
   size_t start = 0;
   while (start < shorter && one[start] == other[start]) start++;
@@ -83,32 +84,50 @@ size_t likeness(const std::string &one, const std::string &other) {
   return start + end;
 }
 
-// Judges the lines of one place of change. Each new line takes the place of the one old line with its key that it is
-// most like; an old line that is still there, in a section that was renamed, has not changed.
-void judge_place(const std::vector<std::string> &before, size_t start, size_t end,
-                 const std::vector<std::string> &after, size_t after_start, size_t after_end,
-                 std::vector<Fate> &fates) {
-  std::fill(fates.begin() + static_cast<std::ptrdiff_t>(start), fates.begin() + static_cast<std::ptrdiff_t>(end),
-            Fate::gone);
-  for (size_t j = after_start; j < after_end; j++) {
-    size_t closest = end;
-    for (size_t i = start; i < end; i++) {
-      bool is_closer = fates[i] == Fate::gone && key_of(before[i]) == key_of(after[j]) &&
-                       (closest == end || likeness(before[i], after[j]) > likeness(before[closest], after[j]));
-      if (is_closer) closest = i;
+// Judges the lines of one place of change. A line that is still there, in a section that was renamed, has not changed.
+// Each other new line takes the place of the old line with its key that it is most like.
+void judge_place(const Range &before, const Range &after, std::vector<Fate> &fates) {
+  std::map<std::string_view, std::multiset<std::string_view>> new_lines;  // by key
+  for (size_t i = after.start; i < after.end; i++) new_lines[key_of(after.lines[i])].insert(after.lines[i]);
+  std::map<std::string_view, std::vector<size_t>> missing;
+  for (size_t i = before.start; i < before.end; i++) {
+    std::multiset<std::string_view> &alike = new_lines[key_of(before.lines[i])];
+    auto same = alike.find(before.lines[i]);
+    if (same != alike.end()) {
+      alike.erase(same);
+    } else {
+      missing[key_of(before.lines[i])].push_back(i);
     }
-    if (closest < end) fates[closest] = before[closest] == after[j] ? Fate::kept : Fate::changed;
+  }
+  for (auto &[key, places] : missing) {
+    const std::multiset<std::string_view> &alike = new_lines[key];
+    bool all_changed = alike.size() >= places.size();
+    for (size_t place : places) fates[place] = all_changed ? Fate::changed : Fate::gone;
+    if (all_changed) continue;
+    for (std::string_view line : alike) {
+      auto closest = std::max_element(places.begin(), places.end(), [&](size_t one, size_t other) {
+        return likeness(before.lines[one], line) < likeness(before.lines[other], line);
+      });
+      fates[*closest] = Fate::changed;
+      places.erase(closest);
+    }
   }
 }
 
 }  // namespace
 
+bool is_still_there(const std::vector<std::string> &before, size_t index, const std::vector<std::string> &after) {
+  const std::vector<std::string> old_lines = with_sections(before);
+  const std::vector<std::string> new_lines = with_sections(after);
+  return std::count(new_lines.begin(), new_lines.end(), old_lines[index]) >=
+         std::count(old_lines.begin(), old_lines.end(), old_lines[index]);
+}
+
 std::vector<Fate> compare_lines(const std::vector<std::string> &before, const std::vector<std::string> &after) {
-  constexpr size_t none = static_cast<size_t>(-1);
   std::vector<size_t> partner(before.size(), none);
   const std::vector<std::string> old_lines = with_sections(before);
   const std::vector<std::string> new_lines = with_sections(after);
-  pair_equal(old_lines, 0, before.size(), new_lines, 0, after.size(), partner);
+  pair_equal({old_lines, 0, before.size()}, {new_lines, 0, after.size()}, partner);
   std::vector<Fate> fates(before.size(), Fate::kept);
   // What lies between two pairs on either side is one place of change.
   for (size_t i = 0, next = 0; i < before.size();) {
@@ -118,7 +137,7 @@ std::vector<Fate> compare_lines(const std::vector<std::string> &before, const st
     }
     size_t end = i;
     while (end < before.size() && partner[end] == none) end++;
-    judge_place(before, i, end, after, next, end < before.size() ? partner[end] : after.size(), fates);
+    judge_place({before, i, end}, {after, next, end < before.size() ? partner[end] : after.size()}, fates);
     i = end;
   }
   // What stands at another place of the file has only moved.

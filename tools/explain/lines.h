@@ -15,4 +15,7 @@ enum class Fate {
 // the same option of another section is another line.
 std::vector<Fate> compare_lines(const std::vector<std::string> &before, const std::vector<std::string> &after);
 
+// True when a line, by its index, is in `after` as often as in `before`, in a section of the same name.
+bool is_still_there(const std::vector<std::string> &before, size_t index, const std::vector<std::string> &after);
+
 #endif

@@ -102,7 +102,7 @@ std::vector<std::string> file_origins(const Pool &pool, const BaseRun &base, con
   for (const auto &[name, content] : pool.router.files)
     if (S_ISREG(content.mode) && names.size() < most) names.insert(name);
   std::vector<Attempt> attempts;
-  for (const std::string &name : names) attempts.push_back({nullptr, {}, name});
+  for (const std::string &name : names) attempts.push_back({nullptr, {}, 0, name});
   const std::vector<std::string> &lines = base.lines.at(file);
   std::vector<std::string> origins(lines.size());
   for (const Effect &effect : try_changes(pool, base, attempts)) {
@@ -135,7 +135,8 @@ std::vector<LineAnswer> explain_lines(const Pool &pool, const Setup &setup, cons
                         is_read(base.ipsec_trace, setting.path, setting.is_fact);
     if (is_candidate && (setting.is_leaf || setting.is_entry)) candidates.push_back(&setting);
   }
-  std::vector<Effect> effects = try_settings(pool, setup, base, candidates);
+  const AskedLine asked{file, number - 1, end};
+  std::vector<Effect> effects = try_settings(pool, setup, base, candidates, number > 0 ? &asked : nullptr);
   const std::vector<std::string> origins = file_origins(pool, base, file);
   std::vector<LineAnswer> answers;
   for (size_t i = number > 0 ? number - 1 : 0; i < (number > 0 ? number : lines.size()); i++) {
@@ -153,19 +154,20 @@ std::vector<DrivenLine> driven_lines(const Pool &pool, const Setup &setup, const
   std::vector<const Setting *> settings;
   for (const Setting &setting : setup.settings)
     if (lies_in(setting.path, path) && (setting.is_leaf || setting.path == path)) settings.push_back(&setting);
-  std::vector<DrivenLine> driven;
+  std::map<std::pair<std::string, size_t>, DrivenLine> driven;  // `network` runs hold the files of `ipsec`, too
   for (const BaseRun &base : runs) {
     std::vector<const Setting *> tried;
     for (const Setting *setting : settings)
       if (!setting->is_leaf || may_matter(base, *setting)) tried.push_back(setting);
-    std::set<std::pair<std::string, size_t>> places;
     for (const Effect &effect : try_settings(pool, setup, base, tried))
       for (const auto &[file, fates] : effect.fates)
         for (size_t i = 0; i < fates.size(); i++)
-          if (fates[i] != Fate::kept && !base.lines.at(file)[i].empty()) places.insert({file, i});
-    for (const auto &[file, index] : places) driven.push_back({file, index + 1, base.shown.at(file)[index]});
+          if (fates[i] != Fate::kept && !base.lines.at(file)[i].empty())
+            driven[{file, i}] = {file, i + 1, base.shown.at(file)[i]};
   }
-  return driven;
+  std::vector<DrivenLine> lines;
+  for (auto &[place, line] : driven) lines.push_back(std::move(line));
+  return lines;
 }
 
 std::vector<NewLines> lines_of_changes(const Pool &pool, const std::vector<BaseRun> &runs,

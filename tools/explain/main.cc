@@ -15,6 +15,7 @@
 #include "explain/answers.h"
 #include "explain/batch.h"
 #include "explain/print.h"
+#include "preview/strings.h"
 
 namespace {
 
@@ -144,6 +145,14 @@ Pool make_pool(const Options &options, const Setup &setup) {
   return pool;
 }
 
+// The dotted path; a reference becomes one, as "/network/device/eth0", which the configuration writes for
+// network.device.eth0.
+std::string path_of(const std::string &subject) {
+  if (subject.size() < 2 || subject[0] != '/') return subject;
+  const std::string path = with_replaced(subject.substr(1), "/", ".");
+  return schema_at(path.substr(0, path.find('.'))).kind != Kind::ignored ? path : subject;
+}
+
 // FILE and LINE of "FILE:LINE"; LINE is "" where there is no colon.
 std::string split_subject(const std::string &subject, std::string &line) {
   size_t colon = subject.rfind(':');
@@ -239,10 +248,10 @@ void explain(const Options &options, Pool &pool, const Printing &printing) {
   bool is_path = find_setting(printing.setup, options.subject) != nullptr;
   const BaseRun *base = is_path ? nullptr : writer_of(runs, name, file);
   if (base != nullptr) return explain_file(pool, printing, *base, file, line);
-  const std::string &path = options.subject;
+  const std::string path = path_of(options.subject);
   bool is_fact = find_setting(printing.setup, path, true) != nullptr || !fact_kind(runs, path).empty();
   if (!is_fact && (components_of(path).empty() || !why_unknown(printing.setup, path).empty()))
-    refuse_subject(printing.setup, runs, name, name.find('/') != std::string::npos || !line.empty());
+    refuse_subject(printing.setup, runs, path, path.find('/') != std::string::npos || !line.empty());
   explain_setting(pool, printing, runs, path);
 }
 

@@ -1,7 +1,6 @@
 #include "explain/print.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <initializer_list>
 #include <utility>
@@ -127,73 +126,25 @@ std::string driven_json(const std::vector<DrivenLine> &lines) {
 
 // ---- For people
 
-// How wide a UTF-8 string is printed.
-size_t columns(const std::string &string) {
-  return static_cast<size_t>(
-      std::count_if(string.begin(), string.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
-}
-
-// A setting as it is named below the one before: "….static_lease.1.name" where both stand in the same object.
-std::string name_below(const Setting &setting, const Setting *before) {
-  auto parent = [](const std::string &path) { return path.substr(0, path.rfind('.')); };
-  std::string name = (setting.is_fact ? "the fact " : "") + setting.path;
-  if (before == nullptr || before->is_fact || parent(before->path) != parent(setting.path)) return name;
-  size_t dot = setting.path.rfind('.');
-  do {
-    dot = dot == 0 || dot == std::string::npos ? std::string::npos : setting.path.rfind('.', dot - 1);
-  } while (dot != std::string::npos && isdigit(static_cast<unsigned char>(setting.path[dot + 1])) != 0);
-  return dot == std::string::npos ? name : "…" + setting.path.substr(dot);
-}
-
-// Some settings and where they stand, ready to be printed.
-struct Row {
-  std::string names;
-  std::string place;
-  const Setting *last;
-};
-
-// The first setting has a row of its own with its exact place; the others share rows.
-std::vector<Row> rows_of(const Printing &printing, const std::vector<const Setting *> &settings, bool with_values) {
-  constexpr size_t longest = 80;
-  std::vector<Row> rows;
+// A row for each setting, the first one behind the label: its place, as compilers write places, its path, and its value
+// or what of it matters.
+void print_settings(const Printing &printing, const char *label, const std::vector<const Setting *> &settings,
+                    bool with_values) {
   for (const Setting *setting : settings) {
-    std::string name = name_below(*setting, rows.empty() ? nullptr : rows.back().last);
-    if (!with_values && setting->is_entry) name += " (its name)";
+    std::string name = (setting->is_fact ? "the fact " : "") + setting->path;
     if (with_values) name += setting->is_leaf ? " = " + shown(json_value(printing, *setting)) : " is there";
-    const std::string line = ", " + std::to_string(setting->line);
-    bool fits = rows.size() > 1 && rows.back().last->is_fact == setting->is_fact &&
-                rows.back().names.size() + 2 + name.size() <= longest;
-    if (!fits) {
-      bool has_column = rows.empty() && !with_values && !setting->is_fact;
-      std::string place =
-          setting->is_fact ? printing.setup.facts_name : printing.setup.config_name + ":" + line.substr(2);
-      rows.push_back({name, has_column ? place_of(printing, *setting) : place, setting});
-      continue;
-    }
-    rows.back().names += ", " + name;
-    if (!setting->is_fact && rows.back().last->line != setting->line) rows.back().place += line;
-    rows.back().last = setting;
+    if (!with_values && setting->is_entry) name += " (its name)";
+    printf("  %-5s  %s: %s\n", label, place_of(printing, *setting).c_str(), name.c_str());
+    label = "";
   }
-  return rows;
 }
 
 void print_reasons(const Printing &printing, const LineAnswer &answer) {
-  std::vector<Row> origins = rows_of(printing, answer.from, false);
-  if (!answer.router_file.empty()) origins.push_back({"the router's file " + answer.router_file, "", nullptr});
-  const std::vector<Row> conditions = rows_of(printing, answer.conditions, true);
-  size_t width = 0;
-  for (const std::vector<Row> *rows : {&std::as_const(origins), &conditions})
-    for (const Row &row : *rows) width = std::max(width, columns(row.names));
-  auto print = [width](const char *label, const std::vector<Row> &rows) {
-    for (const Row &row : rows) {
-      std::string spaces(width - columns(row.names), ' ');
-      std::string end = row.place.empty() ? "" : spaces + "  " + row.place;
-      printf("  %-5s  %s%s\n", &row == rows.data() ? label : "", row.names.c_str(), end.c_str());
-    }
-  };
-  print("from", origins);
+  print_settings(printing, "from", answer.from, false);
+  const char *label = answer.from.empty() ? "from" : "";
+  if (!answer.router_file.empty()) printf("  %-5s  the router's file %s\n", label, answer.router_file.c_str());
   if (!answer.remark.empty()) printf("  %s\n", answer.remark.c_str());
-  print("while", conditions);
+  print_settings(printing, "while", answer.conditions, true);
 }
 
 // "network.interface.lan.ipv4.type were "static" (it is "hybrid", my.json:22:17)".

@@ -34,12 +34,11 @@ std::string command_line(const Pool &pool, const Trial &trial, const char *facts
   return line;
 }
 
-// Adds a trial to a batch; false when the changes give no router that tessera takes.
-bool add_trial(const Pool &pool, const Trial &trial, size_t number, Batch &batch) {
+// Adds a trial to a batch, unless its changes do not apply.
+void add_trial(const Pool &pool, const Trial &trial, size_t number, Batch &batch) {
   std::string config;
   Facts facts;
-  if (!apply_changes(pool.setup, trial.changes, config, facts)) return false;
-  if (!trial.changes.empty() && !why_refused(config).empty()) return false;
+  if (!apply_changes(pool.setup, trial.changes, config, facts)) return;
   std::string directory = std::string(&trials_path[1]) + "/" + std::to_string(batch.numbers.size()) + "/";
   Tree &files = batch.job.files;
   auto add = [&](const char *name, const std::string &content) { files[directory + name] = {S_IFREG | 0600, content}; };
@@ -49,7 +48,6 @@ bool add_trial(const Pool &pool, const Trial &trial, size_t number, Batch &batch
   add("run", command_line(pool, trial, has_facts ? ("/" + directory + "facts").c_str() : nullptr));
   if (trial.is_traced) files[&trace_path[1]] = {S_IFREG | 0600, ""};
   batch.numbers.push_back(number);
-  return true;
 }
 
 Batch make_batch(const Pool &pool, bool has_ipsec_files, const std::string &other_file = "") {
@@ -88,9 +86,11 @@ void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &result
   }
   const std::string top = std::string(&results_path[1]) + "/";
   for (auto &[path, file] : outcome.files) {
-    if (S_ISDIR(file.mode) || path.compare(0, top.size(), top) != 0) continue;
+    if (path.compare(0, top.size(), top) != 0) continue;
     size_t slash = path.find('/', top.size());
     Result &result = results[batch.numbers[strtoul(path.c_str() + top.size(), nullptr, 10)]];
+    result.is_refused = false;
+    if (S_ISDIR(file.mode)) continue;
     std::string name = path.substr(slash + 1);
     if (name == "messages") {
       result.messages = with_replaced(file.content, config_document, pool.setup.config_name);
@@ -120,7 +120,7 @@ void run_some(const Pool &pool, const std::vector<Trial> &trials, size_t first, 
       batch = batches.size();
       batches.push_back(make_batch(pool, has_ipsec_files, trials[i].other_file));
     }
-    results[i].is_refused = !add_trial(pool, trials[i], i, batches[batch]);
+    add_trial(pool, trials[i], i, batches[batch]);
   }
   auto is_empty = [](const Batch &batch) { return batch.numbers.empty(); };
   batches.erase(std::remove_if(batches.begin(), batches.end(), is_empty), batches.end());

@@ -25,7 +25,7 @@ struct Trial {
 };
 
 struct Result {
-  bool is_refused = false;  // the changes do not apply, or tessera refuses the document that they make
+  bool is_refused = true;  // the changes do not apply, or tessera refuses the document that they make
   std::string messages;
   std::map<std::string, std::string> files;  // content by path; of a symbolic link "-> " and its target
   Tree links;                                // relative to "/"

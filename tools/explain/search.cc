@@ -6,6 +6,7 @@
 
 #include "explain/alternatives.h"
 #include "explain/answers.h"
+#include "explain/groups.h"
 #include "util/strings.h"
 
 namespace {
@@ -34,6 +35,7 @@ struct Suggestion {
   Changes changes;
   std::vector<const Subject *> subjects;  // that they may give an effect
   size_t place;                           // among the reads, of what the last change is about
+  size_t number;                          // of the last change among those of its setting
 };
 
 // A run after changes.
@@ -121,13 +123,14 @@ std::vector<Suggestion> suggestions_after(const Search &search, const Changes &d
   for (size_t i = 0; i < trace.reads.size(); i++) {
     const Read &read = trace.reads[i];
     if (!seen.insert({read.path, read.is_fact}).second) continue;
-    Suggestion suggestion{done, {}, i};
+    Suggestion suggestion{done, {}, i, 0};
     for (const Subject &subject : search.subjects)
       if (read.path != subject.path && is_related(search, subject, read)) suggestion.subjects.push_back(&subject);
     if (suggestion.subjects.empty()) continue;
     for (const Change &change : changes_of(search.setup, read)) {
       suggestions.push_back(suggestion);
       suggestions.back().changes.push_back(change);
+      suggestion.number++;
     }
   }
   return suggestions;
@@ -174,61 +177,83 @@ std::vector<Step> take_steps(const Search &search, const BaseRun &base, const Tr
 
 // ---- Proofs
 
-// A step, by its index, and subjects of which at least one may have an effect after it.
-struct Doubt {
-  size_t step;
-  std::vector<const Subject *> subjects;
-};
-
-// The trials that settle a doubt: a probe of all its subjects at once, the last ones first, so that no place in the
-// document moves before its own change.
-std::vector<Trial> trials_of(const Step &step, const Doubt &doubt) {
+// The trials that show whether one of the subjects has an effect after a step: a probe of all of them at once, the last
+// ones first, so that no place in the document moves before its own change.
+std::vector<Trial> trials_of(const Step &step, const std::vector<const Subject *> &subjects) {
   std::vector<Trial> trials;
   for (size_t number = 0;; number++) {
     Changes changes = step.suggestion.changes;
-    for (auto subject = doubt.subjects.rbegin(); subject != doubt.subjects.rend(); ++subject)
+    for (auto subject = subjects.rbegin(); subject != subjects.rend(); ++subject)
       if (number < (*subject)->probes.size()) changes.push_back((*subject)->probes[number]);
     if (changes.size() == step.suggestion.changes.size()) return trials;
     trials.push_back(trial_of(*step.base, changes, false));
   }
 }
 
-// For each subject the steps, by their indexes, after which its probes make a difference. Subjects with a doubt in
-// common are tried apart only when they make one together.
+// For each subject the steps, by their indexes, after which its probes make a difference.
 std::map<const Subject *, std::set<size_t>> proofs(const Search &search, const std::vector<Step> &steps) {
-  std::map<const Subject *, std::set<size_t>> proved;
-  std::vector<Doubt> doubts;
-  for (size_t i = 0; i < steps.size(); i++)
-    if (!steps[i].suggestion.subjects.empty()) doubts.push_back({i, steps[i].suggestion.subjects});
-  while (!doubts.empty()) {
-    std::vector<Trial> trials;
-    std::vector<size_t> doubt_of;
-    for (size_t i = 0; i < doubts.size(); i++)
-      for (Trial &trial : trials_of(steps[doubts[i].step], doubts[i])) {
-        trials.push_back(std::move(trial));
-        doubt_of.push_back(i);
-      }
-    std::vector<Result> results = run_all(search.pool, trials);
-    std::set<size_t> differing;
-    for (size_t i = 0; i < trials.size(); i++) {
-      const Doubt &doubt = doubts[doubt_of[i]];
-      bool differs = results[i].is_refused ? doubt.subjects.size() > 1 : results[i].files != steps[doubt.step].files;
-      if (differs) differing.insert(doubt_of[i]);
+  std::vector<std::pair<size_t, const Subject *>> doubts;  // whether the subject has an effect after the step
+  std::vector<Group> groups;
+  for (size_t i = 0; i < steps.size(); i++) {
+    Group group;
+    for (const Subject *subject : steps[i].suggestion.subjects) {
+      group.push_back(doubts.size());
+      doubts.emplace_back(i, subject);
     }
-    std::vector<Doubt> next;
-    for (size_t i : differing) {
-      const auto &[step, subjects] = doubts[i];
-      auto middle = subjects.begin() + static_cast<std::ptrdiff_t>(subjects.size() / 2);
-      if (subjects.size() == 1) {
-        proved[subjects[0]].insert(step);
-      } else {
-        next.push_back({step, {subjects.begin(), middle}});
-        next.push_back({step, {middle, subjects.end()}});
-      }
-    }
-    doubts = std::move(next);
+    if (!group.empty()) groups.push_back(group);
   }
+  auto differ = [&](const std::vector<Group> &tried) {
+    std::vector<Trial> trials;
+    std::vector<size_t> group_of;
+    for (size_t i = 0; i < tried.size(); i++) {
+      std::vector<const Subject *> subjects;
+      for (size_t doubt : tried[i]) subjects.push_back(doubts[doubt].second);
+      for (Trial &trial : trials_of(steps[doubts[tried[i][0]].first], subjects)) {
+        trials.push_back(std::move(trial));
+        group_of.push_back(i);
+      }
+    }
+    const std::vector<Result> results = run_all(search.pool, trials);
+    std::vector<bool> differs(tried.size(), false);
+    for (size_t i = 0; i < trials.size(); i++) {
+      const Group &group = tried[group_of[i]];
+      bool makes_difference = results[i].files != steps[doubts[group[0]].first].files;
+      if (results[i].is_refused ? group.size() > 1 : makes_difference) differs[group_of[i]] = true;
+    }
+    return differs;
+  };
+  std::map<const Subject *, std::set<size_t>> proved;
+  for (size_t i : narrow(groups, differ)) proved[doubts[i].second].insert(doubts[i].first);
   return proved;
+}
+
+// The suggestions after a run of that trace and progress that are worth a step of their own, for one subject: those of
+// what the subject lies in, and those that give it an effect or bring the run further.
+std::vector<Suggestion> promising(const Search &search, const BaseRun &base, const Trace &before,
+                                  const Progress &progress, const std::vector<Suggestion> &suggestions) {
+  if (search.subjects.size() > 1) return suggestions;
+  std::vector<Candidate> candidates;
+  for (const Suggestion &suggestion : suggestions) {
+    const std::string &path = suggestion.changes.back().path;
+    bool is_own = lies_in(search.subjects[0].path, owner_of(search.setup, path));
+    candidates.push_back({pattern_of(search.setup, path), suggestion.number, is_own ? 0 : SIZE_MAX});
+  }
+  auto differ = [&](const std::vector<Group> &groups) {
+    std::vector<Suggestion> joint;
+    for (const Group &group : groups) {
+      joint.push_back({suggestions[group[0]].changes, suggestions[group[0]].subjects, joint.size(), 0});
+      for (size_t i = 1; i < group.size(); i++) joint.back().changes.push_back(suggestions[group[i]].changes.back());
+    }
+    const std::vector<Step> steps = take_steps(search, base, before, joint);
+    std::vector<bool> differs(groups.size(), false);
+    for (const Step &step : steps) differs[step.suggestion.place] = step.progress > progress;
+    for (const auto &[subject, proved] : proofs(search, steps))
+      for (size_t i : proved) differs[steps[i].suggestion.place] = true;
+    return differs;
+  };
+  std::vector<Suggestion> chosen;
+  for (size_t i : worth_trying(candidates, differ)) chosen.push_back(suggestions[i]);
+  return chosen;
 }
 
 // The changes of a way without those that it does not need: a search takes some of them on the way only.
@@ -237,7 +262,7 @@ Changes needed_changes(const Search &search, const Subject &subject, const Step 
   for (size_t i = changes.size() - 1; i-- > 0;) {
     Changes fewer = changes;
     fewer.erase(fewer.begin() + static_cast<std::ptrdiff_t>(i));
-    std::vector<Step> steps = take_steps(search, *way.base, {}, {{fewer, {&subject}, 0}});
+    std::vector<Step> steps = take_steps(search, *way.base, {}, {{fewer, {&subject}, 0, 0}});
     if (!proofs(search, steps).empty()) changes = fewer;
   }
   return changes;
@@ -299,10 +324,12 @@ Search make_search(const Pool &pool, const Setup &setup, const std::vector<const
 }
 
 // The steps that one more change on top of another step makes.
-std::vector<Step> steps_after(const Search &search, const BaseRun &base, const Changes &changes) {
+std::vector<Step> steps_after(const Search &search, const Front &front) {
+  const BaseRun &base = *front.base;
   Trace trace = base.trace;
-  if (!changes.empty()) trace = parse_trace(run_all(search.pool, {trial_of(base, changes, true)})[0].trace);
-  return take_steps(search, base, trace, suggestions_after(search, changes, trace));
+  if (!front.changes.empty()) trace = parse_trace(run_all(search.pool, {trial_of(base, front.changes, true)})[0].trace);
+  const std::vector<Suggestion> suggestions = suggestions_after(search, front.changes, trace);
+  return take_steps(search, base, trace, promising(search, base, trace, front.progress, suggestions));
 }
 
 }  // namespace
@@ -323,7 +350,7 @@ std::vector<Ways> find_ways(const Pool &pool, const Setup &setup, const std::vec
     for (const Front &front : fronts) {
       // What another service reads, and has a way for, does not matter to one that reads nothing of it.
       if (is_alone && !found[0].ways.empty() && std::get<0>(front.progress) == 0) continue;
-      std::vector<Step> steps = steps_after(search, *front.base, front.changes);
+      std::vector<Step> steps = steps_after(search, front);
       add_ways(search, steps, found);
       auto furthest = std::max_element(
           steps.begin(), steps.end(), [](const Step &one, const Step &other) { return one.progress < other.progress; });
