@@ -50,7 +50,8 @@ x --device|1||error: config lookup failed
 ROWS
 
 # Without the store, the rest is written.
-preview network '{"network": {"advanced": {"ula_prefix": "fd00::/48"}}}' 2>"$work/stderr" <<'END'
+preview network '{"network": {"advanced": {"ula_prefix": "fd00::/48"}},
+  "vpn": {"openvpn": {"server": {"s": {"enable": true, "server_address": "10.8.0.1"}}}}}' 2>"$work/stderr" <<'END'
 mkdir -p /var/run/kept
 mv /var/run/runt /var/run/kept/ 2>/dev/null || :
 : >/var/run/runt
@@ -60,6 +61,7 @@ mv /var/run/kept/runt /var/run/ 2>/dev/null || :
 END
 grep -q '^tessera_network: failed to initialize runt interface$' "$work/stderr" || fail "no word of a missing store"
 grep -q fd00:: "$work/out/var/run/uci/network" || fail "nothing is written without the store"
+grep -q '^ifconfig 10.8.0.1 255.255.255.255$' "$work/out/var/run/config_file_server_s" || fail "an address is no host"
 
 # Where no method works, the local users can log in.
 for method in radius local; do

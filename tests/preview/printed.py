@@ -235,7 +235,7 @@ def check_secrets():
         expect("--summary" in form or not hidden, form, "does not show", hidden)
     # Of what other services wrote nothing is said.
     _, output, _ = preview("-d", "old", "ipsec", config=new_config, facts=facts)
-    for line in (r'-me "x" : XAUTH <old secret>', r"-198.51.100.7 192.0.2.9 : PSK <old secret>",
+    for line in (r'-me "x" : XAUTH <old secret>', r"-keyid:k  keyid:@\[00\] : PSK <old secret>",
                  r'\+me "x" : XAUTH <new secret>'):
         expect(re.search(f"^{line}$", output, re.M), line, output)
     expect(not re.search(r"pam|uci|config_file|dnsmasq|device_map|removed", output), output)
