@@ -72,7 +72,7 @@ std::string repair_utf8(const std::string &string) {
 // Reports the failure of a change; returns the exit status.
 int finish(int error, const char *what) {
   if (error == 0) return done;
-  fprintf(stderr, "runt: cannot change %s: %s\n", what, runt_error_text(error));
+  fprintf(stderr, "runt: cannot change %s: %s\n", what, runt_error_message(error));
   return failed;
 }
 
@@ -194,7 +194,7 @@ struct FactsReader {
     facts.back().value.assign(bytes, length);
     // The reader accepts the second half of a surrogate pair without the first half.
     if (!is_utf8(facts.back().value))
-      return refuse(facts.back().key + ": half of a surrogate pair, which is no character");
+      return refuse(facts.back().key + ": half of a surrogate pair, which is not a character");
     return accept();
   }
   bool EndObject(rapidjson::SizeType /*members*/) { return accept(); }
@@ -286,7 +286,7 @@ constexpr char usage[] =
 int run(const Command &command, char **arguments) {
   int error = runt_init();
   if (error != 0) {
-    fprintf(stderr, "runt: cannot open the store in %s: %s\n", runt_directory, runt_error_text(error));
+    fprintf(stderr, "runt: cannot open the store in %s: %s\n", runt_directory, runt_error_message(error));
     return failed;
   }
   int status = command.run(arguments);

@@ -15,14 +15,14 @@ bool is_control(char character) {
   return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
 }
 
-// The length of the well-formed character at `string`, which starts with a byte over 0x7F; 0 when it is not one.
+// The length in bytes of the UTF-8 character at `string`, which starts with a byte above 0x7F; 0 when it is malformed.
 unsigned utf8_length(const unsigned char *string) {
   auto follows = [string](unsigned at) { return (string[at] & 0xC0) == 0x80; };
   unsigned char first = string[0];
   if (first >= 0xC2 && first <= 0xDF) return follows(1) ? 2 : 0;
   if (first >= 0xE0 && first <= 0xEF) {
     if (!follows(1) || !follows(2)) return 0;
-    if (first == 0xE0 && string[1] < 0xA0) return 0;  // could be written shorter
+    if (first == 0xE0 && string[1] < 0xA0) return 0;  // has a shorter form
     if (first == 0xED && string[1] > 0x9F) return 0;  // half of a surrogate pair
     return 3;
   }
@@ -35,7 +35,7 @@ unsigned utf8_length(const unsigned char *string) {
   return 0;
 }
 
-bool may_stand_in_name(char character, bool hyphen) {
+bool is_entry_name_character(char character, bool hyphen) {
   return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
          (character >= '0' && character <= '9') || character == '_' || (hyphen && character == '-');
 }
@@ -65,8 +65,7 @@ bool holds_control_but_lines(const char *string, size_t length) {
                      [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; });
 }
 
-// Whether a byte is one of the two of a character of the second set, U+0080 to U+009F, which commands some terminals as
-// the first set does.
+// True for each of the two bytes of a control character U+0080 to U+009F. Some terminals obey these characters too.
 static bool is_second_control(const std::string &string, size_t at) {
   const char *first = string.c_str() + (string[at] == '\xC2' || at == 0 ? at : at - 1);
   return first[0] == '\xC2' && (first[1] & 0xE0) == 0x80;
@@ -94,7 +93,7 @@ std::string printable(std::string_view string) {
 
 bool is_entry_name(const char *name, size_t length, bool hyphen) {
   return length >= 1 && length <= longest_entry_name &&
-         std::all_of(name, name + length, [hyphen](char c) { return may_stand_in_name(c, hyphen); });
+         std::all_of(name, name + length, [hyphen](char c) { return is_entry_name_character(c, hyphen); });
 }
 
 unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length, unsigned limit) {

@@ -1,4 +1,4 @@
-// What the characters of names and strings have to be.
+// Checks of the characters in names and strings.
 #ifndef TESSERA_REFERENCE_CONFIG_CHARACTERS_H
 #define TESSERA_REFERENCE_CONFIG_CHARACTERS_H
 
@@ -11,34 +11,35 @@
 
 inline constexpr uint32_t no_position = UINT32_MAX;
 
-// Where the first byte from `from` on stands that is not UTF-8; no_position when there is none. A zero byte has to
-// stand behind the string.
+// The position of the first byte that is not UTF-8, searched from `from` on; no_position when there is none. The string
+// must end with a zero byte at `size`.
 uint32_t find_invalid_utf8(const char *string, uint32_t size, uint32_t from);
 
-// True when every byte is one of the characters from space to "~".
+// True when every byte is a printable ASCII character, space included.
 inline bool is_printable_ascii(const char *string, size_t length) {
   return std::all_of(string, string + length, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
-// True when what is not UTF-8 at `string` is the form that half of a surrogate pair would have.
+// True when the invalid UTF-8 at `string` is an encoded half of a surrogate pair.
 bool is_surrogate(const char *string);
 
-// True for a string that holds a byte below 0x20 or 0x7F; the second form lets tabs and line ends pass.
+// True for a string with a byte below 0x20 or with 0x7F. The second function allows tabs, line feeds and carriage
+// returns.
 bool holds_control(const char *string, size_t length);
 bool holds_control_but_lines(const char *string, size_t length);
 
-// The string as it may stand in a message: no control characters, nothing that is not UTF-8, a long one cut.
+// The string for use in a message: control characters and invalid UTF-8 are written as \xNN, and a long string is cut.
 std::string printable(std::string_view string);
 
-// True for a name that an entry of a map may have.
+// True for a valid name of an entry of a map; `hyphen` also allows '-'.
 bool is_entry_name(const char *name, size_t length, bool hyphen);
 
-// How many edits of one letter, or swaps of neighbours, lie between two names; many for long ones, and for those whose
-// lengths alone take `limit` edits.
+// The number of edits between two names: changed, added or removed letters, and swaps of neighbours. UINT_MAX for long
+// names, and for names whose lengths differ by `limit` or more.
 unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length, unsigned limit);
 
-// Whether a string is exactly that name. Most names differ in one of their first characters, which a length does not
-// tell sooner. A name may hold any bytes.
+// True when the string is exactly that name, which may hold any bytes. Most names differ in one of their first
+// characters, so this is quicker than a comparison of lengths.
 inline bool is_name(const char *string, std::string_view name) {
   for (char character : name) {
     if (*string != character || character == '\0') return false;

@@ -1,4 +1,4 @@
-// What the manual, the JSON Schema and the checker say about keys.
+// Texts about keys for the manual, the JSON Schema and the checker.
 #include <algorithm>
 #include <vector>
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-// What a value of that kind looks like in the document, where its type does not tell.
+// The form of a value, if its JSON type does not show it.
 const char *form_of(const SchemaKey &key, Kind kind) {
   switch (kind) {
     case Kind::duration:
@@ -35,7 +35,7 @@ struct Search {
   Path written;
   std::string found = {};
   size_t least = SIZE_MAX;  // steps up and down the tree
-  bool ambiguous = false;   // another place is as close
+  bool ambiguous = false;   // another place is just as close
 
   void consider(const Path &place) {
     size_t common = 0;

@@ -1,4 +1,4 @@
-// The table for programs that describe documents.
+// The schema with descriptions.
 #include "config/schema.h"
 
 #define KEYS_DESCRIBED 1

@@ -1,4 +1,4 @@
-// Documents from files and strings: loaded for a run, or checked.
+// Loads documents from files and strings, for a run or for a check.
 #include "config/document.h"
 
 #include <memory>
@@ -20,7 +20,7 @@ const ConfigNode *build_tree(std::unique_ptr<Document> document) {
   if (document->findings != nullptr) document->original = document->content;
   if (!parse_document(*document)) return nullptr;
   accept_document(*document);
-  return &document.release()->root;  // the tree's handles keep it until config_free
+  return &document.release()->root;  // config_free deletes the document
 }
 
 const ConfigNode *load_file(const char *path, const SchemaKey &table, std::vector<Finding> *findings) {

@@ -1,6 +1,6 @@
 // A loaded document: the content of its file, and the tree of its nodes.
 //
-// Strings and names are borrowed from the content, into which the parser writes their ends.
+// Strings and names of the nodes point into the content: the parser unescapes them there and ends them with zero bytes.
 #ifndef TESSERA_REFERENCE_CONFIG_DOCUMENT_H
 #define TESSERA_REFERENCE_CONFIG_DOCUMENT_H
 
@@ -30,21 +30,21 @@ struct ConfigNode {
     uint32_t first_child_id;  // object, map, array: the children have consecutive numbers
   };
 
-  const SchemaKey *key;              // entries of maps and elements of arrays have that of the map or array
+  const SchemaKey *key;              // for an entry or element, the key of its map or array
   const char *name;                  // within the object or map; "" for elements of arrays and the root
   const ConfigNode *parent;          // null for the root
   std::vector<ConfigNode> children;  // object, map, array: in document order
   Value value;
   union {
-    const ConfigNode *target;  // of a reference: the node that it names; null when it is unset
-    Document *document;        // of the root
+    const ConfigNode *target;  // in a reference: the node that it names; null when it is unset
+    Document *document;        // in the root
   };
   uint32_t position;  // of the value in the file, for messages
   Kind kind;
-  bool broken;  // stands for a refused value, or is a reference that names nothing: that has been reported
+  bool broken;  // a refused value or a reference to nothing: a finding has been reported
 };
 
-// The name of an entry of a map, and the first entry of that map.
+// The first entry of a map, which identifies the map, and the name of an entry.
 using EntryName = std::pair<const ConfigNode *, std::string_view>;
 
 struct Document {
@@ -55,16 +55,16 @@ struct Document {
   std::string content;
   ConfigNode root = {};
   uint32_t root_id = 0;
-  std::map<EntryName, const ConfigNode *> entries;
-  std::map<const ConfigNode *, std::string> dumps;
+  std::map<EntryName, const ConfigNode *> entries;  // of all maps
+  std::map<const ConfigNode *, std::string> dumps;  // the results of config_dump
 
-  std::vector<Finding> *findings = nullptr;  // null in a run: findings are logged
+  std::vector<Finding> *findings = nullptr;  // of a check; null in a run, which logs its findings
   bool refused = false;
-  bool accepted = false;            // nothing can refuse the document any more
-  std::vector<Finding> held;        // in a run, until the document is accepted: a refused one gets its one message only
-  std::map<Rule, unsigned> counts;  // in a run, of findings by their rule
+  bool accepted = false;                // the document cannot be refused any more
+  std::vector<Finding> held;            // in a run, findings not yet logged: a refused document gets only one message
+  std::map<Rule, unsigned> counts;      // in a run, the number of findings of each rule
   std::optional<std::string> original;  // see original_content
-  std::vector<uint32_t> line_starts;    // in it; empty until a finding needs them
+  std::vector<uint32_t> line_starts;    // positions in `original`; empty until a finding needs them
 };
 
 inline Document &document_of(const ConfigNode *node) {
@@ -72,42 +72,42 @@ inline Document &document_of(const ConfigNode *node) {
   return *node->document;
 }
 
-// The number of a node among its siblings; 0 for the root.
+// The index of a node among its siblings; 0 for the root.
 inline size_t index_of(const ConfigNode *node) {
   return node->parent != nullptr ? static_cast<size_t>(node - node->parent->children.data()) : 0;
 }
 
-// Reads the document's content into its tree. False when there is no tree: in a run after any refused finding, in a
-// check only when the rest of the content could not be made out.
+// Parses the document's content and builds its tree. False when there is no tree: in a run after any refused finding,
+// in a check only when the rest of the content cannot be parsed.
 bool parse_document(Document &document);
 
 // The node that a reference of the form "/network/device/eth1" names; null when there is none.
 const ConfigNode *find_by_reference(const ConfigNode *root, const char *string);
 
-// Makes every reference point at the node that it names; those that name nothing become unset and are reported.
-// `references` are all that are set.
+// Sets the target of every reference. Reports references to nothing and makes them unset. `references` holds all
+// references that are set.
 void resolve_references(Document &document, const std::vector<ConfigNode *> &references);
 
-// The content of the file as it was before the parser wrote into it, read anew when a finding needs it for the first
-// time; "" when the file is gone, or was a pipe.
+// The content of the file before the parser changed it. A run reads the file again when a finding first needs this; ""
+// if that fails, for example because the file was a pipe.
 const std::string &original_content(Document &document);
 
-// Reports a finding at a place of the document (no_position: about the document as a whole).
+// Report a finding at a position in the document, or at no_position for the document as a whole.
 void report_at(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format, ...)
     __attribute__((format(printf, 5, 6)));
 void report_list(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format,
                  va_list arguments) __attribute__((format(printf, 5, 0)));
 
-// Logs, at the end of a run, how many findings it has not logged.
+// Logs at the end of a run how many more findings of each rule there were than have been logged.
 void report_unlogged(const Document &document);
 
-// Ends the load of a document that is not refused: what was held back in a run is logged.
+// Marks a document as accepted when its load is over, and logs the findings that a run has held back.
 void accept_document(Document &document);
 
 // Appends one component to a dotted path.
 void append_component(std::string &path, const std::string &component);
 
-// Reads a file of at most 256 MiB into `content`. False after filling `problem` when that fails.
+// Appends a file of at most 256 MiB to `content`. False, with a message in `problem`, when that fails.
 bool read_file(const char *path, std::string *content, std::string *problem);
 
 #endif

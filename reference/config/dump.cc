@@ -1,4 +1,4 @@
-// A node and all below it as JSON.
+// Writes a node and all nodes below it as JSON.
 #include <algorithm>
 #include <cinttypes>
 #include <cstdlib>

@@ -1,9 +1,8 @@
-// The schema table as a JSON Schema, draft 2020-12.
+// Prints the schema table as a JSON Schema, draft 2020-12.
 //
-// By default it agrees with the loader: what the loader takes is valid, also keys that it only warns about and words
-// that no writer knows. The strict form is for editors: it lists the known keys and words as the only ones and wants
-// references in their full form. What neither can say: duplicate names, nesting depth, what a reference names, 1.0 in
-// place of an integer, strings of over-long durations.
+// By default it agrees with the loader: it accepts every document that the loader accepts, with unknown keys and words.
+// The strict form is for editors: it accepts only known keys and words, and references in their full form. Neither form
+// can forbid duplicate names, deep nesting, references to nothing, 1.0 for an integer, or durations that are too long.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -13,18 +12,18 @@
 
 namespace {
 
-// The parts of an interface have one table of keys, of which each family has some for itself.
+// Both parts of an interface, ipv4 and ipv6, use the same table of keys, but some keys and types are for one of them.
 struct Family {
   const char *key;
   const char *types;
-  const char *others[6];  // keys of the other family; null ends them
+  const char *others[6];  // keys of the other family, ended by null
 };
 constexpr Family families[] = {
     {"ipv4", "static dhcp hybrid", {"prefix_length", "prefix_id", "static", "dhcpv6_server", nullptr}},
     {"ipv6", "dhcpv6 prefix_delegation", {"address", "gateway", "dns", "dhcp_server", "dhcp_relay", nullptr}},
 };
 
-// What an editor offers for a new object, by the key of the object or of the map that the entry is in.
+// A new object that an editor offers, for an object of that key or an entry of a map of that key.
 struct Snippet {
   const char *key;
   Kind kind;
@@ -51,7 +50,7 @@ struct Printer {
   FILE *out;
   bool strict;
   int indent = 0;
-  const Family *family = nullptr;  // of the part of an interface that is printed
+  const Family *family = nullptr;  // set while a part of an interface is printed in the strict form
 };
 
 void start_line(Printer &printer) {
@@ -80,7 +79,7 @@ void print_quoted(FILE *out, const char *string, size_t length) {
   fputc('"', out);
 }
 
-// The value that a key has when it is not written.
+// Prints the value that a key has when it is not written.
 void print_default(FILE *out, const SchemaKey &key) {
   constexpr const char *empty_values[] = {
       "null", "{}", "{}", "[]", "\"\"", "false", "0", "0", "0", "\"\"",
@@ -100,7 +99,7 @@ void print_examples(FILE *out, const SchemaKey &key, Kind kind) {
     fprintf(out, "\"examples\": [\"%s\"], ", key.interface_name ? "wan" : "/network/device/eth0");
 }
 
-// For the object itself, or for each entry of the map.
+// Prints the snippet for an object, or for each entry of a map.
 void print_snippet(FILE *out, const SchemaKey &key, Kind kind) {
   for (const Snippet &snippet : snippets) {
     const bool fits = snippet.kind == key.kind && kind == Kind::object && strcmp(snippet.key, key.name) == 0;
@@ -108,7 +107,7 @@ void print_snippet(FILE *out, const SchemaKey &key, Kind kind) {
   }
 }
 
-// The start of a value's schema, with its description. Entries and elements have none of their own.
+// Prints the start of the schema of a value. Entries of maps and elements of arrays have no description.
 void start_value(Printer &printer, const SchemaKey &key, Kind kind) {
   fputs("{", printer.out);
   if (kind == key.kind) {
@@ -129,7 +128,7 @@ bool is_of_other_family(const Printer &printer, const SchemaKey &key) {
   return false;
 }
 
-// Prints the schema of a member; what lies below a part of an interface is of its family in the strict form.
+// Prints the schema of a member. In the strict form, the members of a part of an interface depend on its family.
 void print_member(Printer &printer, const SchemaKey &member) {
   const Family *outer = printer.family;
   const SchemaKey *server = schema_member(member, "dhcpv6_server");
@@ -187,7 +186,7 @@ void print_map(Printer &printer, const SchemaKey &key) {
   close_object(printer);
 }
 
-// The words that a string may be. Where others do too, editors offer these all the same.
+// Prints the listed words. If other strings are valid too, editors still offer these words.
 void print_words(const Printer &printer, const SchemaKey &key) {
   bool others = key.others != OtherWords::useless || !printer.strict;
   fputs(others ? ", \"anyOf\": [{\"enum\": [" : ", \"enum\": [\"\", ", printer.out);

@@ -1,5 +1,4 @@
-// Parsing a document: one pass over its content that checks every value against the schema and builds the tree.
-
+// Parses a document: one pass over its content checks every value against the schema and builds the tree.
 #include <rapidjson/reader.h>
 #include <rapidjson/stream.h>
 
@@ -19,12 +18,12 @@ namespace {
 
 constexpr unsigned deepest = 64;
 
-// What the document holds in a place, as the parser sees it.
+// A type of JSON value.
 enum class Found : uint8_t { object, array, string, boolean, integer, fraction, null };
 const char *const found_names[] = {
     "an object", "an array", "a string", "a boolean", "an integer", "a number with a fraction or exponent", "null"};
 
-// By kind: what a value of that kind is called.
+// The names of kinds for messages, in the order of Kind.
 const char *const kind_names[] = {"a value",    "an object", "an object",
                                   "an array",   "a string",  "a boolean",
                                   "an integer", "a number",  "a duration (seconds, or a string such as \"90s\")",
@@ -50,7 +49,7 @@ bool is_written_as(Kind kind, Found found) {
   return false;
 }
 
-// The member of the object whose name is closest to a misspelt one; null when none is close.
+// The name of a member of the object that is closest to a misspelt one; null when none is close.
 const char *closest_member(const SchemaKey &object, const char *name, size_t length) {
   const char *closest = nullptr;
   unsigned least = static_cast<unsigned>(std::min<size_t>(2, (length + 1) / 3)) + 1;
@@ -66,28 +65,28 @@ const char *closest_member(const SchemaKey &object, const char *name, size_t len
 
 // An object or array that is being read.
 struct Frame {
-  const SchemaKey *key = nullptr;  // of the container; null below an unknown key
+  const SchemaKey *key = nullptr;  // of the object or array; null below an unknown key
   Kind kind = Kind::ignored;
-  const SchemaKey *member = nullptr;  // of the value that comes next
+  const SchemaKey *member = nullptr;  // of the next value
   Kind member_kind = Kind::ignored;
-  bool array = false;  // as written in the document
+  bool array = false;  // true for an array in the document, false for an object
   uint32_t position = 0;
   const char *name = nullptr;  // of the current member
-  uint32_t counted = 0;        // values begun
-  size_t first_child = 0;      // of its children among the pending nodes
-  size_t first_unknown = 0;    // of its names among the unknown ones
-  uint64_t seen = 0;           // a bit for each member of an object
+  uint32_t counted = 0;        // number of values so far
+  size_t first_child = 0;      // index of its first child in `pending`
+  size_t first_unknown = 0;    // index of its first name in `unknown_names`
+  uint64_t seen = 0;           // a bit for each member that an object has had so far
 };
 
-// Receives the parser's events. Finished nodes wait on the pending stack until their container ends and takes them as
-// its children.
+// Receives the parser's events. Finished nodes wait on the stack `pending` until their object or array ends and takes
+// them as its children.
 struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   Document &document;
   rapidjson::InsituStringStream &stream;
   char *const content;
   std::vector<ConfigNode> pending;
   std::vector<std::string_view> unknown_names;
-  std::vector<ConfigNode *> references;  // that are set
+  std::vector<ConfigNode *> references;  // those that are set
   uint32_t next_id = 1;
   bool halted = false;
   Frame frames[deepest + 1];
@@ -116,7 +115,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     return path;
   }
 
-  // A run is over with the first refused finding; a check goes on.
+  // Reports a refused finding. It ends a run; a check goes on.
   void refuse(Rule rule, uint32_t position, const char *format, ...) __attribute__((format(printf, 4, 5))) {
     va_list arguments;
     va_start(arguments, format);
@@ -137,10 +136,10 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
 
   void refuse_repeated(const char *name) {
     current->name = name;
-    refuse(Rule::repeated_name, offset(name) - 1, "this name stands twice in its object");
+    refuse(Rule::repeated_name, offset(name) - 1, "this name occurs twice in its object");
   }
 
-  // Refuses unknown names of the current object that stand there twice.
+  // Refuses unknown names that occur twice in the current object.
   void compare_unknown_names() {
     if (unknown_names.size() == current->first_unknown) return;
     std::set<std::string_view> seen;
@@ -166,7 +165,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     return node.value;
   }
 
-  // Adds what stands for a value that is refused, so that a check can go on.
+  // Adds an empty value for a refused one, so that a check can go on.
   void push_broken(uint32_t position) {
     Kind kind = current->member_kind;
     if (kind == Kind::ignored) return;
@@ -175,8 +174,8 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     pending.back().broken = true;
   }
 
-  // Takes the children of the current object or array off the stack. They have their place in memory from now on, and
-  // their own children learn it.
+  // Removes the children of the current object or array from the stack. They do not move in memory any more, so this
+  // also sets the parent of their own children.
   std::vector<ConfigNode> take_children() {
     auto begin = pending.begin() + static_cast<ptrdiff_t>(current->first_child);
     std::vector<ConfigNode> children(std::make_move_iterator(begin), std::make_move_iterator(pending.end()));
@@ -197,7 +196,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
 
   // Adds the node of an object or array that has ended.
   void push_container(uint32_t position, std::vector<ConfigNode> children) {
-    // The container takes a number beside those of its children. Nothing uses it, but file names hold the numbers.
+    // One number is skipped for the container itself. It is not used, but it must stay: file names hold these numbers.
     uint32_t first_child_id = next_id + 1;
     if (!children.empty()) next_id += 1 + static_cast<uint32_t>(children.size());
     push(position).first_child_id = first_child_id;
@@ -216,7 +215,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
 
   // ---- Values.
 
-  // Begins a value: its kind; Kind::ignored when there is nothing more to do with it.
+  // Begins a value and returns its kind. Kind::ignored for a value that is refused or below an unknown key.
   Kind begin(Found found, uint32_t position) {
     current->counted++;
     Kind kind = current->member_kind;
@@ -249,7 +248,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     return !halted;
   }
 
-  // What follows the number in the document ends it for strtod too.
+  // strtod stops at the character that follows the number in the document.
   void add_number(const char *digits, bool fraction, uint32_t position) {
     double number = strtod(digits, nullptr);
     if (!std::isfinite(number)) refuse(Rule::number_range, position, "expected a number from -1.8e308 to 1.8e308");
@@ -285,7 +284,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     return !halted;
   }
 
-  // Checks the bytes of a string. Of a name, and of a string below an unknown key, the kind is Kind::ignored.
+  // Checks the bytes of a string. The kind is Kind::ignored for a name, and for a string below an unknown key.
   void check_bytes(Kind kind, const char *string, uint32_t length) {
     if (is_printable_ascii(string, length)) return;
     check_utf8(offset(string), offset(string) + length);
@@ -301,10 +300,10 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     uint32_t invalid = find_invalid_utf8(content, end, start);
     if (invalid == no_position) return;
     if (is_surrogate(content + invalid)) {
-      refuse(Rule::characters, start - 1, "half of a surrogate pair, which is no character");
+      refuse(Rule::characters, start - 1, "half of a surrogate pair, which is not a character");
       return;
     }
-    // The parser has moved what follows an escape, so the file says where the byte is.
+    // The parser has moved the bytes after an escape, so the place of the byte comes from the original content.
     const std::string &original = original_content(document);
     refuse(Rule::characters, find_invalid_utf8(original.data(), static_cast<uint32_t>(original.size()), start),
            "not UTF-8");
@@ -408,7 +407,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     return !halted;
   }
 
-  // Adds the members that are held even when they are not written.
+  // Adds the members with a fallback that are not written.
   void add_fallbacks() {
     for (const SchemaKey &member : members_of(*current->key)) {
       bool seen = (current->seen & uint64_t{1} << (&member - current->key->members)) != 0;
@@ -422,7 +421,7 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
 
 }  // namespace
 
-// Here, since it takes down the nodes one by one: it is compiled as what builds them.
+// This is here because it releases every node, and this file is compiled for speed.
 Document::~Document() = default;
 
 bool parse_document(Document &document) {
@@ -440,7 +439,7 @@ bool parse_document(Document &document) {
   size_t size = document.content.size();
   size_t end = result.IsError() ? result.Offset() : stream.Tell();
   if (result.IsError() || end < size) {
-    // A zero byte ends the content for the parser.
+    // Without an error, the parser has stopped at a zero byte, which ends the content for it.
     auto code = result.IsError() ? result.Code() : rapidjson::kParseErrorDocumentRootNotSingular;
     if (is_between_values(code)) *loader.current = Frame{};
     loader.refuse(Rule::syntax, static_cast<uint32_t>(end), "syntax error: %s",

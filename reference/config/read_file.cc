@@ -1,4 +1,4 @@
-// The file that a document is read from.
+// Reads the file of a document.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -14,9 +14,9 @@
 
 namespace {
 
-constexpr int longest_wait = 10'000;  // milliseconds that a pipe or terminal may stay silent
+constexpr int longest_wait = 10'000;  // milliseconds without data from a pipe or terminal
 
-// Waits until there is something to read, so that a pipe in the place of a file does not hold up a boot for ever.
+// Waits for data, but not for ever: a pipe in place of the file must not block the boot.
 bool becomes_readable(int fd) {
   pollfd waited = {fd, POLLIN, 0};
   int ready = poll(&waited, 1, longest_wait);
@@ -24,7 +24,7 @@ bool becomes_readable(int fd) {
   return ready > 0;
 }
 
-// Reads up to `most` bytes; a file that shrinks meanwhile has fewer.
+// Reads up to `most` bytes, or fewer when the file ends before.
 bool read_up_to(int fd, bool regular, size_t most, std::string *content) {
   char buffer[65536];
   while (content->size() < most) {

@@ -1,4 +1,4 @@
-// References: strings that name other nodes of the document, before or after them.
+// Resolves references: strings that name other nodes of the document.
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -12,13 +12,13 @@ bool is_device(const ConfigNode *node) {
   return node->kind == Kind::object && node->key->device;
 }
 
-// A reference that names nothing, and the string that it has in the document.
+// A reference to nothing, and its string in the document.
 struct Unset {
   const ConfigNode *node;
   const char *string;
 };
 
-// How the value should have been written; null when only what it names is missing.
+// The form that the value should have; null when the form is right and the node is missing.
 const char *expected_form(const char *string, bool bare) {
   if (bare) return *string == '/' ? "the bare key of an entry of network.interface" : nullptr;
   return *string != '/' ? "a path such as \"/network/device/eth0\"" : nullptr;
@@ -52,7 +52,7 @@ void resolve_references(Document &document, const std::vector<ConfigNode *> &ref
       node->target = target;
     }
   }
-  // They were collected from the inside of the document outwards.
+  // The loader collects references of inner objects first; findings come in document order.
   std::sort(unset.begin(), unset.end(),
             [](const Unset &a, const Unset &b) { return a.node->position < b.node->position; });
   for (const Unset &each : unset) report_unset(document, each);

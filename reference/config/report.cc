@@ -1,4 +1,4 @@
-// Findings: where they are in the document and where they go.
+// Locates findings in the document, and logs or collects them.
 #include "config/report.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ const std::vector<uint32_t> &line_starts(Document &document) {
   return starts;
 }
 
-// Fills in the line and column of a position. They stay 0 when it lies past the end of the file as it is now.
+// Fills in the line and column of a position. They stay 0 when the file has become shorter than that.
 void locate(Document &document, uint32_t position, Finding &finding) {
   if (position > original_content(document).size()) return;
   const std::vector<uint32_t> &starts = line_starts(document);
@@ -35,10 +35,10 @@ void locate(Document &document, uint32_t position, Finding &finding) {
   finding.column = position - next[-1] + 1;
 }
 
-// A run logs so many findings of a rule, and in the end how many more there are.
+// A run logs at most this number of findings of a rule, and at its end how many more there are.
 constexpr unsigned most_of_a_rule = 100;
 
-// Of the rules by which a run logs something the names; a router needs no other words about them.
+// The names of the rules whose findings a run logs. The other texts of the rules are not linked into tessera.
 #define RULE(name, severity, grade, about, wrong, outcome, cure) #name,
 constexpr const char *logged_rules[] = {TESSERA_DOCUMENT_RULES(RULE)};
 #undef RULE
@@ -53,15 +53,16 @@ void log_finding(const Document &document, const Finding &finding) {
   }
 }
 
-// True when one more finding of that rule is listed, or logged.
-bool is_logged(Document &document, Rule rule) {
+// True when a finding of that rule must be logged or collected. Counts the findings of a run.
+bool is_wanted(Document &document, Rule rule) {
   if (document.findings != nullptr) return true;
-  // A run ends with the first refused finding: what follows from it is no news.
+  // A run ends with the first refused finding; later findings only follow from it.
   if (document.refused || grade_of(rule) == Grade::questionable) return false;
   return ++document.counts[rule] <= most_of_a_rule;
 }
 
-void take(Document &document, uint32_t position, Finding finding) {
+// Collects a finding, logs it, or keeps it until the document is accepted.
+void add_finding(Document &document, uint32_t position, Finding finding) {
   if (finding.grade == Grade::refused) document.refused = true;
   if (position != no_position) locate(document, position, finding);
   if (document.findings != nullptr) {
@@ -102,11 +103,11 @@ const std::string &original_content(Document &document) {
 
 void report_list(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format,
                  va_list arguments) {
-  if (!is_logged(document, rule)) return;
+  if (!is_wanted(document, rule)) return;
   Finding finding = finding_of(rule, path);
   OwnedString message(xvasprintf(format, arguments));
   finding.message = message.get();
-  take(document, position, std::move(finding));
+  add_finding(document, position, std::move(finding));
 }
 
 void accept_document(Document &document) {
@@ -154,7 +155,7 @@ void config_add_finding(const ConfigNode *node, Rule rule, std::string message, 
   finding.message = std::move(message);
   finding.outcome = std::move(outcome);
   finding.cure = std::move(cure);
-  take(document_of(node), node->position, std::move(finding));
+  add_finding(document_of(node), node->position, std::move(finding));
 }
 
 const ConfigNode *config_nearest(const ConfigNode *node, const char *path, size_t *length) {

@@ -11,49 +11,49 @@
 
 struct Finding {
   Rule rule;
-  Grade grade;      // that of the rule
+  Grade grade;      // of the rule
   unsigned line;    // 1-based; 0 when the finding has no place in the document
   unsigned column;  // 1-based, in bytes
   std::string path;
   std::string message;  // what is wrong
-  std::string outcome;  // what comes of it, and
-  std::string cure;     // what to write instead; both empty where the words of the rule say it
+  std::string outcome;  // what it leads to; "" for the outcome in the row of the rule
+  std::string cure;     // what to write instead; "" for the cure in the row of the rule
 };
 
-// Reports a finding about `node` (null: logged without a place). In a run, findings of rules by which it refuses or
-// ignores something are logged as "FILE:LINE:COLUMN: PATH: MESSAGE", the first hundred of a rule, and all others are
-// dropped; a checked document collects all of them. Nothing more is reported about a node that stands for a refused
-// value or a reference to nothing, as that has been reported already.
+// Reports a finding about `node`. A check collects all findings. A run logs findings of the grades refused and ignored
+// as "FILE:LINE:COLUMN: PATH: MESSAGE", the first hundred of each rule, and drops the others. A finding about a null
+// node is logged without a place. Reports nothing about a node whose value was refused or is a reference to nothing,
+// because that has been reported already.
 void config_report(const ConfigNode *node, Rule rule, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
-// The same with words of its own for what comes of it and for the cure; dropped in a run.
+// Reports a finding with an outcome and a cure of its own. Dropped in a run.
 void config_add_finding(const ConfigNode *node, Rule rule, std::string message, std::string outcome, std::string cure);
 
-// Loads the document at `path` as a run does: null after the first refused finding, which is logged. A tree is released
-// with config_free.
+// Loads the document at `path` as a run does. Null after the first refused finding, which is logged. The caller
+// releases the tree with config_free.
 const ConfigNode *config_load_file(const char *path);
 
-// Loads the document at `path` to check it: every finding is added to the list, and a refused document still gives a
-// tree, in which empty values stand for the refused ones, unless its syntax is broken. Later config_report calls on its
-// nodes add to the same list, which must outlive the tree. The keys of the tree are those of described_schema.
+// Loads the document at `path` to check it, and adds every finding to the list. A refused document also gives a tree,
+// with empty values for the refused ones; null when the file cannot be read or its syntax is broken. Later
+// config_report calls on the nodes add to the same list, which must outlive the tree. The keys of the tree are from
+// described_schema.
 const ConfigNode *config_check_file(const char *path, std::vector<Finding> *findings);
 
-// The same for a document that is in no file yet.
+// Checks the content of a document that is not in a file.
 const ConfigNode *config_check_content(const std::string &content, std::vector<Finding> *findings);
 
-// The nearest node above the value at `path`, or the value itself, that is written. `length`, unless null, gets how
-// much of the path leads there.
+// The node at `path`, or the nearest node above it that the document holds. Stores in `length`, unless it is null, how
+// many bytes of the path lead to that node.
 const ConfigNode *config_nearest(const ConfigNode *node, const char *path, size_t *length = nullptr);
 
-// The message about a key that the schema does not know, and knows none of a similar name in its place.
+// The message about an unknown key; a hint may follow.
 inline constexpr char unknown_key_message[] = "unknown key";
 
-// Where the key at the end of that path should have stood: the path of the object that is closest of those with a key
-// of that name, KEY for any entry of a map and N for any of a list; "" when there is none, or several are equally far
-// away.
+// Where the last key of that path belongs: the path of the closest object that has a key of that name, with KEY for an
+// entry of a map and N for an element of an array. "" when there is no such object, or several are equally close.
 std::string config_place_of_key(const std::string &path);
 
-// Prints the JSON Schema of the document, draft 2020-12. The strict form, for editors, takes no unknown keys.
+// Prints the JSON Schema of the document, draft 2020-12. The strict form, for editors, allows no unknown keys.
 void config_print_json_schema(FILE *out, bool strict);
 
 #endif

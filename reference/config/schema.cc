@@ -1,4 +1,4 @@
-// The table for programs that load documents.
+// The schema without descriptions.
 #include "config/schema.h"
 
 #include "config/characters.h"

@@ -11,9 +11,9 @@
 #include <string_view>
 
 enum class Kind : uint8_t {
-  ignored,  // what lies below an unknown key
+  ignored,  // any value of an unknown key
   object,   // fixed members
-  map,      // entries named by the user: objects of one shape
+  map,      // entries named by the user: objects with the same members
   array,
   string,
   boolean,
@@ -23,18 +23,18 @@ enum class Kind : uint8_t {
   reference,
 };
 
-// What strings do that are not among the words listed for a key.
+// The effect of strings that are not among the words listed for a key.
 enum class OtherWords : uint8_t {
-  useless,   // nothing: the writers compare with the words
-  doubtful,  // go to a daemon that may know them, or do what the description says
-  usual,     // what most documents hold: the words have a meaning of their own
+  useless,   // none: the writers compare the string with the words
+  doubtful,  // the daemon that gets the string may know it, or the description says what happens
+  usual,     // most documents hold other strings; the words have a special meaning
 };
 
-// The map whose entries a string names, with spaces between several.
+// The map whose entries a string names; several names have spaces between them.
 enum class NamesOf : uint8_t { nothing, interfaces, modems, scep_clients, tunnels };
 
 struct SchemaKey {
-  const char *name = "";  // of the root ""
+  const char *name = "";  // "" for the root
   // Of an object, of each entry of a map, or of each object in an array; see members_of.
   const SchemaKey *members = nullptr;
   uint8_t member_count = 0;
@@ -44,17 +44,17 @@ struct SchemaKey {
 
   bool many_lines : 1 = false;      // a string that may hold tabs and line ends
   bool secret : 1 = false;          // a string that is not shown to people
-  bool device : 1 = false;          // a map: its entries are devices; a reference: has to name one
+  bool device : 1 = false;          // a map: its entries are devices; a reference: it must name a device
   bool interface_name : 1 = false;  // a reference by the bare name of an entry of network.interface
   bool hyphen : 1 = false;          // a map whose entry names may hold '-'
   bool has_fallbacks : 1 = false;   // some member has a fallback
 
   NamesOf names = NamesOf::nothing;
 
-  int32_t low = INT32_MIN;  // the integers that make sense; all by default. 0 also stands for a key that is not written
+  int32_t low = INT32_MIN;  // the range of integers that make sense; 0 is also the value of a key that is not written
   int32_t high = INT32_MAX;
 
-  const char *fallback = nullptr;  // the string that is held when the document does not; null for all other keys
+  const char *fallback = nullptr;  // the string that the tree holds when the key is not written; null: it holds none
 
   // Strings for people. All are null in `schema`.
   const char *description = nullptr;  // of all keys but the root
@@ -63,28 +63,29 @@ struct SchemaKey {
   const char *example = nullptr;      // a value in JSON, or null
 };
 
-// The root of the document. Both are the same table; only the second has the strings for people. A program that does
-// not show them does without their 40 KB.
+// The root of the document. The two tables are the same, except that only the second has the strings for people. They
+// take 40 KB, which a program that does not show them does not need.
 extern const SchemaKey schema;
 extern const SchemaKey described_schema;
 
 inline constexpr size_t most_members = 64;
 
+// The members of an object, of each entry of a map, or of each object in an array.
 inline std::span<const SchemaKey> members_of(const SchemaKey &key) {
   return {key.members, key.member_count};
 }
 
-// The member of that name; null when there is none. Of a map and of an array of objects it is a member of the entries
-// and elements.
+// The member of that name; null when there is none. For a map or an array of objects, the member of its entries or
+// elements.
 const SchemaKey *schema_member(const SchemaKey &key, std::string_view name);
 
-// The key at the dotted `path` below a value of `key`; null when there is none.
+// The key at the dotted `path` below `key`, without names of entries and indexes; null when there is none.
 const SchemaKey *schema_key_at(const SchemaKey &key, std::string_view path);
 
-// The path of that map; "" of nothing.
+// The path of the map; "" for NamesOf::nothing.
 const char *map_of_names(NamesOf names);
 
-// The description of a key with what its kind and unit add to it; empty where the key has none.
+// The description of a key, followed by the form of its value and its unit; "" for a key without description.
 std::string schema_description(const SchemaKey &key);
 
 #endif

@@ -24,7 +24,7 @@ const char *syntax_problem(rapidjson::ParseErrorCode code, const char *rest, boo
     case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
       return "half of a surrogate pair in a \\u escape";
     case rapidjson::kParseErrorStringEscapeInvalid:
-      // The parser has one code for both.
+      // The parser has the same code for both problems.
       return *rest == '\\' ? "unknown escape after '\\'" : "a control character in a string has to be escaped";
     case rapidjson::kParseErrorStringMissQuotationMark:
       return "a string without its closing quote";

@@ -1,13 +1,14 @@
-// What is wrong with a document that is not JSON.
+// Messages about documents that are not JSON.
 #ifndef TESSERA_REFERENCE_CONFIG_SYNTAX_H
 #define TESSERA_REFERENCE_CONFIG_SYNTAX_H
 
 #include <rapidjson/error/error.h>
 
-// The problem in words. `rest` is the content from the place on where the parser gave up.
+// The message for an error of the parser. `rest` is the content from the place of the error on; `at_end` is true when
+// that is the end of the file.
 const char *syntax_problem(rapidjson::ParseErrorCode code, const char *rest, bool at_end);
 
-// True for a problem that lies between two values, so that the name of the last one does not lead to it.
+// True for an error between two values: the path of the last value is not the path of the error.
 bool is_between_values(rapidjson::ParseErrorCode code);
 
 #endif

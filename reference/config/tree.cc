@@ -1,4 +1,4 @@
-// Reading a loaded document: the operations of platform/config.h.
+// Reads a loaded document: the operations of platform/config.h.
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -15,7 +15,7 @@ const ConfigNode *child_at(const ConfigNode *node, size_t index) {
   return index < node->children.size() ? &node->children[index] : nullptr;
 }
 
-// Objects have few members, and most of those that are asked for are there.
+// A linear search: objects have few members, and most searches find one.
 const ConfigNode *find_member(const ConfigNode *object, std::string_view name) {
   for (const ConfigNode &member : object->children) {
     if (is_name(member.name, name)) return &member;
@@ -29,7 +29,7 @@ const ConfigNode *find_entry(const ConfigNode *map, std::string_view name) {
   return found != entries.end() ? found->second : nullptr;
 }
 
-// Reads an element's index as config_path writes it; false for anything else.
+// Parses the index of an element, in the form in which config_path writes it; false for anything else.
 bool read_index(std::string_view digits, size_t *index) {
   if (digits.empty() || digits.size() > 9 || (digits[0] == '0' && digits.size() > 1)) return false;
   *index = 0;
@@ -40,7 +40,7 @@ bool read_index(std::string_view digits, size_t *index) {
   return true;
 }
 
-// The child that one component of a path leads to; null when the document does not hold it.
+// The child of that name or index; null when the document does not hold it.
 const ConfigNode *find_child(const ConfigNode *node, std::string_view name) {
   size_t index = 0;
   if (name.empty()) return nullptr;
@@ -49,7 +49,7 @@ const ConfigNode *find_child(const ConfigNode *node, std::string_view name) {
   return node->kind == Kind::array && read_index(name, &index) ? child_at(node, index) : nullptr;
 }
 
-// Cuts the first component off a path, of which null is left after the last one.
+// Removes the first component from a path and returns it. The path becomes null after the last one.
 std::string_view take_component(const char **path, char separator) {
   const char *start = *path;
   const char *end = start;
@@ -65,8 +65,8 @@ const ConfigNode *find(const ConfigNode *node, const char *path, char separator 
   return node;
 }
 
-// The kind of value that the schema has at a path below the node, whatever the document holds there; Kind::ignored when
-// it has none.
+// The kind that the schema gives to a path below the node, whether the document holds a value there or not.
+// Kind::ignored for a path that the schema does not define.
 Kind defined_kind(const ConfigNode *node, const char *path) {
   const SchemaKey *key = node->key;
   Kind kind = node->kind;
@@ -87,7 +87,7 @@ Kind defined_kind(const ConfigNode *node, const char *path) {
   return kind;
 }
 
-// The leaf at a path when it is of that kind and the document holds it.
+// The value at a path; null when the document does not hold it, or it is of another kind.
 const ConfigNode *leaf(const ConfigNode *node, const char *path, Kind kind) {
   const ConfigNode *found = find(node, path);
   return found != nullptr && found->kind == kind ? found : nullptr;
@@ -251,9 +251,9 @@ const ConfigNode *config_node_parent(const ConfigNode *node) {
   return node != nullptr ? node->parent : nullptr;
 }
 
-// All have ten digits: files are named after an entry with a number behind it, and with numbers of any length the first
-// of "site12" could be the second of "site1". Only a name that itself ends in such a number can still be taken for
-// both.
+// All numbers have ten digits, because files are named after an entry followed by a number. With numbers of any length,
+// "site12" and 3 would give the same name as "site1" and 23. Now only entries whose names end in such a number can
+// collide.
 size_t config_node_id(const ConfigNode *node) {
   constexpr size_t first = 1'000'000'000;
   if (node == nullptr) return 0;

@@ -1,8 +1,6 @@
-// Building the network model from the configuration tree.
-//
-// Three steps: the carriers of interfaces (devices, radios, modems) are collected in model order; then each interface
-// entry is queued at its carrier, so that no search per device is needed; then all nodes are laid down in depth-first
-// order.
+// Builds the network model from the configuration tree, in three steps. Step 1 collects the carriers of interfaces
+// (devices, radios and modems) in model order. Step 2 puts each interface into the queue of its carrier. Step 3 appends
+// all nodes in depth-first order.
 #include "network/build.h"
 
 #include <algorithm>
@@ -53,7 +51,7 @@ constexpr Family families[] = {
 void queue_interface(Builder &build, const ConfigNode *modems, const ConfigNode *entry) {
   const char *type = config_get_string(entry, "type");
   const InterfaceKind *kind = find_row(interface_kinds, type);
-  // The writer of PPPoE interfaces has something to say about a disabled one too.
+  // A disabled PPPoE interface gets a section too.
   const bool kept_disabled = kind != nullptr && kind->interface_type == NETWORK_INTERFACE_PPPOE;
   if (!kept_disabled && !config_get_bool(entry, "enable")) return;
   if (kind == nullptr) {
@@ -88,7 +86,7 @@ struct NewNode {
   const char *prefix = nullptr;
 };
 
-// Appends a node below `parent` and returns its index; `close` ends it after its last descendant.
+// Appends a node below `parent` and returns its index. `close` must follow its last descendant, if it has any.
 uint32_t open(Builder &build, uint32_t parent, const NewNode &node) {
   ModelStore &store = build.store;
   const auto index = static_cast<uint32_t>(store.nodes.size());
@@ -183,10 +181,10 @@ void lay_carrier(Builder &build, const Carrier &carrier) {
   close(build, node);
 }
 
-// Interfaces that belong to no device, after those of network.interface.
+// A map whose entries become interfaces without a device. They follow those of network.interface.
 struct LooseSource {
   const char *path;
-  const char *member;  // what the interface is made from; null: the entry itself
+  const char *member;  // of the entry, which the interface is made from; null: the entry itself
   NetworkInterfaceType type;
   const char *prefix;
 };

@@ -1,4 +1,4 @@
-// The devices, radios and modems of the model.
+// Collects the devices, radios and modems of the model.
 #include <algorithm>
 #include <cstring>
 
@@ -7,12 +7,12 @@
 
 namespace {
 
-// Where entries are that become carriers.
+// A map whose entries become carriers.
 struct Source {
   const char *path;
   void (*add)(Builder &build, const ConfigNode *entry, const Source &source);
   NetworkNodeType type;
-  NetworkDeviceType device_type;  // of devices
+  NetworkDeviceType device_type;  // meaningless for radios and modems
   const char *prefix;             // as in Carrier
 };
 
@@ -117,7 +117,7 @@ void leave_out_vlan(Carrier *vlan, const char *reason) {
   vlan->in_model = false;
 }
 
-// Names the VLAN and those it stands on, or leaves them out. `chain` is scratch space.
+// Gives names to the VLAN and the VLANs below it, or leaves them out. `chain` is empty scratch space.
 void name_vlan(Builder &build, Carrier *vlan, std::vector<Carrier *> &chain) {
   Carrier *base = vlan;
   while (base != nullptr && base->name == nullptr && !base->visiting) {
@@ -125,7 +125,7 @@ void name_vlan(Builder &build, Carrier *vlan, std::vector<Carrier *> &chain) {
     chain.push_back(base);
     base = base_of(build, base);
   }
-  // Where a circle was entered; its members are at the end of the chain.
+  // The first VLAN of a circle, if there is one; the members of the circle are at the end of the chain.
   const Carrier *circle = base != nullptr && base->visiting ? base : nullptr;
   for (; !chain.empty(); chain.pop_back()) {
     Carrier *carrier = chain.back();

@@ -1,4 +1,4 @@
-// Reading the network model.
+// Reads the network model: the operations of platform/network.h.
 #include "network/model.h"
 
 #include <algorithm>
@@ -40,12 +40,13 @@ bool has_interface_type(const NetworkNode *node) {
   return node->type == NETWORK_NODE_INTERFACE || node->type == NETWORK_NODE_PROTO;
 }
 
+// Fills the table of nodes by configuration node.
 void fill_made_from(ModelStore &store) {
   store.made_from.resize(1);
   store.lowest_id = SIZE_MAX;
   for (size_t index = 1; index < store.nodes.size(); ++index)
     store.lowest_id = std::min(store.lowest_id, config_node_id(store.nodes[index].config));
-  // Backwards, so that a device is entered over the interface below it that is made from the same node.
+  // Backwards, so that a device replaces the interface below it that is made from the same node.
   for (size_t index = store.nodes.size() - 1; index > 0; --index) {
     const NetworkNode &node = store.nodes[index];
     if (node.type == NETWORK_NODE_BRIDGE_PORT || node.type == NETWORK_NODE_BOND_SLAVE) continue;
@@ -55,7 +56,8 @@ void fill_made_from(ModelStore &store) {
   }
 }
 
-// The node of `type` that was made from `config`, of the types that have at most one.
+// The node of `type` that was made from `config`; null when there is none. Not for ports and slaves: several of them
+// may be made from one node.
 const NetworkNode *find_made_from(ModelStore &store, uint32_t type, const ConfigNode *config) {
   if (store.made_from.empty()) fill_made_from(store);
   const size_t id = config_node_id(config) - store.lowest_id;
@@ -83,7 +85,7 @@ const NetworkNode *network_next_child(const NetworkNode *node) {
 }
 
 const NetworkNode *network_first_type(const NetworkNode *scope, uint32_t type) {
-  if (scope == nullptr || type >= kNodeTypes) return nullptr;
+  if (scope == nullptr || type >= node_type_count) return nullptr;
   if (scope->up != 0) return scan(scope + 1, end_of(scope), type);
   const uint32_t first = scope->store->first_of_type[type];
   return first != 0 ? scope + first : nullptr;

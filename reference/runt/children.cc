@@ -1,4 +1,4 @@
-// What lies directly below a key, in natural order.
+// Lists the keys directly below a key, in natural order.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -24,7 +24,8 @@ bool is_number(std::string_view name) {
   return std::all_of(name.begin(), name.end(), [](char byte) { return byte >= '0' && byte <= '9'; });
 }
 
-// Numbers first and by their size, however long they are; of equal numbers the one with fewer leading zeros first.
+// Numbers come first, in the order of their values, however long they are. Of equal numbers, the one with fewer leading
+// zeros comes first.
 bool naturally_before(const Child &left, const Child &right) {
   bool numbers = is_number(left.name);
   if (numbers != is_number(right.name)) return numbers;
@@ -36,7 +37,7 @@ bool naturally_before(const Child &left, const Child &right) {
   return left.name.size() < right.name.size();
 }
 
-// The children of `key` ("" for the top level) in natural order. Their strings lie in the store and are valid until
+// The children of `key` ("" for the top level) in natural order. Their strings point into the store and are valid until
 // the next change.
 std::vector<Child> find_children(const char *key) {
   std::vector<Child> children;
@@ -46,7 +47,7 @@ std::vector<Child> find_children(const char *key) {
   MDB_cursor *cursor = runt_open_cursor();
   if (cursor == nullptr) return children;
 
-  // A zero byte behind the key leads to the first key below it; on its own it sorts before all keys.
+  // The key followed by a zero byte finds the first key below it. A zero byte alone sorts before all keys.
   size_t prefix = top_level ? 0 : seek.length + 1;
   seek.bytes[seek.length++] = '\0';
   MDB_val found;
@@ -57,12 +58,12 @@ std::vector<Child> find_children(const char *key) {
     std::string_view stored = bytes_of(found);
     if (stored.size() <= prefix || memcmp(stored.data(), seek.bytes, prefix) != 0) break;
     std::string_view name = stored.substr(prefix, stored.find('\0', prefix) - prefix);
-    // A key sorts before all below it, so a child with a value shows it here.
+    // A key sorts before all keys below it, so this is the child itself if it has a value.
     bool has_value = prefix + name.size() == stored.size();
     children.push_back({name, has_value, has_value ? bytes_of(value) : std::string_view()});
     memcpy(seek.bytes + prefix, name.data(), name.size());
     seek.length = prefix + name.size();
-    seek.bytes[seek.length++] = '\1';  // past the child and all below it
+    seek.bytes[seek.length++] = '\1';  // past the child and all keys below it
   }
   mdb_cursor_close(cursor);
   std::sort(children.begin(), children.end(), naturally_before);

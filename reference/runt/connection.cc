@@ -19,17 +19,17 @@ namespace {
 
 Connection &store = runt_connection;
 
-// Address space, not memory: of the file, which is as long, only the pages in use take room. Large enough for a map of
-// 100,000 devices while the old map is still being read, small enough for a 32-bit router.
+// The size of the mapping, in bytes. It is address space and not memory, and the file is sparse. It is large enough for
+// a map of 100,000 devices while the old map is still read, and small enough for a 32-bit router.
 constexpr size_t map_size = size_t{128} << 20;
 
-// LMDB's own names, and its size for 126 readers.
+// The names that LMDB gives to its files, and the size of its table for 126 readers.
 constexpr char data_path[] = "/var/run/runt/data.mdb";
 constexpr char lock_path[] = "/var/run/runt/lock.mdb";
 constexpr off_t reader_table_size = 8192;
 
-// Locks an open file until it is closed. A program that is stopped while it holds the lock would hold up others for
-// ever, so all waits of a process share 10 seconds. 0 for success, EBUSY when they are over.
+// Locks an open file until it is closed. Returns 0 for success. A stopped program may never release its lock, so a
+// process waits at most 10 seconds in all; after that this returns EBUSY.
 int lock_file(int fd) {
   constexpr int patience = 10'000;  // milliseconds
   constexpr int pause = 20;
@@ -51,15 +51,15 @@ Fd open_directory() {
   return Fd(open(runt_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
-// LMDB waits without a limit for a program that registers as a reader or sets the store up. So that happens under a
-// lock of our own, on the directory, which is held until the returned descriptor is closed.
+// Locks the directory for opening the store, until `lock` is closed. LMDB's own locks have no time limit: it would wait
+// for ever for a program that was stopped while it opened the store.
 int lock_setup(Fd *lock) {
   *lock = open_directory();
   return lock->is_open() ? lock_file(lock->get()) : errno;
 }
 
-// Begins a transaction. The slots of readers that were killed are freed when there is none left, and a map that another
-// program has enlarged is mapped anew.
+// Begins a transaction. When there is no free reader slot, it first frees the slots of killed readers. When another
+// program has enlarged the map, it maps the file again.
 int begin(unsigned flags, MDB_txn **transaction) {
   int error = mdb_txn_begin(store.env, nullptr, flags, transaction);
   if (error == MDB_READERS_FULL) {
@@ -79,8 +79,8 @@ int data_fd() {
   return fd;
 }
 
-// A program that reads beyond the end of a mapped file is killed. Every writer makes the file as long as the map before
-// its first batch, so a file that is shorter than the pages it speaks of has been cut.
+// Checks the size of the file, because a program that reads beyond the end of a mapped file is killed. A file that is
+// shorter than its own pages has been cut. A writer extends the file to the size of the map before its first batch.
 int check_size(bool writable) {
   struct stat file;
   MDB_envinfo info;
@@ -93,16 +93,16 @@ int check_size(bool writable) {
   return !writable || size >= map_size || ftruncate(data_fd(), map_size) == 0 ? 0 : errno;
 }
 
-// LMDB makes its table of readers through a mapping, and on a full file system that kills the program: the room for the
-// table is reserved beforehand. On a file system that nobody can write to LMDB does without the table.
+// Reserves room for LMDB's table of readers. LMDB creates the table through a mapping, and on a full file system that
+// would kill the program. On a read-only file system LMDB needs no table.
 int reserve_reader_table() {
   Fd fd(open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   if (!fd.is_open()) return errno == EROFS ? 0 : errno;
   return posix_fallocate(fd.get(), 0, reader_table_size);
 }
 
-// When a file system has no room for all of the first pages, LMDB leaves a file that can never be opened. Their room is
-// reserved while the file is still empty.
+// Reserves room for the first pages while the file is empty. Otherwise, on a full file system, LMDB would leave a file
+// that can never be opened.
 int reserve_first_pages() {
   Fd fd(open(data_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   if (!fd.is_open()) return errno == EROFS ? 0 : errno;
@@ -125,7 +125,8 @@ int open_environment(unsigned access) {
   if (error == 0) error = reserve_reader_table();
   if (error == 0) error = mdb_env_create(&store.env);
   if (error != 0) return error;
-  // Nothing outlives a boot, so nothing is flushed; a program that is killed leaves the last whole batch all the same.
+  // The store does not survive a reboot, so nothing needs to be flushed. A killed program still leaves a complete
+  // batch.
   constexpr unsigned flags = MDB_NOTLS | MDB_NOSYNC;
   if (writable) mdb_env_set_mapsize(store.env, map_size);
   error = mdb_env_open(store.env, runt_directory, flags | access, 0600);
@@ -138,16 +139,17 @@ int open_environment(unsigned access) {
   return error;
 }
 
-// As runt_connect, under the lock for setting up.
+// Opens the store for reading. The caller holds the lock of lock_setup. 0 for success.
 int open_for_reading() {
   struct stat file;
-  // Without a file there is nothing to read; the first change will make it.
+  // Without a file there is nothing to read. The first change creates it.
   store.open = stat(data_path, &file) != 0 && errno == ENOENT;
   if (store.open || open_environment(MDB_RDONLY) == 0) return 0;
-  // A program that was killed while it made the file left one that only a writer can complete.
+  // Only a writer can complete the file of a program that was killed while it created the store.
   return open_environment(0);
 }
 
+// Opens the store again for writing, unless it is open for writing. 0 for success; otherwise it is open for reading.
 int become_writer() {
   if (store.writable) return 0;
   Fd lock;
@@ -155,18 +157,18 @@ int become_writer() {
   if (error != 0) return error;
   close_environment();
   error = open_environment(0);
-  if (error != 0) open_for_reading();  // the reads go on
+  if (error != 0) open_for_reading();
   return error;
 }
 
-// A reader that was killed would keep the pages it saw from being used again, until the store is full. The next batch
-// does this as well when another program is just setting up.
+// Frees the slots of killed readers: otherwise the pages that they saw would not be used again, until the store is
+// full. Skips this while another program opens the store, as the next batch does it too.
 void forget_killed_readers() {
   Fd lock = open_directory();
   if (lock.is_open() && flock(lock.get(), LOCK_EX | LOCK_NB) == 0) mdb_reader_check(store.env, nullptr);
 }
 
-// Lets the reads outside a batch see the present state.
+// Makes later reads outside a batch see the present state.
 int renew_snapshot() {
   mdb_txn_reset(store.snapshot);
   int error = mdb_txn_renew(store.snapshot);
@@ -211,9 +213,9 @@ int runt_end_batch() {
   store.batch = nullptr;
   flock(data_fd(), LOCK_UN);
   if (error != 0) return error;
-  // The batch is stored, whatever becomes of the view of it.
+  // The batch is stored even if the snapshot cannot be renewed.
   int view_error = renew_snapshot();
-  if (view_error != 0) log_debug("cannot see the changed runtime store: %s", runt_error_text(view_error));
+  if (view_error != 0) log_debug("cannot see the changed runtime store: %s", runt_error_message(view_error));
   return 0;
 }
 

@@ -1,4 +1,4 @@
-// The one connection of a process to the store.
+// The connection to the store, one for each process.
 #ifndef TESSERA_REFERENCE_RUNT_CONNECTION_H
 #define TESSERA_REFERENCE_RUNT_CONNECTION_H
 
@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-// A connection starts as a reader, as most programs never write: a reader makes no file.
+// A connection starts as a reader, which creates no file, because most programs never write.
 struct Connection {
   bool open;
   bool writable;
@@ -18,26 +18,28 @@ struct Connection {
 };
 extern Connection runt_connection;
 
-// Opens the store for reading, and makes its directory. 0 for success. Another program that keeps the store locked is
-// waited for as runt_begin_batch does.
+// Creates the store's directory and opens the store for reading. 0 for success. Waits for other programs as
+// runt_begin_batch does.
 int runt_connect();
 
-// Gives up an open batch and closes the store.
+// Discards an open batch and closes the store.
 void runt_disconnect();
 
-// Opens the store for writing, where it is not, and begins a batch. 0 for success. Only one program writes at a time;
-// the others wait. A process waits 10 seconds in all, then reports it once: further calls that would have to wait fail
-// with EBUSY at once.
+// Opens the store for writing, if it is not, and begins a batch. 0 for success. Only one program writes at a time, and
+// the others wait. A process waits at most 10 seconds in all and then logs a message; after that, calls that would have
+// to wait return EBUSY at once.
 int runt_begin_batch();
 
-// Ends the batch: stores all its changes, or none when one of them failed. 0 for success; reads see the outcome.
+// Ends the batch: stores all its changes, or none of them when one failed. 0 for success. Later reads see the changes.
 int runt_end_batch();
 
-// What reads see: the batch, else the snapshot; null when there is nothing to read.
+// The transaction for reads: the open batch, or else the snapshot; null when there is nothing to read.
 MDB_txn *runt_view();
 
-// A cursor on what reads see, for the caller to close before the next change; null when there is nothing to read.
+// A cursor on that transaction, which the caller closes before the next change; null when there is nothing to read.
 MDB_cursor *runt_open_cursor();
+
+// The bytes of a key or value of LMDB, borrowed.
 
 inline std::string_view bytes_of(const MDB_val &value) {
   return {static_cast<const char *>(value.mv_data), value.mv_size};

@@ -1,4 +1,4 @@
-// Reading and changing values.
+// Reads and changes values.
 #include "runt/store.h"
 
 #include <cerrno>
@@ -32,13 +32,13 @@ int put(const StoredKey &key, const char *value) {
   return mdb_put(store.batch, store.values, &stored, &bytes, 0);
 }
 
-// True for the key that `root` is, and all below it.
+// True for `root` and all keys below it.
 bool lies_below(const StoredKey &root, const MDB_val &key) {
   return key.mv_size >= root.length && memcmp(key.mv_data, root.bytes, root.length) == 0 &&
          (key.mv_size == root.length || bytes_of(key)[root.length] == '\0');
 }
 
-// Removes `root` and all that follow it in its subtree.
+// Removes `root` and all keys below it.
 int remove_subtree(const StoredKey &root, const char * /*value*/) {
   MDB_cursor *cursor;
   int error = mdb_cursor_open(store.batch, store.values, &cursor);
@@ -54,7 +54,7 @@ int remove_subtree(const StoredKey &root, const char * /*value*/) {
   return error == MDB_NOTFOUND ? 0 : error;
 }
 
-// Makes one change: in the open batch, else in a batch of its own.
+// Makes one change in the open batch, or else in a batch of its own. 0 for success.
 int change(int step(const StoredKey &, const char *), const char *key, const char *value) {
   StoredKey encoded;
   if (!store.open) return ENOTCONN;
@@ -67,7 +67,7 @@ int change(int step(const StoredKey &, const char *), const char *key, const cha
   return alone ? runt_edit_commit() : store.batch_error;
 }
 
-// The formatted key; null, as for no key at all, when it does not fit.
+// The formatted key; null when it is too long.
 const char *format_key(char (&buffer)[runt_key_limit + 1], const char *format, va_list arguments)
     __attribute__((format(printf, 2, 0)));
 const char *format_key(char (&buffer)[runt_key_limit + 1], const char *format, va_list arguments) {
@@ -75,7 +75,7 @@ const char *format_key(char (&buffer)[runt_key_limit + 1], const char *format, v
   return length >= 0 && static_cast<size_t>(length) < sizeof buffer ? buffer : nullptr;
 }
 
-// A decimal number within the range; no spaces, no "+".
+// Parses a decimal 32-bit integer, without spaces and "+". False for anything else.
 bool parse_int32(std::string_view digits, int32_t *number) {
   bool negative = !digits.empty() && digits.front() == '-';
   if (negative) digits.remove_prefix(1);
@@ -109,14 +109,14 @@ bool runt_encode_key(const char *key, StoredKey *encoded) {
   return true;
 }
 
-const char *runt_error_text(int error) {
+const char *runt_error_message(int error) {
   return mdb_strerror(error);
 }
 
 int runt_init(void) {
   if (store.open) return 0;
   int error = runt_connect();
-  if (error != 0) log_debug("cannot open the runtime store %s: %s", runt_directory, runt_error_text(error));
+  if (error != 0) log_debug("cannot open the runtime store %s: %s", runt_directory, runt_error_message(error));
   return error;
 }
 
@@ -192,6 +192,6 @@ int runt_set_string_pathf(const char *value, const char *format, ...) {
 int runt_edit_commit(void) {
   if (store.batch == nullptr) return EINVAL;
   int error = runt_end_batch();
-  if (error != 0) log_debug("cannot change the runtime store: %s", runt_error_text(error));
+  if (error != 0) log_debug("cannot change the runtime store: %s", runt_error_message(error));
   return error;
 }

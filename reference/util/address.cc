@@ -1,4 +1,4 @@
-// IPv4 networks as strings.
+// Parses IPv4 networks.
 #include <arpa/inet.h>
 
 #include <cstring>
@@ -9,7 +9,7 @@ namespace {
 
 constexpr int32_t address_bits = 32;
 
-// A length of one or two digits, "08" included; -1 for any other string.
+// Parses a prefix length of one or two digits, such as "8" or "08". -1 for any other string.
 int32_t parse_length(const char *string) {
   int32_t length = 0;
   size_t digits = 0;
@@ -32,7 +32,7 @@ bool xip4_parse_network(const char *string, void *address, int32_t *prefix_lengt
   dotted[size] = '\0';
 
   int32_t length = slash != nullptr ? parse_length(slash + 1) : address_bits;
-  // inet_pton wants four plain decimal numbers and, unlike its older siblings, takes no octal or short forms.
+  // Unlike inet_aton, inet_pton accepts only four decimal numbers: no octal and no short forms.
   in_addr parsed;
   if (length < 0 || inet_pton(AF_INET, dotted, &parsed) != 1) return false;
   memcpy(address, &parsed, sizeof parsed);

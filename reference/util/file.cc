@@ -1,4 +1,4 @@
-// Whole files.
+// Reads and writes whole files.
 #include "util/file.h"
 
 #include <fcntl.h>
@@ -18,10 +18,9 @@
 
 namespace {
 
-constexpr size_t longest_string = 64U << 20;  // that file_read gives
+constexpr size_t longest_string = 64U << 20;  // limit of file_read, in bytes
 
-// Makes a file readable for this user alone, also one that belonged to another; a device or pipe that stands in the
-// place of a file keeps its owner and mode.
+// Gives a file to this user, with mode 0600. A device or pipe in its place keeps its owner and mode.
 bool make_private(int fd) {
   struct stat status;
   if (fstat(fd, &status) != 0) return false;
@@ -89,7 +88,7 @@ bool file_exists(const char *path) {
 
 char *file_read(const char *path) {
   if (path == nullptr) return nullptr;
-  // Without O_NONBLOCK a FIFO in the place of a file would hold up the run for ever.
+  // O_NONBLOCK: a FIFO in place of the file would block the run for ever.
   Fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status;
   if (!fd.is_open() || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
@@ -100,8 +99,8 @@ char *file_read(const char *path) {
 
 bool file_write(const char *path, const char *string) {
   if (path == nullptr) return false;
-  // The file is empty until its mode is right: no moment shows new content under an old, wider mode. A pipe in its
-  // place that nobody reads would hold up the run for ever.
+  // The file stays empty until its mode is right, so nobody can read new content under an old, wider mode. O_NONBLOCK:
+  // a pipe in place of the file, which nobody reads, would block the run for ever.
   int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
   if (fd < 0) return false;
   bool complete = make_private(fd) && (string == nullptr || write_all(fd, string));

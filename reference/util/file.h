@@ -1,4 +1,5 @@
-// Reading and writing descriptors to their end, whatever interrupts.
+// Reading and writing whole contents of file descriptors, and waiting for them. Signals do not interrupt these
+// functions.
 #ifndef TESSERA_REFERENCE_UTIL_FILE_H
 #define TESSERA_REFERENCE_UTIL_FILE_H
 
@@ -7,26 +8,26 @@
 #include <string>
 #include <string_view>
 
-// Moments of a clock that nobody sets, in milliseconds.
+// The time after so many milliseconds from now, in milliseconds of the monotonic clock. Deadlines are such times.
 int64_t moment_after(int milliseconds);
 constexpr int64_t no_deadline = INT64_MAX;
 
-// Waits for the event of poll(2): something to read, or room to write. False when that has not come about at the
-// deadline.
+// Waits for an event of poll(2), POLLIN or POLLOUT. False when it has not occurred at the deadline.
 bool wait_ready(int fd, short event, int64_t deadline);
 
-// Opens /dev/null in the place of standard streams that the caller has closed. No file may get such a number, or a
-// message would be written into it. False, with errno, when that fails.
+// Opens /dev/null for each standard stream that the caller of the program has closed. Otherwise a file could get its
+// number, and messages would be written into the file. False, with the reason in errno, when that fails.
 bool protect_standard_streams();
 
-// More than any file that people give can sensibly hold.
+// The limit for files that people write, in bytes.
 constexpr size_t largest_file = 256U << 20;
 
-// Appends everything up to the end of input to `content`. False, with errno and part of the input, when reading fails,
-// goes beyond `limit` bytes (EFBIG) or is not over at the deadline (ETIMEDOUT).
+// Appends everything up to the end of the input to `content`. False, with the reason in errno, when a read fails, when
+// there are more than `limit` bytes (EFBIG), or when the input has not ended at the deadline (ETIMEDOUT). `content`
+// then holds a part of the input.
 bool read_all(int fd, std::string *content, size_t limit = largest_file, int64_t deadline = no_deadline);
 
-// False, with errno, when not everything could be written.
+// Writes all of `content`. False, with the reason in errno, when that fails.
 bool write_all(int fd, std::string_view content);
 
 #endif

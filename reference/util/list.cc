@@ -1,5 +1,5 @@
-// String lists. The array that callers see is preceded by a hidden header, so that appending need not walk the list and
-// moves it only when its room has doubled.
+// String lists. A hidden header precedes the array that callers see: appending need not search the end of the list, and
+// the capacity doubles whenever it is used up.
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -11,14 +11,14 @@ namespace {
 
 struct Header {
   int32_t length;
-  int32_t capacity;  // entries that fit, the final null not counted
+  int32_t capacity;  // number of entries that fit, without the final null
 };
 static_assert(sizeof(Header) % alignof(char *) == 0);
 
 constexpr int32_t first_capacity = 6;
 
 Header *header_of(char *const *list) {
-  // The header lies in the same block as the entries; the caller's handle points behind it.
+  // The header is in the same block, before the entries.
   return reinterpret_cast<Header *>(const_cast<char **>(list)) - 1;
 }
 

@@ -1,4 +1,4 @@
-// The log: one line per message on standard error, and the system log.
+// The log: writes each message as one line to standard error, and to the system log.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -37,8 +37,8 @@ char *formatted(const char *format, ...) {
   return string;
 }
 
-// A message may show configuration data: none of its bytes may start another line or control a terminal. The characters
-// U+0080 to U+009F control terminals too.
+// Replaces control characters, as a message may show data of the configuration: it must not start another line or
+// control a terminal. The characters U+0080 to U+009F control terminals too.
 void replace_control_bytes(char *message) {
   for (char *byte = message; *byte != '\0'; byte++) {
     if (byte[0] == '\xC2' && (byte[1] & 0xE0) == 0x80) byte[0] = byte[1] = '?';
@@ -47,8 +47,9 @@ void replace_control_bytes(char *message) {
   }
 }
 
-// Early in a boot and in containers nobody listens: the first message looks, the others go by what it found.
-bool system_log_listens() {
+// Connects to the system log for the first message. False when that failed: early at boot and in containers there is no
+// system log.
+bool connect_system_log() {
   if (system_log == unknown) {
     static const sockaddr_un address = {AF_UNIX, "/dev/log"};
     system_log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -60,15 +61,17 @@ bool system_log_listens() {
   return system_log >= 0;
 }
 
-// Unlike syslog(3) this does not wait: a logger that has stopped reading loses the message and does not hold up a boot.
+// Unlike syslog(3), this does not wait: a logger that has stopped reading must not block the boot, and loses the
+// message.
 void send_to_system_log(int priority, const char *message) {
   OwnedString line(formatted("<%d>%s: %s", LOG_DAEMON | priority, identifier, message));
-  ssize_t written = write(system_log, line.get(), strlen(line.get()));  // a socket of datagrams sends no signal
+  ssize_t written = write(system_log, line.get(), strlen(line.get()));  // a datagram socket causes no SIGPIPE
   static_cast<void>(written);
 }
 
-// Standard error. A terminal reports room also when a line does not fit, and a write would wait. So a device is opened
-// once more, without waiting; its first opening is shared with other programs and has to stay as it is.
+// The descriptor for standard error. poll(2) says that a terminal is writable even when a line does not fit, and the
+// write would block. So this opens a device again with O_NONBLOCK: setting that flag on descriptor 2 would affect other
+// programs that share it.
 int standard_error() {
   static int fd = -1;
   struct stat status;
@@ -78,9 +81,9 @@ int standard_error() {
   return fd;
 }
 
-// Waits once for a reader that has stopped reading, then counts it as gone, so that it does not hold up a boot for
-// ever. A pipe that has room at all has it for PIPE_BUF bytes; a line within them is one write, so that the lines of
-// services that run side by side do not mix.
+// Writes a line to standard error. When the reader has stopped reading, this waits once and then drops all later
+// messages, so that the boot is not blocked for ever. It writes at most PIPE_BUF bytes at a time: a writable pipe has
+// room for them, and such a write is atomic, so that lines of services that run at the same time do not mix.
 void write_to_standard_error(const char *line) {
   constexpr int patience = 10'000;  // milliseconds
   constexpr timespec pause = {0, 10'000'000};
@@ -105,7 +108,7 @@ void write_to_standard_error(const char *line) {
 void log_message(int priority, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
 void log_message(int priority, const char *format, va_list arguments) {
   int reason = errno;
-  bool to_system_log = system_log_listens();
+  bool to_system_log = connect_system_log();
   if (priority == LOG_ERR || to_system_log) {
     errno = reason;  // for "%m"
     OwnedString message(xvasprintf(format, arguments));

@@ -1,5 +1,4 @@
-// Memory that is always there: a router that cannot give a few bytes to a start-up helper has nothing better to do than
-// to end it, so running out ends the program at once.
+// Allocations that end the program when memory runs out, so that callers need not check them.
 #ifndef TESSERA_REFERENCE_UTIL_MEMORY_H
 #define TESSERA_REFERENCE_UTIL_MEMORY_H
 
@@ -11,15 +10,15 @@
 #include <cstdlib>
 #include <cstring>
 
-// Ends the program with a message.
+// Ends the program at once with a message and status 1.
 [[noreturn]] inline void end_without_memory() {
   static const char message[] = "out of memory\n";
   ssize_t written = write(STDERR_FILENO, message, sizeof message - 1);
-  static_cast<void>(written);  // there is no other place for a message
+  static_cast<void>(written);  // a failure cannot be reported anywhere else
   _exit(1);
 }
 
-// As realloc; never null for a size above 0.
+// Like realloc, but never null. The size must be above 0.
 inline void *xrealloc(void *memory, size_t size) {
   void *moved = realloc(memory, size);
   if (moved == nullptr) end_without_memory();
@@ -34,7 +33,7 @@ inline char *copy_bytes(const char *bytes, size_t length) {
   return string;
 }
 
-// As vasprintf; the new string belongs to the caller and is never null.
+// Like vasprintf, but returns the new string, which the caller frees. Never null.
 inline char *xvasprintf(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
 inline char *xvasprintf(const char *format, va_list arguments) {
   va_list again;

@@ -34,7 +34,7 @@ using OwnedStream = std::unique_ptr<FILE, CloseStream>;
 using OwnedTree = std::unique_ptr<const ConfigNode, FreeTree>;
 using OwnedModel = std::unique_ptr<NetworkModel, FreeModel>;
 
-// A file descriptor; -1 for none.
+// Owns a file descriptor and closes it; -1 for none.
 class Fd {
  public:
   Fd() = default;

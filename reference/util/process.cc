@@ -1,6 +1,6 @@
-// Child processes. A child has a session of its own, so that nothing can prompt on a terminal; it reads from /dev/null,
-// inherits only the descriptors of standard output and standard error, and starts with default signal handling. A child
-// that hangs, or never stops writing, is killed with all that it has started: a boot goes on without it.
+// Child processes. A child runs in a session of its own, so that it cannot prompt on a terminal. Its standard input is
+// /dev/null, it inherits only standard output and standard error, and it starts with default signal handling. A child
+// that hangs, or writes without end, is killed with its own children, so that the boot goes on.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -21,20 +21,20 @@
 
 namespace {
 
-constexpr int status_not_run = 127;  // what a shell gives for a program that it cannot run
-constexpr int status_signal = 128;   // plus the signal's number
+constexpr int status_not_run = 127;  // the status that a shell returns for a program that it cannot run
+constexpr int status_signal = 128;   // plus the number of the signal
 
-// Milliseconds; a slow processor needs many for a key of 4096 bits. Where one child hangs most others do: after two, a
-// boot waits less for each of the others.
+// Time limits for a child, in milliseconds. A slow processor needs long for a key of 4096 bits. If one child hangs,
+// others probably hang too, so after two of them the limit is shorter.
 constexpr int time_limit = 30'000;
 constexpr int shorter_limit = 5'000;
 constexpr int hangs_before_shorter = 2;
 int hangs = 0;
 
-constexpr int death_limit = 1'000;  // the longest wait for a killed process, which the kernel may be unable to end
-constexpr size_t largest_output = 1U << 20;
+constexpr int death_limit = 1'000;           // milliseconds to wait for a killed process, which may hang in the kernel
+constexpr size_t largest_output = 1U << 20;  // bytes
 
-// The argument vector: the program's name, then `arguments` up to the null pointer.
+// The argument vector: the program's name, the arguments up to the null pointer, and a null pointer.
 std::vector<char *> argument_vector(const char *program, va_list &arguments) {
   std::vector<char *> vector;
   // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers have started the list
@@ -45,7 +45,8 @@ std::vector<char *> argument_vector(const char *program, va_list &arguments) {
   return vector;
 }
 
-// A parent that ignores SIGCHLD passes that on to us, and the kernel would then drop the statuses of our children.
+// Restores the default handling of SIGCHLD. If the caller of the program ignores this signal, so does the program, and
+// the kernel would drop the statuses of its children.
 void keep_child_statuses() {
   struct sigaction action;
   if (sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
@@ -54,7 +55,8 @@ void keep_child_statuses() {
   }
 }
 
-// Starts the program with standard output to `fd_out` (-1: inherited). -1 when it could not be started.
+// Starts a program with standard output to `fd_out` (-1: inherited). Returns its process ID; -1, with the reason in
+// errno, when it could not be started.
 pid_t start(int fd_out, char *const *argv) {
   if (argv[0] == nullptr) return -1;
   keep_child_statuses();
@@ -70,12 +72,12 @@ pid_t start(int fd_out, char *const *argv) {
     return -1;
   }
   pid_t pid = -1;
-  // Output first: a pipe may have got the number of standard input when that was closed.
+  // Standard output comes first: `fd_out` may be 0 if standard input was closed.
   bool ready =
       (fd_out < 0 || posix_spawn_file_actions_adddup2(&actions, fd_out, STDOUT_FILENO) == 0) &&
       posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0) == 0 &&
 #if defined(__GLIBC__) && __GLIBC_PREREQ(2, 34)
-      // What this program opens closes itself; this is for descriptors that it was started with.
+      // All files of this program have O_CLOEXEC; this closes descriptors that it has inherited.
       posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1) == 0 &&
 #endif
       posix_spawnattr_setsigmask(&attributes, &none) == 0 && posix_spawnattr_setsigdefault(&attributes, &all) == 0 &&
@@ -87,14 +89,14 @@ pid_t start(int fd_out, char *const *argv) {
   return pid;
 }
 
-// Kills the child's session. The process has to be a child of ours that has not been waited for, as the number of any
-// other may have gone to a new process. The number 1, negated, would mean every process.
+// Kills all processes of the child's session. The child must not have been waited for, because another process could
+// have got its ID since. kill(-1) would kill every process.
 void kill_session(pid_t child) {
   if (child > 1) kill(-child, SIGKILL);
 }
 
-// Waits for the child's end, whatever interrupts; false for a process that is not our child. With WNOHANG among the
-// options the number in `end` stays 0 while the child goes on.
+// Waits for the end of the child. False for a process that is not a child. With WNOHANG among the options,
+// `end->si_pid` is 0 while the child is running.
 bool wait_for(pid_t child, siginfo_t *end, int options) {
   *end = {};
   int failed;
@@ -104,8 +106,8 @@ bool wait_for(pid_t child, siginfo_t *end, int options) {
   return failed == 0;
 }
 
-// True when the child ends before the deadline. The child is looked at again and again, as not every kernel has
-// descriptors of processes; most children have ended before the second look.
+// True when the child ends before the deadline. This polls, because old kernels have no pidfd_open(2); most children
+// have ended at the second poll.
 bool ends_before(pid_t child, int64_t deadline) {
   constexpr long longest_pause = 20'000'000;
   timespec pause = {0, 100'000};
@@ -122,7 +124,8 @@ int64_t child_deadline() {
   return moment_after(hangs < hangs_before_shorter ? time_limit : shorter_limit);
 }
 
-// Waits for the child and returns its exit status. A process that is not our child is left alone.
+// Waits for the child until the deadline, kills it then, and returns its exit status. Does nothing to a process that is
+// not a child.
 int reap(pid_t pid, int64_t deadline) {
   if (pid <= 1) return status_not_run;
   siginfo_t end;
@@ -147,8 +150,8 @@ char *_process_capture(int /*fd_in*/, int /*fd_err*/, int /*capture*/, int /*res
   std::vector<char *> argv = argument_vector(program, arguments);
   va_end(arguments);
 
-  // Callers go on without the output, and write files that lack something, so the log has to say why. A program that
-  // ends with a status of its own has reported it, and one that the firmware does not have is not an error.
+  // Callers go on without the output and write incomplete files, so the log has to say why. A program that exits with
+  // an error reports it itself, and a program that the firmware does not have is not an error.
   int ends[2];
   int status = status_not_run;
   std::string output;
@@ -165,7 +168,7 @@ char *_process_capture(int /*fd_in*/, int /*fd_err*/, int /*capture*/, int /*res
     status = reap(pid, deadline);
   }
   if (missing)
-    log_debug("there is no %s", program);
+    log_debug("the program %s is missing", program);
   else if (!complete || status >= status_not_run)
     log_error("%s did not run to its end", program != nullptr ? program : "a program");
   return complete && status == 0 ? copy_bytes(output.data(), output.size()) : nullptr;

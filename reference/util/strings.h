@@ -1,4 +1,4 @@
-// Taking strings apart.
+// Splitting strings.
 #ifndef TESSERA_REFERENCE_UTIL_STRINGS_H
 #define TESSERA_REFERENCE_UTIL_STRINGS_H
 
@@ -18,20 +18,20 @@ inline std::vector<std::string_view> split(std::string_view string, char separat
   }
 }
 
-// The lines without their ends; an end behind the last line starts no further one.
+// The lines without their ends. A line end at the end of the string does not start another line.
 inline std::vector<std::string_view> line_views(std::string_view string) {
   std::vector<std::string_view> lines = split(string, '\n');
   if (lines.back().empty()) lines.pop_back();
   return lines;
 }
 
-// The same as copies.
+// Copies of these lines.
 inline std::vector<std::string> lines_of(std::string_view string) {
   std::vector<std::string_view> lines = line_views(string);
   return {lines.begin(), lines.end()};
 }
 
-// True for one of `words`, which are separated by spaces; "" is never one.
+// True when the string is one of `words`, which are separated by spaces; false for "".
 inline bool is_word_of(std::string_view string, std::string_view words) {
   std::vector<std::string_view> all = split(words, ' ');
   return !string.empty() && std::find(all.begin(), all.end(), string) != all.end();

@@ -61,7 +61,7 @@ TEST(RuntProgram, RefusesBadInputWhole) {
       {"{\"new\":\"1\", \"c.\":\"2\"}",
        "1:13: \"c.\": expected a key of at most 500 bytes, one or more names joined by \".\""},
       {"{\"new\":\"a\\\\u0000\"}", "1:8: new: expected a string without zero bytes"},
-      {"{\"new\":\"a\\\\udc00\"}", "1:8: new: half of a surrogate pair, which is no character"},
+      {"{\"new\":\"a\\\\udc00\"}", "1:8: new: half of a surrogate pair, which is not a character"},
       {"{\"new\":\"1\", \"c\\\\u0000d\":\"2\"}",
        "1:13: \"c\\x00d\": expected a key in UTF-8 without control characters"},
       {"{\"new\":\"\\377\"}", "1:9: Invalid encoding in string."},

@@ -7,7 +7,8 @@
 namespace keys {
 
 constexpr Key two_factor[] = {
-    boolean("enable", "Ask for a second factor: pam_google_authenticator.so for every user, as soon as one has it."),
+    boolean("enable",
+            "Ask for a second factor: pam_google_authenticator.so for every user, as soon as one user has it."),
 };
 constexpr Key user[] = {object("2fa", "Second factor.", two_factor)};
 constexpr Key radius_server[] = {
@@ -16,10 +17,11 @@ constexpr Key radius_server[] = {
     secret(string("secret", "Secret shared with it.")),
     within(1, INT32_MAX, integer("timeout", "seconds", "Time to wait for an answer.")),
 };
-constexpr char about_authoritative[] = "A refusal is final, later methods are not asked: auth_err=die in its rules.";
+constexpr char about_authoritative[] =
+    "A refusal is final, and later methods are not asked: auth_err=die in its rules.";
 constexpr Key radius[] = {
-    objects("server", "Servers to ask, in order: a line of /var/run/radius.conf each.", radius_server),
-    string("nas_id", "Name that the router gives itself: client_id=."),
+    objects("server", "Servers to ask, in order: a line of /var/run/radius.conf for each.", radius_server),
+    string("nas_id", "Name that the router sends: client_id=."),
     boolean("authoritative", about_authoritative),
     boolean("require_message_authenticator", "Drop unsigned answers: require_message_authenticator."),
     boolean("debug", "Log the exchange: debug."),
@@ -35,7 +37,7 @@ constexpr Key ldap[] = {
     string("login_attribute", "Attribute that holds the login name: pam_login_attribute."),
     boolean("verify_server_cert", "Check the server's certificate: tls_checkpeer."),
     string("bind_dn", "Name to search with: binddn; empty: none."),
-    secret(string("bind_password", "Its password: bindpw, with bind_dn only.")),
+    secret(string("bind_password", "Its password: bindpw, only with bind_dn.")),
     integer("timeout", "seconds", "Time to wait for an answer: timelimit and bind_timelimit."),
     string("group_attribute", "Attribute that holds the group: groupname= in /var/run/pam.conf."),
     boolean("authoritative", about_authoritative),
@@ -53,9 +55,9 @@ constexpr Key tacacs[] = {
 };
 constexpr Key auth[] = {
     hyphened(map("user", "Users.", user)),
-    duration("idle_timeout", "Time after which a web session ends: the number behind pam_token_decrypt.so, 0: none."),
-    array_of(
-        word("method", "local radius ldap tacacs+", "Who is asked for users, in order; none with a server: local.")),
+    duration("idle_timeout", "Time after which a web session ends: the number after pam_token_decrypt.so; 0: never."),
+    array_of(word("method", "local radius ldap tacacs+",
+                  "Methods to check users with, in order. If none of them has a server: local.")),
     object("radius", "RADIUS: rules of pam_radius_auth.so.", radius),
     object("ldap", "LDAP: rules of pam_ldap.so, and /var/run/ldap.conf.", ldap),
     object("tacacs+", "TACACS+: rules of pam_tacplus.so.", tacacs),

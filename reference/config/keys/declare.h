@@ -1,8 +1,8 @@
-// How keys are declared.
+// Functions that declare keys.
 //
-// Two tables are compiled from the declarations: one with the strings that describe keys to people, and one without
-// them for programs that only load a document. The including file says which with KEYS_DESCRIBED, 1 or 0; all
-// functions here are its own.
+// The declarations are compiled into two tables: one with the strings that describe keys to people, and one without
+// them for programs that only load a document. The including file sets KEYS_DESCRIBED to 1 or 0 to choose one. The
+// functions are static because the two files need different versions.
 #ifndef TESSERA_REFERENCE_CONFIG_KEYS_DECLARE_H
 #define TESSERA_REFERENCE_CONFIG_KEYS_DECLARE_H
 
@@ -20,7 +20,7 @@ namespace keys {
 
 using Key = SchemaKey;
 
-// A call is no constant expression, so a table that needs one does not compile.
+// Calling this is not a constant expression, so a table that calls it does not compile.
 static void does_not_compile(const char * /*reason*/) {}
 
 static constexpr const char *described(const char *string) {
@@ -53,11 +53,13 @@ static constexpr Key term(const char *name, const char *words, const char *descr
 static constexpr Key string_or(const char *name, const char *words, const char *description) {
   return with_words(string(name, description), words, OtherWords::usual);
 }
+// A string that may hold tabs and line ends.
 static constexpr Key lines(const char *name, const char *description) {
   Key key = string(name, description);
   key.many_lines = true;
   return key;
 }
+// A string that the document always holds: `fallback` when it is not written.
 static constexpr Key held(Key string, const char *fallback) {
   string.fallback = fallback;
   return string;
@@ -88,7 +90,7 @@ static constexpr Key device(const char *name, const char *description) {
 }
 
 static constexpr Key nest(Key key, const Key *members, size_t count) {
-  if (count > most_members) does_not_compile("the loader marks the members that it has seen in one word of bits");
+  if (count > most_members) does_not_compile("the loader has one bit for each member in 64 bits");
   key.members = members;
   key.member_count = static_cast<uint8_t>(count);
   for (size_t i = 0; i < count; i++) key.has_fallbacks = key.has_fallbacks || members[i].fallback != nullptr;
@@ -117,7 +119,7 @@ static constexpr Key bare_map(const char *name, const char *description) {
   return entries(key(Kind::object, name, description));
 }
 
-// An array of what `element` is.
+// An array whose elements are of the kind of `element`.
 static constexpr Key array_of(Key element) {
   element.element = element.kind;
   element.kind = Kind::array;
@@ -134,7 +136,7 @@ static constexpr Key references(const char *name, const char *description) {
   return array_of(reference(name, description));
 }
 
-// What a key is besides.
+// Further properties of a key.
 
 // A string that is not shown to people, such as a password.
 static constexpr Key secret(Key string) {
@@ -161,18 +163,19 @@ static constexpr Key hyphened(Key map) {
   map.hyphen = true;
   return map;
 }
-// An integer that makes sense from `low` to `high` only.
+// An integer that only makes sense from `low` to `high`.
 [[maybe_unused]] static constexpr Key within(int32_t low, int32_t high, Key integer) {
   integer.low = low;
   integer.high = high;
   return integer;
 }
-// With a value as it may stand in a document, in JSON.
+// Adds an example value in JSON.
 [[maybe_unused]] static constexpr Key such_as(const char *example, Key key) {
   key.example = described(example);
   return key;
 }
 
+// The keys of two tables.
 template <size_t n, size_t more>
 static constexpr std::array<Key, n + more> join(const Key (&common)[n], const Key (&own)[more]) {
   std::array<Key, n + more> all{};

@@ -16,7 +16,7 @@ constexpr Key network_advanced[] = {
     string("ula_prefix", "Own IPv6 prefix, such as fd00:1234::/48: UCI option ula_prefix of globals."),
 };
 constexpr Key scep_crl[] = {
-    boolean("enable", "Tunnels that use the client link its scep_crl.pem, and are skipped while there is none."),
+    boolean("enable", "Tunnels that use the client link its scep_crl.pem, and are skipped while it is missing."),
 };
 constexpr Key scep_client[] = {object("crl", "Revocation list.", scep_crl)};
 constexpr Key network[] = {
@@ -28,10 +28,10 @@ constexpr Key network[] = {
     of_devices(map("wlan", "Wireless networks.", wlan)),
     of_devices(map("vlan", "VLANs.", vlan)),
     of_devices(map("bridge",
-                   "Bridges: an anonymous section device each, and link_bridge_KEY where no interface is on it.",
+                   "Bridges: an anonymous section device for each, and link_bridge_KEY when no interface is on it.",
                    bridge)),
-    of_devices(map("bond", "Bonds: an anonymous section device each.", bond)),
-    of_devices(map("macsec", "MACsec devices: the section KEY each, of proto macsec.", macsec)),
+    of_devices(map("bond", "Bonds: an anonymous section device for each.", bond)),
+    of_devices(map("macsec", "MACsec devices: the section KEY for each, with proto macsec.", macsec)),
     of_devices(map("vrrp", "VRRP devices; they get no section.", vrrp)),
     of_devices(bare_map("wisun", "Wi-SUN devices; they get no section.")),
     map("modem", "Cellular modems.", modem),

@@ -10,13 +10,13 @@ namespace keys {
 constexpr Key custom_option[] = {
     boolean("enable", "Write the option."),
     word("datatype", "ipv4 str hex 1byte 2byte 4byte",
-         "Form of the value, and which of the keys below holds it; with any other word value_bytes as it stands."),
+         "Type of the value, and which of the keys below holds it. Any other word: value_bytes without a size."),
     within(1, 254, integer("option", "", "Option code.")),
-    boolean("force", "Send it also unasked: dhcp-option-force= instead of dhcp-option=."),
-    strings("value_ipv4_list", "Addresses, of datatype ipv4."),
-    string("value_str", "String, of datatype str."),
-    string("value_hex", "Hexadecimal digits, of datatype hex."),
-    integer("value_bytes", "", "Number, of datatype 1byte, 2byte and 4byte."),
+    boolean("force", "Send it even if the client does not ask for it: dhcp-option-force= instead of dhcp-option=."),
+    strings("value_ipv4_list", "Addresses, for datatype ipv4."),
+    string("value_str", "String, for datatype str."),
+    string("value_hex", "Hexadecimal digits, for datatype hex."),
+    integer("value_bytes", "", "Number, for datatype 1byte, 2byte and 4byte."),
     string("name", "Comment at the end of the line."),
 };
 constexpr Key static_lease[] = {
@@ -24,7 +24,7 @@ constexpr Key static_lease[] = {
     string("mac", "Hardware address, with : or -: dhcp-host=MAC."),
     string("device", "Client identifier: dhcp-host=id:DEVICE."),
     string("name", "Host name for the client."),
-    string("ip", "Address for the client; an entry with one that stood before is left out."),
+    string("ip", "Address for the client; an entry with the address of an earlier entry is left out."),
 };
 constexpr char servers_of[] = "auto custom none";
 constexpr Key dhcp_advanced[] = {
@@ -52,23 +52,23 @@ constexpr Key dhcp_advanced[] = {
     string("bootfile", "File that clients boot: dhcp-boot=."),
     string("tftp_server", "Server that holds it: option 66 and dhcp-boot=."),
     boolean("bootp_dynamic", "Lease addresses to BOOTP clients too: bootp-dynamic=."),
-    objects("custom_option", "Options of your own: dhcp-option= or dhcp-option-force= each.", custom_option),
-    objects("static_lease", "Addresses that belong to clients: dhcp-host= each.", static_lease),
+    objects("custom_option", "Options of your own: dhcp-option= or dhcp-option-force= for each.", custom_option),
+    objects("static_lease", "Addresses that belong to clients: dhcp-host= for each.", static_lease),
 };
 constexpr Key dhcp_server[] = {
-    boolean("enable", "Lease addresses; off: requests go to dhcp_relay."),
+    boolean("enable", "Lease addresses; false: requests go to dhcp_relay."),
     string("lease_start", "First address leased, or its last number: dhcp-range=."),
     string("lease_end", "Last address leased, or its last number: dhcp-range=."),
-    duration("lease_time", "How long a lease holds, 120 seconds at least: dhcp-range=."),
+    duration("lease_time", "How long a lease lasts, at least 120 seconds: dhcp-range=."),
     object("advanced",
-           "Options that clients get: dhcp-option= where the number or name of one is given; of mtu "
+           "Options for clients: dhcp-option= where the number or name of an option is given; for mtu "
            "dhcp-option-force=.",
            dhcp_advanced),
 };
 constexpr Key dhcp_relay[] = {string("address", "Server to relay to: dhcp-relay=.")};
 constexpr Key static_address[] = {
-    boolean("enable", "Have it."),
-    string("address", "Address and prefix length: UCI list ip6addr, written as it stands."),
+    boolean("enable", "Use it."),
+    string("address", "Address and prefix length: UCI list ip6addr, written without escapes."),
 };
 constexpr Key dhcpv6_server[] = {
     boolean("enable", "Announce the delegated prefix: dhcp-range= with constructor: and ra-stateless."),
@@ -78,30 +78,32 @@ constexpr Key part[] = {
             "Use the family: the section ipv4_interface_KEY or ipv6_interface_KEY of an ethernet or passthrough "
             "interface, UCI option ip_version of a cellular one, ipv4 or ipv6 of a PPPoE one."),
     word("type", "static dhcp hybrid dhcpv6 prefix_delegation",
-         "Of ethernet interfaces: where addresses come from. ipv4: static, dhcp, or hybrid, which follows the runtime "
+         "For ethernet interfaces: where addresses come from. ipv4: static, dhcp, or hybrid, which follows the runtime "
          "fact hybrid.lanmode; ipv6: dhcpv6 or prefix_delegation."),
     string("address", "IPv4 address and prefix length: UCI options ipaddr and netmask."),
-    string("gateway", "Default gateway of static: UCI option gateway."),
-    strings("dns", "Name servers of static: UCI option dns."),
+    string("gateway", "Default gateway, for type static: UCI option gateway."),
+    strings("dns", "Name servers, for type static: UCI option dns."),
     integer("metric", "",
             "Metric of its routes, lower is preferred: UCI option metric, 0: not written; metric4 or "
             "metric6 of cellular and PPPoE interfaces."),
     within(68, 65535,
            integer("mtu", "bytes",
-                   "Largest packet: UCI options mtu and reqopts where the key stands; mtu4 or mtu6 of cellular "
+                   "Largest packet: UCI options mtu and reqopts when the key is present; mtu4 or mtu6 of cellular "
                    "and PPPoE interfaces.")),
     string("mac", "Hardware address instead of the device's: UCI option macaddr."),
-    boolean("promisc", "Receive frames for anyone: UCI option promisc where the key stands."),
+    boolean("promisc", "Receive frames for any address: UCI option promisc when the key is present."),
     boolean("force_link", "Keep a static address without a link: UCI option force_link."),
-    boolean("dhcp_hostname", "Tell the DHCP server the host name: UCI option dhcp_hostname."),
+    boolean("dhcp_hostname", "Send the host name to the DHCP server: UCI option dhcp_hostname."),
     string("modem_type", "How a cellular interface learns its address: UCI option ip4_method or ip6_method."),
     within(1, 128,
-           integer("prefix_length", "bits", "Size of the network taken of a delegated prefix: UCI option ip6assign.")),
-    string("prefix_id", "Which of its networks, hexadecimal: UCI option ip6hint."),
-    object("static", "IPv6 address beside those learned.", static_address),
-    object("dhcp_server", "DHCP server for IPv4, of static and hybrid, in dnsmasq.conf.", dhcp_server),
-    objects("dhcp_relay", "DHCP servers elsewhere, while dhcp_server is off.", dhcp_relay),
-    object("dhcpv6_server", "Address announcements for IPv6, of prefix_delegation, in dnsmasq.conf.", dhcpv6_server),
+           integer("prefix_length", "bits",
+                   "Prefix length of the network that is taken from a delegated prefix: UCI option ip6assign.")),
+    string("prefix_id", "Which network of that prefix, hexadecimal: UCI option ip6hint."),
+    object("static", "Static IPv6 address besides learned ones.", static_address),
+    object("dhcp_server", "DHCP server for IPv4, for type static and hybrid, in dnsmasq.conf.", dhcp_server),
+    objects("dhcp_relay", "Other DHCP servers to relay to while dhcp_server is disabled.", dhcp_relay),
+    object("dhcpv6_server", "Address announcements for IPv6, for type prefix_delegation, in dnsmasq.conf.",
+           dhcpv6_server),
 };
 constexpr Key pppoe[] = {
     string("username", "Name to log in with: UCI option username."),
@@ -118,13 +120,13 @@ constexpr Key apn[] = {
     string("username", "Name to log in with: username=."),
     secret(string("password", "Password: password=.")),
     string_or("match_carrier", "any other",
-              "Carrier it is for: match_carrier=; empty: any; other: match_carrier_other, where there is one."),
+              "Carrier that it is for: match_carrier=; empty: any; other: match_carrier_other, if that is set."),
     string("match_carrier_other", "Carrier for match_carrier other."),
-    string("match_plmn", "Network number it is for: match_plmn=."),
+    string("match_plmn", "Network number that it is for: match_plmn=."),
     string("auth", "How to log in: auth=."),
     string("ip_version", "Families to ask for: ip_version=."),
     integer("cid", "", "Number of the modem's context: cid=, 0: not written."),
-    boolean("attm2mglobal", "The carrier's machine network: attm2mglobal=."),
+    boolean("attm2mglobal", "Use the carrier's network for machines: attm2mglobal=."),
 };
 constexpr Key interface_modem[] = {
     naming(NamesOf::modems, string("device", "Key of the modem in network.modem: UCI option modem_name.")),
@@ -143,15 +145,15 @@ constexpr Key interface_modem[] = {
     integer("registration_timeout", "seconds", "Time for finding the network: UCI option registration_timeout."),
     integer("connection_timeout", "seconds", "Time for connecting: UCI option connection_timeout."),
     integer("apn_push_timeout", "seconds", "Time for setting the access point: UCI option apn_push_timeout."),
-    boolean("sim_failover", "Change to another SIM after failures, of modems with sim_slot any."),
+    boolean("sim_failover", "Change to another SIM after failures; only for modems with sim_slot any."),
     integer("sim_failover_retries", "", "Failures before that: UCI option sim_failover_retries."),
-    string("sim_failover_alt", "What to do where there is no other SIM: UCI option sim_failover_alt."),
+    string("sim_failover_alt", "What to do without another SIM: UCI option sim_failover_alt."),
     word("sst", "EMBB URLLC MIOT custom",
          "Service type of the network slice: UCI option sst, 01 to 03, or custom_sst."),
     within(0, 255, integer("custom_sst", "", "Service type for sst custom.")),
     within(0, 16777215, integer("sd", "", "Differentiator of the network slice: UCI option sd, empty below 1.")),
     object("custom_gw", "IPv4 gateway instead of the carrier's.", custom_gateway),
-    objects("apn", "Access points: a line each of /var/run/serviceproviders-KEY.txt.", apn),
+    objects("apn", "Access points: a line of /var/run/serviceproviders-KEY.txt for each.", apn),
 };
 constexpr Key pppoe_server[] = {
     string("service_name", "Name of the service offered: UCI option service_name."),
@@ -163,18 +165,18 @@ constexpr Key pppoe_server[] = {
 };
 constexpr Key ancillary[] = {
     boolean("enable",
-            "Have it: the section passthrough_ancillary_ipv4_interface_KEY, and an IPv4 section also while no "
+            "Use it: the section passthrough_ancillary_ipv4_interface_KEY, and an IPv4 section even while no "
             "source is up."),
     string("address", "Address and mask: UCI options ancillary_ipaddr and ancillary_netmask."),
     string("gw", "Address on the loopback device: UCI options ancillary_gateway and ipaddr."),
-    boolean("dns", "Send the client's queries there: UCI option ancillary_dns_redirect."),
+    boolean("dns", "Send the client's DNS queries to it: UCI option ancillary_dns_redirect."),
 };
 constexpr Key passthrough[] = {
     by_interface_name(
         references("src",
-                   "Keys of the interfaces whose addresses are handed on; the first that is up and healthy counts: "
+                   "Keys of the interfaces whose addresses the client gets; the first that is up and healthy is used: "
                    "UCI option passthrough_src.")),
-    string("type", "Where the key stands: UCI option type, and the PPPoE server's options."),
+    string("type", "When the key is present: UCI option type and the options of the PPPoE server."),
     object("pppoe_server", "PPPoE server that the client logs in to.", pppoe_server),
     object("ancillary", "IPv4 address of the router on the client's side.", ancillary),
 };
@@ -185,19 +187,19 @@ constexpr Key interface_keys[] = {
     word("type", "ethernet passthrough modem pppoe hotspot wisun dialin",
          "Kind of interface; hotspot, wisun and dialin get no section, hotspot and passthrough the line "
          "except-interface= in dnsmasq.conf."),
-    device("device", "Device it is on: UCI option ifname. A modem is named in modem.device instead."),
-    boolean("enable", "Have it; the section of a disabled pppoe interface holds UCI option ifname only."),
+    device("device", "Device that it is on: UCI option ifname. A cellular interface has modem.device instead."),
+    boolean("enable", "Use it; the section of a disabled pppoe interface has only UCI option ifname."),
     within(68, 65535,
            integer("mtu", "bytes",
-                   "Largest packet of both families, where the key stands: UCI options mtu and reqopts after "
-                   "those of the part, of ethernet interfaces.")),
-    integer("metric", "", "Drives nothing; metrics stand in ipv4 and ipv6."),
+                   "Largest packet of both families, when the key is present: UCI options mtu and reqopts after "
+                   "those of the part, for ethernet interfaces.")),
+    integer("metric", "", "Has no effect; set metric in ipv4 and ipv6."),
     object("vigil", "Health checks.", interface_vigil),
     object("ipv4", "IPv4 part.", part),
     object("ipv6", "IPv6 part.", part),
-    object("pppoe", "Login of type pppoe.", pppoe),
-    object("modem", "Cellular connection of type modem.", interface_modem),
-    object("passthrough", "What type passthrough hands to the client.", passthrough),
+    object("pppoe", "Login, for type pppoe.", pppoe),
+    object("modem", "Cellular connection, for type modem.", interface_modem),
+    object("passthrough", "What the client gets, for type passthrough.", passthrough),
 };
 
 }  // namespace keys

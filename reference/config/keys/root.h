@@ -1,8 +1,9 @@
 // Every key of the configuration document: its name, its kind, and what the manual and the JSON Schema say about it.
 // A file per section of the document declares them; a key without a description does not compile.
 //
-// A description says what the key means and which line or option of which file it drives. "UCI option" is one of
-// /var/run/uci/network; names that end in "=" are lines of the file that the object or map above is described with.
+// A description says what the key means and which line or option of which file it drives. A "UCI option" is in
+// /var/run/uci/network. A name that ends in "=" is a line of the file that the description of the object or map above
+// names.
 #ifndef TESSERA_REFERENCE_CONFIG_KEYS_ROOT_H
 #define TESSERA_REFERENCE_CONFIG_KEYS_ROOT_H
 
@@ -25,7 +26,7 @@ constexpr Key root[] = {
     object("service", "Services for others.", service),
     object("network", "Devices, interfaces and routes, in /var/run/uci/network.", network),
     object("vpn", "Tunnels.", vpn),
-    map("serial", "Serial ports: the section ppp_KEY each, of dial-in ports.", serial),
+    map("serial", "Serial ports: the section ppp_KEY for each dial-in port.", serial),
     object("auth", "Who may log in, in /var/run/pam.conf.", auth),
 };
 

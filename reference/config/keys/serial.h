@@ -18,16 +18,16 @@ constexpr Key ppp_dialin[] = {
     string("username", "Name to log in with: UCI option username."),
     secret(string("password", "Password: UCI option password.")),
     integer("metric", "", "Metric of its routes, lower is preferred: UCI option metric."),
-    boolean("default_route", "Send everything there: UCI option default_route."),
+    boolean("default_route", "Use the link as default route: UCI option default_route."),
     object("custom", about_custom, custom),
     object("connect", "What happens before PPP starts.", connect_script),
 };
 constexpr Key serial[] = {
     boolean("enable", "Use the port."),
-    term("mode", "ppp_dialin", "Use of the port; ppp_dialin alone gives a section."),
+    term("mode", "ppp_dialin", "Use of the port; only ppp_dialin gives a section."),
     string("baudrate", "Speed: UCI option baudrate."),
     string("flow", "Flow control: UCI option flow."),
-    duration("idle_timeout", "Silence that ends a call: UCI option idle_timeout."),
+    duration("idle_timeout", "Time without traffic that ends a call: UCI option idle_timeout."),
     object("ppp_dialin", "PPP for callers.", ppp_dialin),
 };
 

@@ -8,22 +8,23 @@
 namespace keys {
 
 constexpr Key dns_server[] = {
-    string("domain", "Ask the server for this domain only: server=/DOMAIN/ADDRESS; empty: for every name."),
-    string("address", "Address, with #PORT where it is not 53."),
+    string("domain", "Ask the server only for this domain: server=/DOMAIN/ADDRESS; empty: for every name."),
+    string("address", "Address, with #PORT for another port than 53."),
 };
 constexpr Key dns_host[] = {
     string("name", "Host name."),
     string("address", "Address of either family."),
 };
 constexpr Key dns[] = {
-    boolean("cache_negative_responses", "Remember names that do not exist; off: no-negcache."),
+    boolean("cache_negative_responses", "Remember names that do not exist; false: no-negcache."),
     boolean("query_all_servers", "Ask all upstream servers at once: all-servers."),
     boolean("stop_dns_rebind", "Drop answers from upstream that hold private addresses: stop-dns-rebind."),
     boolean("rebind_localhost_ok",
-            "Let answers in 127.0.0.0/8 pass all the same: rebind-localhost-ok, with stop_dns_rebind only."),
-    objects("server", "Upstream servers: a line server= each.", dns_server),
-    strings("allowlist", "The only domains that are answered: address=/#/, and server=/DOMAIN/# each; empty: all are."),
-    objects("host", "Names that the router knows itself: host-record=NAME,ADDRESS each.", dns_host),
+            "Allow answers in 127.0.0.0/8 nevertheless: rebind-localhost-ok, only with stop_dns_rebind."),
+    objects("server", "Upstream servers: a line server= for each.", dns_server),
+    strings("allowlist",
+            "The only domains that are answered: address=/#/, and server=/DOMAIN/# for each; empty: all domains."),
+    objects("host", "Names that the router itself knows: host-record=NAME,ADDRESS for each.", dns_host),
 };
 constexpr Key multicast[] = {
     boolean("enable", "Write the routes."),
@@ -33,8 +34,8 @@ constexpr Key multicast[] = {
     route_mtu,
     route_metric,
     references("interface",
-               "Interfaces to send the groups to: a route section each, with UCI option interface, and "
-               "source where the address is static."),
+               "Interfaces to send the groups to: a route section for each, with UCI option interface, and "
+               "source when the address is static."),
 };
 constexpr Key service[] = {
     object("dns", "Name resolution, in dnsmasq.conf.", dns),

@@ -1,4 +1,4 @@
-// Keys and shapes that several sections have.
+// Keys and objects that several sections have.
 #ifndef TESSERA_REFERENCE_CONFIG_KEYS_SHARED_H
 #define TESSERA_REFERENCE_CONFIG_KEYS_SHARED_H
 

@@ -8,7 +8,7 @@ namespace keys {
 
 constexpr Key system_keys[] = {
     string("name",
-           "Host name: UCI option hostname of DHCP and cellular interfaces; empty: what /bin/hostname prints for "
+           "Host name: UCI option hostname of DHCP and cellular interfaces; empty: the output of /bin/hostname for "
            "the former."),
     boolean("fips",
             "Restrict IPsec to approved algorithms: other proposals are dropped, and a tunnel that is left "

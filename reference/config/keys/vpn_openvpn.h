@@ -1,4 +1,4 @@
-// "vpn.openvpn". The presence of `username` distinguishes a client from a server, so only a client has that member.
+// "vpn.openvpn". The member `username` marks an entry as a client, so servers do not have it.
 #ifndef TESSERA_REFERENCE_CONFIG_KEYS_VPN_OPENVPN_H
 #define TESSERA_REFERENCE_CONFIG_KEYS_VPN_OPENVPN_H
 
@@ -13,19 +13,20 @@ constexpr Key advanced_options[] = {
             "remote-cert-tls and cipher."),
     lines("extra", "Options at the end of a server's file; -- starts a new line."),
 };
+// Clients have these keys too.
 constexpr Key openvpn_server[] = {
-    boolean("enable", "Have it."),
+    boolean("enable", "Use it."),
     integer("metric", "", "Metric of its routes, lower is preferred: UCI option metric."),
-    boolean("use_file", "Client: take config_file instead of lines made from the keys below."),
+    boolean("use_file", "Client: use config_file instead of lines made from the keys below."),
     lines("config_file", "Client: OpenVPN configuration; devices, scripts and credentials in it are replaced."),
     term("device_type", "tun tap tap_bridge",
-         "Kind of device: dev-type; of a server also the topology: tun net30, tap subnet, tap_bridge bridged."),
+         "Kind of device: dev-type; for a server also the topology: tun net30, tap subnet, tap_bridge bridged."),
     string("server", "Client: host name or address of the server: remote."),
     within(1, 65535, integer("port", "port", "Port of the server: remote of a client, port of a server.")),
     strings("protocol", "Server: the first is used, such as udp or tcp-server: proto."),
-    lines("cacert", "Certificate that vouches for the other side, PEM: <ca>."),
-    lines("public_cert", "Client: own certificate, PEM, with private_key only: <cert>."),
-    secret(lines("private_key", "Client: own key, PEM, with public_cert only: <key>.")),
+    lines("cacert", "CA certificate for the other side, PEM: <ca>."),
+    lines("public_cert", "Client: own certificate, PEM, only with private_key: <cert>."),
+    secret(lines("private_key", "Client: own key, PEM, only with public_cert: <key>.")),
     string("server_address", "Server: address in the tunnel and prefix length: ifconfig, UCI option server_network."),
     within(0, 254,
            integer("server_first_ip", "",
@@ -35,7 +36,7 @@ constexpr Key openvpn_server[] = {
            integer("server_last_ip", "", "Server: last number of the last address for clients: ifconfig-pool.")),
     boolean("autogenerate", "Server: use the certificates in /etc/ssl/certs and ask clients for a password."),
     word("authentication", "cert passwd both",
-         "Server: what clients show; passwd: verify-client-cert none; cert: no auth-user-pass-verify."),
+         "Server: how clients authenticate; passwd: verify-client-cert none; cert: no auth-user-pass-verify."),
     lines("server_cert", "Server: own certificate, PEM: <cert>."),
     secret(lines("server_key", "Server: own key, PEM: <key>.")),
     lines("diffie", "Server: Diffie-Hellman parameters, PEM: <dh>."),
