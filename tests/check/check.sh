@@ -57,12 +57,12 @@ for bar in warning note; do
 $work/odd.json:1:13: $odd
 OUTPUT
 done
-cp "$work/odd.json" "$work/piped.json"
+{ printf '%100000s' '' && cat "$work/odd.json"; } >"$work/piped.json" # more than a pipe holds
 [ "$("$program" check - /dev/fd/3 <"$work/odd.json" 3<<FILE
 $(cat "$work/piped.json")
 FILE
 )" = "-:1:13: $odd
-/dev/fd/3:1:13: $odd" ] || { echo "standard input or a pipe is not read"; failed=1; }
+/dev/fd/3:1:100013: $odd" ] || { echo "standard input or a pipe is not read"; failed=1; }
 expect 1 '' check --summary "$work/odd.json" absent.json "$work/odd.json" <<'OUTPUT'
 2 × unknown-key system.nam (odd odd)
 1 × unreadable  (absent)

@@ -138,17 +138,6 @@ TEST(ConfigLoad, RefusesFilesThatItCannotRead) {
   EXPECT_EQ(line_of(findings.at(0)), " is larger than 256 MiB\n");
 }
 
-TEST(ConfigLoad, ReadsPipes) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  std::string document = "{\"system\":{\"name\":\"gw\"}" + repeat(" ", 60000) + "}";
-  ASSERT_EQ(write(ends[1], document.data(), document.size()), static_cast<ssize_t>(document.size()));
-  close(ends[1]);
-  OwnedTree root(config_load_file(("/dev/fd/" + std::to_string(ends[0])).c_str()));
-  close(ends[0]);
-  EXPECT_STREQ(config_get_string(root.get(), "system.name"), "gw");
-}
-
 TEST(ConfigLoad, GoesOnWithoutWhatItDoesNotKnow) {
   for (const Case &each : read_cases("ignored.cases")) {
     std::string logged;
