@@ -1,37 +1,37 @@
-// Builds the network model from the configuration tree, in three steps. Step 1 collects the carriers of interfaces
-// (devices, radios and modems) in model order. Step 2 puts each interface into the queue of its carrier. Step 3 appends
-// all nodes in depth-first order.
+// Building the network model from the configuration tree.
+//
+// First come the carriers of interfaces (devices, radios and modems), then the ports and slaves of devices, then the
+// interfaces and their parts. At the end all nodes are linked in depth-first order.
 #include "network/build.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
+#include <span>
+#include <string>
 
 #include "platform/ranges.h"
 
 namespace {
 
-constexpr InterfaceKind interface_kinds[] = {
-    {"ethernet", NETWORK_INTERFACE_ETHERNET, PartRule::by_type},
-    {"passthrough", NETWORK_INTERFACE_PASSTHROUGH, PartRule::passthrough},
-    {"modem", NETWORK_INTERFACE_MODEM, PartRule::without},
-    {"pppoe", NETWORK_INTERFACE_PPPOE, PartRule::without},
-    {"hotspot", NETWORK_INTERFACE_HOTSPOT, PartRule::without},
-    {"wisun", NETWORK_INTERFACE_WISUN, PartRule::without},
-    {"dialin", NETWORK_INTERFACE_DIALIN, PartRule::without},
-};
-
-struct PartKind {
+// A type that an entry of network.interface, or a part of it, may have.
+struct InterfaceKind {
   const char *type;
   NetworkInterfaceType interface_type;
 };
 
-constexpr PartKind ipv4_kinds[] = {
+constexpr InterfaceKind interface_kinds[] = {
+    {"ethernet", NETWORK_INTERFACE_ETHERNET}, {"passthrough", NETWORK_INTERFACE_PASSTHROUGH},
+    {"modem", NETWORK_INTERFACE_MODEM},       {"pppoe", NETWORK_INTERFACE_PPPOE},
+    {"hotspot", NETWORK_INTERFACE_HOTSPOT},   {"wisun", NETWORK_INTERFACE_WISUN},
+    {"dialin", NETWORK_INTERFACE_DIALIN},
+};
+
+constexpr InterfaceKind ipv4_kinds[] = {
     {"static", NETWORK_INTERFACE_STATIC},
     {"dhcp", NETWORK_INTERFACE_DHCP},
     {"hybrid", NETWORK_INTERFACE_HYBRID},
 };
-constexpr PartKind ipv6_kinds[] = {
+constexpr InterfaceKind ipv6_kinds[] = {
     {"dhcpv6", NETWORK_INTERFACE_DHCPV6},
     {"prefix_delegation", NETWORK_INTERFACE_PREFIX_DELEGATION},
 };
@@ -39,7 +39,7 @@ constexpr PartKind ipv6_kinds[] = {
 struct Family {
   const char *key;
   const char *prefix;
-  std::span<const PartKind> kinds;
+  std::span<const InterfaceKind> kinds;
   NetworkInterfaceType passthrough;
 };
 
@@ -48,137 +48,109 @@ constexpr Family families[] = {
     {"ipv6", "ipv6_interface_", ipv6_kinds, NETWORK_INTERFACE_PASSTHROUGH6},
 };
 
-void queue_interface(Builder &build, const ConfigNode *modems, const ConfigNode *entry) {
-  const char *type = config_get_string(entry, "type");
-  const InterfaceKind *kind = find_row(interface_kinds, type);
-  // A disabled PPPoE interface gets a section too.
-  const bool kept_disabled = kind != nullptr && kind->interface_type == NETWORK_INTERFACE_PPPOE;
-  if (!kept_disabled && !config_get_bool(entry, "enable")) return;
-  if (kind == nullptr) {
-    report_type(entry, type, "interface type", interface_kinds, "the interface is left out");
-    return;
+// A new node, the last child of `parent`.
+NetworkNode &add_node(Builder &build, NetworkNode &parent, uint32_t type, uint32_t detail, const ConfigNode *config) {
+  NetworkNode &node = new_node(build.store, type, detail, config);
+  append_child(parent, node);
+  return node;
+}
+
+void add_interface(Builder &build, NetworkNode &parent, uint32_t type, const ConfigNode *config, const char *name,
+                   const char *prefix) {
+  NetworkNode &node = add_node(build, parent, NETWORK_NODE_INTERFACE, type, config);
+  node.key = config_key(config);
+  node.name = name;
+  node.interface_name = keep(build.store, prefix, name);
+}
+
+// A path reference with dots: "/network/device/eth1" gives "network.device.eth1".
+const char *dotted(ModelStore &store, const char *reference) {
+  std::string &path = store.strings.emplace_back(*reference == '/' ? reference + 1 : reference);
+  std::replace(path.begin(), path.end(), '/', '.');
+  return path.c_str();
+}
+
+void add_members(Builder &build, NetworkNode &device, uint32_t type) {
+  const ConfigNode *references = config_array(device.config, "device");
+  for (size_t i = 0; i < config_array_count(references); i++) {
+    const ConfigNode *config = config_array_get_ref(references, i);
+    const Carrier *member = find_carrier(build, config, NETWORK_NODE_DEVICE);
+    if (!is_usable(member)) continue;
+    NetworkNode &node = add_node(build, device, type, 0, config);
+    node.key = dotted(build.store, config_array_get_string(references, i));
+    node.name = member->node->name;
   }
-  Carrier *carrier;
-  if (kind->interface_type == NETWORK_INTERFACE_MODEM) {
+}
+
+// Adds the ports and slaves of devices, and the interface that each tunnel device has.
+void add_members_and_tunnels(Builder &build) {
+  for (const Carrier &carrier : build.carriers) {
+    NetworkNode &node = *carrier.node;
+    if (!carrier.in_model || node.type != NETWORK_NODE_DEVICE) continue;
+    if (node.detail == NETWORK_DEVICE_BRIDGE) add_members(build, node, NETWORK_NODE_BRIDGE_PORT);
+    if (node.detail == NETWORK_DEVICE_BOND) add_members(build, node, NETWORK_NODE_BOND_SLAVE);
+    if (carrier.prefix == nullptr) continue;
+    const bool ipsec = node.detail == NETWORK_DEVICE_IPSEC;
+    add_interface(build, node, ipsec ? NETWORK_INTERFACE_IPSEC : NETWORK_INTERFACE_OPENVPN, node.config, node.key,
+                  carrier.prefix);
+  }
+}
+
+// The parent of an interface of that type: its device or modem; the root when it has none.
+NetworkNode &carrier_of(Builder &build, const ConfigNode *entry, NetworkInterfaceType type) {
+  const Carrier *carrier;
+  if (type == NETWORK_INTERFACE_MODEM) {
     const char *modem = config_get_string(entry, "modem.device");
+    const ConfigNode *modems = config_object(build.root, "network.modem");
     carrier = is_set(modem) ? find_carrier(build, config_object_get(modems, modem), NETWORK_NODE_MODEM) : nullptr;
   } else {
     carrier = find_carrier(build, config_get_ref(entry, "device"), NETWORK_NODE_DEVICE);
     if (!is_usable(carrier)) carrier = nullptr;
   }
-  build.interfaces.push_back({entry, kind, none});
-  enqueue(carrier != nullptr ? carrier->below : build.unplaced, build.interfaces,
-          static_cast<uint32_t>(build.interfaces.size() - 1));
+  return carrier != nullptr ? *carrier->node : build.store.nodes.front();
 }
 
-void queue_interfaces(Builder &build) {
-  const ConfigNode *modems = config_object(build.root, "network.modem");
-  for (const ConfigNode *entry : members(config_object(build.root, "network.interface")))
-    queue_interface(build, modems, entry);
+void add_interfaces(Builder &build) {
+  for (const ConfigNode *entry : members(config_object(build.root, "network.interface"))) {
+    const char *type = config_get_string(entry, "type");
+    const InterfaceKind *kind = find_row(interface_kinds, type);
+    // A disabled PPPoE interface gets a section too.
+    const bool kept_disabled = kind != nullptr && kind->interface_type == NETWORK_INTERFACE_PPPOE;
+    if (!kept_disabled && !config_get_bool(entry, "enable")) continue;
+    if (kind == nullptr) {
+      report_type(entry, type, "interface type", interface_kinds, "the interface is left out");
+      continue;
+    }
+    add_interface(build, carrier_of(build, entry, kind->interface_type), kind->interface_type, entry, config_key(entry),
+                  "interface_");
+  }
 }
 
-struct NewNode {
-  const ConfigNode *config;
-  const char *key;
-  const char *name;
-  int type;
-  int detail = 0;
-  const char *prefix = nullptr;
-};
-
-// Appends a node below `parent` and returns its index. `close` must follow its last descendant, if it has any.
-uint32_t open(Builder &build, uint32_t parent, const NewNode &node) {
-  ModelStore &store = build.store;
-  const auto index = static_cast<uint32_t>(store.nodes.size());
-  uint32_t &last = build.last_of_type[node.type];
-  if (last != 0)
-    store.nodes[last].next_of_type = index - last;
-  else
-    store.first_of_type[node.type] = index;
-  last = index;
-  store.nodes.push_back({.config = node.config,
-                         .key = node.key,
-                         .name = node.name,
-                         .prefix = node.prefix,
-                         .interface_name = nullptr,
-                         .up = index - parent,
-                         .size = 1,
-                         .next_of_type = 0,
-                         .type = static_cast<uint8_t>(node.type),
-                         .detail = static_cast<uint8_t>(node.detail)});
-  return index;
-}
-
-void close(Builder &build, uint32_t index) {
-  build.store.nodes[index].size = static_cast<uint32_t>(build.store.nodes.size()) - index;
-}
-
-void lay_part(Builder &build, uint32_t parent, const QueuedInterface &interface, const Family &family) {
+void add_part(Builder &build, NetworkNode &interface, const Family &family) {
   const ConfigNode *part = config_object_get(interface.config, family.key);
   if (!config_get_bool(part, "enable")) return;
-  int detail = family.passthrough;
-  if (interface.kind->parts == PartRule::by_type) {
+  uint32_t detail = family.passthrough;
+  if (interface.detail == NETWORK_INTERFACE_ETHERNET) {
     const char *type = config_get_string(part, "type");
-    const PartKind *kind = find_row(family.kinds, type);
+    const InterfaceKind *kind = find_row(family.kinds, type);
     if (kind == nullptr) {
       report_type(part, type, (std::string(family.key) + " type").c_str(), family.kinds, "it is left out");
       return;
     }
     detail = kind->interface_type;
   }
-  open(build, parent, {part, family.key, build.store.nodes[parent].name, NETWORK_NODE_PROTO, detail, family.prefix});
+  NetworkNode &node = add_node(build, interface, NETWORK_NODE_PROTO, detail, part);
+  node.key = family.key;
+  node.name = interface.name;
+  node.interface_name = keep(build.store, family.prefix, node.name);
 }
 
-void lay_interfaces(Builder &build, uint32_t parent, const Queue &queue) {
-  for (uint32_t next = queue.first; next != none; next = build.interfaces[next].next) {
-    const QueuedInterface &interface = build.interfaces[next];
-    const char *key = config_key(interface.config);
-    const uint32_t node =
-        open(build, parent,
-             {interface.config, key, key, NETWORK_NODE_INTERFACE, interface.kind->interface_type, "interface_"});
-    if (interface.kind->parts != PartRule::without)
-      for (const Family &family : families) lay_part(build, node, interface, family);
-    close(build, node);
-  }
-}
-
-// The dotted form of a path reference: "/network/device/eth1" gives "network.device.eth1".
-const char *dotted(Builder &build, const char *reference) {
-  char *string = build.store.strings.join(*reference == '/' ? reference + 1 : reference, {});
-  for (char *next = strchr(string, '/'); next != nullptr; next = strchr(next, '/')) *next = '.';
-  return string;
-}
-
-void lay_members(Builder &build, uint32_t parent, const Carrier &carrier, int type) {
-  const ConfigNode *members = config_array(carrier.config, "device");
-  const size_t count = config_array_count(members);
-  for (size_t index = 0; index < count; ++index) {
-    const ConfigNode *config = config_array_get_ref(members, index);
-    const Carrier *member = find_carrier(build, config, NETWORK_NODE_DEVICE);
-    if (is_usable(member))
-      open(build, parent, {config, dotted(build, config_array_get_string(members, index)), member->name, type});
-  }
-}
-
-void lay_carrier(Builder &build, const Carrier &carrier) {
-  const uint32_t parent = carrier.in_radio ? build.last_of_type[NETWORK_NODE_RADIO] : 0;
-  const uint32_t node =
-      open(build, parent, {carrier.config, carrier.key, carrier.name, carrier.type, carrier.device_type});
-  if (carrier.type == NETWORK_NODE_RADIO) {
-    for (uint32_t next = carrier.below.first; next != none; next = build.carriers[next].next)
-      lay_carrier(build, build.carriers[next]);
-  } else {
-    if (carrier.device_type == NETWORK_DEVICE_BRIDGE) lay_members(build, node, carrier, NETWORK_NODE_BRIDGE_PORT);
-    if (carrier.device_type == NETWORK_DEVICE_BOND) lay_members(build, node, carrier, NETWORK_NODE_BOND_SLAVE);
-    if (carrier.prefix != nullptr) {
-      const bool ipsec = carrier.device_type == NETWORK_DEVICE_IPSEC;
-      open(build, node,
-           {carrier.config, carrier.key, carrier.key, NETWORK_NODE_INTERFACE,
-            ipsec ? NETWORK_INTERFACE_IPSEC : NETWORK_INTERFACE_OPENVPN, carrier.prefix});
-    }
-    lay_interfaces(build, node, carrier.below);
-  }
-  close(build, node);
+// The parts of all interfaces below the node, in depth-first order.
+void add_parts(Builder &build, NetworkNode &node) {
+  for (NetworkNode *child = node.first_child; child != nullptr; child = child->next_sibling) add_parts(build, *child);
+  const bool has_parts = node.detail == NETWORK_INTERFACE_ETHERNET || node.detail == NETWORK_INTERFACE_PASSTHROUGH;
+  if (node.type != NETWORK_NODE_INTERFACE || !has_parts) return;
+  for (const Family &family : families) add_part(build, node, family);
 }
 
 // A map whose entries become interfaces without a device. They follow those of network.interface.
@@ -196,35 +168,66 @@ constexpr LooseSource loose_sources[] = {
     {"serial", "ppp_dialin", NETWORK_INTERFACE_PPP_DIALIN, "ppp_"},
 };
 
-void lay_loose_interfaces(Builder &build, const LooseSource &source) {
-  for (const ConfigNode *entry : members(config_object(build.root, source.path))) {
-    const ConfigNode *config = source.member != nullptr ? config_object(entry, source.member) : entry;
-    if (config == nullptr) continue;
-    open(build, 0, {config, config_key(config), config_key(entry), NETWORK_NODE_INTERFACE, source.type, source.prefix});
+void add_loose_interfaces(Builder &build) {
+  for (const LooseSource &source : loose_sources) {
+    for (const ConfigNode *entry : members(config_object(build.root, source.path))) {
+      const ConfigNode *config = source.member != nullptr ? config_object(entry, source.member) : entry;
+      if (config != nullptr)
+        add_interface(build, build.store.nodes.front(), source.type, config, config_key(entry), source.prefix);
+    }
   }
 }
 
-void lay_nodes(Builder &build) {
-  std::vector<NetworkNode> &nodes = build.store.nodes;
-  nodes.reserve(1 + build.carriers.size() + 3 * build.interfaces.size());
-  NetworkNode &root = nodes.emplace_back();
-  root.store = &build.store;
-  root.key = root.name = "";
-  root.type = NETWORK_NODE_ROOT;
-  for (const Carrier &carrier : build.carriers)
-    if (carrier.in_model && !carrier.in_radio) lay_carrier(build, carrier);
-  lay_interfaces(build, 0, build.unplaced);
-  for (const LooseSource &source : loose_sources) lay_loose_interfaces(build, source);
-  close(build, 0);
+// The last nodes that link_below has seen.
+struct Links {
+  NetworkNode *last;
+  NetworkNode *last_of_type[node_type_count] = {};
+};
+
+// Links all nodes below the node in depth-first order.
+void link_below(ModelStore &store, const NetworkNode &node, Links &links) {
+  for (NetworkNode *child = node.first_child; child != nullptr; child = child->next_sibling) {
+    links.last->next = child;
+    links.last = child;
+    NetworkNode *&last = links.last_of_type[child->type];
+    (last != nullptr ? last->next_of_type : store.first_of_type[child->type]) = child;
+    last = child;
+    link_below(store, *child, links);
+  }
 }
 
 }  // namespace
 
+const char *keep(ModelStore &store, std::string_view first, std::string_view second, std::string_view third) {
+  return store.strings.emplace_back(first).append(second).append(third).c_str();
+}
+
+NetworkNode &new_node(ModelStore &store, uint32_t type, uint32_t detail, const ConfigNode *config) {
+  NetworkNode &node = store.nodes.emplace_back();
+  node.type = type;
+  node.detail = detail;
+  node.config = config;
+  return node;
+}
+
+void append_child(NetworkNode &parent, NetworkNode &child) {
+  child.parent = &parent;
+  (parent.last_child != nullptr ? parent.last_child->next_sibling : parent.first_child) = &child;
+  parent.last_child = &child;
+}
+
 NetworkModel *network_load(const ConfigNode *root) {
   auto store = std::make_unique<ModelStore>();
-  Builder build{.root = root, .store = *store, .carriers = {}, .stretches = {}, .interfaces = {}, .unplaced = {}};
-  collect_carriers(build);
-  queue_interfaces(build);
-  lay_nodes(build);
-  return store.release()->nodes.data();
+  NetworkNode &model = new_node(*store, NETWORK_NODE_ROOT, 0, nullptr);
+  model.store = store.get();
+  Builder build{.root = root, .store = *store, .carriers = {}, .made_from = {}};
+  place_carriers(build);
+  add_members_and_tunnels(build);
+  add_interfaces(build);
+  add_parts(build, model);
+  add_loose_interfaces(build);
+  Links links{.last = &model};
+  link_below(*store, model, links);
+  store.release();
+  return &model;
 }

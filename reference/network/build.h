@@ -3,83 +3,32 @@
 #define TESSERA_REFERENCE_NETWORK_BUILD_H
 
 #include <cstdint>
-#include <span>
+#include <cstring>
+#include <deque>
+#include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "config/characters.h"
 #include "config/report.h"
 #include "network/model.h"
 
-inline constexpr uint32_t none = UINT32_MAX;
-
-// A queue linked through the elements of a vector: the indexes of its first and last element.
-struct Queue {
-  uint32_t first = none;
-  uint32_t last = none;
-};
-
 // A node that carries interfaces: a device, radio or modem.
 struct Carrier {
-  const ConfigNode *config;
-  size_t id;  // config_node_id of that node
-  const char *key;
-  const char *name;      // null for a VLAN until its base is known
-  const char *prefix;    // of the interface that comes with a tunnel device; null for other devices
-  Queue below;           // its interfaces; for a radio, its devices
-  uint32_t next = none;  // the next device of the same radio
-  NetworkNodeType type;
-  NetworkDeviceType device_type;
-  bool in_model = true;
-  bool in_radio = false;
+  NetworkNode *node;
+  const char *prefix;     // of the interface that comes with a tunnel device; null for other devices
+  bool in_model = true;   // false for a device that is left out
+  bool named = true;      // false for a VLAN whose base is not known yet
   bool visiting = false;  // used by name_vlan
-};
-
-// The protocol parts of an interface: none, by the type of the part, or parts of a passthrough interface.
-enum class PartRule { without, by_type, passthrough };
-
-// A type of entry of network.interface.
-struct InterfaceKind {
-  const char *type;
-  NetworkInterfaceType interface_type;
-  PartRule parts;
-};
-
-// An interface that has no node yet.
-struct QueuedInterface {
-  const ConfigNode *config;
-  const InterfaceKind *kind;
-  uint32_t next;  // in the queue of its carrier
-};
-
-// The carriers of one source: indexes from `begin` up to, but without, `end`. Their IDs increase, and the ranges of IDs
-// of two stretches do not overlap.
-struct Stretch {
-  size_t begin;
-  size_t end;
 };
 
 struct Builder {
   const ConfigNode *root;
   ModelStore &store;
-  std::vector<Carrier> carriers;
-  std::vector<Stretch> stretches;  // one for each source that has carriers
-  std::vector<QueuedInterface> interfaces;
-  Queue unplaced;       // interfaces without a device or modem
-  int32_t tunnels = 0;  // number of IPsec tunnels so far
-  uint32_t last_of_type[node_type_count] = {};
+  std::deque<Carrier> carriers;                       // in model order
+  std::map<const ConfigNode *, Carrier *> made_from;  // by the configuration node
+  int32_t tunnels = 0;                                // number of IPsec tunnels so far
 };
-
-// Appends the element with that index to the queue.
-template <typename Element>
-void enqueue(Queue &queue, std::vector<Element> &elements, uint32_t index) {
-  if (queue.first == none)
-    queue.first = index;
-  else
-    elements[queue.last].next = index;
-  queue.last = index;
-}
 
 inline bool is_set(const char *string) {
   return string != nullptr && *string != '\0';
@@ -88,8 +37,10 @@ inline bool is_set(const char *string) {
 // The row of a table for that type; null when there is none.
 template <typename Rows>
 auto find_row(const Rows &rows, const char *type) -> decltype(&rows[0]) {
-  for (const auto &row : rows)
-    if (type != nullptr && std::string_view(row.type) == type) return &row;
+  if (type == nullptr) return nullptr;
+  for (const auto &row : rows) {
+    if (strcmp(row.type, type) == 0) return &row;
+  }
   return nullptr;
 }
 
@@ -106,8 +57,17 @@ void report_type(const ConfigNode *entry, const char *type, const char *what, co
                   known.c_str(), outcome);
 }
 
-// Collects the devices, radios and modems in model order, gives names to the VLANs and puts devices into radios.
-void collect_carriers(Builder &build);
+// The strings as one, which belongs to the store.
+const char *keep(ModelStore &store, std::string_view first, std::string_view second, std::string_view third = {});
+
+// A new node of the store. It has no place in the tree yet.
+NetworkNode &new_node(ModelStore &store, uint32_t type, uint32_t detail, const ConfigNode *config);
+
+// Makes the node the last child of `parent`.
+void append_child(NetworkNode &parent, NetworkNode &child);
+
+// Puts the devices, radios and modems into the model, and gives names to the VLANs.
+void place_carriers(Builder &build);
 
 // The carrier that was made from that configuration node; null when there is none or it has another type.
 Carrier *find_carrier(Builder &build, const ConfigNode *config, NetworkNodeType type);

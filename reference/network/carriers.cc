@@ -1,6 +1,6 @@
 // Collects the devices, radios and modems of the model.
-#include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "network/build.h"
 #include "platform/ranges.h"
@@ -17,15 +17,11 @@ struct Source {
 };
 
 Carrier &add_carrier(Builder &build, const ConfigNode *entry, const Source &source) {
-  const char *key = config_key(entry);
-  return build.carriers.emplace_back(Carrier{.config = entry,
-                                             .id = config_node_id(entry),
-                                             .key = key,
-                                             .name = key,
-                                             .prefix = source.prefix,
-                                             .below = {},
-                                             .type = source.type,
-                                             .device_type = source.device_type});
+  NetworkNode &node = new_node(build.store, source.type, source.device_type, entry);
+  node.key = node.name = config_key(entry);
+  Carrier &carrier = build.carriers.emplace_back(Carrier{.node = &node, .prefix = source.prefix});
+  build.made_from.emplace(entry, &carrier);
+  return carrier;
 }
 
 void add_plain(Builder &build, const ConfigNode *entry, const Source &source) {
@@ -52,22 +48,22 @@ void add_hardware(Builder &build, const ConfigNode *entry, const Source &source)
     report_type(entry, type, "device type", hardware_kinds, "the device is left out");
     carrier.in_model = false;
   } else {
-    carrier.device_type = kind->device_type;
+    carrier.node->detail = kind->device_type;
   }
   if (is_set(name))
-    carrier.name = name;
+    carrier.node->name = name;
   else if (type != nullptr && strcmp(type, "usb_ethernet") == 0)
-    carrier.name = "";  // the adapter is not plugged in
+    carrier.node->name = "";  // the adapter is not plugged in
 }
 
 void add_vlan(Builder &build, const ConfigNode *entry, const Source &source) {
-  add_carrier(build, entry, source).name = nullptr;
+  add_carrier(build, entry, source).named = false;
 }
 
 void add_l2tpeth_sessions(Builder &build, const ConfigNode *tunnel, const Source &source) {
   for (const ConfigNode *session : members(config_object(tunnel, "session"))) {
-    Carrier &carrier = add_carrier(build, session, source);
-    carrier.name = build.store.strings.join(config_key(tunnel), "_", carrier.key);
+    NetworkNode &node = *add_carrier(build, session, source).node;
+    node.name = keep(build.store, config_key(tunnel), "_", node.key);
   }
 }
 
@@ -76,7 +72,7 @@ void add_openvpn(Builder &build, const ConfigNode *entry, const Source &source) 
 }
 
 void add_ipsec_tunnel(Builder &build, const ConfigNode *entry, const Source &source) {
-  add_carrier(build, entry, source).name = build.store.strings.join("ipsec", std::to_string(int64_t{++build.tunnels}));
+  add_carrier(build, entry, source).node->name = keep(build.store, "ipsec", std::to_string(++build.tunnels));
 }
 
 // In model order.
@@ -101,26 +97,24 @@ constexpr Source sources[] = {
 
 void add_sources(Builder &build) {
   for (const Source &source : sources) {
-    const size_t begin = build.carriers.size();
     for (const ConfigNode *entry : members(config_object(build.root, source.path))) source.add(build, entry, source);
-    if (build.carriers.size() > begin) build.stretches.push_back({begin, build.carriers.size()});
   }
 }
 
 Carrier *base_of(Builder &build, const Carrier *vlan) {
-  return find_carrier(build, config_get_ref(vlan->config, "device"), NETWORK_NODE_DEVICE);
+  return find_carrier(build, config_get_ref(vlan->node->config, "device"), NETWORK_NODE_DEVICE);
 }
 
 void leave_out_vlan(Carrier *vlan, const char *reason) {
-  config_report(config_nearest(vlan->config, "device"), Rule::vlan_base, "the VLAN is left out: %s", reason);
-  vlan->name = "";
+  config_report(config_nearest(vlan->node->config, "device"), Rule::vlan_base, "the VLAN is left out: %s", reason);
+  vlan->node->name = "";
   vlan->in_model = false;
 }
 
 // Gives names to the VLAN and the VLANs below it, or leaves them out. `chain` is empty scratch space.
 void name_vlan(Builder &build, Carrier *vlan, std::vector<Carrier *> &chain) {
   Carrier *base = vlan;
-  while (base != nullptr && base->name == nullptr && !base->visiting) {
+  while (base != nullptr && !base->named && !base->visiting) {
     base->visiting = true;
     chain.push_back(base);
     base = base_of(build, base);
@@ -130,6 +124,7 @@ void name_vlan(Builder &build, Carrier *vlan, std::vector<Carrier *> &chain) {
   for (; !chain.empty(); chain.pop_back()) {
     Carrier *carrier = chain.back();
     carrier->visiting = false;
+    carrier->named = true;
     if (base == nullptr)
       leave_out_vlan(carrier, "it has no base device");
     else if (circle != nullptr)
@@ -137,8 +132,8 @@ void name_vlan(Builder &build, Carrier *vlan, std::vector<Carrier *> &chain) {
     else if (!base->in_model)
       leave_out_vlan(carrier, "its base device is left out");
     else
-      carrier->name =
-          build.store.strings.join(base->name, ".", std::to_string(int64_t{config_get_int(carrier->config, "id")}));
+      carrier->node->name =
+          keep(build.store, base->node->name, ".", std::to_string(config_get_int(carrier->node->config, "id")));
     if (carrier == circle) circle = nullptr;
     base = carrier;
   }
@@ -147,42 +142,31 @@ void name_vlan(Builder &build, Carrier *vlan, std::vector<Carrier *> &chain) {
 void name_vlans(Builder &build) {
   std::vector<Carrier *> chain;
   for (Carrier &carrier : build.carriers)
-    if (carrier.name == nullptr) name_vlan(build, &carrier, chain);
+    if (!carrier.named) name_vlan(build, &carrier, chain);
 }
 
-void put_devices_in_radios(Builder &build) {
-  for (uint32_t index = 0; index < build.carriers.size(); ++index) {
-    Carrier &carrier = build.carriers[index];
-    if (carrier.type != NETWORK_NODE_DEVICE || carrier.device_type != NETWORK_DEVICE_WLAN) continue;
-    Carrier *radio = find_carrier(build, config_get_ref(carrier.config, "radio"), NETWORK_NODE_RADIO);
-    if (radio == nullptr) continue;
-    carrier.in_radio = true;
-    enqueue(radio->below, build.carriers, index);
-  }
+// The parent of a carrier: its radio for a wireless device that has one, otherwise the root.
+NetworkNode &parent_of(Builder &build, const NetworkNode &node) {
+  if (node.type != NETWORK_NODE_DEVICE || node.detail != NETWORK_DEVICE_WLAN) return build.store.nodes.front();
+  const Carrier *radio = find_carrier(build, config_get_ref(node.config, "radio"), NETWORK_NODE_RADIO);
+  return radio != nullptr ? *radio->node : build.store.nodes.front();
 }
 
 }  // namespace
 
 Carrier *find_carrier(Builder &build, const ConfigNode *config, NetworkNodeType type) {
-  if (config == nullptr) return nullptr;
-  const size_t id = config_node_id(config);
-  for (const Stretch &stretch : build.stretches) {
-    Carrier *begin = &build.carriers[stretch.begin];
-    Carrier *end = begin + (stretch.end - stretch.begin);
-    if (id < begin->id || id > end[-1].id) continue;
-    Carrier *carrier =
-        std::lower_bound(begin, end, id, [](const Carrier &each, size_t wanted) { return each.id < wanted; });
-    return carrier->id == id && carrier->type == type ? carrier : nullptr;
-  }
-  return nullptr;
+  const auto found = build.made_from.find(config);
+  return found != build.made_from.end() && found->second->node->type == type ? found->second : nullptr;
 }
 
 bool is_usable(const Carrier *device) {
-  return device != nullptr && device->in_model && *device->name != '\0';
+  return device != nullptr && device->in_model && *device->node->name != '\0';
 }
 
-void collect_carriers(Builder &build) {
+void place_carriers(Builder &build) {
   add_sources(build);
   name_vlans(build);
-  put_devices_in_radios(build);
+  for (Carrier &carrier : build.carriers) {
+    if (carrier.in_model) append_child(parent_of(build, *carrier.node), *carrier.node);
+  }
 }

@@ -1,57 +1,47 @@
-// The network model in memory: one array of all nodes in depth-first order. A subtree is a range of the array, and a
-// node refers to its parent and to the next node of its type by their distance in the array.
+// The network model in memory: a tree of nodes.
 #ifndef TESSERA_REFERENCE_NETWORK_MODEL_H
 #define TESSERA_REFERENCE_NETWORK_MODEL_H
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <string_view>
-#include <vector>
+#include <deque>
+#include <map>
+#include <string>
+#include <utility>
 
 #include "platform/network.h"
+
+inline constexpr size_t node_type_count = NETWORK_NODE_MODEM + 1;
 
 struct ModelStore;
 
 struct NetworkNode {
-  union {
-    const ConfigNode *config;
-    ModelStore *store;  // in the root, which has no configuration node
-  };
-  const char *key;
-  const char *name;
-  const char *prefix;          // of an interface or part: precedes `name` in the interface manager's name
-  const char *interface_name;  // the interface manager's name; null until it is needed
-  uint32_t up;                 // distance to the parent; 0 for the root
-  uint32_t size;               // nodes of the subtree, this one included
-  uint32_t next_of_type;       // distance to the next node of the same type; 0 for the last one
-  uint8_t type;
-  uint8_t detail;  // interface type of an interface or part, device type of a device
+  uint32_t type = NETWORK_NODE_ROOT;
+  uint32_t detail = 0;                 // interface type of an interface or part, device type of a device
+  const ConfigNode *config = nullptr;  // null for the root
+
+  // Strings of the configuration, or of the store.
+  const char *key = "";
+  const char *name = "";
+  const char *interface_name = nullptr;  // of interfaces and parts; null for all others
+
+  NetworkNode *parent = nullptr;  // null for the root
+  NetworkNode *first_child = nullptr;
+  NetworkNode *last_child = nullptr;
+  NetworkNode *next_sibling = nullptr;
+  NetworkNode *next = nullptr;          // in depth-first order of the whole model
+  NetworkNode *next_of_type = nullptr;  // the next one of the same type in that order
+
+  ModelStore *store = nullptr;  // of the root; null for all other nodes
 };
 
-// Strings that live as long as the model.
-class StringArena {
- public:
-  // A new string of the three parts.
-  char *join(std::string_view first, std::string_view second, std::string_view third = {});
-
- private:
-  std::vector<std::unique_ptr<char[]>> blocks_;
-  char *next_ = nullptr;
-  size_t left_ = 0;
-};
-
-constexpr size_t node_type_count = NETWORK_NODE_MODEM + 1;
-
+// What a model owns.
 struct ModelStore {
-  std::vector<NetworkNode> nodes;                // the first is the root
-  uint32_t first_of_type[node_type_count] = {};  // index; 0 for none
-  StringArena strings;
-  // For each configuration node, the index of the device, interface, radio or modem made from it; 0 for none. If a
-  // device and an interface are made from one node, this is the device. The place is config_node_id minus lowest_id.
-  // Empty until a search needs it.
-  std::vector<uint32_t> made_from;
-  size_t lowest_id = 0;
+  std::deque<std::string> strings;
+  std::deque<NetworkNode> nodes;                     // the first is the root
+  NetworkNode *first_of_type[node_type_count] = {};  // in depth-first order
+  // The first node of a type that was made from a configuration node. Empty until a search needs it.
+  std::map<std::pair<uint32_t, const ConfigNode *>, const NetworkNode *> made_from;
 };
 
 #endif
