@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks that work grows no faster than the document does: growth.py BIN_DIRECTORY
+"""Checks that the work grows in proportion to the size of the document: growth.py BIN_DIRECTORY
 
-Documents hold N entries in every map and array of the schema, and N numbers, names and objects below an unknown key;
-others are made to fill one index of a service. The instructions that a program runs for one four times as large may be
-five times as many, not sixteen. Needs root; works in a mount namespace of its own.
+The documents hold N entries in every map and array of the schema, or N numbers, names or objects below an unknown key;
+others fill one index of a service. For a document that is four times as large, a program may run five times as many
+instructions, not sixteen. Needs root; works in its own mount namespace.
 """
 import json
 import os
@@ -19,7 +19,7 @@ SMALL, FACTOR, MOST = 150, 4, 5
 
 
 def value(schema, count, depth=0):
-    """A value with `count` children in each map and array, but only one in those within them."""
+    """A value with `count` children in each outer map and array, and one child in each inner one."""
     inner = 1 if depth else count
     if schema.get("type") == "array":
         return [value(schema["items"], count, depth + 1) for _ in range(inner)]
@@ -31,7 +31,7 @@ def value(schema, count, depth=0):
 
 
 def fnv_1a(text):
-    """A hash that everyone knows, and that strings can be made for."""
+    """A well-known hash function, for which anybody can make strings with equal hashes."""
     number = 2166136261
     for byte in text.encode():
         number = (number ^ byte) * 16777619 & 0xFFFFFFFF
@@ -39,7 +39,7 @@ def fnv_1a(text):
 
 
 def leases(count):
-    """Static leases with addresses that such a hash puts in one place."""
+    """Static leases with addresses that have the same place in a table with this hash."""
     found, number = [], 0
     while len(found) < count:
         if fnv_1a(f"a{number}") % 1024 == 0:
@@ -53,7 +53,7 @@ def leases(count):
 
 
 def tunnels(count):
-    """Tunnels on the last of as many default routes, and as many networks of NHRP that other tunnels run."""
+    """`count` tunnels on the last of `count` default routes, and `count` networks of NHRP on other tunnels."""
     routes = {f"network.route.default.metric.ipv4.{10000 + number}": "other" for number in range(count)}
     facts = {**routes, "network.route.default.metric.ipv4.90000": "network.interface.wan",
              "network.interface.wan.ipv4.ready": "1", "network.interface.wan.ipv4.address": "10.0.0.1"}
@@ -66,13 +66,13 @@ def tunnels(count):
 
 
 def nhrp(count):
-    """Networks of NHRP, and as many tunnels that none of them names."""
+    """`count` networks of NHRP, and `count` tunnels that none of them names."""
     return {"network": {"route": {"service": {"nhrp": {"network": [{"ipsec": f"x{number}"} for number in range(count)]}}}},
             "vpn": {"ipsec": {"tunnel": {f"n{number}": {} for number in range(count)}}}}
 
 
 def instructions(command, document):
-    """How many instructions a program takes for the document."""
+    """The number of instructions that a program runs for the document."""
     os.makedirs(os.path.dirname(CONFIG), exist_ok=True)
     with open(CONFIG, "w", encoding="utf-8") as file:
         json.dump(document, file, separators=(",", ":"))

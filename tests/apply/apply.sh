@@ -1,5 +1,5 @@
 #!/bin/bash
-# tessera-apply on a router of its own: what it shows, changes, takes back and refuses.
+# Tests tessera-apply on a private router: what it prints, changes, takes back and refuses.
 # Usage: apply.sh BIN_DIR
 set -eu
 # shellcheck source=tests/daemons/router.sh
@@ -9,7 +9,7 @@ PATH=$BIN:$PATH
 document=/etc/config/config.json
 history=/etc/config/history
 
-# says STATUS OUTPUT ARGUMENTS...: runs tessera-apply; times and seconds are left out of what it says.
+# says STATUS OUTPUT ARGUMENTS...: runs tessera-apply and compares; times and seconds in its output are replaced.
 says() {
   local status=0 said
   said=$(tessera-apply "${@:3}" 2>&1) || status=$?
@@ -48,7 +48,7 @@ expect "services in JSON" "$(tessera-apply plan new.json --json | jq -c '[.servi
 tessera-apply plan wrong.json 2>messages && fail "a refused document is planned"
 grep -q '^wrong.json:.*error' messages || fail "$(cat messages)"
 says 1 "$(cat messages)" wrong.json
-[ ! -e $history/1.json ] || fail "a plan leaves something"
+[ ! -e $history/1.json ] || fail "a plan leaves a file"
 expect "state after plans" "$(state)" "$old"
 
 # Nothing is changed when the history or the document cannot be stored.
@@ -67,7 +67,7 @@ says 0 'nothing changes' status
 umount /etc
 expect "state after failures" "$(state)" "$old"
 
-# An apply, and what it tells the hooks, which work as at the start of the system.
+# An apply, and the arguments and environment of its hooks.
 hook dnsmasq 'echo "dnsmasq $*" >>/run/reloads'
 hook network 'echo "network $* in $PWD with $(umask)" >>/run/reloads'
 (umask 077; says 0 "$lines
@@ -91,14 +91,14 @@ applied as 2" rollback
 expect "state after rollback" "$(state)" "$old"
 says 1 'tessera-apply: the document before change 9 is not kept' rollback 9
 
-# A change that waits.
+# A change that waits for confirmation.
 cp new.json $document.new
 says 0 "$lines
 reload network: there is no /etc/tessera/reload.d/network
 applied as 3; confirm within 600 seconds: tessera-apply confirm" $document.new --confirm 600
 cmp new.json $document.new
 says 2 'tessera-apply: change 3 waits for confirmation: tessera-apply confirm, or rollback' - <old.json
-expect "what waits, in JSON" "$(tessera-apply status --json | jq -c '[.services, .findings, .pending.change]')" '[[],[],3]'
+expect "the change that waits, in JSON" "$(tessera-apply status --json | jq -c '[.services, .findings, .pending.change]')" '[[],[],3]'
 says 0 'change 3 waits for confirmation, N seconds more
 nothing changes' status
 says 0 'change 3 is confirmed' confirm
@@ -109,24 +109,24 @@ applied as 4; confirm within 600 seconds: tessera-apply confirm" old.json --conf
 says 0 'reload network: there is no /etc/tessera/reload.d/network
 tessera-apply: change 4 was taken back: it was asked for' rollback
 expect "state when taken back" "$(state)" "$new"
-[ ! -e $history/4.json ] || fail "what was taken back stays in the history"
+[ ! -e $history/4.json ] || fail "a change that was taken back is left in the history"
 
-# Nobody is left to take it back when the time is up.
-alone() {
+# apply_alone: an apply whose processes are killed, so that nothing takes the change back when the time is up.
+apply_alone() {
   tessera-apply old.json --confirm 600 >/dev/full 2>messages
-  expect "what is told without an output" "$(cat messages)" "tessera-apply: standard output cannot be written"
+  expect "the message when the output cannot be written" "$(cat messages)" "tessera-apply: standard output cannot be written"
   pgrep -x tessera-apply >pids && xargs kill -9 <pids
 }
 for late in '6 confirm' '0 rollback'; do
-  alone
+  apply_alone
   sed -i 's/ [0-9]* / 1 /' /etc/config/pending
   says "${late% *}" 'reload network: there is no /etc/tessera/reload.d/network
 tessera-apply: change 4 was taken back: it was not completed or confirmed in time' "${late#* }"
   expect "state after a late ${late#* }" "$(state)" "$new"
 done
 
-# The system goes down before it is confirmed; the record of another boot tells.
-alone
+# The system goes down before the change is confirmed: the record names another boot.
+apply_alone
 sed -i 's/^\([0-9]* [0-9]*\) [^ ]*/\1 another-boot/' /etc/config/pending
 # starts STATUS OUTPUT: runs the boot script.
 starts() {
@@ -144,7 +144,7 @@ starts 1 'tessera-apply: /etc/config/pending: is damaged; remove it to keep the 
 expect "state after a boot with damage" "$(state)" "$new"
 rm /etc/config/pending
 
-# The example hooks, with stand-ins of what they call.
+# The example hooks, with scripts in place of the programs that they call.
 mkdir -p /etc/init.d
 cat >stand-in <<'STAND_IN'
 #!/bin/sh
@@ -175,7 +175,8 @@ $up"
 expect "systemd, up" "$(calls systemd | sed -n '/active/,/update/p')" "systemctl --quiet is-active strongswan-starter.service
 $up"
 
-# A hook that fails, one that waits for the change it belongs to, and a service that ends otherwise than in private.
+# A hook that fails, a hook that would wait for its own change, and a service that ends with another status than
+# planned.
 hook network 'grep -q 192.168.2 /run/uci/network'
 says 6 "$lines
 tessera-apply: /etc/tessera/reload.d/network ended with status 1
@@ -200,7 +201,7 @@ rm dnsmasq.conf
 tessera dnsmasq
 expect "state after a service failed" "$(state)" "$new"
 
-# The second of two at once waits for the first, and twenty documents are kept.
+# Of two applies at the same time the second waits for the first; twenty documents are kept.
 for number in $(seq 10 40); do cp old.json "$history/$number.json"; done
 for _ in 1 2 3; do
   tessera-apply old.json >/dev/null &
@@ -209,7 +210,7 @@ for _ in 1 2 3; do
 done
 expect "documents that are kept" "$(find $history -name '*.json' | wc -l)" 20
 
-# A tunnel that waits for its interface is no failure; a document that is refused is one of each service.
+# A tunnel that waits for its interface is not a failure; a refused document is a failure of every service.
 jq '.vpn.ipsec.tunnel.head = {enable: true, local: {type: "interface", interface: "lan"},
   remote: {ip_version: "ipv4", peers: [{hostname: "head.example"}]}, auth: {type: "secret", secret: "unseen"}}' \
   old.json >tunnel.json
@@ -220,20 +221,20 @@ expect "a tunnel that waits" "$(tail -1 messages; sed -n 2p plan)" \
 services: network"
 runt set network.interface.lan.ipv4.ready 1
 runt set network.interface.lan.ipv4.address 192.168.1.1
-tessera-apply status >plan 2>messages && fail "nothing comes of the address"
-expect "what its address changes" "$(tail -1 plan)" 'services: ipsec network'
+tessera-apply status >plan 2>messages && fail "the address changes nothing"
+expect "the services that the address changes" "$(tail -1 plan)" 'services: ipsec network'
 echo '{' >$document
 says 1 "tessera: $document:2:1: syntax error: the file ends too early
 tessera-apply: ipsec ended with status 1" status ipsec
 
-# A router's first document, taken back.
+# Take back the first document of a router.
 rm -r $document $history {pam,dnsmasq,ipsec}.conf uci/network
 tessera-apply old.json --confirm 600 >/dev/null
 says 0 "$(printf 'reload %s: there is no /etc/tessera/reload.d/%s\n' pam pam dnsmasq dnsmasq ipsec ipsec network network)
 tessera-apply: change 1 was taken back: it was asked for" rollback
-if ls $document {pam,dnsmasq,ipsec}.conf uci/network 2>/dev/null; then fail "something of the first document stays"; fi
+if ls $document {pam,dnsmasq,ipsec}.conf uci/network 2>/dev/null; then fail "files of the first document are left"; fi
 
-# Who may do it, and how it is asked for.
+# Wrong command lines, and a user other than root.
 says 2 "$(tessera-apply --help | sed -n '/^Usage/,/^$/p' | sed '1i tessera-apply: an option does not belong to this command')" status -m x
 says 2 "$(tessera-apply --help | sed -n '/^Usage/,/^$/p' | sed '1i tessera-apply: there are too many arguments')" confirm 1
 status=0

@@ -1,5 +1,5 @@
 #!/bin/bash
-# A change that cuts a client off, and that nobody confirms: the router's real forwarder serves the client again.
+# A change cuts off a client and nobody confirms it: after it is taken back, the real forwarder serves the client again.
 # Usage: cut_off.sh BIN_DIR
 set -eu
 # shellcheck source=tests/daemons/router.sh
@@ -18,7 +18,7 @@ ip -n client link set eth0 up
 printf '#!/bin/sh\n' >/usr/bin/dnsmasq-script.sh
 chmod +x /usr/bin/dnsmasq-script.sh
 
-# What takes the place of the interface manager, and a start of the forwarder.
+# Hooks: one does the work of the interface manager, the other starts the forwarder.
 mkdir -p /etc/tessera/reload.d
 cat >/etc/tessera/reload.d/network <<'HOOK'
 #!/bin/sh
@@ -30,13 +30,13 @@ cat >/etc/tessera/reload.d/dnsmasq <<'HOOK'
 [ ! -e /run/forwarder.pid ] || kill "$(cat /run/forwarder.pid)"
 for try in 1 2 3 4 5; do
   dnsmasq --user=root --pid-file=/run/forwarder.pid --log-facility=/run/forwarder.log -C /run/dnsmasq.conf && exit
-  sleep 0.2 # the one before is about to end
+  sleep 0.2 # the old one has not ended yet
 done
 exit 1
 HOOK
 chmod +x /etc/tessera/reload.d/*
 
-# lease: asks for an address and prints it; fails when nobody gives one.
+# lease: asks for an address and prints it; fails when no server gives one.
 cat >/run/client.sh <<'CLIENT'
 #!/bin/sh
 [ "$1" = bound ] || exit 0
@@ -60,7 +60,7 @@ first=$(lease) || fail "no lease: $(cat /run/udhcpc.log /run/forwarder.log)"
 ip -n client addr add "$first/24" dev eth0
 wait_for 10 reaches 192.168.1.1 || fail "the client does not reach its router"
 
-# The caller and its session end; nothing of the change hangs on them.
+# The caller and its session end; the change must not depend on them.
 { setsid -w sh -c 'tessera-apply new.json --confirm 4 >/run/log 2>&1; kill -9 $$'; } 2>/dev/null || :
 grep -q '^applied as 2; confirm within 4 seconds' /run/log || fail "$(cat /run/log)"
 if reaches 192.168.1.1; then fail "the client is not cut off"; fi

@@ -1,13 +1,14 @@
 #!/usr/bin/python3
-"""Applies, confirmations and reverts in which something fails or ends: what is left of the router's configuration.
+"""Makes applies, confirmations and reverts fail or end, and checks what is left of the router's configuration.
 
 faults.py BIN_DIRECTORY SOURCE_DIRECTORY [--full] [--calls=NAME,...]
 
-Each command is run on a router of its own, once for each system call that it makes: the call fails; the process is killed
-before it, and all others with it; and, of some, the process alone, whose guard takes over. Then power is lost after each
-call that changes a file: what was not synced is gone. In the end "tessera-apply boot" and one more run of the services
-leave the old or the new configuration, whole: the old one where nobody confirmed or the command failed, the new one where
-it said so. Without --full, a few calls are taken; of --calls, those of these names. Needs root.
+Each command runs on a private router, several times for each system call that it makes: the call fails; the process is
+killed before the call together with all others; and, for an apply, the process alone, so that its guard takes over. A
+power failure is simulated after each call that changes a file: everything that was not synced is lost. After that,
+"tessera-apply boot" and one more run of the services have to leave the complete old or new configuration: the old one when
+nobody confirmed or the command failed, the new one when the command reported success. Without --full only a few calls are
+tried, with --calls only those with these names. Needs root.
 """
 import collections
 import itertools
@@ -26,11 +27,11 @@ NAMES = [name for option in sys.argv if option.startswith('--calls=') for name i
 SERVICES = ('pam', 'dnsmasq', 'ipsec', 'network')
 CONFIG = '/etc/config/config.json'
 PENDING = '/etc/config/pending'
-EARLIER = '/etc/config/history/1.json'  # it stays what it is
+EARLIER = '/etc/config/history/1.json'  # no command may change it
 TRACE = '/media/trace'
 APPLY = f'{BIN}/tessera-apply'
 NEW = '/media/new.json'
-MEMORY = ('brk', 'mmap', 'futex', 'mprotect')  # without, the C library may end the process
+MEMORY = ('brk', 'mmap', 'futex', 'mprotect')  # when these fail, the C library may end the process
 CHANGES = ('rename', 'unlink', 'fsync', 'link', 'mkdir', 'write', 'openat', 'chmod', 'fchmod')
 
 
@@ -39,7 +40,7 @@ def call(*words, check=True):
 
 
 def own_files():
-    # Of many certificates and devices each makes calls that are alike.
+    # Hide the machine's certificates and devices: each of them would add the same calls.
     for path in ('/run', '/media', '/etc/config', '/etc/ssl/certs', '/sys/class/net'):
         call('mount', '-t', 'tmpfs', 'tmpfs', path)
     with open(f'{SOURCE}/tests/apply/router.json', encoding='utf-8') as file:
@@ -60,7 +61,7 @@ def run_services():
 
 
 def start_again():
-    """What a start of the system does, with an empty /run."""
+    """Starts the system again: an empty /run, then the services."""
     for name in os.listdir('/run'):
         path = f'/run/{name}'
         shutil.rmtree(path) if os.path.isdir(path) and not os.path.islink(path) else os.unlink(path)
@@ -82,7 +83,7 @@ def state():
 
 def copy(source, target):
     os.makedirs(target, exist_ok=True)
-    call('cp', '-a', f'{source}/.', target)  # which leaves out the holes of the runtime store
+    call('cp', '-a', f'{source}/.', target)  # keeps the holes in the files of the runtime store
 
 
 def save(name):
@@ -92,7 +93,7 @@ def save(name):
 
 def restore(name):
     try:
-        while os.waitpid(-1, os.WNOHANG)[0]:  # what guards leave to the first process
+        while os.waitpid(-1, os.WNOHANG)[0]:  # guards that ended are children of this process
             pass
     except ChildProcessError:
         pass
@@ -103,7 +104,7 @@ def restore(name):
         copy(f'/media/{name}{path}', path)
 
 
-# A command, the saved state that it starts from, and where it ends: when it succeeds, and in any other case.
+# A command, the saved state in which it starts, and the states in which it may end: with success, and otherwise.
 Case = collections.namedtuple('Case', 'name words start succeeds otherwise')
 CASES = [
     Case('apply', (NEW,), 'old', 'new', 'old'),
@@ -115,7 +116,7 @@ CASES = [
 
 
 def prepare():
-    """The states that the cases start from and end in."""
+    """Saves the states in which the cases start, and returns those in which they may end."""
     states = {'old': state()}
     save('old')
     call(APPLY, NEW, '--confirm', '9999')
@@ -129,7 +130,7 @@ def prepare():
 
 
 def guards():
-    """The processes that are left of a command."""
+    """The processes of a command that still run."""
     for name in filter(str.isdigit, os.listdir('/proc')):
         try:
             if os.readlink(f'/proc/{name}/exe') == APPLY and read(f'/proc/{name}/stat').split()[2] != b'Z':
@@ -147,7 +148,7 @@ def kill_guards():
 
 
 def traced(case, *options, alone=False):
-    """Runs the command under strace; all its processes end with it unless it is to be killed `alone`."""
+    """Runs the command under strace. Its processes end with it, unless it is killed `alone`."""
     restore(case.start)
     own = () if alone else ('unshare', '--pid', '--fork', '--kill-child', 'sh', '-c', '"$@"; exit $?', 'sh')
     return call(*own, 'strace', '-qq', '-o', TRACE, *options, APPLY, *case.words, check=False)
@@ -163,13 +164,13 @@ def made_calls(case):
 
 
 def judge(states, allowed):
-    """What is wrong after a start; empty when nothing is."""
+    """Starts the system, and returns what is wrong then; empty when nothing is."""
     result = call(APPLY, 'boot', check=False)
     if result.returncode != 0:
         return f'boot ends with {result.returncode}: {result.stderr}'
     run_services()
     if os.path.exists(PENDING):
-        return 'something is still pending'
+        return 'a change is still pending'
     found = state()
     if any(found == states[name] for name in allowed.split()):
         return ''
@@ -194,7 +195,7 @@ def kill_calls(case, states, calls):
 
 
 def kill_alone(case, states, calls):
-    """The guard sees to it by itself that the old state comes back, services included."""
+    """The guard alone has to restore the old state, also of the services."""
     for name, number in calls:
         traced(case, '-e', f'inject={name}:signal=SIGKILL:when={number}', alone=True)
         until = time.monotonic() + 60
@@ -207,12 +208,12 @@ def kill_alone(case, states, calls):
         yield f'killed alone at {name} {number}', problem or judge(states, f'{case.succeeds} {case.otherwise}')
 
 
-# ---- Loss of power: a model of /etc/config in which only what was synced lasts
+# ---- Power failure: a model of /etc/config in which only synced data survives
 
 class Disk:
     def __init__(self):
         self.files = {}  # number -> [content, synced content]
-        self.names, self.synced = {}, {}  # path -> number; those that last
+        self.names, self.synced = {}, {}  # path -> number: now, and after a power failure
         for place, _, names in os.walk('/etc/config'):
             for name in names:
                 path = os.path.join(place, name)
@@ -222,7 +223,7 @@ class Disk:
         self.synced = dict(self.names)
 
     def step(self, name, arguments):
-        """Takes over a system call; false when it changes nothing that lasts or could last."""
+        """Applies a system call to the model. Returns False when the call changes nothing."""
         paths = [text.encode('latin-1').decode('unicode_escape') for text in re.findall(r'"((?:[^"\\]|\\.)*)"', arguments)]
         opened = re.match(r'\d+<(/etc/config[^>]*)>', arguments)
         if name == 'openat' and 'O_CREAT' in arguments:
@@ -250,7 +251,7 @@ class Disk:
         return True
 
     def remains(self):
-        """What may be found: in each of the two directories the names that were synced, or all of them."""
+        """The possible states after a power failure: in each of the two directories only the synced names, or all."""
         for names, earlier in itertools.product((self.synced, self.names), repeat=2):
             yield {path: self.files[number][1] for path, number in
                    [each for each in names.items() if '/history/' not in each[0]] +
@@ -279,19 +280,19 @@ def lose_power(case, states, calls):
             problem = judge(states, f'{case.succeeds} {case.otherwise}')
             yield f'power is lost after call {number}, {name}', problem
     assert len(seen) > 1
-    # When the command is over, what it said lasts.
+    # A confirmation that was reported has to survive a power failure.
     *_, last = seen
     assert case.name != 'confirm' or PENDING not in last
 
 
 def some(calls, count):
-    """A few of the calls: of those that change something the last ones, where most is at stake."""
+    """A few of the calls that change a file."""
     chosen = [each for each in calls if each[0] in ('rename', 'unlink', 'fsync', 'link')]
     return [chosen[i * len(chosen) // count] for i in range(count)] if len(chosen) > count else chosen
 
 
 def work(case):
-    """One case, in files of its own: how many calls, and what was wrong."""
+    """Runs one case on private files, and prints the number of runs and what was wrong."""
     own_files()
     states = prepare()
     calls = [each for each in made_calls(case) if not NAMES or each[0] in NAMES]
@@ -315,7 +316,7 @@ def work(case):
 
 
 def main():
-    """Each case in namespaces of its own, as many at a time as there are processors."""
+    """Runs each case in its own namespaces, as many at a time as there are processors."""
     if '--work' in sys.argv:
         return not work(next(case for case in CASES if case.name == sys.argv[-1]))
     os.makedirs('/etc/config', exist_ok=True)

@@ -1,6 +1,6 @@
 #!/bin/sh
-# What tessera-config says about each document here, NAME.expected about NAME.json, and how it answers a person or a
-# pipeline: what it prints where, and its exit status.
+# Compares the findings of tessera-config in each NAME.json of this folder with NAME.expected, and tests its options,
+# outputs and exit statuses.
 #
 #   check.sh BIN_DIRECTORY
 set -u
@@ -10,7 +10,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failed=0
 
-# expect STATUS ERRORS ARGUMENTS...: the output comes from standard input.
+# expect STATUS ERRORS ARGUMENTS...: compares standard output with standard input, and standard error with ERRORS.
 expect() {
   status=$1
   printf '%s' "$2" >"$work/errors"
@@ -79,11 +79,11 @@ OUTPUT
 "$program" check --format=json mistakes.json absent.json >"$work/out"
 [ "$(grep -c '"rule": ' "$work/out")" = $(($(wc -l <mistakes.expected) + 1)) ] || { echo "the JSON form holds other findings"; failed=1; }
 
-# A character of several bytes is shown whole.
+# A character of several bytes is printed completely.
 printf '{"network": {"device": {"e": {"type": "ethernet", "name": "µ0"}}, "vlan": {"v": {"device": "/network/device/e", "id": 7}}, "interface": {"i": {"type": "ethernet", "enable": true, "device": "/network/vlan/v", "ipv4": {"enable": true, "type": "dhcp"}}}}}' >"$work/micro.json"
-"$program" check "$work/micro.json" | grep -q "'vlan4_µ0_7' holds 'µ'" || { echo "half a character is shown"; failed=1; }
+"$program" check "$work/micro.json" | grep -q "'vlan4_µ0_7' holds 'µ'" || { echo "half a character is printed"; failed=1; }
 
-# Facts beside a document that says nothing wrong itself.
+# Facts, with a document that has no findings itself.
 printf '{"network": {"interface": {"lan": {}}}, "vpn": {"ipsec": {"tunnel": {"bar": {}}}}}' >"$work/facts.json"
 expect 1 '' check --facts=facts.facts "$work/facts.json" <facts.expected
 printf '[]' >"$work/none"
@@ -93,9 +93,9 @@ OUTPUT
 head -c 5000000 /dev/zero | tr '\0' '[' >"$work/deep"
 "$program" check --facts="$work/deep" "$work/facts.json" | grep -q 'error\[facts-unreadable\]' || { echo "a deep facts file is not refused"; failed=1; }
 
-# Names of files cannot command a terminal.
+# Escape sequences in file names do not reach the terminal.
 escape=$(printf '\033')
-"$program" check "no${escape}[31m.json" | grep -qF 'no\x1b[31m.json: ' || { echo "the name of a file is shown as it stands"; failed=1; }
+"$program" check "no${escape}[31m.json" | grep -qF 'no\x1b[31m.json: ' || { echo "the name of a file is printed without escapes"; failed=1; }
 
 # The manual page lists the rules of the program.
 "$program" check --rules >"$work/out"
@@ -109,6 +109,6 @@ awk 'BEGIN { printf "{\"system\": {"; for (i = 0; i < 250; i++) printf "%s\"key%
 grep -q ': 150 more findings of the rule unknown-key$' "$work/out" || { echo "a run hides how many findings there are"; failed=1; }
 
 "$program" --help | grep -q 'Exit status' || { echo "--help explains no exit status"; failed=1; }
-"$program" schema 2>"$work/err" >/dev/full && { echo "a full disk goes unnoticed"; failed=1; }
-[ -s "$work/err" ] || { echo "a full disk goes unreported"; failed=1; }
+"$program" schema 2>"$work/err" >/dev/full && { echo "a full disk is not noticed"; failed=1; }
+[ -s "$work/err" ] || { echo "a full disk is not reported"; failed=1; }
 exit $failed

@@ -1,5 +1,5 @@
 #!/bin/bash
-# What the completion offers for started command lines.
+# Tests what the completion offers for incomplete command lines.
 #
 #   completion.sh BIN_DIRECTORY COMPLETION
 set -u
@@ -13,11 +13,11 @@ touch config.json
 mkdir old
 failures=0
 
-# What is offered as files comes with "files:". As readline has it, which is not running here.
+# Replaces the shell's compopt, which needs a running readline. "files:" marks words that are offered as files.
 # shellcheck disable=SC2317 # the completion calls it
 compopt() { [[ $* != '-o filenames' ]] || kind=files:; }
 
-# offers "WORDS" EXPECTED...: as readline calls it, the last word is the one that is being written.
+# offers "WORDS" EXPECTED...: calls the completion as readline does; it completes the last word.
 offers() {
   kind=
   COMP_WORDS=()
@@ -67,7 +67,7 @@ offers 'tessera-preview --summary pam,ipsec,n' pam,ipsec,network
 offers 'tessera-preview -d old network ' -p --device
 offers 'tessera-preview dnsmasq '
 if complete -p | grep 'filenames.*tessera'; then failures=1; fi
-# The store of the machine is none of the test's business.
+# Replaces runt, so that the test does not read the machine's store.
 # shellcheck disable=SC2317 # the completion calls it
 runt() {
   case $*: in

@@ -1,11 +1,11 @@
 #!/usr/bin/python3
-"""Holds the checker's errors against what happens: one value of an example is spoilt at a time.
+"""Changes one value of an example at a time, and compares the checker's errors with what happens.
 
   corrupt.py PROGRAMS EXAMPLES GOLDEN PART
 
-What a daemon's checker refuses has to be an error of tessera-config check; and for each document with an error the
-program refuses the document, a daemon's checker refuses a file, or the run leaves something out, which it logs or which
-shows by lines that are gone. Of all documents every PARTth is tried.
+When a daemon's checker refuses a file, tessera-config check has to find an error. When it finds an error, the program
+has to refuse the document, or a daemon's checker a file, or the run has to leave something out: it logs that, or lines
+are missing. Only every PARTth document is tried.
 """
 import collections
 import concurrent.futures
@@ -21,7 +21,7 @@ ABSENT = object()
 
 
 def spoilt(value):
-    """What a slip of the hand may leave in the place of a value."""
+    """Wrong values that a typing mistake may put in place of a value."""
     yield ABSENT
     if isinstance(value, bool):
         yield not value
@@ -71,10 +71,10 @@ def corruptions(document):
                 yield '.'.join(map(str, path)) + ' ' + (shown if len(shown) < 60 else shown[-60:]), text
 
 
-# Keys that the checker does not look into, and why. What is refused of these is counted, and needs no error.
+# Keys that the checker does not check, and why. A file that is refused because of these is counted, and needs no error.
 UNREAD = {
-    "advanced_options.extra": "options for OpenVPN, any of which only OpenVPN can tell to be wrong",
-    "config_file": "a whole file for OpenVPN, written by somebody else",
+    "advanced_options.extra": "options for OpenVPN, which only OpenVPN can check",
+    "config_file": "a whole file for OpenVPN, which the user uploaded",
 }
 
 
@@ -88,8 +88,8 @@ def is_mask(text):
 
 
 def interface_manager(content):
-    """What the interface manager cannot set up: addresses of static sections that are none, VLANs without an ID. What is
-    empty is no option for it."""
+    """What the interface manager cannot set up: wrong addresses in static sections, VLANs without an ID. It ignores empty
+    options."""
     found = []
     for section in content.split("\nconfig ")[1:]:
         options = {}
@@ -107,7 +107,7 @@ def interface_manager(content):
 
 
 class Outcome:
-    """What a preview of all services shows."""
+    """The result of a preview of all services."""
 
     def __init__(self, programs, example, config):
         command = [f"{programs}/tessera-preview", "-c", config, "--json", "--verify", "--show-secrets"]
@@ -130,13 +130,13 @@ class Outcome:
                 self.refused += interface_manager(file.get("content") or "")
 
     def leaves_out(self, whole):
-        """Whether something is missing that the outcome of the whole document has, or the run says that it is."""
+        """Whether lines are missing that the outcome `whole` of the unchanged document has, or the run reports something."""
         return bool(self.failed - whole.failed or self.messages - whole.messages) or any(
             self.lines.get(name, 0) < count for name, count in whole.lines.items())
 
 
 def check_all(programs, files):
-    """The errors of the checker by the file that they are about."""
+    """The errors of the checker, by file."""
     run = subprocess.run([f"{programs}/tessera-config", "check", "--format=json", *files], capture_output=True,
                          text=True, check=False)
     errors = collections.defaultdict(list)
@@ -147,8 +147,8 @@ def check_all(programs, files):
 
 
 def compare(programs, example, part, work):
-    """Prints where the checker and what happens do not agree; counts what was tried, what daemons refuse of it, what has
-    errors, and what is wrong."""
+    """Prints where the checker's errors do not agree with the outcome. Returns how many documents were tried, refused by a
+    daemon, found with errors, and wrong."""
     with open(f"{example}/config.json", encoding="utf-8") as file:
         document = json.load(file)
     chosen = list(corruptions(document))[part // 2::part]
@@ -172,17 +172,17 @@ def compare(programs, example, part, work):
             print(f"{example}: {what}: no error, but {outcome.refused[0]}")
         if errors[path] and not outcome.refused and not outcome.leaves_out(whole):
             counts["wrong"] += 1
-            print(f"{example}: {what}: nothing comes of {errors[path][0]}")
+            print(f"{example}: {what}: no consequence of {errors[path][0]}")
     print(f"{example}: " + ", ".join(f"{name} {count}" for name, count in counts.items()))
     return counts
 
 
-# What runs leave out without a word: bonds whose first member is missing or whose mode is not known.
+# What runs leave out without a message: bonds whose first member is missing or whose mode is not known.
 LEFT_OUT = ("[bond-left-out]",)
 
 
 def no_false_alarm(programs, documents):
-    """Documents that every daemon accepts, and of which a run says nothing, have no error."""
+    """Counts documents with an error although every daemon accepts the files and the run reports nothing."""
     wrong = 0
     for document in documents:
         path = f"{document}/config.json"
@@ -192,7 +192,7 @@ def no_false_alarm(programs, documents):
         outcome = Outcome(programs, document, path)
         if not outcome.refused and not outcome.messages:
             wrong += 1
-            print(f"{document}: nothing comes of {errors[0]}")
+            print(f"{document}: no consequence of {errors[0]}")
     return wrong
 
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# How tessera-config edits a file: what it refuses, what it leaves of the old file, and what it tells.
+# Tests how tessera-config edits a file: what it refuses, which bytes it leaves, and what it prints.
 #
 #   edit.sh BIN_DIRECTORY
 set -u
@@ -9,7 +9,7 @@ trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1
 failed=0
 
-# expect STATUS COMMAND...: what the command prints is on standard input.
+# expect STATUS COMMAND...: runs the command and compares its output with standard input.
 expect() {
   status=$1
   shift
@@ -52,7 +52,7 @@ tessera-config: network.interface.lan.mtu: is not set
 tessera-config: network.interface.lna: there is no such entry, did you mean 'lan'?
 OUT
 
-# What is refused changes nothing, whatever comes before it in the same call.
+# A refused edit changes nothing, and neither do the edits before it in the same call.
 expect 1 "$program" set router.json $lan.mtu 1400 set network.interface.lna.mtu 1 <<'OUT'
 tessera-config: network.interface.lna: there is no such entry, did you mean 'lan'? (--create makes it)
 OUT
@@ -80,7 +80,7 @@ renamed: 1 key, 0 references, 1 name; facts that may name it: network.interface.
 OUT
 cmp router.json original.json || failed=1
 
-# A link is followed, and the new file is as private as the old one.
+# A link is followed, and the new file has the mode of the old one.
 chmod 640 router.json
 ln -s router.json link.json
 expect 0 "$program" set link.json $lan.mtu 1400 rename network.device.eth0 eth7 <<'OUT'
@@ -134,7 +134,7 @@ for file in marked.json cut.json; do
   grep -q "^$file:1:.*error\[" out && cmp $file before || { echo "$file: $(cat out)"; failed=1; }
 done
 cp router.json before
-(ulimit -f 0 && "$program" set router.json system.name b >/dev/null 2>&1) && { echo "a full disk goes unnoticed"; failed=1; }
+(ulimit -f 0 && "$program" set router.json system.name b >/dev/null 2>&1) && { echo "a full disk is not noticed"; failed=1; }
 cmp router.json before || failed=1
 [ -z "$(find . -name 'router.json.*')" ] || { echo "a file is left behind"; failed=1; }
 exit $failed

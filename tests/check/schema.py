@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The JSON Schema and the loader against each other, with a validator that knows neither.
+"""Compares the JSON Schema with the loader, using an independent validator.
 
     schema.py BIN_DIRECTORY EXAMPLES_DIRECTORY
 """
@@ -10,8 +10,8 @@ import sys
 
 from jsonschema import Draft202012Validator
 
-# What the loader says about a document: nothing of weight, that it ignores a part, that it refuses the whole. The lax
-# schema refuses what the loader refuses; the strict one what stands under SILENT_BUT_ODD as well.
+# What the loader does with a document: it accepts it, ignores a part of it, or refuses it. The lax schema has to refuse
+# what the loader refuses; the strict schema has to refuse also IGNORED and SILENT_BUT_ODD.
 GOOD, SILENT_BUT_ODD, IGNORED, REFUSED = "good", "silent but odd", "ignored", "refused"
 DOCUMENTS = [
     (GOOD, {}),
@@ -36,15 +36,15 @@ DOCUMENTS = [
     (REFUSED, {"auth": {"idle_timeout": "-1s"}}),
     (REFUSED, []),
 ]
-# The rules by which a run does so.
+# The rules of the findings for a refused document, and for an ignored part.
 REFUSING = {"syntax", "wrong-type", "number-range", "duration", "characters", "entry-name"}
 IGNORING = {"unknown-key", "dangling-reference", "unknown-word"}
-# Each of these is put in the place of every key.
+# Each of these values is tried at every key.
 VALUES = [None, True, 7, 1.5, 1 << 31, -(1 << 31) - 1, "x", "90s", "two\nlines", "\x7f", [], {}]
 
 
 def members(schema):
-    """Name and schema of what lies in a value of that schema; "k" stands for the user's names and 0 for any index."""
+    """Names and schemas of the members of a value of that schema; "k" means any name of the user, 0 any index."""
     found = list(schema.get("properties", {}).items())
     if "items" in schema:
         found.append((0, schema["items"]))
@@ -54,7 +54,7 @@ def members(schema):
 
 
 def fill(schema, depth, value):
-    """A document that holds every key down to `depth`, and there the value; nothing when no key lies so deep."""
+    """A document with every key down to `depth`, and the value there; `nothing` when no key is so deep."""
     if depth == 0:
         return value
     inside = {name: fill(child, depth - 1, value) for name, child in members(schema)}
@@ -86,7 +86,7 @@ def main(programs, examples):
     lax, strict = map(Draft202012Validator, schemas)
 
     def findings(document, rules):
-        """The paths that the loader reports as broken by one of these rules."""
+        """The paths of the loader's findings of these rules."""
         lines = run("check", "/dev/stdin", document=json.dumps(document)).splitlines()
         return {line.split("]: ")[1].split(": ")[0] for line in lines if line.split("[")[1].split("]")[0] in rules}
 

@@ -1,5 +1,5 @@
 #!/bin/bash
-# The real forwarder accepts what is generated for the branch office and serves a client with it.
+# The real forwarder accepts the file of the branch office, and serves a client with it.
 # Usage: dnsmasq.sh BIN_DIR
 set -eu
 # shellcheck source=tests/daemons/router.sh
@@ -29,7 +29,7 @@ echo "$ip $router $dns ${domain:-} ${mtu:-}" >/run/lease
 CLIENT
 chmod +x /run/client.sh
 
-# lease MAC: asks for an address and prints what the client was given.
+# lease MAC: asks for an address, and prints what the client got.
 lease() {
   rm -f /run/lease
   ip -n client link set eth0 down

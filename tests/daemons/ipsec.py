@@ -3,10 +3,10 @@
 
     ipsec.py BIN_DIRECTORY
 
-Two hosts in namespaces of their own, each configured by its own run from its own configuration, set up tunnels of every
-way to authenticate; then one daemon loads a connection of every kind there is. Debian's daemon does not know three
-keywords of the device's: exactly these lines are taken out, and any other complaint fails the test. Last, the tree of
-files is replaced while it is read, on a full disk, over what others left there, and without the keys and commands.
+Two hosts in their own namespaces, each with its own configuration and run, set up tunnels with every kind of
+authentication. Then one daemon loads a connection of every kind. Debian's daemon does not know three keywords of the
+device's daemon: the test removes exactly these lines, and any other complaint makes it fail. At the end the tree of files
+is replaced while it is read, on a full disk, over leftovers, and without keys and commands.
 """
 import glob
 import json
@@ -88,7 +88,7 @@ def write(host, path, text):
 
 
 def configure(host, tunnels, more=None):
-    """Runs tessera on the host and gives the names of the connections that it wrote."""
+    """Runs tessera on the host, and returns the names of the connections that it wrote."""
     number = host["number"]
     facts = {"system.mac": "00:11:22:33:44:55", "system.serial": "S-1"}
     for part, address, netmask in (
@@ -110,7 +110,7 @@ def configure(host, tunnels, more=None):
 
 
 def start_daemon(host, connections):
-    """Starts the daemon, and fails when it does not load every connection without a complaint."""
+    """Starts the daemon; fails unless it loads every connection without a complaint."""
     open(host["log"], "w").close()
     starter = subprocess.Popen([*host["enter"], "/usr/lib/ipsec/starter", "--nofork", "--debug"],
                                stdout=open(host["log"], "a"), stderr=subprocess.STDOUT)
@@ -169,7 +169,7 @@ def policy(local, remote, protocol="any", local_port="any", remote_port="any"):
 
 
 def tunnel(me, peer, changes):
-    """A tunnel between the hosts of these numbers, or of host 1 to nowhere, that `changes` makes what it is to be."""
+    """The settings, with `changes`, of a tunnel on host `me` to host `peer`."""
     return merged({
         "enable": True, "type": "esp", "mode": "tunnel", "ike": {"version": "ikev2", **LIFETIMES, **PROPOSALS},
         "local": {"type": "interface", "interface": "wan", **identity("fqdn", f"host{me}.example")},
@@ -195,7 +195,7 @@ def main():
         "auth": {"type": "x509", "private_key": keys[str(number)]["key"], "cert": keys[str(number)]["cert"]}}
         for number in (1, 2)}
     lan = {"type": "network", "network": "lan"}
-    # What each host's tunnel is, and what both daemons must then say of it.
+    # For each case the changes of each host's tunnel, and what the first daemon must report about it.
     cases = {
         "psk": ({1: {"ike": {"initiate": True}}, 2: {}}, ["IKEv2.*pre-shared key", subnets]),
         "xauth": ({1: xauth, 2: xauth}, ["IKEv1", subnets]),
@@ -225,8 +225,8 @@ def main():
 
 
 def bring_up(hosts, connections):
-    """Has the first host set the connections up. The daemon may lose a second exchange that overtakes the end of the
-    first one, so a connection gets more than one chance."""
+    """The first host sets up the connections. It tries several times: the daemon may lose a second exchange that arrives
+    before the end of the first one."""
     for _ in range(4):
         for connection in connections:
             on(hosts[0], "ipsec", "stroke", "up-nb", connection)
@@ -246,7 +246,7 @@ def run_case(hosts, name, sides, signs):
     for host in hosts:
         number = host["number"]
         connections = configure(host, {name: tunnel(number, 3 - number, sides[number])})
-        if name == "xauth" and number == 2:  # tessera makes clients only: this one becomes the server for them
+        if name == "xauth" and number == 2:  # tessera writes only clients: turn this one into a server
             path = "/run/ipsec.d/conf/xauth.conf"
             text = on(host, "cat", path).replace("xauth=client", "xauth=server").replace("leftauth2", "rightauth2")
             write(host, path, re.sub(r"\txauth_identity.*\n", "", text))
@@ -317,7 +317,7 @@ def load_every_kind(host, keys):
 
 
 TREE, CONF, SECRETS = "/run/ipsec.d", "/run/ipsec.conf", "/run/ipsec.secrets"
-# What a run that was killed, or somebody else, may have left in the places of the tree.
+# Files that a killed run, or somebody else, may have left at the paths of the tree.
 LEFTOVERS = """cd /run && mkdir -p other ipsec.d.new/private ipsec.d.new/conf ipsec.d.old/x && mkfifo ipsec.d.new/secrets
 echo kept >other/key && cp other/key other/rsa.pub && ln other/key ipsec.d.new/conf/rsa.conf
 ln -s ../../other/key ipsec.d.new/private/rsa.rsa && ln -s ../other ipsec.d.new/certs"""
@@ -329,7 +329,7 @@ def use(host, tunnels):
 
 
 def attempt(host, *wrapper):
-    """Runs tessera on the host and gives its exit status and messages."""
+    """Runs tessera on the host, and returns its exit status and messages."""
     done = subprocess.run([*host["enter"], *wrapper, tessera, "ipsec"], text=True, stdin=subprocess.DEVNULL, timeout=60,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     return done.returncode, done.stdout.replace("writing RSA key\n", "").replace("tessera_ipsec: ", "")
@@ -340,7 +340,7 @@ def read(path):
 
 
 def snapshot(host):
-    """Mode and content of all that a run leaves."""
+    """Mode and content of all files of the service."""
     paths = glob.glob(host["root"] + "/run/ipsec*") + glob.glob(host["root"] + "/run/ipsec*/**", recursive=True)
     return {path[len(host["root"]):].rstrip("/"): (
         oct(os.lstat(path).st_mode), os.readlink(path) if os.path.islink(path) else read(path)) for path in paths}
@@ -364,7 +364,7 @@ def replace_the_tree(host, keys):
     attempt(host)
     reference = snapshot(host)
     outcomes = set()
-    for pages in range(30):  # of room: what is included is complete, and what is not was complained about
+    for pages in range(30):  # of room: included tunnels are complete, and each other tunnel has a message
         with open(host["root"] + "/run/other", "wb") as filler:
             room = os.statvfs(host["root"] + "/run")
             os.posix_fallocate(filler.fileno(), 0, max(1, room.f_bavail - pages) * room.f_bsize)
@@ -387,14 +387,14 @@ def replace_the_tree(host, keys):
     switching = True
 
     def look():
-        """Who looks the tree up by its path sees all of the old one, all of the new one, or none."""
+        """A reader of the path finds the complete old tree, the complete new tree, or none."""
         tree = host["root"] + TREE
         while switching:
             try:
                 before = os.stat(tree).st_ino
                 names = {name[:-5] for name in os.listdir(tree + "/conf")}
                 whole = all(read(f"{tree}/conf/{name}.conf").endswith("\tauto=add\n\n") for name in names)
-                if os.stat(tree).st_ino == before:  # else it was replaced and removed meanwhile
+                if os.stat(tree).st_ino == before:  # otherwise the tree was replaced meanwhile
                     seen[next((kind for kind in sets if whole and names == sets[kind]), "partial")] += 1
             except FileNotFoundError:
                 seen["none"] += 1
@@ -411,7 +411,7 @@ def replace_the_tree(host, keys):
 
 
 def miss_everything(host, keys):
-    """Every tunnel that lacks something is skipped with one message of ours; the others do not suffer."""
+    """Every tunnel that lacks something is skipped with one message; the other tunnels are written."""
     own = {"type": "rsasig", "private_key": keys["1"]["key"], "peer_public_key": "x"}
     authority = {"type": "x509", "private_key": "x", "cert": "x", "peer_verify": "ca", "peer_ca": keys["1"]["cert"]}
     locked = own | {"private_key": keys["locked"]}

@@ -1,12 +1,12 @@
 #!/bin/bash
-# What the files of the network service are to the kernel and the modem manager.
+# Tests the files of the network service with addresses of the kernel, and with a shell in place of the modem manager.
 # Usage: network.sh BIN_DIR
 set -eu
 # shellcheck source=tests/daemons/router.sh
 . "${0%/*}/router.sh"
 mount -t sysfs sysfs /sys  # shows the links of this namespace
 
-# The kernel's own addresses: a bridge takes the one of the member that is configured first, of those that are there.
+# A bridge takes the kernel's address of its first configured member that exists.
 ip link add name first type bridge
 ip link set dev first address 02:00:00:00:00:0b
 ip link add name second type bridge
@@ -29,7 +29,7 @@ expect "the other order" "$(chosen first second)" 02:00:00:00:00:0b
 expect "a missing member is passed over" "$(chosen gone first second)" 02:00:00:00:00:0b
 expect "no member is there" "$(chosen gone)" ""
 
-# The modem manager reads the lines with a shell: every field gives the configured value.
+# The modem manager reads the lines with a shell: every field has to give the configured value.
 cellular=$SOURCE/tests/golden/network-cellular
 router_configure "$cellular/config.json" "$cellular/runtime.json"
 "$BIN/tessera" network || fail "tessera network ended with $?"

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Brings up real OpenVPN tunnels between two network namespaces from the files that tessera writes: every kind of
-# server, generated and uploaded clients, and the client templates once their placeholders are filled.
+# Brings up real OpenVPN tunnels between two network namespaces with the files that tessera writes: every kind of server,
+# generated and uploaded clients, and the client templates after their placeholders are filled in.
 # Usage: openvpn.sh BIN_DIR
 set -eu
 # shellcheck source=tests/daemons/router.sh
@@ -10,10 +10,10 @@ hostname gateway
 cd /run/keys
 underlay=172.31.0 # .1 is the servers' end, .2 the clients'
 username=road.warrior
-password="p w'\"\\%s\$x" # as awkward as OpenVPN lets a password be
+password="p w'\"\\%s\$x" # all special characters that OpenVPN allows in a password
 
-# Stands for what the router brings: each script notes its environment, the first also installs the pushed routes, and
-# the last lets exactly one user in.
+# Scripts in place of the router's: each records its environment, the first also installs the pushed routes, and the last
+# accepts exactly one user.
 cat >/usr/lib/netifd/openvpn-up <<'UP'
 #!/bin/sh
 env >"/run/up.$dev"
@@ -40,7 +40,7 @@ certificate() { # NAME EXTENSION...
 }
 
 certificate ca -addext keyUsage=keyCertSign
-# Two clients of one server need a name each.
+# Two clients of one server need different names.
 for holder in server:serverAuth client:clientAuth user:clientAuth; do
   certificate "${holder%:*}" -CA ca.crt -CAkey ca.key -addext basicConstraints=CA:FALSE \
     -addext keyUsage=digitalSignature -addext "extendedKeyUsage=${holder#*:}"
@@ -104,7 +104,7 @@ ip link set under_server up
 on_client ip addr add "$underlay.2/24" dev under_client
 on_client ip link set under_client up
 
-# The client template of server $1 as a user completes it.
+# The client template of server $1, completed as by a user.
 filled_template() {
   sed -e "s|<server address>|$underlay.1|; s|<public key file>|/run/keys/user.crt|" \
     -e "s|<private key file>|/run/keys/user.key|; s|^auth-user-pass\$|& /run/credentials|" \
@@ -113,7 +113,7 @@ filled_template() {
 }
 
 await() { # NAME TEXT
-  wait_for 30 grep -qF "$2" "/run/$1.log" || fail "$1 never said '$2': $(cat "/run/$1.log")"
+  wait_for 30 grep -qF "$2" "/run/$1.log" || fail "$1 did not print '$2': $(cat "/run/$1.log")"
 }
 
 for server in subnet ptp bridged dialup; do
@@ -124,7 +124,7 @@ start_client() {
   # The interface manager names the device on the command line.
   start "$1" on_client openvpn --config "/run/config_file_$1" --dev "$1"
 }
-# The device of an uploaded file becomes its device type, but to this OpenVPN a numbered device is no type.
+# tessera writes the device of an uploaded file as device type, but this OpenVPN knows no type with a number.
 start_client numbered
 await numbered "problem with tun vs. tap setting"
 for client in tapclient tunclient uploaded intruder; do start_client "$client"; done
@@ -137,11 +137,11 @@ for client in tapclient tunclient uploaded template_subnet template_bridged; do
 done
 await intruder AUTH_FAILED
 
-# The route of a subnet server has no gateway, so this OpenVPN leaves it out: the device's own network covers it.
+# The route of a subnet server has no gateway, so this OpenVPN leaves it out; the network of the device includes it.
 await subnet "needs a gateway parameter for a --route option"
 await ptp "NOTE: --mute triggered"
 
-# A bridged client gets its address from beyond the bridge.
+# A bridged client gets its address from the network behind the bridge.
 ip addr add 192.168.7.1/24 dev bridged
 on_client ip addr add 192.168.7.2/24 dev over_bridged
 on_client ip link set over_bridged up
@@ -149,12 +149,12 @@ ip link set bridged up
 
 for way in tapclient:192.168.5.1 over_subnet:192.168.5.1 uploaded:10.8.0.1 tunclient:10.9.0.1 \
   over_bridged:192.168.7.1; do
-  on_client busybox ping -q -c 1 -w 10 -I "${way%:*}" "${way#*:}" >/run/ping || fail "no way through $way"
+  on_client busybox ping -q -c 1 -w 10 -I "${way%:*}" "${way#*:}" >/run/ping || fail "no connection through $way"
 done
 
 for client in tapclient tunclient uploaded; do
   [ -s "/run/up.$client" ] || fail "the interface manager was not called for $client"
 done
 for connection in subnet:client subnet:user ptp:client; do
-  grep -q "^client-connect ${connection#*:} " "/run/client_updown.${connection%:*}" || fail "no notice of $connection"
+  grep -q "^client-connect ${connection#*:} " "/run/client_updown.${connection%:*}" || fail "client_updown was not called for $connection"
 done

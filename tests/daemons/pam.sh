@@ -1,6 +1,7 @@
 #!/bin/bash
-# The real PAM library reads the generated stack: the order of the modules, their arguments, and what the controls do.
-# The device's own modules are replaced by one that records its calls; then the real RADIUS module and a real server.
+# The real PAM library reads the generated rules. Tests the order of the modules, their arguments and the effect of the
+# controls, with a module that records its calls in place of the device's own modules; then the real RADIUS module with a
+# real server.
 # Usage: pam.sh BIN_DIR RECORDING_MODULE
 set -eu
 # shellcheck source=tests/daemons/router.sh
@@ -13,20 +14,20 @@ cp "$modules/pam_radius_auth.so" /run/real_pam_radius_auth.so
 for name in acc token_decrypt google_authenticator radius_auth ldap tacplus group_alias; do
   cp "$RECORD" "$modules/pam_$name.so"
 done
-rm -rf /etc/pam.d /usr/lib/pam.d  # else the library reads no /etc/pam.conf
+rm -rf /etc/pam.d /usr/lib/pam.d  # otherwise the library does not read /etc/pam.conf
 ln -sf /var/run/pam.conf /etc/pam.conf
 mkdir /run/pam-verdict
 user=$(id -un)
 auth_err=7
 authinfo_unavail=9
 
-# configure AUTH_OBJECT: writes the stack for an `auth` object.
+# configure AUTH_OBJECT: writes the rules for an `auth` object.
 configure() {
   printf '{"auth": %s}' "$1" >/etc/config/config.json
   "$BIN/tessera" pam || fail "tessera pam ended with $?"
 }
 
-# verdict MODULE.TYPE NUMBER
+# verdict MODULE.TYPE NUMBER: sets the answer of a recording module.
 verdict() { echo "$2" >"/run/pam-verdict/pam_$1"; }
 
 # answer SERVICE OPERATION: prints "yes" or "no" and leaves the record of the device's modules in /run/pam.log.
@@ -35,7 +36,7 @@ answer() {
   if pamtester "$1" "$user" "$2" >/run/pamtester.log 2>&1; then echo yes; else echo no; fi
 }
 
-# attempt WHAT EXPECTED SERVICE OPERATION: the answer and the modules that were asked.
+# attempt WHAT EXPECTED SERVICE OPERATION: compares the answer and the names of the modules that were called.
 attempt() {
   expect "$1" "$(answer "$3" "$4") $(sed 's/ .*//; s/\.so$//; s/^pam_//' /run/pam.log 2>/dev/null | paste -sd' ')" "$2"
 }
@@ -50,7 +51,7 @@ configure_servers() { # AUTHORITATIVE
 }
 servers_in_order='|server=10.0.0.1:49|secret=a ]b c|server=10.0.0.2:50|secret=x'
 
-# Local users alone: success ends the stack before the closing deny, any other answer reaches it.
+# Only local users: success ends the stack before pam_deny at its end, any other answer reaches pam_deny.
 configure '{}'
 attempt "local login" "yes acc" sshd authenticate
 expect "local login calls" "$(cat /run/pam.log)" "pam_acc.so auth|admin|-o|shell|-o|serial"
@@ -68,7 +69,7 @@ for example in "$SOURCE"/examples/*/config.json; do
   expect "$example" "$(answer sshd authenticate) $(answer httpd acct_mgmt) $(answer other authenticate)" "yes yes no"
 done
 
-# Not authoritative: whatever the servers say but yes, the next method is asked.
+# Not authoritative: unless a server accepts the user, the next method is asked.
 configure_servers false
 verdict radius_auth.so.auth $auth_err
 verdict tacplus.so.auth $authinfo_unavail
@@ -97,7 +98,7 @@ verdict tacplus.so.auth $authinfo_unavail
 attempt "server out of reach" "yes radius_auth tacplus acc" sshd authenticate
 rm /run/pam-verdict/*
 
-# Two factors: the code is asked first, and a bad one is remembered to the end of the stack.
+# Two factors: the code is asked first, and a wrong code makes the whole stack fail.
 configure '{"user": {"admin": {"2fa": {"enable": true}}}, "idle_timeout": 900}'
 verdict google_authenticator.so.auth $auth_err
 verdict token_decrypt.so.auth 25
@@ -108,7 +109,7 @@ verdict token_decrypt.so.auth $auth_err
 attempt "bad token" "no token_decrypt" httpd authenticate
 rm /run/pam-verdict/*
 
-# A real RADIUS server and module. The module knows no escapes: it takes the backslash before "]" as part of the secret.
+# A real RADIUS server and module. The module knows no escapes: the backslash before "]" becomes part of the secret.
 cp /run/real_pam_radius_auth.so "$modules/pam_radius_auth.so"
 secret='t!$%&()*+,-./:;<=>?@[]^_`{|}~'
 configure "{\"method\": [\"radius\"], \"radius\": {\"authoritative\": true, \"nas_id\": \"branch\", \"server\":

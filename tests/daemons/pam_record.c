@@ -1,13 +1,13 @@
-// A PAM module that records how it was called, installed under the names of the device's own modules. The record is a
-// line "MODULE TYPE|ARGUMENT|ARGUMENT..." in /run/pam.log; the answer is the number in /run/pam-verdict/MODULE.TYPE,
-// success when there is none.
+// A PAM module that records its calls, installed under the names of the device's own modules. It writes a line
+// "MODULE TYPE|ARGUMENT|ARGUMENT..." to /run/pam.log, and answers with the number in /run/pam-verdict/MODULE.TYPE, or
+// with success when there is no such file.
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <security/pam_modules.h>
 #include <stdio.h>
 #include <string.h>
 
-// Any object of this module: its address leads to the name that the module was loaded under.
+// An object of this module, with whose address dladdr finds the file name of the module.
 static const char anchor;
 
 static int record(const char *type, int argc, const char **argv) {

@@ -1,11 +1,11 @@
 # shellcheck shell=bash disable=SC2034 # the scripts use what is set here
-# A router to test on: sourced first by the tests of real daemons, which run as root, with their own arguments, of which
-# the first is the directory of the built programs. It restarts the script in namespaces of its own (mounts,
-# network, host name, processes), with a fresh /run and private copies of /etc and /usr, so that real paths can be used.
+# A router for the tests of real daemons, which run as root and source this file first; their first argument is the
+# directory of the built programs. It restarts the script in new namespaces (mounts, network, host name, processes) with
+# an empty /run and private copies of /etc and /usr, so that the tests can use real paths.
 #
 #   $BIN, $SOURCE            the built programs and the source tree
-#   router_configure CONFIG [FACTS [ROOTFS]]   puts a configuration, runtime facts and extra files in place
-#   start NAME COMMAND...    starts a process, whose output goes to /run/NAME.log; it ends with the script
+#   router_configure CONFIG [FACTS [ROOTFS]]   installs a configuration, runtime facts and more files
+#   start NAME COMMAND...    starts a process, which ends with the script; its output goes to /run/NAME.log
 #   wait_for SECONDS COMMAND...   repeats the command until it succeeds
 #   expect WHAT ACTUAL EXPECTED   compares two strings
 #   fail MESSAGE             ends the test

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds the reference platform as a device's libraries, tessera against them, and runs it; then makes sure that
-# libraries a router could not work with are refused.
+# Builds the reference platform as a device's libraries, links tessera with them and runs it; then tests that wrong
+# libraries are refused.
 #
 #   device.sh SOURCE_DIRECTORY SCRATCH_DIRECTORY BIN_DIRECTORY CASE_DIRECTORY...
 set -eu
@@ -36,7 +36,7 @@ build device tessera tessera-conformance
 libraries=$(dirname "$(find "$sysroot" -name libconfig.so)")
 tessera=$scratch/device/bin/tessera
 
-# The libraries offer C functions of these prefixes only, and tessera brings none of them along.
+# The libraries offer only C functions with these prefixes, and tessera does not contain any of them.
 operations='^(config|network|runt|_?sl|file|escape|replace_char|_?process|xip4|xasprintf|log)(_[a-z0-9_]*)?$'
 for name in config runt tools; do
   readelf -d "$tessera" | grep -q "(NEEDED).*\[lib$name.so\]" || fail "tessera does not need lib$name.so"
@@ -54,7 +54,7 @@ done
 "$source/tests/as_root.sh" env LD_LIBRARY_PATH="$libraries" "$source/tests/install/conformance.sh" \
   "$scratch/device/bin/tessera-conformance" "$source/tools/conformance/config.json"
 
-# refused MESSAGE: the configuration against $sysroot.bad fails with the message.
+# refused MESSAGE: configuring with $sysroot.bad has to fail with the message.
 refused() {
   configure refused -DTESSERA_PLATFORM=device -DTESSERA_SYSROOT="$sysroot.bad" >"$scratch/refusal" 2>&1 &&
     fail "accepted, although: $1"

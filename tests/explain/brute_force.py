@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Compares the answers of tessera-explain with counterfactuals of its own.
+"""Compares the answers of tessera-explain with runs for changed documents.
 
 brute_force.py BIN_DIRECTORY EXAMPLE_DIRECTORY... [--files PATTERN]
 
-Every setting of the example is changed alone, in every way that occurs to this script, and all services run. A setting
-that tessera-explain names for a line must change that line in one of these runs. Of the lines that some setting shows
-up in and changes, nearly all must have such a setting as their first origin. Prints the figures; fails beyond the limits.
+The script changes every setting of the example alone, in several ways, and runs all services. A setting that
+tessera-explain names for a line must change that line in one of these runs. When a line shows the value of a setting that
+changes it, tessera-explain has to name such a setting first, for nearly all of these lines. Prints the counts.
 """
 import collections
 import concurrent.futures
@@ -30,7 +30,7 @@ def leaves(node, path=()):
 
 
 def entries(node, path=()):
-    """Paths of all objects: removing one shows what its name drives."""
+    """Paths of all objects: removing an object shows which lines its name changes."""
     if isinstance(node, dict):
         for name, child in node.items():
             if isinstance(child, dict):
@@ -61,7 +61,7 @@ def bumped(text):
 
 
 def targets(document, reference):
-    """References to the entries beside the one that is named."""
+    """References to all entries of the same map."""
     node = document
     for name in reference.split("/")[1:-1]:
         node = node.get(name, {}) if isinstance(node, dict) else {}
@@ -136,8 +136,7 @@ class Router:
 
 
 def in_sections(lines):
-    """Each line with the section that it stands in, and how often it stands there: which of equal lines went, no one
-    can tell."""
+    """Each line with its section, and how often it is in that section, because equal lines cannot be told apart."""
     section, keys = "", []
     for line in lines:
         is_indented = line[:1] in ("\t", " ")
@@ -148,7 +147,7 @@ def in_sections(lines):
 
 
 def counterfactuals(router, schema):
-    """For each file and line index the settings (dotted) that change or remove the line when they change alone."""
+    """For each file and line index, the paths of the settings that alone change or remove the line."""
     base = router.files(router.document)
     trials = []
     for path, value in leaves(router.document):

@@ -1,8 +1,8 @@
 #!/bin/sh
-# Asks tessera-explain about a router on which many things have no effect, and compares with the answers beside this.
+# Asks tessera-explain about a router on which many settings have no effect, and compares with the file `answers`.
 #
 #   explain.sh BIN_DIRECTORY [--write]
-# With --write the answers become the expected ones.
+# --write stores the answers as the expected ones.
 set -eu
 programs=$1
 here=$(cd "$(dirname "$0")" && pwd)
@@ -72,7 +72,7 @@ if [ "${2-}" = --write ]; then
 else
   diff -u answers "$answers"
 fi
-# What stands in a document is never printed with its secrets, unless they are asked for.
+# Secrets of the document are not printed without --show-secrets.
 "$programs/tessera-explain" -c router.json -r facts.json --json vpn.ipsec.tunnel >>"$answers"
 if grep -e 'secret line' -e 'is missing' "$answers"; then exit 1; fi
 "$programs/tessera-explain" -c openvpn.json --show-secrets config_file_home:17 | grep -q '^second secret line$'

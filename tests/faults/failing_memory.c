@@ -1,5 +1,5 @@
-// Preloaded into a program: lets its allocation number FAILING_ALLOCATION fail. With 0 the count of allocations goes to
-// standard error at the end.
+// A library to preload: the program's allocation number FAILING_ALLOCATION fails. With 0, the program prints the number
+// of its allocations on standard error at its end.
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -14,7 +14,7 @@ static long count;
 
 __attribute__((constructor)) static void begin(void) {
   const char *number = getenv("FAILING_ALLOCATION");
-  unsetenv("LD_PRELOAD");  // the program's children do not count
+  unsetenv("LD_PRELOAD");  // not for the program's children
   failing = number != NULL ? strtol(number, NULL, 10) : 0;
 }
 

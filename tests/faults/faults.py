@@ -1,16 +1,16 @@
 #!/usr/bin/python3
-"""Runs in which something fails, ends or interferes: what they report, and what readers find afterwards.
+"""Makes runs fail, end or meet other runs, and checks what they report and which files readers find.
 
 faults.py BIN_DIRECTORY SOURCE_DIRECTORY FAILING_MEMORY_LIBRARY [--full] [GROUP...]
 
-Every run starts on a router that holds the files of an earlier configuration ("old") and ends in one outcome:
+Every run starts on a router with the files of an earlier configuration ("old"), and has one of these outcomes:
   same      the status and all files of an undisturbed run, and no other message
-  reported  a status other than 0 or a message, and perhaps other files
-  silent    status 0, no message, but other files
-  crash     ended by a signal, or something that a sanitizer has found
-  hang      not over after a time that no limit allows
-A table says which outcomes and which file states are right. What only waits is for --full. Needs root; works in
-namespaces of its own, one for processes among them, as programs are killed here.
+  reported  a status other than 0 or a message, perhaps with other files
+  silent    status 0 and no message, but other files
+  crash     ended by a signal, or a finding of a sanitizer
+  hang      still running after a time that no limit allows
+Tables say which outcomes and which states of files are right. Cases that mostly wait run only with --full. Needs root;
+works in its own namespaces, also of processes, because it kills programs.
 """
 import collections
 import ctypes
@@ -35,7 +35,7 @@ FULL = '--full' in sys.argv
 GROUPS = [argument for argument in sys.argv[4:] if argument != '--full'] or [
     *['waits'] * FULL, 'rows', 'together', 'calls', 'kills', 'memory']
 SERVICES = ('pam', 'dnsmasq', 'network', 'ipsec')
-# Files that readers are promised whole.
+# Files that are replaced in one step, so that readers always find them complete.
 WHOLE = {'pam': ('pam.conf', 'radius.conf', 'ldap.conf'), 'network': ('uci/network',), 'dnsmasq': (), 'ipsec': ()}
 CONFIG = '/etc/config/config.json'
 PATIENCE = 100
@@ -48,7 +48,7 @@ def shell(script):
 
 
 def own_files():
-    """A mount namespace with a fresh /run, /media and /etc/config."""
+    """Enters a mount namespace with an empty /run, /media and /etc/config, and writes the configuration."""
     if ctypes.CDLL(None, use_errno=True).unshare(0x20000) != 0:  # CLONE_NEWNS
         raise OSError(ctypes.get_errno(), 'unshare')
     shell('for path in /run /media /etc/config; do mount -t tmpfs tmpfs $path; done; mkdir /media/programs')
@@ -61,7 +61,7 @@ def configure(text, path=CONFIG):
 
 
 def rich(old=False, servers=1):
-    """A configuration with something of everything; the old one differs in every file."""
+    """A configuration that uses every feature; with `old`, one that gives another content of every file."""
     documents = []
     for path in ('examples/branch-office', 'tests/golden/pam-every-method'):
         with open(f'{SOURCE}/{path}/config.json', encoding='utf-8') as file:
@@ -76,7 +76,7 @@ def rich(old=False, servers=1):
 
 
 def content(path):
-    """What is at a path: the used start of a file and its size, or the target of a link."""
+    """The content at a path: the start of a file up to its first hole, and its size; or the target of a link."""
     if os.path.islink(path):
         return os.readlink(path)
     if not os.path.isfile(path):
@@ -119,7 +119,7 @@ known_stores = {}
 
 
 def facts(state):
-    """The runtime store as text; a tree is compared by this, not by the store's bytes."""
+    """The runtime store as a string: states are compared with it, not with the bytes of the store."""
     data = state.get('runt/data.mdb')
     if data not in known_stores:
         dump = subprocess.run([f'{BIN}/runt', 'dump'], capture_output=True, text=True, timeout=PATIENCE)
@@ -131,7 +131,7 @@ Run = collections.namedtuple('Run', 'status message tree facts')
 
 
 def run(service, *wrapper, environment=(), prepare=lambda: None):
-    """One run and what it leaves; the status is negative for a signal, None for a hang."""
+    """Runs a service once. Returns its outcome; the status is negative for a signal, None for a hang."""
     process = subprocess.Popen([*wrapper, f'{BIN}/tessera', service], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                stderr=subprocess.PIPE, preexec_fn=prepare, close_fds=False, start_new_session=True,
                                env={**os.environ, **dict(environment)})
@@ -154,7 +154,7 @@ def trace():
 
 
 def made_calls(router, service):
-    """The system calls of an undisturbed run: names, and how many of that name came before."""
+    """The system calls of an undisturbed run: name, and number among the calls of that name."""
     router.run(service, *traced())
     before = collections.Counter()
     for name in re.findall(r'^(\w+)\(', trace(), re.MULTILINE):
@@ -167,7 +167,7 @@ def visible(state):
 
 
 class Router:
-    """The old state, and what an undisturbed run of each service makes of it."""
+    """The old state, and the outcome of an undisturbed run of each service."""
 
     def __init__(self, servers=1):
         configure(rich(old=True, servers=servers))
@@ -189,8 +189,9 @@ class Router:
         return run(service, *wrapper, **options)
 
     def judge(self, what, service, result, allowed, whole='uncut'):
-        """The outcome. Files that are promised whole are not cut, or even the old or the new ones ("exact"); the
-        store holds a whole batch (None: what a run found was none)."""
+        """Returns the outcome, and adds a problem when it is not `allowed`. `whole` says what is promised about the files
+        in WHOLE: "uncut", or "exact" for the old or the new file, or "" for nothing. Unless it is None, the store has to
+        hold a complete batch, too."""
         new = self.new[service]
         alike = (visible(result.tree), result.facts) == (visible(new.tree), new.facts)
         if result.status is None:
@@ -214,36 +215,36 @@ class Router:
 
 
 def spread(positions, most):
-    """All of them, or a part that holds the first, the last and some between."""
+    """All positions with --full; otherwise the first, the last and some between, at most `most`."""
     if FULL or len(positions) <= most:
         return positions
     return sorted({positions[round(i * (len(positions) - 1) / (most - 1))] for i in range(most)})
 
 
-# Errors that the call may end with on a router in trouble; the first alone in the short form.
+# Errors with which a call may fail on a router; without --full only the first one.
 ERRORS = {'openat': (errno.EMFILE, errno.EACCES, errno.EINTR), 'write': (errno.ENOSPC, errno.EIO, errno.EINTR),
           'mmap': (errno.ENOMEM,), 'brk': (errno.ENOMEM,), 'read': (errno.EIO, errno.EINTR), None: (errno.EIO, errno.EPERM)}
 
-# Silent losses that the behaviour itself fixes: PAM write errors are nobody's business, nor those of the interface
-# manager's file and of the protocols' side files.
+# Calls whose failure is not reported, by design: write errors of PAM files, of the network file and of the protocols' side
+# files.
 OPENING = ('openat', 'fcntl', 'newfstatat', 'fstat', 'fchmod', 'lseek', 'fstatfs')
 SILENT = {'pam': (*OPENING, 'write', 'rename'), 'dnsmasq': OPENING, 'network': (*OPENING, 'write', 'mkdir'),
           'ipsec': ('mkdir', 'rename', 'clone3', 'mmap')}  # of these the swap and the removal of the old tree
-# Calls that cannot fail, that a failure cannot be made up for (brk, close), or whose failure no program looks at.
+# Calls that cannot fail, whose failure cannot be simulated (brk, close), or whose failure no program checks.
 NEVER = ('brk', 'close', 'exit_group', 'getpid', 'getuid', 'geteuid', 'getgid', 'getegid', 'gettid', 'futex', 'rt_sigreturn')
 
 
 def calls(router, service):
     """Each system call of the run fails in turn."""
     made = list(made_calls(router, service))
-    made = made[made.index(('poll', 1)):]  # the first call of its own; before it is the dynamic linker's work
+    made = made[made.index(('poll', 1)):]  # the program's first call; the calls before are the dynamic linker's
     table = collections.Counter()
     for name in sorted({name for name, _ in made} - set(NEVER)):
         silent = name in SILENT[service]
         for number in spread([number for each, number in made if each == name], 2):
             for error in ERRORS.get(name, ERRORS[None])[:None if FULL else 1]:
                 result = router.run(service, *traced('-e', f'inject={name}:error={errno.errorcode[error]}:when={number}'))
-                if '(INJECTED)' in trace():  # how often a child is asked for its end differs
+                if '(INJECTED)' in trace():  # the number of waits for a child varies
                     table[name, router.judge(f'{service}: {name} number {number} fails with {errno.errorcode[error]}', service,
                                              result, 'same reported' + ' silent' * silent,
                                              '' if service == 'network' and silent else 'uncut')] += 1
@@ -262,7 +263,7 @@ def memory(router, service):
 
 
 def kills(router, service):
-    """The run is killed at each of its system calls; the next one puts everything right."""
+    """The run is killed at each of its system calls; the next run has to repair everything."""
     new = router.new[service]
     table = collections.Counter()
     for name, number in spread(list(made_calls(router, service)), 40):
@@ -287,7 +288,7 @@ def kills(router, service):
 
 
 def room(kib):
-    """A /run with so much room left."""
+    """Leaves so much room in /run."""
     return lambda: shell(f'mount -o remount,size=$(($(du -sk /run | cut -f1) + {kib}))k /run')
 
 
@@ -296,7 +297,7 @@ def in_place_of(path, make):
 
 
 def program(name, text):
-    """A program that takes the place of one that is run as a child."""
+    """A script in place of a program that a run starts."""
     def prepare():
         with open(os.open(f'/media/programs/{name}', os.O_WRONLY | os.O_CREAT, 0o755), 'w', encoding='ascii') as file:
             file.write('#!/bin/sh\n' + text)
@@ -308,19 +309,19 @@ def limited(limit, value):
 
 
 def hold(path):
-    """A lock that another program holds and never gives back."""
+    """Takes a lock, as another program that never releases it."""
     fcntl.flock(os.open(path, os.O_RDWR | os.O_CREAT, 0o600), fcntl.LOCK_EX)
 
 
 def lose_reader():
-    """The reader of the log goes away."""
+    """Standard error is a pipe without a reader."""
     reader, writer = os.pipe()
     os.close(reader)
     os.dup2(writer, 2)
 
 
 def fill_log():
-    """The reader of the log is there, but reads no more."""
+    """Standard error is a full pipe, whose reader does not read."""
     reader, writer = os.pipe()
     os.set_inheritable(reader, True)
     while select.select([], [writer], [], 0)[1]:
@@ -329,7 +330,7 @@ def fill_log():
 
 
 def fill_terminal():
-    """A terminal that nobody reads any more: it says that it has room, for less than a line."""
+    """Standard error is a terminal that nobody reads: it reports that it has room, but for less than a line."""
     ends, room = None, 0
     for least in (0, 1):
         ends = os.openpty()
@@ -345,7 +346,7 @@ def fill_terminal():
     os.dup2(ends[1], 2)
 
 
-# A duplicate lease makes the DNS mapper log, a tunnel without an interface the IPsec mapper; four children of the network's.
+# dnsmasq logs a duplicate lease, ipsec a tunnel without an interface; network starts four children.
 LEASE = '{"type": "mac", "mac": "00:11:22:33:44:55", "ip": "10.0.0.9"}'
 LOGGING = '''{"network": {"device": {"eth1": {"type": "ethernet"}}, "interface": {"lan": {"type": "ethernet", "enable": true,
   "device": "/network/device/eth1", "ipv4": {"enable": true, "type": "static", "address": "10.0.0.1/24", "dhcp_server":
@@ -360,8 +361,8 @@ def each(services, outcomes):
     return dict.fromkeys(services.split(), outcomes)
 
 
-# What happens, outcomes that are right by service, what is done to the router, what the program does before it starts,
-# whether files are whole or none is touched, another configuration.
+# What is wrong, the right outcomes by service, a function that changes the router, one that runs in the process before the
+# program starts, what is promised about files ("untouched": none may change), and another configuration.
 Row = collections.namedtuple('Row', 'what outcomes router start whole text', defaults=(None, None, 'uncut', None))
 WAITS = [
     Row('configuration: a pipe', each(ALL, 'reported'), in_place_of(CONFIG, os.mkfifo), whole='untouched'),
@@ -404,7 +405,7 @@ ROWS = [
 
 
 def row(router, service, each_row):
-    """Something else is wrong with the router."""
+    """Runs the service once on the router of a row."""
     what = f'{service}: {each_row.what}'
     if each_row.text:
         configure(each_row.text)
@@ -417,7 +418,7 @@ def row(router, service, each_row):
     result = run(service, environment={'PATH': '/media/programs:' + os.environ['PATH']}, prepare=each_row.start or (lambda: None))
     whole = each_row.whole if each_row.whole != 'exact pam' else 'exact' if service == 'pam' else ''
     outcome = router.judge(what, service, result, each_row.outcomes[service], whole)
-    unnamed = {'openvpn/-roadwarriors.ovpn'}  # named by a host name that could not be asked for
+    unnamed = {'openvpn/-roadwarriors.ovpn'}  # the name when the host name is not known
     left = visible(result.tree).keys() - before - router.new[service].tree.keys() - unnamed
     if left and whole is not None:
         problems.append(f'{what}: leaves {left}')
@@ -429,7 +430,7 @@ def row(router, service, each_row):
 
 
 def together(router, service):
-    """Runs of two configurations at once, with readers and store writers: no mixture, nobody waits for ever."""
+    """Runs of two configurations at the same time, with readers and writers of the store: no mixture, no endless wait."""
     rounds = 100 if FULL else 12
     configure(rich(old=True, servers=400), '/media/old.json')
     restore(router.old)
@@ -453,7 +454,7 @@ def together(router, service):
 
 
 def begin(group, function, *arguments):
-    """A process with files of its own that does the work and prints what it has found."""
+    """Starts a process with private files that runs the function and prints its findings."""
     process = os.fork()
     if process == 0:
         try:
@@ -469,7 +470,7 @@ def begin(group, function, *arguments):
 
 
 def main():
-    """Those that only wait at once, the others as many at a time as there are processors."""
+    """Runs the waiting cases all at the same time, the others as many at a time as there are processors."""
     shell(f'''mount -t tmpfs tmpfs /media; mkdir /media/upper /media/work
         mount -t overlay overlay /etc -o lowerdir=/etc,upperdir=/media/upper,workdir=/media/work
         mkdir -p /etc/config; cp -a {SOURCE}/examples/branch-office/rootfs/etc/. /etc/''')

@@ -1,4 +1,5 @@
-// Fuzz target: the configuration loader on any bytes. What it accepts is walked through, written anew and loaded again.
+// Fuzz target: the configuration loader on any bytes. A document that it accepts is written again from the tree, and
+// the result loaded again.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -8,17 +9,13 @@
 #include "config/document.h"
 #include "fuzz/stand_ins.h"
 #include "platform/network.h"
+#include "util/owned.h"
 
 namespace {
 
-struct FreeTree {
-  void operator()(const ConfigNode *root) const { config_free(root); }
-};
-using Tree = std::unique_ptr<const ConfigNode, FreeTree>;
-
-Tree load(std::string_view text, std::vector<Finding> *findings = nullptr) {
+OwnedTree load(std::string_view text, std::vector<Finding> *findings = nullptr) {
   document_text = text;
-  return Tree(findings != nullptr ? config_check_file("fuzz", findings) : config_load_file("fuzz"));
+  return OwnedTree(findings != nullptr ? config_check_file("fuzz", findings) : config_load_file("fuzz"));
 }
 
 std::string duration_text(int64_t milliseconds) {
@@ -27,7 +24,7 @@ std::string duration_text(int64_t milliseconds) {
   return '"' + std::to_string(fits ? milliseconds / 1000 : milliseconds) + (fits ? "s\"" : "ms\"");
 }
 
-// The node as a document has it, in the same order. Every node on the way has to be found again by its path.
+// Writes the node as JSON, in the order of the document. Every node has to be found again by its path.
 void write(std::string &out, const ConfigNode *root, const ConfigNode *node) {
   std::unique_ptr<char, void (*)(void *)> path(config_path(node), free);
   if (config_lookup(root, path.get()) != node) wrong("a path leads elsewhere", path.get());
@@ -50,33 +47,33 @@ void write(std::string &out, const ConfigNode *root, const ConfigNode *node) {
   }
 }
 
-// Checks the document as people do before they use it.
+// Runs the checker, which has to refuse the same documents as a run.
 void check(std::string_view text, bool refused_by_run) {
   std::vector<Finding> findings;
-  Tree root = load(text, &findings);
+  OwnedTree root = load(text, &findings);
   bool refused = false;
   for (const Finding &finding : findings) refused |= finding.grade == Grade::refused;
   if (refused != refused_by_run) wrong("a run and a check do not agree", text);
   if (root == nullptr) return;
-  std::unique_ptr<NetworkModel, void (*)(NetworkModel *)> model(network_load(root.get()), network_free);
+  OwnedModel model(network_load(root.get()));
   network_check(root.get(), model.get());
 }
 
-void write_anew(const ConfigNode *root) {
+void write_again(const ConfigNode *root) {
   std::string text;
   write(text, root, root);
   std::string dump = config_dump(root);
-  Tree again = load(text);
+  OwnedTree again = load(text);
   if (again == nullptr) wrong("refused, although it was written from an accepted document", text);
-  if (dump != config_dump(again.get())) wrong("reads otherwise when written anew", text);
+  if (dump != config_dump(again.get())) wrong("the written document reads differently", text);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
   std::string_view text(reinterpret_cast<const char *>(bytes), size);
-  Tree root = load(text);
+  OwnedTree root = load(text);
   if (size % 4 == 0) check(text, root == nullptr);
-  if (root != nullptr) write_anew(root.get());
+  if (root != nullptr) write_again(root.get());
   return 0;
 }

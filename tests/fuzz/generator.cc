@@ -1,4 +1,4 @@
-// Each byte is a choice on a walk through the schema: how many members, which, and of what value.
+// Each byte is a choice on a walk through the table of keys: how many members, which ones, and with which value.
 #include "fuzz/generator.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// What strings are made of: words that the mappers know, names that entries and references share ...
+// Strings for values: words that the mappers know, names for entries and references ...
 const char plain_words[] =
     "lan wan a b tun1 m1 eth0 eth1 eth0.5 m_2 br0 ethernet usb_ethernet loopback vnet wlan ap client switch "
     "active-backup round-robin static dhcp hybrid dhcpv6 prefix_delegation passthrough modem pppoe hotspot wisun "
@@ -21,7 +21,7 @@ const char plain_words[] =
     "corvo_list_only built_in_list_only apn_list_only esp aes128 sha256 modp2048 1 0 2 true false y n -1 2147483648 "
     "192.0.2.1 192.0.2.1/24 198.51.100.7 10.0.0.0/8 0.0.0.0/0 2001:db8::1 2001:db8::/32 /33 00:40:9D:11:22:33 100 "
     "200 network.interface.lan network.interface.wan /network/interface/lan host.example";
-// ... and values that no one should have to expect. "\x01" stands for a string of 64 KiB, then for shorter ones.
+// ... and hostile values. "\x01" means a string of 64 KiB, later shorter ones.
 const char nasty_words[] =
     "-----BEGIN CERTIFICATE-----\nMIIB\n-----END CERTIFICATE-----\n\0"
     "-----END CERTIFICATE----------END CERTIFICATE-----\0client\ndev tun0\nup /bin/x\nauth-user-pass\ncert c\n\nca d\0"
@@ -29,7 +29,7 @@ const char nasty_words[] =
     "'; reboot; '\0$(reboot)\0`reboot`\0a;b|c&d\0;;\"\0%s%n%d%5$s\0%\0../../../../x\0..\0.\0/\0a/b\0\\\0end\\\0\\\"\0"
     "\\n\0 a b \0# c\0a # c\0]\0[x] y\0{}\0*\0?[\0~\0a,b\0a=b\0größe\0\U0001F600\0a:b\0:\0 \0\x01";
 
-// Keys of runtime facts; "*" stands for a name.
+// Keys of runtime facts; "*" means a name.
 const char fact_words[] =
     "hybrid.device hybrid.lanmode mm.map.interface_idx.* mm.map.interface_number.* mm.map.no_interface_idx.* "
     "mm.sh.update.modem.*.iface mm.sh.update.modem.*.host network.interface.*.device "
@@ -43,7 +43,7 @@ const char fact_words[] =
     "vpn.ipsec.tunnel.*.ipv4.ready vpn.ipsec.tunnel.*.ipv6.ready vpn.ipsec.tunnel.*.skip_peer.active "
     "vpn.ipsec.tunnel.*.skip_peer.hostname vpn.l2tp.config_cookie network.device_map.*.device";
 
-// Where references lead: to nothing, to nodes below these, or to a name alone.
+// Starts of references, with a name after them; the empty one gives only a name.
 const char reference_words[] =
     " /network/interface/ /network/device/ /network/bridge/ /network/bond/ /network/vlan/ /network/wlan/ "
     "/network/radio/ /network/macsec/ /vpn/wireguard/ /vpn/openvpn/server/";
@@ -89,8 +89,8 @@ bool is_line_character(char c) {
   return c == '\t' || c == '\n' || c == '\r';
 }
 
-// Every character that may be more than itself somewhere becomes "Q" and two digits, and so does "Q".
-// The lines of a string of several lines matter to `network` only: no other service writes it into a file of lines.
+// Replaces "Q", and every character that may have a special meaning somewhere, by "Q" and two digits. Keeps line ends
+// only for `network`: no other service writes a string of several lines into a file of lines.
 std::string tame(std::string_view text) {
   static constexpr char digits[] = "0123456789abcdef";
   std::string harmless;
@@ -106,13 +106,14 @@ std::string tame(std::string_view text) {
   return harmless;
 }
 
-// Makes a string that the loader accepts from any bytes.
+// Replaces bytes that the loader would refuse.
 std::string acceptable(std::string text, bool many_lines) {
   for (char &c : text) {
     bool control = (c >= 0 && c < 0x20) || c == 0x7f;
     if (c < 0 || (control && !(many_lines && is_line_character(c)))) c = '~';
   }
-  for (size_t at; (at = text.find(secret_mark)) != text.npos;) text[at] = '~';  // a fuzzer learns from comparisons
+  for (size_t at; (at = text.find(secret_mark)) != text.npos;)
+    text[at] = '~';  // a fuzzer can find the mark through comparisons
   return text;
 }
 

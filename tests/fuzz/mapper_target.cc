@@ -1,6 +1,6 @@
-// Fuzz target: the mapper SERVICE on valid configurations and runtime facts, on a file system of its own. Its output is
-// checked: which files there are, with what modes, that no value makes a line more or less, that lines of the UCI file
-// are whole, that null reads as the empty string, and where secrets show.
+// Fuzz target: the mapper SERVICE on valid configurations and runtime facts, on a private file system. Checks the files
+// and their modes, that no value adds or removes a line, that the lines of the UCI file are correct, that null strings
+// read as empty strings, and that no secret is in a public place.
 #include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
@@ -32,7 +32,7 @@ namespace {
 
 const std::string_view service = NAME(SERVICE);
 
-enum class Lines { several, one, uci };  // a value may hold several lines, or has one, which UCI has a form for
+enum class Lines { several, one, uci };  // a value may have several lines; one line; one line in the form of UCI
 
 struct FileRule {
   const char *service;
@@ -88,7 +88,7 @@ void make_directories(std::initializer_list<const char *> paths) {
     if (mkdir(path, 0755) != 0 && errno != EEXIST) wrong("cannot make", path);
 }
 
-// How many entries a directory has; it stays open, for the next time.
+// Counts the entries of a directory, which stays open for the next count.
 struct WatchedDirectory {
   const char *path;
   DIR *directory = nullptr;
@@ -104,13 +104,13 @@ struct WatchedDirectory {
 };
 WatchedDirectory watched[] = {{"/"}, {"/var"}, {"/etc"}, {"/etc/config"}};
 
-// File systems that only this process sees take the places of all that a mapper reads and writes.
+// Mounts private file systems over everything that a mapper reads and writes.
 void enter_sandbox() {
   unsigned user = geteuid();
   if (unshare(CLONE_NEWNS | (user != 0 ? CLONE_NEWUSER : 0)) != 0) wrong("unshare", strerror(errno));
   if (user != 0) write_file("/proc/self/uid_map", "0 " + std::to_string(user) + " 1\n");
   mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr);
-  base64_encode("", 0);  // has its library loaded
+  base64_encode("", 0);  // loads its library while /etc is still visible
   for (const char *path : {"/var", "/etc", "/sys"})
     if (mount("tmpfs", path, "tmpfs", 0, "mode=0755") != 0) wrong("cannot mount on", path);
   make_directories({"/var/run", "/var/run/uci", "/sys/class", "/sys/class/net", "/sys/class/net/eth0", "/etc/config",
@@ -126,7 +126,7 @@ void enter_sandbox() {
   if (freopen("/dev/null", "w", stdout) == nullptr) wrong("cannot silence", "stdout");
 }
 
-// One value in double quotes up to the end of the line, escaped as an ordinary reader expects.
+// Whether the string is one value in double quotes, with the escapes that a reader expects.
 bool is_quoted(std::string_view text) {
   if (text.size() < 2 || text.front() != '"' || text.back() != '"') return false;
   text = text.substr(1, text.size() - 2);
@@ -143,7 +143,7 @@ bool take(std::string_view &text, std::string_view head) {
   return true;
 }
 
-// A line of a UCI file. What follows the kind of a section may be any name: names of devices stand there as they are.
+// Whether it is a line of a UCI file. The name of a section may be any string: device names are written unchanged.
 bool is_uci_line(std::string_view line) {
   if (line.empty() || line == "config route" || line == "config device" || line == "config globals globals")
     return true;
@@ -151,7 +151,7 @@ bool is_uci_line(std::string_view line) {
   if (!take(line, "\toption ") && !take(line, "\tlist ")) return false;
   size_t name = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_");
   if (name == line.npos || line[name] != ' ') return false;
-  // One value is written as it stands: a quote in it stays within its line, and the checker reports it.
+  // This value is written without escapes; a quote in it stays in its line, and the checker reports it.
   if (line.substr(0, name) == "ip6addr") return line.size() > name + 2 && line[name + 1] == '"' && line.back() == '"';
   line.remove_prefix(name + 1);
   if (is_quoted(line)) return true;
@@ -159,7 +159,7 @@ bool is_uci_line(std::string_view line) {
   return !line.empty() && line.find_first_not_of("0123456789") == line.npos;
 }
 
-// Checks the lines of a file in which every value has one, and counts them.
+// Checks and counts the lines of a file in which every value has one line.
 size_t check_lines(const std::string &path, std::string_view text, Lines lines) {
   if (!text.empty() && text.back() != '\n') wrong("the last line is cut", path);
   size_t count = 0;

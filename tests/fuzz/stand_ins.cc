@@ -1,4 +1,4 @@
-// Stand-ins: documents from memory, a log that is looked through instead of shown, and programs that are not run.
+// Stand-ins: documents come from memory, log messages are checked and not printed, and programs are not run.
 #include "fuzz/stand_ins.h"
 
 #include <dlfcn.h>
@@ -22,7 +22,7 @@ bool lines_decide;
 ProgramOutcome program_outcome = {true, ""};
 Trouble trouble;
 
-// Much of the time would go into stack traces of allocations and into keeping what is freed.
+// Saves much of the time for stack traces of allocations and for keeping freed memory.
 extern "C" const char *__asan_default_options() {
   return "malloc_context_size=3:quarantine_size_mb=1:thread_local_quarantine_size_kb=64";
 }
@@ -41,7 +41,7 @@ bool read_file(const char *, std::string *content, std::string *) {
   return true;
 }
 
-// The linker sends the mappers' calls of these operations here.
+// The linker redirects the mappers' calls of these operations to these functions.
 extern "C" {
 
 const char *__real_config_get_string(const ConfigNode *node, const char *path);
@@ -59,7 +59,7 @@ const char *__wrap_config_get_string(const ConfigNode *node, const char *path) {
 NetworkModel *__wrap_network_load(const ConfigNode *root) {
   if (trouble.no_model) return nullptr;
   Trouble kept = trouble;
-  trouble = {};  // the reference platform itself gives no null
+  trouble = {};  // the reference platform itself must not get null strings
   NetworkModel *model = __real_network_load(root);
   trouble = kept;
   return model;
@@ -95,7 +95,7 @@ void log_debug(const char *format, ...) {
   va_end(arguments);
 }
 
-// Only openssl takes a secret on its command line, and only a shell's command is looked at by anything but the program.
+// Only the command line of openssl may hold a secret, and only a shell interprets its argument.
 static void check_arguments(const char *program, va_list arguments) {
   bool shell = strcmp(program, "sh") == 0;
   while (const char *argument = va_arg(arguments, const char *)) {
@@ -113,7 +113,7 @@ char *_process_capture(int, int, int, int, int, const char *program, ...) {
   va_start(arguments, program);
   check_arguments(program, arguments);
   va_end(arguments);
-  if (strcmp(program, "/bin/hostname") == 0) return strdup("router\n");  // remembered for as long as the target runs
+  if (strcmp(program, "/bin/hostname") == 0) return strdup("router\n");  // the mapper keeps it for all later inputs
   return program_outcome.succeeds ? strdup(program_outcome.output) : nullptr;
 }
 
@@ -130,7 +130,7 @@ int process_wait(pid_t) {
 }
 
 int system(const char *command) {
-  // The fuzzer runs itself to merge corpora.
+  // To merge corpora, the fuzzer runs itself.
   if (strstr(command, "-merge_inner=1") != nullptr)
     return reinterpret_cast<decltype(&system)>(dlsym(RTLD_NEXT, "system"))(command);
   static constexpr std::string_view removal = "rm -rf /var/run/";

@@ -1,5 +1,5 @@
-// What the fuzz targets put in place of parts of the reference platform. They are linked before its libraries, whose
-// own versions are then left out.
+// Functions of the fuzz targets that replace functions of the reference platform. They are linked before its libraries,
+// so that the linker leaves out the libraries' own versions.
 #ifndef TESSERA_TESTS_FUZZ_STAND_INS_H
 #define TESSERA_TESTS_FUZZ_STAND_INS_H
 
@@ -9,18 +9,18 @@
 // The document that the loader reads instead of a file.
 extern std::string_view document_text;
 
-// Stands at the start of every secret that a generated document holds; empty when documents are not generated.
+// The start of every secret in a generated document; empty when documents are not generated.
 extern std::string_view secret_mark;
 extern bool lines_decide;  // whether the lines of a string change what a mapper writes for it
 
-// How programs that a mapper runs end.
+// The outcome of programs that a mapper runs.
 struct ProgramOutcome {
   bool succeeds;
   const char *output;
 };
 extern ProgramOutcome program_outcome;
 
-// What a device's platform may do and the reference platform does not.
+// What a device's platform may do, but the reference platform does not.
 struct Trouble {
   bool null_strings;  // null for an empty string
   bool no_model;      // no network model can be loaded
@@ -28,10 +28,10 @@ struct Trouble {
 };
 extern Trouble trouble;
 
-// Ends the target: what was found is wrong, and `detail` shows it.
+// Ends the target with a message: what is wrong, and the data that shows it.
 [[noreturn]] void wrong(const char *what, std::string_view detail);
 
-// Ends the target when the string holds a secret.
+// Ends the target with the message `what` when the string holds a secret.
 void expect_no_secret(const char *what, std::string_view text);
 
 #endif

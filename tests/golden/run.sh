@@ -1,18 +1,18 @@
 #!/bin/sh
-# Runs tessera on the router of a case directory and compares all that comes of it with the case's expected/.
+# Runs tessera on the router of a case directory, and compares the outcome with the case's expected/.
 #
 #   run.sh [--update] [--tessera PROGRAM] [--watch] BIN_DIRECTORY CASE_DIRECTORY
 #
-# A case holds `args`, a command line of tessera in each line (several run one after the other on the same router), and
-# when it needs them `config.json`, `runtime.json` and `rootfs/`. Its expected/ holds, when there is something to hold:
+# A case holds `args`, with a command line of tessera in each line (several run one after the other on the same router),
+# and, when it needs them, `config.json`, `runtime.json` and `rootfs/`. Its expected/ holds, unless they are empty:
 #   var/run/...    the files written
-#   directories    mode and name of each directory that was made
-#   removed        the names of files that are gone
+#   directories    mode and name of each new directory
+#   removed        the names of removed files
 #   runtime.json   the runtime store, when the run changed it
 #   stdout, stderr what tessera printed
 #   status         the exit status, when it is not 0
-# --update writes expected/ instead, for review. PROGRAM takes the place of BIN_DIRECTORY/tessera. --watch looks for leaks
-# and for uses of memory without a value.
+# --update writes expected/ instead, for review. PROGRAM is run in place of BIN_DIRECTORY/tessera. --watch runs it with
+# valgrind, which reports leaks and uses of uninitialized memory.
 set -eu
 umask 022
 
@@ -37,7 +37,7 @@ trap 'exit 1' INT TERM HUP
 actual=$work/actual
 if [ -n "$watch" ]; then
   mkdir "$work/watch"
-  cp "$bin/tessera" "$work/watch" # a preview reaches what is beside the program that it is given
+  cp "$bin/tessera" "$work/watch" # a preview shows the directory of the program that it runs
   program=$work/watch/watch
   cat >"$program" <<'WATCH'
 #!/bin/sh
@@ -63,8 +63,8 @@ else
   preview "$actual" "$(paste -sd, "$case/args")" >"$work/stdout" 2>"$work/stderr" || status=$?
 fi
 [ -d "$actual" ] || { cat "$work/stderr" >&2; exit 1; }
-# The preview names the file that it was given: its directory differs from clone to clone. Its own messages are not the
-# program's.
+# Messages name the file that the preview got, whose directory differs in each clone: replace it. Remove the preview's own
+# messages.
 awk -v given="$case/config.json" -v inside=/etc/config/config.json '
   /^tessera-preview: / { next }
   (at = index($0, given)) { $0 = substr($0, 1, at - 1) inside substr($0, at + length(given)) } 1
@@ -78,19 +78,19 @@ done
 (cd "$actual" && find var -mindepth 2 -type d -printf '%m %p\n' 2>/dev/null | LC_ALL=C sort -k2) >"$work/directories" || :
 [ ! -s "$work/directories" ] || cp "$work/directories" "$actual"
 
-# The store as it was, from a run that does nothing.
+# Remove the store when it is the same as after a run that does nothing.
 if [ -e "$actual/runtime.json" ]; then
   if [ -e "$case/runtime.json" ]; then preview "$work/before" nothing; else mkdir "$work/before"; fi
   [ -e "$work/before/runtime.json" ] || echo '{}' >"$work/before/runtime.json"
   ! cmp -s "$work/before/runtime.json" "$actual/runtime.json" || rm "$actual/runtime.json"
 fi
 
-# What the readers of these two files may read is everybody's business; everything else may hold a secret.
+# Only these two files may be readable for everybody; all others may hold a secret.
 wrong=$(cd "$actual" && find . -path './var/*' -type f ! -perm 0600 \
   ! \( -perm 0644 \( -path ./var/run/dnsmasq.conf -o -path ./var/run/hostnamesniffer.cfg \) \) -printf '%m %p\n')
 [ -z "$wrong" ] || { echo "Files with a wrong mode:"; echo "$wrong"; exit 1; }
 
-# Directories are compared by their list: the repository cannot keep empty ones.
+# Directories are compared by their list, because the repository cannot hold empty ones.
 find "$actual" -mindepth 1 -type d -empty -delete
 if [ -n "$update" ]; then
   rm -rf "$case/expected"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# What a run finds that came before it, another run and files of other users, and how tessera answers command lines.
+# Tests runs that find a lock, a changed configuration, or files of other users, and the command lines of tessera.
 #
 #   runs.sh BIN_DIRECTORY
 set -eu
@@ -8,9 +8,9 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 devices=$(realpath "${0%/*}")/network-devices/config.json
 echo '{"network.interface.wan.ipv4.ready": "1", "network.interface.wan.ipv4.address": "192.0.2.1"}' >"$work/facts.json"
-cp "$bin/tessera" "$work" # a preview reaches what is beside the program that it is given
+cp "$bin/tessera" "$work" # a preview shows the directory of the program that it runs
 
-# Previews SERVICE for the configuration CONFIG with the commands that come on standard input in the place of tessera.
+# preview SERVICE CONFIG: previews the configuration, with the commands on standard input in place of tessera.
 preview() {
   { echo '#!/bin/sh' && echo 'set -eu' && echo "tessera=\$(dirname \"\$0\")/tessera" && cat; } >"$work/commands"
   chmod +x "$work/commands"
@@ -49,7 +49,7 @@ x --device|1||error: config lookup failed
 --device network|1||error: network node lookup failed
 ROWS
 
-# Without the store, the rest is written.
+# Without the store, everything else is written.
 preview network '{"network": {"advanced": {"ula_prefix": "fd00::/48"}},
   "vpn": {"openvpn": {"server": {"s": {"enable": true, "server_address": "10.8.0.1"}}}}}' 2>"$work/stderr" <<'END'
 mkdir -p /var/run/kept
@@ -59,11 +59,11 @@ $tessera network
 rm /var/run/runt
 mv /var/run/kept/runt /var/run/ 2>/dev/null || :
 END
-grep -q '^tessera_network: failed to initialize runt interface$' "$work/stderr" || fail "no word of a missing store"
+grep -q '^tessera_network: failed to initialize runt interface$' "$work/stderr" || fail "no message about a missing store"
 grep -q fd00:: "$work/out/var/run/uci/network" || fail "nothing is written without the store"
-grep -q '^ifconfig 10.8.0.1 255.255.255.255$' "$work/out/var/run/config_file_server_s" || fail "an address is no host"
+grep -q '^ifconfig 10.8.0.1 255.255.255.255$' "$work/out/var/run/config_file_server_s" || fail "an address without a length is not a host"
 
-# Where no method works, the local users can log in.
+# When no method works, local users can log in.
 for method in radius local; do
   # shellcheck disable=SC2016 # for the inner shell
   echo '"$tessera" pam' | preview pam "{\"auth\": {\"method\": [\"$method\"]}}"
@@ -74,7 +74,7 @@ cmp -s "$work/radius.conf" "$work/local.conf" || fail "nobody can log in without
 tunnel='{"vpn": {"ipsec": {"tunnel": {"t12345": {"enable": true, "remote": {"ip_version": "ipv4"},'
 tunnel=$tunnel' "local": {"type": "interface", "interface": "wan"}}}}}}'
 
-# A run that has waited writes the configuration that is valid then.
+# A run that has waited for the lock writes the configuration of that moment.
 while read -r service path config; do
   preview "$service" "$config" 2>"$work/stderr" <<END
 exec 9>/var/run/tessera-$service.lock
@@ -95,7 +95,7 @@ network uci/network {"network": {"advanced": {"ula_prefix": "fd00:12345::/48"}}}
 ipsec ipsec.conf $tunnel
 END
 
-# What cannot be looked at or removed is named.
+# A message names a file that cannot be read or removed.
 filter='{"firewall": {"web_filter": {"enable": true, "service": "umbrella"}}}'
 while IFS='|' read -r service config cause message; do
   printf '%s\n' "$cause" "\$tessera $service || :" | preview "$service" "$config" 2>"$work/stderr"
@@ -108,7 +108,7 @@ END
 
 [ "$(id -u)" -eq 0 ] || exit 0
 
-# on_router PATH CONFIG COMMANDS: runs the commands on a router with that configuration, where another user has a file at
+# on_router PATH CONFIG COMMANDS: runs the commands on a router with that configuration and a file of another user at
 # PATH.
 on_router() {
   path=$1
@@ -128,7 +128,7 @@ on_router() {
 }
 cp "$bin/runt" "$work"
 
-# Nobody else can read what is written in the place of a file that was another user's.
+# When a file of another user is replaced, that user cannot read the new content.
 servers='{"auth": {"method": ["radius", "ldap"], "radius": {"server": [{"hostname": "a", "secret": "s"}]},'
 servers=$servers' "ldap": {"bind_dn": "b", "bind_password": "s", "server": [{"hostname": "a"}]}}}'
 while IFS='|' read -r service path written config; do
@@ -146,8 +146,8 @@ ipsec|ipsec.secrets|ipsec.secrets|$tunnel
 ipsec|ipsec.d.new/secrets/t12345.secret|ipsec.d/secrets/t12345.secret|$tunnel
 END
 
-# A user who runs it can neither look into its memory nor have it dumped: what belongs to the process is root's. It waits
-# for its configuration meanwhile.
+# An ordinary user who runs tessera can neither read its memory nor dump it: root owns its files in /proc. The run waits
+# for its configuration during the test.
 # shellcheck disable=SC2016 # for the inner shell
 on_router unused '' '
   rm /etc/config/config.json
@@ -159,4 +159,4 @@ on_router unused '' '
   grep -c "^Max core file size  *0  *0 " /proc/$!/limits || :
   kill $!' >"$work/seen"
 [ "$(cat "$work/seen")" = "0
-1" ] || fail "its memory is open: $(cat "$work/seen")"
+1" ] || fail "its memory can be read: $(cat "$work/seen")"

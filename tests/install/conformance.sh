@@ -1,6 +1,6 @@
 #!/bin/sh
-# The platform's libraries keep every promise, every operation of the headers is asked for at least once and named in
-# the manual, and the program needs a device that holds its configuration.
+# Tests that the platform's libraries keep every promise, that tessera-conformance checks every operation of the headers,
+# that the page names every operation, and that the program says so when the device does not hold its configuration.
 #
 #   conformance.sh CONFORMANCE CONFIGURATION [MANUAL OPERATION...]
 set -eu
@@ -28,20 +28,20 @@ cp "$configuration" /etc/config/config.json
 [ -s /var/run/messages ] && { cat /var/run/messages >&2; fail "messages besides the lines"; }
 for operation in "$@"; do
   case $operation in
-    sl_free|runt_entries_free) ;;  # give nothing that could be looked at
-    *) grep -q " - $operation: " /var/run/lines || fail "nothing is asked of $operation" ;;
+    sl_free|runt_entries_free) ;;  # their effect cannot be seen
+    *) grep -q " - $operation: " /var/run/lines || fail "$operation is not checked" ;;
   esac
   grep -q "\`$operation\`" "$manual" || fail "$manual does not name $operation"
 done
 
-# A program linked with shared libraries finds out one that breaks a promise.
+# Replaces operations of shared libraries by wrong ones: the program has to find them.
 if ldd "$conformance" | grep -q libtools.so; then
   echo 'int sl_find(void) { return 1; } int config_get_duration(void) { return 90; }' |
     cc -shared -fPIC -x c -o /var/run/broken.so -
   LD_PRELOAD=/var/run/broken.so "$conformance" >/var/run/lines && fail "broken promises were not noticed"
   found=$(sed -n 's/^not ok [0-9]* - \([a-z_]*\): .*/\1/p' /var/run/lines | sort -u | tr '\n' ' ')
   [ "$found" = "config_get_duration sl_find " ] || fail "broken promises of other operations: $found"
-  # A null where a text is due is no crash, and a crash in one group leaves the others.
+  # A null in place of a string does not crash the program, and after a crash in one group the others still run.
   echo 'void *config_key(void) { return 0; } void runt_keys(void) { __builtin_trap(); }' |
     cc -shared -fPIC -x c -o /var/run/broken.so -
   LD_PRELOAD=/var/run/broken.so "$conformance" >/var/run/lines && fail "a crash was not noticed"

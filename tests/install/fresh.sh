@@ -1,12 +1,12 @@
 #!/bin/sh
-# The commands of README.md on a new Debian 12, as root and as an ordinary user with sudo, and how long each took. Needs
-# root, debootstrap and a quarter of an hour; not part of the tests.
+# Runs the commands of README.md on a new Debian 12, as root and as an ordinary user with sudo, and prints how long each
+# took. Needs root, debootstrap and a quarter of an hour; not part of the tests.
 #
 #   fresh.sh [SCRATCH_DIRECTORY [USER...]]
 #
-# The new system is a plain directory, and Debian's archive is the one that this machine's apt uses. What the source tree
-# has committed is tested. A log of each step is left in the scratch directory, and so is the
-# system as it was before the first command, which the next call begins with.
+# The new system is a plain directory, made from the Debian archive that this machine's apt uses. It tests the last commit
+# of the source tree. The scratch directory keeps a log of each step, and the new system before the first command, which
+# the next call uses again.
 set -eu
 if [ "${TESSERA_OWN_MOUNTS-}" != yes ]; then
   TESSERA_OWN_MOUNTS=yes exec unshare -m --pid --fork --kill-child "$0" "$@"
@@ -18,7 +18,7 @@ scratch=${1:-/var/tmp/tessera-fresh}
 base=$scratch/base
 mkdir -p "$scratch"
 
-# step NAME COMMAND...: tells how long the command took, and whether it failed.
+# step NAME COMMAND...: runs the command, and prints how long it took and whether it failed.
 step() {
   name=$1
   shift
@@ -48,14 +48,14 @@ make_base() {
   mv "$base.new" "$base"
 }
 
-# inside USER COMMAND: in the clone, as a login of that user, with the system's directory as the root of all mounts.
+# inside USER COMMAND: runs the command in the user's clone, as in a login, with the new system as root directory.
 inside() {
   # shellcheck disable=SC2016 # for that shell
   unshare -m sh -c 'mount --rbind "$1" "$1" && cd "$1" && mkdir -p media/outside && pivot_root . media/outside &&
     umount -l /media/outside && exec su - "$2" -c "cd tessera && $3"' sh "$root" "$1" "$2"
 }
 
-# in_chroot USER COMMAND: the same in a plain chroot, whose / is no mount point.
+# in_chroot USER COMMAND: the same in a plain chroot, whose / is not a mount point.
 in_chroot() {
   chroot "$root" su - "$1" -c "cd tessera && $2"
 }

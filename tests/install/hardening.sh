@@ -1,6 +1,6 @@
 #!/bin/sh
-# Tells which protections against the abuse of memory errors each program lacks; fails when one lacks any. Beforehand it
-# makes sure of itself with programs that lack one each.
+# Prints which protections against the abuse of memory errors a program lacks, and fails when one lacks any. First it
+# tests itself, with programs that each lack one protection.
 #
 #   hardening.sh CC PROGRAM...
 set -eu
@@ -9,7 +9,7 @@ shift
 scratch=$(mktemp)
 trap 'rm -f "$scratch"' EXIT
 
-# How GCC touches each page of a large frame; Clang does it like any other store.
+# The instruction with which GCC touches each page of a large frame; Clang uses an ordinary store.
 probes='or[ql]  *.0x0,.*(%rsp)'
 ! "$cc" --version | grep -q clang || probes=
 
@@ -37,7 +37,7 @@ lacks() {
 marks=
 [ "$(uname -m)" != x86_64 ] || marks=-fcf-protection
 
-# check EXPECTED FLAG: what a program that is built as ours, but with the flag, lacks.
+# check EXPECTED FLAG: compares what a program lacks that is built like tessera, but with the flag.
 check() {
   printf '%s\n' '#include <stdio.h>' 'int main(int c, char **v) { char t[9000]; return sprintf(t, "%s", v[c - 1]); }' |
     $cc -x c -O1 -fPIE -fstack-protector-strong -fstack-clash-protection $marks -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 \

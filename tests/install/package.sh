@@ -1,6 +1,6 @@
 #!/bin/sh
-# The Debian package: what it holds and needs, and that it works on a system where it alone was installed and leaves
-# nothing when it goes.
+# Tests the Debian package: its files and dependencies, that its programs work after it is installed, and that it leaves
+# nothing when it is removed.
 #
 #   package.sh BUILD_DIRECTORY
 set -eu
@@ -37,10 +37,10 @@ done
 dpkg-deb --fsys-tarfile "$package" | tar -xO ./usr/share/doc/tessera/changelog.Debian.gz | gzip -d >"$scratch/changelog"
 [ "$(dpkg-parsechangelog -l "$scratch/changelog" -S Version)" = "$(field Version)" ] || fail "has the changelog of another version"
 if grep -vE '^\./(usr/((s?bin|lib|libexec|lib/tmpfiles\.d|share|share/(doc|man|bash-completion))/.*)?)?$' "$scratch/list"; then
-  fail "holds what it should not"
+  fail "holds files at other places"
 fi
 
-# A system of its own: this machine's, whose changes are thrown away.
+# A private system: a view of this machine whose changes are discarded.
 root=$scratch/root
 mkdir "$root"
 mount -t tmpfs none "$root"
@@ -67,10 +67,10 @@ for service in pam network; do
 done
 [ "$(inside stat -c '%a %n' /run/uci /run/uci/network | tr '\n' ' ')" = "755 /run/uci 600 /run/uci/network " ] ||
   fail "the network file is not there"
-[ "$(inside stat -c %a /run/pam.conf)" = 600 ] || fail "the installed program wrote no file for its reader alone"
+[ "$(inside stat -c %a /run/pam.conf)" = 600 ] || fail "the installed program wrote a file with another mode"
 inside runt set fact.x 1
 [ "$(inside runt get fact.x)" = 1 ] || fail "the installed store does not work"
-[ "$(inside find /etc/tessera/reload.d -printf '%m %p\n')" = "755 /etc/tessera/reload.d" ] || fail "there is no place for hooks"
+[ "$(inside find /etc/tessera/reload.d -printf '%m %p\n')" = "755 /etc/tessera/reload.d" ] || fail "there is no directory for hooks"
 inside dpkg -P tessera >"$scratch/log" 2>&1 || { cat "$scratch/log" >&2; fail "cannot be removed"; }
 left=$(find "$root/changes/usr" ! -type d ! -type c | head)
 [ -z "$left" ] || fail "leaves files: $left"

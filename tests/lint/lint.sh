@@ -1,8 +1,8 @@
 #!/bin/sh
-# Format and static analysis of the source tree. Everything is looked at before it fails.
+# Format and static analysis of the source tree. It runs all checks before it fails.
 #
 #   lint.sh BUILD_DIRECTORY    holds compile_commands.json
-#   lint.sh --format           puts the sources into their format instead
+#   lint.sh --format           only formats the sources
 set -u
 cd "$(dirname "$0")/../.." || exit 1
 folders='src reference tools doc'
@@ -18,7 +18,7 @@ if [ "$1" = --format ]; then
 fi
 build=$1
 
-# check NAME COMMAND...: a step, and how long it took.
+# check NAME COMMAND...: runs a check, and prints how long it took.
 check() {
   name=$1
   shift
@@ -31,7 +31,7 @@ check_format() {
   formatted | xargs -0 clang-format --dry-run -Werror
 }
 
-# The analyzer's shallow mode follows each function without what it calls in turn: a third of the time, all its checks.
+# The analyzer's shallow mode does all checks, but does not follow calls deeply: it needs a third of the time.
 check_files() {
   # shellcheck disable=SC2086 # a list of words
   find $folders -name '*.cc' -print0 |
@@ -46,7 +46,7 @@ check_program() {
     --suppressions-list=tests/lint/cppcheck.txt --language=c++ --std=c++20 -Isrc -Ireference -Itools $folders
 }
 
-# Conditions before "||" are meant so, and so is what other programs shall expand.
+# Excluded: "A && B || C", and expressions in single quotes that another program expands. Both are intended.
 check_scripts() {
   find tools tests bench cmake -type f \( -name '*.sh' -o -path '*/apply/examples/*' -perm /100 ! -name '*.init' \) -print0 |
     xargs -0 shellcheck -e SC2015,SC2016 cmake/postinst .ci/run

@@ -1,6 +1,6 @@
 #!/bin/sh
-# A hostile configuration and hostile files: what runs in the preview and what checks its files reach nothing of the
-# machine. Run as root, it does everything once more as an ordinary user, and in a root directory that is no mount point.
+# Previews a hostile configuration and hostile files: neither the services nor the checkers may reach the machine. Run as
+# root, the script repeats everything as an ordinary user, and in a root directory that is not a mount point.
 #
 #   hostile.sh BIN_DIRECTORY
 set -u
@@ -22,7 +22,7 @@ fi
 cd "$work" || exit 1
 PATH=$PATH:/usr/sbin:/sbin
 
-# A library that tells when it is loaded, and a checker that tells what it may do: it stands in for dnsmasq.
+# A library that prints a word when it is loaded, and a checker in place of dnsmasq that prints what it can reach.
 [ -e evil.c ] || cat >evil.c <<'C'
 #include <unistd.h>
 __attribute__((constructor)) static void load(void) { (void)!write(2, "EVIL\n", 5); }
@@ -84,7 +84,7 @@ if [ ! -e dnsmasq ]; then
   cc -static -o dnsmasq probe.c || exit 1
 fi
 
-# An uploaded file whose options write, load and read; in all the spellings that OpenVPN knows.
+# An uploaded file with options that write, load and read files, in all spellings that OpenVPN accepts.
 cat >config.json <<JSON
 {"vpn": {"openvpn": {"client": {"c": {"enable": true, "use_file": true, "config_file":
 "client\ndev tun\nremote a.example\nlog $work/victim\n--log-append $work/fifo\n\"status\" '$work/victim'\nwr\\\\itepid $work/victim\nproviders $work/evil.so\nsetenv opt plugin $work/evil.so\nengine $work/evil.so\nconfig $work/private\n<connection>\nremote b.example\nreplay-persist $work/victim\n</connection>\n<tls-auth>\nlog in a key\n</tls-auth>\nroute-up \"$work/dnsmasq x\"\ntls-verify $work/dnsmasq\nscript-security 2\n"
@@ -114,11 +114,11 @@ accepted by OpenVPN: /var/run/config_file_c
 /var/run/config_file_c:24: OpenVPN: warning: the command of "tls-verify" is not checked
 OUTPUT
 
-  # A checker that a hostile file has taken over.
+  # A hostile checker.
   ./tessera-preview -c config.json --verify --summary dnsmasq >output 2>&1 || fail "a checker may: $(cat output)"
   grep -q '^accepted by dnsmasq' output || fail "dnsmasq was not checked: $(cat output)"
 
-  # Links where services write lead nowhere.
+  # Links at the paths of the services' files do not lead out of the sandbox.
   for target in "$work/victim" "$hidden" "$work/fifo" "/proc/1/root$work/victim" "/proc/1/fd/3"; do
     ln -sf "$target" rootfs/var/run/dnsmasq.conf
     ln -sf "$work/private" rootfs/etc/hosts
@@ -127,7 +127,7 @@ OUTPUT
   done
   [ "$(cat victim)" = untouched ] || fail "a file was written"
 
-  # What is no file, or too large, is refused.
+  # A named pipe, and a file that is too large, are refused.
   for path in fifo huge; do
     rm -rf rootfs out
     mkdir rootfs
@@ -150,6 +150,6 @@ if [ "$(id -u)" -eq 0 ] && [ -z "${HOSTILE_WORK-}" ]; then
   unshare -m sh -c 'cd jail && mkdir -p usr etc dev proc tmp mnt root && mount --bind /etc etc && mount --rbind /dev dev &&
     mount --rbind /usr usr && mount -t proc proc proc && mkdir -p ".$HOSTILE_WORK" && mount --bind .. ".$HOSTILE_WORK" &&
     for link in bin lib lib32 lib64 libx32 sbin; do [ ! -L /$link ] || ln -s usr/$link $link; done &&
-    exec chroot . "$HOSTILE_WORK/hostile.sh"' || fail "in a root directory that is no mount point"
+    exec chroot . "$HOSTILE_WORK/hostile.sh"' || fail "in a root directory that is not a mount point"
 fi
 [ "$failures" -eq 0 ]

@@ -1,6 +1,6 @@
 #!/bin/sh
-# tessera-preview with a stand-in for tessera: what the stand-in finds, what is shown and stored of what it does, and
-# that the machine stays as it was. Run as root, it does everything once more as an ordinary user.
+# Tests tessera-preview with scripts in place of tessera: what these see, what the preview shows and stores, and that the
+# machine stays as it was. Run as root, the script repeats everything as an ordinary user.
 #
 #   preview.sh BIN_DIRECTORY
 set -u
@@ -26,7 +26,7 @@ expect() {
   diff -u "$work/wanted" "$work/output" || fail "$*: wrong output"
 }
 
-# says STATUS OUTPUT ARGUMENTS...: an output of few lines.
+# says STATUS OUTPUT ARGUMENTS...: the same for an output of few lines.
 says() {
   wanted=$1
   output=$2
@@ -36,13 +36,13 @@ says() {
   expect "$wanted" "$@" <"$work/said"
 }
 
-# stand_in NAME [SCRIPT]: takes tessera's place; the script may come from standard input.
+# stand_in NAME [SCRIPT]: writes a script to run in place of tessera, without SCRIPT from standard input.
 stand_in() {
   { echo '#!/bin/sh'; if [ $# -gt 1 ]; then echo "$2"; else cat; fi; } >"$work/$1"
   chmod 755 "$work/$1"
 }
 
-# Programs and inputs where an ordinary user can read them too.
+# Copy programs and inputs to a place where an ordinary user can read them.
 bin=$work/bin
 mkdir "$bin"
 cp "$1/tessera-preview" "$1/runt" "$bin"
@@ -137,10 +137,10 @@ run_checks() {
 
   expect 7 "$@" --tessera write dnsmasq <"$expected/write"
 
-  # Stored, with modes and unfollowed links; then compared with what a later run does.
+  # Files are stored with their modes, links are not followed; then a later run is compared with them.
   says 7 problem "$@" --tessera write -o stored dnsmasq
   (cd stored && find . ! -name . -printf '%M %p %l\n' | LC_ALL=C sort -k2) >"$work/listing"
-  diff -u - "$work/listing" <"$expected/listing" || fail "stored otherwise"
+  diff -u - "$work/listing" <"$expected/listing" || fail "the stored files differ"
   says 7 "problem
 6 files unchanged" "$@" --tessera write -d stored dnsmasq
   mkdir empty
@@ -162,7 +162,7 @@ ran ipsec
 tessera-preview: ipsec ended with status 1
 ran network
 OUTPUT
-  # Findings that all services report are no reason why ipsec fails.
+  # A finding that all services report does not explain why ipsec failed.
   stand_in warned 'echo "x: unknown key" >&2; [ "$1" != ipsec ]'
   says 0 'x: unknown key' -c '' --tessera warned all
   expect 1 -c '' --tessera by_name network,ipsec <<'OUTPUT'
@@ -180,14 +180,14 @@ OUTPUT
   says 0 /var/run -c '' -f whole --tessera look_around pam
   says 134 '' -c '' --tessera killed pam
 
-  # What differs, in short, in colour and as a status.
+  # Differences as a summary, in colour and as a status.
   says 0 "/var/run
 no files" -c '' --tessera look_around --exit-code -d quiet pam
   expect 4 -c '' --tessera trespass --exit-code --summary -d quiet pam <"$expected/summary"
   expect 0 -c '' -f rootfs --tessera rotate --color=always -d rotated pam <"$expected/colour"
   says 1 'complain: config.json:1:2: password: "<secret>" is too long' -c config.json --tessera complain pam
 
-  # Of what cannot be done, nothing is left behind.
+  # A preview that fails leaves nothing behind.
   echo '{"a": 1}' >bad.json
   mkfifo rootfs/pipe
   plain='only files, directories and symbolic links can be laid over the root directory'
@@ -220,7 +220,7 @@ ROWS
   rm rootfs/pipe
   [ ! -e never ] || fail "a directory was left behind"
 
-  # Ended from outside, even without warning, it takes all along that runs below it.
+  # When the preview is ended by a signal, also by SIGKILL, all its processes end.
   for ending in TERM:143 KILL:137; do
     signal=${ending%:*}
     mkfifo pipe

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""What tessera-preview prints of real runs: that the readers of every example's files accept them, that each checker
-finds an error where it is, that no secret is printed, and that the JSON holds it all.
+"""Tests what tessera-preview prints about real runs: the checkers accept the files of every example, each checker finds an
+error at the right place, no secret is printed, and the JSON holds everything.
 
     printed.py BIN_DIRECTORY SOURCE_DIRECTORY
 """
@@ -14,7 +14,7 @@ import tempfile
 
 BIN, SOURCE = (os.path.abspath(argument) for argument in sys.argv[1:])
 EVERYWHERE = {"dnsmasq", "IPsec starter", "UCI reader"}
-EXAMPLES = {  # and who checks their files
+EXAMPLES = {  # and the checkers of their files
     "branch-office": EVERYWHERE | {"OpenVPN", "openssl"},
     "cellular-gateway": EVERYWHERE,
     "ipsec-hub": EVERYWHERE | {"openssl"},
@@ -61,7 +61,7 @@ def check_examples():
         expect({verdict["checker"] for verdict in report["verification"]} == checkers, name, report["verification"])
 
 
-# ---- One error for each checker, and where it has to be found. A tunnel for those of IPsec:
+# ---- One error for each checker, and the place where it has to be found.
 
 FACTS = {f"network.interface.wan.ipv4.{key}": value for key, value in (
     ("up", "1"), ("ready", "1"), ("address", "192.0.2.1"), ("netmask", "255.255.255.0"))}
@@ -129,7 +129,7 @@ def check_findings():
         write_stand_in(f"/var/run/{name}", content.encode())
         status, output, _ = preview("-c", "", "--tessera", "stand_in", "--verify", "--summary", "pam")
         expect(status == 5 and re.search(f"^/var/run/{name}:{pattern}", output, re.M), pattern, status, output)
-    # What a daemon reads otherwise than it is written is no error; nor is a checker that is not installed.
+    # A value that a daemon reads differently gives no error, and neither does a checker that is not installed.
     write_stand_in("/var/run/uci/network", b"config a b\n\toption x 1\n\toption x 2\n")
     status, output, _ = preview("-c", "", "--tessera", "stand_in", "--verify", "--summary", "pam")
     expect(status == 0 and "network:3: UCI reader: warning: the option \"x\" is repeated" in output, status, output)
@@ -159,7 +159,7 @@ CASES = ("ipsec-every-option", "pam-every-method", "network-openvpn", "network-c
 
 
 class Sentinels:
-    """Texts that every writer has to escape, each of which is known again by its first nine letters."""
+    """Secrets with characters that every writer has to escape. Each is recognized by its first nine letters."""
 
     def __init__(self, word):
         self.word = word
@@ -171,12 +171,12 @@ class Sentinels:
         return f"{mark} it's \"a\" \\ ] {mark}"
 
     def within(self, name, *pieces):
-        """A text of another name that holds a secret between each two of `pieces`."""
+        """A string with a secret between each two of `pieces`."""
         secrets = [self.text(name).split()[0] for _ in pieces[1:]]
         return "".join(piece + secret for piece, secret in zip(pieces, [*secrets, ""]))
 
     def put(self, value, name=""):
-        """The value with a mark in every member that the name shows as a secret."""
+        """The value with a secret in every member whose name means a secret."""
         if isinstance(value, dict):
             return {key: self.put(inside, key) for key, inside in value.items()}
         if isinstance(value, list):
@@ -188,7 +188,7 @@ class Sentinels:
         return pem if name.endswith("_key") else text
 
     def found_in(self, output):
-        """The marks that stand in the output as they are or in base64."""
+        """The marks that are in the output, unchanged or in base64."""
         return {mark for mark in self.names
                 if mark in output or base64.b64encode(mark.encode()).decode() in output}
 
@@ -201,7 +201,7 @@ def merged(base, changes):
 
 
 def secret_router(sentinels):
-    """A router with secrets in all that the whole runs configure, and its runtime facts."""
+    """A configuration with secrets, made from those of the whole runs, and its runtime facts."""
     config, facts = {}, {}
     for case in CASES:
         with open(f"{SOURCE}/tests/golden/{case}/config.json", encoding="utf-8") as file:
@@ -231,9 +231,9 @@ def check_secrets():
         _, output, _ = preview(*form, "--show-secrets", "all", config=new_config, facts=facts)
         shown = new.found_in(output)
         hidden = set(new.names.values()) - {new.names[mark] for mark in shown}
-        hidden -= set() if "-d" in form else {"wifi.password"}  # which no service changes
+        hidden -= set() if "-d" in form else {"wifi.password"}  # no service changes it
         expect("--summary" in form or not hidden, form, "does not show", hidden)
-    # Of what other services wrote nothing is said.
+    # The output does not mention files of other services.
     _, output, _ = preview("-d", "old", "ipsec", config=new_config, facts=facts)
     for line in (r'-me "x" : XAUTH <old secret>', r"-keyid:k  keyid:@\[00\] : PSK <old secret>",
                  r'\+me "x" : XAUTH <new secret>'):

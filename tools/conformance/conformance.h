@@ -1,4 +1,4 @@
-// Checks of a platform's libraries against what tessera relies on. Each check names the operation that it is about.
+// Checks whether a platform's libraries keep the promises that tessera needs. Each check names its operation.
 #ifndef TESSERA_TOOLS_CONFORMANCE_CONFORMANCE_H
 #define TESSERA_TOOLS_CONFORMANCE_CONFORMANCE_H
 
@@ -13,19 +13,20 @@ struct ReleaseTree {
 };
 using OwnedTree = std::unique_ptr<const ConfigNode, ReleaseTree>;
 
-// Prints one line of the Test Anything Protocol and counts what fails.
+// Prints one line of the Test Anything Protocol, and counts failures.
 void check(const char *operation, const char *promise, bool kept);
 
-// A returned text for comparisons and joining; "" for null, which a library may wrongly give.
-inline const char *shown(const char *text) {
-  return text != nullptr ? text : "";
+// The string; "" for null, which a library may wrongly return.
+inline const char *shown(const char *string) {
+  return string != nullptr ? string : "";
 }
 
-// Copies of a returned text or list, which are released; "(null)" for none. The entries have "|" between them.
-std::string take(char *text);
+// A copy of a returned string, or of a list with "|" between its entries. Releases the argument. "(null)" for null, and
+// for an empty list.
+std::string take(char *string);
 std::string take_list(char **list);
 
-// One group for each header. Trees are those of the document that comes with the program.
+// The groups of checks, one for each header. `root` is the tree of config.json.
 void check_tools();
 void check_config(const ConfigNode *root);
 void check_network(const ConfigNode *root);

@@ -1,7 +1,7 @@
-// tessera-conformance: checks the platform's libraries that it is linked with, as tessera is.
+// tessera-conformance: checks the libraries of the platform. It is linked with them in the same way as tessera.
 //
-// The device has to hold the configuration that lies beside this program's source. Nothing else is needed, and nothing
-// is left behind: files go to a directory of its own, live facts below the key "tessera_conformance".
+// The device has to hold the configuration config.json of this folder, and needs nothing else. The program leaves
+// nothing behind: it writes files only in a new directory, and live facts only below the key "tessera_conformance".
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 
 #include "conformance.h"
 
-// What a group that runs in a process of its own counts.
+// The counters, in memory that all processes share: each group runs in its own process.
 struct Counts {
   int checks;
   int failures;
@@ -61,7 +61,7 @@ static const Group groups[] = {{"tools.h", check_tools},
                                {"network.h", load_and_check_network},
                                {nullptr, nullptr}};
 
-// A crash ends the group alone.
+// Runs a group in its own process, so that a crash ends only this group.
 static void run_group(const Group &group) {
   counts->finished = false;
   pid_t child = fork();
@@ -79,7 +79,7 @@ static void run_group(const Group &group) {
 
 static const char usage[] =
     "Usage: tessera-conformance [--help | --version]\n"
-    "Checks the libraries of a device, which has to hold the configuration that is installed beside this program.\n";
+    "Checks the libraries of a device. The device has to hold the configuration that is installed with this program.\n";
 
 static int answer(const char *option) {
   if (strcmp(option, "--version") == 0) return puts("tessera-conformance " TESSERA_VERSION) < 0;
@@ -90,7 +90,7 @@ static int answer(const char *option) {
 
 int main(int argc, char **argv) {
   if (argc != 1) return answer(argc == 2 ? argv[1] : "");
-  setvbuf(stdout, nullptr, _IOLBF, 0);  // a crash shall not take the lines before it along
+  setvbuf(stdout, nullptr, _IOLBF, 0);  // a crash must not lose the lines before it
   void *shared = mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED) {
     perror("tessera-conformance");
@@ -101,8 +101,8 @@ int main(int argc, char **argv) {
   printf("1..%d\n", counts->checks);
   if (!counts->prepared)
     fputs(
-        "tessera-conformance: this device holds another configuration: the checks of config.h and network.h did not "
-        "run\n",
+        "tessera-conformance: this device holds another configuration, so the checks of config.h and network.h did "
+        "not run\n",
         stderr);
   if (counts->failures != 0)
     fprintf(stderr, "tessera-conformance: %d of %d checks failed\n", counts->failures, counts->checks);

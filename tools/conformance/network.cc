@@ -1,4 +1,4 @@
-// The network model.
+// Checks the network model.
 #include "platform/network.h"
 
 #include <cstring>
@@ -14,7 +14,7 @@ static bool same(const char *string, const char *expected) {
   return string != nullptr && strcmp(string, expected) == 0;
 }
 
-// The keys of all nodes of one type, in the order of a pass.
+// The keys of all nodes of one type, in the order of the operations.
 static std::string keys_of(const NetworkNode *scope, uint32_t type) {
   std::string keys;
   for (const NetworkNode *node = network_first_type(scope, type); node != nullptr;
@@ -66,13 +66,13 @@ static void check_walks(const NetworkModel *model, const ConfigNode *root) {
   const NetworkNode *second = network_next_child(port);
   check("network_first", "starts with the first member of a bridge",
         network_type(port) == NETWORK_NODE_BRIDGE_PORT && same(network_name(port), "wan0.7"));
-  check("network_next_child", "goes on with the next, then with the interfaces",
+  check("network_next_child", "continues with the next port, then with the interfaces",
         same(network_name(second), "eth1") && same(network_key(second), "network.device.eth1") &&
             network_type(network_next_child(second)) == NETWORK_NODE_INTERFACE);
   check("network_first_type", "finds the slaves of a bond",
         network_first_type(device_of(model, root, "network.bond.pair"), NETWORK_NODE_BOND_SLAVE) != nullptr);
   check("network_first_type", "stays below its scope", network_first_type(bridge, NETWORK_NODE_BOND_SLAVE) == nullptr);
-  check("network_next_type", "visits interfaces depth first and leaves disabled ones out, but for PPPoE",
+  check("network_next_type", "visits interfaces depth first and leaves out disabled ones, except PPPoE",
         keys_of(model, NETWORK_NODE_INTERFACE) == "through wan dsl lan office hq lab mobile ");
   const NetworkNode *lan = network_find(model, NETWORK_NODE_INTERFACE, config_lookup(root, "network.interface.lan"));
   check("network_find", "finds an interface by its entry", lan != nullptr && same(network_key(lan), "lan"));
@@ -81,7 +81,7 @@ static void check_walks(const NetworkModel *model, const ConfigNode *root) {
   check("network_find_parent", "leads to the device, not to the node itself",
         network_find_parent(lan, NETWORK_NODE_DEVICE) == bridge &&
             network_find_parent(bridge, NETWORK_NODE_DEVICE) == nullptr);
-  check("network_type", "tells radios and modems",
+  check("network_type", "recognizes radios and modems",
         keys_of(model, NETWORK_NODE_RADIO) == "radio0 " && keys_of(model, NETWORK_NODE_MODEM) == "cell ");
   check("network_type", "gives UINT32_MAX for null", network_type(nullptr) == UINT32_MAX);
 }
@@ -114,7 +114,7 @@ static void check_interfaces(const NetworkModel *model, const ConfigNode *root) 
   check("network_find_proto", "gives null for a family that is off",
         network_find_proto(model, config_lookup(root, "network.interface.wan"), "ipv6") == nullptr);
   const ConfigNode *mobile = config_lookup(root, "network.interface.mobile");
-  check("network_find_proto", "gives the interface itself where it has no parts",
+  check("network_find_proto", "gives the interface itself when it has no parts",
         network_type(network_find_proto(model, mobile, "ipv4")) == NETWORK_NODE_INTERFACE);
   check("network_interface_name", "of a part begins with the family",
         same(network_interface_name(part), "ipv4_interface_lan") && same(network_key(part), "ipv4") &&

@@ -1,4 +1,4 @@
-// The runtime state store. What the checks write stands below one key, which is removed at the end.
+// Checks the runtime store. The checks write only below one key, which is removed at the end.
 #include "platform/runt.h"
 
 #include "conformance.h"
@@ -6,7 +6,7 @@
 static const char kept_key[] = "tessera_conformance.string";
 
 static void check_reads() {
-  check("runt_edit_start", "opens a batch", runt_edit_start() == 0);
+  check("runt_edit_start", "starts a batch", runt_edit_start() == 0);
   bool set = runt_set_string_pathf("a b=%", "%s", kept_key) == 0;
   for (const char *number : {"10", "9", "x"})
     set = runt_set_string_pathf(number, "tessera_conformance.list.%s", number) == 0 && set;
@@ -23,7 +23,7 @@ static void check_reads() {
         runt_get_int32("tessera_conformance.list.9", 1) == 9 && runt_get_int32(kept_key, -1) == -1 &&
             runt_get_int32("tessera_conformance.no", 5) == 5);
   check("runt_get_int_pathf", "formats the key", runt_get_int_pathf(0, "tessera_conformance.list.%d", 9) == 9);
-  check("runt_get_bool", "reads a truth value, the default for anything else",
+  check("runt_get_bool", "reads a boolean, the default for anything else",
         runt_get_bool("tessera_conformance.flag", false) && !runt_get_bool(kept_key, false) &&
             runt_get_bool("tessera_conformance.no", true));
 }
@@ -48,13 +48,13 @@ static void check_batches() {
   opened = runt_set_string_pathf("lost", "tessera_conformance.lost") == 0 && opened;
   runt_deinit();
   opened = runt_init() == 0 && opened;
-  check("runt_deinit", "gives up an open batch", opened && runt_get_string("tessera_conformance.lost") == nullptr);
-  check("runt_delete", "removes a key and all below it",
+  check("runt_deinit", "discards an open batch", opened && runt_get_string("tessera_conformance.lost") == nullptr);
+  check("runt_delete", "removes a key and all keys below it",
         runt_delete("tessera_conformance") == 0 && runt_get_string(kept_key) == nullptr &&
             runt_keys("tessera_conformance") == nullptr);
   runt_deinit();
   runt_deinit();
-  check("runt_deinit", "leaves reads that yield nothing", runt_get_string(kept_key) == nullptr);
+  check("runt_deinit", "makes later reads give null", runt_get_string(kept_key) == nullptr);
 }
 
 void check_runt() {

@@ -1,4 +1,4 @@
-// The utility library.
+// Checks the utility library.
 #include "platform/tools.h"
 
 #include <sys/mman.h>
@@ -11,7 +11,7 @@
 #include "conformance.h"
 
 static void check_lists() {
-  check("_sl_new", "makes an empty list", take_list(_sl_new(0, 0)) == "(null)");
+  check("_sl_new", "creates an empty list", take_list(_sl_new(0, 0)) == "(null)");
   check("_sl_append", "stores copies, also in a null list",
         take_list(_sl_append(_sl_append(nullptr, "", 0), "b", 0)) == "|b");
   char **list = sl_append_printf(_sl_append(nullptr, "100%s", 0), "%d%%", 5);
@@ -39,7 +39,7 @@ static void check_strings() {
   check("xip4_parse_network", "keeps host bits and the length",
         read && memcmp(address, "\300\0\2\115", 4) == 0 && length == 24);
   read = xip4_parse_network("192.0.2.1", address, &length);
-  check("xip4_parse_network", "takes 32 for a plain address", read && length == 32);
+  check("xip4_parse_network", "gives 32 for an address without a length", read && length == 32);
   bool refused = true;
   for (const char *wrong : {"192.0.2.1/33", "192.0.2.1/", "192.0.2/24", "example", ""})
     refused = refused && !xip4_parse_network(wrong, address, &length);
@@ -54,28 +54,28 @@ static bool has_mode(const char *path, unsigned mode) {
 static void check_files() {
   char directory[] = "/tmp/tessera-conformance-XXXXXX";
   if (mkdtemp(directory) == nullptr) {
-    check("file_write", "has a directory to be tried in", false);
+    check("file_write", "has a directory for the checks", false);
     return;
   }
   const std::string path = std::string(directory) + "/file";
   const std::string other = std::string(directory) + "/other";
   check("file_write", "writes a whole file", file_write(path.c_str(), "first line\n"));
-  check("file_read", "reads it", take(file_read(path.c_str())) == "first line\n");
-  check("file_write", "makes it with mode 0600", has_mode(path.c_str(), 0600));
-  check("file_printf", "writes afresh and formats",
+  check("file_read", "reads a whole file", take(file_read(path.c_str())) == "first line\n");
+  check("file_write", "creates a file with mode 0600", has_mode(path.c_str(), 0600));
+  check("file_printf", "replaces the content by a formatted string",
         file_printf(path.c_str(), "%.*s|%d", 3, "abcdef", 7) && take(file_read(path.c_str())) == "abc|7");
-  check("file_write", "fails where it cannot write", !file_write((path + "/x").c_str(), "x"));
-  check("file_read", "gives null where it cannot read", file_read(other.c_str()) == nullptr);
-  check("file_exists", "tells what is there", file_exists(path.c_str()) && !file_exists(other.c_str()));
-  check("file_replace", "moves a file into place", file_replace(1, path.c_str(), other.c_str(), 0));
-  check("file_replace", "leaves nothing behind and keeps the content",
+  check("file_write", "gives false when it cannot write", !file_write((path + "/x").c_str(), "x"));
+  check("file_read", "gives null when it cannot read", file_read(other.c_str()) == nullptr);
+  check("file_exists", "says whether a file exists", file_exists(path.c_str()) && !file_exists(other.c_str()));
+  check("file_replace", "renames the new file to the old name", file_replace(1, path.c_str(), other.c_str(), 0));
+  check("file_replace", "leaves no new file, and keeps its content",
         !file_exists(path.c_str()) && take(file_read(other.c_str())) == "abc|7");
-  check("file_replace", "fails without a new file", !file_replace(1, path.c_str(), other.c_str(), 0));
+  check("file_replace", "gives false when there is no new file", !file_replace(1, path.c_str(), other.c_str(), 0));
   unlink(other.c_str());
   rmdir(directory);
 }
 
-// What the log writes to standard error meanwhile.
+// Runs the action, and returns what it wrote to standard error.
 template <typename Action>
 static std::string standard_error_of(Action action) {
   int kept = dup(STDERR_FILENO);
@@ -91,7 +91,7 @@ static std::string standard_error_of(Action action) {
 }
 
 static void check_processes() {
-  check("_process_capture", "returns the output, arguments taken as they are",
+  check("_process_capture", "returns the output, and passes arguments unchanged",
         take(_process_capture(-1, -1, 1, 0, 0, "echo", "a b", "$HOME", "%s", nullptr)) == "a b $HOME %s\n");
   bool null = false;
   // A library may log these failures.
@@ -99,21 +99,22 @@ static void check_processes() {
     null = _process_capture(-1, -1, 1, 0, 0, "sh", "-c", "echo lost; exit 3", nullptr) == nullptr &&
            _process_capture(-1, -1, 1, 0, 0, "tessera-no-such-program", nullptr) == nullptr;
   });
-  check("_process_capture", "gives null for a program that fails or is not there", null);
+  check("_process_capture", "gives null for a program that fails or does not exist", null);
   pid_t child = _process_exec_fd(-1, -1, -1, -1, "sh", "-c", "exit 7", nullptr);
   check("_process_exec_fd", "starts a program", child > 0);
   check("process_wait", "gives the exit status", process_wait(child) == 7);
   check(
-      "process_wait", "gives a failure for a program that was killed or never started",
+      "process_wait", "gives another value than 0 for a program that was killed or never started",
       process_wait(_process_exec_fd(-1, -1, -1, -1, "sh", "-c", "kill -9 $$", nullptr)) != 0 && process_wait(-1) != 0);
 }
 
 static void check_log() {
   log_init("tessera-conformance", 0, 0);
   std::string line = standard_error_of([] { log_error("a %s", "100%s"); });
-  check("log_init", "names the program in messages", line.find("tessera-conformance") != std::string::npos);
+  check("log_init", "puts the name of the program into messages",
+        line.find("tessera-conformance") != std::string::npos);
   check("log_error", "writes one line to standard error", line.find("a 100%s\n") == line.size() - strlen("a 100%s\n"));
-  check("log_debug", "stays away from standard error", standard_error_of([] { log_debug("hidden"); }).empty());
+  check("log_debug", "writes nothing to standard error", standard_error_of([] { log_debug("hidden"); }).empty());
 }
 
 void check_tools() {

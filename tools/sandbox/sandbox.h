@@ -1,8 +1,8 @@
-// Runs programs in private. They see the machine's programs and libraries, the files that they are given and nothing
-// else of the machine; what they write is handed back and changes nothing.
+// Runs programs in a sandbox. They see only the machine's programs and libraries and the files that they are given. The
+// caller gets the files that they write; nothing changes on the machine.
 //
-// A job is one process tree with namespaces of its own and a root directory in memory. It costs some milliseconds, and
-// several run side by side: start them all, then finish each. Root is not needed where user namespaces are allowed.
+// A job is a process tree with its own namespaces and a root directory in memory. It takes some milliseconds. Several
+// jobs can run at the same time: start them all, then finish each. Root is not needed when user namespaces are allowed.
 //
 //   Router router;
 //   router.tessera = installed_program("tessera");
@@ -26,48 +26,48 @@
 
 // ---- Jobs
 
-// What programs may do.
+// The rights of the programs in a job.
 enum class Rights {
-  service,  // reads all of the machine's programs and its network; is root of a user namespace of its own
-  checker,  // reads the machine's libraries and its own program; no capabilities, no network, no environment
+  service,  // may read all programs of the machine and use its network; is root in its own user namespace
+  checker,  // may read the machine's libraries and its own program; no capabilities, no network, no environment
 };
 
 struct Command {
   std::vector<std::string> arguments;  // the first is the path of a program on the machine
-  const char *only_with = nullptr;     // the command is left out unless this path is there
+  const char *only_with = nullptr;     // unless null: the command is left out when this path does not exist
 };
 
-// What to run, and where.
+// Commands to run, and the files that they see.
 struct Job {
   Tree files;                         // relative to "/"
-  std::vector<std::string> programs;  // more programs of the machine, which the commands start: see inside_program
-  std::vector<Command> preparations;  // run first; what they write counts as given. One that fails ends the job
+  std::vector<std::string> programs;  // more programs of the machine that the commands start: see inside_program
+  std::vector<Command> preparations;  // run first; their files do not count as changes. One that fails ends the job
   std::vector<Command> commands;      // run one after the other, whatever their status
   std::string host_name;
   Rights rights = Rights::service;
 };
 
-// How a command ended.
+// The outcome of a command.
 struct Ended {
   int status = 0;  // its exit status, or 128 + N when signal N ended it; 0 when it was left out
   std::string output;
   std::string messages;  // its standard error
 };
 
-// The name, in a Tree, of the list of files that a job removed: a path from "/" in each line.
+// The path in a Tree under which the list of removed files is kept: a path from "/" in each line.
 inline constexpr const char *removed_list = "removed";
 
-// Where the runtime store is; never part of an outcome's files.
+// The directory of the runtime store; never part of an outcome's files.
 inline constexpr const char *runtime_directory = "/var/run/runt";
 
 struct Outcome {
-  std::string trouble;              // why the job was not run to its end; "" when it was
+  std::string trouble;              // why the job did not run to its end; "" when it did
   std::vector<Ended> preparations;  // up to the first that failed
   std::vector<Ended> commands;      // all of them; none after a failed preparation
-  Tree files;  // new or changed since the preparations, with the directories on the way, and removed_list if need be
+  Tree files;  // files that the commands created or changed, their directories, and removed_list if files were removed
 };
 
-// A job that runs. To destroy it kills what still runs of it.
+// A job that runs. Its destructor kills the processes that still run.
 struct Run {
   const Job *job = nullptr;
   pid_t process = 0;  // 0: nothing runs
@@ -80,17 +80,17 @@ struct Run {
   ~Run();
 };
 
-// Starts a job, which has to stay where it is until it is finished.
+// Starts a job. The caller keeps `job` unchanged until finish_job. A failure shows in the outcome's trouble.
 Run start_job(const Job &job);
 
-// Waits for the end of a job.
+// Waits for the end of a job, and returns its outcome.
 Outcome finish_job(Run &run);
 
-// The real path of the program `name`: beside the calling program, in the sbin directory next to its bin, in PATH, in
-// the system's directories for programs, or in one of `more` directories; "" when it is not installed.
+// The real path of the program `name`. Searches the calling program's directory, the sbin directory next to that, PATH,
+// the system's directories for programs, and the directories in `more`. "" when it is not installed.
 std::string installed_program(const std::string &name, const std::vector<std::string> &more = {});
 
-// The path by which a command reaches a program of the machine that the job has shown to it.
+// The path, inside of a job, of a program of the machine that the job shows.
 std::string inside_program(const std::string &path);
 
 // ---- Services of tessera
@@ -98,23 +98,23 @@ std::string inside_program(const std::string &path);
 inline constexpr const char *config_document = "/etc/config/config.json";
 inline constexpr const char *facts_path = "/.facts.json";
 
-// The router that services run on.
+// The router for which services run.
 struct Router {
   std::string tessera;  // paths of the programs on the machine
   std::string runt;
-  std::optional<std::string> config;  // content of config_document; without it there is no such file
+  std::optional<std::string> config;  // content of config_document; none: there is no such file
   std::string facts;                  // the runtime store as a flat JSON object; "" for an empty store
-  Tree files;                         // more files, relative to "/"; an etc/hostname among them gives the host name
+  Tree files;                         // more files, relative to "/"; etc/hostname, if there, gives the host name
   std::string host_name = "router";
 };
 
-// Adds what this machine holds for the services as a router: the files that they read (below /etc/config, but not
-// config_document, and the addresses of network devices), those that they have written, and the host name.
-// Configuration and facts are left to the caller; "runt dump" prints the facts. Returns "", or why a file cannot be
-// read.
+// Fills in a router with the data of this machine: the files that the services read (below /etc/config without
+// config_document, /etc/ssl/certs/ca.crt, and the addresses of network devices), the files that they have written, and
+// the host name. Does not set the configuration and the facts, which "runt dump" prints. Returns "", or why a file
+// cannot be read.
 std::string read_machine(Router &router);
 
-// The service that writes the file at `path`, relative to "/"; null when none does.
+// The service that writes the file at `path`, relative to "/"; null when no service does.
 const char *service_of(const std::string &path);
 
 // The job that runs tessera once for each row of arguments: {{"pam"}, {"network", "-p", "eth0"}}.
@@ -122,13 +122,15 @@ Job services_job(const Router &router, const std::vector<std::vector<std::string
 
 struct ServicesOutcome {
   std::string trouble;          // as Outcome::trouble
-  std::string refused;          // what runt says of facts that it refuses (facts_path stands for them): nothing ran
-  std::vector<Ended> services;  // a row for each row of arguments
+  std::string refused;          // the message of runt when it refuses the facts; then no service ran
+  std::vector<Ended> services;  // one for each row of arguments
   Tree files;                   // as Outcome::files
-  std::string facts_before;     // the runtime store as runt dumps it; "" without a store
-  std::string facts_after;      // the same after the services; facts_messages tells why it cannot be read
-  std::string facts_messages;
+  std::string facts_before;     // the runtime store before the services, as runt dumps it; "" without a store
+  std::string facts_after;      // the runtime store after the services
+  std::string facts_messages;   // why the store could not be read after the services; "" when it could
 };
+
+// The outcome of a job made by services_job.
 ServicesOutcome services_outcome(Outcome outcome);
 
 #endif

@@ -1,4 +1,4 @@
-// Jobs that run tessera.
+// Makes jobs that run tessera.
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <sys/stat.h>
@@ -14,7 +14,7 @@
 namespace {
 
 struct Owner {
-  const char *files;  // a pattern of paths, of which "*" reaches below directories
+  const char *files;  // pattern of paths, in which "*" also matches slashes
   const char *service;
 };
 constexpr Owner owners[] = {
@@ -31,7 +31,7 @@ constexpr Owner owners[] = {
     {"var/run/serviceproviders-*", "network"},
 };
 
-// What the services read, or have written, below a directory of this machine: of a router, few files.
+// The directories of this machine with files that the services read or write; on a router they hold few files.
 constexpr const char *machine_directories[] = {"etc/config", "etc/ssl/certs", "var/run", "sys/class/net"};
 
 bool is_of_router(const std::string &path) {
@@ -41,7 +41,8 @@ bool is_of_router(const std::string &path) {
   return is_read || service_of(path) != nullptr;
 }
 
-// Adds those files of a router that are below the machine's directory `path`; "", or why one cannot be read.
+// Adds the files below the machine's directory `path` that the services read or write. Returns "", or why a file cannot
+// be read.
 std::string add_directory(const std::string &path, Tree &files) {
   Directory directory(opendir(("/" + path).c_str()));
   if (directory == nullptr) return errno == ENOENT ? "" : "/" + path + ": " + strerror(errno);
@@ -63,9 +64,8 @@ std::string add_directory(const std::string &path, Tree &files) {
   return "";
 }
 
-// The first word of the file, which is the host name.
-std::string first_word(const std::string &text) {
-  return text.substr(0, text.find_first_of(" \t\r\n"));
+std::string first_word(const std::string &string) {
+  return string.substr(0, string.find_first_of(" \t\r\n"));
 }
 
 }  // namespace

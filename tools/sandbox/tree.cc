@@ -10,8 +10,8 @@
 
 namespace {
 
-// Adds what is below the open directory at `path`, "" or ending in a slash. False, with errno and the path in `failed`,
-// when something cannot be read.
+// Adds everything below the open directory at `path`, which is "" or ends in a slash. Returns false, with errno set and
+// the path in `failed`, when something cannot be read.
 bool add_files(DIR *directory, const std::string &path, Tree &tree, std::string &failed) {
   while (const dirent *entry = next_entry(directory)) {
     int at = dirfd(directory);

@@ -1,4 +1,4 @@
-// Files in memory: what a sandbox is filled with, and what a run in it wrote.
+// Files in memory: those that a sandbox gets, and those that its programs wrote.
 #ifndef TESSERA_SANDBOX_TREE_H
 #define TESSERA_SANDBOX_TREE_H
 
@@ -13,15 +13,15 @@ struct File {
   std::string content;
 };
 
-// Files by path, relative to the directory they were read from or will be stored in. A directory comes before what is
-// in it.
+// Files by path, relative to the directory from which they were read or in which they will be stored. A directory comes
+// before its entries.
 using Tree = std::map<std::string, File>;
 
-// Adds everything below the open directory `directory` to `tree`; a symbolic link is read and not followed. Of a FIFO,
-// socket or device only the mode is kept. Returns "", or why the directory cannot be read, with the path of the file.
+// Adds everything below the open directory `directory` to `tree`. A symbolic link is read but not followed; a FIFO,
+// socket or device has no content. Returns "", or the path that cannot be read and why.
 std::string read_tree(int directory, Tree &tree);
 
-// The content of `path` in the tree, "" when it is not there.
+// The content of `path` in the tree; "" when it is not there.
 const std::string &content_of(const Tree &tree, const std::string &path);
 
 #endif

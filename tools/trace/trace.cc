@@ -1,13 +1,13 @@
-// The recording half of tessera-trace: tessera with its operations of the platform wrapped by the linker (--wrap). Each
-// wrapper calls the operation itself and adds a line to the record, so the files that a run writes stay the same.
+// tessera-trace is tessera whose platform operations are wrapped by the linker (--wrap). Each wrapper calls the
+// operation itself and adds a line to the record, so that the run writes the same files as tessera.
 //
-// The record goes to a file that has to be there, a line an event:
-//   read PATH        a path of the configuration was asked for
-//   tree PATH        all below a path was asked for
-//   fact KIND KEY    a key of the runtime store was asked for, as bool, int, string or list
-//   open N INODE     a stream N for the file with this inode was opened
-//   at N BYTES       the next event happened when the stream N had taken so many bytes
-//   file INODE PATH  at the end: the file with this inode lies there
+// The record goes to a file that has to exist already. Each event is one line:
+//   read PATH        a path of the configuration was read
+//   tree PATH        a path and everything below it was read
+//   fact KIND KEY    a key of the runtime store was read, as bool, int, string or list
+//   open N INODE     the stream N for the file with this inode was opened
+//   at N BYTES       before the next event, this many bytes were written to the stream N
+//   file INODE PATH  at the end: the path of the file with this inode
 #include <fcntl.h>
 #include <ftw.h>
 #include <sys/stat.h>
@@ -54,7 +54,7 @@ FILE *record() {
     int fd = open(trace_path, O_WRONLY | O_TRUNC | O_CLOEXEC);
     FILE *opened = fd >= 0 ? __real_fdopen(fd, "w") : nullptr;
     if (opened == nullptr) {
-      fprintf(stderr, "tessera-trace: no %s: this program is for tessera-explain\n", trace_path);
+      fprintf(stderr, "tessera-trace: there is no %s: only tessera-explain can use this program\n", trace_path);
       exit(125);
     }
     atexit(record_files);
@@ -87,17 +87,17 @@ void record_fact(const char *kind, const char *key) {
 }
 
 __attribute__((format(printf, 1, 0))) std::string format_key(const char *format, va_list arguments) {
-  char *text = nullptr;
-  if (vasprintf(&text, format, arguments) < 0) abort();
-  std::unique_ptr<char, void (*)(void *)> owner(text, free);
-  return text;
+  char *key = nullptr;
+  if (vasprintf(&key, format, arguments) < 0) abort();
+  std::unique_ptr<char, void (*)(void *)> owner(key, free);
+  return key;
 }
 
 }  // namespace
 
 extern "C" {
 
-// A getter at a path below a node.
+// Operations that read a path below a node.
 #define WRAP_GETTER(type, operation)                                  \
   type REAL(operation)(const ConfigNode *node, const char *path);     \
   type WRAPPED(operation)(const ConfigNode *node, const char *path) { \
@@ -117,7 +117,7 @@ WRAP_GETTER(const ConfigNode *, config_object_get)
 WRAP_GETTER(const ConfigNode *, config_array)
 WRAP_GETTER(const ConfigNode *, config_lookup)
 
-// An operation on the node itself.
+// Operations that read the node itself.
 #define WRAP_NODE(type, operation)                  \
   type REAL(operation)(const ConfigNode *node);     \
   type WRAPPED(operation)(const ConfigNode *node) { \
@@ -128,7 +128,7 @@ WRAP_NODE(const char *, config_string_get)
 WRAP_NODE(int32_t, config_int_get)
 WRAP_NODE(const char *, config_key)
 
-// One that goes to a node: what is there counts as read.
+// Operations that step to another node: that node counts as read.
 #define WRAP_STEP(operation)                                     \
   const ConfigNode *REAL(operation)(const ConfigNode *node);     \
   const ConfigNode *WRAPPED(operation)(const ConfigNode *node) { \
@@ -141,6 +141,7 @@ WRAP_STEP(config_object_next)
 WRAP_STEP(config_array_first)
 WRAP_STEP(config_array_next)
 
+// Operations that read an element of an array.
 #define WRAP_ELEMENT(type, operation)                              \
   type REAL(operation)(const ConfigNode *array, size_t index);     \
   type WRAPPED(operation)(const ConfigNode *array, size_t index) { \
@@ -199,7 +200,7 @@ RuntEntry **WRAPPED(runt_get_entries)(const char *key, int a, int b, int c, int 
   return REAL(runt_get_entries)(key, a, b, c, d);
 }
 
-// The operations that build their key: the plain operation of the same kind does the work.
+// Operations with a formatted key: they call the operation of the same kind with a plain key.
 #define FORMATTED_KEY(key, last)                   \
   va_list arguments;                               \
   va_start(arguments, last);                       \
