@@ -5,13 +5,13 @@
 
 #include "util/owned.h"
 
-void network_check(const ConfigNode *root, const NetworkModel *model) {
+void network_check(const ConfigNode *root, const NetworkModel *model, bool lan_mode) {
   check_names(model);
   check_devices(model);
   check_layers(model);
   check_interfaces(model);
   check_subnets(model);
-  check_dhcp(model, root);
+  check_dhcp(model, root, lan_mode);
   check_routes(root, model);
   check_ipsec(root);
   check_vpn(root);

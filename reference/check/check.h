@@ -11,8 +11,9 @@
 #include "platform/network.h"
 
 // Checks the document of `root` and the model made from it, and adds each finding to the list of that document (see
-// config_check_file). Does nothing for a document that was loaded for a run.
-void network_check(const ConfigNode *root, const NetworkModel *model);
+// config_check_file). Does nothing for a document that was loaded for a run. `lan_mode`: the runtime fact
+// hybrid.lanmode is known to be true; without that, what takes effect in LAN mode only is no error.
+void network_check(const ConfigNode *root, const NetworkModel *model, bool lan_mode = false);
 
 // A runtime fact that names an entry of a map in the document.
 struct FactUse {
@@ -23,19 +24,27 @@ struct FactUse {
   std::string name;      // of the entry
 };
 
-// Reads the runtime facts in the file at `path` and returns which entries they name; an empty vector when the file
-// cannot be used. Adds a finding for each problem that needs no document: an unreadable file, a fact that no service
-// reads. In these findings the path is the name of the fact, and line and column are places in the facts file.
-std::vector<FactUse> read_facts(const char *path, std::vector<Finding> &findings);
+// A file of runtime facts. In the findings about it, the path is the name of the fact, and line and column are places
+// in the facts file.
+struct Facts {
+  std::vector<FactUse> uses = {};  // which entries the facts name; empty when the file cannot be used
+  bool lan_mode = false;           // hybrid.lanmode is true
+  std::vector<Finding> findings = {};
+  FindingCounts counts = {};  // see list_finding
+};
+
+// Reads the file at `path`. Adds a finding for each problem that needs no document: an unreadable file, a fact that no
+// service reads.
+Facts read_facts(const char *path);
 
 // Adds a finding for each named entry that the document of `root` does not have.
-void check_facts(const std::vector<FactUse> &uses, const ConfigNode *root, std::vector<Finding> &findings);
+void check_facts(Facts &facts, const ConfigNode *root);
 
 // The parts of network_check, by subject.
 void check_names(const NetworkModel *model);
 void check_devices(const NetworkModel *model);
 void check_interfaces(const NetworkModel *model);
-void check_dhcp(const NetworkModel *model, const ConfigNode *root);
+void check_dhcp(const NetworkModel *model, const ConfigNode *root, bool lan_mode);
 void check_subnets(const NetworkModel *model);
 void check_layers(const NetworkModel *model);
 void check_routes(const ConfigNode *root, const NetworkModel *model);

@@ -10,7 +10,7 @@
 #include "check/find.h"
 #include "check/ipv4.h"
 #include "check/values.h"
-#include "config/characters.h"
+#include "config/document.h"
 
 namespace {
 
@@ -29,16 +29,20 @@ struct DhcpCheck {
 constexpr int32_t interface_name = 63;
 constexpr int32_t router_address = 15;
 
+constexpr int32_t longest_option = 255;
+
+// A backslash goes before each double quote, which begins quotes all the same, and none ends them.
 constexpr ValueRule dhcp_rules[] = {
     as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::without, ",")),
-    as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::closed)),
+    as(Rule::dnsmasq_value, no_quote("advanced.domain_suffix")),
     as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::domain)),
-    rule("advanced.domain_suffix", Test::without, " \\\""),
-    as(Rule::dnsmasq_value, rule("advanced.bootfile", Test::closed)),
-    rule("advanced.bootfile", Test::without, ",\\\""),
+    rule("advanced.domain_suffix", Test::without, " \\"),
+    as(Rule::dnsmasq_value, no_quote("advanced.bootfile")),
+    rule("advanced.bootfile", Test::without, ",\\"),
     rule("advanced.bootfile", Test::without_string, " #"),
-    as(Rule::dnsmasq_value, rule("advanced.tftp_server", Test::closed)),
-    rule("advanced.tftp_server", Test::without, " ,\\\""),
+    as(Rule::dnsmasq_value, no_quote("advanced.tftp_server")),
+    as(Rule::dnsmasq_value, at_most("advanced.tftp_server", longest_option)),
+    rule("advanced.tftp_server", Test::without, " ,\\"),
     as(Rule::dnsmasq_value,
        line("domain={advanced.domain_suffix}, # domain name suffix", dnsmasq_line, router_address)),
     as(Rule::dnsmasq_value,
@@ -66,28 +70,30 @@ constexpr AnnouncedRow announced[] = {
 };
 
 constexpr ValueRule relay_rules[] = {as(Rule::dnsmasq_value, rule("address", Test::closed)),
+                                     as(Rule::dnsmasq_value, rule("address", Test::without, ",*")),
                                      rule("address", Test::ipv4), end_of_rules};
 
 // Options whose values must be addresses for dnsmasq, and options for which it refuses a number without a size.
-constexpr int address_options[] = {1,  3,  6,  7,  9,  16, 21, 28, 32, 33, 41, 42, 44, 45,
-                                   48, 49, 50, 54, 65, 68, 69, 70, 71, 72, 73, 74, 150};
+constexpr int address_options[] = {1,  3,  6,  7,  9,  16, 21, 28, 32, 33, 41, 42, 44,
+                                   45, 48, 49, 50, 54, 65, 68, 69, 70, 71, 74, 150};
 constexpr int sized_options[] = {43, 52, 53, 55, 56, 57, 61, 81, 82, 118};
 
-constexpr ValueRule option_rules[] = {as(Rule::dnsmasq_value, range("option", 0, INT_MAX)), in_range("option"),
+constexpr ValueRule option_rules[] = {as(Rule::dnsmasq_value, range("option", 0, 254)), in_range("option"),
                                       end_of_rules};
 constexpr ValueRule option_ipv4[] = {
     rule("value_ipv4_list", Test::strings),
     as(Rule::dnsmasq_value,
        line("dhcp-option-force=net:,{option}{value_ipv4_list#1} # {name}", dnsmasq_line, interface_name)),
     end_of_rules};
-constexpr ValueRule option_addresses[] = {no_quote(""), rule("", Test::ipv4), end_of_rules};
+constexpr ValueRule option_addresses[] = {no_quote(""), rule("", Test::destination), end_of_rules};
 constexpr ValueRule option_text[] = {
+    as(Rule::dnsmasq_value, at_most("value_str", longest_option)),
     as(Rule::dnsmasq_value,
        line("dhcp-option-force=net:,{option},\"{value_str+\"\\}\" # {name}", dnsmasq_line, interface_name)),
     end_of_rules};
 // Two digits are one byte. An option holds up to 255 bytes, and the line has a separator before each.
 constexpr ValueRule option_hex[] = {
-    as(Rule::dnsmasq_value, no_quote("value_hex")), as(Rule::dnsmasq_value, at_most("value_hex", 510)),
+    as(Rule::dnsmasq_value, rule("value_hex", Test::closed)), as(Rule::dnsmasq_value, at_most("value_hex", 510)),
     rule("value_hex", Test::hexadecimal),
     as(Rule::dnsmasq_value, line("dhcp-option-force=net:,{option} # {name}", dnsmasq_line, interface_name + 765)),
     end_of_rules};
@@ -98,14 +104,20 @@ constexpr Variant option_variants[] = {
 
 constexpr ValueRule lease_rules[] = {
     as(Rule::dnsmasq_value, rule("ip", Test::closed)),
+    as(Rule::dnsmasq_value, rule("ip", Test::reservation)),
+    as(Rule::dnsmasq_value, rule("ip", Test::domain)),
     rule("ip", Test::ipv4),
-    as(Rule::dnsmasq_value, rule("name", Test::host_name)),
+    as(Rule::dnsmasq_value, rule("name", Test::closed)),
+    as(Rule::dnsmasq_value, rule("name", Test::reservation)),
     as(Rule::dnsmasq_value, rule("name", Test::domain)),
+    rule("name", Test::host_name),
     as(Rule::dnsmasq_value, line("dhcp-host=id:{device},{name},{ip},net:", dnsmasq_line, interface_name)),
     end_of_rules};
-constexpr ValueRule lease_by_mac[] = {as(Rule::dnsmasq_value, no_quote("mac")), rule("mac", Test::mac), end_of_rules};
+constexpr ValueRule lease_by_mac[] = {as(Rule::dnsmasq_value, rule("mac", Test::closed)),
+                                      as(Rule::dnsmasq_value, rule("mac", Test::mac_line)), rule("mac", Test::mac),
+                                      end_of_rules};
 constexpr ValueRule lease_by_device[] = {as(Rule::dnsmasq_value, rule("device", Test::closed)),
-                                         as(Rule::dnsmasq_value, rule("device", Test::colon_hex)),
+                                         as(Rule::dnsmasq_value, rule("device", Test::client)),
                                          rule("device", Test::filled),
                                          rule("device", Test::without, ",\""),
                                          rule("device", Test::without_string, " #"),
@@ -197,6 +209,17 @@ void check_unknown_datatype(const ConfigNode *option) {
         "write ipv4, str, hex, 1byte, 2byte or 4byte"});
 }
 
+// Only a colon makes it hexadecimal, and one byte has none.
+void check_single_byte(const ConfigNode *option) {
+  const std::string_view digits = config_get_string(option, "value_hex");
+  if (digits.empty() || digits.size() > 2) return;
+  const bool is_number = digits.find_first_not_of("0123456789") == std::string_view::npos;
+  const bool refused = is_number && is_among(sized_options, config_get_int(option, "option"));
+  find(
+      config_object_get(option, "value_hex"), refused ? Rule::dnsmasq_value : Rule::dnsmasq_effect,
+      {"a single byte is read as a decimal number or as letters", "give it the datatype 1byte, and write value_bytes"});
+}
+
 void check_custom_option(const ConfigNode *option) {
   static constexpr char datatypes[] = "ipv4 str hex 1byte 2byte 4byte";
   if (!config_get_bool(option, "enable")) return;
@@ -214,11 +237,11 @@ void check_custom_option(const ConfigNode *option) {
          {"the values of option " + std::to_string(config_get_int(option, "option")) + " are addresses",
           "give it the datatype ipv4"});
   } else {
+    if (strcmp(type, "hex") == 0) check_single_byte(option);
     check_variants(option, "datatype", option_variants, Rule::dnsmasq_effect);
   }
 }
 
-// Every "-" of a hardware address is written as ":".
 void check_identifier(const ConfigNode *lease) {
   const char *type = config_get_string(lease, "type");
   if (*type == '\0') {
@@ -227,17 +250,7 @@ void check_identifier(const ConfigNode *lease) {
                has_mac ? "write \"type\": \"mac\", as mac is set" : "write one of: mac device");
     if (*config_get_string(lease, "device") == '\0') return;
   }
-  if (strcmp(type, "mac") != 0) {
-    check_rules(lease, lease_by_device, Rule::dnsmasq_effect);
-    return;
-  }
-  std::string mac = config_get_string(lease, "mac");
-  std::replace(mac.begin(), mac.end(), '-', ':');
-  if (mac.find('"') == std::string::npos && !is_colon_hex(mac))
-    find(config_object_get(lease, "mac"), Rule::dnsmasq_value,
-         {"'" + printable(mac) + "' is not a MAC address", "write one such as 00:11:22:33:44:55"});
-  else
-    check_rules(lease, lease_by_mac, Rule::dnsmasq_effect);
+  check_rules(lease, strcmp(type, "mac") == 0 ? lease_by_mac : lease_by_device, Rule::dnsmasq_effect);
 }
 
 // Records the address of a reservation. False when the run leaves the reservation out.
@@ -318,17 +331,25 @@ void check_unused(const NetworkModel *model, const ConfigNode *interface) {
   }
 }
 
+// Hybrid interfaces come last: an address that one of them reserves as well is a mistake in LAN mode only.
+void check_servers(DhcpCheck &check, const NetworkModel *model, uint32_t interface_type) {
+  const NetworkNode *node = network_first_type(model, NETWORK_NODE_PROTO);
+  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_PROTO))
+    if (network_interface_type(node) == interface_type) check_part(check, node);
+}
+
 }  // namespace
 
-void check_dhcp(const NetworkModel *model, const ConfigNode *root) {
+void check_dhcp(const NetworkModel *model, const ConfigNode *root, bool lan_mode) {
   DhcpCheck check;
   const NetworkNode *node = network_first_type(model, NETWORK_NODE_INTERFACE);
   for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_INTERFACE))
     if (network_interface_type(node) == NETWORK_INTERFACE_PASSTHROUGH)
       check.passthrough.emplace(network_find_parent(node, NETWORK_NODE_DEVICE), node);
-  node = network_first_type(model, NETWORK_NODE_PROTO);
-  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_PROTO))
-    if (has_server(node)) check_part(check, node);
+  check_servers(check, model, NETWORK_INTERFACE_STATIC);
+  document_of(root).in_lan_mode = !lan_mode;
+  check_servers(check, model, NETWORK_INTERFACE_HYBRID);
+  document_of(root).in_lan_mode = false;
   for_each_member(config_object(root, "network.interface"),
                   [model](const ConfigNode *interface) { check_unused(model, interface); });
 }

@@ -173,12 +173,12 @@ void locate(std::string_view content, std::vector<Fact> &facts) {
   }
 }
 
-void add(std::vector<Finding> &findings, const Fact &fact, Rule rule, std::initializer_list<std::string> values) {
+void add(Facts &facts, const Fact &fact, Rule rule, std::initializer_list<std::string> values) {
   Finding finding = finding_with_words(rule, values);
   finding.path = printable(fact.name);
   finding.line = fact.line;
   finding.column = fact.column;
-  findings.push_back(std::move(finding));
+  list_finding(facts.findings, facts.counts, std::move(finding));
 }
 
 FactUse use_of(const Fact &fact, std::string_view map, std::string_view name) {
@@ -186,33 +186,34 @@ FactUse use_of(const Fact &fact, std::string_view map, std::string_view name) {
 }
 
 // Adds the entries that the fact names, in its name and in its value, or reports an unknown fact.
-void add_fact(const Fact &fact, std::vector<FactUse> &uses, std::vector<Finding> &findings) {
+void add_fact(Facts &facts, const Fact &fact) {
   constexpr std::string_view interfaces = "network.interface.";
   std::string nearest;
   unsigned least = 4;
+  if (fact.name == "hybrid.lanmode") facts.lan_mode = fact.value == "true" || fact.value == "1";
   for (const std::string_view row : known_facts) {
     const Match found = match(row, fact.name);
     if (!found.fits) {
       consider(fact.name, found.filled, least, nearest);
       continue;
     }
-    if (!found.map.empty()) uses.push_back(use_of(fact, found.map, found.name));
+    if (!found.map.empty()) facts.uses.push_back(use_of(fact, found.map, found.name));
     if (fact.value.starts_with(interfaces))
-      uses.push_back(use_of(fact, "network.interface", std::string_view(fact.value).substr(interfaces.size())));
+      facts.uses.push_back(use_of(fact, "network.interface", std::string_view(fact.value).substr(interfaces.size())));
     return;
   }
-  add(findings, fact, Rule::unknown_fact, {printable(fact.name), hint_of(nearest)});
+  add(facts, fact, Rule::unknown_fact, {printable(fact.name), hint_of(nearest)});
 }
 
 }  // namespace
 
-std::vector<FactUse> read_facts(const char *path, std::vector<Finding> &findings) {
+Facts read_facts(const char *path) {
   std::string content;
   std::string problem;
-  std::vector<FactUse> uses;
+  Facts facts;
   if (!read_file(path, &content, &problem)) {
-    findings.push_back(finding_with_words(Rule::facts_unreadable, {problem}));
-    return uses;
+    facts.findings.push_back(finding_with_words(Rule::facts_unreadable, {problem}));
+    return facts;
   }
   FactsReader read(content);
   rapidjson::Reader reader;
@@ -221,22 +222,22 @@ std::vector<FactUse> read_facts(const char *path, std::vector<Finding> &findings
   else if (!read.is_object)
     problem = "the file holds no object";
   if (!problem.empty()) {
-    findings.push_back(finding_with_words(Rule::facts_unreadable, {problem}));
-    return uses;
+    facts.findings.push_back(finding_with_words(Rule::facts_unreadable, {problem}));
+    return facts;
   }
   locate(content, read.facts);
   for (const Fact &fact : read.facts) {
     if (fact.is_string)
-      add_fact(fact, uses, findings);
+      add_fact(facts, fact);
     else
-      add(findings, fact, Rule::fact_value, {"the value is not a string"});
+      add(facts, fact, Rule::fact_value, {"the value is not a string"});
   }
-  return uses;
+  return facts;
 }
 
-void check_facts(const std::vector<FactUse> &uses, const ConfigNode *root, std::vector<Finding> &findings) {
+void check_facts(Facts &facts, const ConfigNode *root) {
   unsigned searches_left = 100;  // for "did you mean"; each search compares all entries
-  for (const FactUse &use : uses) {
+  for (const FactUse &use : facts.uses) {
     const ConfigNode *entries = config_object(root, std::string(use.map).c_str());
     if (config_object_get(entries, use.name.c_str()) != nullptr) continue;
     std::string nearest;
@@ -249,6 +250,6 @@ void check_facts(const std::vector<FactUse> &uses, const ConfigNode *root, std::
     finding.path = use.fact;
     finding.line = use.line;
     finding.column = use.column;
-    findings.push_back(std::move(finding));
+    list_finding(facts.findings, facts.counts, std::move(finding));
   }
 }

@@ -86,8 +86,12 @@ constexpr Variant peer_variants[] = {{"cert", peer_cert_rules}, {"ca", peer_ca_r
 constexpr char selector_ends[] = IPSEC_WORD_ENDS ",/[]";
 
 constexpr const char *selector_keys[] = {"protocol", "port", nullptr};
-constexpr ValueRule selector_rules[] = {parses("protocol"), rule("protocol", Test::without, selector_ends),
-                                        parses("port"), rule("port", Test::without, selector_ends), end_of_rules};
+constexpr ValueRule selector_rules[] = {parses("protocol"),
+                                        rule("protocol", Test::without, selector_ends),
+                                        parses("port"),
+                                        rule("port", Test::without, selector_ends),
+                                        rule("port", Test::ports),
+                                        end_of_rules};
 constexpr ValueRule protocol_number[] = {in_range("protocol_other"), end_of_rules};
 constexpr Variant protocol_variants[] = {{"other", protocol_number}, {nullptr, nullptr}};
 constexpr ValueRule remote_network_rules[] = {parses("remote.network"), optional(rule("remote.network", Test::network)),

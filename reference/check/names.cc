@@ -11,6 +11,7 @@
 #include "check/find.h"
 #include "check/values.h"
 #include "config/characters.h"
+#include "config/document.h"
 #include "config/report.h"
 
 namespace {
@@ -38,19 +39,30 @@ bool claim(Names &names, const std::string &name, const ConfigNode *owner) {
 
 void claim_device_name(Names &devices, const std::string &name, const ConfigNode *owner) {
   constexpr size_t longest = 15;
+  if (name.size() > longest) {
+    find(name_of(owner), Rule::device_name, {printable(name), "is longer than 15 characters"});
+    return;
+  }
   if (!claim(devices, name, owner)) return;
-  if (name.size() > longest) find(name_of(owner), Rule::device_name, {printable(name), "is longer than 15 characters"});
   if (name.find_first_of("/: \t") != std::string::npos || name == "." || name == "..")
     find(name_of(owner), Rule::device_name, {printable(name), "is refused by the kernel"});
   if (name.find_first_of("\"\\#,'") != std::string::npos)
     find(name_of(owner), Rule::device_name, {printable(name), "holds a character that not every daemon can read"});
 }
 
+// An entry that the document refuses for its name has a finding about that.
+bool is_below_refused(const ConfigNode *node) {
+  for (; node->parent != nullptr; node = node->parent)
+    if (node->parent->kind == Kind::map && !is_entry_name(node->name, strlen(node->name), node->parent->key->hyphen))
+      return true;
+  return false;
+}
+
 void claim_section(Names &sections, const std::string &name, const ConfigNode *owner) {
   if (!claim(sections, name, owner)) return;
   const auto is_letter = [](char byte) { return isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '_'; };
   const auto first = std::find_if_not(name.begin(), name.end(), is_letter);
-  if (first == name.end()) return;
+  if (first == name.end() || is_below_refused(owner)) return;
   // In UTF-8, all bytes of a character but its first are 0x80 to 0xBF.
   const auto last = std::find_if_not(first + 1, name.end(), [](char byte) { return (byte & 0xC0) == 0x80; });
   find(owner, Rule::section_name, {printable(name), printable(std::string(first, last))});

@@ -3,7 +3,7 @@
 #define TESSERA_REFERENCE_CHECK_QUOTES_H
 
 // True when dnsmasq finds a closing quote for every double quote. Between quotes, a backslash and one of the characters
-// that dnsmasq can escape form an escape sequence.
+// that dnsmasq can escape form an escape sequence. A quote directly behind a closing quote is an ordinary character.
 bool is_closed(const char *string);
 
 // The character at which the IPsec starter refuses a value: a "=" outside of double quotes, or a quote that nothing
@@ -16,5 +16,11 @@ bool is_domain(const char *string);
 
 // The same for the host name of a lease, of letters, digits, '-' and '_'; what follows a dot is the domain.
 bool is_host_name(const char *string);
+
+// Whether dnsmasq takes it in a reservation: hardware addresses, addresses and names, with "," between them.
+bool is_reservation(const char *string);
+
+// The same for a client identifier, and what "," separates from it.
+bool is_client(const char *string);
 
 #endif

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "check/find.h"
+#include "config/document.h"
 #include "config/report.h"
 
 namespace {
@@ -69,5 +70,8 @@ Finding finding_with_words(Rule rule, std::initializer_list<std::string> values)
 
 void find(const ConfigNode *node, Rule rule, std::initializer_list<std::string> values) {
   Finding finding = finding_with_words(rule, values);
-  config_add_finding(node, rule, std::move(finding.message), std::move(finding.outcome), std::move(finding.cure));
+  if (document_of(node).in_lan_mode && words_of(rule).severity == Severity::error)
+    finding = finding_with_words(Rule::dhcp_lan_mode, {finding.message, finding.outcome, finding.cure});
+  config_add_finding(node, finding.rule, std::move(finding.message), std::move(finding.outcome),
+                     std::move(finding.cure));
 }

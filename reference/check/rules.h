@@ -88,6 +88,8 @@
   RULE(dhcp_hybrid, warning, questionable, "a DHCP server on a hybrid interface",                                      \
        "the DHCP server of a hybrid interface serves only while the runtime fact hybrid.lanmode is true",              \
        "clients get no addresses at other times", "give ipv4 the type static if the server must always run")           \
+  RULE(dhcp_lan_mode, warning, questionable, "a mistake in a DHCP server on a hybrid interface", "{problem}",          \
+       "{outcome} while the runtime fact hybrid.lanmode is true", "{cure}")                                            \
   RULE(dhcp_taken, error, questionable, "a DHCP server on the device of a passthrough interface",                      \
        "the passthrough interface {interface} has the same device", "the DHCP server or relay is left out",            \
        "give one of the two another device")                                                                           \
@@ -205,6 +207,8 @@
        "the module gets another value", "{cure}")                                                                      \
   RULE(auth_no_server, warning, questionable, "a method without servers", "there is no {method} server",               \
        "the method is left out", "add a server, or remove the method from auth.method")                                \
+  RULE(auth_no_local, note, questionable, "a list of methods without local", "local is not in auth.method",            \
+       "nobody can log in while no server answers", "add \"local\" to auth.method")                                    \
   RULE(auth_unused, warning, questionable, "servers that no method asks", "{method} is not in auth.method",            \
        "its servers are never asked", "add \"{method}\" to auth.method, or remove the servers")                        \
   RULE(dns_value, warning, questionable, "a setting of name resolution without effect", "{problem}",                   \

@@ -12,6 +12,7 @@ constexpr ValueRule web_filter_rules[] = {rule("firewall.web_filter.service", Te
 // dnsmasq refuses an unclosed double quote and accepts nearly every other string.
 constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, rule("domain", Test::closed)),
                                           as(Rule::dnsmasq_value, rule("domain", Test::domain)),
+                                          as(Rule::dnsmasq_value, rule("domain", Test::without_string, " #")),
                                           rule("domain", Test::without, " ,\""),
                                           rule("address", Test::filled),
                                           as(Rule::dnsmasq_value, rule("address", Test::loose_server)),
@@ -20,8 +21,8 @@ constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, rule("domain",
                                           end_of_rules};
 constexpr ValueRule dns_host_rules[] = {
     as(Rule::dnsmasq_value, rule("name", Test::closed)), as(Rule::dnsmasq_value, rule("name", Test::domain)),
-    rule("name", Test::filled), rule("name", Test::without, " ,\""),
-    as(Rule::dnsmasq_value, rule("address", Test::closed)),
+    as(Rule::dnsmasq_value, rule("name", Test::without_string, " #")), rule("name", Test::filled),
+    rule("name", Test::without, " ,\""), as(Rule::dnsmasq_value, rule("address", Test::closed)),
     // dnsmasq reads a string that is not an address as one more name.
     as(Rule::dnsmasq_value, rule("address", Test::domain)), rule("address", Test::address),
     as(Rule::dnsmasq_value, line("host-record={name},{address}", dnsmasq_line)), end_of_rules};
@@ -29,6 +30,7 @@ constexpr ValueRule allowlist_rules[] = {
     rule("", Test::filled),
     as(Rule::dnsmasq_value, rule("", Test::closed)),
     as(Rule::dnsmasq_value, rule("", Test::domain)),
+    as(Rule::dnsmasq_value, rule("", Test::without_string, " #")),
     rule("", Test::without, " /,\""),
     as(Rule::dnsmasq_value, at_most("", dnsmasq_line - static_cast<int32_t>(sizeof "server=//#" - 1))),
     end_of_rules};
@@ -113,14 +115,28 @@ bool names_method(const ConfigNode *auth, const char *name) {
   return false;
 }
 
+bool has_servers(const ConfigNode *settings) {
+  return config_array_count(config_array(settings, "server")) > 0;
+}
+
 void check_method(const ConfigNode *auth, const Method &method) {
   const ConfigNode *settings = config_object(auth, method.name);
-  const bool has_servers = config_array_count(config_array(settings, "server")) > 0;
+  if (!has_servers(settings)) return;
   if (!names_method(auth, method.name)) {
-    if (has_servers) find(settings, Rule::auth_unused, {method.name});
-  } else if (has_servers) {
+    find(settings, Rule::auth_unused, {method.name});
+  } else {
     check_rules(settings, method.rules, Rule::auth_effect);
     check_each(settings, "server", method.server_rules, method.broken);
+  }
+}
+
+// Reports a list of methods that work without local. When no method works, a run writes the local one.
+void check_local(const ConfigNode *auth) {
+  if (names_method(auth, "local")) return;
+  for (const Method *method = methods; method->name != nullptr; ++method) {
+    if (!names_method(auth, method->name) || !has_servers(config_object(auth, method->name))) continue;
+    find(config_array(auth, "method"), Rule::auth_no_local);
+    return;
   }
 }
 
@@ -128,8 +144,7 @@ void check_method(const ConfigNode *auth, const Method &method) {
 void check_method_word(const ConfigNode *auth, const ConfigNode *word) {
   for (const Method *method = methods; method->name != nullptr; ++method) {
     if (!is_word_of(config_string_get(word), method->name)) continue;
-    if (config_array_count(config_array(config_object(auth, method->name), "server")) == 0)
-      find(word, Rule::auth_no_server, {method->name});
+    if (!has_servers(config_object(auth, method->name))) find(word, Rule::auth_no_server, {method->name});
   }
 }
 
@@ -144,5 +159,6 @@ void check_services(const ConfigNode *root) {
   const ConfigNode *auth = config_object(root, "auth");
   check_strings(auth, "method", method_rules, Rule::auth_effect);
   for_each_element(config_array(auth, "method"), [auth](const ConfigNode *word) { check_method_word(auth, word); });
+  check_local(auth);
   for (const Method *method = methods; method->name != nullptr; ++method) check_method(auth, *method);
 }

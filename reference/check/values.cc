@@ -45,11 +45,34 @@ bool is_hexadecimal(const char *string) {
   return string[digits] == '\0';
 }
 
+// True for "", as the port may be missing behind its "#".
+bool is_port(std::string_view string) {
+  uint16_t port = 0;
+  const auto [end, error] = std::from_chars(string.begin(), string.end(), port);
+  return string.empty() || (error == std::errc() && end == string.end());
+}
+
+// True for a port, two ports with '-' between them, and any word that holds other characters.
+bool is_port_range(std::string_view string) {
+  if (string.find_first_not_of("0123456789-") != std::string_view::npos) return true;
+  const std::vector<std::string_view> ports = split(string, '-');
+  return ports.size() <= 2 &&
+         std::all_of(ports.begin(), ports.end(), [](std::string_view port) { return !port.empty() && is_port(port); });
+}
+
+// `part` is the address of a DNS server, or the interface behind its "@".
+bool has_good_port(std::string_view part) {
+  const size_t mark = part.find('#');
+  return mark == std::string_view::npos || is_port(part.substr(mark + 1));
+}
+
 // `loose` also accepts short forms, as dnsmasq does: it reads "10.1" as 10.0.0.1.
 bool is_server(const char *string, bool loose) {
+  if (strcmp(string, "#") == 0) return true;
   const size_t length = strcspn(string, "#@%");
-  if (length == 0) return strcmp(string, "#") == 0;
   if (strpbrk(string + length, " /,\"") != nullptr) return false;
+  const std::vector<std::string_view> parts = split(string, '@');
+  if (parts.size() > 2 || !std::all_of(parts.begin(), parts.end(), has_good_port)) return false;
   const std::string address(string, length);
   in_addr parsed;
   return is_address(AF_INET, address) || is_address(AF_INET6, address) ||
@@ -63,6 +86,12 @@ bool is_mac(std::string_view string) {
     if (i % 3 == 2 ? !separator : isxdigit(static_cast<unsigned char>(string[i])) == 0) return false;
   }
   return true;
+}
+
+// A MAC address is written with every "-" as ":".
+bool is_mac_line(std::string mac) {
+  std::replace(mac.begin(), mac.end(), '-', ':');
+  return is_reservation(mac.c_str());
 }
 
 bool is_entry(const ConfigNode *node, const char *map, const char *key) {
@@ -139,8 +168,12 @@ constexpr StringTest string_tests[] = {
      [](const ConfigNode *, const ValueRule &, const char *string) { return is_host_name(string); }},
     {Test::domain, "a name of ASCII characters, up to 63 between dots", "",
      [](const ConfigNode *, const ValueRule &, const char *string) { return is_domain(string); }},
-    {Test::colon_hex, "bytes in hexadecimal", "",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_colon_hex(string); }},
+    {Test::mac_line, "a MAC address", "00:11:22:33:44:55",
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_mac_line(string); }},
+    {Test::client, "bytes in hexadecimal", "",
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_client(string); }},
+    {Test::reservation, "a host name or an address", "",
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_reservation(string); }},
     {Test::without, "", "",
      [](const ConfigNode *, const ValueRule &rule, const char *string) {
        return strpbrk(string, rule.argument) == nullptr;
@@ -151,6 +184,8 @@ constexpr StringTest string_tests[] = {
      }},
     {Test::closed, "a string whose double quotes are closed", "",
      [](const ConfigNode *, const ValueRule &, const char *string) { return is_closed(string); }},
+    {Test::ports, "a port or a range of ports up to 65535", "80 or 5000-5010",
+     [](const ConfigNode *, const ValueRule &, const char *string) { return is_port_range(string); }},
     {Test::starter, "", "",
      [](const ConfigNode *, const ValueRule &, const char *string) { return starter_refusal(string) == '\0'; }},
     {Test::without_string, "", "",
@@ -244,7 +279,10 @@ void report_string(const ConfigNode *node, const ValueRule &rule, const char *st
   // Secrets are not shown to people, and strings of several lines are too long for a message.
   const bool hidden = node->key->secret || node->key->many_lines;
   const std::string shown = hidden ? "the value" : "'" + printable(string) + "'";
-  find(node, broken_by(rule, broken), {shown + " " + flaw(rule, string), cure_of(rule, string)});
+  std::string cure;
+  if (rule.test == Test::entry) cure = cure_of_name(config_object(config_node_get_root(node), rule.argument), string);
+  if (cure.empty()) cure = cure_of(rule, string);
+  find(node, broken_by(rule, broken), {shown + " " + flaw(rule, string), cure});
 }
 
 // A field "{PATH}", "{PATH#COUNT}" or "{PATH+CHARACTERS}" in the form of a line, see `line`.
@@ -408,17 +446,6 @@ std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool o
     keys.append(keys.empty() ? "" : ", ").append(*paths);
   }
   return keys.empty() ? keys : keys.append(several ? " are" : " is");
-}
-
-bool is_colon_hex(std::string_view string) {
-  if (string.find(':') == std::string_view::npos) return true;
-  size_t digits = 0;
-  for (const char letter : string) {
-    digits = letter == ':' ? 0 : digits + 1;
-    if (digits > 2 || (letter != ':' && letter != '*' && isxdigit(static_cast<unsigned char>(letter)) == 0))
-      return false;
-  }
-  return true;
 }
 
 bool string_equals(const ConfigNode *entry, const char *path, const char *string) {

@@ -36,13 +36,16 @@ enum class Test : uint8_t {
   without,         // free of the characters of `argument`
   quoted,          // free of them, or in double quotes as a whole
   closed,          // closes its double quotes, as dnsmasq reads it
+  ports,           // a port or two with "-" between them, or a word: of words the test knows nothing
   starter,         // closes its double quotes and has no "=" outside of them, as the IPsec starter reads it
   without_string,  // does not hold the string `argument`
   not_first,       // does not start with a character of `argument`
   not_last,        // does not end with one
   host_name,       // a label of a host name
   domain,          // names between "," or "/" that dnsmasq takes: ASCII, up to 63 bytes between dots
-  colon_hex,       // no ":", or bytes in hexadecimal between those
+  mac_line,        // what dnsmasq takes as a hardware address, or as another word of a reservation
+  client,          // what dnsmasq takes as a client identifier
+  reservation,     // what dnsmasq takes in a reservation
   at_most,         // up to `high` bytes
   line,            // the line made from the entry has up to `high` bytes; `argument` is its form
   strings,         // a list that holds at least one string, and no string that is ""
@@ -144,9 +147,6 @@ void find_unset(const ConfigNode *entry, const char *path, Rule broken, const ch
 // The paths, of a list ended by null, at which the entry has no value; with `or_empty` also those where it has "". They
 // are joined by ", " and followed by " is" or " are". "" when there are none.
 std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty);
-
-// True for a string without colons, and for bytes in hexadecimal with colons between them.
-bool is_colon_hex(std::string_view string);
 
 // True when the value at `path` is that string; a missing string reads as "".
 bool string_equals(const ConfigNode *entry, const char *path, const char *string);

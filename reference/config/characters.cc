@@ -73,7 +73,7 @@ static bool is_second_control(const std::string &string, size_t at) {
 
 std::string printable(std::string_view string) {
   constexpr size_t longest = 80;
-  const std::string ended(string);
+  const std::string ended(string.substr(0, 1000));  // names of devices may have many more bytes
   const auto size = static_cast<uint32_t>(ended.size());
   std::string shown;
   uint32_t invalid = find_invalid_utf8(ended.c_str(), size, 0);

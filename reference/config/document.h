@@ -47,6 +47,18 @@ struct ConfigNode {
 // The first entry of a map, which identifies the map, and the name of an entry.
 using EntryName = std::pair<const ConfigNode *, std::string_view>;
 
+// What to write instead: of a value that is not of that kind, and of a reference that names nothing, "" where the rule
+// says enough. A run does without these words, and without the functions.
+struct Cures {
+  std::string (*of_type)(const SchemaKey &key, Kind kind);
+  std::string (*of_reference)(const ConfigNode *root, const SchemaKey &key, const char *written);
+};
+extern const Cures cures;
+
+// The cure for a string that names no entry of the map: the entry that the last part of a path names, or one whose name
+// is close; "" for none.
+std::string cure_of_name(const ConfigNode *map, const char *written);
+
 struct Document {
   ~Document();
 
@@ -59,10 +71,13 @@ struct Document {
   std::map<const ConfigNode *, std::string> dumps;  // the results of config_dump
 
   std::vector<Finding> *findings = nullptr;  // of a check; null in a run, which logs its findings
+  const Cures *cures = nullptr;              // of a check; null in a run
   bool refused = false;
-  bool accepted = false;                // the document cannot be refused any more
-  std::vector<Finding> held;            // in a run, findings not yet logged: a refused document gets only one message
-  std::map<Rule, unsigned> counts;      // in a run, the number of findings of each rule
+  bool accepted = false;        // the document cannot be refused any more
+  std::vector<Finding> held;    // in a run, findings not yet logged: a refused document gets only one message
+  FindingCounts counts;         // the number of findings of each rule
+  unsigned most = most_listed;  // in a check, the number of findings of a rule that are listed
+  bool in_lan_mode = false;     // what is checked now has an effect only while the runtime fact hybrid.lanmode is true
   std::optional<std::string> original;  // see original_content
   std::vector<uint32_t> line_starts;    // positions in `original`; empty until a finding needs them
 };
@@ -92,7 +107,15 @@ void resolve_references(Document &document, const std::vector<ConfigNode *> &ref
 // if that fails, for example because the file was a pipe.
 const std::string &original_content(Document &document);
 
+// What a finding says; `outcome` and `cure` may be empty, as in Finding.
+struct FindingWords {
+  std::string message;
+  std::string outcome = {};
+  std::string cure = {};
+};
+
 // Report a finding at a position in the document, or at no_position for the document as a whole.
+void report_words(Document &document, Rule rule, uint32_t position, const std::string &path, FindingWords words);
 void report_at(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format, ...)
     __attribute__((format(printf, 5, 6)));
 void report_list(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format,

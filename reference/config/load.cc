@@ -124,13 +124,21 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     if (document.findings == nullptr) halted = true;
   }
 
+  void refuse_type(Found found, uint32_t position) {
+    const Kind kind = current->member_kind;
+    std::string message = std::string("expected ") + kind_names[static_cast<unsigned>(kind)] + ", found " +
+                          found_names[static_cast<unsigned>(found)];
+    std::string cure = document.cures != nullptr ? document.cures->of_type(*current->member, kind) : "";
+    report_words(document, Rule::wrong_type, position, path(),
+                 {.message = std::move(message), .cure = std::move(cure)});
+    if (document.findings == nullptr) halted = true;
+  }
+
   void refuse_found(Found found, uint32_t position) {
-    if (found == Found::null) {
+    if (found == Found::null)
       refuse(Rule::wrong_type, position, "null is not allowed, leave the key out instead");
-    } else {
-      refuse(Rule::wrong_type, position, "expected %s, found %s",
-             kind_names[static_cast<unsigned>(current->member_kind)], found_names[static_cast<unsigned>(found)]);
-    }
+    else
+      refuse_type(found, position);
     push_broken(position);
   }
 

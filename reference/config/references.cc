@@ -24,14 +24,24 @@ const char *expected_form(const char *string, bool bare) {
   return *string != '/' ? "a path such as \"/network/device/eth0\"" : nullptr;
 }
 
+// Each search for what is meant looks at many names.
+constexpr unsigned most_searches = 100;
+
+std::string cure_of(Document &document, const Unset &unset) {
+  if (document.cures == nullptr || document.counts[Rule::dangling_reference].all >= most_searches) return "";
+  return document.cures->of_reference(&document.root, *unset.node->key, unset.string);
+}
+
 void report_unset(Document &document, const Unset &unset) {
   const ConfigNode *node = unset.node;
   OwnedString path(config_path(node));
   bool bare = node->key->interface_name;
   const char *form = expected_form(unset.string, bare);
   const char *missing = bare ? "entry of network.interface" : node->key->device ? "device" : "node of the document";
-  report_at(document, Rule::dangling_reference, node->position, path.get(), "'%s' %s %s, it counts as unset",
-            printable(unset.string).c_str(), form != nullptr ? "is not" : "names no", form != nullptr ? form : missing);
+  std::string message = "'" + printable(unset.string) + (form != nullptr ? "' is not " : "' names no ") +
+                        (form != nullptr ? form : missing) + ", it counts as unset";
+  report_words(document, Rule::dangling_reference, node->position, path.get(),
+               {.message = std::move(message), .cure = cure_of(document, unset)});
 }
 
 }  // namespace

@@ -58,7 +58,7 @@ bool is_wanted(Document &document, Rule rule) {
   if (document.findings != nullptr) return true;
   // A run ends with the first refused finding; later findings only follow from it.
   if (document.refused || grade_of(rule) == Grade::questionable) return false;
-  return ++document.counts[rule] <= most_of_a_rule;
+  return ++document.counts[rule].all <= most_of_a_rule;
 }
 
 // Collects a finding, logs it, or keeps it until the document is accepted.
@@ -66,23 +66,12 @@ void add_finding(Document &document, uint32_t position, Finding finding) {
   if (finding.grade == Grade::refused) document.refused = true;
   if (position != no_position) locate(document, position, finding);
   if (document.findings != nullptr) {
-    document.findings->push_back(std::move(finding));
+    list_finding(*document.findings, document.counts, std::move(finding), document.most);
   } else if (finding.grade == Grade::refused || document.accepted) {
     log_finding(document, finding);
   } else {
     document.held.push_back(std::move(finding));
   }
-}
-
-Finding finding_of(Rule rule, std::string path) {
-  return {.rule = rule,
-          .grade = grade_of(rule),
-          .line = 0,
-          .column = 0,
-          .path = std::move(path),
-          .message = {},
-          .outcome = {},
-          .cure = {}};
 }
 
 std::string path_string(const ConfigNode *node) {
@@ -101,13 +90,37 @@ const std::string &original_content(Document &document) {
   return *document.original;
 }
 
+void list_finding(std::vector<Finding> &list, FindingCounts &counts, Finding finding, unsigned most) {
+  FindingCount &count = counts[finding.rule];
+  ++count.all;
+  if (count.all <= most || count.all == most + 1) {
+    count.last = list.size();
+    list.push_back(std::move(finding));
+  }
+  if (count.all <= most) return;
+  Finding &rest = list[count.last];
+  rest.path.clear();
+  rest.message = "findings of this rule that are not listed: " + std::to_string(count.all - most);
+  rest.cure = "correct those that are listed first";
+}
+
+void report_words(Document &document, Rule rule, uint32_t position, const std::string &path, FindingWords words) {
+  if (!is_wanted(document, rule)) return;
+  add_finding(document, position,
+              {.rule = rule,
+               .grade = grade_of(rule),
+               .line = 0,
+               .column = 0,
+               .path = path,
+               .message = std::move(words.message),
+               .outcome = std::move(words.outcome),
+               .cure = std::move(words.cure)});
+}
+
 void report_list(Document &document, Rule rule, uint32_t position, const std::string &path, const char *format,
                  va_list arguments) {
-  if (!is_wanted(document, rule)) return;
-  Finding finding = finding_of(rule, path);
   OwnedString message(xvasprintf(format, arguments));
-  finding.message = message.get();
-  add_finding(document, position, std::move(finding));
+  report_words(document, rule, position, path, {.message = message.get()});
 }
 
 void accept_document(Document &document) {
@@ -117,10 +130,10 @@ void accept_document(Document &document) {
 }
 
 void report_unlogged(const Document &document) {
-  if (document.refused) return;
+  if (document.refused || document.findings != nullptr) return;
   for (const auto &[rule, count] : document.counts) {
-    if (count <= most_of_a_rule) continue;
-    log_error("%s: %u more findings of the rule %s", document.file.c_str(), count - most_of_a_rule,
+    if (count.all <= most_of_a_rule) continue;
+    log_error("%s: %u more findings of the rule %s", document.file.c_str(), count.all - most_of_a_rule,
               rule_name(logged_rules[static_cast<size_t>(rule)]).c_str());
   }
 }
@@ -151,11 +164,8 @@ void config_report(const ConfigNode *node, Rule rule, const char *format, ...) {
 
 void config_add_finding(const ConfigNode *node, Rule rule, std::string message, std::string outcome, std::string cure) {
   if (node->broken || document_of(node).findings == nullptr) return;
-  Finding finding = finding_of(rule, path_string(node));
-  finding.message = std::move(message);
-  finding.outcome = std::move(outcome);
-  finding.cure = std::move(cure);
-  add_finding(document_of(node), node->position, std::move(finding));
+  report_words(document_of(node), rule, node->position, path_string(node),
+               {std::move(message), std::move(outcome), std::move(cure)});
 }
 
 const ConfigNode *config_nearest(const ConfigNode *node, const char *path, size_t *length) {

@@ -3,6 +3,7 @@
 #define TESSERA_REFERENCE_CONFIG_REPORT_H
 
 #include <cstdio>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,20 @@ struct Finding {
   std::string cure;     // what to write instead; "" for the cure in the row of the rule
 };
 
-// Reports a finding about `node`. A check collects all findings. A run logs findings of the grades refused and ignored
+// How many findings of a rule a list was given, and where the last of them is in the list.
+struct FindingCount {
+  unsigned all = 0;
+  size_t last = 0;
+};
+using FindingCounts = std::map<Rule, FindingCount>;
+
+inline constexpr unsigned most_listed = 1000;
+
+// Adds a finding to the list, up to `most` of each rule. One more finding of the rule, without a path, then says how
+// many others there are.
+void list_finding(std::vector<Finding> &list, FindingCounts &counts, Finding finding, unsigned most = most_listed);
+
+// Reports a finding about `node`. A check collects findings. A run logs findings of the grades refused and ignored
 // as "FILE:LINE:COLUMN: PATH: MESSAGE", the first hundred of each rule, and drops the others. A finding about a null
 // node is logged without a place. Reports nothing about a node whose value was refused or is a reference to nothing,
 // because that has been reported already.
@@ -33,13 +47,13 @@ void config_add_finding(const ConfigNode *node, Rule rule, std::string message, 
 // releases the tree with config_free.
 const ConfigNode *config_load_file(const char *path);
 
-// Loads the document at `path` to check it, and adds every finding to the list. A refused document also gives a tree,
-// with empty values for the refused ones; null when the file cannot be read or its syntax is broken. Later
-// config_report calls on the nodes add to the same list, which must outlive the tree. The keys of the tree are from
-// described_schema.
+// Loads the document at `path` to check it, and adds findings to the list (see list_finding). A refused document also
+// gives a tree, with empty values for the refused ones; null when the file cannot be read or its syntax is broken.
+// Later config_report calls on the nodes add to the same list, which must outlive the tree. The keys of the tree are
+// from described_schema.
 const ConfigNode *config_check_file(const char *path, std::vector<Finding> *findings);
 
-// Checks the content of a document that is not in a file.
+// Checks the content of a document that is not in a file. The list gets every finding.
 const ConfigNode *config_check_content(const std::string &content, std::vector<Finding> *findings);
 
 // The node at `path`, or the nearest node above it that the document holds. Stores in `length`, unless it is null, how

@@ -102,11 +102,18 @@ escape=$(printf '\033')
 sed '1,/Start of the output/d; /End of the output/,$d' ../../doc/tessera-config.8 | sed '1d; $d' | diff -u - "$work/out" ||
   { echo "tessera-config(8) lists other rules"; failed=1; }
 
-# A run logs a hundred findings of a kind, and how many more there are.
-awk 'BEGIN { printf "{\"system\": {"; for (i = 0; i < 250; i++) printf "%s\"key%d\": 1", i ? ", " : "", i; print "}}" }' >"$work/many.json"
+# In LAN mode, the DHCP server of a hybrid interface is one like any other.
+printf '{"hybrid.lanmode": "true"}' >"$work/lan-mode"
+"$program" check --facts="$work/lan-mode" effects.json | grep -q 'error\[lease-elsewhere\]: network.interface.hybrid' || { echo "LAN mode is not known"; failed=1; }
+
+# A check lists a thousand findings of a rule and a run logs a hundred; both say how many more there are.
+awk 'BEGIN { printf "{\"system\": {"; for (i = 0; i < 1250; i++) printf "%s\"key%d\": 1", i ? ", " : "", i; print "}}" }' >"$work/many.json"
 "$1"/tessera-preview -c "$work/many.json" pam >"$work/out" 2>&1
+"$program" check --format=json "$work/many.json" >"$work/listed"
+[ "$(grep -c '"path": "system.key' "$work/listed")" = 1000 ] || { echo "a check lists other findings than a thousand"; failed=1; }
+grep -q '"path": "", "wrong": "findings of this rule that are not listed: 250"' "$work/listed" || { echo "a check hides how many findings there are"; failed=1; }
 [ "$(grep -c 'unknown key$' "$work/out")" = 100 ] || { echo "a run logs all of many findings"; failed=1; }
-grep -q ': 150 more findings of the rule unknown-key$' "$work/out" || { echo "a run hides how many findings there are"; failed=1; }
+grep -q ': 1150 more findings of the rule unknown-key$' "$work/out" || { echo "a run hides how many findings there are"; failed=1; }
 
 "$program" --help | grep -q 'Exit status' || { echo "--help explains no exit status"; failed=1; }
 "$program" schema 2>"$work/err" >/dev/full && { echo "a full disk is not noticed"; failed=1; }

@@ -57,7 +57,7 @@ expect 1 "$program" set router.json $lan.mtu 1400 set network.interface.lna.mtu 
 tessera-config: network.interface.lna: there is no such entry, did you mean 'lan'? (--create makes it)
 OUT
 expect 1 "$program" set --json router.json $lan.mtu 1e9 <<'OUT'
-router.json:6:76: error[wrong-type]: network.interface.lan.mtu: expected an integer, found a number with a fraction or exponent; the document is refused, no service gets its files; write a value of the type that the key has
+router.json:6:76: error[wrong-type]: network.interface.lan.mtu: expected an integer, found a number with a fraction or exponent; the document is refused, no service gets its files; write a whole number without quotes
 tessera-config: router.json is left as it was
 OUT
 expect 0 "$program" set -n router.json system.name gateway <<'OUT'

@@ -100,25 +100,21 @@ void list(std::vector<Listed> &listed, const char *file, std::vector<Finding> fi
   for (Finding &finding : findings) listed.push_back({file, std::move(finding)});
 }
 
-// The file of facts that is checked against each document.
-struct Facts {
-  const char *file;  // null: none
-  std::vector<FactUse> uses = {};
-  std::vector<Finding> findings = {};  // not listed yet
-};
-
-void check_file(std::vector<Listed> &listed, const char *file, Facts &facts) {
+// Lists what is found in the document; and in the file of facts, unless `facts_file` is null.
+void check_file(std::vector<Listed> &listed, const char *file, Facts &facts, const char *facts_file) {
   std::vector<Finding> findings;
   const char *path = strcmp(file, "-") == 0 ? "/dev/stdin" : file;
   OwnedTree root(config_check_file(path, &findings));
   if (root != nullptr) {
     OwnedModel model(network_load(root.get()));
-    network_check(root.get(), model.get());
-    check_facts(facts.uses, root.get(), facts.findings);
+    network_check(root.get(), model.get(), facts.lan_mode);
+    check_facts(facts, root.get());
   }
   root.reset();
   list(listed, file, std::move(findings));
-  if (facts.file != nullptr) list(listed, facts.file, std::exchange(facts.findings, {}));
+  if (facts_file == nullptr) return;
+  list(listed, facts_file, std::exchange(facts.findings, {}));
+  facts.counts.clear();
 }
 
 }  // namespace
@@ -131,9 +127,9 @@ Status check_command(int count, char **arguments) {
   Options options;
   if (!parse(options, count, arguments)) return misuse();
   std::vector<Listed> listed;
-  Facts facts{.file = options.facts};
-  if (facts.file != nullptr) facts.uses = read_facts(facts.file, facts.findings);
-  for (const char *file : options.files) check_file(listed, file, facts);
+  Facts facts;
+  if (options.facts != nullptr) facts = read_facts(options.facts);
+  for (const char *file : options.files) check_file(listed, file, facts, options.facts);
   (options.summary ? options.form->print_summary : options.form->print)(listed);
   const bool failed = std::any_of(listed.begin(), listed.end(), [&options](const Listed &each) {
     return words_of(each.finding.rule).severity <= options.fail_on;
