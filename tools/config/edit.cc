@@ -68,16 +68,18 @@ std::string literal(const Edit &edit, Kind kind) {
 
 // Stores the value of an edit in JSON. Returns false, with `problem` set, when it does not fit.
 bool json_of(const Edit &edit, const Place &place, std::string *json, std::string *problem) {
+  const std::vector<std::string> names = components_of(edit.path);
+  const std::string path = joined(names, names.size());
   Value value;
   if (find_invalid_utf8(edit.value.c_str(), static_cast<uint32_t>(edit.value.size()), 0) != no_position) {
-    *problem = printable(edit.path) + ": expected a value in UTF-8";
+    *problem = path + ": expected a value in UTF-8";
   } else if (edit.json && !parse(edit.value, &value)) {
-    *problem = printable(edit.path) + ": the value is not JSON";
+    *problem = path + ": the value is not JSON";
   } else if (edit.json) {
     *json = edit.value.substr(value.begin, value.end - value.begin);
   } else if (*json = literal(edit, place.kind); json->empty()) {
     bool nests = place.kind == Kind::object || place.kind == Kind::map || place.is_list();
-    *problem = printable(edit.path) + ": expected " + kind_name(place.kind) +
+    *problem = path + ": expected " + kind_name(place.kind) +
                (nests ? ", which --json takes, or the path of what is in it" : "");
   }
   return problem->empty();
