@@ -1,4 +1,4 @@
-# Everything from a fresh machine: "make run" shows what it does, "make test" proves it.
+# All targets work on a fresh machine. "make run" shows what tessera does, "make test" runs all tests.
 BUILD = cmake --build --preset
 CONFIGURE = cmake --preset
 EXAMPLE = examples/branch-office
@@ -16,7 +16,8 @@ build: setup-build
 	$(CONFIGURE) release
 	$(BUILD) release
 
-# Both builds, then all their tests in one run: one summary. One more than there are processors, as some tests wait.
+# Makes both builds and runs all their tests together, for one summary. As some tests wait, one more than the number of
+# processors run at a time.
 test: setup-test
 	$(CONFIGURE) asan
 	$(CONFIGURE) ci
@@ -33,7 +34,7 @@ lint: setup-lint
 format: setup-lint
 	@tests/lint/lint.sh --format
 
-# The manual for a browser, the reference of all keys among it.
+# The manual as HTML, with the reference of all keys.
 doc: setup-doc
 	@mkdir -p build
 	@{ $(CONFIGURE) release && $(BUILD) release --target html; } $(call quiet,doc)
@@ -46,7 +47,7 @@ package: setup-package
 	@(cd build/release && cpack -B ..) $(call quiet,package)
 	@ls build/*.deb
 
-# Each fuzz target for TIME seconds. What is new goes to build/fuzz/found, what fails to build/fuzz/failed.
+# Runs each fuzz target for TIME seconds. New inputs go to build/fuzz/found, failing inputs to build/fuzz/failed.
 TIME = 60
 TARGETS = config dnsmasq ipsec network pam
 fuzz: setup-test
@@ -59,20 +60,20 @@ fuzz: setup-test
 	    ../../../../build/fuzz/found/$$target .) || exit 1; \
 	done
 
-# Every system call and allocation of a run fails in turn, and runs are killed at each call: what is left, in a table. The
-# same with applies, confirmations and reverts, between whose calls the power is lost too.
+# Makes each system call and allocation of a run fail in turn, kills runs at each call, and prints a table of the results.
+# Does the same with tessera-apply, where it also simulates a loss of power.
 faults: setup-test
 	$(CONFIGURE) ci
 	$(BUILD) ci --target every-fault
 	$(BUILD) ci --target every-apply-fault
 
-# Every value of the examples is spoilt in turn: what a daemon refuses has to be an error of the checker, and the reverse.
+# Damages each value of the examples in turn: the checker has to report an error exactly when a daemon refuses its file.
 corruptions: setup-test
 	$(CONFIGURE) ci
 	$(BUILD) ci --target every-corruption
 
-# How much of src/ the unit tests and the corpus of the fuzzers reach: a table of files, and the uncovered lines in
-# build/coverage/uncovered. Whole runs see nothing of the machine, so that they cannot leave their counts there.
+# Prints how much of src/ the unit tests and the corpus of the fuzzers reach, and writes the uncovered lines to
+# build/coverage/uncovered. Whole runs are not counted: they run in a sandbox and cannot write their counts.
 COVERAGE = build/coverage
 coverage: setup-test
 	$(CONFIGURE) coverage
@@ -85,7 +86,8 @@ coverage: setup-test
 	llvm-cov-14 show "$$@" 2>/dev/null | grep -E '^[^ ]+:$$|^ +[0-9]+\| +0\|' >$(COVERAGE)/uncovered; \
 	llvm-cov-14 report "$$@" -show-functions=false 2>/dev/null
 
-# Times, costs and sizes beside others' and beside their gates, some minutes; SIZES=full takes much longer.
+# Measures times, costs and sizes and compares them with their limits and with other programs. Takes some minutes;
+# SIZES=full takes much longer.
 SIZES = small
 bench: setup-bench
 	@mkdir -p build
@@ -94,7 +96,7 @@ bench: setup-bench
 	@cat build/bench.md
 	@! grep -q missed build/bench.md
 
-# Builds for other processors, and runs the unit and golden tests in emulators. "make bench" then shows those sizes too.
+# Builds for other processors and runs the unit and golden tests in emulators. After that, "make bench" shows their sizes.
 ARCHITECTURES = arm64 armhf mipsel s390x
 cross: setup-cross
 	@mkdir -p build

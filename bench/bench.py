@@ -1,11 +1,11 @@
 #!/usr/bin/python3
-"""Measures tessera beside its peers, and prints the tables in Markdown.
+"""Measures tessera and compares it with other programs (peers), and prints the tables in Markdown.
 
     bench.py [--sizes smoke|small|full] [--only SERIES,...] BIN_DIRECTORY
 
-Everything runs in a mount namespace of its own, with empty file systems in memory over /var/run, /etc/config and wherever
-files are written. performance.md tells what the columns mean. "smoke" runs everything once on tiny inputs, without peers
-or tools that may be missing, and fails when something does not work; it measures nothing worth reading.
+Everything runs in a mount namespace of its own, with empty file systems in memory over /var/run, /etc/config and all
+places that are written to. performance.md explains the columns. "smoke" runs everything once on tiny inputs, without
+peers and without tools that may be missing, and fails when something does not work; its figures are meaningless.
 """
 import argparse
 import datetime
@@ -36,7 +36,7 @@ SIZES = {
 
 
 class Failure(Exception):
-    """Something that is measured did not work."""
+    """A measured program failed."""
 
 
 def run(*command, **options):
@@ -49,7 +49,7 @@ def run(*command, **options):
 # --- The place where everything runs ---
 
 def enter_namespaces():
-    """Restarts this program on mounts of its own, as root or in a user namespace."""
+    """Restarts this program in a mount namespace of its own, as root or in a user namespace."""
     if 'TESSERA_BENCH_INSIDE' in os.environ:
         return
     command = ['unshare', '--mount', '--uts', '--propagation', 'private']
@@ -60,7 +60,7 @@ def enter_namespaces():
 
 
 def make_router():
-    """Empty places for what is written, and the parts of a router that the machine may lack."""
+    """Mounts empty file systems for all written files, and adds the parts of a router that the machine may lack."""
     def mount(where):
         run('mount', '-t', 'tmpfs', '-o', 'mode=0755', 'tmpfs', where)
     mount('/run')
@@ -98,7 +98,7 @@ class Measurer:
         self.smoke = options.sizes == 'smoke'
 
     def cost(self, runs, commands):
-        """The least of each cost over the runs, for each of the commands."""
+        """The lowest value of each cost over all runs, for each of the commands."""
         runs = 1 if self.smoke else runs
         words = []
         for command in commands:
@@ -110,7 +110,7 @@ class Measurer:
         return [dict(zip(keys, map(int, line.split()))) for line in done.stdout.splitlines()]
 
     def instructions(self, command):
-        """Of the process itself: no child's are counted."""
+        """The number of instructions of the process, without its children."""
         if self.smoke:
             return 1
         done = run('valgrind', '--tool=callgrind', '--callgrind-out-file=/dev/null', '--vgdb=no', *command)
@@ -120,7 +120,7 @@ class Measurer:
         return {**self.cost(runs, [command])[0], 'instructions': self.instructions(command)}
 
     def service(self, name, runs, before=()):
-        """A service on the configuration that is in place, after the services `before`."""
+        """Measures a service on the present configuration, after runs of the services `before`."""
         for other in before:
             run(self.tessera, other)
         done = run(self.tessera, name)
@@ -139,7 +139,7 @@ class Measurer:
 # --- What is measured ---
 
 def runs_for(size):
-    """Many runs of short work, a few of long work."""
+    """Many runs for small inputs, few runs for large ones."""
     return max(3, min(200, 20000 // size))
 
 
@@ -152,7 +152,7 @@ class Results:
 def same_file(path, other):
     with open(path, 'rb') as one, open(other, 'rb') as two:
         if one.read() != two.read():
-            raise Failure(f'{path} and {other} differ: that peer does other work')
+            raise Failure(f'{path} and {other} differ: the peer does not do the same work')
 
 
 def measure_start(measurer, results):
@@ -199,7 +199,7 @@ def measure_interfaces(measurer, results, sizes):
         os.makedirs(root + '/etc/netplan')
         with open(root + '/etc/netplan/bench.yaml', 'w', encoding='utf-8') as file:
             file.write(inputs.netplan(size))
-        os.chmod(file.name, 0o600)  # or each run complains
+        os.chmod(file.name, 0o600)  # otherwise each run prints a warning
         command = [NETPLAN, '--root-dir', root]
         run(*command)
         networks = len([name for name in os.listdir(root + '/run/systemd/network') if name.endswith('.network')])
@@ -231,8 +231,8 @@ def measure_users(measurer, results, sizes):
 # Millions of instructions, by series and size.
 INSTRUCTIONS = {('dnsmasq, leases', 10): 0.4, ('dnsmasq, leases', 1000): 6.5, ('dnsmasq, leases', 10000): 60,
                 ('network, interfaces', 1000): 50}
-SLOWER_BY = 10  # what each peer has to be at least
-GATED_PEERS = {'netplan generate': 1, 'busybox ash': 1000, 'Python + Jinja2': 1000}  # from which size on
+SLOWER_BY = 10  # each peer has to be slower by this factor at least
+GATED_PEERS = {'netplan generate': 1, 'busybox ash': 1000, 'Python + Jinja2': 1000}  # from this size on
 
 
 class Gate:
@@ -309,7 +309,7 @@ def main():
     options = parser.parse_args()
     options.bin = os.path.abspath(options.bin)
     enter_namespaces()
-    os.environ.clear()  # as at boot: the dynamic loader looks at every variable that there is
+    os.environ.clear()  # as at boot: the dynamic loader examines every variable
     os.environ.update(LC_ALL='C', PATH='/usr/sbin:/usr/bin:/sbin:/bin')
     make_router()
     run('cc', '-O2', '-static', '-o', MEASURE, os.path.join(SOURCE, 'bench', 'measure.c'))

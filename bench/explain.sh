@@ -1,6 +1,6 @@
 #!/bin/bash
-# Prints what answers of tessera-explain about an example router cost: explain.sh BIN_DIRECTORY
-# Runs go side by side, so that a second on two processors is two seconds of CPU time; other work does not change these.
+# Prints the cost of answers of tessera-explain about an example router: explain.sh BIN_DIRECTORY
+# Runs are parallel, so a second on two processors is two seconds of CPU time. Other work does not change the CPU time.
 set -euo pipefail
 programs=$(cd "$1" && pwd)
 cd "$(dirname "$0")/../examples/branch-office"

@@ -1,4 +1,4 @@
-"""Inputs of the benchmarks: configurations of any size, and the same work in the peers' notations."""
+"""Inputs of the benchmarks: configurations of any size, and the same data in the formats of the peers."""
 import copy
 import json
 
@@ -26,7 +26,7 @@ def leases(count):
 
 
 def lease_table(count):
-    """The same leases as the shell script reads them."""
+    """The same leases in the format of the shell script."""
     return ''.join('%(mac)s %(name)s %(ip)s\n' % lease(i) for i in range(count))
 
 
@@ -74,7 +74,7 @@ def tunnels(count, example):
 
 
 def users(count):
-    """That many users, the last with a second factor, and as many servers of every kind."""
+    """That many users, the last one with a second factor, and the same number of servers of every kind."""
     servers = [{'hostname': f'auth-{i}.example', 'port': 1812, 'secret': f'secret]{i}'} for i in range(count)]
     return {'auth': {'user': {f'user-{i}': {'2fa': {'enable': i == count - 1}} for i in range(count)},
                      'method': ['radius', 'ldap', 'tacacs+', 'local'],

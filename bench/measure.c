@@ -1,10 +1,9 @@
-// Runs commands in turn and tells what the cheapest run of each took: measure RUNS COMMAND [ARG...] [-- COMMAND
-// [ARG...]]...
+// Runs commands in turn and prints the lowest costs of each: measure RUNS COMMAND [ARG...] [-- COMMAND [ARG...]]...
 //
-// Prints a line per command: wall time and CPU time (user and system, children that were waited for included) in
-// microseconds, and the peak resident memory in KiB. The commands take turns, so that a busy moment of the machine
-// meets all of them. Small, static and started by vfork: what the kernel counts for a child begins with the memory of
-// the process that starts it, and a big parent would be measured instead of its child.
+// Prints one line for each command: wall time and CPU time in microseconds, and the peak resident memory in KiB. The CPU
+// time is user and system time, with that of children that were waited for. The commands take turns, so that other load of
+// the machine affects all of them. This program is small and static and uses vfork: the kernel's count of a child's memory
+// begins with that of its parent, so a large parent would be measured instead of the child.
 #include <errno.h>
 #include <spawn.h>
 #include <stdio.h>
@@ -33,9 +32,9 @@ static struct Cost run(char **command) {
   pid_t child;
   int status;
   clock_gettime(CLOCK_MONOTONIC, &begin);
-  int trouble = posix_spawnp(&child, command[0], NULL, NULL, command, NULL);
-  if (trouble != 0) {
-    fprintf(stderr, "measure: cannot start %s: %s\n", command[0], strerror(trouble));
+  int error = posix_spawnp(&child, command[0], NULL, NULL, command, NULL);
+  if (error != 0) {
+    fprintf(stderr, "measure: cannot start %s: %s\n", command[0], strerror(error));
     exit(1);
   }
   while (wait4(child, &status, 0, &usage) < 0)

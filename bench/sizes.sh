@@ -1,6 +1,6 @@
 #!/bin/sh
 # Prints the sizes of the stripped program for every architecture that was built: sizes.sh BUILD_DIRECTORY
-# The native one is built in device mode for it; "make cross" leaves those of the other architectures.
+# It builds the native program in device mode. "make cross" builds the programs for other architectures.
 set -eu
 cd "$(dirname "$0")/.."
 build=$1
@@ -27,7 +27,7 @@ for row in netifd=238 wg=97 dnsmasq=484; do
   echo "| ${row%=*} | ${row#*=} | as given for these programs |"
 done
 generator=/usr/libexec/netplan/generate
-library_kilobytes() { # PATTERN: of the libraries of that name that the generator loads, together
+library_kilobytes() { # PATTERN: the total size of the libraries of that name that the generator loads
   total=0
   for library in $(ldd "$generator" | sed -n "s/.*=> \([^ ]*\/lib$1[^ ]*\) .*/\1/p"); do
     total=$((total + $(kilobytes "$library")))

@@ -1,9 +1,10 @@
 #!/bin/sh
-# Leaves the stripped program in OUTPUT, as `tessera` and, built in device mode for it, as `tessera-device`:
+# Builds tessera in device mode, and writes the stripped programs to OUTPUT: TESSERA as `tessera`, the one in device mode
+# as `tessera-device`.
 #
 #   strip.sh TESSERA SCRATCH_DIRECTORY OUTPUT [CMAKE_ARGUMENT...]
 #
-# The reference platform, built as shared libraries, takes the place of a device's. STRIP names another strip.
+# The reference platform, built as shared libraries, replaces the libraries of a device. STRIP names another strip program.
 set -eu
 source=$(cd "$(dirname "$0")/.." && pwd)
 program=$1

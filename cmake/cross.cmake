@@ -1,10 +1,11 @@
-# Toolchain of Debian's cross compilers, for TESSERA_ARCHITECTURE. The architecture's libraries lie in TESSERA_LIBRARIES,
-# else where tools/cross.sh unpacks them; libc and the C++ library come with the compiler. Programs run in an emulator.
+# Toolchain file for Debian's cross compilers, for the processor TESSERA_ARCHITECTURE. TESSERA_LIBRARIES is the directory
+# of its libraries; the default is the one where tools/cross.sh unpacks them. libc and the C++ library come with the
+# compiler. Programs run in an emulator.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TESSERA_ARCHITECTURE TESSERA_LIBRARIES)
 set(arm64 aarch64-linux-gnu aarch64)
 set(armhf arm-linux-gnueabihf arm)
 set(mipsel mipsel-linux-gnu mipsel)
-set(s390x s390x-linux-gnu s390x)  # no router: the big-endian machine that Debian offers
+set(s390x s390x-linux-gnu s390x)  # not a router, but the only big-endian processor in Debian
 list(GET ${TESSERA_ARCHITECTURE} 0 triplet)
 list(GET ${TESSERA_ARCHITECTURE} 1 processor)
 
@@ -24,12 +25,12 @@ foreach(kind LIBRARY INCLUDE PACKAGE)
   set(CMAKE_FIND_ROOT_PATH_MODE_${kind} ONLY)
 endforeach()
 
-# Debian's cross compilers also read /usr/include, where the headers of the machine's own libraries lie.
+# Debian's cross compilers also search /usr/include, which holds the headers of the machine's own libraries.
 foreach(language C CXX)
   set(CMAKE_${language}_FLAGS_INIT
       "-isystem ${TESSERA_LIBRARIES}/usr/include -isystem ${TESSERA_LIBRARIES}/usr/include/${triplet}")
 endforeach()
-# The kernels of routers have pages of 4 KB. Some linkers expect up to 64 KB and leave a hole of as much in the file.
+# Routers have pages of 4 KB. Without this, some linkers align for pages of 64 KB, which makes the file larger.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-z,max-page-size=4096)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${processor} -L /usr/${triplet}
     -E LD_LIBRARY_PATH=${TESSERA_LIBRARIES}/usr/lib/${triplet})

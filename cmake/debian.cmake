@@ -1,3 +1,3 @@
-# Run by CPack on what was installed for the package.
+# CPack runs this on the files of the package.
 execute_process(COMMAND ${CPACK_DEBIAN_SCRIPT} ${CPACK_TEMPORARY_INSTALL_DIRECTORY} ${CPACK_DEBIAN_SOURCE}
                         ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE} COMMAND_ERROR_IS_FATAL ANY)

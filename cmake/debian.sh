@@ -1,6 +1,6 @@
 #!/bin/sh
-# What Debian wants of the files that were installed for a package below DIRECTORY, whose name and version are given:
-# compressed pages, a changelog, and usual modes. Fails where the package's dependencies could not be found out.
+# Prepares the files of the package below DIRECTORY as Debian requires: compresses manual pages, makes the changelog, and
+# sets the usual modes. Fails when a program that finds the dependencies of the package is missing.
 #
 #   debian.sh DIRECTORY SOURCE_DIRECTORY VERSION
 set -eu
@@ -13,7 +13,7 @@ done
 chmod -R u=rwX,go=rX "$directory"
 find "$directory/usr/share/man" -type f -exec gzip -9n {} +
 
-# A heading "## VERSION - DAY" begins the entry of a version, whose items begin with "- ".
+# In CHANGELOG.md, a heading "## VERSION - DAY" begins the entry of a version, and "- " begins an item.
 awk -v newest="$version" '
   function end() { if (day) { ("date -Rud " day) | getline date; printf "\n -- tessera developers <developers@tessera.example>  %s\n\n", date } }
   /^## / { end(); day = $4; printf "tessera (%s) unstable; urgency=medium\n\n", seen++ ? $2 "-1" : newest; next }

@@ -1,9 +1,9 @@
-# The device's own libraries, by full path: other packages use the name libconfig too. A library that lacks an operation
-# fails the configuration, not the boot of a router.
+# Links the device's own libraries, by full path because other packages use the name libconfig too. A missing operation is
+# an error here, so that it does not show at the boot of a router.
 if(TESSERA_SYSROOT STREQUAL "")
   message(FATAL_ERROR "TESSERA_PLATFORM=device needs TESSERA_SYSROOT, the directory that holds the device's libraries")
 elseif(NOT IS_DIRECTORY "${TESSERA_SYSROOT}")
-  message(FATAL_ERROR "TESSERA_SYSROOT is '${TESSERA_SYSROOT}', which is no directory")
+  message(FATAL_ERROR "TESSERA_SYSROOT is '${TESSERA_SYSROOT}', which is not a directory")
 endif()
 
 function(tessera_device_library name)
@@ -13,9 +13,9 @@ function(tessera_device_library name)
     message(FATAL_ERROR "lib${name}.so was not found below ${TESSERA_SYSROOT}")
   endif()
   execute_process(COMMAND ${CMAKE_NM} --dynamic --defined-only --format=posix ${library}
-    OUTPUT_VARIABLE symbols ERROR_VARIABLE trouble RESULT_VARIABLE status)
+    OUTPUT_VARIABLE symbols ERROR_VARIABLE problem RESULT_VARIABLE status)
   if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${library} cannot be read as a shared library: ${trouble}")
+    message(FATAL_ERROR "${library} cannot be read as a shared library: ${problem}")
   endif()
   string(REGEX MATCHALL "(^|\n)[A-Za-z_0-9]+" offered "${symbols}")
   list(TRANSFORM offered STRIP)
@@ -23,7 +23,7 @@ function(tessera_device_library name)
   list(REMOVE_ITEM missing ${offered})
   if(missing)
     list(JOIN missing ", " missing)
-    message(FATAL_ERROR "${library} does not offer all that tessera needs; missing: ${missing}")
+    message(FATAL_ERROR "${library} lacks operations that tessera needs: ${missing}")
   endif()
   add_library(${name} SHARED IMPORTED GLOBAL)
   set_target_properties(${name} PROPERTIES IMPORTED_LOCATION ${library})
@@ -33,6 +33,6 @@ tessera_device_library(config)
 tessera_device_library(runt)
 tessera_device_library(tools)
 
-# What the device's libraries need in turn is the device's business, and so is where it keeps them.
+# The device provides the libraries that its own libraries need, in places that it chooses.
 add_link_options(-Wl,--unresolved-symbols=ignore-in-shared-libs)
 set(CMAKE_SKIP_RPATH ON)

@@ -1,6 +1,6 @@
-# Programs for another processor, as tests call them: TESSERA_PROGRAMS becomes a directory of scripts that start each in
-# the emulator. The preview is the machine's own (TESSERA_NATIVE, a directory of native programs): it changes the root
-# directory, and the emulator takes a program's "/" for that of its libraries.
+# Lets tests call programs for another processor: TESSERA_PROGRAMS becomes a directory of scripts that start the programs
+# in an emulator. tessera-preview is a native program, from the directory TESSERA_NATIVE: it changes the root directory,
+# and the emulator would not find its libraries there.
 set(TESSERA_NATIVE ${CMAKE_SOURCE_DIR}/build/release/bin CACHE PATH "where the machine's own tessera-preview is")
 set(TESSERA_PROGRAMS ${CMAKE_BINARY_DIR}/emulated)
 
@@ -10,7 +10,7 @@ function(tessera_script name content)
   file(CHMOD ${script} PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endfunction()
 
-# The preview shows the directories in PATH under another name: what the scripts start is named from here.
+# tessera-preview shows the directories of PATH under other names, so the scripts use paths relative to their own place.
 file(RELATIVE_PATH libraries ${TESSERA_PROGRAMS} ${TESSERA_LIBRARIES})
 list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
 string(REPLACE "${TESSERA_LIBRARIES}" "\"$here\"/${libraries}" emulator "${emulator}")

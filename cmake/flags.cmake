@@ -1,24 +1,25 @@
-# Compiler and linker flags of everything that is built here.
+# Compiler and linker flags for all programs and libraries.
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 include(CheckPIESupported)
 check_pie_supported()
-# All code ends up in programs, but for the platform's when it is built as a device's libraries.
+# All code goes into programs, except when the platform is built as shared libraries.
 if(NOT TESSERA_REFERENCE_SHARED)
   add_compile_options(-fPIE)
 endif()
 
-# Where a C long has 32 bits: inode numbers, sizes and times beyond that would make stat fail.
+# For 32-bit processors: without these, stat fails for inode numbers, sizes and times that need more than 32 bits.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 
-# Functions in sections of their own let the linker drop what no service uses. The tables for unwinding stay, so that a
-# crash can be traced.
+# With a section for each function, the linker can remove unused ones. Unwind tables are kept, so that a crash can be
+# traced.
 add_compile_options(-ffunction-sections -fdata-sections -funwind-tables -fvisibility=hidden -fstack-protector-strong)
 add_link_options(-Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro,-z,now)
 
-# What some processors, compilers and linkers lack. Code on pages of its own keeps constants from being executed.
+# Flags that some processors, compilers and linkers do not know. separate-code puts code on its own pages, so that
+# constants are not executable.
 foreach(flag -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER compiler_takes${flag} known)
   check_cxx_compiler_flag(${flag} ${known})
@@ -31,18 +32,18 @@ if(linker_separates_code)
   add_link_options(-Wl,-z,separate-code)
 endif()
 
-# A sanitizer checks more than these do, and wants the functions of the C library as they are.
+# Not in debug builds: a sanitizer checks more, and needs the original functions of the C library.
 set(optimized $<NOT:$<CONFIG:Debug>>)
 set(fortify 3)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 12)
   set(fortify 2)
 endif()
 add_compile_options("$<${optimized}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify}>")
-# The C++ library's own checks would make the program 8 KB larger, so only tests have them.
+# The checks of the C++ library would make the program 8 KB larger, so only test builds have them.
 set(checked $<OR:$<CONFIG:Debug>,$<BOOL:${TESSERA_FUZZ}>>)
 add_compile_definitions($<$<AND:$<COMPILE_LANGUAGE:CXX>,${checked}>:_GLIBCXX_ASSERTIONS>)
 
-# For the program and the platform, whose functions throw nothing and run in one thread.
+# For tessera and the platform: their functions throw no exceptions and run in one thread.
 set(tessera_lean_options $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
                          $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
 

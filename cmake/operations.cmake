@@ -1,4 +1,4 @@
-# The operations that src/platform/*.h declare, by the library of a device that offers them.
+# The operations that src/platform/*.h declares, for each library that provides them.
 set(config_operations
   config_array config_array_count config_array_first config_array_get_ref config_array_get_string
   config_array_next config_array_object config_dump config_free config_get_bool config_get_duration

@@ -1,5 +1,5 @@
-# What an installation holds besides the programs, and the Debian package of it. A device gets no examples: they hold
-# private keys, and it is configured by other means.
+# Installs the files besides programs, and makes the Debian package. A device gets no documents and examples: examples hold
+# private keys, and a device is configured by other means.
 install(FILES cmake/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME tessera.conf)
 install(FILES doc/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
 if(TESSERA_PLATFORM STREQUAL "device")
@@ -26,9 +26,9 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Opened when a secret has to be encoded, so no linker knows of it.
+# Loaded at run time to encode secrets, so dpkg-shlibdeps does not find it.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS libssl3)
-# Run for tunnels with keys and certificates, and the daemons whose files are written.
+# Programs that a run starts for tunnels with keys and certificates, and the daemons that read the files.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "openssl, strongswan-pki")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "strongswan-starter, dnsmasq-base, openvpn")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/postinst)

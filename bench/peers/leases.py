@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Static leases as a Python program with a template would write them: leases.py CONFIGURATION OUTPUT"""
+"""Writes static leases with Python and a template: leases.py CONFIGURATION OUTPUT"""
 import json
 import os
 import sys

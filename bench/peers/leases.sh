@@ -1,6 +1,6 @@
 #!/bin/sh
-# Static leases as a router's start script would write them: leases.sh LEASES OUTPUT
-# LEASES has a lease in each line: hardware address, name, address.
+# Writes static leases like the start script of a router: leases.sh LEASES OUTPUT
+# Each line of LEASES is a lease: hardware address, name, address.
 {
   echo 'resolv-file=/var/run/resolv.dnsmasq
 cache-size=150

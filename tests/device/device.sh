@@ -60,7 +60,7 @@ refused() {
     fail "accepted, although: $1"
   tr -s ' \n' ' ' <"$scratch/refusal" | grep -qF "$1" || { cat "$scratch/refusal"; fail "no message: $1"; }
 }
-refused "which is no directory"
+refused "which is not a directory"
 cp -R "$sysroot" "$sysroot.bad"
 library=$sysroot.bad${libraries#"$sysroot"}/librunt.so
 rm "$library"
@@ -69,4 +69,4 @@ echo 'no library' >"$library"
 refused "librunt.so cannot be read as a shared library"
 nm -D --defined-only --format=posix "$libraries/librunt.so" | sed -n '/^runt_edit_commit /d; /^runt_keys /d; s/^\([a-z_0-9]*\) .*/void \1(void) {}/p' |
   cc -shared -fPIC -x c -o "$library" -
-refused "does not offer all that tessera needs; missing: runt_edit_commit, runt_keys"
+refused "lacks operations that tessera needs: runt_edit_commit, runt_keys"
