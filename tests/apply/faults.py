@@ -8,7 +8,7 @@ killed before the call together with all others; and, for an apply, the process 
 power failure is simulated after each call that changes a file: everything that was not synced is lost. After that,
 "tessera-apply boot" and one more run of the services have to leave the complete old or new configuration: the old one when
 nobody confirmed or the command failed, the new one when the command reported success. Without --full only a few calls are
-tried, with --calls only those with these names. Needs root.
+tried, with --calls only calls with these names. Needs root.
 """
 import collections
 import itertools

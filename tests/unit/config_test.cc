@@ -1,4 +1,4 @@
-// The configuration library on real files: what it refuses, ignores and serves.
+// Tests the configuration library on files: what it refuses and ignores, and which values it returns.
 #include "platform/config.h"
 
 #include <gtest/gtest.h>
@@ -11,13 +11,9 @@
 
 #include "config/report.h"
 #include "platform/tools.h"
+#include "util/owned.h"
 
 namespace {
-
-struct FreeTree {
-  void operator()(const ConfigNode *root) const { config_free(root); }
-};
-using OwnedTree = std::unique_ptr<const ConfigNode, FreeTree>;
 
 struct TempFile {
   std::string path = testing::TempDir() + "config_test.XXXXXX";
@@ -29,7 +25,7 @@ struct TempFile {
   ~TempFile() { unlink(path.c_str()); }
 };
 
-// Loads as a run does, and gives what was logged, without the name of the program and of the file.
+// Loads the content as a run does. Stores the log messages without the names of the program and the file.
 OwnedTree run(const std::string &content, std::string *logged) {
   TempFile file(content);
   testing::internal::CaptureStderr();
@@ -47,7 +43,7 @@ std::string line_of(const Finding &finding) {
   return place + " " + (finding.path.empty() ? "" : finding.path + ": ") + finding.message + "\n";
 }
 
-// Loads as the checker does, and gives the findings of one grade in the same form.
+// Loads the content as the checker does. Returns the findings of one grade in the same form.
 std::string check(const std::string &content, Grade grade) {
   TempFile file(content);
   std::vector<Finding> findings;
@@ -71,7 +67,7 @@ std::string repeat(const std::string &text, int count) {
   return all;
 }
 
-// Objects within each other under a key that nobody knows, so that only the depth counts.
+// Nested objects below an unknown key, so that only the depth matters.
 std::string nested(int depth) {
   return repeat("{\"x\":", depth - 1) + "{}" + repeat("}", depth - 1);
 }
@@ -80,7 +76,7 @@ std::string show(const char *text) {
   return text != nullptr ? text : "(null)";
 }
 
-// The columns of a row of a data file, in which "%" and two hexadecimal digits stand for a byte.
+// The columns of a row of a data file, in which "%" and two hexadecimal digits mean a byte.
 using Case = std::vector<std::string>;
 
 std::vector<Case> read_cases(const std::string &name) {
@@ -149,8 +145,8 @@ TEST(ConfigLoad, GoesOnWithoutWhatItDoesNotKnow) {
   }
 }
 
-// What is found later: a check lists it, but not of what stands for a refused value or an unset reference; a run logs
-// what it ignores.
+// Findings after the load: a check lists them, except about a refused value or an unset reference; a run logs only
+// findings about ignored values.
 TEST(ConfigLoad, TakesLaterFindings) {
   TempFile file(R"({"network":{"vlan":{"v1":{"id":"5","device":"/network/vlan/no"}},
     "bond":{"b":{"device":["/network/vlan/v1"]}}}})");
@@ -202,19 +198,19 @@ OwnedTree load_sample() {
 
 TEST(ConfigTree, StringsAreHeldEmptyOrUndefined) {
   OwnedTree root = load_sample();
-  // Path and string; "(null)" where the schema defines none.
+  // Path and string; "(null)" when the table of keys has no such string.
   for (const std::string row :
        {"system.name gw", "network.device.eth1.name ", "network.interface.lan.ipv4.dns.1 9.9.9.9",
         "network.bridge.br0.device.0 /network/device/eth1", "network.interface.pass.passthrough.src.0 lan",
         "network.route.static.0.dst 10.0.0.0/8", "service.multicast.m.interface.9 /network/interface/lan",
         "network.wlan.client.type x", "vpn.ipsec.tunnel.t.auth.crls.0.crl a\nb",
-        // Defined, but not written; of any entry, past the end and naming nothing.
+        // Known keys that are left out: of any entry, past the end, and of a reference to nothing.
         "network.device.eth0.mode ", "network.device.eth9.mode ", "network.wlan.a.mode ",
         "network.interface.lan.ipv6.dhcp_server.lease_start ", "network.route.static.0.interface ",
         "network.route.static.7.dst ", "network.interface.lan.ipv4.dns.2 ", "network.bridge.br0.device.3 ",
         // Always held.
         "network.wlan.ap.type wlan", "vpn.openvpn.client.c.username ",
-        // No index, no member of this variant, no string, no member, no name.
+        // Not an index, not a member of this variant, not a string, not a member, not a name.
         "network.interface.lan.ipv4.dns.01 (null)", "network.interface.lan.ipv4.dns.x (null)",
         "vpn.openvpn.server.s.username (null)", "vpn.openvpn.server.s.password (null)", "vpn.l2tp.lns.n.lns (null)",
         "vpn.l2tp.lac.a.lac (null)", "system.fips (null)", "system (null)", "network.vlan.v.id (null)",
@@ -262,7 +258,7 @@ TEST(ConfigTree, NumbersAndDurations) {
   }
 }
 
-// The names of all members below a node, in their order, "-" for an element. Each of them is asked for its place.
+// The names of all members below a node, in their order, "-" for an element. Checks the path, parent and root of each.
 std::string outline(const ConfigNode *root, const ConfigNode *node, std::vector<size_t> *ids) {
   ids->push_back(config_node_id(node));
   std::unique_ptr<char, decltype(&free)> path(config_path(node), free);

@@ -1,4 +1,4 @@
-// Edits of a document: which bytes they change, and which mistakes they refuse.
+// Tests edits of a document: which bytes they change, and which mistakes they refuse.
 #include "tools/config/edit.h"
 
 #include <gtest/gtest.h>
@@ -107,7 +107,7 @@ TEST(Edit, ReadsValuesByTheirKind) {
 
 struct Walk {
   std::vector<std::string> paths = {};    // of all values but the root
-  std::vector<std::string> missing = {};  // members that are not written
+  std::vector<std::string> missing = {};  // members that the document does not have
   std::vector<std::string> entries = {};
 
   void visit(const Value &value, const Place &place, const std::string &path) {
@@ -155,11 +155,11 @@ TEST(Edit, IsUndoneByItsOpposite) {
       std::string problem;
       ASSERT_TRUE(parse(changed, &after) && find(after, components_of(path), &now, &depth, &problem)) << path;
       ASSERT_TRUE(find(root, components_of(path), &old, &depth, &problem));
-      // But for that value the bytes are the same, and removing it leaves the same tree.
+      // All bytes except those of the value are the same.
       EXPECT_EQ(changed.substr(0, now.value->begin) + changed.substr(now.value->end),
                 content.substr(0, old.value->begin) + content.substr(old.value->end))
           << path;
-      // Removing it leaves all other values; those behind an element move up.
+      // Removing the value leaves all other values; the elements after a removed element move up.
       const std::string less = edited(changed, "unset " + path);
       Value rest;
       ASSERT_TRUE(parse(less, &rest)) << path;

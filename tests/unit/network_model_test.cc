@@ -1,4 +1,4 @@
-// The operations that search the network model. What it is made of, a whole run writes out: golden/network-model.
+// Tests the operations that search the network model. The whole run golden/network-model tests its content.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -39,7 +39,7 @@ TEST(NetworkModel, SearchesWithinAScope) {
       {bond, NETWORK_NODE_BOND_SLAVE, "network.device.e2 network.vlan.v5 "},
       {hub, NETWORK_NODE_INTERFACE, "hq "}};
   for (const auto &[scope, type, expected] : scopes) EXPECT_EQ(keys(scope, type), expected) << type;
-  // From a node of another type the search goes on behind it.
+  // The search may start at a node of another type.
   EXPECT_STREQ(network_key(network_next_type(model, bond, NETWORK_NODE_INTERFACE)), "sun");
 
   const ConfigNode *member = config("network.device.e2");
@@ -50,7 +50,7 @@ TEST(NetworkModel, SearchesWithinAScope) {
   for (const auto &[path, family] : {std::pair("network.interface.bare", "ipv6"), {"network.interface.off", "ipv4"}})
     EXPECT_EQ(network_find_proto(model, config(path), family), nullptr) << path;
   EXPECT_STREQ(network_key(network_find_proto(model, config("network.interface.sun"), "ipv6")), "sun");
-  // Of a tunnel, device and interface come from the same node.
+  // The device and the interface of a tunnel come from the same configuration entry.
   EXPECT_EQ(network_find_parent(network_find_proto(model, config("vpn.ipsec.tunnel.hq"), "ipv4"), NETWORK_NODE_DEVICE),
             hub);
 }

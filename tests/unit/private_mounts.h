@@ -1,4 +1,4 @@
-// Tests on paths that the platform fixes: the test program works on mounts of its own, as root or in a user namespace.
+// For tests with fixed paths: the test program works on private mounts, as root or in a user namespace.
 #ifndef TESSERA_TESTS_UNIT_PRIVATE_MOUNTS_H
 #define TESSERA_TESTS_UNIT_PRIVATE_MOUNTS_H
 
@@ -11,17 +11,17 @@
 #include <cstdlib>
 #include <string>
 
-inline void write_file(const char *path, const std::string &text) {
+inline void write_file(const char *path, const std::string &content) {
   FILE *file = fopen(path, "we");
   ASSERT_NE(file, nullptr) << path;
-  ASSERT_NE(fputs(text.c_str(), file), EOF);
+  ASSERT_NE(fputs(content.c_str(), file), EOF);
   ASSERT_EQ(fclose(file), 0) << path;
 }
 
-// The text, freed; "(null)" for none.
-inline std::string take(char *text) {
-  std::string copy = text != nullptr ? text : "(null)";
-  free(text);
+// A copy of the string, which is freed; "(null)" for null.
+inline std::string take(char *string) {
+  std::string copy = string != nullptr ? string : "(null)";
+  free(string);
   return copy;
 }
 

@@ -1,4 +1,4 @@
-// The program runt: what it prints, its exit status, and that a refused input changes nothing.
+// Tests the program runt: its output, its exit status, and that a refused input changes nothing.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-// Runs a shell command in which $R is the program; its output on both streams, then its exit status.
+// Runs a shell command in which $R is the program. Returns its output and messages, then its exit status.
 std::string shell(const std::string &command) {
   setenv("R", RUNT_PROGRAM, 1);
   FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "re");
@@ -78,14 +78,14 @@ TEST(RuntProgram, RefusesBadInputWhole) {
 }
 
 TEST(RuntProgram, KeepsTheStoreWhole) {
-  // However little room there is when the store is made, it can be made once there is some.
+  // A store that could not be made because there was too little room can be made when there is room.
   const char make[] =
       "rm -rf /var/run/runt; mkdir /var/run/small && for pages in 0 1 2 3 4 5; do\n"
       "mount -t tmpfs -o size=64k none /var/run/small && mkdir /var/run/small/runt && ln -s small/runt /var/run/runt\n"
       "cat /dev/zero >/var/run/small/fill; truncate -s -$((pages * 4096)) /var/run/small/fill; $R set k v\n"
       "rm /var/run/small/fill; $R set k $pages && $R get k; umount /var/run/small; rm /var/run/runt; done 2>/dev/null";
   EXPECT_EQ(shell(make), "0\n1\n2\n3\n4\n5\n0");
-  // A message never lands in a file that got the number of a closed stream.
+  // When standard error is closed, no message is written into another file with its number.
   EXPECT_EQ(shell("$R set k v; $R get '' >&- 2>&-; grep -l runt: /var/run/runt/*; $R get k"), "v\n0");
 }
 

@@ -1,5 +1,5 @@
-// The runtime store: odd values and keys, batches that fail, and what other processes see. What every device's store
-// has to do, tessera-conformance asks.
+// Tests the reference platform's runtime store: unusual values and keys, batches that fail, and several processes.
+// tessera-conformance tests what the store of every device has to do.
 #include "platform/runt.h"
 
 #include <fcntl.h>
@@ -31,7 +31,7 @@ int put(const char *key, const char *value) {
   return runt_set_string_pathf(value, "%s", key);
 }
 
-// A change by another process.
+// Makes a change in another process.
 void set_elsewhere(const char *key, const char *value) {
   ASSERT_EQ(process_wait(_process_exec_fd(-1, -1, -1, -1, RUNT_PROGRAM, "set", key, value, nullptr)), 0);
 }
@@ -72,7 +72,7 @@ TEST_F(Runt, CreatesPrivateFiles) {
   EXPECT_EQ(names(""), "(null)");
   ASSERT_EQ(put("a", "1"), 0);
   EXPECT_EQ(system("[ \"$(stat -c %a /var/run/runt /var/run/runt/data.mdb | tr -d '\\n')\" = 700600 ]"), 0);
-  // What a creator that was killed at once leaves behind.
+  // An empty file, as after the process that creates the store was killed.
   runt_deinit();
   ASSERT_EQ(truncate("/var/run/runt/data.mdb", 0), 0);
   ASSERT_EQ(runt_init(), 0);
@@ -151,12 +151,12 @@ TEST_F(Runt, Batches) {
     EXPECT_NE(runt_edit_start(), 0);
     EXPECT_EQ(names("map"), kept ? "0 2" : "2");
     EXPECT_TRUE(!kept || runt_edit_commit() == 0);
-    runt_deinit();  // gives a batch up
+    runt_deinit();  // discards an open batch
     ASSERT_EQ(runt_init(), 0);
     EXPECT_EQ(names("map"), kept ? "0 2" : "0");
   }
 
-  // A change that cannot be made fails, and its batch with it.
+  // A change that fails makes its batch fail.
   std::string huge(size_t{130} << 20, 'x');
   const std::pair<const char *, const char *> bad[] = {{"map.", "bad key"}, {"map.4", huge.c_str()}};
   for (const auto &[key, value] : bad) {
@@ -172,7 +172,7 @@ TEST_F(Runt, Batches) {
 
 TEST_F(Runt, ReplacedSubtrees) {
   for (const char *neighbour : {"ma", "map-", "map0"}) ASSERT_EQ(put(neighbour, "stays"), 0);
-  for (const char *row : {"1 2 10", "1 3", "3", ""}) {  // each in place of the one before
+  for (const char *row : {"1 2 10", "1 3", "3", ""}) {  // each replaces the row before
     ASSERT_EQ(runt_edit_start() + runt_delete("map"), 0);
     char **keys = sl_split(row, ' ');
     for (char **key = keys; *row != '\0' && *key != nullptr; key++)
@@ -186,7 +186,7 @@ TEST_F(Runt, ReplacedSubtrees) {
 
 TEST_F(Runt, SnapshotUntilOwnChange) {
   set_elsewhere("a", "1");
-  EXPECT_EQ(names(""), "(null)");  // there was no store at all
+  EXPECT_EQ(names(""), "(null)");  // there was no store when the connection was opened
   runt_deinit();
   ASSERT_EQ(runt_init(), 0);
   EXPECT_EQ(take(runt_get_string("a")), "1");
@@ -201,7 +201,7 @@ TEST_F(Runt, SnapshotUntilOwnChange) {
 
 constexpr int rows = 50;
 
-// A batch that makes all rows alike; `halfway` is called in its midst.
+// Writes a batch that makes all rows equal; calls `halfway` in the middle of it.
 int write_batch(int generation, void halfway()) {
   if (runt_edit_start() != 0 || runt_delete("row") != 0) return 1;
   for (int row = 0; row < rows; row++) {
@@ -222,11 +222,11 @@ bool rows_alike() {
   return alike == rows;
 }
 
-// A connection does not survive a fork: each process connects for itself.
+// A connection cannot be used after a fork: each process has to connect itself.
 pid_t fork_child(int body()) {
   pid_t pid = fork();
   if (pid == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a failing test leaves nobody behind
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // the child ends when a test fails
     _exit(body());
   }
   return pid;
@@ -248,7 +248,7 @@ TEST_F(Runt, ReadersSeeWholeBatches) {
   void *head;
   size_t size;
   if (syscall(SYS_get_robust_list, 0, &head, &size) != 0) {
-    GTEST_SKIP() << "no robust locks here (an emulated processor): those of a killed process stay taken";
+    GTEST_SKIP() << "no robust locks here (an emulated processor): a killed process keeps its locks";
   }
   ASSERT_EQ(write_batch(0, [] {}), 0);
   runt_deinit();
@@ -282,11 +282,11 @@ TEST_F(Runt, KilledReadersLeaveRoom) {
   EXPECT_EQ(ended_by(holder), -SIGKILL);
 }
 
-// Starts the program and leaves it stopped where it has just got LMDB's lock for opening the store. 0 when this system
+// Starts the program, and stops it when it has just got LMDB's lock for opening the store. Returns 0 when this system
 // cannot trace programs.
 pid_t stop_while_opening() {
   pid_t pid = fork_child([] {
-    setenv("ASAN_OPTIONS", "detect_leaks=0", 1);  // leaks cannot be looked for in a program that is traced
+    setenv("ASAN_OPTIONS", "detect_leaks=0", 1);  // a traced program cannot search for leaks
     if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) execl(RUNT_PROGRAM, "runt", "set", "a", "2", nullptr);
     return 1;
   });
@@ -306,7 +306,7 @@ TEST_F(Runt, StoppedProgramsAreWaitedForOnce) {
   ASSERT_EQ(put("row.0", "1"), 0);
   runt_deinit();
   EXPECT_EQ(ended_by(fork_child([] {
-              alarm(60);  // the end of a test that hangs
+              alarm(60);  // ends a test that hangs
               pid_t writer = fork_child([] { return runt_init() + write_batch(-1, [] { raise(SIGSTOP); }); });
               waitpid(writer, nullptr, WUNTRACED);
               if (freopen("/var/run/messages", "w", stderr) == nullptr || runt_init() != 0) return 1;

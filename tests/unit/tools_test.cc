@@ -1,5 +1,5 @@
-// The utility library: what tessera-conformance does not ask of every device, sizes, odd strings, and what a child and
-// a logger find around them.
+// Tests the utility library beyond tessera-conformance: sizes, unusual strings, and the environment of children and of
+// the log.
 #include "platform/tools.h"
 
 #include <arpa/inet.h>
@@ -78,7 +78,7 @@ TEST(Tools, Files) {
   const char *path = "/var/run/file";
   umask(0);
   close(creat(path, 0644));
-  bool foreign = chown(path, 1, 1) == 0;  // not without a second user
+  bool foreign = chown(path, 1, 1) == 0;  // fails when the namespace has only one user
   EXPECT_TRUE(file_write(path, "a long first content\n"));
   EXPECT_EQ(mode_of(path), 0600U);
   EXPECT_TRUE(!foreign || system("[ $(stat -c %u /var/run/file) = 0 ]") == 0);
@@ -91,7 +91,7 @@ TEST(Tools, Files) {
   std::string large(3'000'000, 'x');
   EXPECT_TRUE(file_write(path, large.c_str()));
   EXPECT_EQ(take(file_read(path)), large);
-  // Files whose size says nothing about their content.
+  // A file whose size is not known before it is read.
   EXPECT_EQ(take(file_read("/proc/self/status")).substr(0, 5), "Name:");
 
   ASSERT_EQ(system("cd /var/run && mkfifo fifo && ln -s nothing dangling && mkdir small && mount -t tmpfs -o size=16k "
@@ -104,7 +104,7 @@ TEST(Tools, Files) {
     EXPECT_FALSE(file_write(unwritable, large.c_str())) << unwritable;
 }
 
-// What a child's shell prints.
+// The output of a shell command.
 std::string shell(const char *command) {
   return take(_process_capture(-1, -1, 1, 0, 0, "sh", "-c", command, nullptr));
 }
@@ -123,17 +123,17 @@ TEST(Tools, ProcessResults) {
 TEST(Tools, ProcessSurroundings) {
   ASSERT_EQ(dup2(STDERR_FILENO, 42), 42);
   signal(SIGPIPE, SIG_IGN);
-  signal(SIGCHLD, SIG_IGN);  // as inherited from a careless parent; it would also lose the status
+  signal(SIGCHLD, SIG_IGN);  // a parent may leave this; the exit status would be lost then
   sigset_t blocked;
   sigemptyset(&blocked);
   sigaddset(&blocked, SIGTERM);
   sigprocmask(SIG_BLOCK, &blocked, nullptr);
   EXPECT_EQ(shell("ls /proc/self/fd | tr '\\n' ' '"), "0 1 2 3 ");  // the last is the directory that ls reads
   EXPECT_EQ(shell("readlink /proc/self/fd/0"), "/dev/null\n");
-  // No signal up to 28 is blocked or ignored; those above 31 belong to the C library.
+  // No signal up to 28 is blocked or ignored; the C library uses those above 31.
   const char *plain = "^Sig(Blk|Ign):.*0000000$";
   EXPECT_EQ(take(_process_capture(-1, -1, 1, 0, 0, "grep", "-cE", plain, "/proc/self/status", nullptr)), "2\n");
-  // Leader of its own session, without a terminal.
+  // The child leads its own session and has no terminal.
   EXPECT_EQ(shell("read -r pid name state parent group session terminal rest </proc/$$/stat\n"
                   "echo $((pid == session)) $terminal"),
             "1 0\n");
@@ -149,7 +149,7 @@ TEST(Tools, ProcessSurroundings) {
 }
 
 TEST(Tools, Log) {
-  // A system log of our own; the directory is put back at the end.
+  // A private system log; the end of the test restores /dev.
   ASSERT_EQ(mount("tmpfs", "/dev", "tmpfs", 0, "mode=0755"), 0);
   int system_log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   sockaddr_un address = {AF_UNIX, "/dev/log"};
@@ -179,7 +179,7 @@ TEST(Tools, Log) {
     EXPECT_EQ(std::string(message).substr(0, 4), priority);
     EXPECT_NE(strstr(message, text), nullptr) << message;
   }
-  // A logger that has stopped reading holds nobody up.
+  // A logger that does not read must not block the program.
   for (int i = 0; i < 1000; i++) log_debug("more than the socket takes");
   close(system_log);
   umount2("/dev", MNT_DETACH);
