@@ -2,6 +2,8 @@
 #ifndef TESSERA_MAIN_OWNED_H
 #define TESSERA_MAIN_OWNED_H
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -31,6 +33,21 @@ using OwnedList = std::unique_ptr<char *, FreeList>;
 using OwnedStream = std::unique_ptr<FILE, CloseStream>;
 using OwnedModel = std::unique_ptr<NetworkModel, FreeModel>;
 using OwnedEntries = std::unique_ptr<RuntEntry *, FreeEntries>;
+
+// An open file; -1 when it could not be opened.
+class OwnedFile {
+ public:
+  explicit OwnedFile(int fd) : fd_(fd) {}
+  OwnedFile(const OwnedFile &) = delete;
+  OwnedFile &operator=(const OwnedFile &) = delete;
+  ~OwnedFile() {
+    if (fd_ >= 0) close(fd_);
+  }
+  int fd() const { return fd_; }
+
+ private:
+  int fd_;
+};
 
 // Appends a copy of `string`. The list may move in memory; `list` then owns the new place.
 inline void append(OwnedList &list, const char *string) {

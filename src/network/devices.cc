@@ -32,12 +32,9 @@ void uci_write_ethernet_link(FILE *out, const NetworkNode *device) {
 // The MAC address of a device, read from the kernel; "" when there is none.
 std::string read_mac_address(const char *device_name) {
   if (!is_path_component(device_name)) return {};
-  int fd = open(format("/sys/class/net/%s/address", device_name).c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return {};
+  OwnedFile file(open(format("/sys/class/net/%s/address", device_name).c_str(), O_RDONLY | O_CLOEXEC));
   char address[mac_address_length + 1] = {};
-  ssize_t length = read(fd, address, mac_address_length);
-  close(fd);
-  return length > 0 ? address : "";
+  return read(file.fd(), address, mac_address_length) > 0 ? address : "";
 }
 
 struct Port {

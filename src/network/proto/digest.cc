@@ -17,15 +17,14 @@ void uci_write_md5sum(FILE *out, const char *option, const char *md5sum_output) 
 void uci_write_config_digest(FILE *out, const ConfigNode *config) {
   // md5sum reads the settings from a memory file, which no other user can read. They hold private keys, and may be
   // longer than a command line.
-  int fd = memfd_create("settings", MFD_CLOEXEC);
+  OwnedFile file(memfd_create("settings", MFD_CLOEXEC));
   std::string settings = or_empty(config_dump(config));
   settings += '\n';
-  if (fd < 0 || write(fd, settings.data(), settings.size()) != static_cast<ssize_t>(settings.size())) {
+  if (file.fd() < 0 || write(file.fd(), settings.data(), settings.size()) != static_cast<ssize_t>(settings.size())) {
     log_error("error digesting settings: %s", strerror(errno));
   } else {
-    std::string path = format("/proc/%d/fd/%d", static_cast<int>(getpid()), fd);
+    std::string path = format("/proc/%d/fd/%d", static_cast<int>(getpid()), file.fd());
     OwnedString output(_process_capture(-1, -1, 1, 0, 0, "md5sum", path.c_str(), nullptr));
     uci_write_md5sum(out, "conf_md5sum", output.get());
   }
-  if (fd >= 0) close(fd);
 }

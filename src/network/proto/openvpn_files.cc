@@ -155,12 +155,10 @@ void write_extra_options(FILE *file, const char *extra) {
 void copy_file(FILE *file, const char *path) {
   struct stat status;
   if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) return;  // a pipe or device might never end
-  int fd = open(path, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return;
+  OwnedFile source(open(path, O_RDONLY | O_CLOEXEC));
   char buffer[4096];
   ssize_t length;
-  while ((length = read(fd, buffer, sizeof buffer)) > 0) fwrite(buffer, 1, static_cast<size_t>(length), file);
-  close(fd);
+  while ((length = read(source.fd(), buffer, sizeof buffer)) > 0) fwrite(buffer, 1, static_cast<size_t>(length), file);
 }
 
 void write_template_credentials(FILE *file, const ConfigNode *config) {
