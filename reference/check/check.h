@@ -12,7 +12,7 @@
 
 // Checks the document of `root` and the model made from it, and adds each finding to the list of that document (see
 // config_check_file). Does nothing for a document that was loaded for a run. `lan_mode`: the runtime fact
-// hybrid.lanmode is known to be true; without that, what takes effect in LAN mode only is no error.
+// hybrid.lanmode is known to be true; otherwise, a mistake with an effect only in LAN mode is a warning.
 void network_check(const ConfigNode *root, const NetworkModel *model, bool lan_mode = false);
 
 // A runtime fact that names an entry of a map in the document.

@@ -31,7 +31,7 @@ constexpr int32_t router_address = 15;
 
 constexpr int32_t longest_option = 255;
 
-// A backslash goes before each double quote, which begins quotes all the same, and none ends them.
+// The mapper escapes each double quote, but for dnsmasq it still opens quotes, which nothing closes.
 constexpr ValueRule dhcp_rules[] = {
     as(Rule::dnsmasq_value, rule("advanced.domain_suffix", Test::without, ",")),
     as(Rule::dnsmasq_value, no_quote("advanced.domain_suffix")),
@@ -209,7 +209,7 @@ void check_unknown_datatype(const ConfigNode *option) {
         "write ipv4, str, hex, 1byte, 2byte or 4byte"});
 }
 
-// Only a colon makes it hexadecimal, and one byte has none.
+// dnsmasq needs a colon to recognize hexadecimal bytes, and a single byte has none.
 void check_single_byte(const ConfigNode *option) {
   const std::string_view digits = config_get_string(option, "value_hex");
   if (digits.empty() || digits.size() > 2) return;
@@ -331,7 +331,8 @@ void check_unused(const NetworkModel *model, const ConfigNode *interface) {
   }
 }
 
-// Hybrid interfaces come last: an address that one of them reserves as well is a mistake in LAN mode only.
+// Checks all servers on interfaces of one type. Hybrid interfaces come last: an address that they reserve too is a
+// mistake only in LAN mode.
 void check_servers(DhcpCheck &check, const NetworkModel *model, uint32_t interface_type) {
   const NetworkNode *node = network_first_type(model, NETWORK_NODE_PROTO);
   for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_PROTO))

@@ -50,7 +50,7 @@ void claim_device_name(Names &devices, const std::string &name, const ConfigNode
     find(name_of(owner), Rule::device_name, {printable(name), "holds a character that not every daemon can read"});
 }
 
-// An entry that the document refuses for its name has a finding about that.
+// True below an entry whose name is refused: that name has a finding already.
 bool is_below_refused(const ConfigNode *node) {
   for (; node->parent != nullptr; node = node->parent)
     if (node->parent->kind == Kind::map && !is_entry_name(node->name, strlen(node->name), node->parent->key->hyphen))

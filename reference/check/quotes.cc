@@ -13,14 +13,14 @@
 
 namespace {
 
-// What a character in double quotes is for dnsmasq: no digit, and nothing that separates.
+// Replaces a character between double quotes: there it is neither a digit nor a separator for dnsmasq.
 char in_quotes(char letter) {
   if (isalnum(static_cast<unsigned char>(letter)) != 0) return 'x';
   return letter == '\0' || strchr(": ,", letter) == nullptr ? letter : '?';
 }
 
-// The string as dnsmasq splits it; nothing when a double quote has no end. Behind a space "#" starts a comment. A quote
-// right behind the end of another one is a character like any other.
+// The string without quotes and comment, in the form in which dnsmasq splits it; empty when a double quote is not
+// closed. A "#" after a space starts a comment. A quote directly behind a closing quote is an ordinary character.
 std::optional<std::string> split_form(const char *string) {
   std::string form;
   bool quoted = false;
@@ -55,7 +55,8 @@ bool has_colon(std::string_view string) {
   return string.find(':') != std::string_view::npos;
 }
 
-// A word of a reservation: a hardware address, or a name, which an address passes for. Some words say what they are.
+// True for a word that dnsmasq accepts in a reservation: a hardware address, a name (an address counts as one), or a
+// word with one of the prefixes below.
 bool is_word_of_reservation(std::string_view word) {
   word.remove_prefix(std::min(word.find_first_not_of(' '), word.size()));
   word.remove_suffix(word.size() - (word.find_last_not_of(' ') + 1));

@@ -6,21 +6,22 @@
 // that dnsmasq can escape form an escape sequence. A quote directly behind a closing quote is an ordinary character.
 bool is_closed(const char *string);
 
-// The character at which the IPsec starter refuses a value: a "=" outside of double quotes, or a quote that nothing
-// closes; NUL for none. "#" outside of quotes starts a comment; in them a backslash takes the meaning of the character
-// behind it.
+// The character for which the IPsec starter refuses a value: "=" outside of double quotes, or a double quote without a
+// closing one. NUL when it accepts the value. "#" outside of quotes starts a comment; inside them, a backslash escapes
+// the next character.
 char starter_refusal(const char *string);
 
-// Whether dnsmasq takes these names, with "," or "/" between them: ASCII, up to 63 bytes between dots.
+// True when dnsmasq accepts the names, which have "," or "/" between them: ASCII, up to 63 bytes between dots.
 bool is_domain(const char *string);
 
-// The same for the host name of a lease, of letters, digits, '-' and '_'; what follows a dot is the domain.
+// True when dnsmasq accepts the host name of a lease: letters, digits, '-' and '_'. A dot begins the domain, which is
+// not checked.
 bool is_host_name(const char *string);
 
-// Whether dnsmasq takes it in a reservation: hardware addresses, addresses and names, with "," between them.
+// True when dnsmasq accepts the words in a reservation: hardware addresses, addresses and names, with "," between them.
 bool is_reservation(const char *string);
 
-// The same for a client identifier, and what "," separates from it.
+// True when dnsmasq accepts the string as a client identifier, which words of a reservation may follow after ",".
 bool is_client(const char *string);
 
 #endif

@@ -130,7 +130,7 @@ void check_method(const ConfigNode *auth, const Method &method) {
   }
 }
 
-// Reports a list of methods that work without local. When no method works, a run writes the local one.
+// Reports a list of usable methods without local. When no method is usable, a run writes the rules of local.
 void check_local(const ConfigNode *auth) {
   if (names_method(auth, "local")) return;
   for (const Method *method = methods; method->name != nullptr; ++method) {

@@ -45,7 +45,7 @@ bool is_hexadecimal(const char *string) {
   return string[digits] == '\0';
 }
 
-// True for "", as the port may be missing behind its "#".
+// True for a port up to 65535. Also true for "", because "#" needs no port after it.
 bool is_port(std::string_view string) {
   uint16_t port = 0;
   const auto [end, error] = std::from_chars(string.begin(), string.end(), port);
@@ -60,7 +60,7 @@ bool is_port_range(std::string_view string) {
          std::all_of(ports.begin(), ports.end(), [](std::string_view port) { return !port.empty() && is_port(port); });
 }
 
-// `part` is the address of a DNS server, or the interface behind its "@".
+// True when the port after "#" is valid or missing. `part` is the address of a DNS server, or the interface after "@".
 bool has_good_port(std::string_view part) {
   const size_t mark = part.find('#');
   return mark == std::string_view::npos || is_port(part.substr(mark + 1));
@@ -88,7 +88,7 @@ bool is_mac(std::string_view string) {
   return true;
 }
 
-// A MAC address is written with every "-" as ":".
+// True when dnsmasq accepts the address in the form in which the mapper writes it, with ":" for every "-".
 bool is_mac_line(std::string mac) {
   std::replace(mac.begin(), mac.end(), '-', ':');
   return is_reservation(mac.c_str());

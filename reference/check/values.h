@@ -36,16 +36,16 @@ enum class Test : uint8_t {
   without,         // free of the characters of `argument`
   quoted,          // free of them, or in double quotes as a whole
   closed,          // closes its double quotes, as dnsmasq reads it
-  ports,           // a port or two with "-" between them, or a word: of words the test knows nothing
+  ports,           // a port, or two with "-" between them; words of other characters are not checked
   starter,         // closes its double quotes and has no "=" outside of them, as the IPsec starter reads it
   without_string,  // does not hold the string `argument`
   not_first,       // does not start with a character of `argument`
   not_last,        // does not end with one
   host_name,       // a label of a host name
   domain,          // names between "," or "/" that dnsmasq takes: ASCII, up to 63 bytes between dots
-  mac_line,        // what dnsmasq takes as a hardware address, or as another word of a reservation
-  client,          // what dnsmasq takes as a client identifier
-  reservation,     // what dnsmasq takes in a reservation
+  mac_line,        // accepted by dnsmasq in place of a hardware address
+  client,          // accepted by dnsmasq as a client identifier
+  reservation,     // accepted by dnsmasq in a reservation
   at_most,         // up to `high` bytes
   line,            // the line made from the entry has up to `high` bytes; `argument` is its form
   strings,         // a list that holds at least one string, and no string that is ""

@@ -1,4 +1,4 @@
-// What to write instead of a value that is refused, or of a reference that names nothing.
+// Cures: what to write instead of a refused value or of a reference to nothing.
 #include <algorithm>
 #include <cstring>
 
@@ -30,7 +30,7 @@ std::string cure_of_list(const SchemaKey &key) {
          (key.element == Kind::reference ? ": [" + reference_form(key) + "]" : "");
 }
 
-// The part behind the last "/" or ".".
+// The part after the last "/" or ".".
 const char *last_part(const char *path) {
   for (const char *next = strpbrk(path, "/."); next != nullptr; next = strpbrk(path, "/.")) path = next + 1;
   return path;
@@ -43,10 +43,10 @@ std::string as_reference(const ConfigNode *node) {
   return reference;
 }
 
-// The search for the entry whose name is closest to the last part of what is written.
+// A search for the entry whose name is closest to the last part of a written path.
 struct Search {
   const char *name;
-  unsigned least;  // distance, less than which is close
+  unsigned least;  // only names with fewer edits than this are close
   const ConfigNode *meant = nullptr;
 
   explicit Search(const char *written) : name(last_part(written)) {

@@ -47,8 +47,8 @@ struct ConfigNode {
 // The first entry of a map, which identifies the map, and the name of an entry.
 using EntryName = std::pair<const ConfigNode *, std::string_view>;
 
-// What to write instead: of a value that is not of that kind, and of a reference that names nothing, "" where the rule
-// says enough. A run does without these words, and without the functions.
+// The functions that make cures for a value of the wrong kind and for a reference to nothing. They return "" when the
+// cure of the rule is enough. A run does not need them, so they are not linked into tessera.
 struct Cures {
   std::string (*of_type)(const SchemaKey &key, Kind kind);
   std::string (*of_reference)(const ConfigNode *root, const SchemaKey &key, const char *written);
@@ -77,7 +77,7 @@ struct Document {
   std::vector<Finding> held;    // in a run, findings not yet logged: a refused document gets only one message
   FindingCounts counts;         // the number of findings of each rule
   unsigned most = most_listed;  // in a check, the number of findings of a rule that are listed
-  bool in_lan_mode = false;     // what is checked now has an effect only while the runtime fact hybrid.lanmode is true
+  bool in_lan_mode = false;     // the present findings only matter while the runtime fact hybrid.lanmode is true
   std::optional<std::string> original;  // see original_content
   std::vector<uint32_t> line_starts;    // positions in `original`; empty until a finding needs them
 };
@@ -107,7 +107,7 @@ void resolve_references(Document &document, const std::vector<ConfigNode *> &ref
 // if that fails, for example because the file was a pipe.
 const std::string &original_content(Document &document);
 
-// What a finding says; `outcome` and `cure` may be empty, as in Finding.
+// The texts of a finding; `outcome` and `cure` may be empty, as in Finding.
 struct FindingWords {
   std::string message;
   std::string outcome = {};

@@ -24,7 +24,7 @@ const char *expected_form(const char *string, bool bare) {
   return *string != '/' ? "a path such as \"/network/device/eth0\"" : nullptr;
 }
 
-// Each search for what is meant looks at many names.
+// Each search for a similar name compares many names, so their number is limited.
 constexpr unsigned most_searches = 100;
 
 std::string cure_of(Document &document, const Unset &unset) {

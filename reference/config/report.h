@@ -21,7 +21,7 @@ struct Finding {
   std::string cure;     // what to write instead; "" for the cure in the row of the rule
 };
 
-// How many findings of a rule a list was given, and where the last of them is in the list.
+// The number of findings of a rule that list_finding was given, and the index of the last one in the list.
 struct FindingCount {
   unsigned all = 0;
   size_t last = 0;
@@ -30,7 +30,7 @@ using FindingCounts = std::map<Rule, FindingCount>;
 
 inline constexpr unsigned most_listed = 1000;
 
-// Adds a finding to the list, up to `most` of each rule. One more finding of the rule, without a path, then says how
+// Adds a finding to the list, at most `most` of each rule. One more finding of the rule, without a path, then says how
 // many others there are.
 void list_finding(std::vector<Finding> &list, FindingCounts &counts, Finding finding, unsigned most = most_listed);
 

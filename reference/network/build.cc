@@ -1,7 +1,7 @@
-// Building the network model from the configuration tree.
+// Builds the network model from the configuration tree.
 //
-// First come the carriers of interfaces (devices, radios and modems), then the ports and slaves of devices, then the
-// interfaces and their parts. At the end all nodes are linked in depth-first order.
+// First it adds the carriers of interfaces (devices, radios and modems), then the ports and slaves of devices, then the
+// interfaces and their parts. At the end it links all nodes in depth-first order.
 #include "network/build.h"
 
 #include <algorithm>
@@ -63,7 +63,7 @@ void add_interface(Builder &build, NetworkNode &parent, uint32_t type, const Con
   node.interface_name = keep(build.store, prefix, name);
 }
 
-// A path reference with dots: "/network/device/eth1" gives "network.device.eth1".
+// The dotted form of a path reference: "/network/device/eth1" gives "network.device.eth1".
 const char *dotted(ModelStore &store, const char *reference) {
   std::string &path = store.strings.emplace_back(*reference == '/' ? reference + 1 : reference);
   std::replace(path.begin(), path.end(), '/', '.');
@@ -82,7 +82,7 @@ void add_members(Builder &build, NetworkNode &device, uint32_t type) {
   }
 }
 
-// Adds the ports and slaves of devices, and the interface that each tunnel device has.
+// Adds the ports and slaves of devices, and the interfaces that come with tunnel devices.
 void add_members_and_tunnels(Builder &build) {
   for (const Carrier &carrier : build.carriers) {
     NetworkNode &node = *carrier.node;

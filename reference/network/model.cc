@@ -11,7 +11,7 @@ bool has_interface_type(const NetworkNode *node) {
   return node->type == NETWORK_NODE_INTERFACE || node->type == NETWORK_NODE_PROTO;
 }
 
-// The node, when it is below `scope` at any depth; null otherwise.
+// The node itself if it is below `scope` at any depth; null otherwise.
 const NetworkNode *if_below(const NetworkNode *scope, const NetworkNode *node) {
   const NetworkNode *above = node != nullptr ? node->parent : nullptr;
   while (above != nullptr && above != scope) above = above->parent;

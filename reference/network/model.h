@@ -30,12 +30,12 @@ struct NetworkNode {
   NetworkNode *last_child = nullptr;
   NetworkNode *next_sibling = nullptr;
   NetworkNode *next = nullptr;          // in depth-first order of the whole model
-  NetworkNode *next_of_type = nullptr;  // the next one of the same type in that order
+  NetworkNode *next_of_type = nullptr;  // the next node of the same type, in that order
 
-  ModelStore *store = nullptr;  // of the root; null for all other nodes
+  ModelStore *store = nullptr;  // only in the root; null in all other nodes
 };
 
-// What a model owns.
+// The memory of a model.
 struct ModelStore {
   std::deque<std::string> strings;
   std::deque<NetworkNode> nodes;                     // the first is the root
