@@ -22,7 +22,7 @@ constexpr ValueRule dns_server_rules[] = {as(Rule::dnsmasq_value, rule("domain",
 constexpr ValueRule dns_host_rules[] = {
     as(Rule::dnsmasq_value, rule("name", Test::closed)), as(Rule::dnsmasq_value, rule("name", Test::domain)),
     as(Rule::dnsmasq_value, rule("name", Test::without_string, " #")), rule("name", Test::filled),
-    rule("name", Test::without, " ,\""), as(Rule::dnsmasq_value, rule("address", Test::closed)),
+    rule("name", Test::without, " \""), as(Rule::dnsmasq_value, rule("address", Test::closed)),
     // dnsmasq reads a string that is not an address as one more name.
     as(Rule::dnsmasq_value, rule("address", Test::domain)), rule("address", Test::address),
     as(Rule::dnsmasq_value, line("host-record={name},{address}", dnsmasq_line)), end_of_rules};
