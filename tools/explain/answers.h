@@ -18,8 +18,7 @@ struct LineAnswer {
 };
 
 // Explains the lines of a file of the run; `number` 0 stands for all of them.
-std::vector<LineAnswer> explain_lines(const Pool &pool, const Setup &setup, const BaseRun &base,
-                                      const std::string &file, size_t number);
+std::vector<LineAnswer> explain_lines(const Pool &pool, const BaseRun &base, const std::string &file, size_t number);
 
 struct DrivenLine {
   std::string file;
@@ -28,8 +27,7 @@ struct DrivenLine {
 };
 
 // The lines that change or go when something at the path, or below it, changes.
-std::vector<DrivenLine> driven_lines(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs,
-                                     const std::string &path);
+std::vector<DrivenLine> driven_lines(const Pool &pool, const std::vector<BaseRun> &runs, const std::string &path);
 
 // Lines that a change brings: new ones, and the new form of others.
 struct NewLines {
@@ -47,10 +45,10 @@ struct Ways {
 
 // The ways of each of these settings, which are in document order and have no effect. Of one alone they have up to
 // three changes; several settings share runs, and get ways of one change.
-std::vector<Ways> find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs,
+std::vector<Ways> find_ways(const Pool &pool, const std::vector<BaseRun> &runs,
                             const std::vector<const Setting *> &settings);
 
 // The settings that change nothing in any file; where a whole object has no effect, the object alone.
-std::vector<const Setting *> unused_settings(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs);
+std::vector<const Setting *> unused_settings(const Pool &pool, const std::vector<BaseRun> &runs);
 
 #endif

@@ -31,13 +31,13 @@ Effect compare(const BaseRun &base, const Attempt &attempt, const Result &result
 
 // The attempts that are worth a run of their own where one line is asked about. Those of settings that are known to
 // have effects are.
-std::vector<Attempt> promising(const Pool &pool, const Setup &setup, const BaseRun &base, const AskedLine &asked,
+std::vector<Attempt> promising(const Pool &pool, const BaseRun &base, const AskedLine &asked,
                                const std::vector<Attempt> &attempts, const std::set<const Setting *> &known) {
   std::vector<Candidate> candidates;
   for (const Attempt &attempt : attempts) {
     size_t distance = distance_to(base.trace, *attempt.setting, asked.file, asked.bytes);
     if (known.count(attempt.setting) > 0) distance = 0;
-    candidates.push_back({pattern_of(setup, attempt.setting->path), attempt.number, distance});
+    candidates.push_back({pattern_of(pool.setup, attempt.setting->path), attempt.number, distance});
   }
   auto differ = [&](const std::vector<Group> &groups) {
     std::vector<Trial> trials;
@@ -111,19 +111,19 @@ std::vector<Effect> try_changes(const Pool &pool, const BaseRun &base, const std
   return effects;
 }
 
-std::vector<Effect> try_settings(const Pool &pool, const Setup &setup, const BaseRun &base,
-                                 const std::vector<const Setting *> &settings, const AskedLine *asked) {
+std::vector<Effect> try_settings(const Pool &pool, const BaseRun &base, const std::vector<const Setting *> &settings,
+                                 const AskedLine *asked) {
   std::vector<Attempt> first;
   std::vector<Attempt> others;
   for (const Setting *setting : settings) {
     size_t number = 0;
-    for (const Change &change : alternatives(setup, *setting)) {
+    for (const Change &change : alternatives(pool.setup, *setting)) {
       (number == 0 ? first : others).push_back({setting, {change}, number});
       number++;
     }
   }
   std::set<const Setting *> known;
-  if (asked != nullptr) first = promising(pool, setup, base, *asked, first, known);
+  if (asked != nullptr) first = promising(pool, base, *asked, first, known);
   std::vector<Effect> effects = try_changes(pool, base, first);
   // A free string that shows up somewhere shows up there with any value.
   std::set<const Setting *> free_strings;
@@ -134,7 +134,7 @@ std::vector<Effect> try_settings(const Pool &pool, const Setup &setup, const Bas
       free_strings.insert(setting);
   }
   std::erase_if(others, [&](const Attempt &attempt) { return free_strings.count(attempt.setting) > 0; });
-  if (asked != nullptr) others = promising(pool, setup, base, *asked, others, known);
+  if (asked != nullptr) others = promising(pool, base, *asked, others, known);
   for (Effect &effect : try_changes(pool, base, others)) effects.push_back(std::move(effect));
   return effects;
 }

@@ -58,8 +58,8 @@ struct AskedLine {
 
 // Tries all alternatives of the settings; changes that tessera refuses, or that make no difference, give no effect.
 // Where only one line is asked about, effects on other lines may be missing.
-std::vector<Effect> try_settings(const Pool &pool, const Setup &setup, const BaseRun &base,
-                                 const std::vector<const Setting *> &settings, const AskedLine *asked = nullptr);
+std::vector<Effect> try_settings(const Pool &pool, const BaseRun &base, const std::vector<const Setting *> &settings,
+                                 const AskedLine *asked = nullptr);
 
 // The same for changes that are given.
 std::vector<Effect> try_changes(const Pool &pool, const BaseRun &base, const std::vector<Attempt> &attempts);

@@ -120,8 +120,7 @@ std::vector<std::string> file_origins(const Pool &pool, const BaseRun &base, con
 
 }  // namespace
 
-std::vector<LineAnswer> explain_lines(const Pool &pool, const Setup &setup, const BaseRun &run, const std::string &file,
-                                      size_t number) {
+std::vector<LineAnswer> explain_lines(const Pool &pool, const BaseRun &run, const std::string &file, size_t number) {
   BaseRun base = run;
   if (number > 0 && !depends_on_ipsec(pool, base, file, number - 1)) base.ipsec_trace = {};
   const std::vector<std::string> &lines = base.lines.at(file);
@@ -129,14 +128,14 @@ std::vector<LineAnswer> explain_lines(const Pool &pool, const Setup &setup, cons
   for (const std::string &line : lines) ends.push_back((ends.empty() ? 0 : ends.back()) + line.size() + 1);
   size_t end = number > 0 ? ends[number - 1] : ends.back();
   std::vector<const Setting *> candidates;
-  for (const Setting &setting : setup.settings) {
+  for (const Setting &setting : pool.setup.settings) {
     bool is_candidate = (setting.is_entry && reads_any(base.trace, setting.path, false)) ||
                         distance_to(base.trace, setting, file, end) != SIZE_MAX ||
                         is_read(base.ipsec_trace, setting.path, setting.is_fact);
     if (is_candidate && (setting.is_leaf || setting.is_entry)) candidates.push_back(&setting);
   }
   const AskedLine asked{file, number - 1, end};
-  std::vector<Effect> effects = try_settings(pool, setup, base, candidates, number > 0 ? &asked : nullptr);
+  std::vector<Effect> effects = try_settings(pool, base, candidates, number > 0 ? &asked : nullptr);
   const std::vector<std::string> origins = file_origins(pool, base, file);
   std::vector<LineAnswer> answers;
   for (size_t i = number > 0 ? number - 1 : 0; i < (number > 0 ? number : lines.size()); i++) {
@@ -149,17 +148,16 @@ std::vector<LineAnswer> explain_lines(const Pool &pool, const Setup &setup, cons
   return answers;
 }
 
-std::vector<DrivenLine> driven_lines(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs,
-                                     const std::string &path) {
+std::vector<DrivenLine> driven_lines(const Pool &pool, const std::vector<BaseRun> &runs, const std::string &path) {
   std::vector<const Setting *> settings;
-  for (const Setting &setting : setup.settings)
+  for (const Setting &setting : pool.setup.settings)
     if (lies_in(setting.path, path) && (setting.is_leaf || setting.path == path)) settings.push_back(&setting);
   std::map<std::pair<std::string, size_t>, DrivenLine> driven;  // `network` runs hold the files of `ipsec`, too
   for (const BaseRun &base : runs) {
     std::vector<const Setting *> tried;
     for (const Setting *setting : settings)
       if (!setting->is_leaf || may_matter(base, *setting)) tried.push_back(setting);
-    for (const Effect &effect : try_settings(pool, setup, base, tried))
+    for (const Effect &effect : try_settings(pool, base, tried))
       for (const auto &[file, fates] : effect.fates)
         for (size_t i = 0; i < fates.size(); i++)
           if (fates[i] != Fate::kept && !base.lines.at(file)[i].empty())

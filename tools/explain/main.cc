@@ -47,29 +47,12 @@ struct Options {
   const char *config = config_document;
   const char *facts = "";
   const char *rootfs = "";
-  bool lists_unused = false;
-  bool is_json = false;
-  bool shows_secrets = false;
-  bool prints_help = false;
-  bool prints_version = false;
+  int lists_unused = 0;
+  int is_json = 0;
+  int shows_secrets = 0;
+  int prints_help = 0;
+  int prints_version = 0;
   std::string subject;
-};
-
-// An option: the string that it takes, or what it switches on.
-struct Row {
-  option form;
-  const char *Options::*value;
-  bool Options::*is_given;
-};
-constexpr Row rows[] = {
-    {{"config", required_argument, nullptr, 'c'}, &Options::config, nullptr},
-    {{"runtime", required_argument, nullptr, 'r'}, &Options::facts, nullptr},
-    {{"rootfs", required_argument, nullptr, 'f'}, &Options::rootfs, nullptr},
-    {{"unused", no_argument, nullptr, 256}, nullptr, &Options::lists_unused},
-    {{"json", no_argument, nullptr, 257}, nullptr, &Options::is_json},
-    {{"show-secrets", no_argument, nullptr, 258}, nullptr, &Options::shows_secrets},
-    {{"help", no_argument, nullptr, 259}, nullptr, &Options::prints_help},
-    {{"version", no_argument, nullptr, 260}, nullptr, &Options::prints_version},
 };
 
 [[noreturn]] void refuse(const std::string &problem) {
@@ -94,25 +77,27 @@ Options read_command_line(int argc, char **argv) {
   static char name[] = "tessera-explain";  // as getopt's messages call the program
   argv[0] = name;
   Options options;
-  std::vector<option> forms;
-  for (const Row &row : rows) forms.push_back(row.form);
-  forms.push_back({});
-  for (int letter; (letter = getopt_long(argc, argv, "c:r:f:", forms.data(), nullptr)) >= 0;) {
-    auto row =
-        std::find_if(std::begin(rows), std::end(rows), [letter](const Row &of) { return of.form.val == letter; });
-    if (row == std::end(rows)) refuse_usage(nullptr);
-    if (row->value != nullptr) {
-      options.*row->value = optarg;
-    } else {
-      options.*row->is_given = true;
-    }
+  const option forms[] = {{"config", required_argument, nullptr, 'c'},
+                          {"runtime", required_argument, nullptr, 'r'},
+                          {"rootfs", required_argument, nullptr, 'f'},
+                          {"unused", no_argument, &options.lists_unused, 1},
+                          {"json", no_argument, &options.is_json, 1},
+                          {"show-secrets", no_argument, &options.shows_secrets, 1},
+                          {"help", no_argument, &options.prints_help, 1},
+                          {"version", no_argument, &options.prints_version, 1},
+                          {}};
+  for (int letter; (letter = getopt_long(argc, argv, "c:r:f:", forms, nullptr)) >= 0;) {
+    if (letter == 'c') options.config = optarg;
+    if (letter == 'r') options.facts = optarg;
+    if (letter == 'f') options.rootfs = optarg;
+    if (letter == '?') refuse_usage(nullptr);
   }
-  if (options.prints_help) printf("%s\n%s", usage_line, help_text);
-  if (options.prints_version) puts("tessera-explain " TESSERA_VERSION);
-  if (options.prints_help || options.prints_version) exit(finish_output());
-  if (argc - optind != (options.lists_unused ? 0 : 1))
+  if (options.prints_help != 0) printf("%s\n%s", usage_line, help_text);
+  if (options.prints_version != 0) puts("tessera-explain " TESSERA_VERSION);
+  if (options.prints_help != 0 || options.prints_version != 0) exit(finish_output());
+  if (argc - optind != (options.lists_unused != 0 ? 0 : 1))
     refuse_usage("expected one FILE[:LINE], PATH or FACT, or --unused");
-  if (!options.lists_unused) options.subject = argv[optind];
+  if (options.lists_unused == 0) options.subject = argv[optind];
   if (*options.config == '\0') refuse_usage("without a configuration there is nothing to explain");
   return options;
 }
@@ -134,7 +119,7 @@ std::string program(const char *name) {
 
 Pool make_pool(const Options &options, const Setup &setup) {
   Pool pool{setup, program("tessera-explain"), program("tessera-trace"), {}, {}, find_secrets(setup.text)};
-  pool.secrets.masks = !options.shows_secrets;
+  pool.secrets.masks = options.shows_secrets == 0;
   pool.router.tessera = program("tessera");
   pool.router.runt = program("runt");
   if (*options.rootfs == '\0') return pool;
@@ -206,32 +191,31 @@ std::string fact_kind(const std::vector<BaseRun> &runs, const std::string &key) 
   refuse(problem.empty() ? "there is no path, fact or file '" + name + "'" + hint : problem);
 }
 
-void explain_file(const Pool &pool, const Printing &printing, const BaseRun &base, const std::string &file,
-                  const std::string &line) {
+void explain_file(const Printing &printing, const BaseRun &base, const std::string &file, const std::string &line) {
   size_t count = base.lines.at(file).size();
   size_t number = line.empty() ? 0 : line_number(line);
   if (count == 0) refuse(file + " is empty");
   if (number > count) refuse(file + " has " + std::to_string(count) + (count == 1 ? " line" : " lines"));
-  print_lines(printing, file, explain_lines(pool, printing.setup, base, file, number), number == 0);
+  print_lines(printing, file, explain_lines(printing.pool, base, file, number), number == 0);
 }
 
-void explain_setting(const Pool &pool, const Printing &printing, const std::vector<BaseRun> &runs,
-                     const std::string &path) {
-  std::vector<DrivenLine> lines = driven_lines(pool, printing.setup, runs, path);
+void explain_setting(const Printing &printing, const std::vector<BaseRun> &runs, const std::string &path) {
+  const Pool &pool = printing.pool;
+  std::vector<DrivenLine> lines = driven_lines(pool, runs, path);
   if (!lines.empty()) return print_driven(printing, path, lines);
-  const Setting *setting = find_setting(printing.setup, path);
-  if (setting == nullptr) setting = find_setting(printing.setup, path, true);
-  if (setting != nullptr) return print_ways(printing, path, find_ways(pool, printing.setup, runs, {setting})[0]);
+  const Setting *setting = find_setting(pool.setup, path);
+  if (setting == nullptr) setting = find_setting(pool.setup, path, true);
+  if (setting != nullptr) return print_ways(printing, path, find_ways(pool, runs, {setting})[0]);
   const std::string kind = fact_kind(runs, path);
-  print_would(printing, path, lines_of_changes(pool, runs, changes_of(printing.setup, {path, kind, !kind.empty()})));
+  print_would(printing, path, lines_of_changes(pool, runs, changes_of(pool.setup, {path, kind, !kind.empty()})));
 }
 
-void explain_unused(const Pool &pool, const Printing &printing, const std::vector<BaseRun> &runs) {
-  std::vector<const Setting *> settings = unused_settings(pool, printing.setup, runs);
-  print_unused(printing, settings, find_ways(pool, printing.setup, runs, settings));
+void explain_unused(const Printing &printing, const std::vector<BaseRun> &runs) {
+  std::vector<const Setting *> settings = unused_settings(printing.pool, runs);
+  print_unused(printing, settings, find_ways(printing.pool, runs, settings));
 }
 
-void explain(const Options &options, Pool &pool, const Printing &printing) {
+void explain(const Options &options, Pool &pool) {
   std::vector<BaseRun> runs = run_base(pool, {"dnsmasq", "pam", "ipsec"});
   pool.ipsec_files = runs.back().result.links;  // and what else there is
   for (const auto &[file, content] : runs.back().result.files)
@@ -239,20 +223,21 @@ void explain(const Options &options, Pool &pool, const Printing &printing) {
   std::vector<BaseRun> network = run_base(pool, {"network"});
   network[0].ipsec_trace = runs.back().trace;
   runs.push_back(std::move(network[0]));
-  if (options.lists_unused) return explain_unused(pool, printing, runs);
+  const Printing printing{pool, options.is_json != 0};
+  if (options.lists_unused != 0) return explain_unused(printing, runs);
 
   std::string line;
   std::string file;
   const std::string name = split_subject(options.subject, line);
   // "network" is a part of the configuration; the file of that name can be called uci/network.
-  bool is_path = find_setting(printing.setup, options.subject) != nullptr;
+  bool is_path = find_setting(pool.setup, options.subject) != nullptr;
   const BaseRun *base = is_path ? nullptr : writer_of(runs, name, file);
-  if (base != nullptr) return explain_file(pool, printing, *base, file, line);
+  if (base != nullptr) return explain_file(printing, *base, file, line);
   const std::string path = path_of(options.subject);
-  bool is_fact = find_setting(printing.setup, path, true) != nullptr || !fact_kind(runs, path).empty();
-  if (!is_fact && (components_of(path).empty() || !why_unknown(printing.setup, path).empty()))
-    refuse_subject(printing.setup, runs, path, path.find('/') != std::string::npos || !line.empty());
-  explain_setting(pool, printing, runs, path);
+  bool is_fact = find_setting(pool.setup, path, true) != nullptr || !fact_kind(runs, path).empty();
+  if (!is_fact && (components_of(path).empty() || !why_unknown(pool.setup, path).empty()))
+    refuse_subject(pool.setup, runs, path, path.find('/') != std::string::npos || !line.empty());
+  explain_setting(printing, runs, path);
 }
 
 }  // namespace
@@ -263,7 +248,6 @@ int main(int argc, char **argv) {
   std::optional<Setup> setup = read_setup(options.config, options.facts);
   if (!setup) return exit_usage;
   Pool pool = make_pool(options, *setup);
-  Printing printing{*setup, pool.secrets, options.is_json};
-  explain(options, pool, printing);
+  explain(options, pool);
   return finish_output();
 }

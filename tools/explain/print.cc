@@ -12,18 +12,18 @@ namespace {
 // ---- Values
 
 std::string place_of(const Printing &printing, const Setting &setting) {
-  if (setting.is_fact) return printing.setup.facts_name;
-  return printing.setup.config_name + ":" + std::to_string(setting.line) + ":" + std::to_string(setting.column);
+  if (setting.is_fact) return printing.pool.setup.facts_name;
+  return printing.pool.setup.config_name + ":" + std::to_string(setting.line) + ":" + std::to_string(setting.column);
 }
 
 bool is_hidden(const Printing &printing, const std::string &path, bool is_fact) {
-  return printing.secrets.masks && (is_fact ? is_secret_name(path) : schema_at(path).secret);
+  return printing.pool.secrets.masks && (is_fact ? is_secret_name(path) : schema_at(path).secret);
 }
 
 // The value as JSON.
 std::string json_value(const Printing &printing, const Setting &setting) {
   if (is_hidden(printing, setting.path, setting.is_fact)) return quoted("<secret>");
-  return setting.json[0] == '"' ? quoted(masked(printing.secrets, "", setting.value)) : setting.json;
+  return setting.json[0] == '"' ? quoted(masked(printing.pool.secrets, "", setting.value)) : setting.json;
 }
 
 // What a change sets: of a fact a string, else JSON.
@@ -113,7 +113,7 @@ std::string ways_json(const Printing &printing, const Ways &ways) {
 
 std::string messages_json(const Printing &printing, const Ways &ways) {
   return list(ways.messages,
-              [&](const std::string &message) { return string_json(masked(printing.secrets, "", message)); });
+              [&](const std::string &message) { return string_json(masked(printing.pool.secrets, "", message)); });
 }
 
 std::string driven_json(const std::vector<DrivenLine> &lines) {
@@ -149,7 +149,7 @@ void print_reasons(const Printing &printing, const LineAnswer &answer) {
 
 // "network.interface.lan.ipv4.type were "static" (it is "hybrid", my.json:22:17)".
 std::string condition(const Printing &printing, const Change &change) {
-  const Setting *setting = find_setting(printing.setup, change.path, change.is_fact);
+  const Setting *setting = find_setting(printing.pool.setup, change.path, change.is_fact);
   std::string text = (change.is_fact ? "the fact " : "") + change.path;
   if (change.kind == Change::removed) {
     text += " were not there";
@@ -240,7 +240,7 @@ void print_ways(const Printing &printing, const std::string &path, const Ways &w
          has_ways ? ". One would if" : ", and no change that was tried gives it one");
   print_conditions(printing, ways, "  ");
   for (const std::string &message : ways.messages)
-    printf("tessera says: %s\n", harmless(masked(printing.secrets, "", message)).c_str());
+    printf("tessera says: %s\n", harmless(masked(printing.pool.secrets, "", message)).c_str());
 }
 
 void print_unused(const Printing &printing, const std::vector<const Setting *> &settings,

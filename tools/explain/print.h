@@ -8,8 +8,7 @@
 #include "explain/answers.h"
 
 struct Printing {
-  const Setup &setup;
-  const Secrets &secrets;
+  const Pool &pool;
   bool is_json;
 };
 

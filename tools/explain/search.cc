@@ -25,9 +25,7 @@ struct Subject {
 
 struct Search {
   const Pool &pool;
-  const Setup &setup;
   std::vector<Subject> subjects;
-  std::set<std::string> entry_names;  // of all entries of the document
 };
 
 // Changes that are worth a run.
@@ -97,7 +95,7 @@ bool is_related_fact(const Search &search, const Subject &subject, const std::st
   for (const std::string &name : components_of(key)) {
     for (const std::string &entry : subject.related)
       if (last_name(entry) == name) return true;
-    names_any |= search.entry_names.count(name) > 0;
+    names_any |= search.pool.setup.entry_names.count(name) > 0;
   }
   return !names_any;
 }
@@ -127,7 +125,7 @@ std::vector<Suggestion> suggestions_after(const Search &search, const Changes &d
     for (const Subject &subject : search.subjects)
       if (read.path != subject.path && is_related(search, subject, read)) suggestion.subjects.push_back(&subject);
     if (suggestion.subjects.empty()) continue;
-    for (const Change &change : changes_of(search.setup, read)) {
+    for (const Change &change : changes_of(search.pool.setup, read)) {
       suggestions.push_back(suggestion);
       suggestions.back().changes.push_back(change);
       suggestion.number++;
@@ -235,8 +233,8 @@ std::vector<Suggestion> promising(const Search &search, const BaseRun &base, con
   std::vector<Candidate> candidates;
   for (const Suggestion &suggestion : suggestions) {
     const std::string &path = suggestion.changes.back().path;
-    bool is_own = lies_in(search.subjects[0].path, owner_of(search.setup, path));
-    candidates.push_back({pattern_of(search.setup, path), suggestion.number, is_own ? 0 : SIZE_MAX});
+    bool is_own = lies_in(search.subjects[0].path, owner_of(search.pool.setup, path));
+    candidates.push_back({pattern_of(search.pool.setup, path), suggestion.number, is_own ? 0 : SIZE_MAX});
   }
   auto differ = [&](const std::vector<Group> &groups) {
     std::vector<Suggestion> joint;
@@ -313,13 +311,11 @@ std::vector<std::string> messages_about(const Subject &subject, const std::vecto
   return messages;
 }
 
-Search make_search(const Pool &pool, const Setup &setup, const std::vector<const Setting *> &settings) {
-  Search search{pool, setup, {}, {}};
+Search make_search(const Pool &pool, const std::vector<const Setting *> &settings) {
+  Search search{pool, {}};
   for (const Setting *setting : settings)
-    search.subjects.push_back({setting->path, setting->is_fact, entry_of(setup, setting->path),
-                               related_entries(setup, setting->path), alternatives(setup, *setting)});
-  for (const Setting &setting : setup.settings)
-    if (setting.is_entry) search.entry_names.insert(last_name(setting.path));
+    search.subjects.push_back({setting->path, setting->is_fact, entry_of(pool.setup, setting->path),
+                               related_entries(pool.setup, setting->path), alternatives(pool.setup, *setting)});
   return search;
 }
 
@@ -334,11 +330,11 @@ std::vector<Step> steps_after(const Search &search, const Front &front) {
 
 }  // namespace
 
-std::vector<Ways> find_ways(const Pool &pool, const Setup &setup, const std::vector<BaseRun> &runs,
+std::vector<Ways> find_ways(const Pool &pool, const std::vector<BaseRun> &runs,
                             const std::vector<const Setting *> &settings) {
   std::vector<Ways> found;
   if (settings.empty()) return found;
-  const Search search = make_search(pool, setup, settings);
+  const Search search = make_search(pool, settings);
   for (const Subject &subject : search.subjects) found.push_back({{}, messages_about(subject, runs)});
   std::vector<Front> fronts;
   for (const BaseRun &run : runs) fronts.push_back({&run, {}, progress_of(search, search.subjects[0], run.trace)});
