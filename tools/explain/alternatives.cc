@@ -8,7 +8,8 @@
 
 namespace {
 
-// Where a string can change and keep its form: its last digit, or its last letter where there is no digit.
+// The offset of the character that can change while the string keeps its form: its last digit, or its last letter when
+// there is no digit.
 size_t place_of_change(const std::string &text) {
   size_t digit = text.find_last_of("0123456789");
   if (digit != std::string::npos) return digit;
@@ -17,7 +18,7 @@ size_t place_of_change(const std::string &text) {
   return place > 0 ? place - 1 : std::string::npos;
 }
 
-// Other lines, but for those around a key or certificate.
+// Changes all lines but those that begin and end a key or certificate.
 std::string similar_lines(const Setup &setup, const std::string &text) {
   std::string other;
   for (std::string_view line : split(text, '\n')) {
@@ -28,7 +29,7 @@ std::string similar_lines(const Setup &setup, const std::string &text) {
   return other;
 }
 
-// Entries beside the one that a reference names: "/network/device/eth0" for "/network/device/eth1".
+// References to the other entries of the map: "/network/device/eth0" for "/network/device/eth1".
 std::vector<std::string> other_targets(const Setup &setup, const std::string &reference) {
   std::vector<std::string> targets;
   size_t slash = reference.rfind('/');
@@ -66,7 +67,7 @@ std::vector<std::string> other_strings(const Setup &setup, const SchemaKey &key,
   return values;
 }
 
-// Facts are strings, and some of them stand for yes and no.
+// Facts are strings, and some strings mean yes or no.
 std::string other_fact(const Setup &setup, const std::string &value) {
   static constexpr const char *answers[][2] = {{"true", "false"}, {"1", "0"}, {"y", "n"}};
   for (const auto &[yes, no] : answers)
@@ -80,7 +81,7 @@ std::vector<std::string> other_numbers(const std::string &value) {
   return {std::to_string(number - 1), "0"};
 }
 
-// A value for a key that the document leaves out.
+// Values for a key that the document leaves out.
 std::vector<Change> additions(const Setup &setup, const std::string &path) {
   std::vector<std::string> values;
   SchemaKey key = schema_at(path);
@@ -94,7 +95,7 @@ std::vector<Change> additions(const Setup &setup, const std::string &path) {
   return changes;
 }
 
-// One more of the known words for an array of strings; none for anything else.
+// Adds one more known word to an array of strings; gives no change for anything else.
 std::vector<Change> more_elements(const Setup &setup, const std::string &path) {
   std::vector<Change> changes;
   SchemaKey key = schema_at(path);
@@ -109,7 +110,7 @@ std::vector<Change> more_elements(const Setup &setup, const std::string &path) {
   return changes;
 }
 
-// Reports of a fact that is missing. `kind` is how it was read: bool, int, string or list.
+// Values for a missing fact. `kind` tells how the run read it: bool, int, string or list.
 std::vector<Change> reports(const Setup &setup, const std::string &key, const std::string &kind) {
   std::vector<Change> changes;
   if (kind == "bool") changes.push_back({key, true, Change::changed, "true"});

@@ -1,4 +1,4 @@
-// The answers: where a line comes from, what a setting drives, and why it drives nothing.
+// The answers: which settings a line comes from, which lines come from a setting, and why none do.
 #ifndef TESSERA_EXPLAIN_ANSWERS_H
 #define TESSERA_EXPLAIN_ANSWERS_H
 
@@ -7,17 +7,17 @@
 
 #include "explain/effects.h"
 
-// A line of a file with the settings that it comes from, the nearest first, and those that only keep it there.
+// A line of a file, the settings that it comes from, the nearest first, and those that only keep it in the file.
 struct LineAnswer {
   size_t number;  // from 1
   std::string text;
   std::vector<const Setting *> from;
   std::vector<const Setting *> conditions;
-  std::string router_file;  // that it comes from, too; "" for none
-  std::string remark;       // what is said where nothing can be proved
+  std::string router_file;  // a file of the router that the line comes from too; "" for none
+  std::string remark;       // what is known when no setting changes the line alone; else ""
 };
 
-// Explains the lines of a file of the run; `number` 0 stands for all of them.
+// Explains one line of a file of the run, or all lines when `number` is 0.
 std::vector<LineAnswer> explain_lines(const Pool &pool, const BaseRun &base, const std::string &file, size_t number);
 
 struct DrivenLine {
@@ -26,10 +26,10 @@ struct DrivenLine {
   std::string text;
 };
 
-// The lines that change or go when something at the path, or below it, changes.
+// The lines that change or disappear when the setting at the path, or one below it, changes.
 std::vector<DrivenLine> driven_lines(const Pool &pool, const std::vector<BaseRun> &runs, const std::string &path);
 
-// Lines that a change brings: new ones, and the new form of others.
+// The lines that a change adds, and the new content of those that it changes.
 struct NewLines {
   Change change;
   std::vector<DrivenLine> lines;
@@ -37,18 +37,18 @@ struct NewLines {
 std::vector<NewLines> lines_of_changes(const Pool &pool, const std::vector<BaseRun> &runs,
                                        const std::vector<Change> &changes);
 
-// Changes after which a setting, or something in it, has an effect: each element is one way, the likeliest first.
+// Changes after which a setting, or one below it, has an effect. Each element is one way; the likeliest is first.
 struct Ways {
   std::vector<std::vector<Change>> ways;
-  std::vector<std::string> messages;  // of the runs, about what the setting belongs to
+  std::vector<std::string> messages;  // of the runs, about the entry that the setting lies in
 };
 
-// The ways of each of these settings, which are in document order and have no effect. Of one alone they have up to
-// three changes; several settings share runs, and get ways of one change.
+// Finds the ways of each of these settings, which have no effect and are in document order. The ways of a single
+// setting have up to three changes; several settings share runs, and their ways have one change.
 std::vector<Ways> find_ways(const Pool &pool, const std::vector<BaseRun> &runs,
                             const std::vector<const Setting *> &settings);
 
-// The settings that change nothing in any file; where a whole object has no effect, the object alone.
+// The settings that change nothing in any file. When a whole object has no effect, only the object is listed.
 std::vector<const Setting *> unused_settings(const Pool &pool, const std::vector<BaseRun> &runs);
 
 #endif

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 const fs::path run_directory = "/var/run";
 const fs::path first_state = "/.first";
 
-// Runs the words as a command whose messages go to the file; false when it cannot be started.
+// Runs a command with its standard error in the file `messages`; false when it cannot be started.
 bool run_command(const std::string &line, const fs::path &messages) {
   std::vector<std::string> words;
   std::istringstream text(line);
@@ -44,7 +44,7 @@ bool run_command(const std::string &line, const fs::path &messages) {
   return is_started && waitpid(child, &status, 0) == child;
 }
 
-// Copies what a file holds, not its holes: those of a store are large.
+// Copies a file with its holes, which are large in the store.
 bool copy_data(const fs::path &from, const fs::path &to) {
   Fd source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
   Fd target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
@@ -61,7 +61,7 @@ bool copy_data(const fs::path &from, const fs::path &to) {
   return ftruncate(target.get(), status.st_size) == 0;
 }
 
-// Fills /var/run with what it held at first.
+// Gives /var/run its first content.
 bool restore_first_state() {
   fs::create_directory(run_directory);
   for (const auto &entry : fs::recursive_directory_iterator(first_state)) {
@@ -105,11 +105,11 @@ int run_batch() try {
   for (size_t i = 0; fs::exists(fs::path(trials_path) / std::to_string(i)); i++) {
     const std::string number = std::to_string(i);
     if (!run_trial(fs::path(trials_path) / number, fs::path(results_path) / number)) {
-      fputs("a run cannot be started\n", stderr);
+      fputs("cannot start a run\n", stderr);
       return 1;
     }
   }
-  fs::remove_all(first_state);  // not a result: its store is large
+  fs::remove_all(first_state);  // else its store would count as a written file
   return 0;
 } catch (const fs::filesystem_error &error) {
   fprintf(stderr, "%s\n", error.what());

@@ -36,12 +36,13 @@ bool read_facts(const std::string &name, Facts &facts) {
   return true;
 }
 
-// Adds the value and all below it that the schema knows. `line_starts` are the places of the lines in the text.
+// Adds the value and all values below it that the schema knows. `line_starts` are the offsets of the lines in the
+// content.
 void collect_settings(Setup &setup, const std::vector<size_t> &line_starts, const Value &value, const Place &place,
                       const std::string &path, bool is_entry) {
   if (!path.empty()) {
     auto line = std::upper_bound(line_starts.begin(), line_starts.end(), value.begin) - line_starts.begin();
-    std::string json = value.nests() ? "" : setup.text.substr(value.begin, value.end - value.begin);
+    std::string json = value.nests() ? "" : setup.content.substr(value.begin, value.end - value.begin);
     setup.settings.push_back(
         {path, false, !value.nests(), is_entry && value.nests(),
          value.type == Value::Type::string ? value.string : json, json, static_cast<unsigned>(line),
@@ -59,8 +60,8 @@ void collect_settings(Setup &setup, const std::vector<size_t> &line_starts, cons
 
 void index_settings(Setup &setup) {
   std::vector<size_t> line_starts = {0};
-  for (size_t i = 0; i < setup.text.size(); i++)
-    if (setup.text[i] == '\n') line_starts.push_back(i + 1);
+  for (size_t i = 0; i < setup.content.size(); i++)
+    if (setup.content[i] == '\n') line_starts.push_back(i + 1);
   collect_settings(setup, line_starts, setup.root, Place(), "", false);
   for (const auto &[key, value] : setup.facts)
     setup.settings.push_back({key, true, true, false, value, quoted(value), 0, 0, nullptr});
@@ -76,10 +77,10 @@ std::string map_of(const std::string &entry) {
   return entry.substr(0, entry.rfind('.'));
 }
 
-// Changes of values that the configuration has.
+// Changes by the value that they change or remove.
 using Edits = std::unordered_map<const Value *, const Change *>;
 
-// Appends the value as JSON, after the edits of what is in it.
+// Appends the value as JSON, with the edits of the values below it.
 void append_edited(const std::string &text, const Value &value, const Edits &edits, std::string &json) {
   auto edit = edits.find(&value);
   if (edit != edits.end() || !value.nests()) {
@@ -99,7 +100,7 @@ void append_edited(const std::string &text, const Value &value, const Edits &edi
   json += text[value.end - 1];
 }
 
-// Makes changes of any kind, one after the other; entries of the same map get their new names together.
+// Makes changes of any kind, one after the other. Entries of the same map get their new names at once.
 bool apply_in_order(std::string &config, const std::vector<const Change *> &changes) {
   for (auto next = changes.begin(); next != changes.end();) {
     const Change &change = **next++;
@@ -175,13 +176,13 @@ std::optional<Setup> read_setup(const std::string &config_file, const std::strin
   Setup setup;
   setup.config_name = config_file;
   setup.facts_name = facts_file;
-  if (!read_file(config_file, setup.text)) return std::nullopt;
-  std::string problem = why_refused(setup.text);
+  if (!read_file(config_file, setup.content)) return std::nullopt;
+  std::string problem = why_refused(setup.content);
   if (!problem.empty()) {
     fprintf(stderr, "tessera-explain: %s:%s\n", config_file.c_str(), problem.c_str());
     return std::nullopt;
   }
-  if (!parse(setup.text, &setup.root)) return complain(config_file, "is not JSON"), std::nullopt;
+  if (!parse(setup.content, &setup.root)) return complain(config_file, "is not JSON"), std::nullopt;
   if (!facts_file.empty() && !read_facts(facts_file, setup.facts)) return std::nullopt;
   index_settings(setup);
   return setup;
@@ -228,9 +229,9 @@ bool apply_changes(const Setup &setup, const std::vector<Change> &changes, std::
     }
   }
   if (edits.empty()) {
-    config = setup.text;
+    config = setup.content;
   } else {
-    append_edited(setup.text, setup.root, edits, config);
+    append_edited(setup.content, setup.root, edits, config);
   }
   return apply_in_order(config, others);
 }

@@ -29,8 +29,8 @@ Effect compare(const BaseRun &base, const Attempt &attempt, const Result &result
   return effect;
 }
 
-// The attempts that are worth a run of their own where one line is asked about. Those of settings that are known to
-// have effects are.
+// Returns the attempts that get a run of their own for a question about one line. Attempts of settings that are known
+// to have effects are among them.
 std::vector<Attempt> promising(const Pool &pool, const BaseRun &base, const AskedLine &asked,
                                const std::vector<Attempt> &attempts, const std::set<const Setting *> &known) {
   std::vector<Candidate> candidates;
@@ -125,7 +125,7 @@ std::vector<Effect> try_settings(const Pool &pool, const BaseRun &base, const st
   std::set<const Setting *> known;
   if (asked != nullptr) first = promising(pool, base, *asked, first, known);
   std::vector<Effect> effects = try_changes(pool, base, first);
-  // A free string that shows up somewhere shows up there with any value.
+  // A string without known words has its effect with any value: one value is enough.
   std::set<const Setting *> free_strings;
   for (const Effect &effect : effects) {
     const Setting *setting = effect.attempt.setting;

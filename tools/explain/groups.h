@@ -1,4 +1,4 @@
-// What is tried many at a time: a group that makes no difference holds nothing that does.
+// Trying many things at a time: when a group makes no difference, none of its members is tried alone.
 #ifndef TESSERA_EXPLAIN_GROUPS_H
 #define TESSERA_EXPLAIN_GROUPS_H
 
@@ -8,25 +8,25 @@
 #include <string>
 #include <vector>
 
-// Things, by their indexes.
+// Things by their indexes.
 using Group = std::vector<size_t>;
 
-// Tells for each of some groups whether its things make a difference together.
+// Returns for each group whether its members make a difference together.
 using Differ = std::function<std::vector<bool>(const std::vector<Group> &)>;
 
-// The things that make a difference alone: a group that makes one is halved until one thing is left. Things whose
-// effects undo each other may be missing.
+// Finds the members that make a difference alone: halves each group that makes a difference until one member is left.
+// Misses members whose effects cancel each other.
 std::set<size_t> narrow(std::vector<Group> groups, const Differ &differ);
 
-// What may be worth a try.
+// A thing that can be tried.
 struct Candidate {
-  std::string pattern;  // that alike candidates have in common
+  std::string pattern;  // equal for alike candidates
   size_t number;        // of the change among those of its setting
-  size_t distance;      // from what is asked about; SIZE_MAX where it is not known
+  size_t distance;      // from the subject of the question; SIZE_MAX when it is unknown
 };
 
-// The candidates that are worth a try of their own. Of many that are alike these are the nearest ones, and of the
-// others those that make a difference alone.
+// Returns the candidates that are tried alone. Of many alike candidates these are the nearest ones, and those of the
+// others that make a difference as `narrow` finds them.
 std::set<size_t> worth_trying(const std::vector<Candidate> &candidates, const Differ &differ);
 
 #endif

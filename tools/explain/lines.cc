@@ -9,7 +9,7 @@
 
 namespace {
 
-// The start of a line up to its value: "option NAME" of a UCI file, NAME of "NAME=VALUE", else the first word.
+// The beginning of a line up to its value: "option NAME" in a UCI file, NAME of "NAME=VALUE", else the first word.
 std::string_view key_of(std::string_view line) {
   size_t start = line.find_first_not_of(" \t");
   if (start == std::string_view::npos) return line;
@@ -19,7 +19,7 @@ std::string_view key_of(std::string_view line) {
   return line.substr(0, end);
 }
 
-// Lines with the section that they stand in.
+// Each line with the section that it is in.
 std::vector<std::string> with_sections(const std::vector<std::string> &lines) {
   std::vector<std::string> result;
   std::string section;
@@ -41,15 +41,15 @@ struct Range {
   size_t end;
 };
 
-// The places of each line in the range.
+// The indexes of each line in the range.
 std::unordered_map<std::string_view, std::vector<size_t>> places_of(const Range &range) {
   std::unordered_map<std::string_view, std::vector<size_t>> places;
   for (size_t i = range.start; i < range.end; i++) places[range.lines[i]].push_back(i);
   return places;
 }
 
-// Pairs equal lines and keeps their order: at the start and end of the ranges, then those that stand once in each, and
-// so on between these.
+// Pairs equal lines in their order: first those at the start and end of the ranges, then those that each range has
+// once, then the same between these. Stores for each line of `before` the index of its partner.
 void pair_equal(Range before, Range after, std::vector<size_t> &partner) {
   auto are_equal = [&](size_t i, size_t j) { return before.lines[i] == after.lines[j]; };
   while (before.start < before.end && after.start < after.end && are_equal(before.start, after.start))
@@ -74,7 +74,7 @@ void pair_equal(Range before, Range after, std::vector<size_t> &partner) {
   if (has_pairs) pair_equal(before, after, partner);
 }
 
-// How alike two lines are: what they share at their starts and ends.
+// How similar two lines are: the number of equal bytes at their starts and ends.
 size_t likeness(std::string_view one, std::string_view other) {
   size_t shorter = std::min(one.size(), other.size());
   size_t start = 0;
@@ -84,8 +84,8 @@ size_t likeness(std::string_view one, std::string_view other) {
   return start + end;
 }
 
-// Judges the lines of one place of change. A line that is still there, in a section that was renamed, has not changed.
-// Each other new line takes the place of the old line with its key that it is most like.
+// Judges the lines of one changed range. A line that is still there, in a renamed section, is kept. Each other new line
+// replaces the most similar old line with the same key.
 void judge_place(const Range &before, const Range &after, std::vector<Fate> &fates) {
   std::map<std::string_view, std::multiset<std::string_view>> new_lines;  // by key
   for (size_t i = after.start; i < after.end; i++) new_lines[key_of(after.lines[i])].insert(after.lines[i]);
@@ -129,7 +129,7 @@ std::vector<Fate> compare_lines(const std::vector<std::string> &before, const st
   const std::vector<std::string> new_lines = with_sections(after);
   pair_equal({old_lines, 0, before.size()}, {new_lines, 0, after.size()}, partner);
   std::vector<Fate> fates(before.size(), Fate::kept);
-  // What lies between two pairs on either side is one place of change.
+  // The lines between two pairs are one changed range.
   for (size_t i = 0, next = 0; i < before.size();) {
     if (partner[i] != none) {
       next = partner[i++] + 1;
@@ -140,7 +140,7 @@ std::vector<Fate> compare_lines(const std::vector<std::string> &before, const st
     judge_place({before, i, end}, {after, next, end < before.size() ? partner[end] : after.size()}, fates);
     i = end;
   }
-  // What stands at another place of the file has only moved.
+  // A line that is elsewhere in the file has only moved.
   std::multiset<std::string> unpaired(new_lines.begin(), new_lines.end());
   for (size_t i = 0; i < before.size(); i++)
     if (partner[i] != none) unpaired.erase(unpaired.find(old_lines[i]));

@@ -1,4 +1,4 @@
-// Where lines come from, and which lines a setting drives.
+// Which settings a line comes from, and which lines come from a setting.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ bool holds_word(const std::string &line, const std::string &word) {
   return false;
 }
 
-// How much of a value a line shows: the whole of it, or the longest part that tells something.
+// How much of a value a line shows: the whole value, or its longest part of at least three characters.
 struct Shown {
   bool is_whole;
   size_t length;
@@ -38,10 +38,10 @@ Shown shown_part(const std::string &line, const std::string &value) {
   return {longest == value.size(), longest >= telling ? longest : 0};
 }
 
-// What is known about one setting and one line.
+// The influence of a setting on a line.
 struct Influence {
   const Setting *setting;
-  bool changes;  // some value changes the line, else it goes
+  bool changes;  // true when some value changes the line; false when the line disappears with every value
   Shown shown;
   size_t distance;
 };
@@ -54,7 +54,8 @@ bool is_nearer(const Influence &one, const Influence &other) {
   return rank(one) < rank(other);
 }
 
-// A value that a line shows, or that changes it, is its origin; whatever else makes it go is a condition.
+// A setting is an origin when the line shows its value or changes with it. Any other setting without which the line
+// disappears is a condition.
 LineAnswer answer_of(const std::string &text, size_t number, std::vector<Influence> influences) {
   LineAnswer answer{number, text, {}, {}, "", ""};
   std::stable_sort(influences.begin(), influences.end(), is_nearer);
@@ -86,7 +87,7 @@ std::vector<Influence> influences_on(const BaseRun &base, const std::vector<Effe
   return influences;
 }
 
-// What can be said of a line that no setting changes alone.
+// What is known about a line that no setting changes alone.
 std::string remark_on(const Pool &pool, const BaseRun &base, const std::string &file, size_t index) {
   Attempt empty{nullptr, {{"", false, Change::changed, "{}"}}};
   std::vector<Effect> effects = try_changes(pool, base, {empty});
@@ -94,8 +95,9 @@ std::string remark_on(const Pool &pool, const BaseRun &base, const std::string &
   return stays ? "the same on every router" : "no single setting changes it";
 }
 
-// For each line the file of the router that changes it, "" where none does: the host name's and those that were laid
-// over the root directory. A line that goes with its whole file is from the other one only when that holds it, too.
+// Returns for each line the file of the router that changes it; "" when none does. Tries the file of the host name and
+// those that the user laid over the root directory. When a whole output file disappears, a line of it comes from the
+// router's file only when that file has the line too.
 std::vector<std::string> file_origins(const Pool &pool, const BaseRun &base, const std::string &file) {
   constexpr size_t most = 64;
   std::set<std::string> names = {"etc/hostname"};
@@ -152,7 +154,7 @@ std::vector<DrivenLine> driven_lines(const Pool &pool, const std::vector<BaseRun
   std::vector<const Setting *> settings;
   for (const Setting &setting : pool.setup.settings)
     if (lies_in(setting.path, path) && (setting.is_leaf || setting.path == path)) settings.push_back(&setting);
-  std::map<std::pair<std::string, size_t>, DrivenLine> driven;  // `network` runs hold the files of `ipsec`, too
+  std::map<std::pair<std::string, size_t>, DrivenLine> driven;  // runs of `network` have the files of `ipsec` too
   for (const BaseRun &base : runs) {
     std::vector<const Setting *> tried;
     for (const Setting *setting : settings)

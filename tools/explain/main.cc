@@ -1,4 +1,4 @@
-// tessera-explain: which settings a line of a file comes from, which lines a setting drives, and why it drives none.
+// tessera-explain: tells which settings a line of a file comes from, which lines come from a setting, and why none do.
 #include <fcntl.h>
 #include <getopt.h>
 #include <unistd.h>
@@ -26,22 +26,22 @@ constexpr const char *usage_line =
     "Usage: tessera-explain [-c CONFIG] [-r RUNTIME] [-f ROOTFS_DIR] [OPTIONS] FILE[:LINE] | PATH | FACT | --unused\n";
 
 constexpr const char *help_text =
-    "Tells for a line of a file which settings it comes from and which only keep it there; for a path of\n"
-    "the configuration or a runtime fact which lines it drives, or what would have to change before it\n"
-    "drives one. FILE alone shows every line with the key that it comes from. Each answer is proved by\n"
-    "runs of tessera on changed copies of the router; nothing of the machine changes.\n"
+    "For a line of a file: tells which settings it comes from and which only keep it there. For a path of the\n"
+    "configuration or a runtime fact: tells which lines come from it, or what has to change before one does.\n"
+    "FILE alone shows every line with the path of the setting that it comes from. Each answer is proved by\n"
+    "runs of tessera on changed copies of the router; nothing on the machine changes.\n"
     "\n"
     "  -c, --config=CONFIG    the configuration; without it the machine's /etc/config/config.json\n"
     "  -r, --runtime=RUNTIME  runtime facts, a flat JSON object of key and string\n"
     "  -f, --rootfs=ROOTFS_DIR\n"
     "                         files that tessera finds on the router, laid over the root directory\n"
-    "  --unused               lists the settings that change nothing in any file, instead\n"
+    "  --unused               lists the settings that change nothing in any file\n"
     "  --json                 prints a JSON object\n"
-    "  --show-secrets         with passwords, private keys and shared secrets; they are masked without it\n"
+    "  --show-secrets         shows passwords, private keys and shared secrets, which are otherwise masked\n"
     "  --help, --version\n"
     "\n"
-    "Ends with 0 after an answer; 2: the command line is wrong, there is no such line, path or fact, or the\n"
-    "configuration is refused; 3: the runs cannot be set up.\n";
+    "Exit status: 0 after an answer; 2 when the command line is wrong, there is no such line, path or fact,\n"
+    "or the configuration is refused; 3 when the runs cannot be set up.\n";
 
 struct Options {
   const char *config = config_document;
@@ -66,15 +66,15 @@ struct Options {
   exit(exit_usage);
 }
 
-// The exit status, after a message when what was printed did not arrive.
+// Returns the exit status. Prints a message when the output could not be written.
 int finish_output() {
   if (fflush(stdout) == 0 && ferror(stdout) == 0) return 0;
-  fprintf(stderr, "tessera-explain: the answer cannot be printed: %s\n", strerror(errno));
+  fprintf(stderr, "tessera-explain: cannot print the answer: %s\n", strerror(errno));
   return exit_setup;
 }
 
 Options read_command_line(int argc, char **argv) {
-  static char name[] = "tessera-explain";  // as getopt's messages call the program
+  static char name[] = "tessera-explain";  // for the messages of getopt
   argv[0] = name;
   Options options;
   const option forms[] = {{"config", required_argument, nullptr, 'c'},
@@ -98,12 +98,12 @@ Options read_command_line(int argc, char **argv) {
   if (argc - optind != (options.lists_unused != 0 ? 0 : 1))
     refuse_usage("expected one FILE[:LINE], PATH or FACT, or --unused");
   if (options.lists_unused == 0) options.subject = argv[optind];
-  if (*options.config == '\0') refuse_usage("without a configuration there is nothing to explain");
+  if (*options.config == '\0') refuse_usage("expected the name of a file after -c");
   return options;
 }
 
-// The program of that name; ends the run when it is not installed. One that is for this program only lies in libexec,
-// next to the bin directory.
+// Returns the path of an installed program; ends the run when there is none. A program that only tessera-explain uses
+// is in libexec, next to the bin directory.
 std::string program(const char *name) {
   char self[PATH_MAX] = "";
   ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
@@ -118,7 +118,7 @@ std::string program(const char *name) {
 }
 
 Pool make_pool(const Options &options, const Setup &setup) {
-  Pool pool{setup, program("tessera-explain"), program("tessera-trace"), {}, {}, find_secrets(setup.text)};
+  Pool pool{setup, program("tessera-explain"), program("tessera-trace"), {}, {}, find_secrets(setup.content)};
   pool.secrets.masks = options.shows_secrets == 0;
   pool.router.tessera = program("tessera");
   pool.router.runt = program("runt");
@@ -130,7 +130,7 @@ Pool make_pool(const Options &options, const Setup &setup) {
   return pool;
 }
 
-// The dotted path; a reference becomes one, as "/network/device/eth0", which the configuration writes for
+// Returns the dotted path. A reference is accepted as the configuration writes it: "/network/device/eth0" is
 // network.device.eth0.
 std::string path_of(const std::string &subject) {
   if (subject.size() < 2 || subject[0] != '/') return subject;
@@ -138,14 +138,14 @@ std::string path_of(const std::string &subject) {
   return schema_at(path.substr(0, path.find('.'))).kind != Kind::ignored ? path : subject;
 }
 
-// FILE and LINE of "FILE:LINE"; LINE is "" where there is no colon.
+// Returns FILE of "FILE:LINE" and stores ":LINE", or "" when there is no colon.
 std::string split_subject(const std::string &subject, std::string &line) {
   size_t colon = subject.rfind(':');
   if (colon != std::string::npos) line = subject.substr(colon);
   return subject.substr(0, colon);
 }
 
-// The number behind the colon; ends the program where there is none.
+// Returns the number after the colon; ends the program when there is none.
 size_t line_number(const std::string &line) {
   size_t number = strtoul(line.c_str() + 1, nullptr, 10);
   if (number == 0 || line.find_first_not_of("0123456789", 1) != std::string::npos)
@@ -153,7 +153,7 @@ size_t line_number(const std::string &line) {
   return number;
 }
 
-// The run that writes the file, which is named by its path or the end of it; null when none does.
+// Returns the run that writes the file with that path or end of a path, and stores the path; null when no run does.
 const BaseRun *writer_of(const std::vector<BaseRun> &runs, const std::string &name, std::string &file) {
   for (const BaseRun &run : runs) {
     for (const auto &[path, lines] : run.lines) {
@@ -168,7 +168,7 @@ const BaseRun *writer_of(const std::vector<BaseRun> &runs, const std::string &na
   return nullptr;
 }
 
-// How a run reads the fact: as bool, int, string or list; "" when none does.
+// Returns how a run reads the fact: as bool, int, string or list; "" when no run reads it.
 std::string fact_kind(const std::vector<BaseRun> &runs, const std::string &key) {
   for (const BaseRun &run : runs) {
     auto found = run.trace.facts.find(key);
@@ -177,7 +177,7 @@ std::string fact_kind(const std::vector<BaseRun> &runs, const std::string &key) 
   return "";
 }
 
-// Ends the program: `name` is no file that a service writes, no fact, and no path either.
+// Ends the program: `name` is not a file of a service, not a fact and not a path.
 [[noreturn]] void refuse_subject(const Setup &setup, const std::vector<BaseRun> &runs, const std::string &name,
                                  bool is_file) {
   std::vector<std::string> names;
@@ -217,7 +217,7 @@ void explain_unused(const Printing &printing, const std::vector<BaseRun> &runs) 
 
 void explain(const Options &options, Pool &pool) {
   std::vector<BaseRun> runs = run_base(pool, {"dnsmasq", "pam", "ipsec"});
-  pool.ipsec_files = runs.back().result.links;  // and what else there is
+  pool.ipsec_files = runs.back().result.links;
   for (const auto &[file, content] : runs.back().result.files)
     pool.ipsec_files.try_emplace(file.substr(1), File{S_IFREG | 0600, content});
   std::vector<BaseRun> network = run_base(pool, {"network"});
@@ -229,7 +229,7 @@ void explain(const Options &options, Pool &pool) {
   std::string line;
   std::string file;
   const std::string name = split_subject(options.subject, line);
-  // "network" is a part of the configuration; the file of that name can be called uci/network.
+  // A name can be both: "network" is the path of the configuration, the file is uci/network.
   bool is_path = find_setting(pool.setup, options.subject) != nullptr;
   const BaseRun *base = is_path ? nullptr : writer_of(runs, name, file);
   if (base != nullptr) return explain_file(printing, *base, file, line);

@@ -26,13 +26,13 @@ std::string json_value(const Printing &printing, const Setting &setting) {
   return setting.json[0] == '"' ? quoted(masked(printing.pool.secrets, "", setting.value)) : setting.json;
 }
 
-// What a change sets: of a fact a string, else JSON.
+// The new value of a change: a string for a fact, else JSON.
 std::string new_value(const Printing &printing, const Change &change) {
   if (!is_hidden(printing, change.path, change.is_fact) || change.value == "\"\"") return change.value;
   return change.is_fact ? "<secret>" : quoted("<secret>");
 }
 
-// The JSON, cut where it is long or goes on in another line.
+// The JSON, cut when it is long or has several lines.
 std::string shown(const std::string &json) {
   constexpr size_t longest = 60;
   size_t end = json.find("\\n");
@@ -40,7 +40,7 @@ std::string shown(const std::string &json) {
   return json.substr(0, std::min(end, longest)) + "...\"";
 }
 
-// A line of a file as it may reach a terminal: what a fact brought along may do no harm there.
+// A line of a file for a terminal. Control characters, which a fact may contain, could harm the terminal.
 std::string harmless(std::string line) {
   auto is_control = [](char byte) { return (static_cast<unsigned char>(byte) < ' ' && byte != '\t') || byte == 0x7F; };
   std::replace_if(line.begin(), line.end(), is_control, '?');
@@ -53,7 +53,7 @@ std::string line_of(const DrivenLine &line) {
 
 // ---- JSON
 
-// Members without a value are left out.
+// Leaves out members without a value.
 std::string object(std::initializer_list<std::pair<const char *, std::string>> members) {
   std::string json;
   for (const auto &[name, value] : members)
@@ -61,7 +61,7 @@ std::string object(std::initializer_list<std::pair<const char *, std::string>> m
   return json + "}";
 }
 
-// The elements in lines of their own where each is long.
+// The elements as a JSON array, with `joint` between them.
 template <typename Elements, typename Form>
 std::string list(const Elements &elements, Form json_of, const char *joint = ", ") {
   std::string json;
@@ -126,8 +126,8 @@ std::string driven_json(const std::vector<DrivenLine> &lines) {
 
 // ---- For people
 
-// A row for each setting, the first one behind the label: its place, as compilers write places, its path, and its value
-// or what of it matters.
+// Prints a row for each setting: FILE:LINE:COLUMN, as compilers write it, the path, and the value or what else matters.
+// The label comes before the first row.
 void print_settings(const Printing &printing, const char *label, const std::vector<const Setting *> &settings,
                     bool with_values) {
   for (const Setting *setting : settings) {
@@ -219,7 +219,7 @@ void print_would(const Printing &printing, const std::string &path, const std::v
     puts(object({{"path", string_json(path)}, {"would", list(lines, json_of)}}).c_str());
     return;
   }
-  if (lines.empty()) puts("it is not set, and nothing that was tried for it writes a line");
+  if (lines.empty()) puts("it is not set, and no value that was tried adds a line");
   for (const NewLines &row : lines) {
     printf("it is not set. If it were %s:\n", shown(new_value(printing, row.change)).c_str());
     for (const DrivenLine &line : row.lines) printf("  %s\n", line_of(line).c_str());

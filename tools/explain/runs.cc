@@ -14,14 +14,14 @@
 
 namespace {
 
-// Trials that run in one sandbox, one after the other.
+// Trials that run one after the other in the same sandbox.
 struct Batch {
   std::vector<size_t> numbers;  // of the trials
   Job job;
   Run run;
 };
 
-// The words of a command line; no path of a program holds a space that has to be kept apart.
+// The commands of a trial, one a line. No path of a program inside the sandbox has a space.
 std::string command_line(const Pool &pool, const Trial &trial, const char *facts) {
   std::string line;
   auto add = [&line](const std::string &program, const std::string &argument) {
@@ -34,7 +34,7 @@ std::string command_line(const Pool &pool, const Trial &trial, const char *facts
   return line;
 }
 
-// Adds a trial to a batch, unless its changes do not apply.
+// Adds a trial to a batch, unless its changes cannot be made.
 void add_trial(const Pool &pool, const Trial &trial, size_t number, Batch &batch) {
   std::string config;
   Facts facts;
@@ -56,7 +56,7 @@ Batch make_batch(const Pool &pool, bool has_ipsec_files, const std::string &othe
     router.files[other_file] = {S_IFREG | 0644, similar(pool.setup, content_of(router.files, other_file))};
   if (!pool.setup.facts.empty()) router.facts = facts_text(pool.setup.facts);
   if (has_ipsec_files) {
-    // All that /var/run held after that run: what the router had there before is in it, or gone.
+    // These are all files of /var/run after the run: they replace those that the router had there.
     std::erase_if(router.files, [](const auto &entry) {
       return entry.first.rfind("var/run/", 0) == 0 && !S_ISDIR(entry.second.mode);
     });
@@ -64,7 +64,7 @@ Batch make_batch(const Pool &pool, bool has_ipsec_files, const std::string &othe
   }
   Batch batch;
   batch.job = services_job(router, {});
-  // Nobody asks what the store holds before and after. The programs of the trials are shown, but not run.
+  // The dumps of the store before and after are not needed. The commands that never run make the programs visible.
   batch.job.preparations.pop_back();
   batch.job.commands = {{{pool.explain, batch_argument}}};
   for (const std::string *program : {&pool.router.tessera, &pool.router.runt, &pool.tracer})
@@ -72,7 +72,7 @@ Batch make_batch(const Pool &pool, bool has_ipsec_files, const std::string &othe
   return batch;
 }
 
-// Sorts the files of a batch by its trials.
+// Runs a batch to its end and stores the files of each trial in its result.
 void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &results) {
   Outcome outcome = finish_job(batch.run);
   if (outcome.commands.empty() || outcome.commands[0].status != 0) {
@@ -105,7 +105,7 @@ void collect_results(const Pool &pool, Batch &batch, std::vector<Result> &result
   }
 }
 
-// Trials with the same files in /var/run at their start share batches, one for each processor.
+// Runs some of the trials. Those that start with the same files in /var/run share batches, one for each processor.
 void run_some(const Pool &pool, const std::vector<Trial> &trials, size_t first, size_t end,
               std::vector<Result> &results) {
   long online = sysconf(_SC_NPROCESSORS_ONLN);
@@ -131,12 +131,12 @@ void run_some(const Pool &pool, const std::vector<Trial> &trials, size_t first, 
 }  // namespace
 
 std::vector<Result> run_all(const Pool &pool, const std::vector<Trial> &trials) {
-  constexpr size_t most_at_once = 32U << 20;  // bytes of configuration; a run needs several times as much
+  constexpr size_t most_at_once = 32U << 20;  // bytes of configurations; runs need several times as much memory
   constexpr size_t most = 512U << 20;
-  size_t size = pool.setup.text.size() + 1;
+  size_t size = pool.setup.content.size() + 1;
   if (trials.size() > 1 && trials.size() > most / size) {
-    fprintf(stderr, "tessera-explain: %s: too large: the answer would take %zu runs\n", pool.setup.config_name.c_str(),
-            trials.size());
+    fprintf(stderr, "tessera-explain: %s: too large for the %zu runs that the answer takes\n",
+            pool.setup.config_name.c_str(), trials.size());
     exit(2);
   }
   std::vector<Result> results(trials.size());

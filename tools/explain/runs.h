@@ -1,4 +1,4 @@
-// Runs of tessera on changed copies of a router, side by side, none of which the machine notices.
+// Runs tessera on changed copies of a router. Runs are concurrent and do not change the machine.
 #ifndef TESSERA_EXPLAIN_RUNS_H
 #define TESSERA_EXPLAIN_RUNS_H
 
@@ -13,37 +13,37 @@
 struct Trial {
   std::string service;
   std::vector<Change> changes;
-  // The record of what the run reads is wanted too.
+  // True when the trace of the run is needed.
   bool is_traced = false;
-  // What `network` finds of `ipsec`.
+  // The files of `ipsec` that `network` finds.
   enum IpsecFiles {
-    of_router,          // the files from a run on the router as it is
-    of_changed_router,  // those from a run on the changed router
+    of_router,          // those of a run on the unchanged router
+    of_changed_router,  // those of a run on the changed router
     none,
   } ipsec_files = of_router;
-  std::string other_file = {};  // a file of the router, relative to "/", that has another content; "" for none
+  std::string other_file = {};  // a file of the router, relative to "/", that gets other content; "" for none
 };
 
 struct Result {
-  bool is_refused = true;  // the changes do not apply, or tessera refuses the document that they make
+  bool is_refused = true;  // the changes cannot be made, or tessera refuses the configuration after them
   std::string messages;
-  std::map<std::string, std::string> files;  // content by path; of a symbolic link "-> " and its target
+  std::map<std::string, std::string> files;  // content by path; "-> " and the target for a symbolic link
   Tree links;                                // relative to "/"
   std::string trace;
 };
 
-// What all trials share.
+// The router and the programs that all trials share.
 struct Pool {
   const Setup &setup;
   std::string explain;  // the paths of this program and of tessera-trace
   std::string tracer;
   Router router;     // without configuration and facts
-  Tree ipsec_files;  // that `ipsec` writes on the router as it is
+  Tree ipsec_files;  // of a run of `ipsec` on the unchanged router
   Secrets secrets;
 };
 
 // Runs the trials, as many at once as the machine has processors, and returns their results in the same order. Ends the
-// program after a message when one cannot be set up, or when the document is too large to be tried so often.
+// program after a message when a trial cannot be set up, or when the configuration is too large for so many trials.
 std::vector<Result> run_all(const Pool &pool, const std::vector<Trial> &trials);
 
 #endif

@@ -1,4 +1,4 @@
-// Why settings have no effect: a search for the smallest changes after which they have one.
+// Why settings have no effect: a search for the fewest changes after which they have one.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -14,13 +14,13 @@ namespace {
 using Changes = std::vector<Change>;
 using Progress = std::tuple<size_t, size_t, size_t>;
 
-// A path whose settings have no effect.
+// A setting without an effect.
 struct Subject {
   std::string path;
   bool is_fact;
-  std::string entry;              // that the path lies in
-  std::set<std::string> related;  // entries that can have to do with it
-  Changes probes;                 // of which one makes a difference as soon as the path has an effect
+  std::string entry;              // the outermost entry that the path lies in
+  std::set<std::string> related;  // entries that may influence it
+  Changes probes;                 // one of them makes a difference when the setting has an effect
 };
 
 struct Search {
@@ -28,15 +28,15 @@ struct Search {
   std::vector<Subject> subjects;
 };
 
-// Changes that are worth a run.
+// Changes to try.
 struct Suggestion {
   Changes changes;
-  std::vector<const Subject *> subjects;  // that they may give an effect
-  size_t place;                           // among the reads, of what the last change is about
-  size_t number;                          // of the last change among those of its setting
+  std::vector<const Subject *> subjects;  // settings that may get an effect
+  size_t place;                           // of the read of the last changed setting, among all reads
+  size_t number;                          // of the last change among the changes of its setting
 };
 
-// A run after changes.
+// The result of a run after changes.
 struct Step {
   const BaseRun *base;  // of the service
   Suggestion suggestion;
@@ -44,17 +44,17 @@ struct Step {
   Progress progress;  // for the first subject
 };
 
-// Where the search of one service stands.
+// The state of the search in one service.
 struct Front {
   const BaseRun *base;
   Changes changes;
   Progress progress;
 };
 
-// ---- What has to do with a path
+// ---- Related entries and facts
 
-// The entry of a map that the path lies in, the outermost one: "network.interface.lan" of all below it. The path itself
-// where there is none.
+// The outermost entry of a map that the path lies in: "network.interface.lan" for all paths below it. The path itself
+// when there is none.
 std::string entry_of(const Setup &setup, const std::string &path) {
   for (size_t dot = path.find('.'); dot != std::string::npos; dot = path.find('.', dot + 1)) {
     const Setting *setting = find_setting(setup, path.substr(0, dot));
@@ -63,14 +63,14 @@ std::string entry_of(const Setup &setup, const std::string &path) {
   return path;
 }
 
-// True when the value names the entry, by its path or its bare name.
+// True when the value is the path or the name of the entry.
 bool names_entry(const Setting &setting, const std::string &entry) {
   std::string reference = "/" + entry;
   std::replace(reference.begin(), reference.end(), '.', '/');
   return setting.value == reference || setting.value == entry || setting.value == last_name(entry);
 }
 
-// The path's own entry, the entries that this one names and those that name it, and what these name in turn.
+// The entry of the path, the entries that it names or that name it, and the entries that these name or that name these.
 std::set<std::string> related_entries(const Setup &setup, const std::string &path) {
   std::set<std::string> related = {entry_of(setup, path)};
   for (int hop = 0; hop < 2; hop++) {
@@ -89,7 +89,7 @@ std::set<std::string> related_entries(const Setup &setup, const std::string &pat
   return related;
 }
 
-// True when the fact is about an entry that is related, or about none.
+// True when the fact names a related entry, or no entry.
 bool is_related_fact(const Search &search, const Subject &subject, const std::string &key) {
   bool names_any = false;
   for (const std::string &name : components_of(key)) {
@@ -104,7 +104,7 @@ bool is_related(const Search &search, const Subject &subject, const Read &read) 
   if (read.is_fact) return is_related_fact(search, subject, read.path);
   for (const std::string &entry : subject.related)
     if (lies_in(read.path, entry)) return true;
-  // What stands beside the path, or beside something that it lies in; of an array each element.
+  // Settings of the objects that the path lies in, and elements of their arrays.
   std::string own = read.path;
   if (last_name(own).find_first_not_of("0123456789") == std::string::npos) own.resize(own.rfind('.'));
   size_t dot = own.rfind('.');
@@ -113,7 +113,7 @@ bool is_related(const Search &search, const Subject &subject, const Read &read) 
 
 // ---- Steps
 
-// What a run suggests on top of the changes that it had: changes of what it has read.
+// Adds to the changes of a run one more: of each setting that the run has read and that may influence a subject.
 std::vector<Suggestion> suggestions_after(const Search &search, const Changes &done, const Trace &trace) {
   std::vector<Suggestion> suggestions;
   std::set<std::pair<std::string, bool>> seen;
@@ -134,7 +134,7 @@ std::vector<Suggestion> suggestions_after(const Search &search, const Changes &d
   return suggestions;
 }
 
-// How far a run came: what it read below the path, below its entry, and of facts.
+// How far a run came: how many settings it read below the path and below its entry, and how many related facts.
 Progress progress_of(const Search &search, const Subject &subject, const Trace &trace) {
   Progress progress;
   for (const auto &[path, places] : trace.settings) {
@@ -148,8 +148,8 @@ Progress progress_of(const Search &search, const Subject &subject, const Trace &
   return progress;
 }
 
-// Runs what is suggested after a run that left the trace `before`. A subject can only get an effect from a run that
-// went another way and read it. Steps that lead nowhere are left out.
+// Tries suggestions after a run with the trace `before`. A setting can only get an effect when the trace differs and
+// the run reads the setting. Leaves out steps without a chance of that.
 std::vector<Step> take_steps(const Search &search, const BaseRun &base, const Trace &before,
                              const std::vector<Suggestion> &suggestions) {
   constexpr size_t most = 128;  // traces at a time
@@ -175,8 +175,8 @@ std::vector<Step> take_steps(const Search &search, const BaseRun &base, const Tr
 
 // ---- Proofs
 
-// The trials that show whether one of the subjects has an effect after a step: a probe of all of them at once, the last
-// ones first, so that no place in the document moves before its own change.
+// The trials that show whether one of the subjects has an effect after a step. Each probes all subjects at once, the
+// last subject first, so that removing an element does not change the index of another subject.
 std::vector<Trial> trials_of(const Step &step, const std::vector<const Subject *> &subjects) {
   std::vector<Trial> trials;
   for (size_t number = 0;; number++) {
@@ -188,9 +188,9 @@ std::vector<Trial> trials_of(const Step &step, const std::vector<const Subject *
   }
 }
 
-// For each subject the steps, by their indexes, after which its probes make a difference.
+// Returns for each subject the indexes of the steps after which its probes make a difference.
 std::map<const Subject *, std::set<size_t>> proofs(const Search &search, const std::vector<Step> &steps) {
-  std::vector<std::pair<size_t, const Subject *>> doubts;  // whether the subject has an effect after the step
+  std::vector<std::pair<size_t, const Subject *>> doubts;  // a step, and a subject that may have an effect after it
   std::vector<Group> groups;
   for (size_t i = 0; i < steps.size(); i++) {
     Group group;
@@ -225,8 +225,8 @@ std::map<const Subject *, std::set<size_t>> proofs(const Search &search, const s
   return proved;
 }
 
-// The suggestions after a run of that trace and progress that are worth a step of their own, for one subject: those of
-// what the subject lies in, and those that give it an effect or bring the run further.
+// Returns the suggestions that get a step of their own, for a search with one subject: those of the entries that the
+// subject lies in, and those that give it an effect or bring the run further than `progress`.
 std::vector<Suggestion> promising(const Search &search, const BaseRun &base, const Trace &before,
                                   const Progress &progress, const std::vector<Suggestion> &suggestions) {
   if (search.subjects.size() > 1) return suggestions;
@@ -254,7 +254,7 @@ std::vector<Suggestion> promising(const Search &search, const BaseRun &base, con
   return chosen;
 }
 
-// The changes of a way without those that it does not need: a search takes some of them on the way only.
+// Leaves out changes of a way that are not needed: some only led the search to the last one.
 Changes needed_changes(const Search &search, const Subject &subject, const Step &way) {
   Changes changes = way.suggestion.changes;
   for (size_t i = changes.size() - 1; i-- > 0;) {
@@ -268,8 +268,8 @@ Changes needed_changes(const Search &search, const Subject &subject, const Step 
 
 // ---- Answers
 
-// The likeliest first: a fact that is missing, and of these the one that the run asked for last before it gave up; then
-// a switch, a word, anything else. A path is named once.
+// Sorts the ways, the likeliest first: a missing fact, beginning with the one that the run read last; then a boolean, a
+// known word, anything else. Keeps one way for each path.
 void arrange(std::vector<const Step *> &ways) {
   auto rank = [](const Step *way) {
     const Change &last = way->suggestion.changes.back();
@@ -298,7 +298,7 @@ void add_ways(const Search &search, const std::vector<Step> &steps, std::vector<
   }
 }
 
-// Lines of the runs that name an entry which the path lies in.
+// The messages of the runs that name the entry of the subject.
 std::vector<std::string> messages_about(const Subject &subject, const std::vector<BaseRun> &runs) {
   std::vector<std::string> messages;
   const std::string name = "'" + last_name(subject.entry) + "'";
@@ -319,7 +319,7 @@ Search make_search(const Pool &pool, const std::vector<const Setting *> &setting
   return search;
 }
 
-// The steps that one more change on top of another step makes.
+// Tries one more change after those of a front.
 std::vector<Step> steps_after(const Search &search, const Front &front) {
   const BaseRun &base = *front.base;
   Trace trace = base.trace;
@@ -344,7 +344,7 @@ std::vector<Ways> find_ways(const Pool &pool, const std::vector<BaseRun> &runs,
                      [](const Front &one, const Front &other) { return one.progress > other.progress; });
     std::vector<Front> next;
     for (const Front &front : fronts) {
-      // What another service reads, and has a way for, does not matter to one that reads nothing of it.
+      // A service that reads nothing of the setting does not matter when another service has a way.
       if (is_alone && !found[0].ways.empty() && std::get<0>(front.progress) == 0) continue;
       std::vector<Step> steps = steps_after(search, front);
       add_ways(search, steps, found);

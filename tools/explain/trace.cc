@@ -9,7 +9,7 @@
 
 namespace {
 
-// Takes the first word off a line.
+// Removes the first word from a line and returns it.
 std::string_view take_word(std::string_view &line) {
   size_t end = std::min(line.find(' '), line.size());
   std::string_view word = line.substr(0, end);
@@ -24,7 +24,7 @@ size_t take_number(std::string_view &line) {
   return number;
 }
 
-// The last read of that path among the first `limit`; -1 when there is none.
+// The index of the last read of the path among the first `limit` reads; -1 when there is none.
 ptrdiff_t last_read(const Trace &trace, const std::string &path, bool is_fact, size_t limit, bool only_trees) {
   const auto &places = is_fact ? trace.facts : trace.settings;
   auto found = places.find(path);
@@ -37,7 +37,7 @@ ptrdiff_t last_read(const Trace &trace, const std::string &path, bool is_fact, s
   return -1;
 }
 
-// The same, or the last one of what it was read with: an object or array above it, or the list that a fact is in.
+// The same, for the path or what it was read with: all of an object or array above it, or the list that a fact is in.
 ptrdiff_t last_read_of(const Trace &trace, const std::string &path, bool is_fact, size_t limit) {
   ptrdiff_t last = last_read(trace, path, is_fact, limit, false);
   for (size_t dot = path.rfind('.'); dot != std::string::npos && dot > 0; dot = path.rfind('.', dot - 1)) {

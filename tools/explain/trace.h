@@ -1,4 +1,4 @@
-// The record of a run that tessera-trace leaves: what was read, and how far the files were by then.
+// The trace of a run, which tessera-trace writes: what the run read, and how long the files were then.
 #ifndef TESSERA_EXPLAIN_TRACE_H
 #define TESSERA_EXPLAIN_TRACE_H
 
@@ -12,7 +12,7 @@
 
 struct Read {
   std::string path;
-  std::string kind;  // of a fact how it was read, of a setting "read", or "tree" for all below it
+  std::string kind;  // bool, int, string or list for a fact; "read" for a setting, "tree" for all below a path
   bool is_fact;
 
   bool operator==(const Read &) const = default;
@@ -20,9 +20,9 @@ struct Read {
 
 struct Trace {
   std::vector<Read> reads;
-  std::map<std::string, std::vector<size_t>> settings;  // by path: its indexes in `reads`
+  std::map<std::string, std::vector<size_t>> settings;  // indexes in `reads`, by path
   std::map<std::string, std::vector<size_t>> facts;     // by key
-  // By file: after how many bytes how many reads had happened.
+  // By file: a length of the file, and the number of reads before it got longer.
   std::map<std::string, std::vector<std::pair<size_t, size_t>>> progress;
 
   bool operator==(const Trace &) const = default;
@@ -30,14 +30,14 @@ struct Trace {
 
 Trace parse_trace(std::string_view record);
 
-// True when the run has read the value at the path: itself, or everything in an object or array above it.
+// True when the run has read the value at the path, or all values of an object or array above it.
 bool is_read(const Trace &trace, const std::string &path, bool is_fact);
 
-// True when the run has read something at or below the path, or everything in what is above it.
+// True when the run has read a value at or below the path, or all values of an object or array above it.
 bool reads_any(const Trace &trace, const std::string &path, bool is_fact);
 
-// How many reads lie between the last one of the setting and the end of a line, which lies `bytes` into the file; the
-// largest number when the run had not read it by then.
+// The number of reads between the last read of the setting and the end of a line, at that number of bytes in the file;
+// SIZE_MAX when the run had not read the setting by then.
 size_t distance_to(const Trace &trace, const Setting &setting, const std::string &file, size_t bytes);
 
 #endif

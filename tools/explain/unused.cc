@@ -1,4 +1,4 @@
-// The settings that change nothing.
+// Settings without an effect in any file.
 #include <algorithm>
 
 #include "explain/answers.h"
@@ -13,7 +13,7 @@ std::vector<const Setting *> unused_settings(const Pool &pool, const std::vector
     }
     for (const Effect &effect : try_settings(pool, base, tried)) used.insert(effect.attempt.setting);
   }
-  // In document order an object comes before what is in it.
+  // In document order an object comes before its members.
   std::vector<const Setting *> unused;
   for (const Setting &setting : pool.setup.settings) {
     if (setting.is_fact || (!unused.empty() && lies_in(setting.path, unused.back()->path))) continue;
