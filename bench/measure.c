@@ -1,9 +1,9 @@
 // Runs commands in turn and prints the lowest costs of each: measure RUNS COMMAND [ARG...] [-- COMMAND [ARG...]]...
 //
-// Prints one line for each command: wall time and CPU time in microseconds, and the peak resident memory in KiB. The CPU
-// time is user and system time, with that of children that were waited for. The commands take turns, so that other load of
-// the machine affects all of them. This program is small and static and uses vfork: the kernel's count of a child's memory
-// begins with that of its parent, so a large parent would be measured instead of the child.
+// Prints one line for each command: wall time and CPU time in microseconds, and the peak resident memory in KiB. The
+// CPU time is user and system time, with that of children that were waited for. The commands take turns, so that other
+// load of the machine affects all of them. This program is small and static and uses vfork: the kernel's count of a
+// child's memory begins with that of its parent, so a large parent would be measured instead of the child.
 #include <errno.h>
 #include <spawn.h>
 #include <stdio.h>

@@ -15,11 +15,11 @@
 
 // A node that carries interfaces: a device, radio or modem.
 struct Carrier {
-  NetworkNode *node;
-  const char *prefix;     // of the interface that comes with a tunnel device; null for other devices
-  bool in_model = true;   // false for a device that is left out
-  bool named = true;      // false for a VLAN whose base is not known yet
-  bool visiting = false;  // used by name_vlan
+  NetworkNode *node = nullptr;
+  const char *prefix = nullptr;  // of the interface that comes with a tunnel device; null for other devices
+  bool in_model = true;          // false for a device that is left out
+  bool named = true;             // false for a VLAN whose base is not known yet
+  bool visiting = false;         // used by name_vlan
 };
 
 struct Builder {

@@ -19,7 +19,9 @@ struct Source {
 Carrier &add_carrier(Builder &build, const ConfigNode *entry, const Source &source) {
   NetworkNode &node = new_node(build.store, source.type, source.device_type, entry);
   node.key = node.name = config_key(entry);
-  Carrier &carrier = build.carriers.emplace_back(Carrier{.node = &node, .prefix = source.prefix});
+  Carrier &carrier = build.carriers.emplace_back();
+  carrier.node = &node;
+  carrier.prefix = source.prefix;
   build.made_from.emplace(entry, &carrier);
   return carrier;
 }

@@ -200,6 +200,7 @@ std::map<const Subject *, std::set<size_t>> proofs(const Search &search, const s
     }
     if (!group.empty()) groups.push_back(group);
   }
+  if (doubts.empty()) return {};
   auto differ = [&](const std::vector<Group> &tried) {
     std::vector<Trial> trials;
     std::vector<size_t> group_of;
@@ -221,7 +222,10 @@ std::map<const Subject *, std::set<size_t>> proofs(const Search &search, const s
     return differs;
   };
   std::map<const Subject *, std::set<size_t>> proved;
-  for (size_t i : narrow(groups, differ)) proved[doubts[i].second].insert(doubts[i].first);
+  for (size_t i : narrow(groups, differ)) {
+    const auto &[step, subject] = doubts[i];
+    proved[subject].insert(step);
+  }
   return proved;
 }
 
