@@ -26,7 +26,7 @@ std::string reference_form(const SchemaKey &key) {
 
 std::string cure_of_list(const SchemaKey &key) {
   if (key.element == Kind::object) return with_members("write a list of objects", key);
-  return "write a list, in brackets also where it has one element" +
+  return "write a list in brackets, even for one element" +
          (key.element == Kind::reference ? ": [" + reference_form(key) + "]" : "");
 }
 
