@@ -5,7 +5,7 @@
 # unpacked below the build directory: nothing is installed, and the machine's list of architectures stays as it is.
 set -eu
 cd "$(dirname "$0")/.."
-packages='liblmdb0 liblmdb-dev libssl3 libssl-dev libgtest-dev rapidjson-dev'
+packages='libssl3 libssl-dev libgtest-dev rapidjson-dev'
 
 # quiet LOG COMMAND...: runs a command, and shows its output only when it fails.
 quiet() {

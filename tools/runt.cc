@@ -43,17 +43,15 @@ std::string in_quotes(const std::string &key) {
 }
 
 bool check_key(const char *key) {
-  StoredKey encoded;
-  if (runt_encode_key(key, &encoded)) return true;
+  if (runt_is_key(key)) return true;
   fprintf(stderr, "runt: %s: %s\n", in_quotes(key).c_str(), key_rule);
   return false;
 }
 
 // Why a key is refused; null for a good key. The store would accept more keys, but nobody could type them.
 const char *key_trouble(const std::string &key) {
-  StoredKey encoded;
   if (holds_control(key.data(), key.size()) || !is_utf8(key)) return stored_key_rule;
-  return runt_encode_key(key.c_str(), &encoded) ? nullptr : key_rule;
+  return runt_is_key(key.c_str()) ? nullptr : key_rule;
 }
 
 // The string with U+FFFD for every byte that is not UTF-8.

@@ -5,7 +5,7 @@ set -eu
 
 build_packages='
   g++ cmake ninja-build
-  rapidjson-dev liblmdb-dev libssl-dev
+  rapidjson-dev libssl-dev
 '
 test_packages='
   clang libclang-rt-14-dev libgtest-dev valgrind mandoc groff-base

@@ -96,6 +96,9 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
       : document(into), stream(from), content(into.content.data()) {
     current->member = document.schema;
     current->member_kind = document.schema->kind;
+    // More nodes than wait at a time in most documents. Without this, a long array would be copied several times; the
+    // unused part is address space, not memory.
+    pending.reserve(into.content.size() / 64);
   }
 
   uint32_t offset(const char *place) const { return static_cast<uint32_t>(place - content); }

@@ -1,7 +1,7 @@
 // Lists the keys directly below a key, in natural order.
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,8 +16,7 @@ namespace {
 
 struct Child {
   std::string_view name;
-  bool has_value;
-  std::string_view value;
+  const std::string *value;  // null for a child that only has keys below it
 };
 
 bool is_number(std::string_view name) {
@@ -37,35 +36,24 @@ bool naturally_before(const Child &left, const Child &right) {
   return left.name.size() < right.name.size();
 }
 
-// The children of `key` ("" for the top level) in natural order. Their strings point into the store and are valid until
-// the next change.
+// The children of `key` ("" for the top level) in natural order. They point into the store and are valid until the next
+// change.
 std::vector<Child> find_children(const char *key) {
   std::vector<Child> children;
-  StoredKey seek = {};
   bool top_level = key != nullptr && *key == '\0';
-  if (!top_level && !runt_encode_key(key, &seek)) return children;
-  MDB_cursor *cursor = runt_open_cursor();
-  if (cursor == nullptr) return children;
-
-  // The key followed by a zero byte finds the first key below it. A zero byte alone sorts before all keys.
-  size_t prefix = top_level ? 0 : seek.length + 1;
-  seek.bytes[seek.length++] = '\0';
-  MDB_val found;
-  MDB_val value;
-  for (;;) {
-    found = {seek.length, seek.bytes};
-    if (mdb_cursor_get(cursor, &found, &value, MDB_SET_RANGE) != 0) break;
-    std::string_view stored = bytes_of(found);
-    if (stored.size() <= prefix || memcmp(stored.data(), seek.bytes, prefix) != 0) break;
-    std::string_view name = stored.substr(prefix, stored.find('\0', prefix) - prefix);
-    // A key sorts before all keys below it, so this is the child itself if it has a value.
-    bool has_value = prefix + name.size() == stored.size();
-    children.push_back({name, has_value, has_value ? bytes_of(value) : std::string_view()});
-    memcpy(seek.bytes + prefix, name.data(), name.size());
-    seek.length = prefix + name.size();
-    seek.bytes[seek.length++] = '\1';  // past the child and all keys below it
+  if (runt_connection == nullptr || (!top_level && !runt_is_key(key))) return children;
+  std::string prefix = top_level ? "" : std::string(key) + '.';
+  const Values &values = runt_connection->values;
+  auto at = values.lower_bound(prefix);
+  while (at != values.end() && at->first.starts_with(prefix)) {
+    std::string_view below = std::string_view(at->first).substr(prefix.size());
+    std::string_view name = below.substr(0, below.find('.'));
+    bool has_value = name.size() == below.size();
+    // With a value and keys below it, a child is found twice, and other children may be between.
+    if (has_value || values.find(prefix + std::string(name)) == values.end())
+      children.push_back({name, has_value ? &at->second : nullptr});
+    at = has_value ? std::next(at) : values.lower_bound(prefix + std::string(name) + past_dot);
   }
-  mdb_cursor_close(cursor);
   std::sort(children.begin(), children.end(), naturally_before);
   return children;
 }
@@ -78,7 +66,7 @@ RuntEntry *make_entry(const char *parent, const Child &child) {
   key += child.name;
   entry->key = copy_bytes(key.data(), key.size());
   entry->name = entry->key + name;
-  entry->value = copy_bytes(child.value.data(), child.value.size());
+  entry->value = copy_bytes(child.value->data(), child.value->size());
   return entry;
 }
 
@@ -101,7 +89,7 @@ char **runt_keys(const char *key) {
 RuntEntry **runt_get_entries(const char *key, int /*reserved1*/, int /*reserved2*/, int /*reserved3*/,
                              int /*reserved4*/) {
   std::vector<Child> children = find_children(key);
-  std::erase_if(children, [](const Child &child) { return !child.has_value; });
+  std::erase_if(children, [](const Child &child) { return child.value == nullptr; });
   if (children.empty()) return nullptr;
   auto **entries = static_cast<RuntEntry **>(xrealloc(nullptr, (children.size() + 1) * sizeof(RuntEntry *)));
   RuntEntry **end = entries;

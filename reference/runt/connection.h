@@ -1,48 +1,44 @@
 // The connection to the store, one for each process.
+//
+// The store is one file: each key and its value, in the order of the keys, each followed by a zero byte. A change
+// writes a new file and renames it, so a reader needs no lock, and a program that is killed leaves the old file whole.
+// Routers have some hundred facts, so reading all of them takes less time than opening a database.
 #ifndef TESSERA_REFERENCE_RUNT_CONNECTION_H
 #define TESSERA_REFERENCE_RUNT_CONNECTION_H
 
-#include <lmdb.h>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
 
-#include <string_view>
+#include "util/owned.h"
 
-// A connection starts as a reader, which creates no file, because most programs never write.
+using Values = std::map<std::string, std::string, std::less<>>;
+
+// The byte after '.': the keys below KEY are those from "KEY." to before "KEY/".
+constexpr char past_dot = '.' + 1;
+
 struct Connection {
-  bool open;
-  bool writable;
-  MDB_env *env;       // null while the store has no file yet
-  MDB_txn *snapshot;  // what reads see outside a batch; null like `env`
-  MDB_txn *batch;     // null outside a batch
-  int batch_error;    // the first failure of a change in the batch
-  MDB_dbi values;     // the table of all values
+  Values values;    // what reads see: the file as it was read, with the changes of an open batch
+  Fd file;          // the file that was read; not open when there was none
+  Fd lock;          // held while a batch is open
+  bool changed;     // whether the batch has changed anything
+  int batch_error;  // the first failure of a change in the batch
 };
-extern Connection runt_connection;
+extern std::unique_ptr<Connection> runt_connection;  // null without a connection
 
-// Creates the store's directory and opens the store for reading. 0 for success. Waits for other programs as
-// runt_begin_batch does.
+// Creates the store's directory and reads the file. 0 for success.
 int runt_connect();
 
-// Discards an open batch and closes the store.
-void runt_disconnect();
-
-// Opens the store for writing, if it is not, and begins a batch. 0 for success. Only one program writes at a time, and
-// the others wait. A process waits at most 10 seconds in all and then logs a message; after that, calls that would have
-// to wait return EBUSY at once.
+// Locks the store and reads the file again if it is another one, then begins a batch. 0 for success. Only one program
+// writes at a time, and the others wait. A process waits at most 10 seconds in all and then logs a message; after that,
+// calls that would have to wait return EBUSY at once.
 int runt_begin_batch();
 
-// Ends the batch: stores all its changes, or none of them when one failed. 0 for success. Later reads see the changes.
+// Ends the batch: stores all its changes, or none of them when one failed. 0 for success.
 int runt_end_batch();
 
-// The transaction for reads: the open batch, or else the snapshot; null when there is nothing to read.
-MDB_txn *runt_view();
-
-// A cursor on that transaction, which the caller closes before the next change; null when there is nothing to read.
-MDB_cursor *runt_open_cursor();
-
-// The bytes of a key or value of LMDB, borrowed.
-
-inline std::string_view bytes_of(const MDB_val &value) {
-  return {static_cast<const char *>(value.mv_data), value.mv_size};
-}
+// True while a batch is open.
+bool runt_in_batch();
 
 #endif

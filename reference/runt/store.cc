@@ -5,6 +5,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "platform/runt.h"
 #include "platform/tools.h"
@@ -13,58 +15,40 @@
 
 namespace {
 
-Connection &store = runt_connection;
-
-MDB_val stored_form(const StoredKey &key) {
-  return {key.length, const_cast<char *>(key.bytes)};  // only read
+// The value of a key; null when there is none.
+const std::string *find_value(const char *key) {
+  if (runt_connection == nullptr || !runt_is_key(key)) return nullptr;
+  auto found = runt_connection->values.find(key);
+  return found != runt_connection->values.end() ? &found->second : nullptr;
 }
 
-bool find_value(const char *key, MDB_val *value) {
-  StoredKey encoded;
-  if (runt_view() == nullptr || !runt_encode_key(key, &encoded)) return false;
-  MDB_val stored = stored_form(encoded);
-  return mdb_get(runt_view(), store.values, &stored, value) == 0;
+void put(Connection *connection, const char *key, const char *value) {
+  connection->values.insert_or_assign(key, value);
+  connection->changed = true;
 }
 
-int put(const StoredKey &key, const char *value) {
-  MDB_val stored = stored_form(key);
-  MDB_val bytes = {strlen(value), const_cast<char *>(value)};  // only read
-  return mdb_put(store.batch, store.values, &stored, &bytes, 0);
-}
-
-// True for `root` and all keys below it.
-bool lies_below(const StoredKey &root, const MDB_val &key) {
-  return key.mv_size >= root.length && memcmp(key.mv_data, root.bytes, root.length) == 0 &&
-         (key.mv_size == root.length || bytes_of(key)[root.length] == '\0');
-}
-
-// Removes `root` and all keys below it.
-int remove_subtree(const StoredKey &root, const char * /*value*/) {
-  MDB_cursor *cursor;
-  int error = mdb_cursor_open(store.batch, store.values, &cursor);
-  if (error != 0) return error;
-  MDB_val key = stored_form(root);
-  MDB_val value;
-  error = mdb_cursor_get(cursor, &key, &value, MDB_SET_RANGE);
-  while (error == 0 && lies_below(root, key)) {
-    error = mdb_cursor_del(cursor, 0);
-    if (error == 0) error = mdb_cursor_get(cursor, &key, &value, MDB_NEXT);
-  }
-  mdb_cursor_close(cursor);
-  return error == MDB_NOTFOUND ? 0 : error;
+// Removes the key and all keys below it.
+void remove_subtree(Connection *connection, const char *key, const char * /*value*/) {
+  Values &values = connection->values;
+  std::string root = key;
+  size_t before = values.size();
+  values.erase(root);
+  values.erase(values.lower_bound(root + '.'), values.lower_bound(root + past_dot));
+  if (values.size() != before) connection->changed = true;
 }
 
 // Makes one change in the open batch, or else in a batch of its own. 0 for success.
-int change(int step(const StoredKey &, const char *), const char *key, const char *value) {
-  StoredKey encoded;
-  if (!store.open) return ENOTCONN;
-  bool valid = value != nullptr && runt_encode_key(key, &encoded);
-  bool alone = store.batch == nullptr;
+int change(void step(Connection *, const char *, const char *), const char *key, const char *value) {
+  if (runt_connection == nullptr) return ENOTCONN;
+  bool valid = value != nullptr && runt_is_key(key);
+  bool alone = !runt_in_batch();
   if (alone && !valid) return EINVAL;
   int error = alone ? runt_edit_start() : 0;
   if (error != 0) return error;
-  if (store.batch_error == 0) store.batch_error = valid ? step(encoded, value) : EINVAL;
-  return alone ? runt_edit_commit() : store.batch_error;
+  int &batch_error = runt_connection->batch_error;
+  if (batch_error == 0 && !valid) batch_error = EINVAL;
+  if (batch_error == 0) step(runt_connection.get(), key, value);
+  return alone ? runt_edit_commit() : batch_error;
 }
 
 // The formatted key; null when it is too long.
@@ -92,41 +76,30 @@ bool parse_int32(std::string_view digits, int32_t *number) {
 
 }  // namespace
 
-bool runt_encode_key(const char *key, StoredKey *encoded) {
-  size_t length = key != nullptr ? strlen(key) : 0;
-  if (length == 0 || length > runt_key_limit) return false;
-  char *bytes = encoded->bytes;
-  char *end = bytes + length;
-  memcpy(bytes, key, length + 1);
-  for (char *component = bytes;; component++) {
-    char *dot = static_cast<char *>(memchr(component, '.', static_cast<size_t>(end - component)));
-    if (dot == component || component == end) return false;
-    if (dot == nullptr) break;
-    *dot = '\0';
-    component = dot;
-  }
-  encoded->length = length;
-  return true;
+bool runt_is_key(const char *key) {
+  if (key == nullptr || *key == '.') return false;
+  size_t length = strlen(key);
+  return length > 0 && length <= runt_key_limit && key[length - 1] != '.' && strstr(key, "..") == nullptr;
 }
 
 const char *runt_error_message(int error) {
-  return mdb_strerror(error);
+  return error == EBADMSG ? "the file is damaged" : strerror(error);
 }
 
 int runt_init(void) {
-  if (store.open) return 0;
+  if (runt_connection != nullptr) return 0;
   int error = runt_connect();
   if (error != 0) log_debug("cannot open the runtime store %s: %s", runt_directory, runt_error_message(error));
   return error;
 }
 
 void runt_deinit(void) {
-  runt_disconnect();
+  runt_connection.reset();
 }
 
 char *runt_get_string(const char *key) {
-  MDB_val value;
-  return find_value(key, &value) ? copy_bytes(bytes_of(value).data(), value.mv_size) : nullptr;
+  const std::string *value = find_value(key);
+  return value != nullptr ? copy_bytes(value->data(), value->size()) : nullptr;
 }
 
 char *runt_get_string_pathf(const char *format, ...) {
@@ -139,9 +112,9 @@ char *runt_get_string_pathf(const char *format, ...) {
 }
 
 int32_t runt_get_int32(const char *key, int32_t fallback) {
-  MDB_val value;
+  const std::string *value = find_value(key);
   int32_t number;
-  return find_value(key, &value) && parse_int32(bytes_of(value), &number) ? number : fallback;
+  return value != nullptr && parse_int32(*value, &number) ? number : fallback;
 }
 
 int32_t runt_get_int_pathf(int32_t fallback, const char *format, ...) {
@@ -154,10 +127,10 @@ int32_t runt_get_int_pathf(int32_t fallback, const char *format, ...) {
 }
 
 bool runt_get_bool(const char *key, bool fallback) {
-  MDB_val value;
-  if (!find_value(key, &value)) return fallback;
-  if (bytes_of(value) == "true" || bytes_of(value) == "1") return true;
-  if (bytes_of(value) == "false" || bytes_of(value) == "0") return false;
+  const std::string *value = find_value(key);
+  if (value == nullptr) return fallback;
+  if (*value == "true" || *value == "1") return true;
+  if (*value == "false" || *value == "0") return false;
   return fallback;
 }
 
@@ -171,8 +144,8 @@ char **runt_keys_pathf(const char *format, ...) {
 }
 
 int runt_edit_start(void) {
-  if (!store.open) return ENOTCONN;
-  if (store.batch != nullptr) return EBUSY;
+  if (runt_connection == nullptr) return ENOTCONN;
+  if (runt_in_batch()) return EBUSY;
   return runt_begin_batch();
 }
 
@@ -190,7 +163,7 @@ int runt_set_string_pathf(const char *value, const char *format, ...) {
 }
 
 int runt_edit_commit(void) {
-  if (store.batch == nullptr) return EINVAL;
+  if (!runt_in_batch()) return EINVAL;
   int error = runt_end_batch();
   if (error != 0) log_debug("cannot change the runtime store: %s", runt_error_message(error));
   return error;

@@ -120,7 +120,7 @@ known_stores = {}
 
 def facts(state):
     """The runtime store as a string: states are compared with it, not with the bytes of the store."""
-    data = state.get('runt/data.mdb')
+    data = state.get('runt/values')
     if data not in known_stores:
         dump = subprocess.run([f'{BIN}/runt', 'dump'], capture_output=True, text=True, timeout=PATIENCE)
         known_stores[data] = dump.stdout if dump.returncode == 0 else f'unreadable: {dump.stderr}'
@@ -310,7 +310,8 @@ def limited(limit, value):
 
 def hold(path):
     """Takes a lock, as another program that never releases it."""
-    fcntl.flock(os.open(path, os.O_RDWR | os.O_CREAT, 0o600), fcntl.LOCK_EX)
+    create = 0 if os.path.isdir(path) else os.O_CREAT
+    fcntl.flock(os.open(path, os.O_RDONLY | create, 0o600), fcntl.LOCK_EX)
 
 
 def lose_reader():
@@ -366,7 +367,7 @@ def each(services, outcomes):
 Row = collections.namedtuple('Row', 'what outcomes router start whole text', defaults=(None, None, 'uncut', None))
 WAITS = [
     Row('configuration: a pipe', each(ALL, 'reported'), in_place_of(CONFIG, os.mkfifo), whole='untouched'),
-    Row('store: a writer is stuck', each('network', 'reported'), lambda: hold('/run/runt/data.mdb')),
+    Row('store: a writer is stuck', each('network', 'reported'), lambda: hold('/run/runt')),
     *(Row('a run is stuck', each(service, 'reported'), lambda path=f'/run/tessera-{service}.lock': hold(path))
       for service in SERVICES),
     Row('children hang', each('network', 'reported'), program('md5sum', 'echo $$ >/media/child; sleep 1000'),
@@ -390,13 +391,11 @@ ROWS = [
       for what, make in (('a pipe', os.mkfifo), ('a directory', os.mkdir)) for service, path, outcomes, whole in (
           ('dnsmasq', 'dnsmasq.conf', 'reported', 'untouched'), ('ipsec', 'ipsec.conf', 'reported', 'untouched'),
           ('network', 'uci/network.new', 'reported', 'exact'), ('dnsmasq', 'hostnamesniffer.cfg', 'silent', ''))),
-    Row('store: cut', each('dnsmasq network ipsec', 'reported'), lambda: os.truncate('/run/runt/data.mdb', 9000), whole=None),
-    Row('store: foreign', each('dnsmasq network ipsec', 'reported'), lambda: shell('yes | head -c 90000 >/run/runt/data.mdb'),
+    Row('store: cut', each('dnsmasq network ipsec', 'reported'), lambda: os.truncate('/run/runt/values', 90), whole=None),
+    Row('store: foreign', each('dnsmasq network ipsec', 'reported'), lambda: shell('yes | head -c 90000 >/run/runt/values'),
         whole=None),
     Row('store: never made, nothing left', each('network', 'reported'), lambda: (shell('rm -r /run/runt/*'), room(0)()),
         whole=None),
-    Row('store: no lock file, nothing left', each('dnsmasq network ipsec', 'reported'),
-        lambda: (os.unlink('/run/runt/lock.mdb'), room(0)()), whole=None),
     Row('child writes without end', each('network', 'reported'), program('md5sum', 'yes'), whole='', text=LOGGING),
     Row('no program to remove the old tree', each('ipsec', 'silent'), program('rm', 'exit 1'), whole=None),
     Row('standard streams are closed', each('dnsmasq ipsec', 'same'), None, lambda: os.closerange(0, 3), text=LOGGING),

@@ -2,12 +2,9 @@
 // tessera-conformance tests what the store of every device has to do.
 #include "platform/runt.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
-#include <sys/ptrace.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -71,13 +68,28 @@ TEST_F(Runt, CreatesPrivateFiles) {
   EXPECT_EQ(system("[ \"$(stat -c %a /var/run/runt)\" = 700 ]"), 0);
   EXPECT_EQ(names(""), "(null)");
   ASSERT_EQ(put("a", "1"), 0);
-  EXPECT_EQ(system("[ \"$(stat -c %a /var/run/runt /var/run/runt/data.mdb | tr -d '\\n')\" = 700600 ]"), 0);
-  // An empty file, as after the process that creates the store was killed.
-  runt_deinit();
-  ASSERT_EQ(truncate("/var/run/runt/data.mdb", 0), 0);
-  ASSERT_EQ(runt_init(), 0);
-  EXPECT_EQ(put("b", "1"), 0);
+  EXPECT_EQ(system("[ \"$(stat -c %a /var/run/runt /var/run/runt/values | tr -d '\\n')\" = 700600 ]"), 0);
+}
+
+TEST_F(Runt, DamagedFiles) {
+  for (const char *content : {"a", "a\\0", "a\\0001\\000b\\000", "a..b\\0001\\000", "\\000\\000"}) {
+    runt_deinit();
+    ASSERT_EQ(system(("printf '" + std::string(content) + "' >/var/run/runt/values").c_str()), 0);
+    EXPECT_NE(runt_init(), 0) << content;
+    EXPECT_EQ(runt_keys(""), nullptr);
+  }
+  // While a connection is open, the store may be removed, damaged and repaired.
+  ASSERT_EQ(system("rm /var/run/runt/values"), 0);
+  ASSERT_EQ(runt_init() + put("a", "1"), 0);
+  ASSERT_EQ(system("rm /var/run/runt/values"), 0);
+  ASSERT_EQ(put("b", "2"), 0);
   EXPECT_EQ(names(""), "b");
+  ASSERT_EQ(system("echo x >/var/run/runt/other && mv /var/run/runt/other /var/run/runt/values"), 0);
+  EXPECT_NE(put("c", "3"), 0);
+  EXPECT_EQ(names(""), "b");
+  ASSERT_EQ(system("rm /var/run/runt/values && mkdir /var/run/runt/values.new"), 0);
+  EXPECT_NE(put("c", "3"), 0);
+  EXPECT_EQ(names(""), "(null)");
 }
 
 TEST_F(Runt, Values) {
@@ -162,8 +174,8 @@ TEST_F(Runt, Batches) {
   for (const auto &[key, value] : bad) {
     ASSERT_EQ(runt_edit_start(), 0);
     ASSERT_EQ(put("map.3", "new"), 0);
-    EXPECT_NE(put(key, value), 0);
-    EXPECT_NE(runt_edit_commit(), 0);
+    put(key, value);
+    EXPECT_NE(runt_edit_commit(), 0) << key;
     EXPECT_EQ(names("map"), "0 2");
   }
   EXPECT_EQ(put("map.6", "new"), 0);
@@ -245,11 +257,6 @@ int ended_by(pid_t pid) {
 }
 
 TEST_F(Runt, ReadersSeeWholeBatches) {
-  void *head;
-  size_t size;
-  if (syscall(SYS_get_robust_list, 0, &head, &size) != 0) {
-    GTEST_SKIP() << "no robust locks here (an emulated processor): a killed process keeps its locks";
-  }
   ASSERT_EQ(write_batch(0, [] {}), 0);
   runt_deinit();
   pid_t readers[3];
@@ -270,38 +277,6 @@ TEST_F(Runt, ReadersSeeWholeBatches) {
   EXPECT_TRUE(rows_alike());
 }
 
-TEST_F(Runt, KilledReadersLeaveRoom) {
-  ASSERT_EQ(write_batch(0, [] {}), 0);
-  runt_deinit();
-  pid_t holder = fork_child([] { return runt_init() == 0 ? pause() : 1; });  // keeps the table of 126 readers in use
-  for (int reader = 0; reader < 130; reader++) {
-    ASSERT_EQ(ended_by(fork_child([] { return runt_init() == 0 ? raise(SIGKILL) : 1; })), -SIGKILL) << reader;
-  }
-  EXPECT_TRUE(rows_alike());
-  kill(holder, SIGKILL);
-  EXPECT_EQ(ended_by(holder), -SIGKILL);
-}
-
-// Starts the program, and stops it when it has just got LMDB's lock for opening the store. Returns 0 when this system
-// cannot trace programs.
-pid_t stop_while_opening() {
-  pid_t pid = fork_child([] {
-    setenv("ASAN_OPTIONS", "detect_leaks=0", 1);  // a traced program cannot search for leaks
-    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) execl(RUNT_PROGRAM, "runt", "set", "a", "2", nullptr);
-    return 1;
-  });
-  for (bool asked = false, got = false; !got;) {
-    int status;
-    __ptrace_syscall_info call = {};
-    if (waitpid(pid, &status, 0) != pid || !WIFSTOPPED(status)) return 0;
-    if (ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof call, &call) < 0) return 0;
-    got = asked && call.op == PTRACE_SYSCALL_INFO_EXIT;
-    asked = call.op == PTRACE_SYSCALL_INFO_ENTRY && call.entry.nr == SYS_fcntl && call.entry.args[1] == F_SETLK;
-    if (!got) ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr);
-  }
-  return pid;
-}
-
 TEST_F(Runt, StoppedProgramsAreWaitedForOnce) {
   ASSERT_EQ(put("row.0", "1"), 0);
   runt_deinit();
@@ -316,9 +291,7 @@ TEST_F(Runt, StoppedProgramsAreWaitedForOnce) {
               if (take(runt_get_string("row.0")) != "1") return 3;
               runt_deinit();
               kill(writer, SIGKILL);
-              pid_t opener = stop_while_opening();
-              if (opener != 0 && runt_init() == 0) return 4;
-              kill(opener != 0 ? opener : writer, SIGKILL);
+              waitpid(writer, nullptr, 0);
               return runt_init() + put("row.0", "2");
             })),
             0);
