@@ -138,6 +138,9 @@ class Measurer:
 
 # --- What is measured ---
 
+PEER_RUNS = 30  # with fewer runs, the lowest times still vary by a tenth
+
+
 def runs_for(size):
     """Many runs for small inputs, few runs for large ones."""
     return max(3, min(200, 20000 // size))
@@ -185,7 +188,7 @@ def measure_leases(measurer, results, sizes):
                 continue
             run(*command)
             same_file('/run/dnsmasq.conf', output)
-            mine, theirs = measurer.cost(max(3, runs_for(size) // 10), [[measurer.tessera, 'dnsmasq'], command])
+            mine, theirs = measurer.cost(PEER_RUNS, [[measurer.tessera, 'dnsmasq'], command])
             results.peers.append(('leases', size, peer, mine, theirs))
 
 
@@ -205,7 +208,7 @@ def measure_interfaces(measurer, results, sizes):
         networks = len([name for name in os.listdir(root + '/run/systemd/network') if name.endswith('.network')])
         if networks != size:
             raise Failure(f'netplan wrote {networks} networks instead of {size}')
-        mine, theirs = measurer.cost(max(3, runs_for(size) // 20), [[measurer.tessera, 'network'], command])
+        mine, theirs = measurer.cost(PEER_RUNS, [[measurer.tessera, 'network'], command])
         results.peers.append(('interfaces', size, 'netplan generate', mine, theirs))
 
 

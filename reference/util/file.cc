@@ -2,15 +2,10 @@
 #include "util/file.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <climits>
 #include <cstdio>
-#include <ctime>
 
 #include "platform/tools.h"
 #include "util/memory.h"
@@ -31,53 +26,9 @@ bool make_private(int fd) {
 
 }  // namespace
 
-int64_t moment_after(int milliseconds) {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000 + milliseconds;
-}
-
-bool wait_ready(int fd, short event, int64_t deadline) {
-  for (;;) {
-    int64_t remaining = std::max<int64_t>(deadline - moment_after(0), 0);
-    pollfd waited = {fd, event, 0};
-    int ready = poll(&waited, 1, static_cast<int>(std::min<int64_t>(remaining, INT_MAX)));
-    if (ready > 0) return true;
-    if ((ready < 0 && errno != EINTR) || remaining == 0) return false;
-  }
-}
-
 bool protect_standard_streams() {
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++)
     if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) return false;
-  return true;
-}
-
-bool read_all(int fd, std::string *content, size_t limit, int64_t deadline) {
-  char block[16384];
-  for (;;) {
-    if (deadline != no_deadline && !wait_ready(fd, POLLIN, deadline)) {
-      errno = ETIMEDOUT;
-      return false;
-    }
-    ssize_t got = read(fd, block, sizeof block);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return got == 0;
-    content->append(block, static_cast<size_t>(got));
-    if (content->size() > limit) {
-      errno = EFBIG;
-      return false;
-    }
-  }
-}
-
-bool write_all(int fd, std::string_view content) {
-  while (!content.empty()) {
-    ssize_t written = write(fd, content.data(), content.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    content.remove_prefix(static_cast<size_t>(written));
-  }
   return true;
 }
 
