@@ -281,6 +281,13 @@ constexpr char usage[] =
     "Reads and edits the runtime store in /var/run/runt.\n"
     "Exit status: 0 done; 1 there is no such key, or the command failed with a message; 2 wrong usage.\n";
 
+// The status, or `failed` after a message when standard output could not be written.
+int end_output(int status) {
+  if (fflush(stdout) == 0 && ferror(stdout) == 0) return status;
+  fprintf(stderr, "runt: cannot write: %s\n", strerror(errno));
+  return failed;
+}
+
 int run(const Command &command, char **arguments) {
   int error = runt_init();
   if (error != 0) {
@@ -289,9 +296,7 @@ int run(const Command &command, char **arguments) {
   }
   int status = command.run(arguments);
   runt_deinit();
-  if (fflush(stdout) == 0 && ferror(stdout) == 0) return status;
-  fprintf(stderr, "runt: cannot write: %s\n", strerror(errno));
-  return failed;
+  return end_output(status);
 }
 
 int misuse() {
@@ -308,11 +313,11 @@ int main(int argc, char **argv) {
   signal(SIGXFSZ, SIG_IGN);  // a write beyond the limit of file size fails then, as on a full file system
   if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
     fputs(usage, stdout);
-    return done;
+    return end_output(done);
   }
   if (argc == 2 && strcmp(argv[1], "--version") == 0) {
     puts("runt " TESSERA_VERSION);
-    return done;
+    return end_output(done);
   }
   if (argc < 2) return misuse();
   for (const Command &command : commands) {

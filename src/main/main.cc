@@ -77,7 +77,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "Usage: tessera <name>\n");
     return 1;
   }
-  if (answer_information_option(argv[1])) return 0;
+  if (answer_information_option(argv[1])) return fflush(stdout) == 0 ? 0 : 1;
   for (const MapperRow *row = mapper_table; row->name != nullptr; row++) {
     if (strcmp(row->name, argv[1]) != 0) continue;
     std::set_new_handler(end_without_memory);

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Tests the manual pages: their markup, and that a page and its program's --help name the same commands and options.
+# Tests the manual pages: their markup, and that a page and its program's --help name the same commands and options. Also
+# tests that each program reports help that cannot be written.
 #
 #   manual.sh BIN_DIRECTORY PAGE...
 set -u
@@ -21,6 +22,9 @@ named() {
 for page; do
   program=$(basename "$page" .8)
   "$programs/$program" --help >"$work/help" 2>/dev/null
+  for option in --help --version; do
+    ! "$programs/$program" $option >/dev/full 2>/dev/null || { echo "$program $option hides a full device"; failed=1; }
+  done
   [ "$program" != tessera ] || continue # its help names only the services
 [ -s "$work/help" ] || continue # the page describes a file, not a program
   named "$program" <"$work/help" >"$work/expected"

@@ -76,6 +76,13 @@ unsigned read_number(const char *string, const char *problem) {
   return static_cast<unsigned>(number);
 }
 
+// False, after a message, when standard output could not be written.
+bool is_output_written() {
+  if (fflush(stdout) == 0 && ferror(stdout) == 0) return true;
+  fputs("tessera-apply: standard output cannot be written\n", stderr);
+  return false;
+}
+
 Options read_command_line(int argc, char **argv) {
   static char name[] = "tessera-apply";
   argv[0] = name;  // for getopt's messages
@@ -99,10 +106,10 @@ Options read_command_line(int argc, char **argv) {
         break;
       case 'h':
         printf("%s%s", usage, help_text);
-        exit(0);
+        exit(is_output_written() ? 0 : exit_setup);
       case 'v':
         puts("tessera-apply " TESSERA_VERSION);
-        exit(0);
+        exit(is_output_written() ? 0 : exit_setup);
       default:
         refuse_usage(nullptr);
     }
@@ -329,7 +336,5 @@ int main(int argc, char **argv) {
   openlog("tessera-apply", LOG_PID, LOG_DAEMON);
   if (geteuid() != 0) fail("has to run as root");
   int status = run(options);
-  if (fflush(stdout) == 0 && ferror(stdout) == 0) return status;
-  fputs("tessera-apply: standard output cannot be written\n", stderr);
-  return is_shown_only(options) ? exit_setup : status;
+  return is_output_written() || !is_shown_only(options) ? status : exit_setup;
 }

@@ -82,10 +82,11 @@ static const char usage[] =
     "Checks the libraries of a device. The device has to hold the configuration that is installed with this program.\n";
 
 static int answer(const char *option) {
-  if (strcmp(option, "--version") == 0) return puts("tessera-conformance " TESSERA_VERSION) < 0;
+  bool version = strcmp(option, "--version") == 0;
   bool help = strcmp(option, "--help") == 0;
-  fputs(usage, help ? stdout : stderr);
-  return help ? 0 : 2;
+  if (version) puts("tessera-conformance " TESSERA_VERSION);
+  if (!version) fputs(usage, help ? stdout : stderr);
+  return (help || version) && fflush(stdout) == 0 ? 0 : 2;
 }
 
 int main(int argc, char **argv) {

@@ -152,6 +152,7 @@ void print_help(const Options &options) {
   } else {
     puts("tessera-preview " TESSERA_VERSION);
   }
+  if (fflush(stdout) != 0) fail_system("cannot write the result");
   exit(0);
 }
 
