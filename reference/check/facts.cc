@@ -91,18 +91,6 @@ Match match(std::string_view row, std::string_view fact) {
   return result;
 }
 
-std::string hint_of(const std::string &nearest) {
-  return nearest.empty() ? nearest : ", did you mean '" + nearest + "'?";
-}
-
-// Replaces `nearest` when the candidate needs fewer edits than `least`.
-void consider(std::string_view wanted, std::string_view candidate, unsigned &least, std::string &nearest) {
-  const unsigned distance = edit_distance(wanted.data(), wanted.size(), candidate.data(), candidate.size(), least);
-  if (distance >= least) return;
-  least = distance;
-  nearest = candidate;
-}
-
 struct Fact {
   std::string name;
   size_t at;  // offset of the name, with its quote, in the file
@@ -188,13 +176,12 @@ FactUse use_of(const Fact &fact, std::string_view map, std::string_view name) {
 // Adds the entries that the fact names, in its name and in its value, or reports an unknown fact.
 void add_fact(Facts &facts, const Fact &fact) {
   constexpr std::string_view interfaces = "network.interface.";
-  std::string nearest;
-  unsigned least = 4;
+  Meant meant(fact.name);
   if (fact.name == "hybrid.lanmode") facts.lan_mode = fact.value == "true" || fact.value == "1";
   for (const std::string_view row : known_facts) {
     const Match found = match(row, fact.name);
     if (!found.fits) {
-      consider(fact.name, found.filled, least, nearest);
+      meant.look_at(found.filled);
       continue;
     }
     if (!found.map.empty()) facts.uses.push_back(use_of(fact, found.map, found.name));
@@ -202,7 +189,7 @@ void add_fact(Facts &facts, const Fact &fact) {
       facts.uses.push_back(use_of(fact, "network.interface", std::string_view(fact.value).substr(interfaces.size())));
     return;
   }
-  add(facts, fact, Rule::unknown_fact, {printable(fact.name), hint_of(nearest)});
+  add(facts, fact, Rule::unknown_fact, {printable(fact.name), meant.hint()});
 }
 
 }  // namespace
@@ -240,13 +227,12 @@ void check_facts(Facts &facts, const ConfigNode *root) {
   for (const FactUse &use : facts.uses) {
     const ConfigNode *entries = config_object(root, std::string(use.map).c_str());
     if (config_object_get(entries, use.name.c_str()) != nullptr) continue;
-    std::string nearest;
-    unsigned least = 3;
+    Meant meant(use.name);
     const ConfigNode *entry = searches_left > 0 ? config_object_first(entries) : nullptr;
-    for (; entry != nullptr; entry = config_object_next(entry)) consider(use.name, config_key(entry), least, nearest);
+    for (; entry != nullptr; entry = config_object_next(entry)) meant.look_at(config_key(entry));
     if (searches_left > 0) --searches_left;
     Finding finding =
-        finding_with_words(Rule::fact_of_nothing, {std::string(use.map), printable(use.name), hint_of(nearest)});
+        finding_with_words(Rule::fact_of_nothing, {std::string(use.map), printable(use.name), meant.hint()});
     finding.path = use.fact;
     finding.line = use.line;
     finding.column = use.column;

@@ -1,6 +1,5 @@
 // Strings that are not among the words listed for their key.
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <unordered_set>
@@ -16,30 +15,15 @@ namespace {
 
 using Paths = std::unordered_set<std::string>;
 
-// The listed word that is closest to a misspelt string; "" when none is close.
-std::string closest_word(const char *words, const char *string, size_t length) {
-  std::string closest;
-  unsigned least = 3;
-  for (const char *word = words; *word != '\0'; word += strspn(word, " ")) {
-    size_t word_length = strcspn(word, " ");
-    unsigned distance = edit_distance(string, length, word, word_length, least);
-    if (distance < least && distance < word_length) {
-      least = distance;
-      closest.assign(word, word_length);
-    }
-    word += word_length;
-  }
-  return closest;
-}
-
 void report_word(const ConfigNode *node, const SchemaKey &key, const char *string) {
   const std::string shown = printable(string);
   if (key.others == OtherWords::useless) {
     find(node, Rule::useless_word, {shown, key.words});
     return;
   }
-  const std::string closest = closest_word(key.words, string, strlen(string));
-  find(node, Rule::doubtful_word, {shown, closest.empty() ? "" : ", did you mean '" + closest + "'?"});
+  Meant meant(string);
+  for (const std::string_view word : split(key.words, ' ')) meant.look_at(word);
+  find(node, Rule::doubtful_word, {shown, meant.hint()});
 }
 
 void check_word(const ConfigNode *node, const Paths &found) {

@@ -96,8 +96,12 @@ bool is_entry_name(const char *name, size_t length, bool hyphen) {
          std::all_of(name, name + length, [hyphen](char c) { return is_entry_name_character(c, hyphen); });
 }
 
-unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length, unsigned limit) {
+// The number of edits between two names: changed, added or removed letters, and swaps of neighbours. UINT_MAX for long
+// names, and for names whose lengths differ by `limit` or more.
+static unsigned edit_distance(std::string_view from, std::string_view to, unsigned limit) {
   constexpr size_t longest = 40;
+  const size_t from_length = from.size();
+  const size_t to_length = to.size();
   size_t difference = from_length > to_length ? from_length - to_length : to_length - from_length;
   if (from_length > longest || to_length > longest || difference >= limit) return UINT_MAX;
   unsigned rows[3][longest + 1];
@@ -118,4 +122,19 @@ unsigned edit_distance(const char *from, size_t from_length, const char *to, siz
     std::swap(last, now);
   }
   return last[to_length];
+}
+
+Meant::Meant(std::string_view misspelt)
+    : written(misspelt), least(static_cast<unsigned>(std::min<size_t>(2, (misspelt.size() + 1) / 3)) + 1) {}
+
+bool Meant::look_at(std::string_view candidate) {
+  const unsigned distance = edit_distance(written, candidate, least);
+  if (distance >= least || distance >= candidate.size()) return false;
+  least = distance;
+  name = candidate;
+  return true;
+}
+
+std::string Meant::hint() const {
+  return name.empty() ? "" : ", did you mean '" + printable(name) + "'?";
 }

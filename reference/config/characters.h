@@ -34,9 +34,20 @@ std::string printable(std::string_view string);
 // True for a valid name of an entry of a map; `hyphen` also allows '-'.
 bool is_entry_name(const char *name, size_t length, bool hyphen);
 
-// The number of edits between two names: changed, added or removed letters, and swaps of neighbours. UINT_MAX for long
-// names, and for names whose lengths differ by `limit` or more.
-unsigned edit_distance(const char *from, size_t from_length, const char *to, size_t to_length, unsigned limit);
+// A search among names for the one that was meant by a misspelt one: the first of those with the fewest edits.
+struct Meant {
+  explicit Meant(std::string_view misspelt);
+
+  std::string_view written;  // the caller's string
+  unsigned least;            // only names with fewer edits than this are close
+  std::string name = {};     // the closest so far; "" for none
+
+  // Looks at one name. True when it is the closest so far.
+  bool look_at(std::string_view candidate);
+
+  // ", did you mean 'NAME'?"; "" for none.
+  std::string hint() const;
+};
 
 // True when the string is exactly that name, which may hold any bytes. Most names differ in one of their first
 // characters, so this is quicker than a comparison of lengths.

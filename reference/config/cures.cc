@@ -43,25 +43,16 @@ std::string as_reference(const ConfigNode *node) {
   return reference;
 }
 
-// A search for the entry whose name is closest to the last part of a written path.
+// A search for the entry that was meant by the last part of a written path.
 struct Search {
-  const char *name;
-  unsigned least;  // only names with fewer edits than this are close
+  Meant name;
   const ConfigNode *meant = nullptr;
 
-  explicit Search(const char *written) : name(last_part(written)) {
-    least = static_cast<unsigned>(std::min<size_t>(2, (strlen(name) + 1) / 3)) + 1;
-  }
-
-  void look_at(const ConfigNode &entry) {
-    const unsigned distance = edit_distance(name, strlen(name), entry.name, strlen(entry.name), least);
-    if (distance >= least) return;
-    least = distance;
-    meant = &entry;
-  }
+  explicit Search(const char *written) : name(last_part(written)) {}
 
   void look_through(const ConfigNode *map) {
-    for (const ConfigNode &entry : map->children) look_at(entry);
+    for (const ConfigNode &entry : map->children)
+      if (name.look_at(entry.name)) meant = &entry;
   }
 
   void look_for_devices(const ConfigNode *node) {
@@ -71,7 +62,7 @@ struct Search {
   }
 
   std::string cure(const std::string &form) const {
-    return (least == 0 ? "write \"" : "name an existing entry, such as \"") + form + "\"";
+    return (name.least == 0 ? "write \"" : "name an existing entry, such as \"") + form + "\"";
   }
 };
 

@@ -49,20 +49,6 @@ bool is_written_as(Kind kind, Found found) {
   return false;
 }
 
-// The name of a member of the object that is closest to a misspelt one; null when none is close.
-const char *closest_member(const SchemaKey &object, const char *name, size_t length) {
-  const char *closest = nullptr;
-  unsigned least = static_cast<unsigned>(std::min<size_t>(2, (length + 1) / 3)) + 1;
-  for (const SchemaKey &member : members_of(object)) {
-    unsigned distance = edit_distance(name, length, member.name, strlen(member.name), least);
-    if (distance < least) {
-      least = distance;
-      closest = member.name;
-    }
-  }
-  return closest;
-}
-
 // An object or array that is being read.
 struct Frame {
   const SchemaKey *key = nullptr;  // of the object or array; null below an unknown key
@@ -368,9 +354,10 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   }
 
   void report_unknown(std::string_view name) {
-    const char *meant = closest_member(*current->key, name.data(), name.size());
-    std::string hint = meant != nullptr ? std::string(", did you mean '") + meant + "'?" : "";
-    report_at(document, Rule::unknown_key, offset(name.data()) - 1, path(), "%s%s", unknown_key_message, hint.c_str());
+    Meant meant(name);
+    for (const SchemaKey &member : members_of(*current->key)) meant.look_at(member.name);
+    report_at(document, Rule::unknown_key, offset(name.data()) - 1, path(), "%s%s", unknown_key_message,
+              meant.hint().c_str());
   }
 
   // ---- Objects and arrays.

@@ -130,15 +130,9 @@ const Value *child_of(const Value &value, const std::string &name, bool *twice) 
 }
 
 std::string suggestion(const std::string &name, const std::vector<std::string> &names) {
-  const std::string *closest = nullptr;
-  unsigned least = 3;
-  for (const std::string &candidate : names) {
-    unsigned distance = edit_distance(name.data(), name.size(), candidate.data(), candidate.size(), least);
-    if (distance >= least || distance >= candidate.size()) continue;
-    least = distance;
-    closest = &candidate;
-  }
-  return closest != nullptr ? ", did you mean '" + printable(*closest) + "'?" : "";
+  Meant meant(name);
+  for (const std::string &candidate : names) meant.look_at(candidate);
+  return meant.hint();
 }
 
 std::vector<std::string> names_below(const Place &place, const Value *value) {
