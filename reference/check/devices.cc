@@ -6,6 +6,7 @@
 #include "check/check.h"
 #include "check/find.h"
 #include "check/values.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -14,8 +15,7 @@ using Masters = std::unordered_map<const ConfigNode *, const ConfigNode *>;
 // The kernel lets a device have only one master.
 void check_members(Masters &masters, const NetworkNode *master, uint32_t member_type) {
   const ConfigNode *config = network_config(master);
-  const NetworkNode *member = network_first_type(master, member_type);
-  for (; member != nullptr; member = network_next_type(master, member, member_type)) {
+  for (const NetworkNode *member : nodes_of_type(master, member_type)) {
     const ConfigNode *device = network_config(member);
     if (device == config) find(config_nearest(config, "device"), Rule::own_member, {network_key(member)});
     const auto [row, is_new] = masters.emplace(device, config);
@@ -88,8 +88,7 @@ void check_l2tpeth(const ConfigNode *session) {
 
 void check_devices(const NetworkModel *model) {
   Masters masters;
-  const NetworkNode *device = network_first_type(model, NETWORK_NODE_DEVICE);
-  for (; device != nullptr; device = network_next_type(model, device, NETWORK_NODE_DEVICE)) {
+  for (const NetworkNode *device : nodes_of_type(model, NETWORK_NODE_DEVICE)) {
     const ConfigNode *config = network_config(device);
     switch (network_device_type(device)) {
       case NETWORK_DEVICE_BRIDGE:

@@ -11,6 +11,7 @@
 #include "check/ipv4.h"
 #include "check/values.h"
 #include "config/document.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -188,7 +189,7 @@ void check_unset_options(const ConfigNode *server) {
 }
 
 void check_announced(const ConfigNode *server) {
-  for (const AnnouncedRow *row = announced; row->source != nullptr; ++row) {
+  for (const AnnouncedRow *row = announced; row->source != nullptr; row++) {
     const ValueRule address[] = {rule(row->address, Test::ipv4), end_of_rules};
     if (string_equals(server, row->source, "custom")) check_rules(server, address, Rule::dnsmasq_value);
   }
@@ -286,9 +287,9 @@ void check_server(DhcpCheck &check, const ConfigNode *part, const ConfigNode *se
   check_variants(server, "advanced.mtu", mtu_variants, Rule::dnsmasq_effect);
   check_unset_options(server);
   check_announced(server);
-  for_each_element(config_array(server, "advanced.custom_option"), check_custom_option);
-  for_each_element(config_array(server, "advanced.static_lease"),
-                   [&](const ConfigNode *lease) { check_static_lease(check, part, server, lease); });
+  for (const ConfigNode *option : entries_at(server, "advanced.custom_option")) check_custom_option(option);
+  for (const ConfigNode *lease : entries_at(server, "advanced.static_lease"))
+    check_static_lease(check, part, server, lease);
 }
 
 void check_part(DhcpCheck &check, const NetworkNode *node) {
@@ -334,8 +335,7 @@ void check_unused(const NetworkModel *model, const ConfigNode *interface) {
 // Checks all servers on interfaces of one type. Hybrid interfaces come last: an address that they reserve too is a
 // mistake only in LAN mode.
 void check_servers(DhcpCheck &check, const NetworkModel *model, uint32_t interface_type) {
-  const NetworkNode *node = network_first_type(model, NETWORK_NODE_PROTO);
-  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_PROTO))
+  for (const NetworkNode *node : nodes_of_type(model, NETWORK_NODE_PROTO))
     if (network_interface_type(node) == interface_type) check_part(check, node);
 }
 
@@ -343,14 +343,12 @@ void check_servers(DhcpCheck &check, const NetworkModel *model, uint32_t interfa
 
 void check_dhcp(const NetworkModel *model, const ConfigNode *root, bool lan_mode) {
   DhcpCheck check;
-  const NetworkNode *node = network_first_type(model, NETWORK_NODE_INTERFACE);
-  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_INTERFACE))
+  for (const NetworkNode *node : nodes_of_type(model, NETWORK_NODE_INTERFACE))
     if (network_interface_type(node) == NETWORK_INTERFACE_PASSTHROUGH)
       check.passthrough.emplace(network_find_parent(node, NETWORK_NODE_DEVICE), node);
   check_servers(check, model, NETWORK_INTERFACE_STATIC);
   document_of(root).in_lan_mode = !lan_mode;
   check_servers(check, model, NETWORK_INTERFACE_HYBRID);
   document_of(root).in_lan_mode = false;
-  for_each_member(config_object(root, "network.interface"),
-                  [model](const ConfigNode *interface) { check_unused(model, interface); });
+  for (const ConfigNode *interface : entries_at(root, "network.interface")) check_unused(model, interface);
 }

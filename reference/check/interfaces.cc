@@ -9,6 +9,7 @@
 #include "check/ipv4.h"
 #include "check/values.h"
 #include "config/characters.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -127,8 +128,6 @@ void check_interface(const NetworkNode *interface) {
 }  // namespace
 
 void check_interfaces(const NetworkModel *model) {
-  const NetworkNode *node = network_first_type(model, NETWORK_NODE_INTERFACE);
-  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_INTERFACE)) check_interface(node);
-  node = network_first_type(model, NETWORK_NODE_PROTO);
-  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_PROTO)) check_part(node);
+  for (const NetworkNode *node : nodes_of_type(model, NETWORK_NODE_INTERFACE)) check_interface(node);
+  for (const NetworkNode *node : nodes_of_type(model, NETWORK_NODE_PROTO)) check_part(node);
 }

@@ -7,6 +7,7 @@
 #include "check/find.h"
 #include "check/values.h"
 #include "config/report.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -112,14 +113,14 @@ constexpr char typed_identities[] = "raw ipv4 ipv6 rfc822 fqdn keyid";
 
 // Without a type, no identity is written, even if one is set.
 void check_untyped_identity(const ConfigNode *id) {
-  for_each_member(id, [id](const ConfigNode *value) {
+  for (const ConfigNode *value : members(id)) {
     const std::string name = config_key(value);
-    if (!name.ends_with("_id") || *config_string_get(value) == '\0') return;
+    if (!name.ends_with("_id") || *config_string_get(value) == '\0') continue;
     const std::string type = name.substr(0, name.size() - strlen("_id"));
     find(value, Rule::ipsec_effect,
          {"the identity is not used, as " + path_of(id) + ".type is not set",
           "write \"type\": \"" + type + "\" next to it"});
-  });
+  }
 }
 
 // An identity is written in quotes, without escapes. The file of shared secrets has it without quotes; with keys, the
@@ -141,7 +142,7 @@ void check_identity(const ConfigNode *owner, bool shared_secret) {
 // The identities of the peers form one list, and long elements are truncated.
 void check_peer_identity(const ConfigNode *owner, bool shared_secret) {
   check_identity(owner, shared_secret);
-  for (const char *const *key = peer_identity_keys; *key != nullptr; ++key) {
+  for (const char *const *key = peer_identity_keys; *key != nullptr; key++) {
     const ValueRule list_rules[] = {rule(*key, Test::without, ";"), at_most(*key, longest_peer_identity), end_of_rules};
     check_rules(owner, list_rules, Rule::ipsec_effect);
   }
@@ -158,14 +159,14 @@ void check_peers(const ConfigNode *tunnel) {
   const bool is_ipv6 = string_equals(tunnel, "remote.ip_version", "ipv6");
   check_each(tunnel, "remote.peers", is_ipv6 ? ipv6_peer_rules : ipv4_peer_rules, Rule::ipsec_effect);
   const bool shared_secret = has_shared_secret(tunnel);
-  for_each_element(peers, [count, is_ipv6, shared_secret](const ConfigNode *peer) {
+  for (const ConfigNode *peer : elements(peers)) {
     const ConfigNode *host = config_object_get(peer, is_ipv6 ? "hostname6" : "hostname");
     if (const char *name = config_string_get(host); count > 1 && name != nullptr && strcasecmp(name, "any") == 0)
       find(host, Rule::ipsec_effect,
            {std::string("'") + name + "' among several peers is a host name",
             "make it the only peer to accept every peer"});
     if (config_get_bool(peer, "peer_id.enable")) check_peer_identity(config_object(peer, "peer_id"), shared_secret);
-  });
+  }
 }
 
 // A tunnel needs lists of algorithms only when system.fips restricts them.
@@ -222,13 +223,12 @@ void check_tunnel(const ConfigNode *tunnel, bool fips) {
   check_identity(config_object(tunnel, "local"), has_shared_secret(tunnel));
   check_identity(config_object(tunnel, "remote"), has_shared_secret(tunnel));
   check_peers(tunnel);
-  for_each_element(config_array(tunnel, "policy"), check_policy);
+  for (const ConfigNode *policy : entries_at(tunnel, "policy")) check_policy(policy);
 }
 
 }  // namespace
 
 void check_ipsec(const ConfigNode *root) {
   const bool fips = config_get_bool(root, "system.fips");
-  for_each_member(config_object(root, "vpn.ipsec.tunnel"),
-                  [fips](const ConfigNode *tunnel) { check_tunnel(tunnel, fips); });
+  for (const ConfigNode *tunnel : entries_at(root, "vpn.ipsec.tunnel")) check_tunnel(tunnel, fips);
 }

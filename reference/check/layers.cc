@@ -5,6 +5,7 @@
 #include "check/find.h"
 #include "check/values.h"
 #include "config/characters.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -98,17 +99,15 @@ void check_interface(const NetworkModel *model, const NetworkNode *interface) {
 
 // The first interface of network.interface on that device; null when there is none.
 const NetworkNode *interface_on(const NetworkNode *device) {
-  const NetworkNode *interface = network_first_type(device, NETWORK_NODE_INTERFACE);
-  while (interface != nullptr && is_own(interface, device))
-    interface = network_next_type(device, interface, NETWORK_NODE_INTERFACE);
-  return interface;
+  for (const NetworkNode *interface : nodes_of_type(device, NETWORK_NODE_INTERFACE))
+    if (!is_own(interface, device)) return interface;
+  return nullptr;
 }
 
 void check_members(const NetworkModel *model, const NetworkNode *master, uint32_t member_type) {
   const ConfigNode *config = network_config(master);
   if (!config_get_bool(config, "enable") || string_equals(config, "mode", "switch")) return;
-  const NetworkNode *member = network_first_type(master, member_type);
-  for (; member != nullptr; member = network_next_type(master, member, member_type)) {
+  for (const NetworkNode *member : nodes_of_type(master, member_type)) {
     const NetworkNode *interface = interface_on(network_find_device(model, network_config(member)));
     if (interface == nullptr) continue;
     const ConfigNode *owner = network_config(interface);
@@ -137,10 +136,8 @@ bool is_off_device(const NetworkNode *device) {
 }
 
 void check_layers(const NetworkModel *model) {
-  const NetworkNode *node = network_first_type(model, NETWORK_NODE_INTERFACE);
-  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_INTERFACE)) check_interface(model, node);
-  node = network_first_type(model, NETWORK_NODE_DEVICE);
-  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_DEVICE)) {
+  for (const NetworkNode *node : nodes_of_type(model, NETWORK_NODE_INTERFACE)) check_interface(model, node);
+  for (const NetworkNode *node : nodes_of_type(model, NETWORK_NODE_DEVICE)) {
     if (network_device_type(node) == NETWORK_DEVICE_BRIDGE) check_members(model, node, NETWORK_NODE_BRIDGE_PORT);
     if (network_device_type(node) == NETWORK_DEVICE_BOND) check_members(model, node, NETWORK_NODE_BOND_SLAVE);
   }

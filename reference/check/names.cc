@@ -13,6 +13,7 @@
 #include "config/characters.h"
 #include "config/document.h"
 #include "config/report.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -75,8 +76,7 @@ bool is_wireless_client(const ConfigNode *member) {
 // The network mapper joins a wireless client to a bridge through a tap device.
 void claim_taps(Names &devices, Names &sections, const NetworkNode *bridge) {
   if (string_equals(network_config(bridge), "mode", "switch")) return;
-  const NetworkNode *port = network_first_type(bridge, NETWORK_NODE_BRIDGE_PORT);
-  for (; port != nullptr; port = network_next_type(bridge, port, NETWORK_NODE_BRIDGE_PORT)) {
+  for (const NetworkNode *port : nodes_of_type(bridge, NETWORK_NODE_BRIDGE_PORT)) {
     if (!is_wireless_client(network_config(port))) continue;
     const std::string name = network_name(port);
     claim_device_name(devices, "tap-" + name, network_config(port));
@@ -139,8 +139,7 @@ void claim_vlan(Owners &vlans, Names &sections, const NetworkNode *node) {
 
 void claim_interfaces(Names &sections, const NetworkModel *model, uint32_t type) {
   Owners vlans;
-  const NetworkNode *node = network_first_type(model, type);
-  for (; node != nullptr; node = network_next_type(model, node, type)) {
+  for (const NetworkNode *node : nodes_of_type(model, type)) {
     const std::string name = network_interface_name(node);
     claim_vlan(vlans, sections, node);
     if (has_section(node)) claim_section(sections, name, network_config(node));
@@ -156,9 +155,7 @@ void check_names(const NetworkModel *model) {
   Names devices{.twice = Rule::device_twice, .owners = {}};
   Names sections{.twice = Rule::section_twice, .owners = {}};
   claim(sections, "globals", nullptr);
-  const NetworkNode *device = network_first_type(model, NETWORK_NODE_DEVICE);
-  for (; device != nullptr; device = network_next_type(model, device, NETWORK_NODE_DEVICE))
-    claim_device(devices, sections, device);
+  for (const NetworkNode *device : nodes_of_type(model, NETWORK_NODE_DEVICE)) claim_device(devices, sections, device);
   claim_interfaces(sections, model, NETWORK_NODE_INTERFACE);
   claim_interfaces(sections, model, NETWORK_NODE_PROTO);
 }

@@ -17,7 +17,7 @@ bool decode(std::string_view string, std::string &bytes) {
   for (const char letter : string) {
     if (strchr(" \t\r\n", letter) != nullptr) continue;
     const char *digit = letter != '\0' ? strchr(digits, letter) : nullptr;
-    if (letter == '=') ++padding;
+    if (letter == '=') padding++;
     if ((digit == nullptr || padding > 0) && letter != '=') return false;
     collected = collected << 6 | (digit != nullptr ? static_cast<uint32_t>(digit - digits) : 0);
     if (++count % 4 != 0) continue;
@@ -39,7 +39,7 @@ bool take_element(std::string_view &der, unsigned depth) {
     const size_t bytes = length - 0x80;
     if (bytes > 4 || bytes > der.size()) return false;
     length = 0;
-    for (size_t i = 0; i < bytes; ++i) length = length << 8 | static_cast<unsigned char>(der[i]);
+    for (size_t i = 0; i < bytes; i++) length = length << 8 | static_cast<unsigned char>(der[i]);
     der.remove_prefix(bytes);
   }
   if (length > der.size()) return false;

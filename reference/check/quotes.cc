@@ -24,13 +24,13 @@ char in_quotes(char letter) {
 std::optional<std::string> split_form(const char *string) {
   std::string form;
   bool quoted = false;
-  for (; *string != '\0'; ++string) {
+  for (; *string != '\0'; string++) {
     if (*string == '"') {
       quoted = !quoted;
       if (!quoted && string[1] != '\0') form += *++string;
       continue;
     }
-    if (quoted && *string == '\\' && string[1] != '\0' && strchr("\"tnebr\\", string[1]) != nullptr) ++string;
+    if (quoted && *string == '\\' && string[1] != '\0' && strchr("\"tnebr\\", string[1]) != nullptr) string++;
     if (!quoted && *string == '#' && form.ends_with(' ')) return form;
     form += quoted ? in_quotes(*string) : *string;
   }
@@ -73,13 +73,13 @@ bool is_closed(const char *string) {
 
 char starter_refusal(const char *string) {
   bool quoted = false;
-  for (; *string != '\0'; ++string) {
+  for (; *string != '\0'; string++) {
     if (!quoted && *string == '#') return '\0';
     if (!quoted && *string == '=') return '=';
     if (*string == '"')
       quoted = !quoted;
     else if (quoted && *string == '\\' && string[1] != '\0')
-      ++string;
+      string++;
   }
   return quoted ? '"' : '\0';
 }
@@ -87,7 +87,7 @@ char starter_refusal(const char *string) {
 bool is_domain(const char *string) {
   constexpr size_t longest_label = 63;
   size_t length = 0;
-  for (; *string != '\0'; ++string) {
+  for (; *string != '\0'; string++) {
     length = strchr("./,", *string) != nullptr ? 0 : length + 1;
     if (length > longest_label || static_cast<unsigned char>(*string) > 0x7f) return false;
   }

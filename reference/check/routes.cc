@@ -59,10 +59,8 @@ void check_multicast_route(const NetworkModel *model, const ConfigNode *route) {
   const size_t count = config_array_count(interfaces);
   if (count == 0) find(config_nearest(route, "interface"), Rule::route_no_interface, {"interface is not set"});
   if (count > 1) find(interfaces, Rule::multicast_interfaces, {std::to_string(count)});
-  size_t index = 0;
-  for_each_element(interfaces, [&](const ConfigNode *element) {
-    check_route_interface(model, element, config_array_get_ref(interfaces, index++));
-  });
+  for (const ConfigNode *element : elements(interfaces))
+    check_route_interface(model, element, config_get_ref(element, ""));
 }
 
 void check_policy(const ConfigNode *policy) {
@@ -114,12 +112,10 @@ void check_nhrp_network(const Tunnels &tunnels, const ConfigNode *network) {
 
 void check_routes(const ConfigNode *root, const NetworkModel *model) {
   check_rules(root, global_rules, Rule::uci_value);
-  for_each_element(config_array(root, "network.route.static"),
-                   [model](const ConfigNode *route) { check_static_route(model, route); });
-  for_each_member(config_object(root, "service.multicast"),
-                  [model](const ConfigNode *route) { check_multicast_route(model, route); });
-  for_each_element(config_array(root, "network.route.policy"), check_policy);
+  for (const ConfigNode *route : entries_at(root, "network.route.static")) check_static_route(model, route);
+  for (const ConfigNode *route : entries_at(root, "service.multicast")) check_multicast_route(model, route);
+  for (const ConfigNode *policy : entries_at(root, "network.route.policy")) check_policy(policy);
   const Tunnels tunnels = tunnels_of(root);
-  for_each_element(config_array(root, "network.route.service.nhrp.network"),
-                   [&tunnels](const ConfigNode *network) { check_nhrp_network(tunnels, network); });
+  for (const ConfigNode *network : entries_at(root, "network.route.service.nhrp.network"))
+    check_nhrp_network(tunnels, network);
 }

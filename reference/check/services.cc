@@ -4,6 +4,7 @@
 #include "check/check.h"
 #include "check/find.h"
 #include "check/values.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -109,9 +110,8 @@ constexpr Method methods[] = {
 constexpr ValueRule method_rules[] = {rule("", Test::filled), end_of_rules};
 
 bool names_method(const ConfigNode *auth, const char *name) {
-  const ConfigNode *words = config_array(auth, "method");
-  for (size_t index = 0; index < config_array_count(words); ++index)
-    if (strcmp(config_array_get_string(words, index), name) == 0) return true;
+  for (const char *word : string_elements(config_array(auth, "method")))
+    if (strcmp(word, name) == 0) return true;
   return false;
 }
 
@@ -133,7 +133,7 @@ void check_method(const ConfigNode *auth, const Method &method) {
 // Reports a list of usable methods without local. When no method is usable, a run writes the rules of local.
 void check_local(const ConfigNode *auth) {
   if (names_method(auth, "local")) return;
-  for (const Method *method = methods; method->name != nullptr; ++method) {
+  for (const Method *method = methods; method->name != nullptr; method++) {
     if (!names_method(auth, method->name) || !has_servers(config_object(auth, method->name))) continue;
     find(config_array(auth, "method"), Rule::auth_no_local);
     return;
@@ -142,7 +142,7 @@ void check_local(const ConfigNode *auth) {
 
 // Reports a word of auth.method whose method has no server.
 void check_method_word(const ConfigNode *auth, const ConfigNode *word) {
-  for (const Method *method = methods; method->name != nullptr; ++method) {
+  for (const Method *method = methods; method->name != nullptr; method++) {
     if (!is_word_of(config_string_get(word), method->name)) continue;
     if (!has_servers(config_object(auth, method->name))) find(word, Rule::auth_no_server, {method->name});
   }
@@ -158,7 +158,7 @@ void check_services(const ConfigNode *root) {
   check_strings(dns, "allowlist", allowlist_rules, Rule::dnsmasq_effect);
   const ConfigNode *auth = config_object(root, "auth");
   check_strings(auth, "method", method_rules, Rule::auth_effect);
-  for_each_element(config_array(auth, "method"), [auth](const ConfigNode *word) { check_method_word(auth, word); });
+  for (const ConfigNode *word : entries_at(auth, "method")) check_method_word(auth, word);
   check_local(auth);
-  for (const Method *method = methods; method->name != nullptr; ++method) check_method(auth, *method);
+  for (const Method *method = methods; method->name != nullptr; method++) check_method(auth, *method);
 }

@@ -7,6 +7,7 @@
 #include "check/find.h"
 #include "check/ipv4.h"
 #include "check/values.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -18,8 +19,7 @@ struct Subnet {
 // The subnets in document order.
 std::vector<Subnet> collect_subnets(const NetworkModel *model) {
   std::vector<Subnet> subnets;
-  const NetworkNode *node = network_first_type(model, NETWORK_NODE_PROTO);
-  for (; node != nullptr; node = network_next_type(model, node, NETWORK_NODE_PROTO)) {
+  for (const NetworkNode *node : nodes_of_type(model, NETWORK_NODE_PROTO)) {
     const uint32_t type = network_interface_type(node);
     if (type != NETWORK_INTERFACE_STATIC && type != NETWORK_INTERFACE_HYBRID) continue;
     const std::optional<Ipv4Network> network = ipv4_network(config_get_string(network_config(node), "address"));

@@ -42,7 +42,7 @@ void check_interface(const ConfigNode *interface) {
     check_switch(part);
     if (config_get_bool(part, "enable")) check_switch(config_object(part, "dhcp_server"));
     if (config_get_bool(part, "dhcp_server.enable"))
-      for_each_element(config_array(part, "dhcp_server.advanced.custom_option"), check_switch);
+      for (const ConfigNode *option : entries_at(part, "dhcp_server.advanced.custom_option")) check_switch(option);
   }
 }
 
@@ -71,23 +71,18 @@ bool is_on(const ConfigNode *root, const EmptyRow &row, const ConfigNode *entry)
 }  // namespace
 
 void check_switches(const ConfigNode *root) {
-  for (const char *path : switched) {
-    if (const ConfigNode *array = config_array(root, path); array != nullptr)
-      for_each_element(array, check_switch);
-    else
-      for_each_member(config_object(root, path), check_switch);
-  }
-  for_each_member(config_object(root, "network.interface"), check_interface);
-  const ConfigNode *l2tp = config_object(root, "vpn.l2tp");
-  check_switch(l2tp);
+  for (const char *path : switched)
+    for (const ConfigNode *entry : entries_at(root, path)) check_switch(entry);
+  for (const ConfigNode *interface : entries_at(root, "network.interface")) check_interface(interface);
+  check_switch(config_object(root, "vpn.l2tp"));
 }
 
 void check_empty_options(const ConfigNode *root) {
   for (const EmptyRow &row : empty_rows) {
-    for_each_member(config_object(root, row.map), [&](const ConfigNode *entry) {
-      if (!is_on(root, row, entry)) return;
+    for (const ConfigNode *entry : entries_at(root, row.map)) {
+      if (!is_on(root, row, entry)) continue;
       const std::string keys = unset_keys(entry, row.keys, false);
       if (!keys.empty()) find(entry, Rule::empty_options, {keys});
-    });
+    }
   }
 }

@@ -14,6 +14,7 @@
 #include "check/quotes.h"
 #include "config/characters.h"
 #include "config/document.h"
+#include "platform/ranges.h"
 
 namespace {
 
@@ -41,7 +42,7 @@ bool is_masked(std::string_view string) {
 
 bool is_hexadecimal(const char *string) {
   size_t digits = 0;
-  while (isxdigit(static_cast<unsigned char>(string[digits])) != 0) ++digits;
+  while (isxdigit(static_cast<unsigned char>(string[digits])) != 0) digits++;
   return string[digits] == '\0';
 }
 
@@ -81,7 +82,7 @@ bool is_server(const char *string, bool loose) {
 
 bool is_mac(std::string_view string) {
   if (string.size() != 17) return false;
-  for (size_t i = 0; i < string.size(); ++i) {
+  for (size_t i = 0; i < string.size(); i++) {
     const bool separator = string[i] == ':' || string[i] == '-';
     if (i % 3 == 2 ? !separator : isxdigit(static_cast<unsigned char>(string[i])) == 0) return false;
   }
@@ -210,7 +211,7 @@ constexpr StringTest string_tests[] = {
 // The row of that test. Tests without a row of their own accept every string, as the last row does.
 const StringTest &string_test(Test test) {
   const StringTest *row = string_tests;
-  while (row->test != test && row->test != Test::end) ++row;
+  while (row->test != test && row->test != Test::end) row++;
   return *row;
 }
 
@@ -305,12 +306,12 @@ Field read_field(std::string_view string) {
 size_t value_size(const ConfigNode *value, const Field &field) {
   if (const char *string = config_string_get(value); string != nullptr) {
     size_t size = 0;
-    for (; *string != '\0'; ++string) size += field.doubled.find(*string) != std::string::npos ? 2 : 1;
+    for (; *string != '\0'; string++) size += field.doubled.find(*string) != std::string::npos ? 2 : 1;
     return size;
   }
   size_t size = 0;
-  for_each_element(value, [&](const ConfigNode *element) { size += field.more + value_size(element, field); });
-  for_each_member(value, [&](const ConfigNode *member) { size += value_size(member, field); });
+  for (const ConfigNode *element : elements(value)) size += field.more + value_size(element, field);
+  for (const ConfigNode *member : members(value)) size += value_size(member, field);
   return size;
 }
 
@@ -439,7 +440,7 @@ void find_unset(const ConfigNode *entry, const char *path, Rule broken, const ch
 std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty) {
   std::string keys;
   bool several = false;
-  for (; *paths != nullptr; ++paths) {
+  for (; *paths != nullptr; paths++) {
     const ConfigNode *value = config_lookup(entry, *paths);
     if (value != nullptr && !(or_empty && string_equals(entry, *paths, ""))) continue;
     several = !keys.empty();
@@ -455,28 +456,24 @@ bool string_equals(const ConfigNode *entry, const char *path, const char *string
 
 void check_rules(const ConfigNode *entry, const ValueRule *rules, Rule broken) {
   const char *reported = nullptr;
-  for (; rules->test != Test::end; ++rules) {
+  for (; rules->test != Test::end; rules++) {
     if (reported != nullptr && strcmp(reported, rules->path) == 0) continue;
     if (check_rule(entry, *rules, broken)) reported = rules->path;
   }
 }
 
 void check_variants(const ConfigNode *entry, const char *path, const Variant *variants, Rule broken) {
-  for (; variants->string != nullptr; ++variants)
+  for (; variants->string != nullptr; variants++)
     if (string_equals(entry, path, variants->string)) check_rules(entry, variants->rules, broken);
 }
 
 void check_each(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken) {
-  const auto check = [rules, broken](const ConfigNode *entry) { check_rules(entry, rules, broken); };
-  if (const ConfigNode *array = config_array(node, path); array != nullptr)
-    for_each_element(array, check);
-  else
-    for_each_member(config_object(node, path), check);
+  for (const ConfigNode *entry : entries_at(node, path)) check_rules(entry, rules, broken);
 }
 
 void check_strings(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken) {
-  for_each_element(config_array(node, path), [rules, broken](const ConfigNode *element) {
+  for (const ConfigNode *element : entries_at(node, path)) {
     const ValueRule *row = rules;
-    while (row->test != Test::end && !check_element(element, *row, broken)) ++row;
-  });
+    while (row->test != Test::end && !check_element(element, *row, broken)) row++;
+  }
 }

@@ -10,6 +10,7 @@
 #include "check/rules.h"
 #include "config/report.h"
 #include "platform/config.h"
+#include "platform/ranges.h"
 #include "util/strings.h"
 
 enum class Test : uint8_t {
@@ -151,16 +152,10 @@ std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool o
 // True when the value at `path` is that string; a missing string reads as "".
 bool string_equals(const ConfigNode *entry, const char *path, const char *string);
 
-template <typename Visit>
-void for_each_member(const ConfigNode *object, Visit visit) {
-  for (const ConfigNode *member = config_object_first(object); member != nullptr; member = config_object_next(member))
-    visit(member);
-}
-
-template <typename Visit>
-void for_each_element(const ConfigNode *array, Visit visit) {
-  for (const ConfigNode *element = config_array_first(array); element != nullptr; element = config_array_next(element))
-    visit(element);
+// The elements of the array, or the entries of the map, at `path`.
+inline auto entries_at(const ConfigNode *node, const char *path) {
+  const ConfigNode *array = config_array(node, path);
+  return array != nullptr ? elements(array) : members(config_object(node, path));
 }
 
 #endif

@@ -140,12 +140,12 @@ void check_serial_port(const ConfigNode *port) {
 }  // namespace
 
 void check_vpn(const ConfigNode *root) {
-  for_each_member(config_object(root, "vpn.openvpn.client"), check_openvpn_client);
-  for_each_member(config_object(root, "vpn.openvpn.server"), check_openvpn_server);
-  for_each_member(config_object(root, "vpn.nemo"), check_nemo);
+  for (const ConfigNode *client : entries_at(root, "vpn.openvpn.client")) check_openvpn_client(client);
+  for (const ConfigNode *server : entries_at(root, "vpn.openvpn.server")) check_openvpn_server(server);
+  for (const ConfigNode *nemo : entries_at(root, "vpn.nemo")) check_nemo(nemo);
   if (config_get_bool(root, "vpn.l2tp.enable")) {
     check_each(root, "vpn.l2tp.lac", lac_rules, Rule::uci_missing);
     check_each(root, "vpn.l2tp.lns", lns_rules, Rule::uci_missing);
   }
-  for_each_member(config_object(root, "serial"), check_serial_port);
+  for (const ConfigNode *port : entries_at(root, "serial")) check_serial_port(port);
 }
