@@ -4,7 +4,7 @@
 #include <unordered_map>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/values.h"
 #include "platform/ranges.h"
 
@@ -17,9 +17,10 @@ void check_members(Masters &masters, const NetworkNode *master, uint32_t member_
   const ConfigNode *config = network_config(master);
   for (const NetworkNode *member : nodes_of_type(master, member_type)) {
     const ConfigNode *device = network_config(member);
-    if (device == config) find(config_nearest(config, "device"), Rule::own_member, {network_key(member)});
+    if (device == config) report(config_nearest(config, "device"), Rule::own_member, {network_key(member)});
     const auto [row, is_new] = masters.emplace(device, config);
-    if (!is_new) find(config_nearest(config, "device"), Rule::two_masters, {network_key(member), path_of(row->second)});
+    if (!is_new)
+      report(config_nearest(config, "device"), Rule::two_masters, {network_key(member), path_of(row->second)});
   }
 }
 
@@ -39,8 +40,8 @@ void check_bond(Masters &masters, const NetworkNode *bond) {
   check_members(masters, bond, NETWORK_NODE_BOND_SLAVE);
   if (string_equals(config, "mode", "active-backup") &&
       network_find(bond, NETWORK_NODE_BOND_SLAVE, config_get_ref(config, "device.0")) == nullptr)
-    find(config_nearest(config, "device.0"), Rule::bond_left_out,
-         {"the first member cannot be the primary", "put a device first that is always present"});
+    report(config_nearest(config, "device.0"), Rule::bond_left_out,
+           {"the first member cannot be the primary", "put a device first that is always present"});
 }
 
 constexpr ValueRule vlan_rules[] = {in_range("id"), end_of_rules};

@@ -7,7 +7,7 @@
 #include <unordered_set>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/ipv4.h"
 #include "check/values.h"
 #include "config/document.h"
@@ -142,7 +142,7 @@ void check_in_subnet(const ConfigNode *place, const ConfigNode *part, uint32_t a
   const char *own = config_get_string(part, "address");
   const std::optional<Ipv4Network> subnet = ipv4_network(own);
   if (subnet.has_value() && strchr(own, '/') != nullptr && !subnet->holds(address))
-    find(place, broken, {ipv4_string(address), ipv4_string(*subnet)});
+    report(place, broken, {ipv4_string(address), ipv4_string(*subnet)});
 }
 
 void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
@@ -155,10 +155,10 @@ void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
   const std::optional<uint32_t> first_address = ipv4_address(first);
   const std::optional<uint32_t> last_address = ipv4_address(last);
   if (!first_address.has_value() || !last_address.has_value()) {
-    find(server, Rule::dhcp_range, {printable(first), printable(last)});
+    report(server, Rule::dhcp_range, {printable(first), printable(last)});
   } else if (*first_address > *last_address) {
-    find(server, Rule::dnsmasq_effect,
-         {"the range ends before it starts: " + first + " to " + last, "write the lower address first"});
+    report(server, Rule::dnsmasq_effect,
+           {"the range ends before it starts: " + first + " to " + last, "write the lower address first"});
   } else {
     check_in_subnet(config_object_get(server, "lease_start"), part, *first_address, Rule::dhcp_range_outside);
     check_in_subnet(config_object_get(server, "lease_end"), part, *last_address, Rule::dhcp_range_outside);
@@ -185,7 +185,7 @@ void check_unset_options(const ConfigNode *server) {
   if (gateway || dns)
     outcome = std::string("clients get ") + (gateway ? "no gateway" : "") + (gateway && dns ? " and " : "") +
               (dns ? "no DNS server" : "");
-  find(config_nearest(server, "advanced"), Rule::dhcp_options_unset, {unset, outcome});
+  report(config_nearest(server, "advanced"), Rule::dhcp_options_unset, {unset, outcome});
 }
 
 void check_announced(const ConfigNode *server) {
@@ -205,9 +205,9 @@ void check_unknown_datatype(const ConfigNode *option) {
   const int code = config_get_int(option, "option");
   const bool refused = is_among(address_options, code) || is_among(sized_options, code);
   const char *type = config_get_string(option, "datatype");
-  find(config_nearest(option, "datatype"), refused ? Rule::dnsmasq_value : Rule::dhcp_option_form,
-       {*type == '\0' ? "datatype is not set" : "'" + printable(type) + "' is not a datatype",
-        "write ipv4, str, hex, 1byte, 2byte or 4byte"});
+  report(config_nearest(option, "datatype"), refused ? Rule::dnsmasq_value : Rule::dhcp_option_form,
+         {*type == '\0' ? "datatype is not set" : "'" + printable(type) + "' is not a datatype",
+          "write ipv4, str, hex, 1byte, 2byte or 4byte"});
 }
 
 // dnsmasq needs a colon to recognize hexadecimal bytes, and a single byte has none.
@@ -216,7 +216,7 @@ void check_single_byte(const ConfigNode *option) {
   if (digits.empty() || digits.size() > 2) return;
   const bool is_number = digits.find_first_not_of("0123456789") == std::string_view::npos;
   const bool refused = is_number && is_among(sized_options, config_get_int(option, "option"));
-  find(
+  report(
       config_object_get(option, "value_hex"), refused ? Rule::dnsmasq_value : Rule::dnsmasq_effect,
       {"a single byte is read as a decimal number or as letters", "give it the datatype 1byte, and write value_bytes"});
 }
@@ -234,9 +234,9 @@ void check_custom_option(const ConfigNode *option) {
     check_rules(option, option_ipv4, broken);
     check_strings(option, "value_ipv4_list", option_addresses, broken);
   } else if (wants_addresses) {
-    find(config_object_get(option, "datatype"), Rule::dnsmasq_value,
-         {"the values of option " + std::to_string(config_get_int(option, "option")) + " are addresses",
-          "give it the datatype ipv4"});
+    report(config_object_get(option, "datatype"), Rule::dnsmasq_value,
+           {"the values of option " + std::to_string(config_get_int(option, "option")) + " are addresses",
+            "give it the datatype ipv4"});
   } else {
     if (strcmp(type, "hex") == 0) check_single_byte(option);
     check_variants(option, "datatype", option_variants, Rule::dnsmasq_effect);
@@ -247,8 +247,8 @@ void check_identifier(const ConfigNode *lease) {
   const char *type = config_get_string(lease, "type");
   if (*type == '\0') {
     const bool has_mac = *config_get_string(lease, "mac") != '\0';
-    find_unset(lease, "type", Rule::dnsmasq_effect,
-               has_mac ? "write \"type\": \"mac\", as mac is set" : "write one of: mac device");
+    report_unset(lease, "type", Rule::dnsmasq_effect,
+                 has_mac ? "write \"type\": \"mac\", as mac is set" : "write one of: mac device");
     if (*config_get_string(lease, "device") == '\0') return;
   }
   check_rules(lease, strcmp(type, "mac") == 0 ? lease_by_mac : lease_by_device, Rule::dnsmasq_effect);
@@ -260,8 +260,8 @@ bool claim_address(DhcpCheck &check, const ConfigNode *server, const ConfigNode 
   const auto [row, is_new] = check.reserved.emplace(address, Reservation{lease, server});
   if (is_new) return true;
   const bool same_server = row->second.server == server;
-  find(config_nearest(lease, "ip"), same_server ? Rule::lease_twice : Rule::lease_elsewhere,
-       {printable(address), path_of(row->second.lease)});
+  report(config_nearest(lease, "ip"), same_server ? Rule::lease_twice : Rule::lease_elsewhere,
+         {printable(address), path_of(row->second.lease)});
   return !same_server;
 }
 
@@ -274,7 +274,7 @@ void check_static_lease(DhcpCheck &check, const ConfigNode *part, const ConfigNo
   if (!address.has_value()) return;
   const ConfigNode *place = config_object_get(lease, "ip");
   if (address == ipv4_address(own_address(part)))
-    find(place, Rule::lease_of_router, {string});
+    report(place, Rule::lease_of_router, {string});
   else
     check_in_subnet(place, part, *address, Rule::lease_outside);
 }
@@ -282,7 +282,7 @@ void check_static_lease(DhcpCheck &check, const ConfigNode *part, const ConfigNo
 void check_server(DhcpCheck &check, const ConfigNode *part, const ConfigNode *server) {
   check_lease_range(part, server);
   if (const int32_t seconds = config_get_duration(server, "lease_time"); seconds < 120)
-    find(config_nearest(server, "lease_time"), Rule::dhcp_lease_time, {std::to_string(seconds)});
+    report(config_nearest(server, "lease_time"), Rule::dhcp_lease_time, {std::to_string(seconds)});
   check_rules(server, dhcp_rules, Rule::dnsmasq_effect);
   check_variants(server, "advanced.mtu", mtu_variants, Rule::dnsmasq_effect);
   check_unset_options(server);
@@ -302,9 +302,9 @@ void check_part(DhcpCheck &check, const NetworkNode *node) {
   if (device == nullptr) return;
   const auto taken = check.passthrough.find(device);
   if (taken != check.passthrough.end()) {
-    find(serves ? server : config_array(part, "dhcp_relay"), Rule::dhcp_taken, {network_name(taken->second)});
+    report(serves ? server : config_array(part, "dhcp_relay"), Rule::dhcp_taken, {network_name(taken->second)});
   } else if (serves) {
-    if (network_interface_type(node) == NETWORK_INTERFACE_HYBRID) find(server, Rule::dhcp_hybrid);
+    if (network_interface_type(node) == NETWORK_INTERFACE_HYBRID) report(server, Rule::dhcp_hybrid);
     check_server(check, part, server);
   } else {
     check_each(part, "dhcp_relay", relay_rules, Rule::dnsmasq_effect);
@@ -326,9 +326,9 @@ void check_unused(const NetworkModel *model, const ConfigNode *interface) {
     const char *type = network_type(node) == NETWORK_NODE_PROTO ? config_get_string(part, "type")
                                                                 : config_get_string(interface, "type");
     if (strcmp(family, "ipv6") == 0)
-      find(config_object(part, "dhcp_server"), Rule::dhcp_unused, {"below ipv6"});
+      report(config_object(part, "dhcp_server"), Rule::dhcp_unused, {"below ipv6"});
     else if (node != nullptr && !has_server(node))
-      find(config_object(part, "dhcp_server"), Rule::dhcp_unused, {"on an interface of type " + printable(type)});
+      report(config_object(part, "dhcp_server"), Rule::dhcp_unused, {"on an interface of type " + printable(type)});
   }
 }
 

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "config/characters.h"
 #include "config/document.h"
 

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/ipv4.h"
 #include "check/values.h"
 #include "config/characters.h"
@@ -92,9 +92,9 @@ void check_device(const NetworkNode *interface) {
   const ConfigNode *place = config_nearest(network_config(interface), "device");
   const NetworkNode *device = network_find_parent(interface, NETWORK_NODE_DEVICE);
   if (device == nullptr)
-    find(place, Rule::no_device);
+    report(place, Rule::no_device);
   else if (is_kept_from_dnsmasq(interface) && strchr(network_name(device), '"') != nullptr)
-    find(place, Rule::dnsmasq_value, {"the name of the device holds '\"'", "give the device another name"});
+    report(place, Rule::dnsmasq_value, {"the name of the device holds '\"'", "give the device another name"});
 }
 
 void check_interface(const NetworkNode *interface) {

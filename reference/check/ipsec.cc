@@ -4,7 +4,7 @@
 #include <string>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/values.h"
 #include "config/report.h"
 #include "platform/ranges.h"
@@ -117,9 +117,9 @@ void check_untyped_identity(const ConfigNode *id) {
     const std::string name = config_key(value);
     if (!name.ends_with("_id") || *config_string_get(value) == '\0') continue;
     const std::string type = name.substr(0, name.size() - strlen("_id"));
-    find(value, Rule::ipsec_effect,
-         {"the identity is not used, as " + path_of(id) + ".type is not set",
-          "write \"type\": \"" + type + "\" next to it"});
+    report(value, Rule::ipsec_effect,
+           {"the identity is not used, as " + path_of(id) + ".type is not set",
+            "write \"type\": \"" + type + "\" next to it"});
   }
 }
 
@@ -155,16 +155,16 @@ bool has_shared_secret(const ConfigNode *tunnel) {
 void check_peers(const ConfigNode *tunnel) {
   const ConfigNode *peers = config_array(tunnel, "remote.peers");
   const size_t count = config_array_count(peers);
-  if (count == 0) find_unset(tunnel, "remote.peers", Rule::ipsec_effect, "list a peer, or any to accept every peer");
+  if (count == 0) report_unset(tunnel, "remote.peers", Rule::ipsec_effect, "list a peer, or any to accept every peer");
   const bool is_ipv6 = string_equals(tunnel, "remote.ip_version", "ipv6");
   check_each(tunnel, "remote.peers", is_ipv6 ? ipv6_peer_rules : ipv4_peer_rules, Rule::ipsec_effect);
   const bool shared_secret = has_shared_secret(tunnel);
   for (const ConfigNode *peer : elements(peers)) {
     const ConfigNode *host = config_object_get(peer, is_ipv6 ? "hostname6" : "hostname");
     if (const char *name = config_string_get(host); count > 1 && name != nullptr && strcasecmp(name, "any") == 0)
-      find(host, Rule::ipsec_effect,
-           {std::string("'") + name + "' among several peers is a host name",
-            "make it the only peer to accept every peer"});
+      report(host, Rule::ipsec_effect,
+             {std::string("'") + name + "' among several peers is a host name",
+              "make it the only peer to accept every peer"});
     if (config_get_bool(peer, "peer_id.enable")) check_peer_identity(config_object(peer, "peer_id"), shared_secret);
   }
 }
@@ -176,11 +176,11 @@ void check_proposals(const ConfigNode *tunnel, bool fips) {
     check_each(tunnel, key, proposal_rules, Rule::ipsec_effect);
     if (config_array_count(config_array(tunnel, key)) > 0) continue;
     if (fips)
-      find_unset(tunnel, key, Rule::ipsec_skipped, "list algorithms that system.fips allows");
+      report_unset(tunnel, key, Rule::ipsec_skipped, "list algorithms that system.fips allows");
     else
       empty = empty.empty() ? std::string(key) + " is" : "ike.phase1_proposal and ike.phase2_proposal are";
   }
-  if (!empty.empty()) find(config_nearest(tunnel, "ike"), Rule::ipsec_proposals, {empty});
+  if (!empty.empty()) report(config_nearest(tunnel, "ike"), Rule::ipsec_proposals, {empty});
 }
 
 void check_lifetimes(const ConfigNode *tunnel) {
@@ -189,9 +189,9 @@ void check_lifetimes(const ConfigNode *tunnel) {
       std::min(config_get_duration(tunnel, "ike.phase1_lifetime"), config_get_duration(tunnel, "ike.phase2_lifetime"));
   const int32_t margin = config_get_duration(tunnel, "ike.lifetime_margin");
   const ConfigNode *place = config_nearest(tunnel, "ike.lifetime_margin");
-  if (shorter > 0 && margin == 0) find(place, Rule::ipsec_no_margin);
+  if (shorter > 0 && margin == 0) report(place, Rule::ipsec_no_margin);
   if (shorter > 0 && margin >= shorter)
-    find(place, Rule::ipsec_margin, {std::to_string(margin), std::to_string(shorter)});
+    report(place, Rule::ipsec_margin, {std::to_string(margin), std::to_string(shorter)});
 }
 
 void check_policy(const ConfigNode *policy) {
@@ -203,7 +203,7 @@ void check_policy(const ConfigNode *policy) {
     check_rules(end, selector_rules, Rule::ipsec_effect);
     check_variants(end, "protocol", protocol_variants, Rule::ipsec_effect);
     const std::string keys = unset_keys(end, selector_keys, true);
-    if (!keys.empty()) find(end != nullptr ? end : policy, Rule::ipsec_selector, {keys});
+    if (!keys.empty()) report(end != nullptr ? end : policy, Rule::ipsec_selector, {keys});
   }
 }
 

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/values.h"
 #include "config/characters.h"
 #include "platform/ranges.h"
@@ -39,7 +39,7 @@ void check_bridge_options(const NetworkNode *interface) {
     add(config_object(config, "ipv4"), "ipv4.", key);
     add(config_object(config, "ipv6"), "ipv6.", key);
   }
-  if (!keys.empty()) find(place, Rule::bridge_options, {keys});
+  if (!keys.empty()) report(place, Rule::bridge_options, {keys});
 }
 
 // The value of a link option, for messages.
@@ -57,7 +57,8 @@ void check_differing_options(const ConfigNode *interface) {
     if (!config_has_key(ipv4, key) || !config_has_key(ipv6, key)) continue;
     const std::string here = shown(ipv6, key);
     const std::string there = shown(ipv4, key);
-    if (here != there) find(config_object_get(ipv6, key), Rule::link_options_differ, {key, here, there, path_of(ipv4)});
+    if (here != there)
+      report(config_object_get(ipv6, key), Rule::link_options_differ, {key, here, there, path_of(ipv4)});
   }
 }
 
@@ -68,7 +69,7 @@ void check_mtu_twice(const ConfigNode *interface) {
     const ConfigNode *part = config_object(interface, family);
     if (!config_get_bool(part, "enable") || !config_has_key(part, "mtu")) continue;
     if (shown(part, "mtu") != shown(interface, "mtu"))
-      find(config_object_get(part, "mtu"), Rule::mtu_twice, {shown(part, "mtu"), shown(interface, "mtu")});
+      report(config_object_get(part, "mtu"), Rule::mtu_twice, {shown(part, "mtu"), shown(interface, "mtu")});
   }
 }
 
@@ -87,9 +88,9 @@ void check_interface(const NetworkModel *model, const NetworkNode *interface) {
   if (device == nullptr || is_own(interface, device)) return;
   const NetworkNode *base = base_of(model, device);
   if (base != nullptr && is_off_device(base))
-    find(config_nearest(config, "device"), Rule::stands_on_disabled, {path_of(network_config(base))});
+    report(config_nearest(config, "device"), Rule::stands_on_disabled, {path_of(network_config(base))});
   if (network_interface_type(interface) != NETWORK_INTERFACE_ETHERNET) return;
-  if (has_no_part(config)) find(config, Rule::no_part);
+  if (has_no_part(config)) report(config, Rule::no_part);
   check_mtu_twice(config);
   if (network_device_type(device) == NETWORK_DEVICE_BRIDGE)
     check_bridge_options(interface);
@@ -111,8 +112,8 @@ void check_members(const NetworkModel *model, const NetworkNode *master, uint32_
     const NetworkNode *interface = interface_on(network_find_device(model, network_config(member)));
     if (interface == nullptr) continue;
     const ConfigNode *owner = network_config(interface);
-    find(config_nearest(owner, "device"), Rule::member_with_interface,
-         {printable(network_name(member)), path_of(config), network_name(interface)});
+    report(config_nearest(owner, "device"), Rule::member_with_interface,
+           {printable(network_name(member)), path_of(config), network_name(interface)});
   }
 }
 

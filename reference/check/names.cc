@@ -8,7 +8,7 @@
 #include <unordered_map>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/values.h"
 #include "config/characters.h"
 #include "config/document.h"
@@ -33,22 +33,22 @@ const ConfigNode *name_of(const ConfigNode *owner) {
 bool claim(Names &names, const std::string &name, const ConfigNode *owner) {
   const auto [row, is_new] = names.owners.emplace(name, owner);
   if (is_new || row->second == owner) return is_new;
-  find(name_of(owner), names.twice,
-       {printable(name), row->second != nullptr ? path_of(row->second) : "the global settings"});
+  report(name_of(owner), names.twice,
+         {printable(name), row->second != nullptr ? path_of(row->second) : "the global settings"});
   return false;
 }
 
 void claim_device_name(Names &devices, const std::string &name, const ConfigNode *owner) {
   constexpr size_t longest = 15;
   if (name.size() > longest) {
-    find(name_of(owner), Rule::device_name, {printable(name), "is longer than 15 characters"});
+    report(name_of(owner), Rule::device_name, {printable(name), "is longer than 15 characters"});
     return;
   }
   if (!claim(devices, name, owner)) return;
   if (name.find_first_of("/: \t") != std::string::npos || name == "." || name == "..")
-    find(name_of(owner), Rule::device_name, {printable(name), "is refused by the kernel"});
+    report(name_of(owner), Rule::device_name, {printable(name), "is refused by the kernel"});
   if (name.find_first_of("\"\\#,'") != std::string::npos)
-    find(name_of(owner), Rule::device_name, {printable(name), "holds a character that not every daemon can read"});
+    report(name_of(owner), Rule::device_name, {printable(name), "holds a character that not every daemon can read"});
 }
 
 // True below an entry whose name is refused: that name has a finding already.
@@ -66,7 +66,7 @@ void claim_section(Names &sections, const std::string &name, const ConfigNode *o
   if (first == name.end() || is_below_refused(owner)) return;
   // In UTF-8, all bytes of a character but its first are 0x80 to 0xBF.
   const auto last = std::find_if_not(first + 1, name.end(), [](char byte) { return (byte & 0xC0) == 0x80; });
-  find(owner, Rule::section_name, {printable(name), printable(std::string(first, last))});
+  report(owner, Rule::section_name, {printable(name), printable(std::string(first, last))});
 }
 
 bool is_wireless_client(const ConfigNode *member) {

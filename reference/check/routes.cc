@@ -3,7 +3,7 @@
 #include <set>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/ipv4.h"
 #include "check/values.h"
 #include "config/characters.h"
@@ -25,23 +25,23 @@ void check_destination(const ConfigNode *route) {
   const char *string = config_get_string(route, "dst");
   const ConfigNode *value = config_nearest(route, "dst");
   if (*string == '\0') {
-    find(value, Rule::route_no_dst);
+    report(value, Rule::route_no_dst);
     return;
   }
   const std::optional<Ipv4Network> network = ipv4_network(string);
   const char *slash = strchr(string, '/');
   if (!network.has_value() || (slash != nullptr && strchr(slash, '.') != nullptr))
-    find(value, Rule::route_dst, {printable(string)});
+    report(value, Rule::route_dst, {printable(string)});
   else if (network->first() != network->address)
-    find(value, Rule::route_host_bits, {string, ipv4_string(*network)});
+    report(value, Rule::route_host_bits, {string, ipv4_string(*network)});
 }
 
 // A route is written without its interface when that has no IPv4.
 void check_route_interface(const NetworkModel *model, const ConfigNode *value, const ConfigNode *interface) {
   if (interface == nullptr)
-    find(value, Rule::route_no_interface, {"interface is not set"});
+    report(value, Rule::route_no_interface, {"interface is not set"});
   else if (network_find_proto(model, interface, "ipv4") == nullptr)
-    find(value, Rule::route_no_interface, {"that interface has no IPv4, and the route is written without it"});
+    report(value, Rule::route_no_interface, {"that interface has no IPv4, and the route is written without it"});
 }
 
 void check_static_route(const NetworkModel *model, const ConfigNode *route) {
@@ -57,8 +57,8 @@ void check_multicast_route(const NetworkModel *model, const ConfigNode *route) {
   check_rules(route, route_rules, Rule::route_value);
   const ConfigNode *interfaces = config_array(route, "interface");
   const size_t count = config_array_count(interfaces);
-  if (count == 0) find(config_nearest(route, "interface"), Rule::route_no_interface, {"interface is not set"});
-  if (count > 1) find(interfaces, Rule::multicast_interfaces, {std::to_string(count)});
+  if (count == 0) report(config_nearest(route, "interface"), Rule::route_no_interface, {"interface is not set"});
+  if (count > 1) report(interfaces, Rule::multicast_interfaces, {std::to_string(count)});
   for (const ConfigNode *element : elements(interfaces))
     check_route_interface(model, element, config_get_ref(element, ""));
 }
@@ -101,11 +101,11 @@ void check_nhrp_network(const Tunnels &tunnels, const ConfigNode *network) {
   const std::set<const ConfigNode *> named = tunnels_named_in(string, tunnels);
   for (const ConfigNode *tunnel : named) {
     if (words.count(config_key(tunnel)) == 0)
-      find(tunnel, Rule::nhrp_name,
-           {"the tunnel counts as run by NHRP, as its name is a part of '" + printable(string) + "'"});
+      report(tunnel, Rule::nhrp_name,
+             {"the tunnel counts as run by NHRP, as its name is a part of '" + printable(string) + "'"});
   }
   if (named.empty() && !string.empty())
-    find(config_nearest(network, "ipsec"), Rule::nhrp_name, {"'" + printable(string) + "' names no IPsec tunnel"});
+    report(config_nearest(network, "ipsec"), Rule::nhrp_name, {"'" + printable(string) + "' names no IPsec tunnel"});
 }
 
 }  // namespace

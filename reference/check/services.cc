@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/values.h"
 #include "platform/ranges.h"
 
@@ -123,7 +123,7 @@ void check_method(const ConfigNode *auth, const Method &method) {
   const ConfigNode *settings = config_object(auth, method.name);
   if (!has_servers(settings)) return;
   if (!names_method(auth, method.name)) {
-    find(settings, Rule::auth_unused, {method.name});
+    report(settings, Rule::auth_unused, {method.name});
   } else {
     check_rules(settings, method.rules, Rule::auth_effect);
     check_each(settings, "server", method.server_rules, method.broken);
@@ -135,7 +135,7 @@ void check_local(const ConfigNode *auth) {
   if (names_method(auth, "local")) return;
   for (const Method *method = methods; method->name != nullptr; method++) {
     if (!names_method(auth, method->name) || !has_servers(config_object(auth, method->name))) continue;
-    find(config_array(auth, "method"), Rule::auth_no_local);
+    report(config_array(auth, "method"), Rule::auth_no_local);
     return;
   }
 }
@@ -144,7 +144,7 @@ void check_local(const ConfigNode *auth) {
 void check_method_word(const ConfigNode *auth, const ConfigNode *word) {
   for (const Method *method = methods; method->name != nullptr; method++) {
     if (!is_word_of(config_string_get(word), method->name)) continue;
-    if (!has_servers(config_object(auth, method->name))) find(word, Rule::auth_no_server, {method->name});
+    if (!has_servers(config_object(auth, method->name))) report(word, Rule::auth_no_server, {method->name});
   }
 }
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/ipv4.h"
 #include "check/values.h"
 #include "platform/ranges.h"
@@ -32,12 +32,12 @@ void check_own(const Subnet &subnet) {
   const Ipv4Network &network = subnet.network;
   const ConfigNode *address = config_object_get(subnet.part, "address");
   if (network.last() - network.first() > 1 && (network.address == network.first() || network.address == network.last()))
-    find(address, Rule::address_ends,
-         {ipv4_string(network.address), network.address == network.first() ? "first" : "last"});
+    report(address, Rule::address_ends,
+           {ipv4_string(network.address), network.address == network.first() ? "first" : "last"});
   const std::optional<uint32_t> gateway = ipv4_address(config_get_string(subnet.part, "gateway"));
   if (gateway.has_value() && !network.holds(*gateway))
-    find(config_object_get(subnet.part, "gateway"), Rule::gateway_outside,
-         {ipv4_string(*gateway), ipv4_string(network)});
+    report(config_object_get(subnet.part, "gateway"), Rule::gateway_outside,
+           {ipv4_string(*gateway), ipv4_string(network)});
 }
 
 // Reports the later one in the document of two overlapping subnets. If it overlaps several, the finding names one.
@@ -50,8 +50,8 @@ void check_overlaps(std::vector<Subnet> subnets) {
       const bool later = config_node_id(subnet.part) > config_node_id(widest->part);
       const Subnet &reported = later ? subnet : *widest;
       const Subnet &other = later ? *widest : subnet;
-      find(config_object_get(reported.part, "address"), Rule::subnet_twice,
-           {ipv4_string(reported.network), path_of(config_node_parent(other.part))});
+      report(config_object_get(reported.part, "address"), Rule::subnet_twice,
+             {ipv4_string(reported.network), path_of(config_node_parent(other.part))});
     }
     if (widest == nullptr || subnet.network.last() > widest->network.last()) widest = &subnet;
   }

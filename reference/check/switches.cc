@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/values.h"
 
 namespace {
@@ -13,7 +13,7 @@ bool lacks_switch(const ConfigNode *object) {
 }
 
 void check_switch(const ConfigNode *object) {
-  if (lacks_switch(object)) find(object, Rule::never_enabled);
+  if (lacks_switch(object)) report(object, Rule::never_enabled);
 }
 
 // Maps and arrays whose entries have an `enable`.
@@ -82,7 +82,7 @@ void check_empty_options(const ConfigNode *root) {
     for (const ConfigNode *entry : entries_at(root, row.map)) {
       if (!is_on(root, row, entry)) continue;
       const std::string keys = unset_keys(entry, row.keys, false);
-      if (!keys.empty()) find(entry, Rule::empty_options, {keys});
+      if (!keys.empty()) report(entry, Rule::empty_options, {keys});
     }
   }
 }

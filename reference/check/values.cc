@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/pem.h"
 #include "check/quotes.h"
 #include "config/characters.h"
@@ -283,7 +283,7 @@ void report_string(const ConfigNode *node, const ValueRule &rule, const char *st
   std::string cure;
   if (rule.test == Test::entry) cure = cure_of_name(config_object(config_node_get_root(node), rule.argument), string);
   if (cure.empty()) cure = cure_of(rule, string);
-  find(node, broken_by(rule, broken), {shown + " " + flaw(rule, string), cure});
+  report(node, broken_by(rule, broken), {shown + " " + flaw(rule, string), cure});
 }
 
 // A field "{PATH}", "{PATH#COUNT}" or "{PATH+CHARACTERS}" in the form of a line, see `line`.
@@ -336,10 +336,10 @@ size_t line_size(const ConfigNode *entry, std::string_view form) {
 bool check_line(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   const size_t size = line_size(entry, rule.argument) + static_cast<size_t>(rule.low);
   if (size <= static_cast<size_t>(rule.high)) return false;
-  find(entry, broken_by(rule, broken),
-       {"the line of these values has up to " + std::to_string(size) + " bytes, its reader accepts " +
-            std::to_string(rule.high) + ": the rest would be a line of its own",
-        "write shorter values"});
+  report(entry, broken_by(rule, broken),
+         {"the line of these values has up to " + std::to_string(size) + " bytes, its reader accepts " +
+              std::to_string(rule.high) + ": the rest would be a line of its own",
+          "write shorter values"});
   return true;
 }
 
@@ -359,9 +359,9 @@ bool check_number(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   const std::string bound = rule.high == INT_MAX ? " is less than " + low
                                                  : " is not in the range " + low + " to " + std::to_string(rule.high);
   if (value == nullptr)
-    find_unset(entry, rule.path, broken_by(rule, broken), cure.c_str());
+    report_unset(entry, rule.path, broken_by(rule, broken), cure.c_str());
   else
-    find(value, broken_by(rule, broken), {std::to_string(number) + bound, cure});
+    report(value, broken_by(rule, broken), {std::to_string(number) + bound, cure});
   return true;
 }
 
@@ -369,7 +369,7 @@ bool check_list(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   static constexpr ValueRule element_rules[] = {::rule("", Test::filled), end_of_rules};
   check_strings(entry, rule.path, element_rules, broken_by(rule, broken));
   if (config_array_count(config_array(entry, rule.path)) > 0) return false;
-  find_unset(entry, rule.path, broken_by(rule, broken), "list at least one");
+  report_unset(entry, rule.path, broken_by(rule, broken), "list at least one");
   return true;
 }
 
@@ -388,12 +388,12 @@ bool check_string(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   const char *string = config_get_string(entry, rule.path);
   if (is_unset(string)) {
     if (rule.optional || rule.test >= Test::without) return false;
-    find_unset(entry, rule.path, broken_by(rule, broken), cure_of_unset(entry, rule).c_str());
+    report_unset(entry, rule.path, broken_by(rule, broken), cure_of_unset(entry, rule).c_str());
     return true;
   }
   if (passes(entry, rule, string)) return false;
   if (rule.test == Test::entry && !holds_entries(entry, rule.argument))
-    find(config_lookup(entry, rule.path), Rule::undeclared_name, {printable(string), rule.argument});
+    report(config_lookup(entry, rule.path), Rule::undeclared_name, {printable(string), rule.argument});
   else
     report_string(config_lookup(entry, rule.path), rule, string, broken);
   return true;
@@ -420,7 +420,7 @@ bool check_element(const ConfigNode *element, const ValueRule &row, Rule broken)
   const char *string = config_string_get(element);
   if (is_unset(string)) {
     if (rule.optional || rule.test >= Test::without) return false;
-    find(element, broken_by(rule, broken), {"the value is empty", "write a value or remove it"});
+    report(element, broken_by(rule, broken), {"the value is empty", "write a value or remove it"});
     return true;
   }
   if (passes(element, rule, string)) return false;
@@ -430,11 +430,11 @@ bool check_element(const ConfigNode *element, const ValueRule &row, Rule broken)
 
 }  // namespace
 
-void find_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure) {
+void report_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure) {
   size_t length = 0;
   const ConfigNode *node = config_nearest(entry, path, &length);
   const char *key = path + length + (length > 0 ? 1 : 0);
-  find(node, broken, {path[length] == '\0' ? "the value is empty" : std::string(key) + " is not set", cure});
+  report(node, broken, {path[length] == '\0' ? "the value is empty" : std::string(key) + " is not set", cure});
 }
 
 std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty) {

@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "check/rules.h"
 #include "config/report.h"
 #include "platform/config.h"
 #include "platform/ranges.h"
@@ -143,7 +142,7 @@ void check_each(const ConfigNode *node, const char *path, const ValueRule *rules
 void check_strings(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
 
 // Reports that the value at `path` is not set or empty, at the nearest node above it that is written.
-void find_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure);
+void report_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure);
 
 // The paths, of a list ended by null, at which the entry has no value; with `or_empty` also those where it has "". They
 // are joined by ", " and followed by " is" or " are". "" when there are none.

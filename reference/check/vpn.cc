@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "check/ipv4.h"
 #include "check/values.h"
 #include "config/characters.h"
@@ -78,9 +78,9 @@ constexpr ValueRule server_key_rules[] = {without_tag("cacert", "</ca>"),
 void check_server_address(const ConfigNode *server) {
   const std::string_view string = config_get_string(server, "server_address");
   if (!ipv4_address(string.substr(0, string.find('/'))).has_value()) {
-    find(config_nearest(server, "server_address"), Rule::openvpn_value,
-         {string.empty() ? "server_address is not set" : "'" + printable(string) + "' is not an IPv4 address",
-          "write an address with a prefix length such as 10.8.0.1/24"});
+    report(config_nearest(server, "server_address"), Rule::openvpn_value,
+           {string.empty() ? "server_address is not set" : "'" + printable(string) + "' is not an IPv4 address",
+            "write an address with a prefix length such as 10.8.0.1/24"});
     return;
   }
   const bool is_tun = string_equals(server, "device_type", "tun");
@@ -97,8 +97,8 @@ void check_openvpn_server(const ConfigNode *server) {
   if (string_equals(server, "device_type", "tap_bridge")) return;
   check_server_address(server);
   if (config_get_int(server, "server_last_ip") <= config_get_int(server, "server_first_ip"))
-    find(config_nearest(server, "server_last_ip"), Rule::openvpn_value,
-         {"the address pool ends before it starts", "write a number above server_first_ip"});
+    report(config_nearest(server, "server_last_ip"), Rule::openvpn_value,
+           {"the address pool ends before it starts", "write a number above server_first_ip"});
 }
 
 constexpr ValueRule nemo_rules[] = {rule("home_address", Test::ipv4), rule("home_agent", Test::filled),
@@ -134,7 +134,7 @@ void check_serial_port(const ConfigNode *port) {
   if (config_object(port, "ppp_dialin") != nullptr)
     check_rules(port, dialin_rules, Rule::uci_missing);
   else
-    find(port, Rule::serial_unused);
+    report(port, Rule::serial_unused);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <unordered_set>
 
 #include "check/check.h"
-#include "check/find.h"
+#include "check/findings.h"
 #include "config/characters.h"
 #include "config/document.h"
 #include "util/owned.h"
@@ -18,12 +18,12 @@ using Paths = std::unordered_set<std::string>;
 void report_word(const ConfigNode *node, const SchemaKey &key, const char *string) {
   const std::string shown = printable(string);
   if (key.others == OtherWords::useless) {
-    find(node, Rule::useless_word, {shown, key.words});
+    report(node, Rule::useless_word, {shown, key.words});
     return;
   }
   Meant meant(string);
   for (const std::string_view word : split(key.words, ' ')) meant.look_at(word);
-  find(node, Rule::doubtful_word, {shown, meant.hint()});
+  report(node, Rule::doubtful_word, {shown, meant.hint()});
 }
 
 void check_word(const ConfigNode *node, const Paths &found) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "check/rules.h"
+#include "config/rules.h"
 #include "platform/config.h"
 
 struct Finding {

@@ -9,8 +9,8 @@
 // - `outcome` says what the mistake leads to, `cure` what to write instead.
 //
 // Each "{name}" in these texts is replaced by a value of the finding. The same name always gives the same value.
-#ifndef TESSERA_REFERENCE_CHECK_RULES_H
-#define TESSERA_REFERENCE_CHECK_RULES_H
+#ifndef TESSERA_REFERENCE_CONFIG_RULES_H
+#define TESSERA_REFERENCE_CONFIG_RULES_H
 
 #include <cstddef>
 #include <cstdint>
