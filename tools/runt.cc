@@ -221,7 +221,7 @@ int report(const char *path, std::string_view input, size_t offset, const char *
   return failed;
 }
 
-// More than the store can hold; the limit keeps an endless input from filling the memory.
+// As much as the store can hold; the limit keeps an endless input from filling the memory.
 constexpr size_t largest_input = 128U << 20;
 
 // Reads the whole input; returns false, with errno set, when it cannot be read or is too large.

@@ -22,7 +22,8 @@ namespace {
 constexpr char values_path[] = "/var/run/runt/values";
 constexpr char new_path[] = "/var/run/runt/values.new";
 
-// The limit of the file, in bytes: the store is kept in memory twice while it is read.
+// The limit of the file, in bytes. Every program keeps all facts in memory, which takes several times as much as the
+// file when they are short.
 constexpr size_t largest_store = 128U << 20;
 
 // Locks the store until `lock` is closed. 0 for success. A stopped program may never release its lock, so a process
@@ -72,9 +73,11 @@ int read_values(Connection *connection) {
   Fd file(open(values_path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   if (!file.is_open() && errno != ENOENT) return errno;
   if (file.is_open()) {
+    struct stat status;
     std::string content;
-    if (!read_all(file.get(), &content, largest_store)) return errno;
-    if (!parse_values(content, &values)) return EBADMSG;
+    if (fstat(file.get(), &status) != 0 || !read_all(file.get(), &content, largest_store)) return errno;
+    // A pipe or a device may be as empty as a store without facts.
+    if (!S_ISREG(status.st_mode) || !parse_values(content, &values)) return EBADMSG;
   }
   connection->values = std::move(values);
   connection->file = std::move(file);
@@ -95,7 +98,9 @@ int write_values(Connection *connection) {
   std::string content;
   for (const auto &[key, value] : connection->values) content.append(key).append(1, '\0').append(value).append(1, '\0');
   if (content.size() > largest_store) return ENOSPC;
-  Fd file(open(new_path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW, 0600));
+  // Removes what a killed program has left, and anything else of this name: a pipe, a device, a link to the store.
+  unlink(new_path);
+  Fd file(open(new_path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!file.is_open()) return errno;
   if (!write_all(file.get(), content) || rename(new_path, values_path) != 0) {
     int error = errno;

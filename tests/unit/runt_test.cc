@@ -78,9 +78,16 @@ TEST_F(Runt, DamagedFiles) {
     EXPECT_NE(runt_init(), 0) << content;
     EXPECT_EQ(runt_keys(""), nullptr);
   }
+  ASSERT_EQ(system("rm /var/run/runt/values && mkfifo /var/run/runt/values"), 0);
+  EXPECT_NE(runt_init(), 0);
   // While a connection is open, the store may be removed, damaged and repaired.
   ASSERT_EQ(system("rm /var/run/runt/values"), 0);
   ASSERT_EQ(runt_init() + put("a", "1"), 0);
+  for (const char *leftover : {"ln -s values", "ln values", "mkfifo", "echo x >"}) {
+    ASSERT_EQ(system(("cd /var/run/runt && " + std::string(leftover) + " values.new").c_str()), 0);
+    ASSERT_EQ(put("b", leftover), 0) << leftover;
+    EXPECT_FALSE(file_exists("/var/run/runt/values.new")) << leftover;
+  }
   ASSERT_EQ(system("rm /var/run/runt/values"), 0);
   ASSERT_EQ(put("b", "2"), 0);
   EXPECT_EQ(names(""), "b");
