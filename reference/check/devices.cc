@@ -25,7 +25,7 @@ void check_members(Masters &masters, const NetworkNode *master, uint32_t member_
 }
 
 void check_bridge(Masters &masters, const NetworkNode *bridge) {
-  static constexpr ValueRule stp_rules[] = {in_range("stp.forward_delay"), end_of_rules};
+  static constexpr ValueRule stp_rules[] = {in_range("stp.forward_delay")};
   const ConfigNode *config = network_config(bridge);
   if (!config_get_bool(config, "enable")) return;
   if (config_get_bool(config, "stp.enable")) check_rules(config, stp_rules, Rule::uci_value);
@@ -33,7 +33,7 @@ void check_bridge(Masters &masters, const NetworkNode *bridge) {
 }
 
 void check_bond(Masters &masters, const NetworkNode *bond) {
-  static constexpr ValueRule bond_rules[] = {one_of("mode", "active-backup round-robin"), end_of_rules};
+  static constexpr ValueRule bond_rules[] = {one_of("mode", "active-backup round-robin")};
   const ConfigNode *config = network_config(bond);
   if (!config_get_bool(config, "enable")) return;
   check_rules(config, bond_rules, Rule::bond_left_out);
@@ -44,24 +44,23 @@ void check_bond(Masters &masters, const NetworkNode *bond) {
            {"the first member cannot be the primary", "put a device first that is always present"});
 }
 
-constexpr ValueRule vlan_rules[] = {in_range("id"), end_of_rules};
+constexpr ValueRule vlan_rules[] = {in_range("id")};
 
-constexpr ValueRule local_rules[] = {rule("local", Test::filled), end_of_rules};
+constexpr ValueRule local_rules[] = {rule("local", Test::filled)};
 
 constexpr ValueRule iptunnel_rules[] = {rule("local", Test::filled), rule("type", Test::filled),
-                                        rule("remote", Test::ipv4), end_of_rules};
+                                        rule("remote", Test::ipv4)};
 
 constexpr ValueRule macsec_rules[] = {rule("association.cak", Test::hexadecimal),
-                                      rule("association.ckn", Test::hexadecimal), end_of_rules};
-constexpr Variant macsec_variants[] = {{"manual", macsec_rules}, {nullptr, nullptr}};
+                                      rule("association.ckn", Test::hexadecimal)};
+constexpr Variant macsec_variants[] = {{"manual", macsec_rules}};
 
-constexpr ValueRule l2tpeth_rules[] = {rule("local", Test::filled),         rule("remote", Test::address),
-                                       rule("tunnel_id", Test::filled),     rule("peer_tunnel_id", Test::filled),
-                                       rule("encapsulation", Test::filled), end_of_rules};
-constexpr ValueRule l2tpeth_ports[] = {in_range("udp_source_port"), in_range("udp_destination_port"), end_of_rules};
-constexpr Variant l2tpeth_variants[] = {{"udp", l2tpeth_ports}, {nullptr, nullptr}};
-constexpr ValueRule session_rules[] = {rule("session_id", Test::filled), rule("peer_session_id", Test::filled),
-                                       end_of_rules};
+constexpr ValueRule l2tpeth_rules[] = {rule("local", Test::filled), rule("remote", Test::address),
+                                       rule("tunnel_id", Test::filled), rule("peer_tunnel_id", Test::filled),
+                                       rule("encapsulation", Test::filled)};
+constexpr ValueRule l2tpeth_ports[] = {in_range("udp_source_port"), in_range("udp_destination_port")};
+constexpr Variant l2tpeth_variants[] = {{"udp", l2tpeth_ports}};
+constexpr ValueRule session_rules[] = {rule("session_id", Test::filled), rule("peer_session_id", Test::filled)};
 
 void check_iptunnel(const ConfigNode *config) {
   if (config_get_bool(config, "enable")) check_rules(config, iptunnel_rules, Rule::uci_missing);

@@ -48,60 +48,52 @@ constexpr ValueRule dhcp_rules[] = {
        line("domain={advanced.domain_suffix}, # domain name suffix", dnsmasq_line, router_address)),
     as(Rule::dnsmasq_value,
        line("dhcp-boot=net:,{advanced.bootfile},,{advanced.tftp_server} # bootp server", dnsmasq_line, interface_name)),
-    end_of_rules,
 };
-constexpr ValueRule bound_rules[] = {rule("lease_start", Test::filled), rule("lease_end", Test::filled), end_of_rules};
-constexpr ValueRule custom_mtu_rules[] = {in_range("advanced.mtu_custom"), end_of_rules};
-constexpr Variant mtu_variants[] = {{"custom", custom_mtu_rules}, {nullptr, nullptr}};
+constexpr ValueRule bound_rules[] = {rule("lease_start", Test::filled), rule("lease_end", Test::filled)};
+constexpr ValueRule custom_mtu_rules[] = {in_range("advanced.mtu_custom")};
+constexpr Variant mtu_variants[] = {{"custom", custom_mtu_rules}};
 
 // Servers announced to clients: the word that says where the address comes from, and the address for "custom".
 struct AnnouncedRow {
-  const char *source;  // null ends the table
+  const char *source;
   const char *address;
 };
-constexpr AnnouncedRow announced[] = {
-    {"advanced.gateway", "advanced.gateway_custom"},
-    {"advanced.primary_dns", "advanced.primary_dns_custom"},
-    {"advanced.secondary_dns", "advanced.secondary_dns_custom"},
-    {"advanced.primary_ntp", "advanced.primary_ntp_custom"},
-    {"advanced.secondary_ntp", "advanced.secondary_ntp_custom"},
-    {"advanced.primary_wins", "advanced.primary_wins_custom"},
-    {"advanced.secondary_wins", "advanced.secondary_wins_custom"},
-    {nullptr, nullptr},
-};
+constexpr AnnouncedRow announced[] = {{"advanced.gateway", "advanced.gateway_custom"},
+                                      {"advanced.primary_dns", "advanced.primary_dns_custom"},
+                                      {"advanced.secondary_dns", "advanced.secondary_dns_custom"},
+                                      {"advanced.primary_ntp", "advanced.primary_ntp_custom"},
+                                      {"advanced.secondary_ntp", "advanced.secondary_ntp_custom"},
+                                      {"advanced.primary_wins", "advanced.primary_wins_custom"},
+                                      {"advanced.secondary_wins", "advanced.secondary_wins_custom"}};
 
 constexpr ValueRule relay_rules[] = {as(Rule::dnsmasq_value, rule("address", Test::closed)),
                                      as(Rule::dnsmasq_value, rule("address", Test::without, ",*")),
-                                     rule("address", Test::ipv4), end_of_rules};
+                                     rule("address", Test::ipv4)};
 
 // Options whose values must be addresses for dnsmasq, and options for which it refuses a number without a size.
 constexpr int address_options[] = {1,  3,  6,  7,  9,  16, 21, 28, 32, 33, 41, 42, 44,
                                    45, 48, 49, 50, 54, 65, 68, 69, 70, 71, 74, 150};
 constexpr int sized_options[] = {43, 52, 53, 55, 56, 57, 61, 81, 82, 118};
 
-constexpr ValueRule option_rules[] = {as(Rule::dnsmasq_value, range("option", 0, 254)), in_range("option"),
-                                      end_of_rules};
+constexpr ValueRule option_rules[] = {as(Rule::dnsmasq_value, range("option", 0, 254)), in_range("option")};
 constexpr ValueRule option_ipv4[] = {
     rule("value_ipv4_list", Test::strings),
     as(Rule::dnsmasq_value,
-       line("dhcp-option-force=net:,{option}{value_ipv4_list#1} # {name}", dnsmasq_line, interface_name)),
-    end_of_rules};
-constexpr ValueRule option_addresses[] = {no_quote(""), rule("", Test::destination), end_of_rules};
+       line("dhcp-option-force=net:,{option}{value_ipv4_list#1} # {name}", dnsmasq_line, interface_name))};
+constexpr ValueRule option_addresses[] = {no_quote(""), rule("", Test::destination)};
 constexpr ValueRule option_text[] = {
     as(Rule::dnsmasq_value, at_most("value_str", longest_option)),
     as(Rule::dnsmasq_value,
-       line("dhcp-option-force=net:,{option},\"{value_str+\"\\}\" # {name}", dnsmasq_line, interface_name)),
-    end_of_rules};
+       line("dhcp-option-force=net:,{option},\"{value_str+\"\\}\" # {name}", dnsmasq_line, interface_name))};
 // Two digits are one byte. An option holds up to 255 bytes, and the line has a separator before each.
 constexpr ValueRule option_hex[] = {
     as(Rule::dnsmasq_value, rule("value_hex", Test::closed)), as(Rule::dnsmasq_value, at_most("value_hex", 510)),
     rule("value_hex", Test::hexadecimal),
-    as(Rule::dnsmasq_value, line("dhcp-option-force=net:,{option} # {name}", dnsmasq_line, interface_name + 765)),
-    end_of_rules};
-constexpr ValueRule option_byte[] = {range("value_bytes", 0, 255), end_of_rules};
-constexpr ValueRule option_word[] = {range("value_bytes", 0, 65535), end_of_rules};
+    as(Rule::dnsmasq_value, line("dhcp-option-force=net:,{option} # {name}", dnsmasq_line, interface_name + 765))};
+constexpr ValueRule option_byte[] = {range("value_bytes", 0, 255)};
+constexpr ValueRule option_word[] = {range("value_bytes", 0, 65535)};
 constexpr Variant option_variants[] = {
-    {"str", option_text}, {"hex", option_hex}, {"1byte", option_byte}, {"2byte", option_word}, {nullptr, nullptr}};
+    {"str", option_text}, {"hex", option_hex}, {"1byte", option_byte}, {"2byte", option_word}};
 
 constexpr ValueRule lease_rules[] = {
     as(Rule::dnsmasq_value, rule("ip", Test::closed)),
@@ -112,17 +104,12 @@ constexpr ValueRule lease_rules[] = {
     as(Rule::dnsmasq_value, rule("name", Test::reservation)),
     as(Rule::dnsmasq_value, rule("name", Test::domain)),
     rule("name", Test::host_name),
-    as(Rule::dnsmasq_value, line("dhcp-host=id:{device},{name},{ip},net:", dnsmasq_line, interface_name)),
-    end_of_rules};
+    as(Rule::dnsmasq_value, line("dhcp-host=id:{device},{name},{ip},net:", dnsmasq_line, interface_name))};
 constexpr ValueRule lease_by_mac[] = {as(Rule::dnsmasq_value, rule("mac", Test::closed)),
-                                      as(Rule::dnsmasq_value, rule("mac", Test::mac_line)), rule("mac", Test::mac),
-                                      end_of_rules};
-constexpr ValueRule lease_by_device[] = {as(Rule::dnsmasq_value, rule("device", Test::closed)),
-                                         as(Rule::dnsmasq_value, rule("device", Test::client)),
-                                         rule("device", Test::filled),
-                                         rule("device", Test::without, ",\""),
-                                         rule("device", Test::without_string, " #"),
-                                         end_of_rules};
+                                      as(Rule::dnsmasq_value, rule("mac", Test::mac_line)), rule("mac", Test::mac)};
+constexpr ValueRule lease_by_device[] = {
+    as(Rule::dnsmasq_value, rule("device", Test::closed)), as(Rule::dnsmasq_value, rule("device", Test::client)),
+    rule("device", Test::filled), rule("device", Test::without, ",\""), rule("device", Test::without_string, " #")};
 
 // A bound of the lease range as an address. A bound without dots is the last number of an address; the other numbers
 // come from `sibling`, the other bound, or from the interface's own address.
@@ -167,15 +154,9 @@ void check_lease_range(const ConfigNode *part, const ConfigNode *server) {
 
 // Nobody leaves these keys out on purpose: without them the lines are still written, and give the clients no value.
 void check_unset_options(const ConfigNode *server) {
-  static constexpr const char *keys[] = {"advanced.gateway",
-                                         "advanced.mtu",
-                                         "advanced.primary_dns",
-                                         "advanced.secondary_dns",
-                                         "advanced.primary_ntp",
-                                         "advanced.secondary_ntp",
-                                         "advanced.primary_wins",
-                                         "advanced.secondary_wins",
-                                         nullptr};
+  static constexpr char keys[] =
+      "advanced.gateway advanced.mtu advanced.primary_dns advanced.secondary_dns advanced.primary_ntp "
+      "advanced.secondary_ntp advanced.primary_wins advanced.secondary_wins";
   const std::string unset = unset_keys(server, keys, true);
   if (unset.empty()) return;
   const bool gateway = string_equals(server, "advanced.gateway", "");
@@ -189,9 +170,9 @@ void check_unset_options(const ConfigNode *server) {
 }
 
 void check_announced(const ConfigNode *server) {
-  for (const AnnouncedRow *row = announced; row->source != nullptr; row++) {
-    const ValueRule address[] = {rule(row->address, Test::ipv4), end_of_rules};
-    if (string_equals(server, row->source, "custom")) check_rules(server, address, Rule::dnsmasq_value);
+  for (const AnnouncedRow &row : announced) {
+    const ValueRule address[] = {rule(row.address, Test::ipv4)};
+    if (string_equals(server, row.source, "custom")) check_rules(server, address, Rule::dnsmasq_value);
   }
 }
 
@@ -251,7 +232,8 @@ void check_identifier(const ConfigNode *lease) {
                  has_mac ? "write \"type\": \"mac\", as mac is set" : "write one of: mac device");
     if (*config_get_string(lease, "device") == '\0') return;
   }
-  check_rules(lease, strcmp(type, "mac") == 0 ? lease_by_mac : lease_by_device, Rule::dnsmasq_effect);
+  check_rules(lease, strcmp(type, "mac") == 0 ? ValueRules(lease_by_mac) : ValueRules(lease_by_device),
+              Rule::dnsmasq_effect);
 }
 
 // Records the address of a reservation. False when the run leaves the reservation out.

@@ -13,18 +13,17 @@
 
 namespace {
 
-constexpr ValueRule link_rules[] = {optional(rule("mac", Test::mac)), optional(in_range("mtu")), end_of_rules};
-constexpr ValueRule name_server_rules[] = {rule("", Test::address), end_of_rules};
+constexpr ValueRule link_rules[] = {optional(rule("mac", Test::mac)), optional(in_range("mtu"))};
+constexpr ValueRule name_server_rules[] = {rule("", Test::address)};
 // The address is written without escapes.
 constexpr ValueRule static_ipv6_rules[] = {as(Rule::uci_quotes, rule("static.address", Test::without, "\"\\")),
-                                           rule("static.address", Test::ipv6_network), end_of_rules};
-constexpr ValueRule delegation_rules[] = {in_range("prefix_length"), optional(rule("prefix_id", Test::hexadecimal)),
-                                          end_of_rules};
+                                           rule("static.address", Test::ipv6_network)};
+constexpr ValueRule delegation_rules[] = {in_range("prefix_length"), optional(rule("prefix_id", Test::hexadecimal))};
 
 // An interface with a malformed address, mask or gateway stays down. Without an address, it comes up.
 void check_address(const ConfigNode *part) {
-  static constexpr ValueRule address_rules[] = {rule("address", Test::ipv4_network), end_of_rules};
-  static constexpr ValueRule gateway_rules[] = {optional(rule("gateway", Test::ipv4)), end_of_rules};
+  static constexpr ValueRule address_rules[] = {rule("address", Test::ipv4_network)};
+  static constexpr ValueRule gateway_rules[] = {optional(rule("gateway", Test::ipv4))};
   // The mapper does not write what follows a second slash, and leaves out an empty mask.
   const std::string_view address = config_get_string(part, "address");
   const size_t slash = std::min(address.find('/'), address.size());
@@ -56,24 +55,22 @@ void check_part(const NetworkNode *part) {
 }
 
 constexpr ValueRule passthrough_rules[] = {rule("passthrough.src", Test::strings),
-                                           one_line("passthrough.pppoe_server.custom.config_file"), end_of_rules};
-constexpr ValueRule pppoe_rules[] = {one_line("pppoe.custom.config_file"), end_of_rules};
+                                           one_line("passthrough.pppoe_server.custom.config_file")};
+constexpr ValueRule pppoe_rules[] = {one_line("pppoe.custom.config_file")};
 constexpr ValueRule ancillary_rules[] = {rule("passthrough.ancillary.address", Test::ipv4_masked),
                                          as(Rule::address, optional(rule("passthrough.ancillary.gw", Test::ipv4))),
-                                         rule("passthrough.ancillary.gw", Test::ipv4), end_of_rules};
+                                         rule("passthrough.ancillary.gw", Test::ipv4)};
 
 constexpr ValueRule modem_rules[] = {
     rule("modem.device", Test::entry),
     in_range("modem.sd"),
-    end_of_rules,
 };
-constexpr ValueRule custom_sst_rules[] = {in_range("modem.custom_sst"), end_of_rules};
-constexpr Variant sst_variants[] = {{"custom", custom_sst_rules}, {nullptr, nullptr}};
-constexpr ValueRule custom_gateway_rules[] = {rule("modem.custom_gw.gateway", Test::filled), end_of_rules};
+constexpr ValueRule custom_sst_rules[] = {in_range("modem.custom_sst")};
+constexpr Variant sst_variants[] = {{"custom", custom_sst_rules}};
+constexpr ValueRule custom_gateway_rules[] = {rule("modem.custom_gw.gateway", Test::filled)};
 // The list of access points has commas between its columns and quotes values without escapes.
 constexpr ValueRule apn_rules[] = {rule("apn", Test::without, ","), rule("ip_version", Test::without, "'"),
-                                   rule("auth", Test::without, "'"), rule("match_plmn", Test::without, "'"),
-                                   end_of_rules};
+                                   rule("auth", Test::without, "'"), rule("match_plmn", Test::without, "'")};
 
 void check_modem(const ConfigNode *config) {
   check_rules(config, modem_rules, Rule::uci_missing);
@@ -98,7 +95,7 @@ void check_device(const NetworkNode *interface) {
 }
 
 void check_interface(const NetworkNode *interface) {
-  static constexpr ValueRule mtu_rules[] = {optional(in_range("mtu")), end_of_rules};
+  static constexpr ValueRule mtu_rules[] = {optional(in_range("mtu"))};
   const ConfigNode *config = network_config(interface);
   switch (network_interface_type(interface)) {
     case NETWORK_INTERFACE_MODEM:

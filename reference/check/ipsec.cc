@@ -28,30 +28,27 @@ constexpr ValueRule tunnel_rules[] = {
     as(Rule::ipsec_effect, rule("remote.peer_selection", Test::filled)),
     as(Rule::ipsec_effect, rule("remote.peer_selection", Test::without, IPSEC_WORD_ENDS)),
     one_of("auth.type", "secret asymmetric-secrets rsasig x509 scep"),
-    end_of_rules,
 };
 // The type is the name of the line with the phase 2 proposals.
-constexpr ValueRule type_rules[] = {one_of("type", "esp ah"), end_of_rules};
-constexpr ValueRule lifetime_rules[] = {at_least("ike.phase1_lifetime", 1), at_least("ike.phase2_lifetime", 1),
-                                        end_of_rules};
-constexpr ValueRule local_interface_rules[] = {rule("local.interface", Test::entry), end_of_rules};
-constexpr Variant local_variants[] = {{"interface", local_interface_rules}, {nullptr, nullptr}};
+constexpr ValueRule type_rules[] = {one_of("type", "esp ah")};
+constexpr ValueRule lifetime_rules[] = {at_least("ike.phase1_lifetime", 1), at_least("ike.phase2_lifetime", 1)};
+constexpr ValueRule local_interface_rules[] = {rule("local.interface", Test::entry)};
+constexpr Variant local_variants[] = {{"interface", local_interface_rules}};
 
 // Characters that end an element of a list of hosts, and of a list of algorithms.
 constexpr char element_ends[] = IPSEC_WORD_ENDS ",;";
 constexpr char algorithm_ends[] = IPSEC_WORD_ENDS ",!";
 
 constexpr ValueRule ipv4_peer_rules[] = {parses("hostname"), rule("hostname", Test::filled),
-                                         rule("hostname", Test::without, element_ends), end_of_rules};
+                                         rule("hostname", Test::without, element_ends)};
 constexpr ValueRule ipv6_peer_rules[] = {parses("hostname6"), rule("hostname6", Test::filled),
-                                         rule("hostname6", Test::without, element_ends), end_of_rules};
+                                         rule("hostname6", Test::without, element_ends)};
 
 constexpr ValueRule proposal_rules[] = {
     parses("cipher"),   rule("cipher", Test::filled),   rule("cipher", Test::without, algorithm_ends),
     parses("hash"),     rule("hash", Test::filled),     rule("hash", Test::without, algorithm_ends),
-    parses("dh_group"), rule("dh_group", Test::filled), rule("dh_group", Test::without, algorithm_ends),
-    end_of_rules};
-constexpr ValueRule dpd_rules[] = {in_range("dpd.delay"), in_range("dpd.timeout"), end_of_rules};
+    parses("dh_group"), rule("dh_group", Test::filled), rule("dh_group", Test::without, algorithm_ends)};
+constexpr ValueRule dpd_rules[] = {in_range("dpd.delay"), in_range("dpd.timeout")};
 // The password is written in quotes, without escapes.
 constexpr ValueRule xauth_rules[] = {
     parses("xauth_client.username"),
@@ -59,55 +56,51 @@ constexpr ValueRule xauth_rules[] = {
     as(Rule::ipsec_effect, rule("xauth_client.username", Test::without, IPSEC_WORD_ENDS)),
     as(Rule::ipsec_effect, rule("xauth_client.username", Test::not_first, "'")),
     as(Rule::ipsec_effect, rule("xauth_client.password", Test::filled)),
-    as(Rule::ipsec_effect, no_quote("xauth_client.password")),
-    end_of_rules};
+    as(Rule::ipsec_effect, no_quote("xauth_client.password"))};
 
 // What a tunnel needs for each type of authentication.
 constexpr char key_label[] = "PRIVATE KEY";
 constexpr char certificate_label[] = "CERTIFICATE";
-constexpr ValueRule secret_rules[] = {as(Rule::ipsec_effect, rule("auth.secret", Test::filled)), end_of_rules};
+constexpr ValueRule secret_rules[] = {as(Rule::ipsec_effect, rule("auth.secret", Test::filled))};
 constexpr ValueRule asymmetric_rules[] = {as(Rule::ipsec_effect, rule("auth.local_secret", Test::filled)),
-                                          as(Rule::ipsec_effect, rule("auth.remote_secret", Test::filled)),
-                                          end_of_rules};
+                                          as(Rule::ipsec_effect, rule("auth.remote_secret", Test::filled))};
 constexpr ValueRule rsasig_rules[] = {rule("auth.private_key", Test::pem, key_label),
-                                      rule("auth.peer_public_key", Test::pem, "PUBLIC KEY"), end_of_rules};
+                                      rule("auth.peer_public_key", Test::pem, "PUBLIC KEY")};
 constexpr ValueRule x509_rules[] = {rule("auth.private_key", Test::pem, key_label),
                                     rule("auth.cert", Test::pem, certificate_label),
-                                    as(Rule::ipsec_effect, rule("auth.peer_verify", Test::filled)), end_of_rules};
-constexpr ValueRule scep_rules[] = {as(Rule::ipsec_skipped, rule("auth.scep_client", Test::entry)), end_of_rules};
-constexpr Variant auth_variants[] = {{"secret", secret_rules}, {"asymmetric-secrets", asymmetric_rules},
-                                     {"rsasig", rsasig_rules}, {"x509", x509_rules},
-                                     {"scep", scep_rules},     {nullptr, nullptr}};
-constexpr ValueRule peer_cert_rules[] = {rule("auth.peer_cert", Test::pem, certificate_label), end_of_rules};
-constexpr ValueRule peer_ca_rules[] = {
-    as(Rule::ipsec_effect, rule("auth.peer_ca", Test::filled)), pem_and_more("auth.peer_ca", certificate_label),
-    parses("auth.peer_ca_dn"), as(Rule::ipsec_effect, rule("auth.peer_ca_dn", Test::quoted, "#\"")), end_of_rules};
-constexpr Variant peer_variants[] = {{"cert", peer_cert_rules}, {"ca", peer_ca_rules}, {nullptr, nullptr}};
+                                    as(Rule::ipsec_effect, rule("auth.peer_verify", Test::filled))};
+constexpr ValueRule scep_rules[] = {as(Rule::ipsec_skipped, rule("auth.scep_client", Test::entry))};
+constexpr Variant auth_variants[] = {{"secret", secret_rules},
+                                     {"asymmetric-secrets", asymmetric_rules},
+                                     {"rsasig", rsasig_rules},
+                                     {"x509", x509_rules},
+                                     {"scep", scep_rules}};
+constexpr ValueRule peer_cert_rules[] = {rule("auth.peer_cert", Test::pem, certificate_label)};
+constexpr ValueRule peer_ca_rules[] = {as(Rule::ipsec_effect, rule("auth.peer_ca", Test::filled)),
+                                       pem_and_more("auth.peer_ca", certificate_label), parses("auth.peer_ca_dn"),
+                                       as(Rule::ipsec_effect, rule("auth.peer_ca_dn", Test::quoted, "#\""))};
+constexpr Variant peer_variants[] = {{"cert", peer_cert_rules}, {"ca", peer_ca_rules}};
 
 constexpr char selector_ends[] = IPSEC_WORD_ENDS ",/[]";
 
-constexpr const char *selector_keys[] = {"protocol", "port", nullptr};
-constexpr ValueRule selector_rules[] = {parses("protocol"),
-                                        rule("protocol", Test::without, selector_ends),
-                                        parses("port"),
-                                        rule("port", Test::without, selector_ends),
-                                        rule("port", Test::ports),
-                                        end_of_rules};
-constexpr ValueRule protocol_number[] = {in_range("protocol_other"), end_of_rules};
-constexpr Variant protocol_variants[] = {{"other", protocol_number}, {nullptr, nullptr}};
-constexpr ValueRule remote_network_rules[] = {parses("remote.network"), optional(rule("remote.network", Test::network)),
-                                              end_of_rules};
-constexpr ValueRule policy_rules[] = {one_of("local.type", "address network custom request dynamic"), end_of_rules};
-constexpr ValueRule policy_address[] = {rule("local.address", Test::entry), end_of_rules};
-constexpr ValueRule policy_network[] = {rule("local.network", Test::entry), end_of_rules};
+constexpr ValueRule selector_rules[] = {parses("protocol"), rule("protocol", Test::without, selector_ends),
+                                        parses("port"), rule("port", Test::without, selector_ends),
+                                        rule("port", Test::ports)};
+constexpr ValueRule protocol_number[] = {in_range("protocol_other")};
+constexpr Variant protocol_variants[] = {{"other", protocol_number}};
+constexpr ValueRule remote_network_rules[] = {parses("remote.network"),
+                                              optional(rule("remote.network", Test::network))};
+constexpr ValueRule policy_rules[] = {one_of("local.type", "address network custom request dynamic")};
+constexpr ValueRule policy_address[] = {rule("local.address", Test::entry)};
+constexpr ValueRule policy_network[] = {rule("local.network", Test::entry)};
 constexpr ValueRule policy_custom[] = {rule("local.custom", Test::filled), parses("local.custom"),
-                                       as(Rule::ipsec_effect, rule("local.custom", Test::network)), end_of_rules};
+                                       as(Rule::ipsec_effect, rule("local.custom", Test::network))};
 constexpr Variant policy_variants[] = {
-    {"address", policy_address}, {"network", policy_network}, {"custom", policy_custom}, {nullptr, nullptr}};
+    {"address", policy_address}, {"network", policy_network}, {"custom", policy_custom}};
 
 constexpr int32_t longest_peer_identity = 240;
-constexpr const char *peer_identity_keys[] = {"id.raw_id",  "id.ipv4_id",  "id.ipv6_id", "id.rfc822_id",
-                                              "id.fqdn_id", "id.keyid_id", nullptr};
+constexpr const char *peer_identity_keys[] = {"id.raw_id",    "id.ipv4_id", "id.ipv6_id",
+                                              "id.rfc822_id", "id.fqdn_id", "id.keyid_id"};
 
 constexpr char typed_identities[] = "raw ipv4 ipv6 rfc822 fqdn keyid";
 
@@ -135,15 +128,15 @@ void check_identity(const ConfigNode *owner, bool shared_secret) {
   const ValueRule value_rules[] = {as(shortened ? Rule::ipsec_effect : Rule::ipsec_value, no_quote(key.c_str())),
                                    rule(key.c_str(), Test::filled),
                                    rule(key.c_str(), Test::without, shared_secret ? "\\ " : "\\"),
-                                   rule(key.c_str(), Test::not_first, shared_secret ? "#'" : ""), end_of_rules};
+                                   rule(key.c_str(), Test::not_first, shared_secret ? "#'" : "")};
   check_rules(owner, value_rules, Rule::ipsec_effect);
 }
 
 // The identities of the peers form one list, and long elements are truncated.
 void check_peer_identity(const ConfigNode *owner, bool shared_secret) {
   check_identity(owner, shared_secret);
-  for (const char *const *key = peer_identity_keys; *key != nullptr; key++) {
-    const ValueRule list_rules[] = {rule(*key, Test::without, ";"), at_most(*key, longest_peer_identity), end_of_rules};
+  for (const char *key : peer_identity_keys) {
+    const ValueRule list_rules[] = {rule(key, Test::without, ";"), at_most(key, longest_peer_identity)};
     check_rules(owner, list_rules, Rule::ipsec_effect);
   }
 }
@@ -202,7 +195,7 @@ void check_policy(const ConfigNode *policy) {
     const ConfigNode *end = config_object(policy, side);
     check_rules(end, selector_rules, Rule::ipsec_effect);
     check_variants(end, "protocol", protocol_variants, Rule::ipsec_effect);
-    const std::string keys = unset_keys(end, selector_keys, true);
+    const std::string keys = unset_keys(end, "protocol port", true);
     if (!keys.empty()) report(end != nullptr ? end : policy, Rule::ipsec_selector, {keys});
   }
 }

@@ -11,14 +11,14 @@
 
 namespace {
 
-constexpr ValueRule global_rules[] = {optional(rule("network.advanced.ula_prefix", Test::ipv6_network)), end_of_rules};
-constexpr ValueRule route_rules[] = {optional(rule("gateway", Test::ipv4)), in_range("mtu"), end_of_rules};
+constexpr ValueRule global_rules[] = {optional(rule("network.advanced.ula_prefix", Test::ipv6_network))};
+constexpr ValueRule route_rules[] = {optional(rule("gateway", Test::ipv4)), in_range("mtu")};
 constexpr ValueRule domain_policy_rules[] = {
     rule("dst.domain", Test::strings), rule("ip_version", Test::filled),
-    as(Rule::dnsmasq_value, line("ipset={dst.domain#1}/domain-policy-9,domain6-policy-9", dnsmasq_line)), end_of_rules};
+    as(Rule::dnsmasq_value, line("ipset={dst.domain#1}/domain-policy-9,domain6-policy-9", dnsmasq_line))};
 constexpr ValueRule domain_rules[] = {as(Rule::dnsmasq_value, rule("", Test::closed)),
-                                      as(Rule::dnsmasq_value, rule("", Test::domain)), rule("", Test::without, " /,\""),
-                                      end_of_rules};
+                                      as(Rule::dnsmasq_value, rule("", Test::domain)),
+                                      rule("", Test::without, " /,\"")};
 
 // A destination may have a prefix length, but not a mask.
 void check_destination(const ConfigNode *route) {

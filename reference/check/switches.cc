@@ -49,16 +49,16 @@ void check_interface(const ConfigNode *interface) {
 // Keys whose options are written empty when they are missing.
 struct EmptyRow {
   const char *map;
-  const char *type;     // only entries of this type; "" for all
-  const char *keys[8];  // ended by null
+  const char *type;  // only entries of this type; "" for all
+  const char *keys;  // with spaces between them
 };
 constexpr EmptyRow empty_rows[] = {
-    {"network.interface", "pppoe", {"pppoe.username", "pppoe.password", nullptr}},
-    {"network.interface", "modem", {"modem.operator_mode", "modem.operator_technology", nullptr}},
-    {"vpn.l2tp.lac", "", {"username", "password", nullptr}},
-    {"vpn.l2tp.lns", "", {"lac", "local_address", "remote_address", "auth", "username", "password", nullptr}},
-    {"vpn.nemo", "", {"key", "spi", nullptr}},
-    {"serial", "", {"flow", "ppp_dialin.auth", "ppp_dialin.username", "ppp_dialin.password", nullptr}},
+    {"network.interface", "pppoe", "pppoe.username pppoe.password"},
+    {"network.interface", "modem", "modem.operator_mode modem.operator_technology"},
+    {"vpn.l2tp.lac", "", "username password"},
+    {"vpn.l2tp.lns", "", "lac local_address remote_address auth username password"},
+    {"vpn.nemo", "", "key spi"},
+    {"serial", "", "flow ppp_dialin.auth ppp_dialin.username ppp_dialin.password"},
 };
 
 // L2TP has one switch for all entries.

@@ -129,6 +129,7 @@ struct StringTest {
 };
 
 constexpr StringTest string_tests[] = {
+    {Test::filled, "", "", [](const ConfigNode *, const ValueRule &, const char *) { return true; }},
     {Test::word, "one of: ", "",
      [](const ConfigNode *, const ValueRule &rule, const char *string) { return is_word_of(string, rule.argument); }},
     {Test::ipv4, "an IPv4 address", "192.168.1.10",
@@ -205,14 +206,11 @@ constexpr StringTest string_tests[] = {
      [](const ConfigNode *, const ValueRule &rule, const char *string) {
        return strlen(string) <= static_cast<size_t>(rule.high);
      }},
-    {Test::end, "", "", [](const ConfigNode *, const ValueRule &, const char *) { return true; }},
 };
 
-// The row of that test. Tests without a row of their own accept every string, as the last row does.
 const StringTest &string_test(Test test) {
-  const StringTest *row = string_tests;
-  while (row->test != test && row->test != Test::end) row++;
-  return *row;
+  return *std::find_if(std::begin(string_tests), std::end(string_tests),
+                       [test](const StringTest &row) { return row.test == test; });
 }
 
 bool passes(const ConfigNode *node, const ValueRule &rule, const char *string) {
@@ -366,7 +364,7 @@ bool check_number(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
 }
 
 bool check_list(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
-  static constexpr ValueRule element_rules[] = {::rule("", Test::filled), end_of_rules};
+  static constexpr ValueRule element_rules[] = {::rule("", Test::filled)};
   check_strings(entry, rule.path, element_rules, broken_by(rule, broken));
   if (config_array_count(config_array(entry, rule.path)) > 0) return false;
   report_unset(entry, rule.path, broken_by(rule, broken), "list at least one");
@@ -437,14 +435,15 @@ void report_unset(const ConfigNode *entry, const char *path, Rule broken, const 
   report(node, broken, {path[length] == '\0' ? "the value is empty" : std::string(key) + " is not set", cure});
 }
 
-std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty) {
+std::string unset_keys(const ConfigNode *entry, std::string_view paths, bool or_empty) {
   std::string keys;
   bool several = false;
-  for (; *paths != nullptr; paths++) {
-    const ConfigNode *value = config_lookup(entry, *paths);
-    if (value != nullptr && !(or_empty && string_equals(entry, *paths, ""))) continue;
+  for (const std::string_view view : split(paths, ' ')) {
+    const std::string path(view);
+    const ConfigNode *value = config_lookup(entry, path.c_str());
+    if (value != nullptr && !(or_empty && string_equals(entry, path.c_str(), ""))) continue;
     several = !keys.empty();
-    keys.append(keys.empty() ? "" : ", ").append(*paths);
+    keys.append(keys.empty() ? "" : ", ").append(path);
   }
   return keys.empty() ? keys : keys.append(several ? " are" : " is");
 }
@@ -454,26 +453,26 @@ bool string_equals(const ConfigNode *entry, const char *path, const char *string
   return value != nullptr && strcmp(value, string) == 0;
 }
 
-void check_rules(const ConfigNode *entry, const ValueRule *rules, Rule broken) {
+void check_rules(const ConfigNode *entry, ValueRules rules, Rule broken) {
   const char *reported = nullptr;
-  for (; rules->test != Test::end; rules++) {
-    if (reported != nullptr && strcmp(reported, rules->path) == 0) continue;
-    if (check_rule(entry, *rules, broken)) reported = rules->path;
+  for (const ValueRule &rule : rules) {
+    if (reported != nullptr && strcmp(reported, rule.path) == 0) continue;
+    if (check_rule(entry, rule, broken)) reported = rule.path;
   }
 }
 
-void check_variants(const ConfigNode *entry, const char *path, const Variant *variants, Rule broken) {
-  for (; variants->string != nullptr; variants++)
-    if (string_equals(entry, path, variants->string)) check_rules(entry, variants->rules, broken);
+void check_variants(const ConfigNode *entry, const char *path, std::span<const Variant> variants, Rule broken) {
+  for (const Variant &variant : variants)
+    if (string_equals(entry, path, variant.string)) check_rules(entry, variant.rules, broken);
 }
 
-void check_each(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken) {
+void check_each(const ConfigNode *node, const char *path, ValueRules rules, Rule broken) {
   for (const ConfigNode *entry : entries_at(node, path)) check_rules(entry, rules, broken);
 }
 
-void check_strings(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken) {
+void check_strings(const ConfigNode *node, const char *path, ValueRules rules, Rule broken) {
   for (const ConfigNode *element : entries_at(node, path)) {
-    const ValueRule *row = rules;
-    while (row->test != Test::end && !check_element(element, *row, broken)) row++;
+    for (const ValueRule &rule : rules)
+      if (check_element(element, rule, broken)) break;
   }
 }

@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -13,7 +14,6 @@
 #include "util/strings.h"
 
 enum class Test : uint8_t {
-  end,           // ends a table
   filled,        // any string but ""
   word,          // one of the words of `argument`
   number,        // an integer from `low` to `high`
@@ -62,6 +62,7 @@ struct ValueRule {
   bool has_own = false;  // a setting that breaks this row breaks the rule `own`, not the rule of the table
   Rule own = Rule::unreadable;
 };
+using ValueRules = std::span<const ValueRule>;
 
 // The longest lines, in bytes, that the reader of each file reads as one. It reads the rest as a line of its own, which
 // a value could use to inject any setting.
@@ -70,7 +71,6 @@ enum LongestLine : int32_t { dnsmasq_line = 1024, pam_line = 1023, radius_line =
 // Characters that end a value without quotes in ipsec.conf.
 #define IPSEC_WORD_ENDS " \"#="
 
-constexpr ValueRule end_of_rules{nullptr, Test::end, false, "", 0, 0};
 constexpr ValueRule rule(const char *path, Test test, const char *argument = "") {
   return {path, test, false, argument, 0, 0};
 }
@@ -121,32 +121,31 @@ constexpr ValueRule one_line(const char *path) {
 }
 
 // Reports every setting of `entry` that breaks a row of the table, as a finding of the rule `broken`. If a setting
-// breaks several rows in succession, only the first one is reported. Here and below, end_of_rules ends a table of
-// rules.
-void check_rules(const ConfigNode *entry, const ValueRule *rules, Rule broken);
+// breaks several rows in succession, only the first one is reported.
+void check_rules(const ConfigNode *entry, ValueRules rules, Rule broken);
 
 // Rules that apply when a setting is this string.
 struct Variant {
-  const char *string;  // null ends a table
-  const ValueRule *rules;
+  const char *string;
+  ValueRules rules;
 };
 
 // Checks `entry` with the rules of the variant for the string at `path`; with none when there is no such variant.
-void check_variants(const ConfigNode *entry, const char *path, const Variant *variants, Rule broken);
+void check_variants(const ConfigNode *entry, const char *path, std::span<const Variant> variants, Rule broken);
 
 // Checks each element of the array of objects, or each entry of the map, at `path`.
-void check_each(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
+void check_each(const ConfigNode *node, const char *path, ValueRules rules, Rule broken);
 
 // Checks each string of the array at `path`, and reports the first row that it breaks. The paths in the rows are
 // ignored.
-void check_strings(const ConfigNode *node, const char *path, const ValueRule *rules, Rule broken);
+void check_strings(const ConfigNode *node, const char *path, ValueRules rules, Rule broken);
 
 // Reports that the value at `path` is not set or empty, at the nearest node above it that is written.
 void report_unset(const ConfigNode *entry, const char *path, Rule broken, const char *cure);
 
-// The paths, of a list ended by null, at which the entry has no value; with `or_empty` also those where it has "". They
-// are joined by ", " and followed by " is" or " are". "" when there are none.
-std::string unset_keys(const ConfigNode *entry, const char *const *paths, bool or_empty);
+// The paths, of a list separated by spaces, at which the entry has no value; with `or_empty` also those where it has
+// "". They are joined by ", " and followed by " is" or " are". "" when there are none.
+std::string unset_keys(const ConfigNode *entry, std::string_view paths, bool or_empty);
 
 // True when the value at `path` is that string; a missing string reads as "".
 bool string_equals(const ConfigNode *entry, const char *path, const char *string);

@@ -21,8 +21,8 @@ constexpr char openvpn_word_ends[] = " \"'\\#;";
 constexpr int32_t openvpn_account_line = 127;
 
 constexpr ValueRule client_account_rules[] = {at_most("username", openvpn_account_line),
-                                              at_most("password", openvpn_account_line), end_of_rules};
-constexpr ValueRule client_file_rules[] = {rule("config_file", Test::filled), end_of_rules};
+                                              at_most("password", openvpn_account_line)};
+constexpr ValueRule client_file_rules[] = {rule("config_file", Test::filled)};
 constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
                                       rule("device_type", Test::without, " "),
                                       as(Rule::openvpn_effect, one_of("device_type", "tun tap")),
@@ -37,15 +37,13 @@ constexpr ValueRule client_rules[] = {rule("device_type", Test::filled),
                                       without_tag("public_cert", "</cert>"),
                                       optional(rule("public_cert", Test::pem, "CERTIFICATE")),
                                       without_tag("private_key", "</key>"),
-                                      optional(rule("private_key", Test::pem, "PRIVATE KEY")),
-                                      end_of_rules};
-constexpr ValueRule client_pair_rules[] = {rule("public_cert", Test::filled), rule("private_key", Test::filled),
-                                           end_of_rules};
+                                      optional(rule("private_key", Test::pem, "PRIVATE KEY"))};
+constexpr ValueRule client_pair_rules[] = {rule("public_cert", Test::filled), rule("private_key", Test::filled)};
 
 void check_openvpn_client(const ConfigNode *client) {
   if (!config_get_bool(client, "enable")) return;
   const bool uploaded = config_get_bool(client, "use_file");
-  check_rules(client, uploaded ? client_file_rules : client_rules, Rule::openvpn_value);
+  check_rules(client, uploaded ? ValueRules(client_file_rules) : ValueRules(client_rules), Rule::openvpn_value);
   check_rules(client, client_account_rules, Rule::openvpn_effect);
   // The mapper writes both or neither.
   if (!uploaded && string_equals(client, "public_cert", "") != string_equals(client, "private_key", ""))
@@ -53,26 +51,20 @@ void check_openvpn_client(const ConfigNode *client) {
 }
 
 constexpr ValueRule server_rules[] = {as(Rule::openvpn_effect, rule("device_type", Test::filled)),
-                                      as(Rule::openvpn_effect, in_range("port")), rule("protocol", Test::strings),
-                                      end_of_rules};
+                                      as(Rule::openvpn_effect, in_range("port")), rule("protocol", Test::strings)};
 constexpr ValueRule protocol_rules[] = {
-    one_of("", "udp udp4 udp6 tcp-server tcp4-server tcp6-server tcp tcp4 tcp6 tcp-client tcp4-client tcp6-client"),
-    end_of_rules};
+    one_of("", "udp udp4 udp6 tcp-server tcp4-server tcp6-server tcp tcp4 tcp6 tcp-client tcp4-client tcp6-client")};
 constexpr ValueRule server_pool_rules[] = {
     as(Rule::openvpn_effect, rule("server_address", Test::ipv4_network)), range("server_first_ip", -1, 254),
-    as(Rule::openvpn_effect, in_range("server_first_ip")), in_range("server_last_ip"), end_of_rules};
+    as(Rule::openvpn_effect, in_range("server_first_ip")), in_range("server_last_ip")};
 // With tun, server_first_ip is the address of the other end.
 constexpr ValueRule tun_pool_rules[] = {as(Rule::openvpn_effect, rule("server_address", Test::ipv4_network)),
-                                        in_range("server_first_ip"), in_range("server_last_ip"), end_of_rules};
-constexpr ValueRule server_key_rules[] = {without_tag("cacert", "</ca>"),
-                                          rule("cacert", Test::pem, "CERTIFICATE"),
-                                          without_tag("server_cert", "</cert>"),
-                                          rule("server_cert", Test::pem, "CERTIFICATE"),
-                                          without_tag("server_key", "</key>"),
-                                          rule("server_key", Test::pem, "PRIVATE KEY"),
-                                          without_tag("diffie", "</dh>"),
-                                          rule("diffie", Test::pem, "DH PARAMETERS"),
-                                          end_of_rules};
+                                        in_range("server_first_ip"), in_range("server_last_ip")};
+constexpr ValueRule server_key_rules[] = {
+    without_tag("cacert", "</ca>"),        rule("cacert", Test::pem, "CERTIFICATE"),
+    without_tag("server_cert", "</cert>"), rule("server_cert", Test::pem, "CERTIFICATE"),
+    without_tag("server_key", "</key>"),   rule("server_key", Test::pem, "PRIVATE KEY"),
+    without_tag("diffie", "</dh>"),        rule("diffie", Test::pem, "DH PARAMETERS")};
 
 // OpenVPN refuses the lines made from a malformed address, and accepts those of an address without a prefix length.
 void check_server_address(const ConfigNode *server) {
@@ -84,7 +76,7 @@ void check_server_address(const ConfigNode *server) {
     return;
   }
   const bool is_tun = string_equals(server, "device_type", "tun");
-  check_rules(server, is_tun ? tun_pool_rules : server_pool_rules, Rule::openvpn_value);
+  check_rules(server, is_tun ? ValueRules(tun_pool_rules) : ValueRules(server_pool_rules), Rule::openvpn_value);
 }
 
 void check_openvpn_server(const ConfigNode *server) {
@@ -102,14 +94,13 @@ void check_openvpn_server(const ConfigNode *server) {
 }
 
 constexpr ValueRule nemo_rules[] = {rule("home_address", Test::ipv4), rule("home_agent", Test::filled),
-                                    rule("coaddress.type", Test::filled), rule("tun_local.type", Test::filled),
-                                    end_of_rules};
-constexpr ValueRule care_of_interface[] = {rule("coaddress.interface", Test::entry), end_of_rules};
-constexpr ValueRule care_of_address[] = {rule("coaddress.address", Test::address), end_of_rules};
-constexpr Variant care_of_variants[] = {{"interface", care_of_interface}, {"ip", care_of_address}, {nullptr, nullptr}};
-constexpr ValueRule nemo_network_rules[] = {rule("", Test::entry), end_of_rules};
-constexpr ValueRule tunnel_interface[] = {rule("tun_local.interface", Test::entry), end_of_rules};
-constexpr Variant tunnel_variants[] = {{"interface", tunnel_interface}, {nullptr, nullptr}};
+                                    rule("coaddress.type", Test::filled), rule("tun_local.type", Test::filled)};
+constexpr ValueRule care_of_interface[] = {rule("coaddress.interface", Test::entry)};
+constexpr ValueRule care_of_address[] = {rule("coaddress.address", Test::address)};
+constexpr Variant care_of_variants[] = {{"interface", care_of_interface}, {"ip", care_of_address}};
+constexpr ValueRule nemo_network_rules[] = {rule("", Test::entry)};
+constexpr ValueRule tunnel_interface[] = {rule("tun_local.interface", Test::entry)};
+constexpr Variant tunnel_variants[] = {{"interface", tunnel_interface}};
 
 void check_nemo(const ConfigNode *nemo) {
   if (!config_get_bool(nemo, "enable")) return;
@@ -119,15 +110,12 @@ void check_nemo(const ConfigNode *nemo) {
   check_strings(nemo, "network", nemo_network_rules, Rule::uci_missing);
 }
 
-constexpr ValueRule lac_rules[] = {rule("lns", Test::filled), one_line("custom.config_file"), end_of_rules};
-constexpr ValueRule lns_rules[] = {one_line("custom.config_file"), end_of_rules};
+constexpr ValueRule lac_rules[] = {rule("lns", Test::filled), one_line("custom.config_file")};
+constexpr ValueRule lns_rules[] = {one_line("custom.config_file")};
 
-constexpr ValueRule dialin_rules[] = {rule("baudrate", Test::filled),
-                                      rule("ppp_dialin.local_address", Test::ipv4),
+constexpr ValueRule dialin_rules[] = {rule("baudrate", Test::filled), rule("ppp_dialin.local_address", Test::ipv4),
                                       rule("ppp_dialin.remote_address", Test::ipv4),
-                                      one_line("ppp_dialin.custom.config_file"),
-                                      one_line("ppp_dialin.connect.script"),
-                                      end_of_rules};
+                                      one_line("ppp_dialin.custom.config_file"), one_line("ppp_dialin.connect.script")};
 
 void check_serial_port(const ConfigNode *port) {
   if (!config_get_bool(port, "enable") || !string_equals(port, "mode", "ppp_dialin")) return;
