@@ -120,153 +120,135 @@ bool is_quoted(std::string_view string) {
   return string.size() > 2 && string.front() == '"' && string.find_first_of("\\\"", 1) == string.size() - 1;
 }
 
-// How a test checks a string, and words for its message.
-struct StringTest {
-  Test test;
-  const char *expectation;  // completes "'VALUE' is not ..." and "write ..."
-  const char *example;      // completes "such as ..."; "" for no example
-  bool (*passes)(const ConfigNode *node, const ValueRule &rule, const char *string);
+// A string, the row that it has to pass, and the node that holds it.
+struct Value {
+  const ConfigNode *node;
+  const ValueRule &rule;
+  const char *string;
 };
-
-constexpr StringTest string_tests[] = {
-    {Test::filled, "", "", [](const ConfigNode *, const ValueRule &, const char *) { return true; }},
-    {Test::word, "one of: ", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *string) { return is_word_of(string, rule.argument); }},
-    {Test::ipv4, "an IPv4 address", "192.168.1.10",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_address(AF_INET, string); }},
-    {Test::address, "an address", "192.168.1.10 or fd00::1",
-     [](const ConfigNode *, const ValueRule &, const char *string) {
-       return is_address(AF_INET, string) || is_address(AF_INET6, string);
-     }},
-    {Test::ipv4_network, "an IPv4 address with a prefix length", "192.168.1.1/24",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_network(AF_INET, string, true); }},
-    {Test::ipv6_network, "an IPv6 address with a prefix length", "fd00::1/64",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_network(AF_INET6, string, true); }},
-    {Test::ipv4_masked, "an IPv4 address with a mask", "192.168.1.1/24",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_masked(string); }},
-    {Test::destination, "an IPv4 address or network", "10.0.0.0/8",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_network(AF_INET, string, false); }},
-    {Test::network, "an address or network", "10.0.0.0/8",
-     [](const ConfigNode *, const ValueRule &, const char *string) {
-       return is_network(AF_INET, string, false) || is_network(AF_INET6, string, false);
-     }},
-    {Test::mac, "a MAC address", "00:11:22:33:44:55",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_mac(string); }},
-    {Test::hexadecimal, "a hexadecimal number", "0a1b",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_hexadecimal(string); }},
-    {Test::server, "the address of a DNS server", "192.168.1.1#53",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_server(string, false); }},
-    {Test::loose_server, "the address of a DNS server", "192.168.1.1#53",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_server(string, true); }},
-    {Test::entry, "an entry of ", "",
-     [](const ConfigNode *node, const ValueRule &rule, const char *string) {
-       return is_entry(node, rule.argument, string);
-     }},
-    {Test::pem, "PEM with the label ", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *string) {
-       return is_pem(string, rule.argument, rule.low != 0);
-     }},
-    {Test::host_name, "a host name of letters, digits, '-' and '_'", "",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_host_name(string); }},
-    {Test::domain, "a name of ASCII characters, up to 63 between dots", "",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_domain(string); }},
-    {Test::mac_line, "a MAC address", "00:11:22:33:44:55",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_mac_line(string); }},
-    {Test::client, "bytes in hexadecimal", "",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_client(string); }},
-    {Test::reservation, "a host name or an address", "",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_reservation(string); }},
-    {Test::without, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *string) {
-       return strpbrk(string, rule.argument) == nullptr;
-     }},
-    {Test::quoted, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *string) {
-       return strpbrk(string, rule.argument) == nullptr || is_quoted(string);
-     }},
-    {Test::closed, "a string whose double quotes are closed", "",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_closed(string); }},
-    {Test::ports, "a port or a range of ports up to 65535", "80 or 5000-5010",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return is_port_range(string); }},
-    {Test::starter, "", "",
-     [](const ConfigNode *, const ValueRule &, const char *string) { return starter_refusal(string) == '\0'; }},
-    {Test::without_string, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *string) {
-       return strstr(string, rule.argument) == nullptr;
-     }},
-    {Test::not_first, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *string) {
-       return strchr(rule.argument, *string) == nullptr;
-     }},
-    {Test::not_last, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *string) {
-       return strchr(rule.argument, string[strlen(string) - 1]) == nullptr;
-     }},
-    {Test::at_most, "", "",
-     [](const ConfigNode *, const ValueRule &rule, const char *string) {
-       return strlen(string) <= static_cast<size_t>(rule.high);
-     }},
-};
-
-const StringTest &string_test(Test test) {
-  return *std::find_if(std::begin(string_tests), std::end(string_tests),
-                       [test](const StringTest &row) { return row.test == test; });
-}
-
-bool passes(const ConfigNode *node, const ValueRule &rule, const char *string) {
-  return string_test(rule.test).passes(node, rule, string);
-}
 
 std::string character_name(char character) {
   return character == ' ' ? "a space" : std::string("'") + character + "'";
 }
 
+// The first character that the row does not allow.
+std::string refused_character(const Value &v) {
+  return character_name(*strpbrk(v.string, v.rule.argument));
+}
+
+std::string cure_of_refused(const Value &v) {
+  return "remove " + refused_character(v);
+}
+
+std::string cure_of_end(const Value & /*v*/) {
+  return "begin and end with another character";
+}
+
+// How a test checks a string, and words for its message. A row without an expectation has a flaw and a cure.
+struct StringTest {
+  Test test;
+  bool takes_empty;         // a setting that is not set passes
+  const char *expectation;  // completes "'VALUE' is not ..." and "write ..."
+  const char *example;      // completes "such as ..."; "" for no example
+  bool (*passes)(const Value &v);
+  std::string (*flaw)(const Value &v) = nullptr;  // completes "'VALUE' ..."
+  std::string (*cure)(const Value &v) = nullptr;  // what to write instead
+};
+
+constexpr char unwritable[] = ", which cannot be written in its file";
+
+constexpr StringTest string_tests[] = {
+    {Test::filled, false, "", "", [](const Value &) { return true; }, nullptr,
+     [](const Value &) -> std::string { return "set it"; }},
+    {Test::word, false, "one of: ", "", [](const Value &v) { return is_word_of(v.string, v.rule.argument); }},
+    {Test::ipv4, false, "an IPv4 address", "192.168.1.10",
+     [](const Value &v) { return is_address(AF_INET, v.string); }},
+    {Test::address, false, "an address", "192.168.1.10 or fd00::1",
+     [](const Value &v) { return is_address(AF_INET, v.string) || is_address(AF_INET6, v.string); }},
+    {Test::ipv4_network, false, "an IPv4 address with a prefix length", "192.168.1.1/24",
+     [](const Value &v) { return is_network(AF_INET, v.string, true); }},
+    {Test::ipv6_network, false, "an IPv6 address with a prefix length", "fd00::1/64",
+     [](const Value &v) { return is_network(AF_INET6, v.string, true); }},
+    {Test::ipv4_masked, false, "an IPv4 address with a mask", "192.168.1.1/24",
+     [](const Value &v) { return is_masked(v.string); }},
+    {Test::destination, false, "an IPv4 address or network", "10.0.0.0/8",
+     [](const Value &v) { return is_network(AF_INET, v.string, false); }},
+    {Test::network, false, "an address or network", "10.0.0.0/8",
+     [](const Value &v) { return is_network(AF_INET, v.string, false) || is_network(AF_INET6, v.string, false); }},
+    {Test::mac, false, "a MAC address", "00:11:22:33:44:55", [](const Value &v) { return is_mac(v.string); }},
+    {Test::hexadecimal, false, "a hexadecimal number", "0a1b", [](const Value &v) { return is_hexadecimal(v.string); }},
+    {Test::server, false, "the address of a DNS server", "192.168.1.1#53",
+     [](const Value &v) { return is_server(v.string, false); }},
+    {Test::loose_server, false, "the address of a DNS server", "192.168.1.1#53",
+     [](const Value &v) { return is_server(v.string, true); }},
+    {Test::entry, false, "an entry of ", "",
+     [](const Value &v) { return is_entry(v.node, v.rule.argument, v.string); }},
+    {Test::pem, false, "PEM with the label ", "",
+     [](const Value &v) { return is_pem(v.string, v.rule.argument, v.rule.low != 0); }},
+    {Test::host_name, true, "a host name of letters, digits, '-' and '_'", "",
+     [](const Value &v) { return is_host_name(v.string); }},
+    {Test::domain, true, "a name of ASCII characters, up to 63 between dots", "",
+     [](const Value &v) { return is_domain(v.string); }},
+    {Test::mac_line, true, "a MAC address", "00:11:22:33:44:55", [](const Value &v) { return is_mac_line(v.string); }},
+    {Test::client, true, "bytes in hexadecimal", "", [](const Value &v) { return is_client(v.string); }},
+    {Test::reservation, true, "a host name or an address", "", [](const Value &v) { return is_reservation(v.string); }},
+    {Test::closed, true, "a string whose double quotes are closed", "",
+     [](const Value &v) { return is_closed(v.string); }},
+    {Test::ports, true, "a port or a range of ports up to 65535", "80 or 5000-5010",
+     [](const Value &v) { return is_port_range(v.string); }},
+    {Test::without, true, "", "", [](const Value &v) { return strpbrk(v.string, v.rule.argument) == nullptr; },
+     [](const Value &v) { return "holds " + refused_character(v) + unwritable; }, cure_of_refused},
+    {Test::quoted, true, "", "",
+     [](const Value &v) { return strpbrk(v.string, v.rule.argument) == nullptr || is_quoted(v.string); },
+     [](const Value &v) {
+       return "holds " + refused_character(v) + ", which its file accepts only in double quotes around the whole value";
+     },
+     cure_of_refused},
+    {Test::starter, true, "", "", [](const Value &v) { return starter_refusal(v.string) == '\0'; },
+     [](const Value &v) {
+       const char refused = starter_refusal(v.string);
+       return "holds " + character_name(refused) +
+              (refused == '=' ? " outside of double quotes" : " without a closing one");
+     },
+     [](const Value &v) {
+       return "remove " + character_name(starter_refusal(v.string)) + ", or put the value in double quotes";
+     }},
+    {Test::without_string, true, "", "", [](const Value &v) { return strstr(v.string, v.rule.argument) == nullptr; },
+     [](const Value &v) { return std::string("holds '") + v.rule.argument + "'" + unwritable; },
+     [](const Value &v) { return std::string("remove '") + v.rule.argument + "'"; }},
+    {Test::not_first, true, "", "", [](const Value &v) { return strchr(v.rule.argument, *v.string) == nullptr; },
+     [](const Value &v) { return "starts with " + character_name(*v.string) + unwritable; }, cure_of_end},
+    {Test::not_last, true, "", "",
+     [](const Value &v) { return strchr(v.rule.argument, v.string[strlen(v.string) - 1]) == nullptr; },
+     [](const Value &v) { return "ends with " + character_name(v.string[strlen(v.string) - 1]) + unwritable; },
+     cure_of_end},
+    {Test::at_most, true, "", "", [](const Value &v) { return strlen(v.string) <= static_cast<size_t>(v.rule.high); },
+     [](const Value &v) {
+       return "has " + std::to_string(strlen(v.string)) + " bytes, and its reader accepts " +
+              std::to_string(v.rule.high);
+     },
+     [](const Value &v) { return "write at most " + std::to_string(v.rule.high) + " bytes"; }},
+};
+
+// The row of that test. A test without a row accepts every string, as the first row does.
+const StringTest &string_test(Test test) {
+  for (const StringTest &row : string_tests)
+    if (row.test == test) return row;
+  return string_tests[0];
+}
+
 // What is wrong with a string, to follow "'VALUE'" in the message.
-std::string flaw(const ValueRule &rule, const char *string) {
-  const std::string_view writable = ", which cannot be written in its file";
-  switch (rule.test) {
-    case Test::without:
-      return "holds " + character_name(*strpbrk(string, rule.argument)).append(writable);
-    case Test::quoted:
-      return "holds " + character_name(*strpbrk(string, rule.argument)) +
-             ", which its file accepts only in double quotes around the whole value";
-    case Test::starter:
-      return "holds " + character_name(starter_refusal(string)) +
-             (starter_refusal(string) == '=' ? " outside of double quotes" : " without a closing one");
-    case Test::without_string:
-      return std::string("holds '").append(rule.argument).append("'").append(writable);
-    case Test::not_first:
-      return "starts with " + character_name(*string).append(writable);
-    case Test::not_last:
-      return "ends with " + character_name(string[strlen(string) - 1]).append(writable);
-    case Test::at_most:
-      return "has " + std::to_string(strlen(string)) + " bytes, and its reader accepts " + std::to_string(rule.high);
-    default:
-      return std::string("is not ").append(string_test(rule.test).expectation).append(rule.argument);
-  }
+std::string flaw(const Value &v) {
+  const StringTest &row = string_test(v.rule.test);
+  if (row.flaw != nullptr) return row.flaw(v);
+  return std::string("is not ").append(row.expectation).append(v.rule.argument);
 }
 
 // What to write instead of such a string.
-std::string cure_of(const ValueRule &rule, const char *string) {
-  switch (rule.test) {
-    case Test::without:
-    case Test::quoted:
-      return "remove " + character_name(*strpbrk(string, rule.argument));
-    case Test::starter:
-      return "remove " + character_name(starter_refusal(string)) + ", or put the value in double quotes";
-    case Test::without_string:
-      return std::string("remove '").append(rule.argument).append("'");
-    case Test::not_first:
-    case Test::not_last:
-      return "begin and end with another character";
-    case Test::at_most:
-      return "write at most " + std::to_string(rule.high) + " bytes";
-    default:
-      break;
-  }
-  const StringTest &row = string_test(rule.test);
-  std::string cure = std::string("write ").append(row.expectation).append(rule.argument);
-  if (*row.expectation == '\0') return "set it";
+std::string cure_of(const Value &v) {
+  const StringTest &row = string_test(v.rule.test);
+  if (row.cure != nullptr) return row.cure(v);
+  std::string cure = std::string("write ").append(row.expectation).append(v.rule.argument);
   return *row.example == '\0' ? cure : cure.append(" such as ").append(row.example);
 }
 
@@ -274,14 +256,15 @@ Rule broken_by(const ValueRule &rule, Rule broken) {
   return rule.has_own ? rule.own : broken;
 }
 
-void report_string(const ConfigNode *node, const ValueRule &rule, const char *string, Rule broken) {
+void report_string(const Value &value, Rule broken) {
+  const auto &[node, rule, string] = value;
   // Secrets are not shown to people, and strings of several lines are too long for a message.
   const bool hidden = node->key->secret || node->key->many_lines;
   const std::string shown = hidden ? "the value" : "'" + printable(string) + "'";
   std::string cure;
   if (rule.test == Test::entry) cure = cure_of_name(config_object(config_node_get_root(node), rule.argument), string);
-  if (cure.empty()) cure = cure_of(rule, string);
-  report(node, broken_by(rule, broken), {shown + " " + flaw(rule, string), cure});
+  if (cure.empty()) cure = cure_of(value);
+  report(node, broken_by(rule, broken), {shown + " " + flaw(value), cure});
 }
 
 // A field "{PATH}", "{PATH#COUNT}" or "{PATH+CHARACTERS}" in the form of a line, see `line`.
@@ -371,6 +354,10 @@ bool check_list(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   return true;
 }
 
+bool may_be_unset(const ValueRule &rule) {
+  return rule.optional || string_test(rule.test).takes_empty;
+}
+
 bool is_unset(const char *string) {
   return string == nullptr || *string == '\0';
 }
@@ -379,21 +366,21 @@ bool is_unset(const char *string) {
 std::string cure_of_unset(const ConfigNode *entry, const ValueRule &rule) {
   const SchemaKey *key = schema_key_at(*entry->key, rule.path);
   const bool has_words = rule.test == Test::filled && key != nullptr && key->words != nullptr;
-  return has_words ? "write one of: " + std::string(key->words) : cure_of(rule, "");
+  return has_words ? "write one of: " + std::string(key->words) : cure_of({entry, rule, ""});
 }
 
 bool check_string(const ConfigNode *entry, const ValueRule &rule, Rule broken) {
   const char *string = config_get_string(entry, rule.path);
   if (is_unset(string)) {
-    if (rule.optional || rule.test >= Test::without) return false;
+    if (may_be_unset(rule)) return false;
     report_unset(entry, rule.path, broken_by(rule, broken), cure_of_unset(entry, rule).c_str());
     return true;
   }
-  if (passes(entry, rule, string)) return false;
+  if (string_test(rule.test).passes({entry, rule, string})) return false;
   if (rule.test == Test::entry && !holds_entries(entry, rule.argument))
     report(config_lookup(entry, rule.path), Rule::undeclared_name, {printable(string), rule.argument});
   else
-    report_string(config_lookup(entry, rule.path), rule, string, broken);
+    report_string({config_lookup(entry, rule.path), rule, string}, broken);
   return true;
 }
 
@@ -417,12 +404,12 @@ bool check_element(const ConfigNode *element, const ValueRule &row, Rule broken)
   const ValueRule rule = completed(element, row);
   const char *string = config_string_get(element);
   if (is_unset(string)) {
-    if (rule.optional || rule.test >= Test::without) return false;
+    if (may_be_unset(rule)) return false;
     report(element, broken_by(rule, broken), {"the value is empty", "write a value or remove it"});
     return true;
   }
-  if (passes(element, rule, string)) return false;
-  report_string(element, rule, string, broken);
+  if (string_test(rule.test).passes({element, rule, string})) return false;
+  report_string({element, rule, string}, broken);
   return true;
 }
 

@@ -23,16 +23,15 @@ enum class Test : uint8_t {
   address,       // of either family
   ipv4_network,  // an address and a prefix length
   ipv6_network,
-  ipv4_masked,   // an IPv4 address and a mask or prefix length
-  destination,   // IPv4, the prefix length may be missing
-  network,       // of either family, the prefix length may be missing
-  mac,           // six bytes in hexadecimal, ":" or "-" between them
-  hexadecimal,   // digits only
-  server,        // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
-  loose_server,  // the same, or a shorter form of an IPv4 address
-  entry,         // the key of an entry, in the map that the schema gives for the setting
-  pem,           // a PEM string whose label ends with `argument`; `low` is 1 when more may follow the END line
-  // An empty string passes the tests from here on.
+  ipv4_masked,     // an IPv4 address and a mask or prefix length
+  destination,     // IPv4, the prefix length may be missing
+  network,         // of either family, the prefix length may be missing
+  mac,             // six bytes in hexadecimal, ":" or "-" between them
+  hexadecimal,     // digits only
+  server,          // a DNS server: an address, "#" and a port, "@" and an interface; "#" for the default servers
+  loose_server,    // the same, or a shorter form of an IPv4 address
+  entry,           // the key of an entry, in the map that the schema gives for the setting
+  pem,             // a PEM string whose label ends with `argument`; `low` is 1 when more may follow the END line
   without,         // free of the characters of `argument`
   quoted,          // free of them, or in double quotes as a whole
   closed,          // closes its double quotes, as dnsmasq reads it
