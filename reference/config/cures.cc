@@ -105,6 +105,6 @@ extern const Cures cures = {cure_of_type, cure_of_reference};
 
 std::string cure_of_name(const ConfigNode *map, const char *written) {
   Search search(written);
-  search.look_through(map);
+  if (map != nullptr) search.look_through(map);
   return search.meant != nullptr ? search.cure(search.meant->name) : "";
 }

@@ -56,7 +56,7 @@ struct Cures {
 extern const Cures cures;
 
 // The cure for a string that names no entry of the map: the entry that the last part of a path names, or one whose name
-// is close; "" for none.
+// is close; "" for none. A null map has no entries.
 std::string cure_of_name(const ConfigNode *map, const char *written);
 
 struct Document {

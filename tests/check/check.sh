@@ -63,6 +63,10 @@ $(cat "$work/piped.json")
 FILE
 )" = "-:1:13: $odd
 /dev/fd/3:1:100013: $odd" ] || { echo "standard input or a pipe is not read"; failed=1; }
+# A name in a list, of a map that the document does not have.
+echo '{"vpn": {"nemo": {"n": {"enable": true, "network": ["lan"]}}}}' >"$work/nameless.json"
+"$program" check "$work/nameless.json" | grep -q "network.0: 'lan' is not an entry of network.interface;" ||
+  { echo "the name of an absent map is not reported"; failed=1; }
 expect 1 '' check --summary "$work/odd.json" absent.json "$work/odd.json" <<'OUTPUT'
 2 × unknown-key system.nam (odd odd)
 1 × unreadable  (absent)
