@@ -40,8 +40,9 @@ bool naturally_before(const Child &left, const Child &right) {
 // change.
 std::vector<Child> find_children(const char *key) {
   std::vector<Child> children;
-  bool top_level = key != nullptr && *key == '\0';
-  if (runt_connection == nullptr || (!top_level && !runt_is_key(key))) return children;
+  if (runt_connection == nullptr || key == nullptr) return children;
+  bool top_level = *key == '\0';
+  if (!top_level && !runt_is_key(key)) return children;
   std::string prefix = top_level ? "" : std::string(key) + '.';
   const Values &values = runt_connection->values;
   auto at = values.lower_bound(prefix);
