@@ -93,8 +93,7 @@ constexpr ValueRule at_most(const char *path, int32_t bytes) {
   return {path, Test::at_most, false, "", 0, bytes};
 }
 // A line made from an entry, with at most `most` bytes. In `form`, "{PATH}" stands for the string or integer at the
-// path,
-// "{PATH#COUNT}" for all strings of an array and COUNT more bytes for each; in "{PATH+CHARACTERS}" each of the
+// path, "{PATH#COUNT}" for all strings of an array and COUNT more bytes for each; in "{PATH+CHARACTERS}" each of the
 // characters takes two bytes. The line holds up to `more` bytes besides.
 constexpr ValueRule line(const char *form, LongestLine most, int32_t more = 0) {
   return {"", Test::line, false, form, more, most};

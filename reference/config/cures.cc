@@ -45,14 +45,14 @@ std::string as_reference(const ConfigNode *node) {
 
 // A search for the entry that was meant by the last part of a written path.
 struct Search {
-  Meant name;
+  Meant closest;
   const ConfigNode *meant = nullptr;
 
-  explicit Search(const char *written) : name(last_part(written)) {}
+  explicit Search(const char *written) : closest(last_part(written)) {}
 
   void look_through(const ConfigNode *map) {
     for (const ConfigNode &entry : map->children)
-      if (name.look_at(entry.name)) meant = &entry;
+      if (closest.look_at(entry.name)) meant = &entry;
   }
 
   void look_for_devices(const ConfigNode *node) {
@@ -62,7 +62,7 @@ struct Search {
   }
 
   std::string cure(const std::string &form) const {
-    return (name.least == 0 ? "write \"" : "name an existing entry, such as \"") + form + "\"";
+    return (closest.least == 0 ? "write \"" : "name an existing entry, such as \"") + form + "\"";
   }
 };
 
