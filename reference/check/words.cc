@@ -43,8 +43,8 @@ bool is_off(const ConfigNode *node) {
 
 void check_below(const ConfigNode *node, const Paths &found) {
   if (node->kind == Kind::string) check_word(node, found);
-  if (node->children.empty() || is_off(node)) return;
-  for (const ConfigNode &child : node->children) check_below(&child, found);
+  if (is_off(node)) return;
+  for (const ConfigNode &child : children_of(node)) check_below(&child, found);
 }
 
 }  // namespace

@@ -51,13 +51,13 @@ struct Search {
   explicit Search(const char *written) : closest(last_part(written)) {}
 
   void look_through(const ConfigNode *map) {
-    for (const ConfigNode &entry : map->children)
+    for (const ConfigNode &entry : children_of(map))
       if (closest.look_at(entry.name)) meant = &entry;
   }
 
   void look_for_devices(const ConfigNode *node) {
     if (node->kind == Kind::map && node->key->device) look_through(node);
-    for (const ConfigNode &child : node->children)
+    for (const ConfigNode &child : children_of(node))
       if (child.kind == Kind::object || child.kind == Kind::map) look_for_devices(&child);
   }
 

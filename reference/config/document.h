@@ -7,8 +7,10 @@
 #include <stdarg.h>
 #include <stdint.h>
 
+#include <deque>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,6 +21,7 @@
 #include "config/schema.h"
 
 struct Document;
+struct Container;
 
 struct ConfigNode {
   union Value {
@@ -27,25 +30,27 @@ struct ConfigNode {
     int32_t integer;
     double number;
     int64_t milliseconds;
-    uint32_t first_child_id;  // object, map, array: the children have consecutive numbers
+    Container *container;  // object, map, array: owned by the document
   };
 
-  const SchemaKey *key;              // for an entry or element, the key of its map or array
-  const char *name;                  // within the object or map; "" for elements of arrays and the root
-  const ConfigNode *parent;          // null for the root
-  std::vector<ConfigNode> children;  // object, map, array: in document order
+  const SchemaKey *key;      // for an entry or element, the key of its map or array
+  const char *name;          // within the object or map; "" for elements of arrays and the root
+  const ConfigNode *parent;  // null for the root
   Value value;
-  union {
-    const ConfigNode *target;  // in a reference: the node that it names; null when it is unset
-    Document *document;        // in the root
-  };
   uint32_t position;  // of the value in the file, for messages
   Kind kind;
   bool broken;  // a refused value or a reference to nothing: a finding has been reported
 };
 
-// The first entry of a map, which identifies the map, and the name of an entry.
-using EntryName = std::pair<const ConfigNode *, std::string_view>;
+// What an object, a map or an array holds.
+struct Container {
+  Document *document;
+  uint32_t first_child_id;           // the children have consecutive numbers
+  std::vector<ConfigNode> children;  // in document order
+};
+
+// A map and the name of an entry.
+using EntryName = std::pair<const Container *, std::string_view>;
 
 // The functions that make cures for a value of the wrong kind and for a reference to nothing. They return "" when the
 // cure of the rule is enough. A run does not need them, so they are not linked into tessera.
@@ -60,15 +65,15 @@ extern const Cures cures;
 std::string cure_of_name(const ConfigNode *map, const char *written);
 
 struct Document {
-  ~Document();
-
   const SchemaKey *schema = nullptr;
   std::string file;
   std::string content;
   ConfigNode root = {};
   uint32_t root_id = 0;
-  std::map<EntryName, const ConfigNode *> entries;  // of all maps
-  std::map<const ConfigNode *, std::string> dumps;  // the results of config_dump
+  std::deque<Container> containers;                          // of all objects, maps and arrays
+  std::map<EntryName, const ConfigNode *> entries;           // of all maps
+  std::map<const ConfigNode *, const ConfigNode *> targets;  // of the references that are set
+  std::map<const ConfigNode *, std::string> dumps;           // the results of config_dump
 
   std::vector<Finding> *findings = nullptr;  // of a check; null in a run, which logs its findings
   const Cures *cures = nullptr;              // of a check; null in a run
@@ -82,14 +87,24 @@ struct Document {
   std::vector<uint32_t> line_starts;    // positions in `original`; empty until a finding needs them
 };
 
+inline bool is_container(Kind kind) {
+  return kind == Kind::object || kind == Kind::map || kind == Kind::array;
+}
+
+// The children of an object, map or array; none for other nodes.
+inline std::span<const ConfigNode> children_of(const ConfigNode *node) {
+  if (!is_container(node->kind)) return {};
+  return node->value.container->children;
+}
+
 inline Document &document_of(const ConfigNode *node) {
-  while (node->parent != nullptr) node = node->parent;
-  return *node->document;
+  const ConfigNode *container = node->parent != nullptr ? node->parent : node;
+  return *container->value.container->document;
 }
 
 // The index of a node among its siblings; 0 for the root.
 inline size_t index_of(const ConfigNode *node) {
-  return node->parent != nullptr ? static_cast<size_t>(node - node->parent->children.data()) : 0;
+  return node->parent != nullptr ? static_cast<size_t>(node - children_of(node->parent).data()) : 0;
 }
 
 // Parses the document's content and builds its tree. False when there is no tree: in a run after any refused finding,
@@ -99,8 +114,8 @@ bool parse_document(Document &document);
 // The node that a reference of the form "/network/device/eth1" names; null when there is none.
 const ConfigNode *find_by_reference(const ConfigNode *root, const char *string);
 
-// Sets the target of every reference. Reports references to nothing and makes them unset. `references` holds all
-// references that are set.
+// Finds the targets of references. Reports references to nothing and makes them unset: their string becomes "".
+// `references` holds all references that are set.
 void resolve_references(Document &document, const std::vector<ConfigNode *> &references);
 
 // The content of the file before the parser changed it. A run reads the file again when a finding first needs this; ""

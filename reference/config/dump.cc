@@ -43,8 +43,8 @@ void dump_node(std::string &out, const ConfigNode &node);
 
 void dump_array(std::string &out, const ConfigNode &array) {
   out += '[';
-  for (const ConfigNode &element : array.children) {
-    if (&element != array.children.data()) out += ',';
+  for (const ConfigNode &element : children_of(&array)) {
+    if (index_of(&element) > 0) out += ',';
     dump_node(out, element);
   }
   out += ']';
@@ -52,7 +52,7 @@ void dump_array(std::string &out, const ConfigNode &array) {
 
 void dump_members(std::string &out, const ConfigNode &object) {
   std::vector<const ConfigNode *> members;
-  for (const ConfigNode &member : object.children) members.push_back(&member);
+  for (const ConfigNode &member : children_of(&object)) members.push_back(&member);
   std::sort(members.begin(), members.end(),
             [](const ConfigNode *a, const ConfigNode *b) { return strcmp(a->name, b->name) < 0; });
   out += '{';

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdarg>
 #include <cstring>
-#include <iterator>
 #include <set>
 #include <string_view>
 
@@ -168,44 +167,41 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     if (kind == Kind::ignored) return;
     ConfigNode::Value &value = push(position);
     if (kind == Kind::string || kind == Kind::reference) value.string = "";
+    if (is_container(kind)) value.container = &document.containers.emplace_back(Container{&document, 0, {}});
     pending.back().broken = true;
   }
 
-  // Removes the children of the current object or array from the stack. They do not move in memory any more, so this
-  // also sets the parent of their own children.
-  std::vector<ConfigNode> take_children() {
+  // Moves the children of the current object or array from the stack to a container. They do not move in memory any
+  // more, so this also sets the parent of their own children.
+  Container *take_children() {
     auto begin = pending.begin() + static_cast<ptrdiff_t>(current->first_child);
-    std::vector<ConfigNode> children(std::make_move_iterator(begin), std::make_move_iterator(pending.end()));
+    // One number is skipped for the container itself. It is not used, but it must stay: file names hold these numbers.
+    Container &container = document.containers.emplace_back(Container{&document, next_id + 1, {begin, pending.end()}});
     pending.erase(begin, pending.end());
-    for (ConfigNode &child : children) {
-      for (ConfigNode &below : child.children) below.parent = &child;
+    if (!container.children.empty()) next_id += 1 + static_cast<uint32_t>(container.children.size());
+    for (ConfigNode &child : container.children) {
+      if (is_container(child.kind)) set_parent(child);
       if (child.kind == Kind::reference && *child.value.string != '\0') references.push_back(&child);
     }
-    return children;
+    return &container;
   }
 
-  void index_entries(const std::vector<ConfigNode> &entries) {
-    for (const ConfigNode &entry : entries) {
-      bool is_new = document.entries.emplace(EntryName(entries.data(), entry.name), &entry).second;
+  static void set_parent(const ConfigNode &parent) {
+    for (ConfigNode &child : parent.value.container->children) child.parent = &parent;
+  }
+
+  void index_entries(const Container *map) {
+    for (const ConfigNode &entry : map->children) {
+      bool is_new = document.entries.emplace(EntryName(map, entry.name), &entry).second;
       if (!is_new) refuse_repeated(entry.name);
     }
-  }
-
-  // Adds the node of an object or array that has ended.
-  void push_container(uint32_t position, std::vector<ConfigNode> children) {
-    // One number is skipped for the container itself. It is not used, but it must stay: file names hold these numbers.
-    uint32_t first_child_id = next_id + 1;
-    if (!children.empty()) next_id += 1 + static_cast<uint32_t>(children.size());
-    push(position).first_child_id = first_child_id;
-    pending.back().children = std::move(children);
   }
 
   // The tree of a document that has been read.
   void finish_tree() {
     ConfigNode &root = document.root;
-    root = std::move(pending.back());
-    root.document = &document;
-    for (ConfigNode &child : root.children) child.parent = &root;
+    root = pending.back();
+    set_parent(root);
     document.root_id = next_id + 1;
     resolve_references(document, references);
   }
@@ -398,10 +394,10 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
       return !halted;
     }
     if (current->kind == Kind::object && current->key->has_fallbacks) add_fallbacks();
-    std::vector<ConfigNode> children = take_children();
-    if (current->kind == Kind::map) index_entries(children);
+    Container *container = take_children();
+    if (current->kind == Kind::map) index_entries(container);
     current--;
-    push_container(current[1].position, std::move(children));
+    push(current[1].position).container = container;
     return !halted;
   }
 
@@ -418,9 +414,6 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
 };
 
 }  // namespace
-
-// This is here because it releases every node, and this file is compiled for speed.
-Document::~Document() = default;
 
 bool parse_document(Document &document) {
   rapidjson::InsituStringStream stream(document.content.data());

@@ -26,7 +26,7 @@ bool becomes_readable(int fd) {
 
 // Reads up to `most` bytes, or fewer when the file ends before.
 bool read_up_to(int fd, bool regular, size_t most, std::string *content) {
-  char buffer[65536];
+  char buffer[8192];  // small: the protection of the stack touches each of its pages
   while (content->size() < most) {
     size_t wanted = std::min(sizeof buffer, most - content->size());
     ssize_t got = regular || becomes_readable(fd) ? read(fd, buffer, wanted) : -1;

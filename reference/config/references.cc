@@ -59,7 +59,7 @@ void resolve_references(Document &document, const std::vector<ConfigNode *> &ref
       node->value.string = "";
       node->broken = true;
     } else {
-      node->target = target;
+      document.targets.emplace(node, target);
     }
   }
   // The loader collects references of inner objects first; findings come in document order.

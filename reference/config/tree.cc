@@ -12,12 +12,13 @@
 namespace {
 
 const ConfigNode *child_at(const ConfigNode *node, size_t index) {
-  return index < node->children.size() ? &node->children[index] : nullptr;
+  std::span<const ConfigNode> children = children_of(node);
+  return index < children.size() ? &children[index] : nullptr;
 }
 
 // A linear search: objects have few members, and most searches find one.
 const ConfigNode *find_member(const ConfigNode *object, std::string_view name) {
-  for (const ConfigNode &member : object->children) {
+  for (const ConfigNode &member : children_of(object)) {
     if (is_name(member.name, name)) return &member;
   }
   return nullptr;
@@ -25,7 +26,7 @@ const ConfigNode *find_member(const ConfigNode *object, std::string_view name) {
 
 const ConfigNode *find_entry(const ConfigNode *map, std::string_view name) {
   const auto &entries = document_of(map).entries;
-  auto found = entries.find(EntryName(map->children.data(), name));
+  auto found = entries.find(EntryName(map->value.container, name));
   return found != entries.end() ? found->second : nullptr;
 }
 
@@ -111,7 +112,10 @@ const ConfigNode *next_sibling(const ConfigNode *node) {
 }
 
 const ConfigNode *referenced(const ConfigNode *node) {
-  return node != nullptr && node->kind == Kind::reference ? node->target : nullptr;
+  if (node == nullptr || node->kind != Kind::reference) return nullptr;
+  const auto &targets = document_of(node).targets;
+  auto found = targets.find(node);
+  return found != targets.end() ? found->second : nullptr;
 }
 
 int64_t milliseconds(const ConfigNode *node, const char *path) {
@@ -215,7 +219,7 @@ const ConfigNode *config_array(const ConfigNode *node, const char *path) {
 }
 
 size_t config_array_count(const ConfigNode *array) {
-  return is_array(array) ? array->children.size() : 0;
+  return is_array(array) ? children_of(array).size() : 0;
 }
 
 const ConfigNode *config_array_first(const ConfigNode *array) {
@@ -258,7 +262,7 @@ size_t config_node_id(const ConfigNode *node) {
   constexpr size_t first = 1'000'000'000;
   if (node == nullptr) return 0;
   if (node->parent == nullptr) return first + document_of(node).root_id;
-  return first + node->parent->value.first_child_id + index_of(node);
+  return first + node->parent->value.container->first_child_id + index_of(node);
 }
 
 const char *config_key(const ConfigNode *node) {

@@ -39,7 +39,7 @@ void write(std::string &out, const ConfigNode *root, const ConfigNode *node) {
     for (const ConfigNode *child = array ? config_array_first(node) : config_object_first(node); child != nullptr;
          child = array ? config_array_next(child) : config_object_next(child)) {
       if (config_node_parent(child) != node) wrong("a node has another parent", path.get());
-      if (child != node->children.data()) out += ',';
+      if (child != children_of(node).data()) out += ',';
       if (!array) out.append("\"").append(config_key(child)).append("\":");
       write(out, root, child);
     }
