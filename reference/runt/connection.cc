@@ -70,17 +70,18 @@ bool parse_values(std::string_view content, Values *values) {
 // Reads the file. 0 for success, also when there is no file yet; otherwise the connection stays as it is.
 int read_values(Connection *connection) {
   Values values;
+  std::string content;
   Fd file(open(values_path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   if (!file.is_open() && errno != ENOENT) return errno;
   if (file.is_open()) {
     struct stat status;
-    std::string content;
     if (fstat(file.get(), &status) != 0 || !read_all(file.get(), &content, largest_store)) return errno;
     // A pipe or a device may be as empty as a store without facts.
     if (!S_ISREG(status.st_mode) || !parse_values(content, &values)) return EBADMSG;
   }
   connection->values = std::move(values);
   connection->file = std::move(file);
+  connection->content = std::move(content);
   return 0;
 }
 
@@ -93,10 +94,11 @@ bool is_current(const Connection &connection) {
          present.st_ino == known.st_ino;
 }
 
-// Replaces the file. 0 for success; otherwise the old file stays.
+// Replaces the file when the values have changed. 0 for success; otherwise the old file stays.
 int write_values(Connection *connection) {
   std::string content;
   for (const auto &[key, value] : connection->values) content.append(key).append(1, '\0').append(value).append(1, '\0');
+  if (content == connection->content) return 0;
   if (content.size() > largest_store) return ENOSPC;
   // Removes what a killed program has left, and anything else of this name: a pipe, a device, a link to the store.
   unlink(new_path);
@@ -108,6 +110,7 @@ int write_values(Connection *connection) {
     return error;
   }
   connection->file = std::move(file);
+  connection->content = std::move(content);
   return 0;
 }
 
@@ -136,7 +139,6 @@ int runt_begin_batch() {
   if (error == 0 && !is_current(*connection)) error = read_values(connection);
   if (error != 0) return error;
   connection->lock = std::move(lock);
-  connection->changed = false;
   connection->batch_error = 0;
   return 0;
 }
@@ -144,7 +146,7 @@ int runt_begin_batch() {
 int runt_end_batch() {
   Connection *connection = runt_connection.get();
   int error = connection->batch_error;
-  if (error == 0 && connection->changed) error = write_values(connection);
+  if (error == 0) error = write_values(connection);
   if (error != 0) restore_values(connection);
   connection->lock = Fd();
   return error;

@@ -19,11 +19,11 @@ using Values = std::map<std::string, std::string, std::less<>>;
 constexpr char past_dot = '.' + 1;
 
 struct Connection {
-  Values values;    // what reads see: the file as it was read, with the changes of an open batch
-  Fd file;          // the file that was read; not open when there was none
-  Fd lock;          // held while a batch is open
-  bool changed;     // whether the batch has changed anything
-  int batch_error;  // the first failure of a change in the batch
+  Values values;        // what reads see: the file as it was read, with the changes of an open batch
+  Fd file;              // the file that was read; not open when there was none
+  std::string content;  // of that file
+  Fd lock;              // held while a batch is open
+  int batch_error;      // the first failure of a change in the batch
 };
 extern std::unique_ptr<Connection> runt_connection;  // null without a connection
 
@@ -35,7 +35,8 @@ int runt_connect();
 // calls that would have to wait return EBUSY at once.
 int runt_begin_batch();
 
-// Ends the batch: stores all its changes, or none of them when one failed. 0 for success.
+// Ends the batch: stores all its changes, or none of them when one failed. The file stays when nothing has changed.
+// 0 for success.
 int runt_end_batch();
 
 // True while a batch is open.

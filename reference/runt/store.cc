@@ -24,17 +24,14 @@ const std::string *find_value(const char *key) {
 
 void put(Connection *connection, const char *key, const char *value) {
   connection->values.insert_or_assign(key, value);
-  connection->changed = true;
 }
 
 // Removes the key and all keys below it.
 void remove_subtree(Connection *connection, const char *key, const char * /*value*/) {
   Values &values = connection->values;
   std::string root = key;
-  size_t before = values.size();
   values.erase(root);
   values.erase(values.lower_bound(root + '.'), values.lower_bound(root + past_dot));
-  if (values.size() != before) connection->changed = true;
 }
 
 // Makes one change in the open batch, or else in a batch of its own. 0 for success.

@@ -35,6 +35,7 @@ TEST(RuntProgram, ReadsAndEdits) {
       {"$R dump >/var/run/saved && $R delete a && $R delete a && $R dump", "{\n  \"b\": \"x\"\n}\n0"},
       {"$R load /var/run/saved && $R dump | cmp - /var/run/saved", "0"},
       {"$R load - </var/run/saved", "0"},
+      {"of() { stat -c %i /var/run/runt/values; }; old=$(of); $R set b x && test $(of) = $old", "0"},
       {"$R set a..b x", "runt: \"a..b\": expected a key of at most 500 bytes, one or more names joined by \".\"\n1"},
       {"$R set bad \"$(printf '\\377')\"", "runt: \"bad\": expected a value in UTF-8\n1"},
       {"$R set \"$(printf 'a\\nb')\" x", "runt: \"a\\x0ab\": expected a key in UTF-8 without control characters\n1"},
