@@ -104,7 +104,7 @@ struct Fact {
 size_t name_begin(std::string_view content, size_t end) {
   const auto is_escaped = [content](size_t at) {
     size_t slashes = 0;
-    while (content[at - slashes - 1] == '\\') ++slashes;
+    while (content[at - slashes - 1] == '\\') slashes++;
     return slashes % 2 != 0;
   };
   size_t at = content.rfind('"', end - 2);
@@ -127,7 +127,7 @@ struct FactsReader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, FactsReader
     return StartArray();
   }
   bool StartArray() {
-    ++depth;
+    depth++;
     return true;
   }
   bool EndObject(rapidjson::SizeType /*members*/) { return EndArray(0); }
@@ -154,7 +154,7 @@ void locate(std::string_view content, std::vector<Fact> &facts) {
   for (Fact &fact : facts) {
     for (size_t end = content.find('\n', line_begin); end < fact.at; end = content.find('\n', line_begin)) {
       line_begin = end + 1;
-      ++line;
+      line++;
     }
     fact.line = line;
     fact.column = static_cast<unsigned>(fact.at - line_begin + 1);

@@ -96,7 +96,7 @@ bool is_domain(const char *string) {
 
 bool is_host_name(const char *string) {
   if (*string == '-' || *string == '_' || strcmp(string, ".") == 0) return false;
-  for (; *string != '\0' && *string != '.'; ++string)
+  for (; *string != '\0' && *string != '.'; string++)
     if (isalnum(static_cast<unsigned char>(*string)) == 0 && *string != '-' && *string != '_') return false;
   return true;
 }

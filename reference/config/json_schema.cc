@@ -123,7 +123,7 @@ void start_value(Printer &printer, const SchemaKey &key, Kind kind) {
 
 bool is_of_other_family(const Printer &printer, const SchemaKey &key) {
   if (printer.family == nullptr) return false;
-  for (const char *const *other = printer.family->others; *other != nullptr; ++other)
+  for (const char *const *other = printer.family->others; *other != nullptr; other++)
     if (strcmp(*other, key.name) == 0) return true;
   return false;
 }

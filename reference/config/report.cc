@@ -92,7 +92,7 @@ const std::string &original_content(Document &document) {
 
 void list_finding(std::vector<Finding> &list, FindingCounts &counts, Finding finding, unsigned most) {
   FindingCount &count = counts[finding.rule];
-  ++count.all;
+  count.all++;
   if (count.all <= most || count.all == most + 1) {
     count.last = list.size();
     list.push_back(std::move(finding));

@@ -80,7 +80,7 @@ bool take_option(Options &options, int count, char **arguments, int &at) {
 
 bool parse(Options &options, int count, char **arguments) {
   bool only_files = false;
-  for (int at = 0; at < count; ++at) {
+  for (int at = 0; at < count; at++) {
     if (!only_files && strcmp(arguments[at], "--") == 0)
       only_files = true;
     else if (only_files || arguments[at][0] != '-' || strcmp(arguments[at], "-") == 0)

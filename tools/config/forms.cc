@@ -188,7 +188,7 @@ void print_json(const std::vector<Listed> &listed) {
     print_member("wrong", finding.message + place_hint(finding), ", ");
     print_member("outcome", outcome_of(finding), ", ");
     print_member("cure", cure_of(finding), &listed.back().finding == &finding ? "}\n" : "},\n");
-    ++counts[static_cast<size_t>(severity)];
+    counts[static_cast<size_t>(severity)]++;
   }
   printf("], \"summary\": {\"errors\": %u, \"warnings\": %u, \"notes\": %u}}\n", counts[0], counts[1], counts[2]);
 }
@@ -207,7 +207,7 @@ void print_github(const std::vector<Listed> &listed) {
 void print_sarif(const std::vector<Listed> &listed) {
   puts("{\"$schema\": \"https://json.schemastore.org/sarif-2.1.0.json\", \"version\": \"2.1.0\", \"runs\": [{");
   puts("  \"tool\": {\"driver\": {\"name\": \"tessera-config\", \"version\": \"" TESSERA_VERSION "\", \"rules\": [");
-  for (size_t rule = 0; rule < rule_count(); ++rule)
+  for (size_t rule = 0; rule < rule_count(); rule++)
     print_sarif_rule(words_of(static_cast<Rule>(rule)), rule + 1 == rule_count());
   puts("  ]}},\n  \"results\": [");
   for (const Listed &each : listed) print_sarif_result(each, &each == &listed.back());
@@ -218,7 +218,7 @@ void print_summary(const std::vector<Listed> &listed) {
   constexpr size_t most_files = 5;
   for (const auto &[place, files] : groups_of(listed)) {
     printf("%zu × %s %s (", files.size(), rule_name(words_of(place.first).name).c_str(), place.second.c_str());
-    for (size_t index = 0; index < std::min(files.size(), most_files); ++index)
+    for (size_t index = 0; index < std::min(files.size(), most_files); index++)
       printf("%s%s", index > 0 ? " " : "", shown_file(short_name(files[index])).c_str());
     puts(files.size() > most_files ? " …)" : ")");
   }
@@ -234,7 +234,7 @@ void print_summary_json(const std::vector<Listed> &listed) {
     print_member("severity", severity_name(words_of(place.first).severity), ", ");
     print_member("path", place.second, ", ");
     printf("\"count\": %zu, \"files\": [", files.size());
-    for (size_t index = 0; index < files.size(); ++index)
+    for (size_t index = 0; index < files.size(); index++)
       printf("%s%s", index > 0 ? ", " : "", quoted(files[index]).c_str());
     printf("]}");
   }
@@ -242,7 +242,7 @@ void print_summary_json(const std::vector<Listed> &listed) {
 }
 
 void print_rules() {
-  for (size_t rule = 0; rule < rule_count(); ++rule) {
+  for (size_t rule = 0; rule < rule_count(); rule++) {
     const RuleWords &row = words_of(static_cast<Rule>(rule));
     printf(".It Li %s , %s\n%s:\n", rule_name(row.name).c_str(), severity_name(row.severity), row.about);
     // Leave out words that consist only of what a finding fills in.

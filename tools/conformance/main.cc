@@ -98,7 +98,7 @@ int main(int argc, char **argv) {
     return 2;
   }
   counts = static_cast<Counts *>(shared);
-  for (const Group *group = groups; group->header != nullptr; ++group) run_group(*group);
+  for (const Group *group = groups; group->header != nullptr; group++) run_group(*group);
   printf("1..%d\n", counts->checks);
   if (!counts->prepared)
     fputs(

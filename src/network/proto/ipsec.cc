@@ -1,6 +1,7 @@
 // Writes the sections of IPsec tunnels.
 #include <algorithm>
 
+#include "ipsec/staging.h"
 #include "main/strings.h"
 #include "network/network.h"
 #include "network/proto/digest.h"
@@ -45,7 +46,7 @@ int32_t count_hosts(const ConfigNode *config, const char *name) {
 // Writes the digest of all files of the tunnel. When it changes, the interface manager restarts the interface.
 void write_digest(FILE *out, const char *name) {
   if (!is_plain_word(name)) return;
-  std::string command = format("cat /var/run/ipsec.d/*/%s.* 2>/dev/null | md5sum", name);
+  std::string command = format("cat " IPSEC_TREE "/*/%s.* 2>/dev/null | md5sum", name);
   OwnedString output(_process_capture(-1, -1, 1, 0, 0, "sh", "-c", command.c_str(), nullptr));
   uci_write_md5sum(out, "conf_md5sum", output.get());
 }
@@ -57,7 +58,7 @@ void uci_write_ipsec_interface(FILE *out, const NetworkNode *node) {
   const ConfigNode *root = config_node_get_root(config);
   const char *name = or_empty(config_key(config));
   if (tunnel_managed_by_nhrp(network_run->nhrp, name)) return;
-  if (!is_there(format("/var/run/ipsec.d/conf/%s.conf", name).c_str())) return;
+  if (!is_there(format(IPSEC_TREE "/conf/%s.conf", name).c_str())) return;
 
   uci_write_interface_section(out, node);
   uci_write_option_string(out, "proto", "ipsec");
