@@ -167,7 +167,10 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
     if (kind == Kind::ignored) return;
     ConfigNode::Value &value = push(position);
     if (kind == Kind::string || kind == Kind::reference) value.string = "";
-    if (is_container(kind)) value.container = &document.containers.emplace_back(Container{&document, 0, {}});
+    if (is_container(kind)) {
+      document.containers.push_back({&document, 0, {}});
+      value.container = &document.containers.back();
+    }
     pending.back().broken = true;
   }
 
@@ -176,7 +179,8 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   Container *take_children() {
     auto begin = pending.begin() + static_cast<ptrdiff_t>(current->first_child);
     // One number is skipped for the container itself. It is not used, but it must stay: file names hold these numbers.
-    Container &container = document.containers.emplace_back(Container{&document, next_id + 1, {begin, pending.end()}});
+    document.containers.push_back({&document, next_id + 1, {begin, pending.end()}});
+    Container &container = document.containers.back();
     pending.erase(begin, pending.end());
     if (!container.children.empty()) next_id += 1 + static_cast<uint32_t>(container.children.size());
     for (ConfigNode &child : container.children) {
