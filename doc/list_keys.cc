@@ -114,7 +114,6 @@ void print_members(const std::string &prefix, const Section &section, Described 
   for (const SchemaKey &member : members_of(*section.key)) {
     std::string name = prefix + member.name;
     printf(".It Ic %s Pq %s", name.c_str(), type_name(member));
-    if (member.unit != nullptr) printf(" , %s", member.unit);
     const char *map = map_of_names(member.names);
     if (*map != '\0') printf(" , %s of Ic %s", member.kind == Kind::array ? "keys" : "a key", map);
     puts("");

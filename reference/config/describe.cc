@@ -89,8 +89,5 @@ const char *map_of_names(NamesOf names) {
 
 std::string schema_description(const SchemaKey &key) {
   if (key.description == nullptr) return {};
-  std::string description = key.description;
-  description += form_of(key, key.kind == Kind::array ? key.element : key.kind);
-  if (key.unit != nullptr) description += std::string(" Unit: ") + key.unit + ".";
-  return description;
+  return std::string(key.description) + form_of(key, key.kind == Kind::array ? key.element : key.kind);
 }

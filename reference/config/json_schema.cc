@@ -91,9 +91,7 @@ void print_default(FILE *out, const SchemaKey &key) {
 }
 
 void print_examples(FILE *out, const SchemaKey &key, Kind kind) {
-  if (key.example != nullptr)
-    fprintf(out, "\"examples\": [%s], ", key.example);
-  else if (kind == Kind::duration)
+  if (kind == Kind::duration)
     fputs(R"("examples": ["90s", "12h", 3600], )", out);
   else if (kind == Kind::reference)
     fprintf(out, "\"examples\": [\"%s\"], ", key.interface_name ? "wan" : "/network/device/eth0");

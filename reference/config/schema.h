@@ -58,9 +58,7 @@ struct SchemaKey {
 
   // Strings for people. All are null in `schema`.
   const char *description = nullptr;  // of all keys but the root
-  const char *unit = nullptr;         // of integers that count something, else null
   const char *words = nullptr;        // the known strings, separated by spaces; null when none are listed
-  const char *example = nullptr;      // a value in JSON, or null
 };
 
 // The root of the document. The two tables are the same, except that only the second has the strings for people. They
@@ -85,7 +83,7 @@ const SchemaKey *schema_key_at(const SchemaKey &key, std::string_view path);
 // The path of the map; "" for NamesOf::nothing.
 const char *map_of_names(NamesOf names);
 
-// The description of a key, followed by the form of its value and its unit; "" for a key without description.
+// The description of a key, followed by the form of its value; "" for a key without description.
 std::string schema_description(const SchemaKey &key);
 
 #endif

@@ -125,9 +125,10 @@ void restore_values(Connection *connection) {
 }  // namespace
 
 int runt_connect() {
-  if (mkdir(runt_directory, 0700) != 0 && errno != EEXIST) return errno;
   auto connection = std::make_unique<Connection>();
   int error = read_values(connection.get());
+  const bool may_be_first = error == 0 && !connection->file.is_open();
+  if (may_be_first && mkdir(runt_directory, 0700) != 0 && errno != EEXIST) error = errno;
   if (error == 0) runt_connection = std::move(connection);
   return error;
 }

@@ -27,7 +27,7 @@ struct Connection {
 };
 extern std::unique_ptr<Connection> runt_connection;  // null without a connection
 
-// Creates the store's directory and reads the file. 0 for success.
+// Reads the file, and creates the store's directory when there is none. 0 for success.
 int runt_connect();
 
 // Locks the store and reads the file again if it is another one, then begins a batch. 0 for success. Only one program

@@ -46,7 +46,7 @@ constexpr size_t largest_file = 256U << 20;
 // there are more than `limit` bytes (EFBIG), or when the input has not ended at the deadline (ETIMEDOUT). `content`
 // then holds a part of the input.
 inline bool read_all(int fd, std::string *content, size_t limit = largest_file, int64_t deadline = no_deadline) {
-  char block[8192];  // small: the protection of the stack touches each of its pages
+  char block[4096];  // small: the protection of the stack touches each of its pages
   for (;;) {
     if (deadline != no_deadline && !wait_ready(fd, POLLIN, deadline)) {
       errno = ETIMEDOUT;

@@ -13,9 +13,9 @@ constexpr Key two_factor[] = {
 constexpr Key user[] = {object("2fa", "Second factor.", two_factor)};
 constexpr Key radius_server[] = {
     string("hostname", "Host name or address."),
-    within(1, 65535, integer("port", "port", "Port.")),
+    within(1, 65535, integer("port", "Port.")),
     secret(string("secret", "Secret shared with it.")),
-    within(1, INT32_MAX, integer("timeout", "seconds", "Time to wait for an answer.")),
+    within(1, INT32_MAX, integer("timeout", "Seconds to wait for an answer.")),
 };
 constexpr char about_authoritative[] =
     "A refusal is final, and later methods are not asked: auth_err=die in its rules.";
@@ -28,7 +28,7 @@ constexpr Key radius[] = {
 };
 constexpr Key ldap_server[] = {
     string("hostname", "Host name or address."),
-    within(1, 65535, integer("port", "port", "Port.")),
+    within(1, 65535, integer("port", "Port.")),
 };
 constexpr Key ldap[] = {
     objects("server", "Servers to ask, in order: uri.", ldap_server),
@@ -38,13 +38,13 @@ constexpr Key ldap[] = {
     boolean("verify_server_cert", "Check the server's certificate: tls_checkpeer."),
     string("bind_dn", "Name to search with: binddn; empty: none."),
     secret(string("bind_password", "Its password: bindpw, only with bind_dn.")),
-    integer("timeout", "seconds", "Time to wait for an answer: timelimit and bind_timelimit."),
+    integer("timeout", "Seconds to wait for an answer: timelimit and bind_timelimit."),
     string("group_attribute", "Attribute that holds the group: groupname= in /var/run/pam.conf."),
     boolean("authoritative", about_authoritative),
 };
 constexpr Key tacacs_server[] = {
     string("hostname", "Host name or address: server=."),
-    within(1, 65535, integer("port", "port", "Port: server=.")),
+    within(1, 65535, integer("port", "Port: server=.")),
     secret(string("secret", "Secret shared with it: secret=.")),
 };
 constexpr Key tacacs[] = {

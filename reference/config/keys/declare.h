@@ -67,11 +67,8 @@ static constexpr Key held(Key string, const char *fallback) {
 static constexpr Key boolean(const char *name, const char *description) {
   return key(Kind::boolean, name, description);
 }
-// `unit` is "" for plain numbers.
-static constexpr Key integer(const char *name, const char *unit, const char *description) {
-  Key key = keys::key(Kind::integer, name, description);
-  key.unit = described(unit);
-  return key;
+static constexpr Key integer(const char *name, const char *description) {
+  return key(Kind::integer, name, description);
 }
 static constexpr Key number(const char *name, const char *description) {
   return key(Kind::number, name, description);
@@ -168,11 +165,6 @@ static constexpr Key hyphened(Key map) {
   integer.low = low;
   integer.high = high;
   return integer;
-}
-// Adds an example value in JSON.
-[[maybe_unused]] static constexpr Key such_as(const char *example, Key key) {
-  key.example = described(example);
-  return key;
 }
 
 // The keys of two tables.

@@ -21,13 +21,14 @@ constexpr Key wlan[] = {
 constexpr Key vlan[] = {
     device("device", "Device whose frames are tagged; its name and the ID form the name of the VLAN."),
     within(1, 4094,
-           integer("id", "", "VLAN ID: section vlan4_DEVICE_ID or vlan6_DEVICE_ID for each interface part on it.")),
+           integer("id", "VLAN ID: section vlan4_DEVICE_ID or vlan6_DEVICE_ID for each interface part on it.")),
 };
 constexpr Key stp[] = {
     boolean("enable", "Take part in the spanning tree: UCI option stp."),
     within(2, 30,
-           integer("forward_delay", "seconds",
-                   "Time in each state before forwarding: UCI option forward_delay, only with stp.")),
+           integer("forward_delay",
+                   "Seconds in each state before forwarding: UCI option forward_delay, "
+                   "only with stp.")),
 };
 constexpr Key bridge[] = {
     boolean("enable", "Write the sections."),

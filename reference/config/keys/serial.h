@@ -17,7 +17,7 @@ constexpr Key ppp_dialin[] = {
     string("auth", "How the other end logs in: UCI option auth."),
     string("username", "Name to log in with: UCI option username."),
     secret(string("password", "Password: UCI option password.")),
-    integer("metric", "", "Metric of its routes, lower is preferred: UCI option metric."),
+    integer("metric", "Metric of its routes, lower is preferred: UCI option metric."),
     boolean("default_route", "Use the link as default route: UCI option default_route."),
     object("custom", about_custom, custom),
     object("connect", "What happens before PPP starts.", connect_script),

@@ -11,8 +11,8 @@ constexpr Key route_onlink = boolean(
     "onlink",
     "The gateway is reached directly although no address covers it: UCI option onlink, written with a gateway.");
 constexpr Key route_mtu =
-    within(0, 65535, integer("mtu", "bytes", "Largest packet on the route: UCI option mtu, 0: not written."));
-constexpr Key route_metric = integer("metric", "", "Metric, lower is preferred: UCI option metric.");
+    within(0, 65535, integer("mtu", "Largest packet on the route, in bytes: UCI option mtu, 0: not written."));
+constexpr Key route_metric = integer("metric", "Metric, lower is preferred: UCI option metric.");
 constexpr Key custom[] = {
     boolean("enable", "Use config_file: UCI option custom_enable."),
     boolean("override", "Use nothing but config_file: UCI option custom_override."),

@@ -24,7 +24,7 @@ constexpr Key peer_id[] = {
 constexpr Key peer[] = {
     string("hostname", "Host name or address, for ip_version ipv4: right=."),
     string("hostname6", "Host name or address, for ip_version ipv6: right=."),
-    integer("weight", "", "Share of attempts: righthostsweight=, 1 without the key."),
+    integer("weight", "Share of attempts: righthostsweight=, 1 without the key."),
     object("peer_id", "Identity of this peer: rightid=.", peer_id),
 };
 constexpr Key ipsec_local[] = {
@@ -110,13 +110,13 @@ constexpr Key policy_local[] = {
     naming(NamesOf::interfaces, string("network", "Key of the interface, for type network.")),
     string("custom", "Network and prefix length, for type custom."),
     string_or("protocol", protocols, about_protocol),
-    within(0, 255, integer("protocol_other", "", about_protocol_other)),
+    within(0, 255, integer("protocol_other", about_protocol_other)),
     string_or("port", "any", about_port),
 };
 constexpr Key policy_remote[] = {
     string("network", "Network and prefix length: rightsubnet=; empty: %dynamic. The policy has the same family."),
     string_or("protocol", protocols, about_protocol),
-    within(0, 255, integer("protocol_other", "", about_protocol_other)),
+    within(0, 255, integer("protocol_other", about_protocol_other)),
     string_or("port", "any", about_port),
 };
 constexpr Key ipsec_policy[] = {
@@ -133,9 +133,9 @@ constexpr Key modecfg_client[] = {
 };
 constexpr Key dpd[] = {
     boolean("enable", "Detect dead peers: dpdaction=."),
-    within(1, INT32_MAX, integer("delay", "seconds", "Time between probes: dpddelay=.")),
+    within(1, INT32_MAX, integer("delay", "Seconds between probes: dpddelay=.")),
     within(1, INT32_MAX,
-           integer("timeout", "seconds", "Time without an answer after which the peer counts as dead: dpdtimeout=.")),
+           integer("timeout", "Seconds without an answer after which the peer counts as dead: dpdtimeout=.")),
 };
 constexpr Key tunnel_vigil[] = {
     boolean("enable",
@@ -151,8 +151,8 @@ constexpr Key ipsec_tunnel[] = {
     naming(NamesOf::tunnels,
            string("ipsec_failover",
                   "Key of the tunnel that this one backs up: this one is left out while that one is ready.")),
-    integer("metric", "", "Metric of its routes, lower is preferred: UCI option metric, 0: not written."),
-    integer("mgmt", "", "Flag -m of leftupdown=, 0: not written."),
+    integer("metric", "Metric of its routes, lower is preferred: UCI option metric, 0: not written."),
+    integer("mgmt", "Flag -m of leftupdown=, 0: not written."),
     boolean("force_udp_encap", "Wrap data in UDP even without NAT: forceencaps=yes."),
     object("vigil", "Health checks.", tunnel_vigil),
     object("local", "This end.", ipsec_local),
@@ -170,7 +170,7 @@ constexpr Key ipsec_tunnel[] = {
 constexpr Key backoff[] = {
     duration("duration", "First time: UCI option retry_timeout_initial or try_interval_initial."),
     duration("limit", "Longest time: UCI option retry_timeout_limit or try_interval_limit."),
-    integer("jitter", "", "Random share: UCI option retry_timeout_jitter or try_interval_jitter."),
+    integer("jitter", "Random share: UCI option retry_timeout_jitter or try_interval_jitter."),
     number("base", "Growth from one time to the next: UCI option retry_timeout_base or try_interval_base."),
 };
 constexpr Key ipsec_advanced[] = {

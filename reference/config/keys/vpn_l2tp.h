@@ -8,11 +8,11 @@
 namespace keys {
 
 constexpr Key l2tp_entry[] = {
-    integer("metric", "", "Metric of its routes, lower is preferred: UCI option metric."),
+    integer("metric", "Metric of its routes, lower is preferred: UCI option metric."),
     string("username", "Name to log in with: UCI option username."),
     secret(string("password", "Password: UCI option password.")),
     object("custom", about_custom, custom),
-    within(0, 65535, integer("port", "port", "Port of the network server, for lac entries: UCI option port.")),
+    within(0, 65535, integer("port", "Port of the network server, for lac entries: UCI option port.")),
     string("local_address", "For lns entries: own address of the PPP link: UCI option local_ip."),
     string("remote_address", "For lns entries: address of the other end: UCI option remote_ip."),
     string("auth", "For lns entries: how the other end logs in: UCI option auth."),
