@@ -89,7 +89,8 @@ void print_bounds(const SchemaKey &key) {
     printf("Range: %d to %d.\n", key.low, key.high);
   else if (key.low != INT32_MIN)
     printf("Range: %d or more.\n", key.low);
-  if (key.fallback != nullptr && *key.fallback != '\0') printf("Default:\n.Cm %s .\n", key.fallback);
+  const char *fallback = fallback_of(key);
+  if (fallback != nullptr && *fallback != '\0') printf("Default:\n.Cm %s .\n", fallback);
 }
 
 void print_members(const std::string &prefix, const Section &section, Described &described, Sections &below);

@@ -84,8 +84,8 @@ void print_default(FILE *out, const SchemaKey &key) {
   constexpr const char *empty_values[] = {
       "null", "{}", "{}", "[]", "\"\"", "false", "0", "0", "0", "\"\"",
   };
-  if (key.fallback != nullptr)
-    fprintf(out, "\"default\": \"%s\", ", key.fallback);
+  if (key.fallback != Fallback::none)
+    fprintf(out, "\"default\": \"%s\", ", fallback_of(key));
   else
     fprintf(out, "\"default\": %s, ", empty_values[static_cast<unsigned>(key.kind)]);
 }

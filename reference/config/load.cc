@@ -409,10 +409,10 @@ struct Loader : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Loader> {
   void add_fallbacks() {
     for (const SchemaKey &member : members_of(*current->key)) {
       bool seen = (current->seen & uint64_t{1} << (&member - current->key->members)) != 0;
-      if (member.fallback == nullptr || seen) continue;
+      if (member.fallback == Fallback::none || seen) continue;
       current->member = &member;
       current->member_kind = member.kind;
-      push(current->position).string = member.fallback;
+      push(current->position).string = fallback_of(member);
     }
   }
 };

@@ -30,6 +30,9 @@ enum class OtherWords : uint8_t {
   usual,     // most documents hold other strings; the words have a special meaning
 };
 
+// The string that the tree holds when a key is not written.
+enum class Fallback : uint8_t { none, empty, wlan };
+
 // The map whose entries a string names; several names have spaces between them.
 enum class NamesOf : uint8_t { nothing, interfaces, modems, scep_clients, tunnels };
 
@@ -50,11 +53,10 @@ struct SchemaKey {
   bool has_fallbacks : 1 = false;   // some member has a fallback
 
   NamesOf names = NamesOf::nothing;
+  Fallback fallback = Fallback::none;
 
   int32_t low = INT32_MIN;  // the range of integers that make sense; 0 is also the value of a key that is not written
   int32_t high = INT32_MAX;
-
-  const char *fallback = nullptr;  // the string that the tree holds when the key is not written; null: it holds none
 
   // Strings for people. All are null in `schema`.
   const char *description = nullptr;  // of all keys but the root
@@ -79,6 +81,9 @@ const SchemaKey *schema_member(const SchemaKey &key, std::string_view name);
 
 // The key at the dotted `path` below `key`, without names of entries and indexes; null when there is none.
 const SchemaKey *schema_key_at(const SchemaKey &key, std::string_view path);
+
+// The string that the tree holds when the key is not written; null when it holds none.
+const char *fallback_of(const SchemaKey &key);
 
 // The path of the map; "" for NamesOf::nothing.
 const char *map_of_names(NamesOf names);

@@ -60,7 +60,7 @@ static constexpr Key lines(const char *name, const char *description) {
   return key;
 }
 // A string that the document always holds: `fallback` when it is not written.
-static constexpr Key held(Key string, const char *fallback) {
+static constexpr Key held(Fallback fallback, Key string) {
   string.fallback = fallback;
   return string;
 }
@@ -90,7 +90,7 @@ static constexpr Key nest(Key key, const Key *members, size_t count) {
   if (count > most_members) does_not_compile("the loader has one bit for each member in 64 bits");
   key.members = members;
   key.member_count = static_cast<uint8_t>(count);
-  for (size_t i = 0; i < count; i++) key.has_fallbacks = key.has_fallbacks || members[i].fallback != nullptr;
+  for (size_t i = 0; i < count; i++) key.has_fallbacks = key.has_fallbacks || members[i].fallback != Fallback::none;
   return key;
 }
 template <size_t n>

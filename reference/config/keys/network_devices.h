@@ -14,7 +14,7 @@ constexpr Key network_device[] = {
     string("mode", "Has no effect."),
 };
 constexpr Key wlan[] = {
-    held(word("type", "wlan", "Kind of device; always wlan."), "wlan"),
+    held(Fallback::wlan, word("type", "wlan", "Kind of device; always wlan.")),
     word("mode", "ap client", "A client in a bridge is joined through the section tap_BRIDGE_KEY."),
     reference("radio", "Radio that it uses; interfaces on it are then written without UCI option ifname."),
 };

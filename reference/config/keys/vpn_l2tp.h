@@ -18,7 +18,8 @@ constexpr Key l2tp_entry[] = {
     string("auth", "For lns entries: how the other end logs in: UCI option auth."),
     boolean("default_route", "For lns entries: use the link as default route: UCI option default_route."),
 };
-constexpr Key lac_only[] = {held(string("lns", "Host name or address of the network server: UCI option lns."), "")};
+constexpr Key lac_only[] = {
+    held(Fallback::empty, string("lns", "Host name or address of the network server: UCI option lns."))};
 constexpr Key lns_only[] = {string("lac", "Access concentrators that may connect: UCI option lac.")};
 constexpr auto lac = join(l2tp_entry, lac_only);
 constexpr auto lns = join(l2tp_entry, lns_only);

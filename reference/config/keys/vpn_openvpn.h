@@ -42,7 +42,8 @@ constexpr Key openvpn_server[] = {
     object("advanced_options", "Options of your own.", advanced_options),
 };
 constexpr Key openvpn_client_only[] = {
-    held(string("username", "Name to log in with: auth-user-pass and /var/run/userpass_KEY.cfg; empty: neither."), ""),
+    held(Fallback::empty,
+         string("username", "Name to log in with: auth-user-pass and /var/run/userpass_KEY.cfg; empty: neither.")),
     secret(string("password", "Password: /var/run/userpass_KEY.cfg.")),
 };
 constexpr auto openvpn_client = join(openvpn_server, openvpn_client_only);
