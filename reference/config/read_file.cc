@@ -1,5 +1,6 @@
 // Reads the file of a document.
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,19 +13,30 @@
 
 namespace {
 
-constexpr int longest_wait = 10'000;  // milliseconds; a pipe in place of the file must not block the boot
+constexpr int longest_wait = 10'000;  // milliseconds without data
+
+bool fail_with(int error) {
+  errno = error;
+  return false;
+}
+
+// Reads a pipe or a device. It may be slow, but it must not block the boot.
+bool read_pipe(int fd, std::string *content) {
+  while (wait_ready(fd, POLLIN, moment_after(longest_wait))) {
+    ssize_t got = read_block(fd, content);
+    if (got <= 0) return got == 0;
+    if (content->size() > largest_file) return fail_with(EFBIG);
+  }
+  return fail_with(ETIMEDOUT);
+}
 
 bool read_open_file(int fd, std::string *content) {
   struct stat status;
   if (fstat(fd, &status) != 0) return false;
-  const bool regular = S_ISREG(status.st_mode);
-  const size_t size = regular ? static_cast<size_t>(status.st_size) : 0;
-  if (size > largest_file) {
-    errno = EFBIG;
-    return false;
-  }
-  content->reserve(size);
-  return read_all(fd, content, largest_file, regular ? no_deadline : moment_after(longest_wait));
+  if (!S_ISREG(status.st_mode)) return read_pipe(fd, content);
+  if (static_cast<size_t>(status.st_size) > largest_file) return fail_with(EFBIG);
+  content->reserve(static_cast<size_t>(status.st_size));
+  return read_all(fd, content);
 }
 
 }  // namespace

@@ -42,20 +42,28 @@ bool protect_standard_streams();
 // The limit for files that people write, in bytes.
 constexpr size_t largest_file = 256U << 20;
 
+// Appends the next bytes of the input to `content` and returns their number; 0 at the end, and -1, with the reason in
+// errno, when the read fails.
+inline ssize_t read_block(int fd, std::string *content) {
+  char block[4096];  // small: the protection of the stack touches each of its pages
+  ssize_t got;
+  do got = read(fd, block, sizeof block);
+  while (got < 0 && errno == EINTR);
+  if (got > 0) content->append(block, static_cast<size_t>(got));
+  return got;
+}
+
 // Appends everything up to the end of the input to `content`. False, with the reason in errno, when a read fails, when
 // there are more than `limit` bytes (EFBIG), or when the input has not ended at the deadline (ETIMEDOUT). `content`
 // then holds a part of the input.
 inline bool read_all(int fd, std::string *content, size_t limit = largest_file, int64_t deadline = no_deadline) {
-  char block[4096];  // small: the protection of the stack touches each of its pages
   for (;;) {
     if (deadline != no_deadline && !wait_ready(fd, POLLIN, deadline)) {
       errno = ETIMEDOUT;
       return false;
     }
-    ssize_t got = read(fd, block, sizeof block);
-    if (got < 0 && errno == EINTR) continue;
+    ssize_t got = read_block(fd, content);
     if (got <= 0) return got == 0;
-    content->append(block, static_cast<size_t>(got));
     if (content->size() > limit) {
       errno = EFBIG;
       return false;
