@@ -160,3 +160,11 @@ on_router unused '' '
   kill $!' >"$work/seen"
 [ "$(cat "$work/seen")" = "0
 1" ] || fail "its memory can be read: $(cat "$work/seen")"
+
+# A pipe in place of the configuration may be slow as long as it goes on giving data.
+on_router unused '' '
+  rm /etc/config/config.json
+  mkfifo /etc/config/config.json
+  (printf "{"; sleep 6; printf " "; sleep 6; printf "}") >/etc/config/config.json &
+  ./tessera pam
+  test -s /var/run/pam.conf' || fail "a slow pipe is refused"
